@@ -1,0 +1,57 @@
+// The user's choices: a plain record, and the manager that loads it from and saves it to the host's settings tree.
+// Main thread, except that workers may read whole numbers of the record.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/base.h"
+
+class Plugin;
+
+struct Preferences {
+    enum Actions : uint32_t {
+        show_message_box = 1,   // ask the user
+        show_infobar = 2,       // show the information bar
+        disable_editing_ui = 4, // open without editing
+        check_out = 8,          // check the file out, or keep it checked out
+        check_in = 16,          // check the file in
+        overwrite = 32,         // overwrite the server's copy
+    };
+
+    uint32_t on_open_without_write_permissions = 6;
+    uint32_t on_open_checked_out_none = 6;
+    uint32_t on_open_checked_out_me = 2;
+    uint32_t on_open_checked_out_other = 6;
+    uint32_t on_after_save = 1;
+    uint32_t on_save_conflict = 1;
+    uint32_t on_close_checked_out_need_check_in = 1;
+    uint32_t on_close_checked_out_no_need_check_in = 0;
+    uint32_t default_check_in_type = 1;  // 0 minor, 1 major, 2 overwrite
+    std::u16string default_check_in_message;
+    bool hide_paths = false;
+    std::vector<std::u16string> hidden_paths = DefaultHiddenPaths();
+    uint32_t log_level = 0;  // 0 to 4
+    uint32_t days_to_store_logs = 10;
+    uint32_t api_version = 0;  // 0 compatible, 1 modern
+    uint32_t show_hidden_items = 0;
+
+    static std::vector<std::u16string> DefaultHiddenPaths();
+    bool operator==(const Preferences&) const = default;
+};
+
+class PreferencesManager {
+public:
+    explicit PreferencesManager(Plugin& plugin) : m_plugin(plugin) {}
+
+    // Reads the newest dictionary that was ever saved; what it lacks keeps its default.
+    void Load();
+    // Writes the record as version 5; older dictionaries stay as they are.
+    void Save();
+
+    Preferences m_preferences;
+
+private:
+    Plugin& m_plugin;
+};
