@@ -1,0 +1,61 @@
+// Files and folders under Win32's names; a backslash in a path stands for a slash.
+// Every function may be called from any thread; a file handle belongs to one thread at a time.
+#pragma once
+
+#include "platform/base.h"
+
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
+
+inline constexpr DWORD FILE_GENERIC_READ = 0x00120089;
+inline constexpr DWORD FILE_GENERIC_WRITE = 0x00120116;
+inline constexpr DWORD FILE_SHARE_READ = 1;
+inline constexpr DWORD FILE_SHARE_WRITE = 2;
+inline constexpr DWORD CREATE_NEW = 1;
+inline constexpr DWORD CREATE_ALWAYS = 2;
+inline constexpr DWORD OPEN_EXISTING = 3;
+inline constexpr DWORD OPEN_ALWAYS = 4;
+inline constexpr DWORD TRUNCATE_EXISTING = 5;
+inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr DWORD FILE_ATTRIBUTE_TEMPORARY = 0x100;
+inline constexpr DWORD FILE_FLAG_WRITE_THROUGH = 0x80000000;
+
+struct SECURITY_ATTRIBUTES;
+struct OVERLAPPED;
+
+// TMPDIR or "/tmp", written "\tmp\"; the units without the zero, or the size needed when it is too small.
+DWORD GetTempPathW(DWORD size, LPWSTR buffer);
+
+// ERROR_ALREADY_EXISTS, ERROR_PATH_NOT_FOUND, ERROR_ACCESS_DENIED. New folders are the user's alone.
+BOOL CreateDirectoryW(LPCWSTR path, const SECURITY_ATTRIBUTES* security);
+
+// INVALID_HANDLE_VALUE on failure; new files are the user's alone.
+HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES* security,
+                   DWORD disposition, DWORD flags, HANDLE template_file);
+// Writes all bytes at the end of what was written so far, in one system call where the system takes them so.
+BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written, OVERLAPPED* overlapped);
+BOOL CloseHandle(HANDLE handle);
+
+struct WIN32_FIND_DATAW {
+    DWORD dwFileAttributes;
+    FILETIME ftCreationTime;
+    FILETIME ftLastAccessTime;
+    FILETIME ftLastWriteTime;
+    DWORD nFileSizeHigh;
+    DWORD nFileSizeLow;
+    DWORD dwReserved0;
+    DWORD dwReserved1;
+    WCHAR cFileName[MAX_PATH];
+    WCHAR cAlternateFileName[14];
+};
+static_assert(sizeof(WIN32_FIND_DATAW) == 592);
+
+// The last component may hold '?' and '*'; ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, then
+// ERROR_NO_MORE_FILES.
+HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data);
+BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data);
+BOOL FindClose(HANDLE find);
+
+BOOL DeleteFileW(LPCWSTR path);
+// ERROR_DIR_NOT_EMPTY if anything lies in it.
+BOOL RemoveDirectoryW(LPCWSTR path);

@@ -1,0 +1,28 @@
+// Resources that a module carries in itself; the build function sp_embed_resources makes the table.
+// The tables are read-only: any thread may look.
+#pragma once
+
+#include "platform/base.h"
+
+struct ResourceEntry {
+    const char16_t* type;
+    std::uint16_t id;
+    const void* data;
+    std::uint32_t size;
+};
+
+// What an HMODULE points at.
+struct ModuleResources {
+    const ResourceEntry* entries;
+    std::size_t count;
+};
+
+using HRSRC = const ResourceEntry*;
+using HGLOBAL = void*;
+
+// The name is an id made with MAKEINTRESOURCEW; ERROR_RESOURCE_NAME_NOT_FOUND or
+// ERROR_RESOURCE_TYPE_NOT_FOUND.
+HRSRC FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type);
+HGLOBAL LoadResource(HMODULE module, HRSRC resource);
+LPVOID LockResource(HGLOBAL resource);
+DWORD SizeofResource(HMODULE module, HRSRC resource);
