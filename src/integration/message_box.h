@@ -19,8 +19,8 @@ struct PromptText {
     std::u16string text;
 };
 
-// The catalogue's text of `text_id` ("sp.msg...") with each "%s" read as "%1", and %1 and %2 filled; a text that
-// can't be loaded falls back to its id.
+// The catalogue's text of `text_id` ("sp.msg...") with each "%s" read as "%1", and %1 and %2 filled; a text
+// that can't be loaded falls back to its id.
 std::u16string FormatString(TMK::ITMK_Inst* inst, const char16_t* text_id, const std::u16string& first = {},
                             const std::u16string& second = {});
 
@@ -38,13 +38,13 @@ struct RadioList {
     UINT* in_out_index;
 };
 
-// Shows the prompt and returns the index of the pressed button. `buttons` are text ids; an empty list means one
-// `btn.close`. `cancel_index` is what closing the box counts as, -1 the last button. `check_id` may be null, with
-// `in_out_checked` null too. A host that can't show it throws HResultException.
+// Shows the prompt and returns the index of the pressed button. `buttons` are text ids; an empty list means
+// one `btn.close`. `cancel_index` is what closing the box counts as, -1 the last button. `check_id` may be
+// null, with `in_out_checked` null too. A host that can't show it throws HResultException.
 UINT ShowMessageBox(TMK::ITMK_Inst* inst, DWORD style, const PromptText& text,
-                    const std::vector<const char16_t*>& buttons, int cancel_index = -1, UINT default_index = 0,
-                    const char16_t* check_id = nullptr, bool* in_out_checked = nullptr,
-                    const std::optional<RadioList>& radios = std::nullopt,
+                    const std::vector<const char16_t*>& buttons, int cancel_index = -1,
+                    UINT default_index = 0, const char16_t* check_id = nullptr,
+                    bool* in_out_checked = nullptr, const std::optional<RadioList>& radios = std::nullopt,
                     const std::optional<EditField>& edit = std::nullopt);
 
 }  // namespace Ui

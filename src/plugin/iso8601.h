@@ -6,7 +6,8 @@
 
 #include "platform/base.h"
 
-// Reads "2013-05-01", optionally with "T" or a blank, a time of day, one to three digits of a fraction and a zone
+// Reads "2013-05-01", optionally with "T" or a blank, a time of day, one to three digits of a fraction and a
+// zone
 // ("Z", "+02:00", "-0330"), into UTC. E_FAIL for anything else.
 HRESULT ParseDateTimeIso8601(const std::u16string& text, SYSTEMTIME* out_time);
 

@@ -65,8 +65,8 @@ namespace Internal {
 std::u16string FormatArguments(const char16_t* format, const Argument* arguments, size_t count);
 }
 
-// printf-like with %s %d %i %u %ul %lld %llu %tu %x %p %%, cut at 10,240 characters; each conversion takes the
-// next argument, and one without an argument renders empty.
+// printf-like with %s %d %i %u %ul %lld %llu %tu %x %p %%, cut at 10,240 characters; each conversion takes
+// the next argument, and one without an argument renders empty.
 template <typename... Arguments>
 std::u16string Format(const char16_t* format, const Arguments&... arguments) {
     const Argument list[] = {Argument(arguments)..., Argument(u"")};
@@ -79,7 +79,7 @@ std::u16string Format(const char16_t* format, const Arguments&... arguments) {
 std::u16string MaskForLog(std::u16string text);
 
 // A free log line at a level, inside a function that has TRACE_ENTRY.
-#define LOG_LINE(level, ...)                                                                 \
-    do {                                                                                     \
-        if (Log::IsOn(level)) Log::Write(level, trace_function, Log::Format(__VA_ARGS__));   \
+#define LOG_LINE(level, ...)                                                               \
+    do {                                                                                   \
+        if (Log::IsOn(level)) Log::Write(level, trace_function, Log::Format(__VA_ARGS__)); \
     } while (false)

@@ -1,4 +1,5 @@
-// The root object: what the host gets from TMKE_GetPlugin, owner of every long-lived object. Main thread only.
+// The root object: what the host gets from TMKE_GetPlugin, owner of every long-lived object. Main thread
+// only.
 #pragma once
 
 #include "hostapi/itmk.h"

@@ -1,5 +1,5 @@
-// The user's choices: a plain record, and the manager that loads it from and saves it to the host's settings tree.
-// Main thread, except that workers may read whole numbers of the record.
+// The user's choices: a plain record, and the manager that loads it from and saves it to the host's settings
+// tree. Main thread, except that workers may read whole numbers of the record.
 #pragma once
 
 #include <cstdint>
@@ -12,12 +12,12 @@ class Plugin;
 
 struct Preferences {
     enum Actions : uint32_t {
-        show_message_box = 1,   // ask the user
-        show_infobar = 2,       // show the information bar
-        disable_editing_ui = 4, // open without editing
-        check_out = 8,          // check the file out, or keep it checked out
-        check_in = 16,          // check the file in
-        overwrite = 32,         // overwrite the server's copy
+        show_message_box = 1,    // ask the user
+        show_infobar = 2,        // show the information bar
+        disable_editing_ui = 4,  // open without editing
+        check_out = 8,           // check the file out, or keep it checked out
+        check_in = 16,           // check the file in
+        overwrite = 32,          // overwrite the server's copy
     };
 
     uint32_t on_open_without_write_permissions = 6;

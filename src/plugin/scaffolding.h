@@ -47,18 +47,22 @@ private:
 template <typename Class, typename Interface>
 class cCoClassDispatchT : public cCoClassUnknownT<Class, Interface> {
 public:
-    void* QueryFurther(const IID& iid) { return iid == IDispatch::kIid ? static_cast<IDispatch*>(this) : nullptr; }
+    void* QueryFurther(const IID& iid) {
+        return iid == IDispatch::kIid ? static_cast<IDispatch*>(this) : nullptr;
+    }
     HRESULT GetTypeInfoCount(UINT* out_count) override {
         if (!out_count) return E_POINTER;
         *out_count = 1;
         return S_OK;
     }
-    HRESULT GetTypeInfo(UINT, DWORD, void** out_info) override {
+    HRESULT GetTypeInfo(UINT, LCID, ITypeInfo** out_info) override {
         if (out_info) *out_info = nullptr;
         return E_NOTIMPL;
     }
-    HRESULT GetIDsOfNames(const IID&, LPWSTR*, UINT, DWORD, LONG*) override { return E_NOTIMPL; }
-    HRESULT Invoke(LONG, const IID&, DWORD, WORD, void*, VARIANT*, void*, UINT*) override { return E_NOTIMPL; }
+    HRESULT GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    HRESULT Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
+        return E_NOTIMPL;
+    }
 };
 
 // Makes an object of the scaffolding and holds its first reference.

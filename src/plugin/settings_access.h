@@ -1,4 +1,5 @@
-// Typed reading and writing of the items of a host's settings tree. Null nodes read as empty and take no value.
+// Typed reading and writing of the items of a host's settings tree. Null nodes read as empty and take no
+// value.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +15,7 @@ using Node = ComPtr<TMK::ITMK_CabNode>;
 Node GetRoot(TMK::ITMK_Cab* tree);
 Node GetChild(TMK::ITMK_CabNode* dictionary, LPCWSTR id);  // null when there is none
 int32_t GetInt(TMK::ITMK_CabNode* dictionary, LPCWSTR id);
-bool GetBool(TMK::ITMK_CabNode* dictionary, LPCWSTR id);            // false unless the item is a boolean
+bool GetBool(TMK::ITMK_CabNode* dictionary, LPCWSTR id);              // false unless the item is a boolean
 std::u16string GetString(TMK::ITMK_CabNode* dictionary, LPCWSTR id);  // empty unless the item is a string
 
 void SetInt(TMK::ITMK_CabNode* dictionary, LPCWSTR id, int32_t value);

@@ -13,10 +13,10 @@ enum class CompareUrlsResult {
     error = 4,
 };
 
-// Compares scheme, host, port and path of two absolute URLs, ignoring case and a trailing slash. The query counts
-// unless `ignore_query`. `relative_out`, if given, receives the path of the child below its parent.
-CompareUrlsResult CompareUrls(const char16_t* url1, const char16_t* url2, std::u16string* relative_out = nullptr,
-                              bool ignore_query = false);
+// Compares scheme, host, port and path of two absolute URLs, ignoring case and a trailing slash. The query
+// counts unless `ignore_query`. `relative_out`, if given, receives the path of the child below its parent.
+CompareUrlsResult CompareUrls(const char16_t* url1, const char16_t* url2,
+                              std::u16string* relative_out = nullptr, bool ignore_query = false);
 inline CompareUrlsResult CompareUrls(const std::u16string& url1, const std::u16string& url2,
                                      std::u16string* relative_out = nullptr, bool ignore_query = false) {
     return CompareUrls(url1.c_str(), url2.c_str(), relative_out, ignore_query);
@@ -28,22 +28,30 @@ CompareUrlsResult CompareRelativeUrls(const std::u16string& path1, const std::u1
 
 // The URL one level up, without a trailing slash; empty for a host or for text that is no URL.
 std::u16string GetUrlParent(const char16_t* url);
-inline std::u16string GetUrlParent(const std::u16string& url) { return GetUrlParent(url.c_str()); }
+inline std::u16string GetUrlParent(const std::u16string& url) {
+    return GetUrlParent(url.c_str());
+}
 
 // An http or https URL whose path could be that of a document.
 bool IsDirectUrl(const char16_t* text);
-inline bool IsDirectUrl(const std::u16string& text) { return IsDirectUrl(text.c_str()); }
+inline bool IsDirectUrl(const std::u16string& text) {
+    return IsDirectUrl(text.c_str());
+}
 
 // A sharing link.
 bool IsFileLinkUrl(const char16_t* text);
-inline bool IsFileLinkUrl(const std::u16string& text) { return IsFileLinkUrl(text.c_str()); }
+inline bool IsFileLinkUrl(const std::u16string& text) {
+    return IsFileLinkUrl(text.c_str());
+}
 
 // False when the text holds one of ?*:"|<>\ .
 bool IsValidFileOrFolderUrlPath(std::u16string_view url);
 
 // The UNC form of a WebDAV share to a web address.
 std::u16string WebDavPathToUrl(const char16_t* text);
-inline std::u16string WebDavPathToUrl(const std::u16string& text) { return WebDavPathToUrl(text.c_str()); }
+inline std::u16string WebDavPathToUrl(const std::u16string& text) {
+    return WebDavPathToUrl(text.c_str());
+}
 
 // What a user typed to a web address; https when no scheme was typed.
 std::u16string NormalizeUserUrl(const char16_t* text);

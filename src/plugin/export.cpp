@@ -1,0 +1,16 @@
+// The library's one doorway.
+#include "plugin/failure.h"
+#include "plugin/plugin.h"
+
+extern "C" __attribute__((visibility("default"))) HRESULT TMKE_GetPlugin(TMK::ITMK_Plugin** output_plugin) {
+    TRACE_ENTRY("TMKE_GetPlugin");
+    try {
+        CHECK_RETURN(output_plugin != nullptr, E_POINTER);
+        *output_plugin = nullptr;
+        const ComPtr<Plugin> p = MakeObject<Plugin>();
+        CHECK_RESULT_TEXT(p->QueryInterface(TMK::ITMK_Plugin::kIid, reinterpret_cast<void**>(output_plugin)),
+                          u"p->QueryInterface<TMK::ITMK_Plugin>(output_plugin)");
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(nullptr)
+}
