@@ -12,6 +12,7 @@ namespace {
 constexpr std::u16string_view kNoText = u"<no system error information avaliable>";
 constexpr DWORD kEnglish = 1033;
 constexpr DWORD kFirstInternetError = 12001;
+constexpr DWORD kExtendedInternetError = 12003;
 
 // The words of a table of the system, empty when it has none.
 std::u16string SystemMessage(DWORD flags, HMODULE module, DWORD code) {
@@ -63,7 +64,7 @@ std::u16string GetApiErrorText(DWORD code, bool& has_text) {
     if (code == 0) code = GetLastError();
     if (code == static_cast<DWORD>(E_CANCELED)) return u"Canceled";
     std::u16string text;
-    if (code == ERROR_INTERNET_EXTENDED_ERROR) {
+    if (code == kExtendedInternetError) {
         text = GetServerErrorText();
     } else if (code != 0) {
         text = TableText(code);
