@@ -1,0 +1,204 @@
+// Comparison of text: without case, by logical order, and the extension of a file name.
+// Any thread; comparing for equality allocates nothing.
+#include <unicode/uchar.h>
+#include <unicode/ucol.h>
+#include <unicode/unorm2.h>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "platform/text.h"
+
+namespace {
+
+using View = std::u16string_view;
+
+constexpr char16_t fold_ascii(char16_t c) {
+    return c >= u'A' && c <= u'Z' ? c + 0x20 : c;
+}
+
+const UNormalizer2* nfc() {
+    static const UNormalizer2* const instance = [] {
+        UErrorCode error = U_ZERO_ERROR;
+        return unorm2_getNFCInstance(&error);
+    }();
+    return instance;
+}
+
+// Gives the units of a text one by one: decomposed, folded, without characters that nobody sees.
+class FoldedUnits {
+public:
+    FoldedUnits(View text, bool fold) : m_text(text), m_fold(fold) {}
+
+    // -1 at the end.
+    int next() {
+        while (m_at == m_end) {
+            if (m_text.empty()) return -1;
+            const char16_t first = m_text.front();
+            if (first < 0x80) {
+                m_text.remove_prefix(1);
+                return m_fold ? fold_ascii(first) : first;
+            }
+            load();
+        }
+        return m_units[m_at++];
+    }
+
+private:
+    void load() {
+        std::size_t used = 0;
+        UChar32 c;
+        U16_NEXT(m_text.data(), used, m_text.size(), c);
+        const View source = m_text.substr(0, used);
+        m_text.remove_prefix(used);
+        m_at = m_end = 0;
+        if (u_hasBinaryProperty(c, UCHAR_DEFAULT_IGNORABLE_CODE_POINT)) return;
+        std::array<char16_t, 32> decomposed;
+        UErrorCode error = U_ZERO_ERROR;
+        int32_t count = unorm2_getDecomposition(nfc(), c, decomposed.data(), decomposed.size(), &error);
+        if (U_FAILURE(error) || count < 0) {
+            std::copy(source.begin(), source.end(), decomposed.begin());
+            count = static_cast<int32_t>(source.size());
+        }
+        error = U_ZERO_ERROR;
+        if (m_fold)
+            m_end = u_strFoldCase(m_units.data(), m_units.size(), decomposed.data(), count,
+                                  U_FOLD_CASE_DEFAULT, &error);
+        if (!m_fold || U_FAILURE(error)) {
+            std::copy_n(decomposed.begin(), count, m_units.begin());
+            m_end = count;
+        }
+    }
+
+    View m_text;
+    bool m_fold;
+    int m_at = 0;
+    int m_end = 0;
+    std::array<char16_t, 64> m_units;
+};
+
+int compare_folded(View a, View b, bool fold) {
+    FoldedUnits left(a, fold);
+    FoldedUnits right(b, fold);
+    for (;;) {
+        const int x = left.next();
+        const int y = right.next();
+        if (x != y) return x < y ? CSTR_LESS_THAN : CSTR_GREATER_THAN;
+        if (x < 0) return CSTR_EQUAL;
+    }
+}
+
+// The user's collation of single characters; case makes no difference, accents do.
+class CharacterOrder {
+public:
+    CharacterOrder() {
+        UErrorCode error = U_ZERO_ERROR;
+        m_collator = ucol_open("", &error);
+        if (U_SUCCESS(error)) ucol_setStrength(m_collator, UCOL_SECONDARY);
+        std::array<char16_t, 128> sorted;
+        for (char16_t c = 0; c < 128; ++c) sorted[c] = c;
+        std::stable_sort(sorted.begin(), sorted.end(), [this](auto a, auto b) { return slow(a, b) < 0; });
+        int rank = 0;
+        for (std::size_t i = 0; i < sorted.size(); ++i) {
+            if (i > 0 && slow(sorted[i - 1], sorted[i]) < 0) ++rank;
+            m_ranks[sorted[i]] = rank;
+        }
+    }
+
+    int compare(UChar32 a, UChar32 b) const {
+        if (a == b) return 0;
+        if (a < 128 && b < 128)
+            return m_ranks[static_cast<std::size_t>(a)] - m_ranks[static_cast<std::size_t>(b)];
+        return slow(a, b);
+    }
+
+private:
+    int slow(UChar32 a, UChar32 b) const {
+        if (!m_collator) return a < b ? -1 : a > b;
+        char16_t left[2], right[2];
+        int32_t left_size = 0, right_size = 0;
+        U16_APPEND_UNSAFE(left, left_size, a);
+        U16_APPEND_UNSAFE(right, right_size, b);
+        return ucol_strcoll(m_collator, left, left_size, right, right_size);
+    }
+
+    UCollator* m_collator = nullptr;
+    std::array<int, 128> m_ranks;
+};
+
+constexpr bool is_digit(char16_t c) {
+    return c >= u'0' && c <= u'9';
+}
+
+// Takes a run of digits off the text, without its leading zeros.
+View take_number(View& text) {
+    const auto end = std::find_if_not(text.begin(), text.end(), is_digit);
+    View digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+    text.remove_prefix(digits.size());
+    digits.remove_prefix(std::min(digits.find_first_not_of(u'0'), digits.size()));
+    return digits;
+}
+
+int compare_numbers(View a, View b) {
+    if (a.size() != b.size()) return a.size() < b.size() ? -1 : 1;
+    return a.compare(b);
+}
+
+UChar32 take_character(View& text) {
+    std::size_t used = 0;
+    UChar32 c;
+    U16_NEXT(text.data(), used, text.size(), c);
+    text.remove_prefix(used);
+    return c;
+}
+
+constexpr int sign(int value) {
+    return (value > 0) - (value < 0);
+}
+
+}  // namespace
+
+int CompareStringW(LCID locale, DWORD flags, LPCWSTR a, int a_length, LPCWSTR b, int b_length) {
+    if (!a || !b || locale != LOCALE_INVARIANT || (flags & ~NORM_IGNORECASE)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    View left = a_length < 0 ? View(a) : View(a, static_cast<std::size_t>(a_length));
+    View right = b_length < 0 ? View(b) : View(b, static_cast<std::size_t>(b_length));
+    const bool fold = (flags & NORM_IGNORECASE) != 0;
+    const std::size_t shorter = std::min(left.size(), right.size());
+    std::size_t i = 0;
+    while (i < shorter) {
+        const char16_t x = left[i];
+        const char16_t y = right[i];
+        if ((x | y) >= 0x80 || (x != y && (!fold || fold_ascii(x) != fold_ascii(y)))) break;
+        ++i;
+    }
+    return compare_folded(left.substr(i), right.substr(i), fold);
+}
+
+int StrCmpLogicalW(LPCWSTR a, LPCWSTR b) {
+    static const CharacterOrder order;
+    View left = a ? View(a) : View();
+    View right = b ? View(b) : View();
+    while (!left.empty() && !right.empty()) {
+        const bool left_number = is_digit(left.front());
+        const bool right_number = is_digit(right.front());
+        if (left_number != right_number) return left_number ? -1 : 1;
+        const int result = left_number ? compare_numbers(take_number(left), take_number(right))
+                                       : order.compare(take_character(left), take_character(right));
+        if (result) return sign(result);
+    }
+    return static_cast<int>(right.empty()) - static_cast<int>(left.empty());
+}
+
+LPWSTR PathFindExtensionW(LPCWSTR path) {
+    if (!path) return nullptr;
+    const View text(path);
+    const std::size_t dot = text.rfind(u'.');
+    const bool found = dot != View::npos && text.find_first_of(u"\\ ", dot) == View::npos;
+    return const_cast<LPWSTR>(path + (found ? dot : text.size()));
+}

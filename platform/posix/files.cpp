@@ -1,0 +1,302 @@
+// Files and folders over POSIX.
+// Any thread; a handle belongs to one thread at a time.
+#include "platform/files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "platform/text.h"
+
+namespace {
+
+struct ErrnoRow {
+    int number;
+    DWORD error;
+};
+constexpr ErrnoRow kErrnoTable[] = {
+    {ENOENT, ERROR_PATH_NOT_FOUND},
+    {EACCES, ERROR_ACCESS_DENIED},
+    {EPERM, ERROR_ACCESS_DENIED},
+    {EROFS, ERROR_ACCESS_DENIED},
+    {EEXIST, ERROR_ALREADY_EXISTS},
+    {ENOTDIR, ERROR_PATH_NOT_FOUND},
+    {EISDIR, ERROR_ACCESS_DENIED},
+    {ENOTEMPTY, ERROR_DIR_NOT_EMPTY},
+    {ENOSPC, ERROR_DISK_FULL},
+    {EDQUOT, ERROR_DISK_FULL},
+    {EFBIG, ERROR_DISK_FULL},
+    {EMFILE, ERROR_TOO_MANY_OPEN_FILES},
+    {ENFILE, ERROR_TOO_MANY_OPEN_FILES},
+    {EBADF, ERROR_INVALID_HANDLE},
+    {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
+    {EINVAL, ERROR_INVALID_PARAMETER},
+    {ELOOP, ERROR_ACCESS_DENIED},
+    {ETXTBSY, ERROR_SHARING_VIOLATION},
+    {EBUSY, ERROR_SHARING_VIOLATION},
+    {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
+};
+
+DWORD error_from_errno(int number) {
+    const auto row = std::find_if(std::begin(kErrnoTable), std::end(kErrnoTable),
+                                  [number](const ErrnoRow& candidate) { return candidate.number == number; });
+    return row != std::end(kErrnoTable) ? row->error : ERROR_GEN_FAILURE;
+}
+
+BOOL fail(DWORD error) {
+    SetLastError(error);
+    return FALSE;
+}
+
+BOOL done(int result) {
+    return result == 0 ? TRUE : fail(error_from_errno(errno));
+}
+
+std::string to_utf8(std::u16string_view text) {
+    std::string bytes(text.size() * 3, '\0');
+    if (text.empty()) return bytes;
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                                         static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(size));
+    return bytes;
+}
+
+std::u16string to_utf16(std::string_view bytes) {
+    std::u16string text(bytes.size(), u'\0');
+    if (bytes.empty()) return text;
+    const int size = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()),
+                                         text.data(), static_cast<int>(text.size()));
+    text.resize(static_cast<std::size_t>(size));
+    return text;
+}
+
+std::string to_native(std::u16string_view path) {
+    std::string native = to_utf8(path);
+    std::replace(native.begin(), native.end(), '\\', '/');
+    return native;
+}
+
+// False (with the error set) for a null path, and for an allocation that failed.
+bool native_path(LPCWSTR path, std::string& native) {
+    if (!path || !*path) {
+        SetLastError(path ? ERROR_PATH_NOT_FOUND : ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    try {
+        native = to_native(path);
+        return true;
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return false;
+    }
+}
+
+// File handles are descriptors, moved away from null.
+HANDLE to_handle(int descriptor) {
+    return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(descriptor) + 1);
+}
+int to_descriptor(HANDLE handle) {
+    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
+}
+
+int open_flags(DWORD access, DWORD disposition, DWORD flags) {
+    const bool read = (access & FILE_GENERIC_READ) == FILE_GENERIC_READ;
+    const bool write = (access & FILE_GENERIC_WRITE) == FILE_GENERIC_WRITE;
+    int result = O_CLOEXEC | (write ? (read ? O_RDWR : O_WRONLY) : O_RDONLY);
+    switch (disposition) {
+        case CREATE_NEW:
+            result |= O_CREAT | O_EXCL;
+            break;
+        case CREATE_ALWAYS:
+            result |= O_CREAT | O_TRUNC;
+            break;
+        case OPEN_EXISTING:
+            break;
+        case OPEN_ALWAYS:
+            result |= O_CREAT;
+            break;
+        case TRUNCATE_EXISTING:
+            result |= O_TRUNC;
+            break;
+        default:
+            return -1;
+    }
+    // In a folder that others may write to, a link in the file's place could lead anywhere.
+    if (flags & FILE_ATTRIBUTE_TEMPORARY) result |= O_NOFOLLOW;
+    return result;
+}
+
+bool matches(std::u16string_view pattern, std::u16string_view name) {
+    std::size_t p = 0, n = 0, star = std::u16string_view::npos, resume = 0;
+    while (n < name.size()) {
+        if (p < pattern.size() && pattern[p] == u'*') {
+            star = p++;
+            resume = n;
+        } else if (p < pattern.size() && (pattern[p] == u'?' || pattern[p] == name[n])) {
+            ++p;
+            ++n;
+        } else if (star != std::u16string_view::npos) {
+            p = star + 1;
+            n = ++resume;
+        } else {
+            return false;
+        }
+    }
+    return std::all_of(pattern.begin() + static_cast<std::ptrdiff_t>(p), pattern.end(),
+                       [](char16_t c) { return c == u'*'; });
+}
+
+struct DirCloser {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+struct Find {
+    std::unique_ptr<DIR, DirCloser> directory;
+    std::u16string pattern;
+};
+
+FILETIME to_file_time(const statx_timestamp& time) {
+    constexpr LONGLONG kUnixEpochInTicks = 116'444'736'000'000'000;
+    const LONGLONG ticks = time.tv_sec * 10'000'000 + time.tv_nsec / 100 + kUnixEpochInTicks;
+    return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
+}
+
+bool fill(const Find& find, const char* entry_name, std::u16string_view name, WIN32_FIND_DATAW& data) {
+    struct statx status;
+    if (statx(dirfd(find.directory.get()), entry_name, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME,
+              &status))
+        return false;
+    data = {};
+    data.dwFileAttributes = S_ISDIR(status.stx_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+    const bool has_birth = (status.stx_mask & STATX_BTIME) != 0;
+    data.ftCreationTime = to_file_time(has_birth ? status.stx_btime : status.stx_mtime);
+    data.ftLastAccessTime = to_file_time(status.stx_atime);
+    data.ftLastWriteTime = to_file_time(status.stx_mtime);
+    data.nFileSizeHigh = static_cast<DWORD>(status.stx_size >> 32);
+    data.nFileSizeLow = static_cast<DWORD>(status.stx_size & 0xFFFFFFFF);
+    *std::copy(name.begin(), name.end(), data.cFileName) = 0;
+    return true;
+}
+
+BOOL find_next(Find& find, WIN32_FIND_DATAW& data) {
+    while (const dirent* entry = readdir(find.directory.get())) {
+        const std::u16string name = to_utf16(entry->d_name);
+        if (name.size() < MAX_PATH && matches(find.pattern, name) && fill(find, entry->d_name, name, data))
+            return TRUE;
+    }
+    return FALSE;
+}
+
+}  // namespace
+
+DWORD GetTempPathW(DWORD size, LPWSTR buffer) {
+    const char* folder = std::getenv("TMPDIR");
+    try {
+        std::u16string path = to_utf16(folder && *folder ? folder : "/tmp");
+        std::replace(path.begin(), path.end(), u'/', u'\\');
+        if (path.back() != u'\\') path += u'\\';
+        if (path.size() >= size || !buffer) return static_cast<DWORD>(path.size() + 1);
+        *std::copy(path.begin(), path.end(), buffer) = 0;
+        return static_cast<DWORD>(path.size());
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return 0;
+    }
+}
+
+BOOL CreateDirectoryW(LPCWSTR path, const SECURITY_ATTRIBUTES*) {
+    std::string native;
+    return native_path(path, native) ? done(mkdir(native.c_str(), 0700)) : FALSE;
+}
+
+HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD, const SECURITY_ATTRIBUTES*, DWORD disposition,
+                   DWORD flags, HANDLE) {
+    const int mode = open_flags(access, disposition, flags);
+    std::string native;
+    if (mode < 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    if (!native_path(path, native)) return INVALID_HANDLE_VALUE;
+    const int descriptor = open(native.c_str(), mode, 0600);
+    if (descriptor >= 0) return to_handle(descriptor);
+    const DWORD error = error_from_errno(errno);
+    const bool file_missing = errno == ENOENT && !(mode & O_CREAT);
+    const bool file_there = errno == EEXIST;
+    SetLastError(file_missing ? ERROR_FILE_NOT_FOUND : file_there ? ERROR_FILE_EXISTS : error);
+    return INVALID_HANDLE_VALUE;
+}
+
+BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written, OVERLAPPED*) {
+    const char* from = static_cast<const char*>(data);
+    DWORD sent = 0;
+    if (written) *written = 0;
+    while (sent < size) {
+        const ssize_t count = write(to_descriptor(file), from + sent, size - sent);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return fail(error_from_errno(errno));
+        sent += static_cast<DWORD>(count);
+        if (written) *written = sent;
+    }
+    return TRUE;
+}
+
+BOOL CloseHandle(HANDLE handle) {
+    if (!handle || handle == INVALID_HANDLE_VALUE) return fail(ERROR_INVALID_HANDLE);
+    return done(close(to_descriptor(handle)));
+}
+
+HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
+    std::string native;
+    if (!data || !native_path(pattern, native)) return INVALID_HANDLE_VALUE;
+    const std::size_t slash = native.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : native.substr(0, slash + 1);
+    std::unique_ptr<Find> find(new (std::nothrow) Find);
+    if (!find) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return INVALID_HANDLE_VALUE;
+    }
+    find->directory.reset(opendir(folder.c_str()));
+    if (!find->directory) {
+        SetLastError(error_from_errno(errno));
+        return INVALID_HANDLE_VALUE;
+    }
+    find->pattern = to_utf16(slash == std::string::npos ? native : native.substr(slash + 1));
+    if (find_next(*find, *data)) return find.release();
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    return INVALID_HANDLE_VALUE;
+}
+
+BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data) {
+    if (!find || find == INVALID_HANDLE_VALUE || !data) return fail(ERROR_INVALID_HANDLE);
+    return find_next(*static_cast<Find*>(find), *data) ? TRUE : fail(ERROR_NO_MORE_FILES);
+}
+
+BOOL FindClose(HANDLE find) {
+    if (!find || find == INVALID_HANDLE_VALUE) return fail(ERROR_INVALID_HANDLE);
+    delete static_cast<Find*>(find);
+    return TRUE;
+}
+
+BOOL DeleteFileW(LPCWSTR path) {
+    std::string native;
+    if (!native_path(path, native)) return FALSE;
+    if (unlink(native.c_str()) == 0) return TRUE;
+    return fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : error_from_errno(errno));
+}
+
+BOOL RemoveDirectoryW(LPCWSTR path) {
+    std::string native;
+    if (!native_path(path, native)) return FALSE;
+    if (rmdir(native.c_str()) == 0) return TRUE;
+    return fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : error_from_errno(errno));
+}
