@@ -1,0 +1,25 @@
+// The request digest of a web, which every change shows to the server. A plain value.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "sharepoint/json.h"
+
+namespace SharePointRestAPI {
+
+struct RequestDigest {
+    std::u16string text;
+    int64_t expiry = 0;  // monotonic nanoseconds
+
+    // Whether the digest stands without asking again: only once it has been overdue for five seconds. A
+    // younger one is fetched anew on every call, so that a change never goes out with a digest about to
+    // expire.
+    bool IsReusable(int64_t now) const;
+
+    // Takes digest and lifetime from the server's answer; false when there is no digest in it. Without a
+    // lifetime the expiry stays.
+    bool Read(const Json::Value& answer, int64_t now);
+};
+
+}  // namespace SharePointRestAPI

@@ -1,0 +1,88 @@
+// A web of a modern site over its REST interface: finds, lists and makes objects, and serves them the current
+// user, the edit right and the request digest. Shared; any thread may call, only the digest is guarded.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "http/session.h"
+#include "sharepoint/json.h"
+#include "sharepoint/object.h"
+#include "sharepoint/rest/digest.h"
+
+namespace SharePointRestAPI {
+
+class Web final : public SharePoint::Object,
+                  public SharePoint::Web,
+                  public std::enable_shared_from_this<Web> {
+public:
+    // The web that the object behind `object_url` belongs to. HResultException E_INVALIDARG for a URL of
+    // another server or one without a web; HttpException, ApiException, Exception.
+    static std::shared_ptr<Web> Create(std::shared_ptr<Http::Session> http, const std::u16string& object_url);
+
+    // SP.Web.GetWebUrlFromPageUrl: the path of the web that `object_path` lies in.
+    static bool GetWebPath(Http::Session& http, const std::u16string& object_path,
+                           std::u16string& out_web_path);
+
+    std::shared_ptr<SharePoint::File> AsFile() override { return nullptr; }
+    std::shared_ptr<SharePoint::Folder> AsFolder() override { return shared_from_this(); }
+    std::shared_ptr<SharePoint::Web> AsWeb() override { return shared_from_this(); }
+    bool CanEdit() override { return false; }
+    std::shared_ptr<SharePoint::Web> GetWeb() override { return shared_from_this(); }
+    const SharePoint::Information& UpdateInformation() override;
+    void Rename(const std::u16string& new_path) override;
+    void Delete() override;
+
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override;
+    std::shared_ptr<SharePoint::Object> BindObject(const std::u16string& url, BindObjectType type) override;
+    std::shared_ptr<SharePoint::Object> CreateFile(const std::u16string& url) override;
+    std::shared_ptr<SharePoint::Object> CreateFolder(const std::u16string& url) override;
+
+    // The same for an item of this web; paths are relative to the server root. False when it isn't there; the
+    // out arguments may be null.
+    bool UpdateInformation(const std::u16string& path, SharePoint::Information* out_information,
+                           bool* out_is_folder);
+    // Folders first, then files. A file that is checked out costs one more request.
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(const std::u16string& path);
+    bool CreateFolderNoBind(const std::u16string& url);
+    // The login, empty when unknown.
+    std::u16string GetCurrentUser();
+    // True also for a document that isn't there: it may be made.
+    bool CanEdit(const std::u16string& path);
+    // The server's form digest for changes, empty on failure. HttpException.
+    std::u16string GetDigest();
+
+    // Reads what the server says of a file or folder; asks for the holder of a check-out.
+    bool ParseRestFileInfo(const Json::Value& json, SharePoint::Information& out_information,
+                           bool& out_is_folder);
+
+    Http::Session& GetHttp() const { return *m_http; }
+    // Percent-encoded path of the web, the start of the URLs of its requests.
+    std::u16string EncodedPath() const;
+
+private:
+    explicit Web(std::shared_ptr<Http::Session> http) : m_http(std::move(http)) {}
+
+    bool ReadInformation(const std::u16string& url, SharePoint::Information* out_information,
+                         bool* out_is_folder);
+    std::u16string FindCheckOutUser(const std::u16string& path);
+    std::shared_ptr<SharePoint::Object> BindInformation(SharePoint::Information information, bool is_folder,
+                                                        BindObjectType type);
+    bool ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,
+                      bool& out_is_folder);
+    bool FindPathInWeb(const std::u16string& url, std::u16string& out_path) const;
+    std::shared_ptr<SharePoint::Object> BindFolderQuietly(const std::u16string& path);
+    bool CreateMissingFolders(std::u16string path, const std::vector<std::u16string>& missing,
+                              const std::u16string& url);
+
+    std::shared_ptr<Http::Session> m_http;
+    std::mutex m_digest_guard;
+    RequestDigest m_digest;
+};
+
+// The file time behind `key`, 0 when it is missing or no date.
+uint64_t ParseRestDateTime(const Json::Value& value, const char16_t* key);
+
+}  // namespace SharePointRestAPI
