@@ -47,11 +47,12 @@ std::u16string_view View(const char16_t* data, DWORD length) {
     return data ? std::u16string_view(data, length) : std::u16string_view();
 }
 
-std::optional<Components> Crack(const char16_t* url) {
+// A `length` of 0 leaves the end to be found.
+std::optional<Components> Crack(const char16_t* url, DWORD length = 0) {
     URL_COMPONENTSW parts{};
     parts.dwStructSize = sizeof(parts);
     parts.dwHostNameLength = parts.dwUrlPathLength = parts.dwExtraInfoLength = 1;
-    if (!InternetCrackUrlW(url, 0, 0, &parts)) return std::nullopt;
+    if (!InternetCrackUrlW(url, length, 0, &parts)) return std::nullopt;
     return Components{parts.nScheme, View(parts.lpszHostName, parts.dwHostNameLength), parts.nPort,
                       View(parts.lpszUrlPath, parts.dwUrlPathLength),
                       View(parts.lpszExtraInfo, parts.dwExtraInfoLength)};
@@ -61,14 +62,15 @@ std::optional<Components> Crack(const char16_t* url) {
 class CanonicalUrl {
 public:
     explicit CanonicalUrl(const char16_t* url) {
-        DWORD size = static_cast<DWORD>(m_text.size());
-        m_valid = InternetCanonicalizeUrlW(url, m_text.data(), &size, kCanonicalFlags) != FALSE;
+        m_valid = InternetCanonicalizeUrlW(url, m_text.data(), &m_length, kCanonicalFlags) != FALSE;
     }
     bool IsValid() const { return m_valid; }
     const char16_t* Text() const { return m_text.data(); }
+    std::optional<Components> Crack() const { return ::Crack(m_text.data(), m_length); }
 
 private:
     std::array<char16_t, kBufferSize> m_text;
+    DWORD m_length = static_cast<DWORD>(kBufferSize);
     bool m_valid;
 };
 
@@ -214,8 +216,8 @@ CompareUrlsResult CompareUrls(const char16_t* url1, const char16_t* url2, std::u
     const CanonicalUrl canonical1(url1);
     const CanonicalUrl canonical2(url2);
     if (!canonical1.IsValid() || !canonical2.IsValid()) return CompareUrlsResult::error;
-    const std::optional<Components> parts1 = Crack(canonical1.Text());
-    const std::optional<Components> parts2 = Crack(canonical2.Text());
+    const std::optional<Components> parts1 = canonical1.Crack();
+    const std::optional<Components> parts2 = canonical2.Crack();
     if (!parts1 || !parts2) return CompareUrlsResult::error;
     const std::u16string_view path1 = ComparedPath(*parts1, ignore_query);
     const std::u16string_view path2 = ComparedPath(*parts2, ignore_query);
@@ -244,7 +246,7 @@ std::u16string GetUrlParent(const char16_t* url) {
                  ErrorText(code), MaskForLog(url));
         return {};
     }
-    const std::optional<Components> parts = Crack(canonical.Text());
+    const std::optional<Components> parts = canonical.Crack();
     if (!parts) {
         const DWORD code = GetLastError();
         LOG_LINE(Log::error, u"InternetCrackUrlW failed with error %d (%s) on URL '%s', canonicalized '%s'",
