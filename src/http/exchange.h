@@ -23,10 +23,6 @@ class Response {
 public:
     Response();
     virtual ~Response();
-    Response(const Response&);
-    Response(Response&&) noexcept;
-    Response& operator=(const Response&);
-    Response& operator=(Response&&) noexcept;
 
     // The final HTTP status, 0 for a response that no request made.
     uint32_t GetStatus() const;
@@ -51,10 +47,6 @@ class Request {
 public:
     Request();
     virtual ~Request();
-    Request(const Request&);
-    Request(Request&&) noexcept;
-    Request& operator=(const Request&);
-    Request& operator=(Request&&) noexcept;
 
     // Sends the next bytes; gives the count that went out. ApiException.
     size_t Write(const void* data, size_t size);

@@ -1,0 +1,151 @@
+// Requests, answers and the final look at a status. A handle closes with the last copy of what holds it.
+#include "http/exchange.h"
+
+#include <cstring>
+#include <utility>
+
+#include "http/handle.h"
+#include "http/log_text.h"
+#include "http/session_impl.h"
+#include "platform/wininet.h"
+#include "plugin/encoding.h"
+
+namespace Http {
+
+namespace {
+
+constexpr DWORD kReplace = HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE;
+constexpr DWORD kRequestFlags = INTERNET_FLAG_KEEP_CONNECTION | INTERNET_FLAG_NO_COOKIES;
+
+Handle OpenRequest(Handle connect_handle, const char16_t* verb, const std::u16string& object,
+                   const char16_t* const* accept_types, DWORD flags) {
+    return HttpOpenRequestW(connect_handle, verb, object.c_str(), nullptr, nullptr,
+                            const_cast<LPCWSTR*>(accept_types), flags, 0);
+}
+
+}  // namespace
+
+struct Response::Impl {
+    ~Impl() {
+        if (handle) InternetCloseHandle(handle);
+    }
+    Handle handle = nullptr;
+    uint32_t status = 0;
+};
+
+struct Request::Impl {
+    ~Impl() {
+        if (handle) InternetCloseHandle(handle);
+    }
+    Handle handle = nullptr;
+};
+
+Response::Response() : m_impl(std::make_shared<Impl>()) {}
+Response::~Response() = default;
+
+uint32_t Response::GetStatus() const {
+    return m_impl->status;
+}
+size_t Response::ReadBody(void* buffer, size_t max_size) const {
+    return Http::ReadBody(m_impl->handle, buffer, max_size);
+}
+size_t Response::ReadBody(std::string& bytes) const {
+    return Http::ReadBody(m_impl->handle, bytes);
+}
+std::vector<std::u16string> Response::GetHeaders(const char16_t* name) const {
+    return Http::GetHeaders(m_impl->handle, name);
+}
+Handle Response::GetHandle() const {
+    return m_impl->handle;
+}
+
+Request::Request() : m_impl(std::make_shared<Impl>()) {}
+Request::~Request() = default;
+
+Handle Request::GetHandle() const {
+    return m_impl->handle;
+}
+
+size_t Request::Write(const void* data, size_t size) {
+    TRACE_ENTRY("Http::Request::Write");
+    DWORD written_size = 0;
+    CHECK_THROW(InternetWriteFile(m_impl->handle, data, static_cast<DWORD>(size), &written_size),
+                ApiException);
+    TRACE_EXIT(written_size);
+    return written_size;
+}
+
+Response Request::End() {
+    TRACE_ENTRY("Http::Request::End");
+    CHECK_THROW(HttpEndRequestW(m_impl->handle, nullptr, 0, 0), ApiException);
+    DWORD status = 0;
+    DWORD status_size = sizeof(status);
+    CHECK_THROW(HttpQueryInfoW(m_impl->handle, HTTP_QUERY_FLAG_NUMBER | HTTP_QUERY_STATUS_CODE, &status,
+                               &status_size, nullptr),
+                ApiException);
+    if (status < 200 || status > 399) {
+        LOG_LINE(Log::error, u"%s", u"Unexpected HTTP code:\n<<< " + DumpResponse(m_impl->handle));
+    }
+    CHECK_THROW(200 <= status && status < 400, HttpException, m_impl->handle);
+    Response response;
+    response.m_impl->handle = std::exchange(m_impl->handle, nullptr);
+    response.m_impl->status = status;
+    TRACE_EXIT(status);
+    return response;
+}
+
+HttpException::HttpException(Handle handle, std::u16string_view text)
+    : Exception(text.empty() ? GetHttpStatusText(handle) : std::u16string(text)),
+      status(static_cast<uint16_t>(QueryStatus(handle))) {}
+
+HttpException::HttpException(const Response& response, std::u16string_view text)
+    : HttpException(response.GetHandle(), text) {}
+
+Response Session::SendRequest(const char16_t* verb, const std::u16string& object,
+                              const char16_t* const* accept_types, const char16_t* headers, const char* body,
+                              ptrdiff_t body_size, bool check_status) {
+    TRACE_ENTRY("Http::Session::SendRequest");
+    Response response;
+    if (body && body_size == 0) body_size = static_cast<ptrdiff_t>(std::strlen(body));
+    response.m_impl->handle =
+        OpenRequest(m_impl->connect_handle, verb, object, accept_types, m_impl->RequestFlags(kRequestFlags));
+    CHECK_THROW(response.m_impl->handle != nullptr, ApiException);
+    const Handle handle = response.m_impl->handle;
+    AddCookiesToRequest(handle, m_impl->cookies);
+    Exchange exchange(*m_impl, handle, headers, body, static_cast<uint32_t>(body_size));
+    const uint32_t status = response.m_impl->status = exchange.Run();
+    if (check_status && (status < 200 || status > 399) && Log::IsOn(Log::error)) {
+        std::u16string text = u"Unexpected HTTP code:\n\n>>> " + std::u16string(verb) + u" ";
+        text += MaskForLog(m_impl->scheme + m_impl->host + u"/" + object) + u"\n";
+        text += HeadersForLog(exchange.SentHeaders());
+        if (!m_impl->cookies.empty()) text += u"Cookie: FedAuth...\n";
+        text += u"\n";
+        if (body) text += BodyForLog({body, static_cast<size_t>(body_size)}) + u"\n";
+        LOG_LINE(Log::error, u"%s", text + u"\n<<< " + DumpResponse(handle));
+    }
+    if (check_status) CHECK_THROW(200 <= status && status < 400, HttpException, handle);
+    TRACE_EXIT(status);
+    return response;
+}
+
+Request Session::CreateRequest(const std::u16string& object, const char16_t* const* accept_types,
+                               uint64_t size, const char16_t* headers_or_null) {
+    TRACE_ENTRY("Http::Session::CreateRequest");
+    Request request;
+    request.m_impl->handle = OpenRequest(m_impl->connect_handle, u"PUT", object, accept_types,
+                                         m_impl->RequestFlags(kRequestFlags));
+    CHECK_THROW(request.m_impl->handle != nullptr, ApiException);
+    const std::u16string headers =
+        m_impl->HeaderBlock(u"content-length:" + Widen(std::to_string(size)) + u"\n", headers_or_null);
+    CHECK_THROW_TEXT(
+        HttpAddRequestHeadersW(request.m_impl->handle, headers.c_str(), static_cast<DWORD>(-1), kReplace),
+        u"HttpAddRequestHeadersW(request.m_impl->handle, headers.c_str(), -1, "
+        u"HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE)",
+        ApiException);
+    AddCookiesToRequest(request.m_impl->handle, m_impl->cookies);
+    SendRequestEx(request.m_impl->handle, size);
+    TRACE_EXIT(u"");
+    return request;
+}
+
+}  // namespace Http
