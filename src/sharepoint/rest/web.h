@@ -65,7 +65,7 @@ public:
 private:
     explicit Web(std::shared_ptr<Http::Session> http) : m_http(std::move(http)) {}
 
-    bool ReadInformation(const std::u16string& url, SharePoint::Information* out_information,
+    bool ReadInformation(const std::u16string& address, SharePoint::Information* out_information,
                          bool* out_is_folder);
     std::u16string FindCheckOutUser(const std::u16string& path);
     std::shared_ptr<SharePoint::Object> BindInformation(SharePoint::Information information, bool is_folder,
@@ -74,8 +74,7 @@ private:
                       bool& out_is_folder);
     bool FindPathInWeb(const std::u16string& url, std::u16string& out_path) const;
     std::shared_ptr<SharePoint::Object> BindFolderQuietly(const std::u16string& path);
-    bool CreateMissingFolders(std::u16string path, const std::vector<std::u16string>& missing,
-                              const std::u16string& url);
+    bool CreateMissingFolders(std::u16string path, const std::vector<std::u16string>& missing);
 
     std::shared_ptr<Http::Session> m_http;
     std::mutex m_digest_guard;

@@ -1,0 +1,99 @@
+// Parsing of JSON answers: one conversion to wide text, then in place, so that strings are not copied again.
+// Re-entrant.
+#include "sharepoint/json.h"
+
+#include <rapidjson/reader.h>
+
+#include "plugin/encoding.h"
+
+namespace Json {
+
+namespace {
+
+using Builder = rapidjson::GenericDocument<Encoding>;
+using Size = rapidjson::SizeType;
+
+// Hands the parser's events to the document and ends the parse at answers nested too deep.
+class DepthGuard {
+public:
+    explicit DepthGuard(Builder& builder) : m_builder(builder) {}
+    bool Null() { return m_builder.Null(); }
+    bool Bool(bool value) { return m_builder.Bool(value); }
+    bool Int(int value) { return m_builder.Int(value); }
+    bool Uint(unsigned value) { return m_builder.Uint(value); }
+    bool Int64(int64_t value) { return m_builder.Int64(value); }
+    bool Uint64(uint64_t value) { return m_builder.Uint64(value); }
+    bool Double(double value) { return m_builder.Double(value); }
+    bool RawNumber(const char16_t* text, Size length, bool copy) {
+        return m_builder.RawNumber(text, length, copy);
+    }
+    bool String(const char16_t* text, Size length, bool copy) { return m_builder.String(text, length, copy); }
+    bool Key(const char16_t* text, Size length, bool copy) { return m_builder.Key(text, length, copy); }
+    bool StartObject() { return ++m_depth <= kMaxDepth && m_builder.StartObject(); }
+    bool EndObject(Size count) { return --m_depth, m_builder.EndObject(count); }
+    bool StartArray() { return ++m_depth <= kMaxDepth && m_builder.StartArray(); }
+    bool EndArray(Size count) { return --m_depth, m_builder.EndArray(count); }
+
+private:
+    Builder& m_builder;
+    unsigned m_depth = 0;
+};
+
+std::optional<uint64_t> LeadingDigits(std::u16string_view text) {
+    uint64_t number = 0;
+    size_t count = 0;
+    for (; count < text.size() && text[count] >= u'0' && text[count] <= u'9'; ++count) {
+        const uint64_t digit = text[count] - u'0';
+        if (number > (UINT64_MAX - digit) / 10) return UINT64_MAX;
+        number = number * 10 + digit;
+    }
+    return count == 0 ? std::nullopt : std::optional(number);
+}
+
+}  // namespace
+
+bool Document::Parse(std::string_view bytes) {
+    m_document.SetNull();
+    m_text = FromUtf8(bytes);
+    rapidjson::ParseResult result;
+    auto generate = [&](Builder& builder) {
+        rapidjson::GenericInsituStringStream<Encoding> stream(m_text.data());
+        rapidjson::GenericReader<Encoding, Encoding> reader;
+        DepthGuard guard(builder);
+        result = reader.Parse<rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag>(stream, guard);
+        return !result.IsError();
+    };
+    m_document.Populate(generate);
+    m_error = result.Code();
+    m_error_offset = result.Offset();
+    return !result.IsError();
+}
+
+const Value* Member(const Value* value, std::u16string_view key) {
+    if (!value || !value->IsObject()) return nullptr;
+    const Value name(rapidjson::GenericStringRef<char16_t>(key.data(), static_cast<Size>(key.size())));
+    const auto found = value->FindMember(name);
+    return found == value->MemberEnd() ? nullptr : &found->value;
+}
+
+const Value* ObjectMember(const Value* value, std::u16string_view key) {
+    const Value* member = Member(value, key);
+    return member && member->IsObject() ? member : nullptr;
+}
+
+const Value* ArrayMember(const Value* value, std::u16string_view key) {
+    const Value* member = Member(value, key);
+    return member && member->IsArray() ? member : nullptr;
+}
+
+std::u16string_view Text(const Value* value) {
+    if (!value || !value->IsString()) return {};
+    return {value->GetString(), value->GetStringLength()};
+}
+
+std::optional<uint64_t> Unsigned(const Value* value) {
+    if (value && value->IsUint64()) return value->GetUint64();
+    return LeadingDigits(Text(value));
+}
+
+}  // namespace Json

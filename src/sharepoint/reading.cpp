@@ -1,0 +1,147 @@
+// The SOAP envelope, and bodies to documents. Re-entrant.
+#include "sharepoint/reading.h"
+
+#include "http/log_text.h"
+#include "plugin/encoding.h"
+
+namespace {
+
+constexpr char16_t kServiceNamespace[] = u"http://schemas.microsoft.com/sharepoint/soap/";
+constexpr char kEnvelopeStart[] = R"(<?xml version="1.0" encoding="utf-8"?>)"
+                                  R"(<soap:Envelope xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
+                                  R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
+                                  R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/"><soap:Body><)";
+constexpr const char16_t* kAcceptXml[] = {u"text/xml", nullptr};
+
+void LogBody(Log::Level level, const char* function, std::string_view body) {
+    if (Log::IsOn(level)) Log::Write(level, function, Http::BodyForLog(body));
+}
+
+pugi::xml_parse_result ParseXml(pugi::xml_document& out_document, const Http::Response& response,
+                                std::string& body) {
+    response.ReadBody(body);
+    return out_document.load_buffer(body.data(), body.size(), pugi::parse_default, pugi::encoding_auto);
+}
+
+// The number behind the last blank of a status line, 0 when there is none.
+uint32_t StatusNumber(std::string_view status) {
+    const size_t blank = status.rfind(' ');
+    uint32_t number = 0;
+    for (const char c : status.substr(blank == std::string_view::npos ? 0 : blank + 1)) {
+        if (c < '0' || c > '9' || number > 99'999) break;
+        number = number * 10 + static_cast<uint32_t>(c - '0');
+    }
+    return number;
+}
+
+}  // namespace
+
+namespace SharePoint2010::Utility {
+
+Http::Response SendSoapRequest(Http::Session& http, const std::u16string& web_url,
+                               const std::u16string& service, const std::u16string& method,
+                               const std::u16string& parameters, const std::u16string& namespace_suffix,
+                               bool check_status) {
+    TRACE_ENTRY("SharePoint2010::Utility::SendSoapRequest");
+    const std::u16string name_space = kServiceNamespace + namespace_suffix;
+    const std::string method_name = ToUtf8(method);
+    const std::string body = kEnvelopeStart + method_name + " xmlns=\"" + ToUtf8(name_space) + "\">" +
+                             ToUtf8(parameters) + "</" + method_name + "></soap:Body></soap:Envelope>";
+    const std::u16string headers =
+        u"content-type:text/xml; charset=utf-8\nSOAPAction:\"" + name_space + method + u"\"\n";
+    Http::Response response =
+        http.SendRequest(u"POST", web_url + u"/_vti_bin/" + service + u".asmx", kAcceptXml, headers.c_str(),
+                         body.data(), static_cast<ptrdiff_t>(body.size()), check_status);
+    TRACE_EXIT(response.GetStatus());
+    return response;
+}
+
+pugi::xml_node CallSoap(pugi::xml_document& out_document, Http::Session& http, const std::u16string& web_url,
+                        const std::u16string& service, const std::u16string& method,
+                        const std::u16string& parameters, const std::u16string& namespace_suffix) {
+    TRACE_ENTRY("SharePoint2010::Utility::CallSoap");
+    ReadResponseXml(out_document, SendSoapRequest(http, web_url, service, method, parameters,
+                                                  namespace_suffix, /*check_status=*/true));
+    const std::string name = ToUtf8(method);
+    const pugi::xml_node result =
+        out_document.select_node(("/soap:Envelope/soap:Body/" + name + "Response/" + name + "Result").c_str())
+            .node();
+    TRACE_EXIT(u"");
+    return result;
+}
+
+void ReadResponseXml(pugi::xml_document& out_document, const Http::Response& response) {
+    TRACE_ENTRY("SharePoint2010::Utility::ReadResponseXml");
+    std::string body;
+    const pugi::xml_parse_result result = ParseXml(out_document, response, body);
+    LogBody(result ? Log::verbose : Log::error, trace_function, body);
+    if (!result) {
+        THROW_TRACED(Exception, Log::Format(u"XML parse error \"%s\" at char %tu",
+                                            Widen(result.description()), result.offset));
+    }
+    TRACE_EXIT(u"");
+}
+
+bool ReadJson(Json::Document& out_document, const Http::Response& response) {
+    TRACE_ENTRY("SharePoint2010::Utility::ReadJson");
+    std::string body;
+    response.ReadBody(body);
+    LogBody(Log::verbose, trace_function, body);
+    const bool parsed = out_document.Parse(body);
+    if (!parsed) {
+        LOG_LINE(Log::error, u"JSON parse error %u at char %tu", out_document.ErrorCode(),
+                 out_document.ErrorOffset());
+        LogBody(Log::error, trace_function, body);
+    }
+    TRACE_EXIT(parsed ? u"true" : u"false");
+    return parsed;
+}
+
+}  // namespace SharePoint2010::Utility
+
+namespace SharePoint2013::Utility {
+
+void ReadString(std::u16string& out_text, const Http::Response& response) {
+    TRACE_ENTRY("SharePoint2013::Utility::ReadString");
+    std::string body;
+    response.ReadBody(body);
+    out_text = FromUtf8(body);
+    TRACE_EXIT(u"");
+}
+
+void ReadXml(pugi::xml_document& out_document, const Http::Response& response) {
+    TRACE_ENTRY("SharePoint2013::Utility::ReadXml");
+    std::string body;
+    const pugi::xml_parse_result result = ParseXml(out_document, response, body);
+    if (!result) {
+        LOG_LINE(Log::error, u"XML parse error '%s' at char %tu", Widen(result.description()), result.offset);
+        LogBody(Log::error, trace_function, body);
+        out_document.reset();
+    }
+    TRACE_EXIT(u"");
+}
+
+bool CheckWebDavMultistatus(const pugi::xml_document& document, const std::u16string& url,
+                            const std::u16string& operation) {
+    TRACE_ENTRY("SharePoint2013::Utility::CheckWebDavMultistatus");
+    bool ok = true;
+    for (const pugi::xml_node response : document.child("D:multistatus").children("D:response")) {
+        const char* status = response.child("D:status").text().get();
+        const uint32_t number = StatusNumber(status);
+        if (number != 0 && number < 400) continue;
+        const std::u16string item = MaskForLog(FromUtf8(response.child("D:url").text().get()));
+        if (number == 0) {
+            LOG_LINE(Log::warning,
+                     u"After '%s' operation on '%s' failed to parse status code for '%s' is '%s'", operation,
+                     MaskForLog(url), item, FromUtf8(status));
+        } else {
+            ok = false;
+            LOG_LINE(Log::warning, u"After '%s' operation on '%s' status code for '%s' is '%s'", operation,
+                     MaskForLog(url), item, FromUtf8(status));
+        }
+    }
+    TRACE_EXIT(ok ? u"true" : u"false");
+    return ok;
+}
+
+}  // namespace SharePoint2013::Utility

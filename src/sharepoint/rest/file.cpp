@@ -1,0 +1,170 @@
+// Operations on a document. One thread at a time.
+#include "sharepoint/rest/file.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "plugin/encoding.h"
+#include "plugin/url.h"
+#include "sharepoint/reading.h"
+#include "sharepoint/rest/protocol.h"
+
+namespace SharePointRestAPI {
+
+namespace {
+
+constexpr uint32_t kServerError = 500;
+
+// {"comment":"..."}, in the bytes of the process's locale.
+std::string CheckInBody(const std::u16string& comment) {
+    const std::string bytes = ToLocaleBytes(comment);
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    writer.StartObject();
+    writer.Key("comment");
+    writer.String(bytes.data(), static_cast<rapidjson::SizeType>(bytes.size()));
+    writer.EndObject();
+    return buffer.GetString();
+}
+
+// The error code of an answer that may have one, 0 without.
+uint32_t ReadErrorCode(const Http::Response& response) {
+    if (response.GetStatus() != kServerError) return 0;
+    Json::Document document;
+    if (!SharePoint2010::Utility::ReadJson(document, response)) return 0;
+    return ErrorCode(document.Root()).value_or(0);
+}
+
+}  // namespace
+
+std::u16string File::Address(const std::u16string& suffix) const {
+    return FileAddress(m_web->EncodedPath(), m_information.m_path) + u"')" + suffix;
+}
+
+void File::SendMoveOrCopy(const char* function, const std::u16string& call) {
+    TRACE_NAME("SharePointRestAPI::File::Rename");
+    LOG_LINE(Log::verbose, u"File::Rename '%s'", MaskForLog(m_information.m_path));
+    const std::u16string digest = RequireDigest(function);
+    const Http::Response response = SendChange(u"POST", Address(call), digest);
+    LOG_LINE(Log::verbose, u"File::Rename result: %i", response.GetStatus());
+}
+
+void File::Rename(const std::u16string& new_path) {
+    TRACE_ENTRY("SharePointRestAPI::File::Rename");
+    SendMoveOrCopy(trace_function, u"/moveto('/" + UrlEncodeQuoted(new_path) + u"', flags=1)");
+    TRACE_EXIT(u"");
+}
+
+void File::Copy(const std::u16string& new_path) {
+    TRACE_ENTRY("SharePointRestAPI::File::Copy");
+    SendMoveOrCopy(trace_function, u"/copyto('/" + UrlEncodeQuoted(new_path) + u"', boverwrite=true)");
+    TRACE_EXIT(u"");
+}
+
+void File::Move(const std::u16string& new_path) {
+    Rename(new_path);
+}
+
+void File::Delete() {
+    TRACE_ENTRY("SharePointRestAPI::File::Delete");
+    LOG_LINE(Log::verbose, u"File::Delete '%s'", MaskForLog(m_information.m_path));
+    const std::u16string digest = RequireDigest(trace_function);
+    const Http::Response response = SendChange(u"DELETE", Address(u""), digest);
+    LOG_LINE(Log::verbose, u"File::Delete result: %i", response.GetStatus());
+    TRACE_EXIT(u"");
+}
+
+File::CheckOutState File::GetCheckOutState(std::u16string*) {
+    TRACE_ENTRY("SharePointRestAPI::File::GetCheckOutState");
+    UpdateInformation();
+    if (m_information.m_checkout_user.empty()) TRACE_RETURN(CheckOutState::none);
+    const std::u16string user = m_web->GetCurrentUser();
+    if (user.empty()) {
+        LOG_LINE(Log::error, u"Failed to get current user");
+        return CheckOutState::unknown;
+    }
+    if (m_information.m_checkout_user == user) TRACE_RETURN(CheckOutState::me);
+    TRACE_RETURN(CheckOutState::other_user);
+}
+
+bool File::CheckOut() {
+    TRACE_ENTRY("SharePointRestAPI::File::CheckOut");
+    LOG_LINE(Log::verbose, u"File::CheckOut '%s'", MaskForLog(m_information.m_path));
+    const std::u16string digest = m_web->GetDigest();
+    if (digest.empty()) {
+        LOG_LINE(Log::error, u"Failed to get Request Digest");
+        return false;
+    }
+    const uint32_t status = SendChange(u"POST", Address(u"/CheckOut()"), digest).GetStatus();
+    LOG_LINE(Log::verbose, u"File::CheckOut result: %i", status);
+    TRACE_EXIT(u"");
+    return status == 200 || status == 204;
+}
+
+File::DiscardResult File::DiscardCheckOut() {
+    TRACE_ENTRY("SharePointRestAPI::File::DiscardCheckOut");
+    LOG_LINE(Log::verbose, u"File::DiscardCheckOut '%s'", MaskForLog(m_information.m_path));
+    const std::u16string digest = m_web->GetDigest();
+    if (digest.empty()) {
+        LOG_LINE(Log::error, u"Failed to get Request Digest");
+        return dcrFail;
+    }
+    const Http::Response response = SendChange(u"POST", Address(u"/undocheckout()"), digest);
+    LOG_LINE(Log::verbose, u"File::DiscardCheckOut result: %i", response.GetStatus());
+    const auto result = DiscardResultOf(response.GetStatus(), ReadErrorCode(response));
+    if (!result) THROW_TRACED(Http::HttpException, response);
+    TRACE_EXIT(static_cast<uint32_t>(*result));
+    return *result;
+}
+
+File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) {
+    TRACE_ENTRY("SharePointRestAPI::File::CheckIn");
+    LOG_LINE(Log::verbose, u"File::CheckIn '%s'", MaskForLog(m_information.m_path));
+    const std::u16string digest = m_web->GetDigest();
+    if (digest.empty()) {
+        LOG_LINE(Log::error, u"Failed to get Request Digest");
+        return cirFail;
+    }
+    const std::string body = CheckInBody(comment);
+    const Http::Response response =
+        SendChange(u"POST", Address(u"/CheckIn(checkintype=" + Widen(std::to_string(type)) + u")"), digest,
+                   u"Content-type:application/json\n", &body);
+    LOG_LINE(Log::verbose, u"File::CheckIn result: %i", response.GetStatus());
+    const auto result = CheckInResultOf(response.GetStatus(), ReadErrorCode(response));
+    if (!result) THROW_TRACED(Http::HttpException, response);
+    TRACE_EXIT(static_cast<uint32_t>(*result));
+    return *result;
+}
+
+Http::Response File::Read() {
+    TRACE_ENTRY("SharePointRestAPI::File::Read");
+    LOG_LINE(Log::verbose, u"File::Read '%s'", MaskForLog(m_information.m_path));
+    Http::Response response =
+        m_web->GetHttp().SendRequest(u"GET", Address(u"/$value"), kAcceptAny, nullptr, nullptr, 0, false);
+    TRACE_EXIT(response.GetStatus());
+    return response;
+}
+
+Http::Request File::Write(uint64_t size) {
+    TRACE_ENTRY("SharePointRestAPI::File::Write");
+    LOG_LINE(Log::verbose, u"File::Write '%s'", MaskForLog(m_information.m_path));
+    const std::u16string headers =
+        u"Content-type:application/octet-stream\nX-RequestDigest:" + RequireDigest(trace_function);
+    Http::Request request =
+        m_web->GetHttp().CreateRequest(Address(u"/$value"), kAcceptAny, size, headers.c_str());
+    TRACE_EXIT(u"");
+    return request;
+}
+
+void File::GetThumbnail(std::string& out_bytes) {
+    TRACE_ENTRY("SharePointRestAPI::File::GetThumbnail");
+    const std::u16string address =
+        u"_layouts/15/getpreview.ashx?path=" + UrlEncodeQuoted(m_information.m_path) + u"&resolution=2";
+    out_bytes.clear();
+    m_web->GetHttp()
+        .SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, /*check_status=*/true)
+        .ReadBody(out_bytes);
+    TRACE_EXIT(static_cast<uint64_t>(out_bytes.size()));
+}
+
+}  // namespace SharePointRestAPI

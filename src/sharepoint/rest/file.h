@@ -1,0 +1,42 @@
+// A document of a web over REST: its bytes, its check-out workflow, its place. Shared; one thread at a time.
+#pragma once
+
+#include "sharepoint/rest/object.h"
+
+namespace SharePointRestAPI {
+
+class File final : public Object, public SharePoint::File, public std::enable_shared_from_this<File> {
+public:
+    File(SharePoint::Information information, std::shared_ptr<SharePointRestAPI::Web> web)
+        : Object(std::move(information), std::move(web)) {}
+
+    std::shared_ptr<SharePoint::File> AsFile() override { return shared_from_this(); }
+    std::shared_ptr<SharePoint::Folder> AsFolder() override { return nullptr; }
+    // The status of the answers of these four isn't looked at; the caller asks for the item again.
+    void Rename(const std::u16string& new_path) override;
+    void Delete() override;
+    void Copy(const std::u16string& new_path) override;
+    void Move(const std::u16string& new_path) override;
+
+    CheckOutState GetCheckOutState(std::u16string* out_user) override;
+    bool CheckOut() override;
+    DiscardResult DiscardCheckOut() override;
+    CheckInResult CheckIn(const std::u16string& comment, uint32_t type) override;
+    Http::Response Read() override;
+    Http::Request Write(uint64_t size) override;
+    // The library's columns are not read or written yet: a document has none here.
+    SharePoint::FieldsData LoadFields() override { return {}; }
+    const SharePoint::FieldsData& GetFields() const override { return m_fields_data; }
+    void SetFields(SharePoint::FieldsData data) override { m_fields_data = std::move(data); }
+    bool SaveFields() override { return false; }
+    void GetThumbnail(std::string& out_bytes) override;
+
+private:
+    // FILE address with the closing of its quoted path.
+    std::u16string Address(const std::u16string& suffix) const;
+    void SendMoveOrCopy(const char* function, const std::u16string& call);
+
+    SharePoint::FieldsData m_fields_data;
+};
+
+}  // namespace SharePointRestAPI

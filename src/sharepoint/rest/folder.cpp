@@ -1,0 +1,36 @@
+// Operations on a folder. One thread at a time.
+#include "sharepoint/rest/folder.h"
+
+#include "plugin/url.h"
+#include "sharepoint/rest/protocol.h"
+
+namespace SharePointRestAPI {
+
+void Folder::Rename(const std::u16string& new_path) {
+    TRACE_ENTRY("SharePointRestAPI::Folder::Rename");
+    LOG_LINE(Log::verbose, u"Folder::Rename '%s'", MaskForLog(m_information.m_path));
+    const std::u16string digest = RequireDigest(trace_function);
+    const Http::Response response =
+        SendChange(u"POST",
+                   FolderAddress(m_web->EncodedPath(), m_information.m_path) + u"')/moveto('/" +
+                       UrlEncodeQuoted(new_path) + u"', flags=1)",
+                   digest);
+    LOG_LINE(Log::verbose, u"Folder::Rename result: %i", response.GetStatus());
+    TRACE_EXIT(u"");
+}
+
+void Folder::Delete() {
+    TRACE_ENTRY("SharePointRestAPI::Folder::Delete");
+    LOG_LINE(Log::verbose, u"Folder::Delete '%s'", MaskForLog(m_information.m_path));
+    const std::u16string digest = RequireDigest(trace_function);
+    const Http::Response response =
+        SendChange(u"DELETE", FolderAddress(m_web->EncodedPath(), m_information.m_path) + u"')", digest);
+    LOG_LINE(Log::verbose, u"Folder::Delete result: %i", response.GetStatus());
+    TRACE_EXIT(u"");
+}
+
+std::vector<std::shared_ptr<SharePoint::Object>> Folder::Enumerate() {
+    return m_web->Enumerate(m_information.m_path);
+}
+
+}  // namespace SharePointRestAPI

@@ -1,0 +1,281 @@
+// Finding and listing objects, and what the web knows for them: user, edit right, digest. Any thread.
+#include "sharepoint/rest/web.h"
+
+#include <chrono>
+
+#include "plugin/encoding.h"
+#include "plugin/url.h"
+#include "sharepoint/reading.h"
+#include "sharepoint/rest/file.h"
+#include "sharepoint/rest/folder.h"
+#include "sharepoint/rest/protocol.h"
+
+namespace SharePointRestAPI {
+
+namespace {
+
+using SharePoint2010::Utility::ReadJson;
+
+constexpr uint64_t kEditRights = 3;  // adding and changing items
+
+bool IsSameOrParent(CompareUrlsResult result) {
+    return result == CompareUrlsResult::equal || result == CompareUrlsResult::url1_is_parent;
+}
+
+int64_t MonotonicNow() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+std::shared_ptr<SharePoint::Object> MakeObject(SharePoint::Information information, bool is_folder,
+                                               const std::shared_ptr<Web>& web) {
+    if (is_folder) return std::make_shared<Folder>(std::move(information), web);
+    return std::make_shared<File>(std::move(information), web);
+}
+
+Http::Response Get(Http::Session& http, const std::u16string& address, bool check_status = false) {
+    return http.SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, check_status);
+}
+
+}  // namespace
+
+std::shared_ptr<Web> Web::Create(std::shared_ptr<Http::Session> http, const std::u16string& object_url) {
+    TRACE_ENTRY("SharePointRestAPI::Web::Create");
+    std::shared_ptr<Web> self(new Web(http));
+    std::u16string object_path;
+    const CompareUrlsResult server_to_object_comparison_result =
+        CompareUrls(http->GetUri(), object_url, &object_path, false);
+    CHECK_THROW(server_to_object_comparison_result == CompareUrlsResult::equal ||
+                    server_to_object_comparison_result == CompareUrlsResult::url1_is_parent,
+                HResultException, E_INVALIDARG,
+                u"server_to_object_comparison_result == CompareUrlsResult::equal || "
+                u"server_to_object_comparison_result == CompareUrlsResult::url1_is_parent");
+    CHECK_THROW(GetWebPath(*http, object_path, self->m_information.m_path), HResultException, E_INVALIDARG,
+                u"GetWebPath(*http, object_path, self->m_information.m_path)");
+    self->m_root = self->m_information.m_path;
+    LOG_LINE(Log::verbose, u"root='%s'", MaskForLog(self->m_root));
+    self->UpdateInformation();
+    TRACE_EXIT(u"");
+    return self;
+}
+
+bool Web::GetWebPath(Http::Session& http, const std::u16string& object_path, std::u16string& out_web_path) {
+    TRACE_ENTRY("SharePointRestAPI::Web::GetWebPath");
+    const std::u16string server_url = http.GetUri();
+    pugi::xml_document document;
+    SharePoint2010::Utility::ReadResponseXml(
+        document, http.SendRequest(u"GET",
+                                   u"/_api/SP.Web.GetWebUrlFromPageUrl(@v)?@v='" + server_url + u"/" +
+                                       UrlEncode(object_path) + u"'",
+                                   kAcceptXml, nullptr, nullptr, 0, false));
+    const std::u16string web_url = FromUtf8(document.child("d:GetWebUrlFromPageUrl").text().get());
+    const CompareUrlsResult result = CompareUrls(server_url, web_url, &out_web_path, false);
+    if (!IsSameOrParent(result)) {
+        LOG_LINE(Log::error,
+                 u"Unexpected result %u of comparison server URL '%s' to "
+                 u"/entry/content/m:properties/d:Url('%s')='%s'",
+                 result, MaskForLog(server_url), MaskForLog(server_url + u"/" + object_path),
+                 MaskForLog(web_url));
+        return false;
+    }
+    TRACE_EXIT(u"true");
+    return true;
+}
+
+std::u16string Web::EncodedPath() const {
+    return UrlEncode(m_information.m_path);
+}
+
+const SharePoint::Information& Web::UpdateInformation() {
+    TRACE_ENTRY("SharePointRestAPI::Web::UpdateInformation");
+    const std::u16string path = m_information.m_path;
+    UpdateInformation(path, &m_information, nullptr);
+    if (m_information.m_name.empty()) {
+        // The name shown of a web without one is the part of its path before the last "/", and stays so.
+        const size_t slash = m_information.m_path.rfind(u'/');
+        if (slash != std::u16string::npos) m_information.m_name = m_information.m_path.substr(0, slash);
+    }
+    TRACE_EXIT(u"");
+    return m_information;
+}
+
+void Web::Rename(const std::u16string&) {
+    TRACE_ENTRY("SharePointRestAPI::Web::Rename");
+    THROW_TRACED(Exception, u"Root folder does not support renaming");
+}
+
+void Web::Delete() {
+    TRACE_ENTRY("SharePointRestAPI::Web::Delete");
+    THROW_TRACED(Exception, u"Root folder does not support deleting");
+}
+
+bool Web::ReadInformation(const std::u16string& address, SharePoint::Information* out_information,
+                          bool* out_is_folder) {
+    TRACE_NAME("SharePointRestAPI::Web::UpdateInformation");
+    Json::Document document;
+    if (!ReadJson(document, Get(*m_http, address))) return false;
+    const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
+    SharePoint::Information information;
+    bool is_folder = false;
+    if (!item || !ParseRestFileInfo(*item, information, is_folder)) return false;
+    LOG_LINE(Log::verbose, u"Web::UpdateInformation %s", DescribeForLog(information, is_folder));
+    if (out_information) *out_information = std::move(information);
+    if (out_is_folder) *out_is_folder = is_folder;
+    return true;
+}
+
+bool Web::UpdateInformation(const std::u16string& path, SharePoint::Information* out_information,
+                            bool* out_is_folder) {
+    TRACE_ENTRY("SharePointRestAPI::Web::UpdateInformation");
+    LOG_LINE(Log::verbose, u"Web::UpdateInformation '%s'", MaskForLog(path));
+    const std::u16string web = EncodedPath();
+    const bool found = ReadInformation(FolderAddress(web, path) + u"')", out_information, out_is_folder) ||
+                       ReadInformation(FileAddress(web, path) + u"')", out_information, out_is_folder);
+    TRACE_EXIT(found ? u"true" : u"false");
+    return found;
+}
+
+std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate() {
+    return Enumerate(m_information.m_path);
+}
+
+std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16string& path) {
+    TRACE_ENTRY("SharePointRestAPI::Web::Enumerate");
+    std::vector<std::shared_ptr<SharePoint::Object>> objects;
+    Json::Document document;
+    ReadJson(document, Get(*m_http, FolderAddress(EncodedPath(), path) +
+                                        u"')?$expand=Folders, Folders/Properties, Files, Files/Properties"));
+    const Json::Value* folder = Json::ObjectMember(&document.Root(), u"d");
+    const std::shared_ptr<Web> self = shared_from_this();
+    const auto append = [&](const char16_t* group, bool of_folders) {
+        const Json::Value* results = Json::ArrayMember(Json::ObjectMember(folder, group), u"results");
+        if (!results) return;
+        objects.reserve(objects.size() + results->Size());
+        for (const Json::Value& item : results->GetArray()) {
+            SharePoint::Information information;
+            bool is_folder = false;
+            if (!ParseRestFileInfo(item, information, is_folder) || is_folder != of_folders) continue;
+            objects.push_back(MakeObject(std::move(information), is_folder, self));
+        }
+    };
+    append(u"Folders", true);
+    append(u"Files", false);
+    TRACE_EXIT(static_cast<uint64_t>(objects.size()));
+    return objects;
+}
+
+std::shared_ptr<SharePoint::Object> Web::BindObject(const std::u16string& url, BindObjectType type) {
+    TRACE_ENTRY("SharePointRestAPI::Web::BindObject");
+    const std::u16string server_url = m_http->GetUri();
+    std::u16string relative;
+    const CompareUrlsResult to_server = CompareUrls(server_url, url, &relative, true);
+    if (!IsSameOrParent(to_server)) {
+        LOG_LINE(Log::error, u"Unexpected result %u of comparison server URL '%s' to the given URL '%s'",
+                 to_server, MaskForLog(server_url), MaskForLog(url));
+        return nullptr;
+    }
+    const CompareUrlsResult to_web = CompareRelativeUrls(m_information.m_path, relative);
+    if (to_web == CompareUrlsResult::equal) {
+        if (type == BindObjectType::file) {
+            LOG_LINE(Log::warning, u"given URL is web, cannot bind as file");
+            return nullptr;
+        }
+        LOG_LINE(Log::verbose, u"given URL is web, binded as folder");
+        return shared_from_this();
+    }
+    SharePoint::Information information;
+    bool is_folder = false;
+    if (IsFileLinkUrl(url)) {
+        if (type == BindObjectType::folder) {
+            LOG_LINE(Log::verbose, u"File link URL '%s' cannot be binded as folder", MaskForLog(url));
+            return nullptr;
+        }
+        if (!ReadFileLink(url, information, is_folder)) return nullptr;
+    } else if (to_web != CompareUrlsResult::url1_is_parent) {
+        LOG_LINE(Log::error, u"Unexpected result %u of comparison web path '%s' to the given path '%s'",
+                 to_web, MaskForLog(m_information.m_path), MaskForLog(relative));
+        return nullptr;
+    } else if (!UpdateInformation(relative, &information, &is_folder)) {
+        LOG_LINE(Log::warning, u"Object '%s' is not found on the server", MaskForLog(relative));
+        return nullptr;
+    }
+    if (type != BindObjectType::any && is_folder != (type == BindObjectType::folder)) {
+        LOG_LINE(Log::error, u"Object '%s' has unexpected type '%s'", MaskForLog(information.m_path),
+                 is_folder ? u"folder" : u"file");
+        return nullptr;
+    }
+    LOG_LINE(Log::verbose, u"Binded object %s", DescribeForLog(information, is_folder));
+    TRACE_EXIT(u"");
+    return MakeObject(std::move(information), is_folder, shared_from_this());
+}
+
+bool Web::ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,
+                       bool& out_is_folder) {
+    TRACE_NAME("SharePointRestAPI::Web::BindObject");
+    LOG_LINE(Log::verbose, u"Getting information from file link URL '%s'", MaskForLog(url));
+    const std::u16string address =
+        u"_api/SP.RemoteWeb(@url)/web/GetFileByUrl(@url)?$select=ServerRelativeUrl,Name,Length,TimeCreated,"
+        u"TimeLastModified,CheckedOutByUser/LoginName&$expand=CheckedOutByUser&@url='" +
+        UrlEncode(url) + u"'";
+    Json::Document document;
+    if (!ReadJson(document, Get(*m_http, address, /*check_status=*/true))) return false;
+    const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
+    if (!item || !ParseRestFileInfo(*item, out_information, out_is_folder)) return false;
+    LOG_LINE(Log::verbose, u"Web::BindObject FileLinkURL %s", DescribeForLog(out_information, out_is_folder));
+    return true;
+}
+
+std::u16string Web::GetCurrentUser() {
+    TRACE_ENTRY("SharePointRestAPI::Web::GetCurrentUser");
+    Json::Document document;
+    ReadJson(document, Get(*m_http, EncodedPath() + u"/_api/web/currentUser"));
+    const std::u16string user(
+        Json::Text(Json::Member(Json::ObjectMember(&document.Root(), u"d"), u"LoginName")));
+    LOG_LINE(Log::verbose, u"Web::GetCurrentUser : '%s'", MaskForLog(user));
+    TRACE_EXIT(u"");
+    return user;
+}
+
+bool Web::CanEdit(const std::u16string& path) {
+    TRACE_ENTRY("SharePointRestAPI::Web::CanEdit");
+    LOG_LINE(Log::verbose, u"Web::UpdateInformation '%s'", MaskForLog(path));
+    Json::Document document;
+    if (!ReadJson(document, Get(*m_http, FileAddress(EncodedPath(), path) +
+                                             u"')?$select=ListItemAllFields&$expand=ListItemAllFields/"
+                                             u"EffectiveBasePermissions"))) {
+        return false;
+    }
+    bool can_edit = false;
+    if (const Json::Value* item = Json::ObjectMember(&document.Root(), u"d")) {
+        const Json::Value* rights =
+            Json::ObjectMember(Json::ObjectMember(item, u"ListItemAllFields"), u"EffectiveBasePermissions");
+        can_edit = (Json::Unsigned(Json::Member(rights, u"Low")).value_or(0) & kEditRights) != 0;
+    } else {
+        can_edit = ErrorCode(document.Root()) == kFileDoesNotExist;
+    }
+    TRACE_EXIT(can_edit ? u"true" : u"false");
+    return can_edit;
+}
+
+std::u16string Web::GetDigest() {
+    TRACE_ENTRY("SharePointRestAPI::Web::GetDigest");
+    const int64_t now = MonotonicNow();
+    {
+        const std::lock_guard guard(m_digest_guard);
+        if (m_digest.IsReusable(now)) return m_digest.text;
+        m_digest.text.clear();
+    }
+    // Not under the lock: the request may wait for the user, on another thread.
+    Json::Document document;
+    const Http::Response response =
+        m_http->SendRequest(u"POST", m_information.m_path + u"/_api/contextinfo", kAcceptVerbose, nullptr,
+                            nullptr, 0, /*check_status=*/true);
+    if (!ReadJson(document, response)) return {};
+    const std::lock_guard guard(m_digest_guard);
+    if (!m_digest.Read(document.Root(), now)) return {};
+    TRACE_EXIT(u"non-empty digest");
+    return m_digest.text;
+}
+
+}  // namespace SharePointRestAPI
