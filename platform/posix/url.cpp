@@ -94,7 +94,8 @@ View trim(View text) {
 
 // Where the query or fragment begins, or the end.
 std::size_t extra_start(View text) {
-    const auto found = std::find_if(text.begin(), text.end(), [](char16_t c) { return c == u'?' || c == u'#'; });
+    const auto found =
+        std::find_if(text.begin(), text.end(), [](char16_t c) { return c == u'?' || c == u'#'; });
     return static_cast<std::size_t>(found - text.begin());
 }
 
@@ -279,12 +280,13 @@ struct Parts {
     INTERNET_PORT port = 0;
 };
 
-// False for a port that is no number from 0 to 65535. An empty one is the scheme's own.
+// An empty port is the scheme's own, one that is no number is 0, what follows a number is passed over; false
+// for a number that no port can have.
 bool read_port(View digits, INTERNET_PORT& port) {
     if (digits.empty()) return true;
     unsigned value = 0;
     for (char16_t c : digits) {
-        if (!is_digit(c)) return false;
+        if (!is_digit(c)) break;
         value = value * 10 + (c - u'0');
         if (value > 65535) return false;
     }

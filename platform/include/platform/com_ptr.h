@@ -7,6 +7,7 @@
 #include <concepts>
 #include <cstddef>
 #include <new>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -58,11 +59,15 @@ public:
     }
     // For an untyped out argument.
     void** put_void() { return reinterpret_cast<void**>(put()); }
-    // Gives out one more reference; E_POINTER for null.
+    // Hands one more reference out, null for null.
+    [[nodiscard]] T* copy() const {
+        if (m_object) m_object->AddRef();
+        return m_object;
+    }
+    // The same by an out argument; E_POINTER for null.
     HRESULT copy_to(T** out_object) const {
         if (!out_object) return E_POINTER;
-        if (m_object) m_object->AddRef();
-        *out_object = m_object;
+        *out_object = copy();
         return S_OK;
     }
     // The same object's interface U, or null.
@@ -105,7 +110,9 @@ public:
     std::u16string_view view() const {
         return m_text ? std::u16string_view(m_text, SysStringLen(m_text)) : std::u16string_view();
     }
+    std::u16string str() const { return std::u16string(view()); }
     bool empty() const { return SysStringLen(m_text) == 0; }
+    explicit operator bool() const { return m_text != nullptr; }
 
     // Throws std::bad_alloc.
     static BSTR allocate(std::u16string_view text) {
@@ -119,58 +126,57 @@ private:
 };
 
 // An owned VARIANT.
-class Variant {
+class Variant : public VARIANT {
 public:
-    Variant() { VariantInit(&m_value); }
-    explicit Variant(bool value) : Variant() {
-        m_value.vt = VT_BOOL;
-        m_value.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+    Variant() { VariantInit(this); }
+    template <class Bool>
+    requires std::same_as<Bool, bool>
+    explicit Variant(Bool value) : Variant() {
+        vt = VT_BOOL;
+        boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
     }
     explicit Variant(LONG value) : Variant() {
-        m_value.vt = VT_I4;
-        m_value.lVal = value;
+        vt = VT_I4;
+        lVal = value;
     }
     explicit Variant(LONGLONG value) : Variant() {
-        m_value.vt = VT_I8;
-        m_value.llVal = value;
+        vt = VT_I8;
+        llVal = value;
     }
     explicit Variant(std::u16string_view text) : Variant() {
-        m_value.bstrVal = Bstr::allocate(text);
-        m_value.vt = VT_BSTR;
+        bstrVal = Bstr::allocate(text);
+        vt = VT_BSTR;
     }
     explicit Variant(const char16_t* text) : Variant(std::u16string_view(text)) {}
     explicit Variant(IUnknown* object) : Variant() {
-        m_value.vt = VT_UNKNOWN;
-        m_value.punkVal = object;
+        vt = VT_UNKNOWN;
+        punkVal = object;
         if (object) object->AddRef();
     }
-    explicit Variant(const VARIANT& value) : Variant() { copy_from(value); }
-    Variant(const Variant& other) : Variant() { copy_from(other.m_value); }
-    Variant(Variant&& other) noexcept : m_value(other.m_value) { VariantInit(&other.m_value); }
-    ~Variant() { VariantClear(&m_value); }
+    // Throws std::bad_alloc.
+    explicit Variant(const VARIANT& value) : Variant() {
+        if (FAILED(VariantCopy(this, &value))) throw std::bad_alloc();
+    }
+    Variant(const Variant& other) : Variant(other.get()) {}
+    Variant(Variant&& other) noexcept : VARIANT(other) { VariantInit(&other); }
+    ~Variant() { VariantClear(this); }
     Variant& operator=(Variant other) noexcept {
-        std::swap(m_value, other.m_value);
+        std::swap(get(), other.get());
         return *this;
     }
 
-    VARTYPE type() const { return m_value.vt; }
-    const VARIANT& get() const { return m_value; }
-    VARIANT& get() { return m_value; }
+    VARTYPE type() const { return vt; }
+    const VARIANT& get() const { return *this; }
+    VARIANT& get() { return *this; }
     // For an out argument: what was held is cleared first.
     VARIANT* put() {
-        VariantClear(&m_value);
-        return &m_value;
+        VariantClear(this);
+        return this;
     }
+    // Hands what is held to the caller.
     [[nodiscard]] VARIANT detach() {
-        VARIANT value = m_value;
-        VariantInit(&m_value);
+        VARIANT value = *this;
+        VariantInit(this);
         return value;
     }
-
-private:
-    void copy_from(const VARIANT& value) {
-        if (FAILED(VariantCopy(&m_value, &value))) throw std::bad_alloc();
-    }
-
-    VARIANT m_value;
 };

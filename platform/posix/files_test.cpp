@@ -1,0 +1,135 @@
+// Files and folders by backslash paths, in a folder of the test's own.
+#include "platform/files.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+
+namespace {
+
+class Files : public testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/platform-files-XXXXXX";
+        m_folder = mkdtemp(pattern);
+        m_path = m_folder.u16string();
+        for (char16_t& c : m_path)
+            if (c == u'/') c = u'\\';
+    }
+    void TearDown() override { std::filesystem::remove_all(m_folder); }
+
+    std::u16string path(const std::u16string& name) const { return m_path + u"\\" + name; }
+    void create(const std::u16string& name, const std::string& text) {
+        HANDLE file = CreateFileW(path(name).c_str(), FILE_GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                  CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_WRITE_THROUGH, nullptr);
+        ASSERT_NE(file, INVALID_HANDLE_VALUE);
+        DWORD written = 0;
+        EXPECT_TRUE(WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr));
+        EXPECT_EQ(written, text.size());
+        EXPECT_TRUE(CloseHandle(file));
+    }
+    std::set<std::u16string> find(const std::u16string& pattern) {
+        std::set<std::u16string> names;
+        WIN32_FIND_DATAW data;
+        HANDLE search = FindFirstFileW(path(pattern).c_str(), &data);
+        if (search == INVALID_HANDLE_VALUE) return names;
+        do names.insert(data.cFileName);
+        while (FindNextFileW(search, &data));
+        EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
+        EXPECT_TRUE(FindClose(search));
+        return names;
+    }
+
+    std::filesystem::path m_folder;
+    std::u16string m_path;
+};
+
+TEST_F(Files, WrittenBytesLieInTheFileForTheUserAlone) {
+    create(u"ä.log", "first");
+    create(u"ä.log", "second");
+    std::ifstream file(m_folder / "ä.log");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "second");
+    const auto others = std::filesystem::perms::group_all | std::filesystem::perms::others_all;
+    EXPECT_EQ(std::filesystem::status(m_folder / "ä.log").permissions() & others,
+              std::filesystem::perms::none);
+}
+
+TEST_F(Files, PatternsFindWhatTheyDescribe) {
+    for (const char16_t* name : {u"A_2024.log", u"A_2025.log", u"A_20255.log", u"B.txt"}) create(name, "x");
+    EXPECT_EQ(find(u"A_????.log"), (std::set<std::u16string>{u"A_2024.log", u"A_2025.log"}));
+    EXPECT_EQ(find(u"*5*.log"), (std::set<std::u16string>{u"A_2025.log", u"A_20255.log"}));
+    EXPECT_TRUE(find(u"*.none").empty());
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(find(u"missing\\*").empty());
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+}
+
+TEST_F(Files, FoundFilesTellTheirKindSizeAndAge) {
+    create(u"file", "12345");
+    ASSERT_TRUE(CreateDirectoryW(path(u"folder").c_str(), nullptr));
+    WIN32_FIND_DATAW data;
+    HANDLE search = FindFirstFileW(path(u"fi*").c_str(), &data);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    FindClose(search);
+    EXPECT_EQ(data.nFileSizeLow, 5u);
+    EXPECT_FALSE(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);
+    SYSTEMTIME created, now;
+    ASSERT_TRUE(FileTimeToSystemTime(&data.ftCreationTime, &created));
+    GetSystemTime(&now);
+    EXPECT_LE(now.wYear - created.wYear, 1);
+    search = FindFirstFileW(path(u"fo*").c_str(), &data);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    FindClose(search);
+    EXPECT_TRUE(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+TEST_F(Files, FailuresHaveTheirNumbers) {
+    ASSERT_TRUE(CreateDirectoryW(path(u"folder").c_str(), nullptr));
+    EXPECT_FALSE(CreateDirectoryW(path(u"folder").c_str(), nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    EXPECT_FALSE(CreateDirectoryW(path(u"no\\folder").c_str(), nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+    create(u"folder\\file", "x");
+    EXPECT_FALSE(RemoveDirectoryW(path(u"folder").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_DIR_NOT_EMPTY);
+    EXPECT_EQ(
+        CreateFileW(path(u"folder\\file").c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr),
+        INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+    EXPECT_TRUE(DeleteFileW(path(u"folder\\file").c_str()));
+    EXPECT_FALSE(DeleteFileW(path(u"folder\\file").c_str()));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_TRUE(RemoveDirectoryW(path(u"folder").c_str()));
+    EXPECT_FALSE(CloseHandle(INVALID_HANDLE_VALUE));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(Files, ALinkInThePlaceOfATemporaryFileIsNotFollowed) {
+    create(u"target", "kept");
+    std::filesystem::create_symlink(m_folder / "target", m_folder / "link");
+    EXPECT_EQ(CreateFileW(path(u"link").c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                          FILE_ATTRIBUTE_TEMPORARY, nullptr),
+              INVALID_HANDLE_VALUE);
+    EXPECT_EQ(std::filesystem::file_size(m_folder / "target"), 4u);
+}
+
+TEST_F(Files, TheTemporaryFolderEndsInABackslash) {
+    const char* old = std::getenv("TMPDIR");
+    const std::string saved = old ? old : "";
+    setenv("TMPDIR", "/some/where", 1);
+    char16_t buffer[64];
+    EXPECT_EQ(GetTempPathW(64, buffer), 12u);
+    EXPECT_EQ(std::u16string(buffer), u"\\some\\where\\");
+    EXPECT_EQ(GetTempPathW(12, buffer), 13u);
+    unsetenv("TMPDIR");
+    EXPECT_EQ(GetTempPathW(64, buffer), 5u);
+    EXPECT_EQ(std::u16string(buffer), u"\\tmp\\");
+    if (old) setenv("TMPDIR", saved.c_str(), 1);
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+// User names and passwords that a server or proxy has accepted, kept for the life of the process.
+// Any thread.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace platform::internet {
+
+struct Credentials {
+    std::string user;
+    std::string password;
+
+    friend bool operator==(const Credentials&, const Credentials&) = default;
+};
+
+// The credentials with the one scheme (a CURLAUTH_ bit) that the server took them by.
+struct Accepted {
+    Credentials credentials;
+    unsigned long scheme = 0;
+};
+
+class CredentialStore {
+public:
+    static CredentialStore& instance();
+
+    std::optional<Accepted> find(const std::string& origin);
+    void remember(const std::string& origin, Accepted accepted);
+    // Forgets only what is still the same.
+    void forget(const std::string& origin, const Credentials& refused);
+    void clear();
+
+private:
+    std::mutex m_mutex;
+    std::map<std::string, Accepted> m_accepted;
+};
+
+// The scheme to answer a challenge with, of the CURLAUTH_ bits offered; 0 if none can be used. Basic comes
+// only when nothing stronger is offered; Negotiate comes late, since it works with tickets and not with a
+// password.
+unsigned long choose_scheme(unsigned long offered);
+
+}  // namespace platform::internet

@@ -1,0 +1,40 @@
+// The objects behind internet handles, and the table that guards them.
+// The table and connections are shared by all threads.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "internet/target.h"
+#include "internet/transfer.h"
+#include "platform/wininet.h"
+
+namespace platform::internet {
+
+class Object {
+public:
+    virtual ~Object() = default;
+    // Tells calls in progress to come to an end.
+    virtual void close() {}
+};
+
+struct Session final : Object {
+    std::string agent;
+    std::atomic<DWORD> connect_timeout{60'000};  // milliseconds
+};
+
+struct Connection final : Object {
+    std::shared_ptr<Session> session;
+    std::string host;
+    INTERNET_PORT port = 0;
+    std::atomic<DWORD> connect_timeout{0};
+    LinePool pool;
+};
+
+// Handles are numbers that are never used twice, so a stale one is known as such.
+HINTERNET add_handle(std::shared_ptr<Object> object);
+std::shared_ptr<Object> find_handle(HINTERNET handle);
+std::shared_ptr<Object> remove_handle(HINTERNET handle);
+
+}  // namespace platform::internet

@@ -1,0 +1,307 @@
+// A request that can be sent again and again: its headers, its sign-in, and the places it is redirected to.
+// One call at a time (each takes the lock); closing may come from any thread.
+#include "internet/request.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+
+namespace platform::internet {
+
+namespace {
+
+constexpr int kMaxRedirects = 10;
+constexpr std::chrono::milliseconds kStallLimit{30'000};
+
+// A limit from the environment can only shorten what holds anyway.
+std::chrono::milliseconds limited(std::chrono::milliseconds usual, const char* variable) {
+    const char* text = std::getenv(variable);
+    long value = 0;
+    if (!text || std::from_chars(text, text + std::strlen(text), value).ec != std::errc() || value <= 0)
+        return usual;
+    return std::min(usual, std::chrono::milliseconds(value));
+}
+
+bool is_redirect(unsigned status) {
+    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+// As browsers do it: a form that was sent is followed by a plain question.
+bool turns_to_get(unsigned status, const std::string& verb) {
+    return status == 303 ? verb != "HEAD" : (status == 301 || status == 302) && verb == "POST";
+}
+
+bool is_secret(const Header& header) {
+    return equals_ignoring_case(header.name, "Cookie") || equals_ignoring_case(header.name, "Authorization");
+}
+
+bool describes_body(const Header& header) {
+    return equals_ignoring_case(header.name.substr(0, 8), "Content-") ||
+           equals_ignoring_case(header.name, "Transfer-Encoding");
+}
+
+Target home_of(const Connection& connection, DWORD flags, std::string object) {
+    const bool secure = (flags & INTERNET_FLAG_SECURE) != 0;
+    const INTERNET_PORT usual = secure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT;
+    return {secure, connection.host, connection.port ? connection.port : usual, std::move(object)};
+}
+
+// Gives a text out by the rules of header queries: sizes in bytes.
+DWORD give_text(std::u16string_view text, void* buffer, DWORD* size) {
+    const std::size_t bytes = text.size() * sizeof(char16_t);
+    if (!buffer || *size < bytes + sizeof(char16_t)) {
+        *size = static_cast<DWORD>(bytes + sizeof(char16_t));
+        return ERROR_INSUFFICIENT_BUFFER;
+    }
+    std::memcpy(buffer, text.data(), bytes);
+    std::memset(static_cast<char*>(buffer) + bytes, 0, sizeof(char16_t));
+    *size = static_cast<DWORD>(bytes);
+    return ERROR_SUCCESS;
+}
+
+std::u16string join_lines(const std::vector<std::string>& lines, std::u16string_view separator) {
+    std::u16string text;
+    for (const std::string& line : lines) text.append(from_header_bytes(line)).append(separator);
+    return text;
+}
+
+}  // namespace
+
+Request::Request(std::shared_ptr<Connection> connection, std::string verb, std::string object, DWORD flags)
+    : m_connection(std::move(connection)),
+      m_verb(std::move(verb)),
+      m_flags(flags),
+      m_home{home_of(*m_connection, flags, std::move(object))},
+      m_connect_timeout(m_connection->connect_timeout),
+      m_target(m_home),
+      m_transfer(m_connection->pool, m_closed) {}
+
+DWORD Request::add_headers(std::u16string_view text, DWORD modifiers) {
+    const std::lock_guard lock(m_mutex);
+    return m_headers.add(text, modifiers);
+}
+
+void Request::set_connect_timeout(DWORD milliseconds) {
+    const std::lock_guard lock(m_mutex);
+    m_connect_timeout = milliseconds;
+}
+
+DWORD Request::set_credential(DWORD option, std::string text) {
+    const std::lock_guard lock(m_mutex);
+    const bool proxy = option == INTERNET_OPTION_PROXY_USERNAME || option == INTERNET_OPTION_PROXY_PASSWORD;
+    const bool user = option == INTERNET_OPTION_USERNAME || option == INTERNET_OPTION_PROXY_USERNAME;
+    Given& given = proxy ? m_proxy_given : m_given;
+    (user ? given.credentials.user : given.credentials.password) = std::move(text);
+    given.origin = proxy ? proxy_origin() : m_target.origin();
+    const bool was_asked = m_transfer.answered() && m_transfer.headers().status() == (proxy ? 407u : 401u);
+    if (was_asked) given.scheme = choose_scheme(m_transfer.offered_schemes(proxy));
+    return ERROR_SUCCESS;
+}
+
+std::string Request::final_url() {
+    const std::lock_guard lock(m_mutex);
+    return m_target.url();
+}
+
+std::string Request::error_text() {
+    const std::lock_guard lock(m_mutex);
+    return m_transfer.error_text();
+}
+
+// What the caller set goes before what was accepted earlier; without a known scheme nothing goes before it is
+// asked.
+std::optional<Login> Request::choose_login(const std::string& origin, const Given& given) const {
+    if (!given.credentials.user.empty() && given.origin == origin) {
+        if (!given.scheme) return std::nullopt;
+        return Login{given.credentials, given.scheme};
+    }
+    if (const auto accepted = CredentialStore::instance().find(origin))
+        return Login{accepted->credentials, accepted->scheme};
+    return std::nullopt;
+}
+
+TransferRequest Request::make(const Target& target) const {
+    TransferRequest request;
+    request.verb = m_current_verb;
+    request.target = target;
+    request.agent = m_connection->session->agent;
+    const bool trusted = same_audience(m_home, target);
+    for (const Header& header : m_headers.all())
+        if ((trusted || !is_secret(header)) && (m_with_body || !describes_body(header)))
+            request.headers.push_back(header);
+    request.login = m_login;
+    request.proxy_login = m_proxy_login;
+    request.limits.connect =
+        limited(std::chrono::milliseconds(m_connect_timeout), "PLATFORM_CONNECT_TIMEOUT_MS");
+    request.limits.stall = limited(kStallLimit, "PLATFORM_RECEIVE_TIMEOUT_MS");
+    return request;
+}
+
+void Request::start_over(const Target& target, std::string verb) {
+    m_sent = true;
+    m_target = target;
+    m_current_verb = std::move(verb);
+    m_with_body = true;
+    m_redirects = 0;
+}
+
+DWORD Request::send(std::u16string_view headers, const void* body, std::size_t size) {
+    const std::lock_guard lock(m_mutex);
+    if (const DWORD error = m_headers.add(headers, HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE))
+        return error;
+    m_transfer.discard_answer();
+    start_over(m_home, m_verb);
+    m_upload_target.reset();
+    return run(body, size);
+}
+
+// Sends, and sends again after each challenge that can be met and each redirect.
+DWORD Request::run(const void* body, std::size_t size) {
+    for (;;) {
+        m_login = choose_login(m_target.origin(), m_given);
+        m_proxy_login = choose_login(proxy_origin(), m_proxy_given);
+        TransferRequest request = make(m_target);
+        if (m_with_body) {
+            request.body = body;
+            request.body_size = size;
+        }
+        DWORD error = m_transfer.start(request);
+        if (!error) error = m_transfer.finish_sending();
+        if (error) return error;
+        const Outcome outcome = judge();
+        if (outcome.step != Step::again) return outcome.error;
+    }
+}
+
+long long Request::upload_size(DWORD total) const {
+    if (const Header* announced = m_headers.find("Content-Length")) {
+        long long size = -1;
+        const char* end = announced->value.data() + announced->value.size();
+        const auto parsed = std::from_chars(announced->value.data(), end, size);
+        if (parsed.ec == std::errc() && parsed.ptr == end && size >= 0) return size;
+    }
+    return total ? static_cast<long long>(total) : -1;
+}
+
+DWORD Request::begin_upload(std::u16string_view headers, DWORD total) {
+    const std::lock_guard lock(m_mutex);
+    if (const DWORD error = m_headers.add(headers, HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE))
+        return error;
+    m_transfer.discard_answer();
+    const int redirects = m_upload_target ? m_redirects : 0;
+    start_over(m_upload_target.value_or(m_home), m_verb);
+    m_redirects = redirects;
+    m_login = choose_login(m_target.origin(), m_given);
+    m_proxy_login = choose_login(proxy_origin(), m_proxy_given);
+    TransferRequest request = make(m_target);
+    request.pushed = true;
+    request.pushed_size = upload_size(total);
+    return m_transfer.start(request);
+}
+
+DWORD Request::write(const void* data, std::size_t size) {
+    const std::lock_guard lock(m_mutex);
+    return m_transfer.push(data, size);
+}
+
+DWORD Request::end_upload() {
+    const std::lock_guard lock(m_mutex);
+    if (!m_sent) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
+    if (const DWORD error = m_transfer.finish_sending()) return error;
+    const Outcome outcome = judge();
+    if (outcome.step != Step::again) {
+        m_upload_target.reset();
+        return outcome.error;
+    }
+    if (!m_with_body) return run(nullptr, 0);
+    // The body has gone by; whoever has it must push it once more.
+    if (m_redirects) m_upload_target = m_target;
+    return ERROR_INTERNET_FORCE_RETRY;
+}
+
+Request::Outcome Request::judge() {
+    const unsigned status = m_transfer.headers().status();
+    if (status == 401) return judge_challenge(false);
+    if (status == 407) return judge_challenge(true);
+    note_success();
+    if (is_redirect(status) && !(m_flags & INTERNET_FLAG_NO_AUTO_REDIRECT)) return judge_redirect();
+    return {};
+}
+
+Request::Outcome Request::judge_challenge(bool proxy) {
+    const std::optional<Login>& used = proxy ? m_proxy_login : m_login;
+    const std::string origin = proxy ? proxy_origin() : m_target.origin();
+    Given& given = proxy ? m_proxy_given : m_given;
+    if (used) CredentialStore::instance().forget(origin, used->credentials);
+    const bool untried = !used && !given.credentials.user.empty() && given.origin == origin;
+    if (!untried) return {};
+    given.scheme = choose_scheme(m_transfer.offered_schemes(proxy));
+    return {given.scheme ? Step::again : Step::done, ERROR_SUCCESS};
+}
+
+Request::Outcome Request::judge_redirect() {
+    const unsigned status = m_transfer.headers().status();
+    const auto location = m_transfer.headers().find("Location", 0);
+    if (!location || location->empty()) return {};
+    const std::optional<Target> next = resolve(m_target, *location);
+    if (!next || ++m_redirects > kMaxRedirects) return {Step::failed, ERROR_HTTP_REDIRECT_FAILED};
+    if (turns_to_get(status, m_current_verb)) {
+        m_current_verb = "GET";
+        m_with_body = false;
+    }
+    m_target = *next;
+    return {Step::again, ERROR_SUCCESS};
+}
+
+void Request::note_success() {
+    if (m_transfer.headers().status() >= 400) return;
+    if (m_login)
+        CredentialStore::instance().remember(m_target.origin(), {m_login->credentials, m_login->scheme});
+    if (m_proxy_login)
+        CredentialStore::instance().remember(proxy_origin(),
+                                             {m_proxy_login->credentials, m_proxy_login->scheme});
+}
+
+DWORD Request::read(void* buffer, std::size_t size, std::size_t& out_read) {
+    const std::lock_guard lock(m_mutex);
+    return m_transfer.read(buffer, size, out_read);
+}
+
+DWORD Request::query(DWORD level, void* buffer, DWORD* size, DWORD* index) {
+    const std::lock_guard lock(m_mutex);
+    if (!size) return ERROR_INVALID_PARAMETER;
+    if (!m_transfer.answered()) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
+    const ResponseHeaders& headers = m_transfer.headers();
+    const bool number = (level & HTTP_QUERY_FLAG_NUMBER) != 0;
+    switch (level & ~HTTP_QUERY_FLAG_NUMBER) {
+        case HTTP_QUERY_STATUS_CODE: {
+            if (!number) return give_text(from_header_bytes(std::to_string(headers.status())), buffer, size);
+            const DWORD status = headers.status();
+            const bool fits = buffer && *size >= sizeof status;
+            *size = sizeof status;
+            if (!fits) return ERROR_INSUFFICIENT_BUFFER;
+            std::memcpy(buffer, &status, sizeof status);
+            return ERROR_SUCCESS;
+        }
+        case HTTP_QUERY_STATUS_TEXT:
+            return give_text(from_header_bytes(headers.reason()), buffer, size);
+        case HTTP_QUERY_RAW_HEADERS:
+            return give_text(join_lines(headers.lines(), std::u16string_view(u"\0", 1)), buffer, size);
+        case HTTP_QUERY_RAW_HEADERS_CRLF:
+            return give_text(join_lines(headers.lines(), u"\r\n").append(u"\r\n"), buffer, size);
+        case HTTP_QUERY_CUSTOM: {
+            if (!buffer) return ERROR_INVALID_PARAMETER;
+            const auto* name = static_cast<const char16_t*>(buffer);
+            const auto value = headers.find(to_utf8(name), index ? *index : 0);
+            if (!value) return ERROR_HTTP_HEADER_NOT_FOUND;
+            const DWORD error = give_text(from_header_bytes(*value), buffer, size);
+            if (!error && index) ++*index;
+            return error;
+        }
+        default:
+            return ERROR_INVALID_PARAMETER;
+    }
+}
+
+}  // namespace platform::internet

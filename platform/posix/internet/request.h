@@ -1,0 +1,81 @@
+// A request that can be sent again and again: its headers, its sign-in, and the places it is redirected to.
+// One call at a time (each takes the lock); closing may come from any thread.
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "internet/handles.h"
+#include "internet/headers.h"
+#include "internet/transfer.h"
+
+namespace platform::internet {
+
+class Request final : public Object {
+public:
+    Request(std::shared_ptr<Connection> connection, std::string verb, std::string object, DWORD flags);
+    void close() override { m_closed = true; }
+
+    // All return a Win32 error number.
+    DWORD add_headers(std::u16string_view text, DWORD modifiers);
+    DWORD send(std::u16string_view headers, const void* body, std::size_t size);
+    DWORD begin_upload(std::u16string_view headers, DWORD total);
+    DWORD write(const void* data, std::size_t size);
+    DWORD end_upload();
+    DWORD read(void* buffer, std::size_t size, std::size_t& out_read);
+    DWORD query(DWORD level, void* buffer, DWORD* size, DWORD* index);
+    DWORD set_credential(DWORD option, std::string text);
+    void set_connect_timeout(DWORD milliseconds);
+    std::string final_url();
+    std::string error_text();
+
+private:
+    // Credentials that the caller set, for the place that asked for them last.
+    struct Given {
+        Credentials credentials;
+        std::string origin;
+        unsigned long scheme = 0;
+    };
+    enum class Step { done, again, failed };
+    struct Outcome {
+        Step step = Step::done;
+        DWORD error = ERROR_SUCCESS;
+    };
+
+    TransferRequest make(const Target& target) const;
+    std::optional<Login> choose_login(const std::string& origin, const Given& given) const;
+    void start_over(const Target& target, std::string verb);
+    DWORD run(const void* body, std::size_t size);
+    Outcome judge();
+    Outcome judge_challenge(bool proxy);
+    Outcome judge_redirect();
+    void note_success();
+    std::string proxy_origin() const { return "proxy " + m_target.origin(); }
+    long long upload_size(DWORD total) const;
+
+    const std::shared_ptr<Connection> m_connection;
+    const std::string m_verb;
+    const DWORD m_flags;
+    Target m_home;
+    std::atomic<bool> m_closed{false};
+
+    std::mutex m_mutex;
+    RequestHeaders m_headers;
+    DWORD m_connect_timeout;
+    Given m_given;
+    Given m_proxy_given;
+    bool m_sent = false;
+
+    // The exchange in progress.
+    Target m_target;
+    std::string m_current_verb;
+    bool m_with_body = true;
+    int m_redirects = 0;
+    std::optional<Login> m_login;
+    std::optional<Login> m_proxy_login;
+    std::optional<Target> m_upload_target;  // where the next attempt of a redirected upload goes
+    Transfer m_transfer;
+};
+
+}  // namespace platform::internet

@@ -1,0 +1,33 @@
+// Where a request goes: scheme, host, port and what stands in the request line.
+// Plain values: one thread at a time.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/wininet.h"
+
+namespace platform::internet {
+
+struct Target {
+    bool secure = false;
+    std::string host;  // an IPv6 address in brackets
+    INTERNET_PORT port = 0;
+    std::string object;  // starts with a slash
+
+    std::string origin() const;  // scheme, host and port, always with the port, in lower case
+    std::string url() const;     // without a default port
+};
+
+// Nothing for a name that can't stand in a URL.
+std::optional<std::string> make_host(std::u16string_view server);
+// The path and query as they may stand in a request line; escapes that are there stay as they are.
+std::string make_object(std::u16string_view object);
+// The place that a Location header names; nothing unless it is one for http or https.
+std::optional<Target> resolve(const Target& base, std::string_view location);
+// May what was meant for `from` (cookies, tokens) be shown to `to`? To the same host, and never from TLS to
+// plain.
+bool same_audience(const Target& from, const Target& to);
+
+}  // namespace platform::internet

@@ -1,0 +1,400 @@
+// One exchange with a server over the transfer library, driven by the thread that waits for it.
+// A transfer belongs to one thread at a time.
+#include "internet/transfer.h"
+
+#include <openssl/ssl.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "internet/errors.h"
+
+namespace platform::internet {
+
+namespace {
+
+constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr long kReceiveBlock = 128 * 1024;
+constexpr long kUploadBlock = 256 * 1024;
+// How much of an unwanted answer is read to keep its connection.
+constexpr std::size_t kMaxDiscarded = 64 * 1024;
+constexpr std::chrono::milliseconds kMaxDiscardTime{1000};
+// How long one wait may last before a closed handle is noticed.
+constexpr int kWaitSlice = 50;
+
+}  // namespace
+
+Transfer::~Transfer() {
+    release_line();
+    curl_slist_free_all(m_header_list);
+}
+
+DWORD Transfer::start(const TransferRequest& request) {
+    discard_answer();
+    detach();
+    if (!m_line) m_line = m_pool.take();
+    if (!m_line) return ERROR_NOT_ENOUGH_MEMORY;
+    m_line->turn_to(request.target.origin());
+    m_limits = request.limits;
+    m_headers.clear();
+    m_done = m_connected = m_answered = m_discarding = m_receive_paused = m_send_paused = m_upload_wanted =
+        false;
+    m_upload_ended = false;
+    m_error = m_own_error = ERROR_SUCCESS;
+    m_offered = m_proxy_offered = 0;
+    m_begin = m_end = 0;
+    m_source_size = 0;
+    m_seen_uploaded = 0;
+    m_pushing = request.pushed;
+    m_push_left = request.pushed ? request.pushed_size : -1;
+    m_memory_body = request.pushed ? 0 : request.body_size;
+    m_may_be_repeated = request.login.has_value() || request.proxy_login.has_value();
+    m_curl_error[0] = 0;
+    m_error_text.clear();
+    if (!m_line->easy() || !set_options(request)) return ERROR_NOT_ENOUGH_MEMORY;
+    if (curl_multi_add_handle(m_line->multi(), m_line->easy()) != CURLM_OK)
+        return ERROR_INTERNET_INTERNAL_ERROR;
+    m_active = true;
+    if (!m_pushing || m_push_left == 0) return ERROR_SUCCESS;
+    return drive([this] { return m_upload_wanted || m_answered; });
+}
+
+bool Transfer::set_options(const TransferRequest& request) {
+    const bool basics = set(CURLOPT_URL, request.target.url().c_str()) && set(CURLOPT_PATH_AS_IS, 1L) &&
+                        set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_FOLLOWLOCATION, 0L) &&
+                        set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)) &&
+                        set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_ERRORBUFFER, m_curl_error) &&
+                        set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.limits.connect.count())) &&
+                        set(CURLOPT_BUFFERSIZE, kReceiveBlock) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 0L);
+    const bool callbacks = set(CURLOPT_HEADERFUNCTION, on_header) && set(CURLOPT_HEADERDATA, this) &&
+                           set(CURLOPT_WRITEFUNCTION, on_body) && set(CURLOPT_WRITEDATA, this) &&
+                           set(CURLOPT_PREREQFUNCTION, on_ready) && set(CURLOPT_PREREQDATA, this) &&
+                           set(CURLOPT_SSL_CTX_FUNCTION, on_tls) && set(CURLOPT_SSL_CTX_DATA, this);
+    const bool verified = set(CURLOPT_SSL_VERIFYPEER, 1L) && set(CURLOPT_SSL_VERIFYHOST, 2L);
+    return basics && callbacks && verified && set_body(request) && set_headers(request) && set_login(request);
+}
+
+bool Transfer::set_body(const TransferRequest& request) {
+    // The method is reset first, since each of these options leaves marks of its own.
+    bool good = set(CURLOPT_POSTFIELDS, nullptr) && set(CURLOPT_UPLOAD, 0L) && set(CURLOPT_HTTPGET, 1L);
+    if (request.pushed) {
+        good = good && set(CURLOPT_UPLOAD, 1L) && set(CURLOPT_READFUNCTION, on_upload) &&
+               set(CURLOPT_READDATA, this) &&
+               set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(request.pushed_size)) &&
+               set(CURLOPT_UPLOAD_BUFFERSIZE, kUploadBlock);
+    } else if (request.body_size) {
+        good = good && set(CURLOPT_POST, 1L) &&
+               set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body_size)) &&
+               set(CURLOPT_POSTFIELDS, static_cast<const char*>(request.body));
+    } else if (request.verb == "HEAD") {
+        good = good && set(CURLOPT_NOBODY, 1L);
+    }
+    return good && set(CURLOPT_CUSTOMREQUEST, request.verb.c_str());
+}
+
+bool Transfer::set_headers(const TransferRequest& request) {
+    curl_slist_free_all(m_header_list);
+    m_header_list = nullptr;
+    const auto append = [this](const std::string& line) {
+        curl_slist* longer = curl_slist_append(m_header_list, line.c_str());
+        if (longer) m_header_list = longer;
+        return longer != nullptr;
+    };
+    const bool has_body = request.pushed || request.body_size;
+    bool has_type = false;
+    bool has_length = false;
+    bool has_agent = false;
+    bool good = append("Expect:");
+    bool has_accept = false;
+    for (const Header& header : request.headers) {
+        // The body's own length is what counts; it is announced once.
+        const bool is_length = equals_ignoring_case(header.name, "Content-Length");
+        has_length = has_length || is_length;
+        has_type = has_type || equals_ignoring_case(header.name, "Content-Type");
+        has_agent = has_agent || equals_ignoring_case(header.name, "User-Agent");
+        has_accept = has_accept || equals_ignoring_case(header.name, "Accept");
+        if (is_length && has_body) continue;
+        good = good && append(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
+    }
+    if (!has_type) good = good && append("Content-Type:");
+    if (!has_accept) good = good && append("Accept:");
+    const bool announces_nothing =
+        !has_body && !has_length && (request.verb == "POST" || request.verb == "PUT");
+    if (announces_nothing) good = good && append("Content-Length: 0");
+    return good &&
+           set(CURLOPT_USERAGENT, has_agent || request.agent.empty() ? nullptr : request.agent.c_str()) &&
+           set(CURLOPT_HTTPHEADER, m_header_list);
+}
+
+bool Transfer::set_login(const TransferRequest& request) {
+    const auto text = [](const std::optional<Login>& login, const std::string Credentials::*member) {
+        return login ? (login->credentials.*member).c_str() : nullptr;
+    };
+    const auto scheme = [](const std::optional<Login>& login) {
+        return static_cast<long>(login ? login->scheme : CURLAUTH_NONE);
+    };
+    return set(CURLOPT_USERNAME, text(request.login, &Credentials::user)) &&
+           set(CURLOPT_PASSWORD, text(request.login, &Credentials::password)) &&
+           set(CURLOPT_HTTPAUTH, request.login ? scheme(request.login) : static_cast<long>(CURLAUTH_BASIC)) &&
+           set(CURLOPT_PROXYUSERNAME, text(request.proxy_login, &Credentials::user)) &&
+           set(CURLOPT_PROXYPASSWORD, text(request.proxy_login, &Credentials::password)) &&
+           set(CURLOPT_PROXYAUTH,
+               request.proxy_login ? scheme(request.proxy_login) : static_cast<long>(CURLAUTH_BASIC));
+}
+
+std::size_t Transfer::on_header(char* data, std::size_t size, std::size_t count, void* self) {
+    return static_cast<Transfer*>(self)->take_header(data, size * count);
+}
+
+std::size_t Transfer::on_body(char* data, std::size_t size, std::size_t count, void* self) {
+    return static_cast<Transfer*>(self)->take_body(data, size * count);
+}
+
+std::size_t Transfer::on_upload(char* buffer, std::size_t size, std::size_t count, void* self) {
+    return static_cast<Transfer*>(self)->give_upload(buffer, size * count);
+}
+
+int Transfer::on_ready(void* self, char*, char*, int, int) {
+    static_cast<Transfer*>(self)->m_connected = true;
+    static_cast<Transfer*>(self)->m_moved = true;
+    return CURL_PREREQFUNC_OK;
+}
+
+// Adds the authorities of SSL_CERT_FILE to the system's.
+CURLcode Transfer::on_tls(CURL*, void* context, void*) {
+    const char* file = std::getenv("SSL_CERT_FILE");
+    if (!file || !*file) return CURLE_OK;
+    X509_STORE* store = SSL_CTX_get_cert_store(static_cast<SSL_CTX*>(context));
+    return X509_STORE_load_locations(store, file, nullptr) == 1 ? CURLE_OK : CURLE_SSL_CACERT_BADFILE;
+}
+
+std::size_t Transfer::take_header(const char* data, std::size_t size) {
+    m_moved = true;
+    if (m_answered) return size;  // a trailer
+    if (!m_headers.add_line(std::string_view(data, size))) {
+        m_own_error = ERROR_HTTP_INVALID_SERVER_RESPONSE;
+        return 0;
+    }
+    // What comes before the request went out is a proxy's word on the tunnel.
+    const bool challenge = m_headers.status() == 401 || m_headers.status() == 407;
+    if (m_headers.complete() && m_connected && m_headers.status() >= 200 && !(challenge && m_may_be_repeated))
+        m_answered = true;
+    return size;
+}
+
+std::size_t Transfer::take_body(const char* data, std::size_t size) {
+    m_moved = true;
+    m_answered = true;
+    if (m_discarding) {
+        m_delivered += size;
+        return size;
+    }
+    const std::size_t direct = std::min(size, m_wanted_size - std::min(m_wanted_size, m_delivered));
+    const std::size_t rest = size - direct;
+    if (rest && !m_buffer) m_buffer.reset(new (std::nothrow) char[kBufferSize]);
+    if (rest && !m_buffer) return 0;
+    if (m_begin == m_end) m_begin = m_end = 0;
+    if (rest > kBufferSize - m_end) {
+        m_receive_paused = true;
+        return CURL_WRITEFUNC_PAUSE;
+    }
+    if (direct) std::memcpy(m_wanted + m_delivered, data, direct);
+    if (rest) std::memcpy(m_buffer.get() + m_end, data + direct, rest);
+    m_delivered += direct;
+    m_end += rest;
+    return size;
+}
+
+std::size_t Transfer::give_upload(char* buffer, std::size_t size) {
+    m_upload_wanted = true;
+    m_moved = true;
+    if (!m_source_size) {
+        if (m_upload_ended) return 0;
+        m_send_paused = true;
+        return CURL_READFUNC_PAUSE;
+    }
+    const std::size_t count = std::min(size, m_source_size);
+    std::memcpy(buffer, m_source, count);
+    m_source += count;
+    m_source_size -= count;
+    return count;
+}
+
+template <class Reached>
+DWORD Transfer::drive(Reached reached) {
+    auto since = std::chrono::steady_clock::now();
+    bool clock_is_old = false;
+    while (!reached()) {
+        if (m_done) return m_error;
+        if (m_closed) return ERROR_INTERNET_OPERATION_CANCELLED;
+        m_moved = false;
+        int running = 0;
+        if (curl_multi_perform(m_line->multi(), &running) != CURLM_OK) return ERROR_INTERNET_INTERNAL_ERROR;
+        if (check_done() || m_moved) {
+            clock_is_old = true;
+            continue;
+        }
+        if (clock_is_old) since = std::chrono::steady_clock::now();
+        clock_is_old = false;
+        if (idle_too_long(since)) {
+            settle(CURLE_OPERATION_TIMEDOUT);
+            detach();
+            return m_error;
+        }
+        if (curl_multi_poll(m_line->multi(), nullptr, 0, kWaitSlice, nullptr) != CURLM_OK)
+            return ERROR_INTERNET_INTERNAL_ERROR;
+    }
+    return ERROR_SUCCESS;
+}
+
+// Bytes that the system took from the library's own upload buffer count as movement too. Connecting has a
+// limit of its own.
+bool Transfer::idle_too_long(std::chrono::steady_clock::time_point& since) {
+    const auto now = std::chrono::steady_clock::now();
+    curl_off_t uploaded = 0;
+    curl_easy_getinfo(m_line->easy(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    if (!m_connected || uploaded != m_seen_uploaded) {
+        m_seen_uploaded = uploaded;
+        since = now;
+    }
+    return now - since > m_limits.stall;
+}
+
+bool Transfer::check_done() {
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(m_line->multi(), &left)) {
+        if (message->msg != CURLMSG_DONE) continue;
+        settle(message->data.result);
+        detach();
+        // A challenge may have to be answered over this very connection.
+        const bool challenge = m_headers.status() == 401 || m_headers.status() == 407;
+        if (m_error) {
+            m_line.reset();
+        } else if (!challenge) {
+            release_line();
+        }
+        return true;
+    }
+    return false;
+}
+
+// The exchange has ended: takes over what the library knows of it.
+void Transfer::settle(CURLcode result) {
+    m_done = true;
+    // A header line beyond the library's own limit is reported as a lack of memory.
+    if (result == CURLE_OUT_OF_MEMORY && m_connected && !m_answered) result = CURLE_WEIRD_SERVER_REPLY;
+    m_error = m_own_error ? m_own_error : error_from_curl(result);
+    if (m_error) m_error_text = m_curl_error[0] ? m_curl_error : curl_easy_strerror(result);
+    note_offers();
+    long tunnel_status = 0;
+    curl_easy_getinfo(m_line->easy(), CURLINFO_HTTP_CONNECTCODE, &tunnel_status);
+    // A proxy that wants a login before it opens a tunnel has answered, though not with a body.
+    if (m_error && !m_connected && tunnel_status == 407 && m_headers.status() == 407) {
+        m_error = ERROR_SUCCESS;
+        m_answered = true;
+    }
+    if (!m_error && m_headers.complete()) m_answered = true;
+    if (!m_error && !m_answered) m_error = ERROR_HTTP_INVALID_SERVER_RESPONSE;
+}
+
+void Transfer::note_offers() {
+    long offered = 0;
+    if (curl_easy_getinfo(m_line->easy(), CURLINFO_HTTPAUTH_AVAIL, &offered) == CURLE_OK)
+        m_offered = static_cast<unsigned long>(offered);
+    if (curl_easy_getinfo(m_line->easy(), CURLINFO_PROXYAUTH_AVAIL, &offered) == CURLE_OK)
+        m_proxy_offered = static_cast<unsigned long>(offered);
+}
+
+unsigned long Transfer::offered_schemes(bool proxy) {
+    if (m_active) note_offers();
+    return proxy ? m_proxy_offered : m_offered;
+}
+
+void Transfer::resume() {
+    if (!m_active || (!m_receive_paused && !m_send_paused)) return;
+    m_receive_paused = m_send_paused = false;
+    curl_easy_pause(m_line->easy(), CURLPAUSE_CONT);
+}
+
+// The caller's memory is needed until all of it has been sent, or nobody wants the rest.
+bool Transfer::body_was_sent() const {
+    if (!m_memory_body || m_headers.status() >= 300) return true;
+    curl_off_t uploaded = 0;
+    curl_easy_getinfo(m_line->easy(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    return static_cast<std::size_t>(uploaded) >= m_memory_body;
+}
+
+DWORD Transfer::push(const void* data, std::size_t size) {
+    if (!m_pushing || m_upload_ended) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
+    if (m_push_left >= 0) {
+        if (size > static_cast<std::size_t>(m_push_left)) return ERROR_INVALID_PARAMETER;
+        m_push_left -= static_cast<long long>(size);
+    }
+    // An answer that came early, and a server that wants all of it again, are told when the body ends.
+    const auto nobody_listens = [this] { return m_answered && (m_done || m_headers.status() >= 300); };
+    m_source = static_cast<const char*>(data);
+    m_source_size = size;
+    resume();
+    const DWORD error = drive([&] { return !m_source_size || nobody_listens(); });
+    m_source_size = 0;
+    return error == ERROR_INTERNET_FORCE_RETRY || m_answered ? static_cast<DWORD>(ERROR_SUCCESS) : error;
+}
+
+DWORD Transfer::finish_sending() {
+    if (m_pushing && m_push_left > 0 && !m_answered && !m_done) {
+        settle(CURLE_PARTIAL_FILE);
+        detach();
+        m_line.reset();
+        return m_error;
+    }
+    m_upload_ended = true;
+    resume();
+    const DWORD error = drive([this] { return m_answered && (m_done || body_was_sent()); });
+    return m_answered ? static_cast<DWORD>(ERROR_SUCCESS) : error;
+}
+
+DWORD Transfer::read(void* buffer, std::size_t size, std::size_t& out_read) {
+    out_read = 0;
+    if (!m_answered) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
+    if (m_begin != m_end) {
+        out_read = std::min(size, m_end - m_begin);
+        std::memcpy(buffer, m_buffer.get() + m_begin, out_read);
+        m_begin += out_read;
+        return ERROR_SUCCESS;
+    }
+    if (m_done || !size) return m_error;
+    m_wanted = static_cast<char*>(buffer);
+    m_wanted_size = size;
+    m_delivered = 0;
+    resume();
+    const DWORD error = drive([this] { return m_delivered > 0; });
+    out_read = m_delivered;
+    m_wanted_size = m_delivered = 0;
+    return out_read ? static_cast<DWORD>(ERROR_SUCCESS) : error;
+}
+
+void Transfer::discard_answer() {
+    if (!m_active || !m_answered || m_done) return;
+    const auto until = std::chrono::steady_clock::now() + kMaxDiscardTime;
+    m_limits.stall = std::min(m_limits.stall, kMaxDiscardTime);
+    m_discarding = true;
+    m_delivered = 0;
+    resume();
+    drive([&] { return m_delivered > kMaxDiscarded || std::chrono::steady_clock::now() > until; });
+    m_delivered = 0;
+    detach();
+}
+
+void Transfer::detach() {
+    if (!m_active) return;
+    curl_multi_remove_handle(m_line->multi(), m_line->easy());
+    m_active = false;
+}
+
+void Transfer::release_line() {
+    detach();
+    m_pool.give_back(std::move(m_line));
+}
+
+}  // namespace platform::internet

@@ -1,0 +1,182 @@
+// One exchange with a server over the transfer library, driven by the thread that waits for it.
+// A pool of lines is shared by all threads; a transfer belongs to one thread at a time.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "internet/credentials.h"
+#include "internet/headers.h"
+#include "internet/target.h"
+
+namespace platform::internet {
+
+// A set of kept connections with the handle that drives them.
+class Line {
+public:
+    Line();
+    ~Line();
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    bool ok() const { return m_multi && m_easy; }
+    CURLM* multi() const { return m_multi; }
+    CURL* easy() const { return m_easy; }
+    // Drops what the handle knows of another server's challenges; connections stay.
+    void turn_to(const std::string& origin);
+
+private:
+    friend class LinePool;
+
+    CURLM* m_multi;
+    CURL* m_easy;
+    std::string m_origin;
+    unsigned m_session = 0;
+};
+
+class LinePool {
+public:
+    // An idle line, the last used first, or a new one.
+    std::unique_ptr<Line> take();
+    void give_back(std::unique_ptr<Line> line);
+    // Lines from before this call are never used again, by any pool.
+    static void end_session();
+
+private:
+    static constexpr std::size_t kMaxIdle = 8;
+
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<Line>> m_idle;
+};
+
+struct TransferLimits {
+    std::chrono::milliseconds connect;
+    std::chrono::milliseconds stall;
+};
+
+// How a request authenticates itself: one scheme, or none.
+struct Login {
+    Credentials credentials;
+    unsigned long scheme = 0;
+};
+
+struct TransferRequest {
+    std::string verb;
+    Target target;
+    std::string agent;
+    std::vector<Header> headers;
+    // A body in memory, borrowed until `send` returns ...
+    const void* body = nullptr;
+    std::size_t body_size = 0;
+    // ... or one that is pushed; -1 leaves its length open.
+    bool pushed = false;
+    long long pushed_size = -1;
+    std::optional<Login> login;
+    std::optional<Login> proxy_login;
+    TransferLimits limits{};
+};
+
+class Transfer {
+public:
+    // `closed` ends every wait of this transfer; it must outlive it.
+    Transfer(LinePool& pool, const std::atomic<bool>& closed) : m_pool(pool), m_closed(closed) {}
+    ~Transfer();
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    // All return a Win32 error number. An exchange in progress is ended by the next `start`.
+    DWORD start(const TransferRequest& request);  // connects, and for a pushed body sends the headers
+    DWORD push(const void* data, std::size_t size);
+    DWORD finish_sending();  // sends the rest and waits for the answer's headers
+    DWORD read(void* buffer, std::size_t size, std::size_t& out_read);
+    // Reads a short rest of the answer, so that the connection can be kept, or gives it up.
+    void discard_answer();
+
+    const ResponseHeaders& headers() const { return m_headers; }
+    bool answered() const { return m_answered; }
+    // CURLAUTH_ bits of the last answer's challenges, the server's or the proxy's.
+    unsigned long offered_schemes(bool proxy);
+    const std::string& error_text() const { return m_error_text; }
+
+private:
+    static std::size_t on_header(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t on_body(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t on_upload(char* buffer, std::size_t size, std::size_t count, void* self);
+    static int on_ready(void* self, char*, char*, int, int);
+    static CURLcode on_tls(CURL*, void* context, void* self);
+
+    std::size_t take_header(const char* data, std::size_t size);
+    std::size_t take_body(const char* data, std::size_t size);
+    std::size_t give_upload(char* buffer, std::size_t size);
+
+    bool set_options(const TransferRequest& request);
+    bool set_body(const TransferRequest& request);
+    bool set_headers(const TransferRequest& request);
+    bool set_login(const TransferRequest& request);
+    template <class Option, class Value>
+    bool set(Option option, Value value) {
+        return curl_easy_setopt(m_line->easy(), option, value) == CURLE_OK;
+    }
+
+    // Drives the exchange until `reached` or its end; the stall limit counts from the last byte that moved.
+    template <class Reached>
+    DWORD drive(Reached reached);
+    bool idle_too_long(std::chrono::steady_clock::time_point& since);
+    bool check_done();
+    void settle(CURLcode result);
+    void note_offers();
+    void resume();
+    bool body_was_sent() const;
+    void detach();
+    void release_line();
+
+    LinePool& m_pool;
+    const std::atomic<bool>& m_closed;
+    std::unique_ptr<Line> m_line;
+    curl_slist* m_header_list = nullptr;
+    char m_curl_error[CURL_ERROR_SIZE] = {};
+    std::string m_error_text;
+    TransferLimits m_limits{};
+
+    bool m_active = false;  // the line's handle is in its multi handle
+    bool m_done = false;
+    DWORD m_error = ERROR_SUCCESS;
+    DWORD m_own_error = ERROR_SUCCESS;  // why a callback ended the exchange
+
+    bool m_connected = false;
+    bool m_moved = false;
+    bool m_discarding = false;
+    ResponseHeaders m_headers;
+    bool m_answered = false;         // the final header block is in
+    bool m_may_be_repeated = false;  // a 401 or 407 may be answered inside the library
+    unsigned long m_offered = 0;
+    unsigned long m_proxy_offered = 0;
+
+    bool m_receive_paused = false;
+    std::unique_ptr<char[]> m_buffer;
+    std::size_t m_begin = 0;
+    std::size_t m_end = 0;
+    char* m_wanted = nullptr;  // where the reader wants the bytes
+    std::size_t m_wanted_size = 0;
+    std::size_t m_delivered = 0;
+
+    bool m_pushing = false;
+    bool m_upload_wanted = false;
+    bool m_send_paused = false;
+    bool m_upload_ended = false;
+    const char* m_source = nullptr;
+    std::size_t m_source_size = 0;
+    long long m_push_left = -1;
+    std::size_t m_memory_body = 0;
+    curl_off_t m_seen_uploaded = 0;
+};
+
+}  // namespace platform::internet
