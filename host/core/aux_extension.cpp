@@ -1,0 +1,114 @@
+// Strings as objects and the cipher for plug-ins.
+// Any thread; a string object by one thread at a time.
+#include "core/aux_extension.h"
+
+#include "core/failure.h"
+#include "core/object.h"
+
+namespace host {
+
+namespace {
+
+class String final : public DispatchObject<TMK::IString> {
+public:
+    explicit String(std::u16string value) : m_value(std::move(value)) {}
+    HRESULT get_Value(BSTR* out_value) override { return GiveString(out_value, m_value); }
+    HRESULT put_Value(LPCWSTR value) override {
+        return Guarded([&] {
+            m_value = FromWide(value);
+            return S_OK;
+        });
+    }
+    HRESULT get_IsEmpty(VARIANT_BOOL* out_empty) override {
+        if (!out_empty) return E_POINTER;
+        *out_empty = m_value.empty() ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
+    HRESULT Clear() override {
+        m_value.clear();
+        return S_OK;
+    }
+    HRESULT get_Length(UINT* out_length) override {
+        if (!out_length) return E_POINTER;
+        *out_length = static_cast<UINT>(m_value.size());
+        return S_OK;
+    }
+    HRESULT SetValue(LPCWSTR value, UINT length) override {
+        return Guarded([&] {
+            m_value = value ? std::u16string(value, length) : std::u16string();
+            return S_OK;
+        });
+    }
+
+private:
+    std::u16string m_value;
+};
+
+class CryptKey final : public Object<TMK::ITMK_CryptKey> {
+public:
+    explicit CryptKey(std::u16string id) : m_id(std::move(id)) {}
+    HRESULT get_Id(BSTR* out_id) override { return GiveString(out_id, m_id); }
+
+private:
+    std::u16string m_id;
+};
+
+class AuxExtension final : public Object<TMK::IAUX_Inst> {
+public:
+    explicit AuxExtension(std::shared_ptr<const Cipher> cipher) : m_cipher(std::move(cipher)) {}
+
+    HRESULT CreateString(LPCWSTR value, TMK::IString** out_string) override {
+        if (!out_string) return E_POINTER;
+        *out_string = nullptr;
+        return Guarded([&] {
+            *out_string = Make<String>(FromWide(value)).detach();
+            return S_OK;
+        });
+    }
+    HRESULT EncryptString(TMK::ITMK_CryptKey* key, TMK::IString* plain,
+                          TMK::IString** out_encrypted) override {
+        return Convert(key, plain, out_encrypted, [&](const std::string& purpose, const std::string& text) {
+            return m_cipher->Encrypt(purpose, text);
+        });
+    }
+    HRESULT DecryptString(TMK::ITMK_CryptKey* key, TMK::IString* encrypted,
+                          TMK::IString** out_plain) override {
+        return Convert(key, encrypted, out_plain, [&](const std::string& purpose, const std::string& text) {
+            return m_cipher->Decrypt(purpose, text);
+        });
+    }
+
+private:
+    template <class Function>
+    HRESULT Convert(TMK::ITMK_CryptKey* key, TMK::IString* from, TMK::IString** out, Function&& function) {
+        if (!out) return E_POINTER;
+        *out = nullptr;
+        if (!key || !from) return E_INVALIDARG;
+        return Guarded([&] {
+            Bstr text;
+            if (const HRESULT result = from->get_Value(text.put()); FAILED(result)) return result;
+            *out = Make<String>(ToUtf16(function(PurposeOfKey(key), ToUtf8(text.view())))).detach();
+            return S_OK;
+        });
+    }
+
+    std::shared_ptr<const Cipher> m_cipher;
+};
+
+}  // namespace
+
+ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher) {
+    return Make<AuxExtension>(std::move(cipher));
+}
+
+ComPtr<TMK::ITMK_CryptKey> MakeCryptKey(std::u16string id) {
+    return Make<CryptKey>(std::move(id));
+}
+
+std::string PurposeOfKey(TMK::ITMK_CryptKey* key) {
+    Bstr id;
+    if (FAILED(key->get_Id(id.put()))) throw Failure(E_INVALIDARG, "a key without an id");
+    return "plugin " + ToUtf8(id.view());
+}
+
+}  // namespace host

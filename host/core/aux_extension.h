@@ -1,0 +1,21 @@
+// The extension "AUX": strings as objects, and the cipher for what plug-ins store. Any thread.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "core/cipher.h"
+#include "hostapi/itmk.h"
+#include "platform/com_ptr.h"
+
+namespace host {
+
+ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher);
+
+// The key of one plug-in, by its class id.
+ComPtr<TMK::ITMK_CryptKey> MakeCryptKey(std::u16string id);
+
+// The cipher purpose under which a key's texts are enciphered.
+std::string PurposeOfKey(TMK::ITMK_CryptKey* key);
+
+}  // namespace host

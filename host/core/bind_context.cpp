@@ -1,0 +1,67 @@
+// Asking for a user name and a password.
+// Any thread.
+#include "core/bind_context.h"
+
+#include "core/failure.h"
+#include "core/object.h"
+
+namespace host {
+
+namespace {
+
+class BindContext final : public Object<TMK::IAFS_BindContext> {
+public:
+    BindContext(Terminal& terminal, std::optional<Credentials> given)
+        : m_terminal(terminal), m_given(std::move(given)) {}
+
+    HRESULT OnGetUserAccount(void*, LPWSTR host_name, LPWSTR status_text, LPWSTR user, LPWSTR, BSTR* out_user,
+                             BSTR* out_password, void*, DWORD flags) override {
+        if (!out_user || !out_password) return E_POINTER;
+        return Guarded([&] {
+            const std::lock_guard lock(m_terminal.mutex());
+            if (flags & TMK::AFS_BindContext_NoUI)
+                return Give(m_given.value_or(Credentials{}), out_user, out_password);
+            // Given credentials that come back to be asked for were refused.
+            if (m_given && !m_used) {
+                m_used = true;
+                return Give(*m_given, out_user, out_password);
+            }
+            const auto asked = Ask(FromWide(host_name), FromWide(status_text), FromWide(user));
+            return asked ? Give(*asked, out_user, out_password) : kCanceled;
+        });
+    }
+
+private:
+    static HRESULT Give(const Credentials& credentials, BSTR* out_user, BSTR* out_password) {
+        Bstr user(credentials.user);
+        Bstr password(credentials.password);
+        *out_user = user.detach();
+        *out_password = password.detach();
+        return S_OK;
+    }
+    std::optional<Credentials> Ask(const std::u16string& host_name, const std::u16string& status,
+                                   const std::u16string& preset) {
+        if (!m_terminal.CanAsk()) return std::nullopt;
+        if (!status.empty()) m_terminal.Tell(PlainText(ToUtf8(status)));
+        const std::string shown = PlainLine(ToUtf8(preset));
+        const auto user = m_terminal.Ask(
+            "User name for " + PlainLine(ToUtf8(host_name)) + (shown.empty() ? ": " : " [" + shown + "]: "),
+            true);
+        if (!user || (user->empty() && preset.empty())) return std::nullopt;
+        const auto password = m_terminal.Ask("Password: ", false);
+        if (!password) return std::nullopt;
+        return Credentials{user->empty() ? preset : ToUtf16(*user), ToUtf16(*password)};
+    }
+
+    Terminal& m_terminal;
+    const std::optional<Credentials> m_given;
+    bool m_used = false;
+};
+
+}  // namespace
+
+ComPtr<TMK::IAFS_BindContext> MakeBindContext(Terminal& terminal, std::optional<Credentials> given) {
+    return Make<BindContext>(terminal, std::move(given));
+}
+
+}  // namespace host

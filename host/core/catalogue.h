@@ -1,0 +1,31 @@
+// The host's strings: its own, and those of the catalogues that plug-ins hand it.
+// Owned by the host instance; any thread.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/base.h"
+
+namespace host {
+
+class Catalogue {
+public:
+    Catalogue();
+    // Files the texts of a Localization document under their modules' namespaces, replacing by id. Throws a
+    // Failure of E_INVALIDARG.
+    void Load(std::string_view xml);
+    // "sp.msg.x", "btn.ok", each with or without "$$$." in front.
+    std::optional<std::u16string> Find(std::u16string_view id) const;
+    // A text beginning with "$$$." resolved, any other as it stands; an unknown id stands for itself.
+    std::u16string Resolve(std::u16string_view text) const;
+
+private:
+    mutable std::mutex m_mutex;
+    std::map<std::u16string, std::u16string, std::less<>> m_texts;
+};
+
+}  // namespace host

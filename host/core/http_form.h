@@ -1,0 +1,18 @@
+// One POST of a form to a sign-in server, over TLS unless the server is this machine. Any thread.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace host {
+
+struct FormAnswer {
+    long status = 0;
+    std::string body;
+};
+
+// Throws a Failure: 0x80072EE7 and its like by what went wrong, 0x821704C7 when interrupted.
+FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields);
+
+}  // namespace host

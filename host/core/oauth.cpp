@@ -1,0 +1,260 @@
+// Device sign-in and the store of tokens.
+// Any thread; one sign-in at a time.
+#include "core/oauth.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <algorithm>
+#include <ctime>
+
+#include "core/failure.h"
+#include "core/http_form.h"
+#include "core/interrupt.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::string_view kTokensFile = "tokens.json";
+constexpr std::string_view kOverridesFile = "oauth.json";
+constexpr std::string_view kPurpose = "oauth tokens";
+constexpr int kDefaultInterval = 5;  // seconds, where the server names none
+constexpr int kSlowDown = 5;         // more seconds each time the server asks for it
+constexpr int kMaxInterval = 120;
+constexpr std::int64_t kDefaultLifetime = 900;
+
+using Json = rapidjson::Document;
+
+Json ParseObject(const std::string& text) {
+    Json json;
+    json.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+    if (json.HasParseError() || !json.IsObject()) json.SetObject();
+    return json;
+}
+
+std::string TextOf(const rapidjson::Value& json, const char* name) {
+    const auto member = json.FindMember(name);
+    return member != json.MemberEnd() && member->value.IsString() ? member->value.GetString() : "";
+}
+
+// Some servers write numbers as texts.
+std::int64_t NumberOf(const rapidjson::Value& json, const char* name, std::int64_t otherwise) {
+    const auto member = json.FindMember(name);
+    if (member == json.MemberEnd()) return otherwise;
+    if (member->value.IsInt64()) return member->value.GetInt64();
+    if (member->value.IsString()) return std::strtoll(member->value.GetString(), nullptr, 10);
+    return otherwise;
+}
+
+std::string Serialize(const Json& json) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+    json.Accept(writer);
+    return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+void SetMember(rapidjson::Value& object, const std::string& name, rapidjson::Value value,
+               Json::AllocatorType& memory) {
+    object.RemoveMember(name.c_str());
+    object.AddMember(rapidjson::Value(name.c_str(), memory), value, memory);
+}
+
+std::string Endpoint(const OAuthRequest& request, const char* name) {
+    std::string authority = request.authority;
+    while (authority.ends_with('/')) authority.pop_back();
+    return authority + "/oauth2/v2.0/" + name;
+}
+
+std::string FullScope(const OAuthRequest& request) {
+    return request.scope + " offline_access";
+}
+
+std::string KeyOf(const OAuthRequest& request) {
+    return request.authority + " " + request.scope + " " + request.user;
+}
+
+[[noreturn]] void ThrowRefusal(const FormAnswer& answer, const Json& json) {
+    const std::string error = TextOf(json, "error");
+    const std::string description = TextOf(json, "error_description");
+    if (error == "access_denied" || error == "authorization_declined") {
+        throw Failure(kCanceled, "the sign-in was declined");
+    }
+    if (error == "expired_token")
+        throw Failure(HRESULT_FROM_WIN32(1460), "the code for the sign-in has expired");
+    std::string why = "the sign-in server answered with status " + std::to_string(answer.status);
+    if (!error.empty()) why += ", " + PlainLine(error);
+    if (!description.empty()) why += ": " + PlainLine(description);
+    throw Failure(E_ACCESSDENIED, why);
+}
+
+}  // namespace
+
+std::string ServerOf(const std::string& url) {
+    const std::size_t scheme = url.find("://");
+    if (scheme == std::string::npos) return {};
+    std::string server = url.substr(0, url.find_first_of("/?#", scheme + 3));
+    const std::size_t at = server.find('@', scheme);
+    if (at != std::string::npos) server.erase(scheme + 3, at - scheme - 2);
+    for (char& byte : server) {
+        if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
+    }
+    return server;
+}
+
+OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal)
+    : m_profile(profile), m_cipher(std::move(cipher)), m_terminal(terminal) {}
+
+void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value) const {
+    m_profile.UpdateFile(kOverridesFile, [&](const std::optional<std::string>& text) {
+        Json json = ParseObject(text.value_or("{}"));
+        auto& memory = json.GetAllocator();
+        rapidjson::Value entry(rapidjson::kObjectType);
+        entry.AddMember("authority", rapidjson::Value(value.authority.c_str(), memory), memory);
+        entry.AddMember("clientID", rapidjson::Value(value.client_id.c_str(), memory), memory);
+        SetMember(json, ServerOf(site_url), std::move(entry), memory);
+        return Serialize(json);
+    });
+}
+
+std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) const {
+    const auto text = ReadWhole(m_profile.file(kOverridesFile));
+    if (!text) return std::nullopt;
+    const Json json = ParseObject(*text);
+    const auto member = json.FindMember(ServerOf(site_url).c_str());
+    if (member == json.MemberEnd() || !member->value.IsObject()) return std::nullopt;
+    return OAuthOverride{TextOf(member->value, "authority"), TextOf(member->value, "clientID")};
+}
+
+void OAuth::NoteInUse(const std::string& token) {
+    const std::lock_guard lock(m_mutex);
+    if (!token.empty()) m_in_use.insert(token);
+}
+
+std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
+    const auto text = ReadWhole(m_profile.file(kTokensFile));
+    if (!text) return std::nullopt;
+    const Json json = ParseObject(*text);
+    const auto member = json.FindMember(key.c_str());
+    if (member == json.MemberEnd() || !member->value.IsObject()) return std::nullopt;
+    const auto open = [&](const char* name) {
+        const std::string stored = TextOf(member->value, name);
+        return stored.empty() ? std::string() : m_cipher->Decrypt(kPurpose, stored);
+    };
+    try {
+        return Tokens{open("access"), open("refresh"), NumberOf(member->value, "expires", 0)};
+    } catch (const Failure& failure) {
+        m_profile.warn("stored tokens can't be used: " + std::string(failure.what()));
+        return std::nullopt;
+    }
+}
+
+void OAuth::Store(const std::string& key, const Tokens& tokens) const {
+    m_profile.UpdateFile(kTokensFile, [&](const std::optional<std::string>& text) {
+        Json json = ParseObject(text.value_or("{}"));
+        auto& memory = json.GetAllocator();
+        const auto closed = [&](const std::string& secret) {
+            return rapidjson::Value(secret.empty() ? "" : m_cipher->Encrypt(kPurpose, secret).c_str(),
+                                    memory);
+        };
+        rapidjson::Value entry(rapidjson::kObjectType);
+        entry.AddMember("access", closed(tokens.access), memory);
+        entry.AddMember("refresh", closed(tokens.refresh), memory);
+        entry.AddMember("expires", tokens.expires, memory);
+        SetMember(json, key, std::move(entry), memory);
+        return Serialize(json);
+    });
+}
+
+void OAuth::Forget(const std::string& site_url) const {
+    if (!fs::exists(m_profile.file(kTokensFile))) return;
+    // A scope names the server without its port.
+    std::string server = ServerOf(site_url);
+    if (const std::size_t colon = server.rfind(':'); colon > server.find(':')) server.resize(colon);
+    m_profile.UpdateFile(kTokensFile, [&](const std::optional<std::string>& text) {
+        Json json = ParseObject(text.value_or("{}"));
+        for (auto member = json.MemberBegin(); member != json.MemberEnd();) {
+            const std::string key = member->name.GetString();
+            const bool is_of_server = key.find(" " + server + "/") != std::string::npos;
+            member = is_of_server ? json.EraseMember(member) : member + 1;
+        }
+        return Serialize(json);
+    });
+}
+
+std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
+                                            const std::string& refresh_token) const {
+    const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "refresh_token"},
+                                                                    {"client_id", request.client_id},
+                                                                    {"scope", FullScope(request)},
+                                                                    {"refresh_token", refresh_token}});
+    const Json json = ParseObject(answer.body);
+    const std::string access = TextOf(json, "access_token");
+    if (answer.status != 200 || access.empty()) return std::nullopt;
+    std::string refresh = TextOf(json, "refresh_token");
+    if (refresh.empty()) refresh = refresh_token;
+    return Tokens{access, refresh, std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+}
+
+OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
+    const FormAnswer offer = PostForm(Endpoint(request, "devicecode"),
+                                      {{"client_id", request.client_id}, {"scope", FullScope(request)}});
+    const Json code = ParseObject(offer.body);
+    const std::string device_code = TextOf(code, "device_code");
+    std::string address = TextOf(code, "verification_uri");
+    if (address.empty()) address = TextOf(code, "verification_url");
+    if (offer.status != 200 || device_code.empty()) ThrowRefusal(offer, code);
+    m_terminal.Tell("To sign in, open " + PlainLine(address) + " in a browser and enter the code " +
+                    PlainLine(TextOf(code, "user_code")));
+    const std::int64_t deadline = std::time(nullptr) + NumberOf(code, "expires_in", kDefaultLifetime);
+    auto interval = static_cast<int>(
+        std::clamp<std::int64_t>(NumberOf(code, "interval", kDefaultInterval), 1, kMaxInterval));
+    while (std::time(nullptr) < deadline) {
+        const FormAnswer answer = PostForm(Endpoint(request, "token"),
+                                           {{"grant_type", "urn:ietf:params:oauth:grant-type:device_code"},
+                                            {"client_id", request.client_id},
+                                            {"device_code", device_code}});
+        const Json json = ParseObject(answer.body);
+        const std::string access = TextOf(json, "access_token");
+        if (answer.status == 200 && !access.empty()) {
+            return {access, TextOf(json, "refresh_token"),
+                    std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+        }
+        const std::string error = TextOf(json, "error");
+        if (error == "slow_down") {
+            interval = std::min(interval + kSlowDown, kMaxInterval);
+        } else if (error != "authorization_pending") {
+            ThrowRefusal(answer, json);
+        }
+        if (!SleepUnlessInterrupted(interval * 1000)) throw Failure(kCanceled, "the sign-in was interrupted");
+    }
+    throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in before the code expired");
+}
+
+std::string OAuth::GetToken(const OAuthRequest& request) {
+    const std::lock_guard guard(m_mutex);
+    fs::path lock_path = m_profile.file(kTokensFile);
+    lock_path += ".signin.lock";
+    // While one process renews, the others wait and then find its result.
+    const auto lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, 120000);
+    if (!lock) throw Failure(kInUse, "another sphost is signing in");
+    const std::string key = KeyOf(request);
+    std::optional<Tokens> tokens = Load(key);
+    const bool is_fresh = tokens && !tokens->access.empty() && !m_in_use.contains(tokens->access) &&
+                          tokens->expires > std::time(nullptr) + 30;
+    if (!is_fresh) {
+        // A token that was refused right after it was renewed can't be helped by renewing once more.
+        const bool was_renewed =
+            tokens && m_renewed.contains(tokens->access) && tokens->expires > std::time(nullptr) + 30;
+        std::optional<Tokens> renewed;
+        if (tokens && !tokens->refresh.empty() && !was_renewed) renewed = Refresh(request, tokens->refresh);
+        if (renewed) m_renewed.insert(renewed->access);
+        tokens = renewed ? *renewed : SignIn(request);
+        Store(key, *tokens);
+    }
+    m_in_use.insert(tokens->access);
+    return tokens->access;
+}
+
+}  // namespace host

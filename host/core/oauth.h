@@ -1,0 +1,72 @@
+// Signing in with a code that a person enters on another page (RFC 8628), and keeping the tokens that come of
+// it, enciphered in the profile. Any thread; one sign-in at a time.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "core/cipher.h"
+#include "core/profile.h"
+#include "core/terminal.h"
+
+namespace host {
+
+struct OAuthRequest {
+    std::string authority;  // with or without a slash at its end
+    std::string client_id;
+    std::string scope;
+    std::string user;  // whose sign-in, empty when only one is there
+};
+
+// Where a site's sign-in is, when it isn't where the plug-in says.
+struct OAuthOverride {
+    std::string authority;
+    std::string client_id;
+};
+
+class OAuth {
+public:
+    OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal);
+
+    // Stores an override for the server that a site's URL names.
+    void SetOverride(const std::string& site_url, const OAuthOverride& value) const;
+    std::optional<OAuthOverride> FindOverride(const std::string& site_url) const;
+
+    // A token that this process must not give out again, because a server has it already.
+    void NoteInUse(const std::string& token);
+
+    // An access token that was not given out before in this process: one that another process renewed, a
+    // renewed one, or one from a new sign-in. Throws a Failure; 0x821704C7 when the person declines or
+    // interrupts.
+    std::string GetToken(const OAuthRequest& request);
+
+    // Forgets the tokens of all users for a scope that belongs to the server of this site.
+    void Forget(const std::string& site_url) const;
+
+private:
+    struct Tokens {
+        std::string access;
+        std::string refresh;
+        std::int64_t expires = 0;  // seconds since 1970
+    };
+    std::optional<Tokens> Load(const std::string& key) const;
+    void Store(const std::string& key, const Tokens& tokens) const;
+    std::optional<Tokens> Refresh(const OAuthRequest& request, const std::string& refresh_token) const;
+    Tokens SignIn(const OAuthRequest& request) const;
+
+    const Profile& m_profile;
+    std::shared_ptr<const Cipher> m_cipher;
+    Terminal& m_terminal;
+    std::mutex m_mutex;
+    std::set<std::string> m_in_use;
+    std::set<std::string> m_renewed;  // access tokens that came of a refresh in this process
+};
+
+// "scheme://host:port" of a URL, in lower case.
+std::string ServerOf(const std::string& url);
+
+}  // namespace host
