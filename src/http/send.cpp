@@ -1,34 +1,10 @@
-// The sends themselves: one try after another while the internet layer asks for it, without a pause.
+// The sends themselves. One thread a handle.
+#include "http/retry.h"
 #include "http/session_impl.h"
 #include "platform/wininet.h"
 #include "plugin/failure.h"
 
 namespace Http {
-
-namespace {
-
-constexpr int kTries = 3;
-
-bool AsksForRetry(DWORD error) {
-    return error == ERROR_RETRY || error == ERROR_INTERNET_FORCE_RETRY;
-}
-
-// The error that the tries came upon, also when a later one went through; 0 for a success at once.
-template <typename Send>
-DWORD SendWithRetries(Send send, const char* function, const char16_t* retry_text) {
-    DWORD error = 0;
-    if (send()) return error;
-    for (int retries = kTries;;) {
-        error = GetLastError();
-        if (!AsksForRetry(error) || --retries < 1) return error;
-        if (Log::IsOn(Log::information)) {
-            Log::Write(Log::information, function, Log::Format(retry_text, retries));
-        }
-        if (send()) return error;
-    }
-}
-
-}  // namespace
 
 uint32_t SendRequest(Handle request_handle, const std::u16string& headers, const char* body,
                      uint32_t body_size) {

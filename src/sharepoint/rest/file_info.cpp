@@ -1,10 +1,9 @@
-// Reading of what the server says about items. Any thread; a checked-out file costs one more request.
+// Reading of items. Re-entrant.
+#include "sharepoint/rest/file_info.h"
+
 #include <charconv>
 
-#include "plugin/url.h"
 #include "sharepoint/reading.h"
-#include "sharepoint/rest/protocol.h"
-#include "sharepoint/rest/web.h"
 
 namespace SharePointRestAPI {
 
@@ -56,8 +55,8 @@ uint64_t ParseRestDateTime(const Json::Value& value, const char16_t* key) {
     return 0;
 }
 
-bool Web::ParseRestFileInfo(const Json::Value& json, SharePoint::Information& out_information,
-                            bool& out_is_folder) {
+bool ParseRestFileInfo(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder,
+                       const CheckOutUserFinder& find_user) {
     TRACE_ENTRY("SharePointRestAPI::ParseRestFileInfo");
     try {
         out_is_folder =
@@ -75,8 +74,7 @@ bool Web::ParseRestFileInfo(const Json::Value& json, SharePoint::Information& ou
         out_information.m_checkout_user.clear();
         if (!out_is_folder) {
             out_information.m_size = Json::Unsigned(Json::Member(&json, u"Length")).value_or(0);
-            if (IsCheckedOut(json))
-                out_information.m_checkout_user = FindCheckOutUser(out_information.m_path);
+            if (IsCheckedOut(json)) out_information.m_checkout_user = find_user(out_information.m_path);
         }
         out_information.m_created_time = ParseRestDateTime(json, u"TimeCreated");
         out_information.m_modified_time = ParseRestDateTime(json, u"TimeLastModified");
@@ -89,20 +87,6 @@ bool Web::ParseRestFileInfo(const Json::Value& json, SharePoint::Information& ou
     }
     TRACE_EXIT(u"true");
     return true;
-}
-
-std::u16string Web::FindCheckOutUser(const std::u16string& path) {
-    TRACE_ENTRY("SharePointRestAPI::Web::FindCheckOutUser");
-    // An apostrophe stands single in this one address.
-    const std::u16string address = EncodedPath() + u"/_api/web/GetFileByServerRelativePath(decodedurl='/" +
-                                   UrlEncode(path) + u"')/CheckedOutByUser";
-    Json::Document document;
-    SharePoint2010::Utility::ReadJson(
-        document, m_http->SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, false));
-    const std::u16string user(
-        Json::Text(Json::Member(Json::ObjectMember(&document.Root(), u"d"), u"LoginName")));
-    TRACE_EXIT(u"");
-    return user;
 }
 
 }  // namespace SharePointRestAPI

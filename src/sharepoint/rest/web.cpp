@@ -7,6 +7,7 @@
 #include "plugin/url.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/rest/file.h"
+#include "sharepoint/rest/file_info.h"
 #include "sharepoint/rest/folder.h"
 #include "sharepoint/rest/protocol.h"
 
@@ -118,7 +119,7 @@ bool Web::ReadInformation(const std::u16string& address, SharePoint::Information
     const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
     SharePoint::Information information;
     bool is_folder = false;
-    if (!item || !ParseRestFileInfo(*item, information, is_folder)) return false;
+    if (!item || !ParseItem(*item, information, is_folder)) return false;
     LOG_LINE(Log::verbose, u"Web::UpdateInformation %s", DescribeForLog(information, is_folder));
     if (out_information) *out_information = std::move(information);
     if (out_is_folder) *out_is_folder = is_folder;
@@ -155,7 +156,7 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
         for (const Json::Value& item : results->GetArray()) {
             SharePoint::Information information;
             bool is_folder = false;
-            if (!ParseRestFileInfo(item, information, is_folder) || is_folder != of_folders) continue;
+            if (!ParseItem(item, information, is_folder) || is_folder != of_folders) continue;
             objects.push_back(MakeObject(std::move(information), is_folder, self));
         }
     };
@@ -221,9 +222,28 @@ bool Web::ReadFileLink(const std::u16string& url, SharePoint::Information& out_i
     Json::Document document;
     if (!ReadJson(document, Get(*m_http, address, /*check_status=*/true))) return false;
     const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
-    if (!item || !ParseRestFileInfo(*item, out_information, out_is_folder)) return false;
+    if (!item || !ParseItem(*item, out_information, out_is_folder)) return false;
     LOG_LINE(Log::verbose, u"Web::BindObject FileLinkURL %s", DescribeForLog(out_information, out_is_folder));
     return true;
+}
+
+bool Web::ParseItem(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder) {
+    return ParseRestFileInfo(json, out_information, out_is_folder,
+                             [this](const std::u16string& path) { return FindCheckOutUser(path); });
+}
+
+std::u16string Web::FindCheckOutUser(const std::u16string& path) {
+    TRACE_ENTRY("SharePointRestAPI::Web::FindCheckOutUser");
+    // An apostrophe stands single in this one address.
+    const std::u16string address = EncodedPath() + u"/_api/web/GetFileByServerRelativePath(decodedurl='/" +
+                                   UrlEncode(path) + u"')/CheckedOutByUser";
+    Json::Document document;
+    SharePoint2010::Utility::ReadJson(
+        document, m_http->SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, false));
+    const std::u16string user(
+        Json::Text(Json::Member(Json::ObjectMember(&document.Root(), u"d"), u"LoginName")));
+    TRACE_EXIT(u"");
+    return user;
 }
 
 std::u16string Web::GetCurrentUser() {

@@ -54,10 +54,6 @@ public:
     // The server's form digest for changes, empty on failure. HttpException.
     std::u16string GetDigest();
 
-    // Reads what the server says of a file or folder; asks for the holder of a check-out.
-    bool ParseRestFileInfo(const Json::Value& json, SharePoint::Information& out_information,
-                           bool& out_is_folder);
-
     Http::Session& GetHttp() const { return *m_http; }
     // Percent-encoded path of the web, the start of the URLs of its requests.
     std::u16string EncodedPath() const;
@@ -67,6 +63,8 @@ private:
 
     bool ReadInformation(const std::u16string& address, SharePoint::Information* out_information,
                          bool* out_is_folder);
+    // Reads an item and, when it is checked out, asks for the holder.
+    bool ParseItem(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder);
     std::u16string FindCheckOutUser(const std::u16string& path);
     std::shared_ptr<SharePoint::Object> BindInformation(SharePoint::Information information, bool is_folder,
                                                         BindObjectType type);
@@ -80,8 +78,5 @@ private:
     std::mutex m_digest_guard;
     RequestDigest m_digest;
 };
-
-// The file time behind `key`, 0 when it is missing or no date.
-uint64_t ParseRestDateTime(const Json::Value& value, const char16_t* key);
 
 }  // namespace SharePointRestAPI

@@ -1,0 +1,283 @@
+// Requests, uploads, answers and the log text of failures, against a real server.
+#include "http/exchange.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "http/handle.h"
+#include "http/log_text.h"
+#include "http/loopback_test_server.h"
+#include "http/retry.h"
+#include "http/session.h"
+#include "plugin/encoding.h"
+#include "plugin/log.h"
+
+namespace {
+
+using Http::Session;
+using Request = LoopbackTestServer::Request;
+
+std::shared_ptr<Session> Connect(const LoopbackTestServer& server) {
+    return Session::Create(u"http://", u"127.0.0.1", server.Port(), {}, {});
+}
+
+Http::Response Send(Session& session, const char16_t* verb, const std::u16string& object,
+                    const char* body = nullptr, ptrdiff_t size = 0, bool check_status = false) {
+    return session.SendRequest(verb, object, nullptr, nullptr, body, size, check_status);
+}
+
+TEST(SendRequest, WritesTheHeadersOfTheProtocol) {
+    LoopbackTestServer server([](const Request&) { return Answer("200 OK"); });
+    const auto session = Connect(server);
+    session->SetCookies({{u"a", u"1"}, {u"b", u"2"}});
+    session->SetAuthToken(u"tok");
+    const char16_t* accept[] = {u"application/xml", u"text/xml", nullptr};
+    session->SendRequest(u"PROPFIND", u"/a b/\u00E4'.pdf", accept, u"Depth: 1", nullptr, 0, true);
+    const Request request = server.Requests().at(0);
+    EXPECT_EQ(request.Line(), "PROPFIND /a%20b/%C3%A4'.pdf");
+    EXPECT_EQ(request.Header("accept"), "application/xml, text/xml");
+    EXPECT_EQ(request.Header("x-forms_based_auth_accepted"), "t");
+    EXPECT_EQ(request.Header("depth"), "1");
+    EXPECT_EQ(request.Header("authorization"), "Bearer tok");
+    EXPECT_EQ(request.Header("cookie"), "a=1; b=2");
+    EXPECT_EQ(request.Header("content-length"), "0");
+}
+
+TEST(SendRequest, TakesTheLengthOfTextOnlyWhenNoneIsGiven) {
+    LoopbackTestServer server([](const Request&) { return Answer("200 OK"); });
+    const auto session = Connect(server);
+    Send(*session, u"POST", u"x", "zero-ended");
+    Send(*session, u"POST", u"x", "cut here", 3);
+    const std::vector<Request> requests = server.Requests();
+    EXPECT_EQ(requests.at(0).body, "zero-ended");
+    EXPECT_EQ(requests.at(0).Header("content-length"), "10");
+    EXPECT_EQ(requests.at(1).body, "cut");
+}
+
+TEST(SendRequest, JudgesTheStatusOnlyWhenAsked) {
+    const struct {
+        const char* status;
+        bool throws;
+    } rows[] = {{"200 OK", false}, {"204 No Content", false}, {"304 Not Modified", false},
+                {"400 Bad", true}, {"404 Not Found", true},   {"500 Oops", true}};
+    for (const auto& row : rows) {
+        LoopbackTestServer server([&](const Request&) { return Answer(row.status); });
+        const auto session = Connect(server);
+        const auto status = static_cast<uint32_t>(std::stoi(row.status));
+        EXPECT_EQ(Send(*session, u"GET", u"x").GetStatus(), status);
+        if (!row.throws) {
+            EXPECT_EQ(Send(*session, u"GET", u"x", nullptr, 0, true).GetStatus(), status);
+            continue;
+        }
+        try {
+            Send(*session, u"GET", u"x", nullptr, 0, true);
+            FAIL() << row.status;
+        } catch (const Http::HttpException& failure) {
+            EXPECT_EQ(failure.status, status);
+            EXPECT_EQ(failure.message, u"HTTP " + Widen(std::string(row.status).insert(3, ":")));
+        }
+    }
+}
+
+TEST(SendRequest, FailsWithTheNumberOfTheInternetLayer) {
+    uint16_t port = 0;
+    {
+        port = LoopbackTestServer([](const Request&) { return std::string(); }).Port();
+    }
+    const auto session = Session::Create(u"http://", u"127.0.0.1", port, {}, {});
+    try {
+        Send(*session, u"GET", u"x");
+        FAIL() << "no exception";
+    } catch (const ApiException& failure) {
+        EXPECT_EQ(failure.code, 12029u);
+        EXPECT_TRUE(failure.message.starts_with(u"System error code 12029: ")) << ToUtf8(failure.message);
+    }
+}
+
+TEST(Retries, AreTriedAsOftenAsTheRuleAllowsAndCountAsFailures) {
+    const struct {
+        std::vector<DWORD> outcomes;  // of one send after the other, 0 for a success
+        DWORD error;
+        size_t sends;
+    } rows[] = {
+        {{0}, 0, 1},
+        {{5}, 5, 1},
+        {{ERROR_RETRY, 0}, ERROR_RETRY, 2},
+        {{ERROR_INTERNET_FORCE_RETRY, ERROR_RETRY, 0}, ERROR_RETRY, 3},
+        {{ERROR_RETRY, ERROR_RETRY, ERROR_RETRY, 0}, ERROR_RETRY, 3},
+        {{ERROR_RETRY, 12029, 0}, 12029, 2},
+    };
+    for (const auto& row : rows) {
+        size_t sends = 0;
+        const auto send = [&] {
+            SetLastError(row.outcomes.at(sends));
+            return row.outcomes.at(sends++) == 0;
+        };
+        EXPECT_EQ(Http::SendWithRetries(send, "Test", u"%i retries left"), row.error);
+        EXPECT_EQ(sends, row.sends);
+    }
+}
+
+TEST(Response, GivesItsBodyInBlocksAndItsHeadersInOrder) {
+    const std::string body = [] {
+        std::string bytes(100'000, ' ');
+        for (size_t at = 0; at < bytes.size(); ++at) bytes[at] = static_cast<char>(at % 251);
+        return bytes;
+    }();
+    const std::string long_value(5000, 'v');
+    LoopbackTestServer server([&](const Request&) {
+        return Answer("200 OK", body, "X-Twice: one\r\nx-twice: two\r\nX-Long: " + long_value + "\r\n");
+    });
+    const auto session = Connect(server);
+    const Http::Response response = Send(*session, u"GET", u"x");
+    EXPECT_EQ(response.GetHeaders(u"X-Twice"), (std::vector<std::u16string>{u"one", u"two"}));
+    EXPECT_EQ(response.GetHeaders(u"X-Long"), std::vector<std::u16string>{Widen(long_value)});
+    EXPECT_TRUE(response.GetHeaders(u"X-None").empty());
+    const std::vector<std::u16string> lines = Http::GetHeaders(response.GetHandle());
+    EXPECT_EQ(lines.front(), u"HTTP/1.1 200 OK");
+    EXPECT_NE(std::find(lines.begin(), lines.end(), u"X-Long: " + Widen(long_value)), lines.end());
+    char block[7];
+    std::string read;
+    for (int times = 0; times < 3; ++times) read.append(block, response.ReadBody(block, sizeof(block)));
+    const size_t head = read.size();
+    EXPECT_EQ(response.ReadBody(read), body.size() - head);
+    EXPECT_EQ(read, body);
+    EXPECT_EQ(response.ReadBody(block, sizeof(block)), 0u);
+}
+
+TEST(Response, FailsForABodyThatEndsEarly) {
+    LoopbackTestServer server([](const Request&) {
+        return std::string("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 100\r\n\r\nshort");
+    });
+    const auto session = Connect(server);
+    const Http::Response response = Send(*session, u"GET", u"x");
+    std::string body;
+    EXPECT_THROW(response.ReadBody(body), ApiException);
+}
+
+TEST(Response, WithoutARequestHasNoStatusAndNoBody) {
+    const Http::Response response;
+    EXPECT_EQ(response.GetStatus(), 0u);
+    std::string body;
+    EXPECT_THROW(response.ReadBody(body), ApiException);
+    EXPECT_EQ(Http::HttpException(response, u"words").status, 0);
+}
+
+TEST(Upload, SendsItsBytesAsTheyComeAndEndsInAnAnswer) {
+    LoopbackTestServer server([](const Request&) { return Answer("201 Created", "done"); });
+    const auto session = Connect(server);
+    session->SetAuthToken(u"tok");
+    session->SetCookies({{u"a", u"1"}});
+    const char16_t* accept[] = {u"*/*", nullptr};
+    Http::Request upload = session->CreateRequest(u"doc/$value", accept, 11, u"X-RequestDigest:abc");
+    EXPECT_EQ(upload.Write("hello ", 6), 6u);
+    EXPECT_EQ(upload.Write("world", 5), 5u);
+    const Http::Response response = upload.End();
+    EXPECT_EQ(response.GetStatus(), 201u);
+    EXPECT_EQ(upload.GetHandle(), nullptr) << "the answer owns the handle now";
+    std::string body;
+    response.ReadBody(body);
+    EXPECT_EQ(body, "done");
+    const Request request = server.Requests().at(0);
+    EXPECT_EQ(request.Line(), "PUT /doc/$value");
+    EXPECT_EQ(request.body, "hello world");
+    EXPECT_EQ(request.Header("content-length"), "11");
+    EXPECT_EQ(request.Header("x-requestdigest"), "abc");
+    EXPECT_EQ(request.Header("authorization"), "Bearer tok");
+    EXPECT_EQ(request.Header("cookie"), "a=1");
+    EXPECT_EQ(request.Header("x-forms_based_auth_accepted"), "t");
+}
+
+TEST(Upload, ThrowsTheStatusThatRefusesIt) {
+    LoopbackTestServer server([](const Request&) { return Answer("423 Locked", "by bob"); });
+    const auto session = Connect(server);
+    Http::Request upload = session->CreateRequest(u"doc", nullptr, 3, nullptr);
+    upload.Write("abc", 3);
+    try {
+        upload.End();
+        FAIL() << "no exception";
+    } catch (const Http::HttpException& failure) {
+        EXPECT_EQ(failure.status, 423);
+        EXPECT_EQ(failure.message, u"HTTP 423: Locked");
+    }
+}
+
+TEST(LogText, HidesSecretsAndNames) {
+    const struct {
+        const char16_t* line;
+        const char16_t* shown;
+    } rows[] = {
+        {u"HTTP/1.1 200 OK", u"HTTP/1.1 200 OK"},
+        {u"Content-Type: text/html", u"Content-Type: text/html"},
+        {u"Authorization: Bearer eyJ0.abc", u"Authorization: Bearer ..."},
+        {u"authorization:Basic YTpi", u"authorization: Basic ..."},
+        {u"Authorization: opaque", u"Authorization: ..."},
+        {u"Set-Cookie: FedAuth=77u; path=/", u"Cookie: FedAuth..."},
+        {u"Set-Cookie: rtFa=77u; path=/", u"Cookie: rtFa..."},
+        {u"Set-Cookie: other=77u; path=/", u"Set-Cookie: ..."},
+        {u"Cookie: a=b; FedAuth=c", u"Cookie: ..."},
+        {u"X-RequestDigest:0xABC,23 Nov", u"X-RequestDigest: ..."},
+        {u"Location: https://site/Plan.pdf?key=9", u"Location: https://xxxx/Xxxx.xxx?xxx=1"},
+        {u"Destination:Docs/Plan.pdf", u"Destination:Xxxx/Xxxx.xxx"},
+        {u"Link: <https://site/a>; rel=x", u"Link: <https://xxxx/x>; xxx=x"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(Http::HeaderLineForLog(row.line), row.shown) << ToUtf8(row.line);
+    EXPECT_EQ(Http::HeadersForLog(u"A: 1\nX-RequestDigest:abc"), u"A: 1\nX-RequestDigest: ...\n");
+    EXPECT_EQ(Http::BodyForLog("{\"Name\":\"Plan 7\"}"), u"{\"Xxxx\":\"Xxxx 1\"}");
+    const std::u16string cut = Http::BodyForLog(std::string(1 << 20, 'a'));
+    EXPECT_LT(cut.size(), 10'000u);
+    EXPECT_TRUE(cut.ends_with(u"xxx..."));
+}
+
+// The lines of the log that this process wrote while `action` ran.
+template <typename Action>
+std::u16string LogOf(int32_t level, Action action) {
+    Log::ApplyPreferences(level, 0);
+    action();
+    std::u16string path = Log::CurrentPath();
+    Log::ApplyPreferences(Log::none, 0);
+    std::replace(path.begin(), path.end(), u'\\', u'/');
+    const std::filesystem::path file(path);
+    std::ifstream stream(file, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+    std::filesystem::remove(file);
+    Log::Sweep(0);
+    return std::u16string(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2);
+}
+
+TEST(LogText, OfAFailedRequestTellsTheExchangeWithoutItsSecrets) {
+    LoopbackTestServer server([](const Request&) {
+        return Answer("404 Not Found", "no Report.pdf here",
+                      "Set-Cookie: FedAuth=hidden1\r\nX-RequestDigest: hidden2\r\n");
+    });
+    const auto session = Connect(server);
+    session->SetAuthToken(u"hidden3");
+    session->SetCookies({{u"FedAuth", u"hidden4"}});
+    for (const int32_t level : {1, 4}) {
+        const std::u16string log = LogOf(level, [&] {
+            EXPECT_THROW(
+                session->SendRequest(u"POST", u"Docs/Report.pdf", nullptr, u"X-RequestDigest:hidden5\n",
+                                     "{\"comment\":\"Report\"}", 0, true),
+                Http::HttpException);
+        });
+        const std::u16string expected =
+            u"|1|Http::Session::SendRequest Unexpected HTTP code:\n\n>>> POST "
+            u"http://111.1.1.1/Xxxx/Xxxxxx.xxx\n"
+            u"X-Forms_Based_Auth_Accepted: t\nX-RequestDigest: ...\nAuthorization: Bearer ...\n"
+            u"Cookie: FedAuth...\n\n{\"xxxxxxx\":\"Xxxxxx\"}\n\n<<< http://111.1.1.1:";
+        EXPECT_NE(log.find(expected), std::u16string::npos) << ToUtf8(log);
+        EXPECT_NE(log.find(u"HTTP/1.1 404 Not Found\nCookie: FedAuth...\nX-RequestDigest: ...\n"),
+                  std::u16string::npos);
+        EXPECT_NE(
+            log.find(u"Expression '200 <= status && status < 400' caused throwing 'HTTP 404: Not Found'"),
+            std::u16string::npos);
+        EXPECT_EQ(log.find(u"hidden"), std::u16string::npos) << ToUtf8(log);
+        EXPECT_EQ(log.find(u"Report"), std::u16string::npos) << ToUtf8(log);
+    }
+}
+
+}  // namespace
