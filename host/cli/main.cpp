@@ -1,1 +1,159 @@
-int main() { return 2; }
+// sphost: a person's or a script's way to the plug-in from a terminal.
+// The main thread loads and unloads, and runs what is queued for it while a worker does the command.
+#include <unistd.h>
+
+#include <array>
+#include <clocale>
+#include <cstdio>
+
+#include "cli/commands.h"
+#include "cli/error_text.h"
+#include "core/interrupt.h"
+
+namespace {
+
+enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3 };
+
+void Tell(const std::string& line) {
+    std::fprintf(stderr, "sphost: %s\n", line.c_str());
+}
+
+host::fs::path PluginBesideProgram() {
+    std::array<char, 4096> path{};
+    const ssize_t size = readlink("/proc/self/exe", path.data(), path.size() - 1);
+    return host::fs::path(std::string(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0))
+               .parent_path() /
+           "SharePoint.tkp";
+}
+
+using Command = void (*)(cli::Run&);
+
+Command FindCommand(const std::string& name) {
+    static constexpr std::array<std::pair<std::string_view, Command>, 19> kCommands{{
+        {"place add", cli::PlaceAdd},
+        {"place list", cli::PlaceList},
+        {"place remove", cli::PlaceRemove},
+        {"ls", cli::List},
+        {"stat", cli::Stat},
+        {"get", cli::Get},
+        {"put", cli::Put},
+        {"edit", cli::Edit},
+        {"checkout", cli::CheckOut},
+        {"checkin", cli::CheckIn},
+        {"discard", cli::Discard},
+        {"mkdir", cli::MakeFolder},
+        {"rm", cli::Remove},
+        {"mv", cli::Move},
+        {"cp", cli::Copy},
+        {"rename", cli::Rename},
+        {"prefs", cli::Preferences},
+        {"recover", cli::Recover},
+        {"signout", cli::SignOut},
+    }};
+    for (const auto& [text, command] : kCommands) {
+        if (text == name) return command;
+    }
+    return nullptr;
+}
+
+// The level is a preference that the plug-in reads as it starts, so it is set, and put back at the end.
+class LogLevel {
+public:
+    LogLevel(host::Host& host, const host::fs::path& plugin, const std::optional<std::string>& level)
+        : m_host(host) {
+        if (!level) return;
+        if (level->size() != 1 || (*level)[0] < '0' || (*level)[0] > '4') {
+            throw cli::UsageError("--log-level takes a number from 0 to 4, not '" + *level + "'");
+        }
+        const auto before = cli::ReadPreference(m_host.PluginSettings().get(), "log_level");
+        if (before == *level) return;
+        cli::SetPreference(m_host.PluginSettings().get(), "log_level", *level);
+        m_before = before;
+        m_host.UnloadPlugin();
+        m_host.LoadPlugin(plugin);
+    }
+    ~LogLevel() {
+        if (!m_before) return;
+        host::Guarded([&] {
+            cli::SetPreference(m_host.PluginSettings().get(), "log_level", *m_before);
+            return S_OK;
+        });
+    }
+
+private:
+    host::Host& m_host;
+    std::optional<std::string> m_before;
+};
+
+void RunCommand(const cli::Options& options, host::Terminal& terminal) {
+    host::HostOptions wanted;
+    wanted.profile =
+        options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
+    wanted.terminal = &terminal;
+    wanted.warn = [](const std::string& line) { Tell("warning: " + host::PlainLine(line)); };
+    host::Host host(std::move(wanted));
+    host.prompts().SetYes(options.Has("yes"));
+    for (const auto& [id, answer] : options.answers) host.prompts().AddAnswer(id, answer);
+    if (const auto log = options.Value("prompt-log")) host.prompts().LogTo(*log);
+    const host::fs::path plugin =
+        options.Has("plugin") ? host::fs::absolute(*options.Value("plugin")) : PluginBesideProgram();
+    host.LoadPlugin(plugin);
+    const LogLevel level(host, plugin, options.Value("log-level"));
+    host.main_thread().RunWorker([&] {
+        cli::Run run(host, options);
+        try {
+            FindCommand(options.command)(run);
+        } catch (...) {
+            run.SaveAccounts();
+            throw;
+        }
+        run.SaveAccounts();
+    });
+}
+
+int RunGuarded(const cli::Options& options) {
+    host::ProcessTerminal terminal;
+    const auto fail = [](const std::string& what, HRESULT code, const std::string& message) {
+        Tell(what + ": " + host::FormatResult(code) + ": " + host::PlainLine(message));
+        return code == host::kCanceled || host::InterruptFlag() ? kCancelled : kFailed;
+    };
+    try {
+        RunCommand(options, terminal);
+        return kDone;
+    } catch (const cli::UsageError& error) {
+        Tell(error.what());
+        return kWrongUsage;
+    } catch (const cli::CommandError& error) {
+        return fail(error.what, error.code, error.message);
+    } catch (const host::Failure& failure) {
+        return fail(options.command, failure.code(), failure.what());
+    } catch (const std::bad_alloc&) {
+        return fail(options.command, E_OUTOFMEMORY, "out of memory");
+    } catch (const std::exception& error) {
+        return fail(options.command, E_FAIL, error.what());
+    }
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    std::setlocale(LC_ALL, "");
+    host::InstallInterruptHandler();
+    cli::Options options;
+    try {
+        options = cli::ParseOptions({words + 1, words + count});
+    } catch (const cli::UsageError& error) {
+        Tell(error.what());
+        return kWrongUsage;
+    }
+    if (options.Has("help")) {
+        std::fputs(cli::HelpText(options.command).c_str(), stdout);
+        return kDone;
+    }
+    const int status = RunGuarded(options);
+    if (options.Has("check-leaks") && host::LiveObjects() != 0) {
+        Tell(std::to_string(host::LiveObjects()) + " objects are still alive");
+        return kFailed;
+    }
+    return status;
+}

@@ -1,0 +1,39 @@
+// Every command of sphost by its name. The command's worker thread.
+#pragma once
+
+#include "cli/run.h"
+
+namespace cli {
+
+void PlaceAdd(Run& run);
+void PlaceList(Run& run);
+void PlaceRemove(Run& run);
+void SignOut(Run& run);
+void List(Run& run);
+void Stat(Run& run);
+void Get(Run& run);
+void Put(Run& run);
+void Edit(Run& run);
+void CheckOut(Run& run);
+void CheckIn(Run& run);
+void Discard(Run& run);
+void MakeFolder(Run& run);
+void Remove(Run& run);
+void Move(Run& run);
+void Copy(Run& run);
+void Rename(Run& run);
+void Preferences(Run& run);
+void Recover(Run& run);
+
+// Sets one preference in the plug-in's settings; used by --log-level too.
+void SetPreference(TMK::ITMK_Cab* settings, const std::string& name, const std::string& value);
+std::string ReadPreference(TMK::ITMK_Cab* settings, const std::string& name);
+
+// What saving a document needs: its way to the server, the step after a save, and the close.
+void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what);
+void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what);
+
+// The answer to the check-in prompt that --type, --check-in and --comment stand for.
+host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option, const char* button);
+
+}  // namespace cli

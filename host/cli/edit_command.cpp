@@ -1,0 +1,159 @@
+// edit: a document opened as the editor opens it, changed by another program, saved and closed.
+// The command's worker thread; the program is a process of its own.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "cli/commands.h"
+#include "cli/url_argument.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kBlock = 1u << 20;
+
+HRESULT ReadThrough(Run& run, TMK::IAFS_File* file) {
+    const auto block = std::make_unique<char[]>(kBlock);
+    LONGLONG got = 0;
+    do {
+        const HRESULT result = file->Read(block.get(), kBlock, &got, run.details(), run.cancel());
+        if (FAILED(result)) return result;
+    } while (got > 0);
+    return S_OK;
+}
+
+std::vector<std::string> CommandLine(const Options& options, const std::string& path) {
+    std::vector<std::string> words = options.program;
+    bool is_placed = false;
+    for (std::string& word : words) {
+        for (std::size_t at = 0; (at = word.find("{}", at)) != std::string::npos; at += path.size()) {
+            word.replace(at, 2, path);
+            is_placed = true;
+        }
+    }
+    if (!is_placed) words.push_back(path);
+    return words;
+}
+
+// Runs the program to its end; its status as a shell would name it. Ctrl-C is the program's own while it
+// runs.
+int RunProgram(Run& run, const std::vector<std::string>& words, const std::string& what) {
+    std::vector<char*> arguments;
+    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    int report[2];
+    if (pipe2(report, O_CLOEXEC) != 0) run.Fail(host::ResultOfErrno(errno), what, "can't start a program");
+    const host::Descriptor read_end(report[0]);
+    host::Descriptor write_end(report[1]);
+    struct sigaction ignore {};
+    struct sigaction saved {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGINT, &ignore, &saved);
+    const pid_t child = fork();
+    if (child == 0) {
+        for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
+        execvp(arguments[0], arguments.data());
+        const int error = errno;
+        [[maybe_unused]] const ssize_t written = write(report[1], &error, sizeof(error));
+        _exit(127);
+    }
+    const int fork_error = errno;
+    write_end.reset();
+    int status = 0;
+    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    sigaction(SIGINT, &saved, nullptr);
+    if (child < 0) run.Fail(host::ResultOfErrno(fork_error), what, "can't start a program");
+    int error = 0;
+    if (read(read_end.get(), &error, sizeof(error)) == sizeof(error)) {
+        run.Fail(host::ResultOfErrno(error), what, "can't run " + words[0] + ": " + std::strerror(error));
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// The list of open documents holds the document for as long as this lives.
+class OpenDocument {
+public:
+    OpenDocument(host::Documents& documents, ComPtr<host::Document> document)
+        : m_documents(documents), m_document(std::move(document)) {
+        m_documents.Add(m_document);
+    }
+    ~OpenDocument() { m_documents.Remove(m_document.get()); }
+    host::Document* operator->() { return m_document.get(); }
+
+private:
+    host::Documents& m_documents;
+    ComPtr<host::Document> m_document;
+};
+
+}  // namespace
+
+void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what) {
+    // The plug-in sends what was written through it: one byte that is there already says so.
+    const host::Descriptor local = host::OpenFile(local_path, O_RDONLY);
+    char byte = 0;
+    const bool is_empty = host::ReadAt(local.get(), local_path, &byte, 1, 0) == 0;
+    run.Check(file->SetPos(0, 0, nullptr), what);
+    run.Check(file->Write(&byte, 1, nullptr, run.details(), run.cancel()), what);
+    if (is_empty) run.Check(file->SetSize(0, run.details(), run.cancel()), what);
+}
+
+void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what) {
+    run.Exec(file, u"PerformAfterSave", what);
+    run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
+}
+
+void Edit(Run& run) {
+    const Options& options = run.options();
+    const std::string what = What(options, options.arguments[0]);
+    const auto name = run.NameFor(ParseUrl(options.arguments[0]), what);
+    if (IsFolder(run.InfoOf(name.get(), what).get()))
+        run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
+    const std::u16string wide_url = run.UrlOf(name.get());
+    const std::string url = host::ToUtf8(wide_url);
+    run.RefuseUnsent(wide_url, what);
+    const auto file =
+        run.Open(name.get(),
+                 TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting | TMK::AFS_OpenFile_UserOpen, what);
+    run.Check(ReadThrough(run, file.get()), what);
+    OpenDocument document(run.host().documents(),
+                          host::Make<host::Document>(file, [&] { return ReadThrough(run, file.get()); }));
+
+    const std::string path = run.host().cache()->BeginEdit(url).string();
+    int status = 0;
+    try {
+        status = RunProgram(run, CommandLine(options, path), what);
+    } catch (...) {
+        run.host().cache()->FinishEdit(url);
+        throw;
+    }
+    const bool is_changed = run.host().cache()->FinishEdit(url);
+    document->SetModified(is_changed);
+    if (status != 0) {
+        run.Fail(E_FAIL, what,
+                 options.program[0] + " ended with status " + std::to_string(status) + "; nothing was sent" +
+                     (is_changed ? ", and 'sphost recover' has what was changed" : ""));
+    }
+    if (!is_changed) {
+        run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
+        run.Say("not changed");
+        return;
+    }
+    const std::string saving = what + " (what was changed is kept, see 'sphost recover')";
+    run.Check(
+        file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting, run.details(), run.cancel()),
+        saving);
+    MarkChanged(run, file.get(), path, saving);
+    run.Check(file->Flush(run.details(), run.cancel()), saving);
+    document->SetModified(false);
+    FinishSave(run, file.get(), what);
+    run.Say("saved");
+}
+
+}  // namespace cli

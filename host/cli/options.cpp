@@ -1,0 +1,207 @@
+// The command line as tables: options, and the commands that take them.
+// Main thread.
+#include "cli/options.h"
+
+#include <algorithm>
+#include <array>
+
+namespace cli {
+
+namespace {
+
+struct OptionRow {
+    const char* name;
+    const char* value;  // what it takes, null for nothing
+    const char* help;
+};
+
+constexpr std::array kCommon{
+    OptionRow{"profile", "DIR",
+              "where places, settings and local copies are kept (default: your config folder)"},
+    OptionRow{"plugin", "FILE", "the plug-in to load (default: SharePoint.tkp beside this program)"},
+    OptionRow{"json", nullptr, "one JSON document on standard output"},
+    OptionRow{"yes", nullptr, "press the default button of every prompt"},
+    OptionRow{"answer", "ID=BUTTON",
+              "answer the prompt of that text id: a button's text id or number, then\n"
+              "                         optionally ,check ,radio=N ,text=TEXT (may be repeated)"},
+    OptionRow{"prompt-log", "FILE", "append every prompt and its answer, a line of JSON each"},
+    OptionRow{"log-level", "N", "trace of the plug-in for this run, 0 (none) to 4 (everything)"},
+    OptionRow{"check-leaks", nullptr, "fail when an object is still alive at the end"},
+    OptionRow{"help", nullptr, "this text"},
+};
+
+constexpr std::array kOwn{
+    OptionRow{"api", "KIND", "modern (default) or compatible"},
+    OptionRow{"user", "NAME", "sign in as this user"},
+    OptionRow{"password-stdin", nullptr, "the password is the first line of standard input"},
+    OptionRow{"token-stdin", nullptr, "an access token is the first line of standard input"},
+    OptionRow{"authority", "URL", "the sign-in authority of this site's server"},
+    OptionRow{"client-id", "ID", "the application id to sign in with"},
+    OptionRow{"check-in", "TYPE", "check in afterwards: minor, major or overwrite"},
+    OptionRow{"type", "TYPE", "minor, major or overwrite"},
+    OptionRow{"comment", "TEXT", "the comment of the check-in"},
+    OptionRow{"keep", nullptr, "keep the document checked out"},
+    OptionRow{"send", nullptr, "send what was not sent; --yes overwrites newer versions on the server"},
+    OptionRow{"drop", nullptr, "throw away what was not sent"},
+};
+
+struct CommandRow {
+    const char* name;
+    const char* usage;
+    const char* help;
+    std::size_t fewest;
+    std::size_t most;
+    std::vector<const char*> options;
+};
+
+const std::vector<CommandRow>& Commands() {
+    static const std::vector<CommandRow> rows{
+        {"place add",
+         "URL",
+         "adds a site as a place and signs in to it",
+         1,
+         1,
+         {"api", "user", "password-stdin", "token-stdin", "authority", "client-id"}},
+        {"place list", "", "lists the places", 0, 0, {}},
+        {"place remove", "URL", "forgets a place and its sign-in", 1, 1, {}},
+        {"ls", "URL", "lists a folder: kind, size, modified, name", 1, 1, {}},
+        {"stat", "URL", "tells about one file or folder", 1, 1, {}},
+        {"get", "URL [FILE]", "copies a document out; - is standard output", 1, 2, {}},
+        {"put", "FILE URL", "creates or replaces a document", 2, 2, {"check-in", "comment"}},
+        {"edit",
+         "URL -- CMD [ARG...]",
+         "runs CMD with the document's local file and saves what it changed",
+         1,
+         1,
+         {}},
+        {"checkout", "URL", "checks a document out to you", 1, 1, {}},
+        {"checkin", "URL", "checks a document in", 1, 1, {"type", "comment", "keep"}},
+        {"discard", "URL", "gives a check-out up", 1, 1, {}},
+        {"mkdir", "URL", "makes a folder", 1, 1, {}},
+        {"rm", "URL", "deletes a file or a folder with all in it", 1, 1, {}},
+        {"mv", "URL URL", "moves a file", 2, 2, {}},
+        {"cp", "URL URL", "copies a file", 2, 2, {}},
+        {"rename", "URL URL", "renames a file or a folder", 2, 2, {}},
+        {"prefs", "[NAME[=VALUE]]", "shows and changes preferences", 0, 1, {}},
+        {"recover", "[URL]", "lists, sends or drops what was not sent", 0, 1, {"send", "drop"}},
+        {"signout", "URL", "signs out and forgets the sign-in", 1, 1, {}},
+    };
+    return rows;
+}
+
+const CommandRow* FindCommand(std::string_view name) {
+    const auto& rows = Commands();
+    const auto found =
+        std::find_if(rows.begin(), rows.end(), [&](const CommandRow& row) { return row.name == name; });
+    return found == rows.end() ? nullptr : &*found;
+}
+
+template <class Rows>
+const OptionRow* FindOption(const Rows& rows, std::string_view name) {
+    const auto found =
+        std::find_if(rows.begin(), rows.end(), [&](const OptionRow& row) { return row.name == name; });
+    return found == rows.end() ? nullptr : &*found;
+}
+
+std::string OptionLine(const OptionRow& row) {
+    std::string line = std::string("  --") + row.name + (row.value ? std::string(" ") + row.value : "");
+    line.resize(std::max<std::size_t>(line.size() + 2, 25), ' ');
+    return line + row.help + "\n";
+}
+
+void Add(Options& options, const OptionRow& row, const std::string& value) {
+    if (std::string_view(row.name) != "answer") {
+        options.values[row.name] = value;
+        return;
+    }
+    auto answer = host::ParseAnswer(value);
+    if (!answer)
+        throw UsageError("--answer takes ID=BUTTON[,check][,radio=N][,text=TEXT], not '" + value + "'");
+    options.answers.push_back(std::move(*answer));
+}
+
+void Check(const Options& options) {
+    const CommandRow* command = FindCommand(options.command);
+    if (!command) throw UsageError("there is no command '" + options.command + "'; see sphost --help");
+    const auto refuse = [&](const std::string& why) {
+        throw UsageError(why + "; usage: sphost " + command->name + " " + command->usage);
+    };
+    if (options.arguments.size() < command->fewest) refuse("too few arguments");
+    if (options.arguments.size() > command->most) refuse("too many arguments");
+    for (const auto& [name, value] : options.values) {
+        if (FindOption(kCommon, name)) continue;
+        const auto& own = command->options;
+        if (std::none_of(own.begin(), own.end(), [&](const char* option) { return name == option; })) {
+            refuse("--" + name + " doesn't belong to '" + command->name + "'");
+        }
+    }
+    const bool is_edit = options.command == "edit";
+    if (is_edit && options.program.empty()) refuse("the command to run is missing");
+    if (!is_edit && !options.program.empty()) refuse("nothing may follow --");
+}
+
+}  // namespace
+
+Options ParseOptions(const std::vector<std::string>& arguments) {
+    Options options;
+    std::vector<std::string> words;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        if (argument == "--") {
+            options.program.assign(arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1, arguments.end());
+            break;
+        }
+        if (!argument.starts_with("--")) {
+            if (argument.size() > 1 && argument.front() == '-')
+                throw UsageError("there is no option '" + argument + "'");
+            words.push_back(argument);
+            continue;
+        }
+        const std::size_t equals = argument.find('=');
+        const std::string name = argument.substr(2, equals == std::string::npos ? equals : equals - 2);
+        const OptionRow* row = FindOption(kCommon, name);
+        if (!row) row = FindOption(kOwn, name);
+        if (!row) throw UsageError("there is no option '--" + name + "'");
+        if (!row->value) {
+            if (equals != std::string::npos) throw UsageError("--" + name + " takes no value");
+            Add(options, *row, "");
+        } else if (equals != std::string::npos) {
+            Add(options, *row, argument.substr(equals + 1));
+        } else if (i + 1 < arguments.size()) {
+            Add(options, *row, arguments[++i]);
+        } else {
+            throw UsageError("--" + name + " needs a value");
+        }
+    }
+    if (!words.empty()) {
+        const bool has_two_words = words[0] == "place" && words.size() > 1;
+        options.command = has_two_words ? words[0] + " " + words[1] : words[0];
+        options.arguments.assign(words.begin() + (has_two_words ? 2 : 1), words.end());
+    }
+    if (options.Has("help")) return options;
+    if (options.command.empty()) throw UsageError("a command is missing; see sphost --help");
+    Check(options);
+    return options;
+}
+
+std::string HelpText(std::string_view name) {
+    std::string text;
+    if (const CommandRow* command = FindCommand(name)) {
+        text = std::string("sphost ") + command->name + " " + command->usage + "\n  " + command->help + "\n";
+        if (!command->options.empty()) text += "\nOptions:\n";
+        for (const char* option : command->options) text += OptionLine(*FindOption(kOwn, option));
+    } else {
+        text = "sphost [OPTION...] COMMAND ...\n\nCommands:\n";
+        for (const CommandRow& row : Commands()) {
+            std::string line = std::string("  ") + row.name + " " + row.usage;
+            line.resize(std::max<std::size_t>(line.size() + 2, 30), ' ');
+            text += line + row.help + "\n";
+        }
+        text += "\n'sphost COMMAND --help' tells more.\n";
+    }
+    text += "\nCommon options:\n";
+    for (const OptionRow& row : kCommon) text += OptionLine(row);
+    return text + "\nExit status: 0 done, 1 failed, 2 wrong usage, 3 cancelled.\n";
+}
+
+}  // namespace cli

@@ -1,0 +1,42 @@
+// The command line: what may be said, and what was.
+// Owned by main; read by all commands.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/task_dialog.h"
+
+namespace cli {
+
+// Wrong usage: exit status 2.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Options {
+    std::string command;                        // "ls", "place add"
+    std::vector<std::string> arguments;         // without the command
+    std::vector<std::string> program;           // what follows "--"
+    std::map<std::string, std::string> values;  // by name without dashes; "" for one that takes none
+    std::vector<std::pair<std::string, host::PromptAnswer>> answers;
+
+    bool Has(const std::string& name) const { return values.contains(name); }
+    std::optional<std::string> Value(const std::string& name) const {
+        const auto found = values.find(name);
+        return found == values.end() ? std::nullopt : std::optional(found->second);
+    }
+};
+
+// Throws a UsageError. An asked-for help leaves "help" among the values.
+Options ParseOptions(const std::vector<std::string>& arguments);
+
+// The help of one command, or of the program for an empty or unknown name.
+std::string HelpText(std::string_view command);
+
+}  // namespace cli

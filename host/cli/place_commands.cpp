@@ -1,0 +1,157 @@
+// place add, place list, place remove, signout: the remembered sites.
+// The command's worker thread.
+#include "cli/commands.h"
+#include "cli/json.h"
+#include "cli/url_argument.h"
+
+namespace cli {
+
+namespace {
+
+// The items of an account's tree as the plug-in's own template names them.
+constexpr std::string_view kAccountTemplate = R"(<CabTemplate>
+<ItemSet id="AccountDict">
+ <Item id="Url" type="String"/>
+ <Item id="WebUrl" type="String"/>
+ <Item id="AuthHeader" type="String"/>
+ <Item id="User" type="String"/>
+ <Item id="Password" type="String"/>
+ <Item id="AuthToken" type="String"/>
+ <Item id="APIVer" type="Int" defVal="0"/>
+</ItemSet>
+<Root id="SharePointAccountDataSettingsV1" itemSet="AccountDict"/>
+</CabTemplate>)";
+
+constexpr std::u16string_view kRootName = u"SharePointAccountDataSettingsV1";
+constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+
+bool IsSameSite(std::u16string_view a, std::u16string_view b) {
+    const auto trim = [](std::u16string_view url) {
+        while (url.ends_with(u'/')) url.remove_suffix(1);
+        return url;
+    };
+    return host::EqualIgnoreCase(trim(a), trim(b));
+}
+
+void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& what) {
+    for (const auto& account : run.Accounts()) {
+        if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) {
+            run.Fail(kExists, what, "this site is a place already: " + EscapeUrl(url));
+        }
+    }
+}
+
+std::shared_ptr<host::SettingsTree> NewAccountTree(Run& run, const std::u16string& url,
+                                                   const std::string& what) {
+    const Options& options = run.options();
+    const std::string api = options.Value("api").value_or("modern");
+    if (api != "modern" && api != "compatible")
+        throw UsageError("--api takes modern or compatible, not '" + api + "'");
+    auto tree = std::make_shared<host::SettingsTree>();
+    tree->SetTemplate(kAccountTemplate, kRootName);
+    const auto cab = tree->View();
+    host::PutString(cab.get(), u"Url", url);
+    const auto put_secret = [&](std::u16string_view item, const std::string& secret) {
+        host::PutString(cab.get(), item, run.host().EncryptForPlugin(host::ToUtf16(secret)));
+    };
+    const auto user = options.Value("user");
+    if (user) put_secret(u"User", *user);
+    if (options.Has("password-stdin")) {
+        if (!user) throw UsageError("--password-stdin goes with --user");
+        put_secret(u"Password", run.ReadSecretLine(what));
+    }
+    if (options.Has("token-stdin")) {
+        if (options.Has("password-stdin"))
+            throw UsageError("--token-stdin and --password-stdin exclude each other");
+        put_secret(u"AuthToken", run.ReadSecretLine(what));
+    }
+    host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(static_cast<LONG>(api == "modern" ? 1 : 0)).get());
+    return tree;
+}
+
+}  // namespace
+
+void PlaceAdd(Run& run) {
+    const Options& options = run.options();
+    const std::string what = What(options, options.arguments[0]);
+    const std::u16string url = ParseUrl(options.arguments[0]);
+    host::StoredAccount account{"", NewAccountTree(run, url, what), nullptr};
+    RefuseKnownSite(run, url, what);
+    if (options.Has("authority") || options.Has("client-id")) {
+        run.host().oauth().SetOverride(host::ToUtf8(url), {options.Value("authority").value_or(""),
+                                                           options.Value("client-id").value_or("")});
+    }
+    account.account = host::Accounts::Restore(run.file_system(), *account.data);
+    ComPtr<TMK::IAFS_Name> root;
+    run.Check(run.host().Bind(account.account.get(), run.cancel(), root), what);
+    const std::u16string site = run.UrlOf(root.get());
+    RefuseKnownSite(run, site, what);
+    // From here on the account is the site's, whatever page of it was named.
+    const auto cab = account.data->View();
+    run.Check(account.account->SaveTo(cab.get()), what);
+    host::PutString(cab.get(), u"Url", site);
+    host::PutString(cab.get(), u"WebUrl", site);
+    account.account = host::Accounts::Restore(run.file_system(), *account.data);
+    run.host().accounts().Save(account);
+    if (options.Has("json")) {
+        JsonText json;
+        json.StartObject().Key("url").String(EscapeUrl(site)).EndObject();
+        run.Out(json.Take());
+    }
+    run.Say("added " + EscapeUrl(site));
+}
+
+void PlaceList(Run& run) {
+    JsonText json;
+    json.StartArray();
+    for (const auto& account : run.Accounts()) {
+        Bstr user;
+        account.account->get_UserName(user.put());
+        const std::string url = EscapeUrl(host::Accounts::UrlOf(account.account.get()));
+        const auto cab = account.data->View();
+        Variant api;
+        if (const auto item = host::ChildOf(cab.get(), u"APIVer")) item->get_v(api.put());
+        const bool is_modern = api.type() == VT_I4 && api.get().lVal == 1;
+        const std::string name = host::ToUtf8(user.view());
+        json.StartObject().Key("url").String(url).Key("user").Text(name);
+        json.Key("api").String(is_modern ? "modern" : "compatible").EndObject();
+        run.Say(url + (name.empty() ? "" : "  " + host::PlainLine(name)));
+    }
+    json.EndArray();
+    if (run.options().Has("json")) run.Out(json.Take());
+}
+
+void PlaceRemove(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const auto account = run.AccountFor(ParseUrl(run.options().arguments[0]), what);
+    const std::string site = host::ToUtf8(host::Accounts::UrlOf(account.account.get()));
+    for (const auto& document : run.host().cache()->Unsent()) {
+        if (document.entry.account == site && !run.options().Has("yes")) {
+            run.Fail(host::kInUse, what,
+                     "changes of its documents were not sent yet; see 'sphost recover', or add --yes");
+        }
+    }
+    run.host().accounts().Remove(account);
+    run.host().oauth().Forget(site);
+    run.Say("removed " + EscapeUrl(host::ToUtf16(site)));
+}
+
+void SignOut(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    auto account = run.AccountFor(ParseUrl(run.options().arguments[0]), what);
+    const std::u16string site = host::Accounts::UrlOf(account.account.get());
+    const Variant holder(static_cast<IUnknown*>(account.account.get()));
+    const HRESULT result =
+        run.file_system()->Exec(nullptr, u"SignOut", holder.get(), nullptr, nullptr, run.cancel());
+    // What this profile keeps goes in any case, whatever the browser's part of it came to.
+    run.host().oauth().Forget(host::ToUtf8(site));
+    const auto cab = account.data->View();
+    run.Check(account.account->SaveTo(cab.get()), what);
+    for (const auto* item : {u"AuthHeader", u"Password", u"AuthToken"}) host::PutString(cab.get(), item, u"");
+    account.account = host::Accounts::Restore(run.file_system(), *account.data);
+    run.host().accounts().Save(account);
+    if (result != E_NOTIMPL) run.Check(result, what);
+    run.Say("signed out of " + EscapeUrl(site));
+}
+
+}  // namespace cli

@@ -1,0 +1,190 @@
+// One run of a command.
+// The command's worker thread.
+#include "cli/run.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "cli/error_text.h"
+#include "cli/url_argument.h"
+#include "core/interrupt.h"
+
+namespace cli {
+
+namespace {
+
+constexpr HRESULT kNotFound = HRESULT_FROM_WIN32(1168);
+
+}  // namespace
+
+Run::Run(host::Host& host, const Options& options)
+    : m_host(host),
+      m_options(options),
+      m_cancel(host::Make<host::CancelFlag>(&host::InterruptFlag())),
+      m_details(host::Make<host::ErrorDetails>()),
+      m_file_system(host.FileSystem()) {}
+
+void Run::Fail(HRESULT code, const std::string& what, const std::string& message) {
+    throw CommandError{what, code, message};
+}
+
+HRESULT Run::Check(HRESULT result, const std::string& what) {
+    const std::string noted = m_host.TakeMessage();
+    if (SUCCEEDED(result)) {
+        m_details->Clear();
+        return result;
+    }
+    std::string message = host::PlainLine(m_details->Text());
+    if (message.empty()) message = host::PlainLine(noted);
+    if (message.empty() || result == host::kCanceled) message = FriendlyText(result);
+    m_details->Clear();
+    Fail(result, what, message);
+}
+
+host::StoredAccount Run::AccountFor(const std::u16string& url, const std::string& what) {
+    const auto accounts = Accounts();
+    const host::StoredAccount* account = host::Accounts::Find(accounts, url);
+    if (!account)
+        Fail(kNotFound, what, "no place is known for this address; 'sphost place add URL' adds its site");
+    return *account;
+}
+
+Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
+    host::StoredAccount account = AccountFor(url, what);
+    for (const auto& site : m_sites) {
+        if (site->account.id == account.id) return *site;
+    }
+    // A token that came with the account is the one that the server may refuse.
+    const auto cab = account.data->View();
+    const auto stored = host::StringOf(host::ChildOf(cab.get(), u"AuthToken").get());
+    if (const auto token = m_host.DecryptForPlugin(stored)) m_host.oauth().NoteInUse(host::ToUtf8(*token));
+    auto site = std::make_unique<Site>();
+    site->account = std::move(account);
+    Check(m_host.Bind(site->account.account.get(), cancel(), site->root), what);
+    m_sites.push_back(std::move(site));
+    return *m_sites.back();
+}
+
+void Run::SaveAccounts() {
+    for (const auto& site : m_sites) {
+        try {
+            m_host.accounts().Save(site->account);
+        } catch (const host::Failure& failure) {
+            m_host.profile().warn(failure.what());
+        }
+    }
+}
+
+ComPtr<TMK::IAFS_Name> Run::NameFor(const std::u16string& url, const std::string& what) {
+    Site& site = SiteFor(url, what);
+    ComPtr<TMK::IAFS_Name> name;
+    Check(m_file_system->StringToName(url.c_str(), 0, site.root.get(), name.put()), what);
+    return name;
+}
+
+ComPtr<TMK::IAFS_FileInfo> Run::FindInfo(TMK::IAFS_Name* name, const std::string& what) {
+    ComPtr<TMK::IAFS_FileInfo> info;
+    const HRESULT result = m_file_system->GetFileInfo(name, details(), cancel(), info.put());
+    if (result == E_INVALIDARG || result == kNotFound || result == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)) {
+        m_details->Clear();
+        m_host.TakeMessage();
+        return nullptr;
+    }
+    Check(result, what);
+    return info;
+}
+
+ComPtr<TMK::IAFS_FileInfo> Run::InfoOf(TMK::IAFS_Name* name, const std::string& what) {
+    auto info = FindInfo(name, what);
+    if (!info) Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what, "there is nothing at this address");
+    return info;
+}
+
+ComPtr<TMK::IAFS_File> Run::Open(TMK::IAFS_Name* name, DWORD flags, const std::string& what) {
+    ComPtr<TMK::IAFS_File> file;
+    Check(m_file_system->OpenFile(name, flags, details(), cancel(), file.put()), what);
+    return file;
+}
+
+void Run::Exec(TMK::IAFS_File* file, LPCWSTR command, const std::string& what) {
+    Variant result;
+    const Variant nothing;
+    Check(file->Exec(command, nothing.get(), result.put(), details(), cancel()), what);
+}
+
+std::u16string Run::UrlOf(TMK::IAFS_Name* name) {
+    Bstr url;
+    Check(m_file_system->NameToString(name, 0, nullptr, url.put()), "name");
+    return std::u16string(url.view());
+}
+
+void Run::RefuseUnsent(const std::u16string& url, const std::string& what) {
+    using State = host::UnsentDocument::State;
+    const auto unsent = m_host.cache()->Unsent(host::ToUtf8(url));
+    if (!unsent || unsent->state == State::incomplete) return;
+    if (unsent->state == State::editing) {
+        Fail(host::kInUse, what, "the document is open in another sphost; try again when that has ended");
+    }
+    Fail(host::kInUse, what, "earlier changes were not sent yet; 'sphost recover' sends or drops them");
+}
+
+void Run::Out(const std::string& text) {
+    std::string_view left = text;
+    while (!left.empty()) {
+        const ssize_t written = write(STDOUT_FILENO, left.data(), left.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0)
+            Fail(host::ResultOfErrno(errno), m_options.command, "can't write to standard output");
+        left.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void Run::Say(const std::string& line) {
+    if (!m_options.Has("json")) Out(line + "\n");
+}
+
+std::string Run::ReadSecretLine(const std::string& what) {
+    std::string line;
+    char byte = 0;
+    constexpr std::size_t kLongest = 64 * 1024;
+    while (line.size() < kLongest) {
+        const ssize_t got = read(STDIN_FILENO, &byte, 1);
+        if (got < 0 && errno == EINTR && !host::InterruptFlag()) continue;
+        if (got <= 0 || byte == '\n') break;
+        line += byte;
+    }
+    while (line.ends_with('\r')) line.pop_back();
+    if (line.empty()) Fail(E_INVALIDARG, what, "standard input holds no line with the secret");
+    return line;
+}
+
+bool IsFolder(TMK::IAFS_FileInfo* info) {
+    DWORD attributes = 0;
+    return SUCCEEDED(info->get_Attributes(&attributes)) && (attributes & TMK::AFS_FileAttribute_Folder);
+}
+
+std::string What(const Options& options, const std::string& argument) {
+    return options.command + " " + host::PlainLine(argument);
+}
+
+Progress::Progress(Run& run, std::uint64_t total)
+    : m_shown(isatty(STDERR_FILENO) && !run.options().Has("json") && total > 0), m_total(total) {}
+
+void Progress::Show(std::uint64_t position) {
+    if (!m_shown) return;
+    const int percent = static_cast<int>(std::min<std::uint64_t>(position, m_total) * 100 / m_total);
+    if (percent == m_last) return;
+    m_last = percent;
+    const std::string text = "\r" + std::to_string(percent) + " %";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+Progress::~Progress() {
+    if (m_last < 0) return;
+    constexpr std::string_view kClear = "\r     \r";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kClear.data(), kClear.size());
+}
+
+}  // namespace cli

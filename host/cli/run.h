@@ -1,0 +1,93 @@
+// One run of a command: the host, the options, and the ways of the plug-in that all commands share.
+// Made on the main thread, used by the command's worker thread.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/options.h"
+#include "core/failure.h"
+#include "core/host.h"
+#include "core/host_objects.h"
+
+namespace cli {
+
+// A command's failure: what was tried, the result code, and why.
+struct CommandError {
+    std::string what;
+    HRESULT code;
+    std::string message;
+};
+
+// A site that is bound: its account, and the name that others come from.
+struct Site {
+    host::StoredAccount account;
+    ComPtr<TMK::IAFS_Name> root;
+};
+
+class Run {
+public:
+    Run(host::Host& host, const Options& options);
+
+    host::Host& host() { return m_host; }
+    const Options& options() const { return m_options; }
+    TMK::ITMK_CancelFlag* cancel() { return m_cancel.get(); }
+    TMK::ITMK_ErrorDetails* details() { return m_details.get(); }
+    TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
+
+    // Passes a result that is no failure; otherwise a CommandError with the best message there is.
+    HRESULT Check(HRESULT result, const std::string& what);
+    [[noreturn]] void Fail(HRESULT code, const std::string& what, const std::string& message);
+
+    std::vector<host::StoredAccount> Accounts() { return m_host.accounts().Load(file_system()); }
+    // The account that a URL belongs to; a CommandError when there is none.
+    host::StoredAccount AccountFor(const std::u16string& url, const std::string& what);
+    // Binds to the site of a URL, once for each account.
+    Site& SiteFor(const std::u16string& url, const std::string& what);
+    // A fresh name, which knows nothing of the server yet.
+    ComPtr<TMK::IAFS_Name> NameFor(const std::u16string& url, const std::string& what);
+    // Nothing when there is nothing at the name; other failures are CommandErrors.
+    ComPtr<TMK::IAFS_FileInfo> FindInfo(TMK::IAFS_Name* name, const std::string& what);
+    ComPtr<TMK::IAFS_FileInfo> InfoOf(TMK::IAFS_Name* name, const std::string& what);
+    ComPtr<TMK::IAFS_File> Open(TMK::IAFS_Name* name, DWORD flags, const std::string& what);
+    void Exec(TMK::IAFS_File* file, LPCWSTR command, const std::string& what);
+    std::u16string UrlOf(TMK::IAFS_Name* name);
+    // A CommandError when earlier changes of the document still wait to be sent.
+    void RefuseUnsent(const std::u16string& url, const std::string& what);
+    // Stores what binding taught the accounts.
+    void SaveAccounts();
+
+    void Out(const std::string& text);  // to standard output; a CommandError when that fails
+    void Say(const std::string& line);  // the same with a line end, unless --json
+    std::string ReadSecretLine(const std::string& what);  // the first line of standard input
+
+private:
+    host::Host& m_host;
+    const Options& m_options;
+    ComPtr<host::CancelFlag> m_cancel;
+    ComPtr<host::ErrorDetails> m_details;
+    ComPtr<TMK::IAFS_FileSys> m_file_system;
+    std::vector<std::unique_ptr<Site>> m_sites;
+};
+
+bool IsFolder(TMK::IAFS_FileInfo* info);
+// "what URL", as an error names it.
+std::string What(const Options& options, const std::string& argument);
+
+// How far a transfer has come, on a terminal.
+class Progress {
+public:
+    Progress(Run& run, std::uint64_t total);
+    ~Progress();
+    void Show(std::uint64_t position);
+
+private:
+    bool m_shown;
+    std::uint64_t m_total;
+    int m_last = -1;
+};
+
+}  // namespace cli

@@ -1,0 +1,120 @@
+// mkdir, rm, mv, cp, rename: the structure of a site. A server's refusal doesn't always come back as a
+// failure, so each looks at what has become of the item. The command's worker thread.
+#include "cli/commands.h"
+#include "cli/url_argument.h"
+
+namespace cli {
+
+namespace {
+
+constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+
+// A name that knows nothing yet, so that asking it goes to the server.
+bool IsThere(Run& run, const std::u16string& url, const std::string& what) {
+    return run.FindInfo(run.NameFor(url, what).get(), what) != nullptr;
+}
+
+void ForgetLocalCopy(Run& run, const std::u16string& url) {
+    const std::string bytes = host::ToUtf8(url);
+    if (!run.host().cache()->Unsent(bytes)) run.host().cache()->Drop(bytes);
+}
+
+struct Pair {
+    std::u16string from;
+    std::u16string to;
+    ComPtr<TMK::IAFS_Name> source;
+    ComPtr<TMK::IAFS_Name> target;
+    bool is_folder = false;
+};
+
+// The two names of a command with two URLs; a target that is a folder means the same name in it.
+Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
+    Pair pair;
+    pair.from = ParseUrl(run.options().arguments[0]);
+    pair.to = ParseUrl(run.options().arguments[1]);
+    pair.source = run.NameFor(pair.from, what);
+    pair.is_folder = IsFolder(run.InfoOf(pair.source.get(), what).get());
+    if (&run.SiteFor(pair.from, what) != &run.SiteFor(pair.to, what)) {
+        run.Fail(E_INVALIDARG, what, "both addresses have to be of one place");
+    }
+    pair.target = run.NameFor(pair.to, what);
+    auto there = run.FindInfo(pair.target.get(), what);
+    if (there && IsFolder(there.get()) && into_folder) {
+        pair.to += u"/" + std::u16string(LastPart(pair.from));
+        pair.target = run.NameFor(pair.to, what);
+        there = run.FindInfo(pair.target.get(), what);
+    }
+    const bool is_same_item = host::EqualIgnoreCase(pair.from, pair.to);
+    if (pair.from == pair.to) run.Fail(kExists, what, "both addresses are the same");
+    if (there && !is_same_item && (IsFolder(there.get()) || !run.options().Has("yes"))) {
+        run.Fail(
+            kExists, what,
+            EscapeUrl(pair.to) + " is there already" + (IsFolder(there.get()) ? "" : "; --yes replaces it"));
+    }
+    // A fresh name, so that the plug-in doesn't take what was just found for the result.
+    pair.target = run.NameFor(pair.to, what);
+    return pair;
+}
+
+void CheckOutcome(Run& run, const Pair& pair, bool source_goes, const std::string& what) {
+    if (!IsThere(run, pair.to, what)) run.Fail(E_FAIL, what, "the server didn't do it");
+    const bool is_same_item = host::EqualIgnoreCase(pair.from, pair.to);
+    if (source_goes && !is_same_item && IsThere(run, pair.from, what)) {
+        run.Fail(E_FAIL, what, "the server left the old item where it was");
+    }
+    ForgetLocalCopy(run, pair.to);
+    if (source_goes) ForgetLocalCopy(run, pair.from);
+}
+
+}  // namespace
+
+void MakeFolder(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const std::u16string url = ParseUrl(run.options().arguments[0]);
+    if (IsThere(run, url, what)) run.Fail(kExists, what, "this is there already");
+    const auto name = run.NameFor(url, what);
+    run.Check(run.file_system()->CreateFolder(name.get(), 0, run.details(), run.cancel()), what);
+    run.Say("made");
+}
+
+void Remove(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const std::u16string url = ParseUrl(run.options().arguments[0]);
+    const auto name = run.NameFor(url, what);
+    run.InfoOf(name.get(), what);
+    run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);
+    if (IsThere(run, url, what)) run.Fail(E_FAIL, what, "the server didn't delete it");
+    ForgetLocalCopy(run, url);
+    run.Say("deleted");
+}
+
+void Move(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const Pair pair = ReadPair(run, what, true);
+    if (pair.is_folder) run.Fail(E_INVALIDARG, what, "folders can be renamed, not moved");
+    run.Check(run.file_system()->Move(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
+              what);
+    CheckOutcome(run, pair, true, what);
+    run.Say("moved");
+}
+
+void Copy(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const Pair pair = ReadPair(run, what, true);
+    if (pair.is_folder) run.Fail(E_INVALIDARG, what, "only files can be copied");
+    run.Check(run.file_system()->Copy(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
+              what);
+    CheckOutcome(run, pair, false, what);
+    run.Say("copied");
+}
+
+void Rename(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const Pair pair = ReadPair(run, what, false);
+    run.Check(run.file_system()->Rename(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
+              what);
+    CheckOutcome(run, pair, true, what);
+    run.Say("renamed");
+}
+
+}  // namespace cli

@@ -1,0 +1,155 @@
+// get and put: documents out and in.
+// The command's worker thread.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "cli/commands.h"
+#include "cli/json.h"
+#include "cli/url_argument.h"
+#include "core/cache_entry.h"
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kBlock = 1u << 20;
+
+// A file that takes its name only when it is whole.
+class PartFile {
+public:
+    explicit PartFile(host::fs::path target) : m_target(std::move(target)), m_part(m_target) {
+        m_part += ".part";
+        m_file = host::OpenFile(m_part, O_WRONLY | O_CREAT | O_TRUNC);
+        // As any new file of the user's, unlike those of the profile.
+        const mode_t mask = umask(0);
+        umask(mask);
+        fchmod(m_file.get(), 0666 & ~mask);
+    }
+    ~PartFile() {
+        if (!m_done) unlink(m_part.c_str());
+    }
+    void Write(const void* data, std::size_t size) {
+        host::WriteAt(m_file.get(), m_part, data, size, m_position);
+        m_position += size;
+    }
+    void Finish() {
+        m_file.reset();
+        if (rename(m_part.c_str(), m_target.c_str()) != 0) host::ThrowErrno("write", m_target, errno);
+        m_done = true;
+    }
+
+private:
+    host::fs::path m_target;
+    host::fs::path m_part;
+    host::Descriptor m_file;
+    std::uint64_t m_position = 0;
+    bool m_done = false;
+};
+
+host::fs::path TargetOf(Run& run, const std::u16string& url) {
+    const auto& arguments = run.options().arguments;
+    const std::string name = host::LocalNameOf(host::ToUtf8(url));
+    if (arguments.size() < 2) return name;
+    if (host::fs::is_directory(arguments[1])) return host::fs::path(arguments[1]) / name;
+    return arguments[1];
+}
+
+void SendContent(Run& run, TMK::IAFS_File* file, const host::fs::path& source, const host::Descriptor& from,
+                 const std::string& what) {
+    const auto block = std::make_unique<char[]>(kBlock);
+    std::uint64_t position = 0;
+    while (const std::size_t got = host::ReadAt(from.get(), source, block.get(), kBlock, position)) {
+        LONGLONG written = 0;
+        run.Check(file->Write(block.get(), static_cast<LONGLONG>(got), &written, run.details(), run.cancel()),
+                  what);
+        if (static_cast<std::size_t>(written) != got) run.Fail(E_FAIL, what, "the local copy takes no more");
+        position += got;
+    }
+    if (position > 0) return;
+    // An empty document is one that was written and then cut; without a write there is nothing to flush.
+    const char byte = 0;
+    run.Check(file->Write(&byte, 1, nullptr, run.details(), run.cancel()), what);
+    run.Check(file->SetSize(0, run.details(), run.cancel()), what);
+}
+
+host::Descriptor OpenSource(const host::fs::path& source) {
+    host::Descriptor from = host::OpenFile(source, O_RDONLY);
+    struct stat status;
+    if (fstat(from.get(), &status) != 0) host::ThrowErrno("read", source, errno);
+    if (S_ISDIR(status.st_mode)) host::ThrowErrno("read", source, EISDIR);
+    return from;
+}
+
+}  // namespace
+
+void Get(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const std::u16string url = ParseUrl(run.options().arguments[0]);
+    const auto name = run.NameFor(url, what);
+    if (IsFolder(run.InfoOf(name.get(), what).get()))
+        run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
+    run.RefuseUnsent(run.UrlOf(name.get()), what);
+    const auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
+    LONGLONG size = 0;
+    run.Check(file->GetSize(&size, run.details(), run.cancel()), what);
+    const bool to_output = run.options().arguments.size() > 1 && run.options().arguments[1] == "-";
+    std::optional<PartFile> target;
+    if (!to_output) target.emplace(TargetOf(run, url));
+    Progress progress(run, static_cast<std::uint64_t>(size));
+    const auto block = std::make_unique<char[]>(kBlock);
+    for (std::uint64_t position = 0;;) {
+        LONGLONG got = 0;
+        run.Check(file->Read(block.get(), kBlock, &got, run.details(), run.cancel()), what);
+        if (got == 0) break;
+        if (to_output) {
+            run.Out(std::string(block.get(), static_cast<std::size_t>(got)));
+        } else {
+            target->Write(block.get(), static_cast<std::size_t>(got));
+        }
+        position += static_cast<std::uint64_t>(got);
+        progress.Show(position);
+    }
+    if (target) target->Finish();
+}
+
+void Put(Run& run) {
+    const Options& options = run.options();
+    const host::fs::path source = options.arguments[0];
+    const std::string what = What(options, options.arguments[1]);
+    std::optional<host::PromptAnswer> check_in;
+    if (options.Has("check-in")) check_in = CheckInAnswer(options, "check-in", "btn.checkIn");
+    if (!check_in && options.Has("comment")) throw UsageError("--comment goes with --check-in");
+    const host::Descriptor from = OpenSource(source);
+    const std::u16string url = ParseUrl(options.arguments[1]);
+    const auto name = run.NameFor(url, what);
+    const auto info = run.FindInfo(name.get(), what);
+    if (info && IsFolder(info.get()))
+        run.Fail(E_INVALIDARG, what, "this is a folder; name the document in it");
+    const std::string full_url = host::ToUtf8(run.UrlOf(name.get()));
+    run.RefuseUnsent(host::ToUtf16(full_url), what);
+    const DWORD disposition = info ? TMK::AFS_OpenFile_OpenExisting : TMK::AFS_OpenFile_CreateAlways;
+    auto file = run.Open(name.get(), TMK::AFS_OpenFile_Write | disposition, what);
+    try {
+        if (info) run.Check(file->SetSize(0, run.details(), run.cancel()), what);
+        SendContent(run, file.get(), source, from, what);
+    } catch (...) {
+        // Nothing of a half copied file is worth keeping: the whole one is at hand.
+        file.reset();
+        run.host().cache()->DiscardIncomplete(full_url);
+        throw;
+    }
+    run.Check(file->Flush(run.details(), run.cancel()), what);
+    if (check_in) {
+        run.host().prompts().AddAnswer("msg.checkInDialogMessage", *check_in);
+        run.Exec(file.get(), u"CheckInWithUi", what);
+        run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
+    } else {
+        FinishSave(run, file.get(), what);
+    }
+}
+
+}  // namespace cli

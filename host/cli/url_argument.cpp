@@ -1,0 +1,105 @@
+// URLs as people paste them.
+// Any thread.
+#include "cli/url_argument.h"
+
+#include <optional>
+
+#include "core/failure.h"
+#include "core/text.h"
+
+namespace cli {
+
+namespace {
+
+std::optional<unsigned> HexDigit(char digit) {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    return std::nullopt;
+}
+
+std::string DecodeOnce(std::string_view text) {
+    std::string decoded;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size()) {
+            const auto high = HexDigit(text[i + 1]);
+            const auto low = HexDigit(text[i + 2]);
+            if (high && low) {
+                decoded += static_cast<char>(*high << 4 | *low);
+                i += 2;
+                continue;
+            }
+        }
+        decoded += text[i];
+    }
+    return decoded;
+}
+
+bool HasScheme(std::string_view text, std::string_view scheme) {
+    return host::EqualIgnoreCase(host::ToUtf16(text.substr(0, scheme.size())), host::ToUtf16(scheme));
+}
+
+// "/:b:/s/..." as sharing links look.
+bool IsSharingPath(std::string_view path) {
+    return path.size() > 5 && path.starts_with("/:") && path[3] == ':' && path[4] == '/';
+}
+
+}  // namespace
+
+std::u16string ParseUrl(std::string_view argument) {
+    const auto refuse = [&](const char* why) {
+        throw host::Failure(E_INVALIDARG, "'" + host::PlainLine(argument) + "' " + why);
+    };
+    if (!HasScheme(argument, "http://") && !HasScheme(argument, "https://")) {
+        refuse("is no address that begins with http:// or https://");
+    }
+    const std::size_t start = argument.find("://") + 3;
+    const std::size_t slash = argument.find_first_of("/?#", start);
+    if (slash == start || start == argument.size()) refuse("names no server");
+    const std::string_view server = argument.substr(0, slash);
+    std::string_view path = slash == std::string_view::npos ? std::string_view() : argument.substr(slash);
+    if (IsSharingPath(path)) return host::ToUtf16(argument);
+    path = path.substr(0, path.find('?'));
+    std::string decoded = DecodeOnce(path);
+    while (decoded.ends_with('/')) decoded.pop_back();
+    for (const char byte : decoded) {
+        if (static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F) refuse("has a control character in it");
+    }
+    const std::u16string wide = host::ToUtf16(decoded);
+    if (host::ToUtf8(wide) != decoded) refuse("is not valid UTF-8");
+    return host::ToUtf16(server) + wide;
+}
+
+std::string EscapeUrl(std::u16string_view url) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    constexpr std::string_view kPlain = "-_.~!$&'()*+,;=:@/";
+    const std::string bytes = host::ToUtf8(url);
+    const std::size_t scheme = bytes.find("://");
+    const std::size_t path = scheme == std::string::npos ? 0 : bytes.find('/', scheme + 3);
+    std::string escaped = bytes.substr(0, path);
+    if (path == std::string::npos) return escaped;
+    for (const char byte : std::string_view(bytes).substr(path)) {
+        const bool is_word =
+            (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9');
+        if (is_word || kPlain.find(byte) != std::string_view::npos) {
+            escaped += byte;
+        } else {
+            escaped += '%';
+            escaped += kDigits[static_cast<unsigned char>(byte) >> 4];
+            escaped += kDigits[static_cast<unsigned char>(byte) & 15];
+        }
+    }
+    return escaped;
+}
+
+std::u16string_view LastPart(std::u16string_view url) {
+    const std::size_t slash = url.find_last_of(u'/');
+    return slash == std::u16string_view::npos ? url : url.substr(slash + 1);
+}
+
+std::u16string_view ParentOf(std::u16string_view url) {
+    const std::size_t slash = url.find_last_of(u'/');
+    return slash == std::u16string_view::npos ? std::u16string_view() : url.substr(0, slash);
+}
+
+}  // namespace cli

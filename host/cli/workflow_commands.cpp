@@ -1,0 +1,80 @@
+// checkout, checkin and discard: the document's workflow on the server.
+// The command's worker thread.
+#include <array>
+
+#include "cli/commands.h"
+#include "cli/url_argument.h"
+
+namespace cli {
+
+namespace {
+
+// Opened to be asked only: no prompt, no download, and no close that would give the check-out up.
+ComPtr<TMK::IAFS_File> OpenDocument(Run& run, const std::string& what) {
+    const auto name = run.NameFor(ParseUrl(run.options().arguments[0]), what);
+    if (IsFolder(run.InfoOf(name.get(), what).get()))
+        run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
+    auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
+    run.host().TakeMessage();
+    return file;
+}
+
+bool IsCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& what) {
+    Variant value;
+    run.Check(file->get_Prop(u"CheckedOut", value.put()), what);
+    return value.type() == VT_BOOL && value.get().boolVal != VARIANT_FALSE;
+}
+
+}  // namespace
+
+host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option, const char* button) {
+    static constexpr std::array<std::string_view, 3> kTypes{"minor", "major", "overwrite"};
+    host::PromptAnswer answer;
+    answer.button = button;
+    if (const auto type = options.Value(type_option)) {
+        for (unsigned i = 0; i < kTypes.size(); ++i) {
+            if (kTypes[i] == *type) answer.radio = i;
+        }
+        if (!answer.radio) throw UsageError("a check-in is minor, major or overwrite, not '" + *type + "'");
+        answer.text = "";
+    }
+    if (const auto comment = options.Value("comment")) answer.text = *comment;
+    return answer;
+}
+
+void CheckOut(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const auto file = OpenDocument(run, what);
+    run.Exec(file.get(), u"CheckOut", what);
+    run.Say("checked out");
+}
+
+void CheckIn(Run& run) {
+    const Options& options = run.options();
+    const std::string what = What(options, options.arguments[0]);
+    const bool keep = options.Has("keep");
+    const auto answer = CheckInAnswer(options, "type", keep ? "btn.checkInAndKeepCkeckedOut" : "btn.checkIn");
+    const bool is_told = options.Has("type") || options.Has("comment") || keep;
+    const bool has_scripted_answer = !options.answers.empty();
+    const auto file = OpenDocument(run, what);
+    if (!IsCheckedOutToUser(run, file.get(), what)) {
+        run.Fail(E_FAIL, what, "the document is not checked out to you");
+    }
+    // Without anything said, somebody at a terminal is asked and a script gets the preferences' kind.
+    if (is_told || (!has_scripted_answer && !run.host().terminal().CanAsk())) {
+        run.host().prompts().AddAnswer("msg.checkInDialogMessage", answer);
+    }
+    run.Exec(file.get(), u"CheckInWithUi", what);
+    const bool is_out = IsCheckedOutToUser(run, file.get(), what);
+    if (is_out && is_told && !keep) run.Fail(E_FAIL, what, "the document is still checked out to you");
+    run.Say(is_out ? "still checked out to you" : "checked in");
+}
+
+void Discard(Run& run) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const auto file = OpenDocument(run, what);
+    run.Exec(file.get(), u"DiscardCheckOut", what);
+    run.Say("check-out given up");
+}
+
+}  // namespace cli
