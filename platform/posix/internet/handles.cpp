@@ -2,19 +2,26 @@
 // Any thread.
 #include "internet/handles.h"
 
+#include <array>
 #include <mutex>
-#include <shared_mutex>
 #include <unordered_map>
 
 namespace platform::internet {
 
 namespace {
 
-struct Table {
-    std::shared_mutex mutex;
+// Bodies are read in small blocks by many threads, so the table is cut into parts with a short lock each.
+struct Part {
+    std::mutex mutex;
     std::unordered_map<std::uintptr_t, std::shared_ptr<Object>> objects;
-    std::uintptr_t next = 0x1000;
 };
+
+struct Table {
+    std::array<Part, 16> parts;
+    std::atomic<std::uintptr_t> next{0x1000};
+};
+
+constexpr std::uintptr_t kStep = 4;
 
 // Lives as long as the process: callers may leave handles open to the last.
 Table& table() {
@@ -22,25 +29,33 @@ Table& table() {
     return *instance;
 }
 
+Part& part_of(std::uintptr_t number) {
+    return table().parts[number / kStep % table().parts.size()];
+}
+
 }  // namespace
 
 HINTERNET add_handle(std::shared_ptr<Object> object) {
-    const std::lock_guard lock(table().mutex);
-    constexpr std::uintptr_t kStep = 4;
     const std::uintptr_t number = table().next += kStep;
-    table().objects.emplace(number, std::move(object));
+    Part& part = part_of(number);
+    const std::lock_guard lock(part.mutex);
+    part.objects.emplace(number, std::move(object));
     return reinterpret_cast<HINTERNET>(number);
 }
 
 std::shared_ptr<Object> find_handle(HINTERNET handle) {
-    const std::shared_lock lock(table().mutex);
-    const auto found = table().objects.find(reinterpret_cast<std::uintptr_t>(handle));
-    return found != table().objects.end() ? found->second : nullptr;
+    const auto number = reinterpret_cast<std::uintptr_t>(handle);
+    Part& part = part_of(number);
+    const std::lock_guard lock(part.mutex);
+    const auto found = part.objects.find(number);
+    return found != part.objects.end() ? found->second : nullptr;
 }
 
 std::shared_ptr<Object> remove_handle(HINTERNET handle) {
-    const std::lock_guard lock(table().mutex);
-    const auto node = table().objects.extract(reinterpret_cast<std::uintptr_t>(handle));
+    const auto number = reinterpret_cast<std::uintptr_t>(handle);
+    Part& part = part_of(number);
+    const std::lock_guard lock(part.mutex);
+    const auto node = part.objects.extract(number);
     return node ? node.mapped() : nullptr;
 }
 

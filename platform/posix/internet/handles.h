@@ -14,17 +14,28 @@ namespace platform::internet {
 
 class Object {
 public:
+    enum class Kind { session, connection, request };
+
+    explicit Object(Kind of_kind) : kind(of_kind) {}
     virtual ~Object() = default;
     // Tells calls in progress to come to an end.
     virtual void close() {}
+
+    const Kind kind;
 };
 
 struct Session final : Object {
+    static constexpr Kind kKind = Kind::session;
+    Session() : Object(kKind) {}
+
     std::string agent;
     std::atomic<DWORD> connect_timeout{60'000};  // milliseconds
 };
 
 struct Connection final : Object {
+    static constexpr Kind kKind = Kind::connection;
+    Connection() : Object(kKind) {}
+
     std::shared_ptr<Session> session;
     std::string host;
     INTERNET_PORT port = 0;

@@ -69,7 +69,8 @@ std::u16string join_lines(const std::vector<std::string>& lines, std::u16string_
 }  // namespace
 
 Request::Request(std::shared_ptr<Connection> connection, std::string verb, std::string object, DWORD flags)
-    : m_connection(std::move(connection)),
+    : Object(kKind),
+      m_connection(std::move(connection)),
       m_verb(std::move(verb)),
       m_flags(flags),
       m_home{home_of(*m_connection, flags, std::move(object))},

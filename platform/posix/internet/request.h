@@ -14,6 +14,8 @@ namespace platform::internet {
 
 class Request final : public Object {
 public:
+    static constexpr Kind kKind = Kind::request;
+
     Request(std::shared_ptr<Connection> connection, std::string verb, std::string object, DWORD flags);
     void close() override { m_closed = true; }
 

@@ -35,11 +35,17 @@ BOOL finish(DWORD error) {
 }
 
 template <class T>
+std::shared_ptr<T> as(std::shared_ptr<Object> object) {
+    return object && object->kind == T::kKind ? std::static_pointer_cast<T>(std::move(object)) : nullptr;
+}
+
+template <class T>
 std::shared_ptr<T> find_as(HINTERNET handle, DWORD& error) {
-    const std::shared_ptr<Object> object = find_handle(handle);
-    std::shared_ptr<T> typed = std::dynamic_pointer_cast<T>(object);
-    error = !object ? ERROR_INVALID_HANDLE : !typed ? ERROR_INTERNET_INCORRECT_HANDLE_TYPE : ERROR_SUCCESS;
-    return typed;
+    std::shared_ptr<Object> object = find_handle(handle);
+    error = !object                    ? ERROR_INVALID_HANDLE
+            : object->kind != T::kKind ? ERROR_INTERNET_INCORRECT_HANDLE_TYPE
+                                       : ERROR_SUCCESS;
+    return as<T>(std::move(object));
 }
 
 template <class Body>
@@ -71,11 +77,11 @@ DWORD set_timeout(HINTERNET handle, const void* buffer, DWORD size) {
     if (!buffer || size != sizeof milliseconds) return ERROR_INVALID_PARAMETER;
     std::memcpy(&milliseconds, buffer, sizeof milliseconds);
     const std::shared_ptr<Object> object = find_handle(handle);
-    if (const auto session = std::dynamic_pointer_cast<Session>(object))
+    if (const auto session = as<Session>(object))
         session->connect_timeout = milliseconds;
-    else if (const auto connection = std::dynamic_pointer_cast<Connection>(object))
+    else if (const auto connection = as<Connection>(object))
         connection->connect_timeout = milliseconds;
-    else if (const auto request = std::dynamic_pointer_cast<Request>(object))
+    else if (const auto request = as<Request>(object))
         request->set_connect_timeout(milliseconds);
     else
         return ERROR_INVALID_HANDLE;
