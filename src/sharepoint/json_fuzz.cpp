@@ -1,0 +1,43 @@
+// Answers of any bytes: parsed, and every reader of answers let loose on what came of it.
+#include <cstdint>
+
+#include "sharepoint/rest/digest.h"
+#include "sharepoint/rest/file_info.h"
+#include "sharepoint/rest/protocol.h"
+
+namespace {
+
+void ReadItem(const Json::Value* item) {
+    if (!item) return;
+    SharePoint::Information information;
+    bool is_folder = false;
+    const bool read = SharePointRestAPI::ParseRestFileInfo(*item, information, is_folder,
+                                                           [](const std::u16string& path) { return path; });
+    if (read && is_folder && information.m_size != 0) __builtin_trap();
+}
+
+void ReadItems(const Json::Value* results) {
+    if (!results) return;
+    for (const Json::Value& item : results->GetArray()) ReadItem(&item);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    Json::Document document;
+    if (!document.Parse({reinterpret_cast<const char*>(data), size})) {
+        if (!document.Root().IsNull()) __builtin_trap();
+        return 0;
+    }
+    const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
+    ReadItem(&document.Root());
+    ReadItem(item);
+    for (const char16_t* group : {u"Folders", u"Files"}) {
+        ReadItems(Json::ArrayMember(Json::ObjectMember(item, group), u"results"));
+    }
+    SharePointRestAPI::ErrorCode(document.Root());
+    SharePointRestAPI::RequestDigest digest;
+    digest.Read(document.Root(), 0);
+    Json::Unsigned(Json::Member(item, u"Low"));
+    return 0;
+}

@@ -1,0 +1,256 @@
+// Answers of any shape to documents: hostile JSON, XML, dates, and the SOAP exchange.
+#include "sharepoint/reading.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "http/loopback_test_server.h"
+#include "plugin/encoding.h"
+
+namespace {
+
+using SharePoint2010::Utility::ParseDateTimeIso8601;
+using SharePoint2013::Utility::CheckWebDavMultistatus;
+
+std::shared_ptr<Http::Session> Connect(const LoopbackTestServer& server) {
+    return Http::Session::Create(u"http://", u"127.0.0.1", server.Port(), {}, {});
+}
+
+std::string Repeat(const char* text, size_t count) {
+    std::string repeated;
+    for (size_t at = 0; at < count; ++at) repeated += text;
+    return repeated;
+}
+
+bool Parses(const std::string& bytes) {
+    Json::Document document;
+    const bool parsed = document.Parse(bytes);
+    EXPECT_EQ(parsed, document.ErrorCode() == rapidjson::kParseErrorNone);
+    EXPECT_TRUE(parsed || document.Root().IsNull());
+    return parsed;
+}
+
+TEST(Json, RefusesWhatIsNoJson) {
+    for (const char* text : {"", " ", "{", "{\"d\":", "{\"d\":{\"a\":1}", "[1,]", "{\"a\" 1}", "nul", "tru",
+                             "\"open", "<!DOCTYPE html><html></html>", "{} x", "1e999999", "\"\\ud800\"",
+                             "\"\\x\"", "{\"a\":1}}", "-", "0x10", "'d'"}) {
+        EXPECT_FALSE(Parses(text)) << text;
+    }
+    for (const char* text : {"{}", "[]", "null", "7", "\"\"", " {\"d\":null}\r\n", "\"\\u0000\""}) {
+        EXPECT_TRUE(Parses(text)) << text;
+    }
+}
+
+TEST(Json, RefusesDeepNestingWithoutOverflow) {
+    EXPECT_TRUE(Parses(Repeat("[", Json::kMaxDepth) + Repeat("]", Json::kMaxDepth)));
+    EXPECT_FALSE(Parses(Repeat("[", Json::kMaxDepth + 1) + Repeat("]", Json::kMaxDepth + 1)));
+    EXPECT_FALSE(Parses(Repeat("[", 100'000) + Repeat("]", 100'000)));
+    EXPECT_FALSE(Parses(Repeat("{\"d\":", 100'000)));
+    // Breadth is no depth.
+    EXPECT_TRUE(Parses("[" + Repeat("{},", 100'000) + "[]]"));
+}
+
+TEST(Json, KeepsTextOfEveryPlane) {
+    Json::Document document;
+    ASSERT_TRUE(
+        document.Parse("{\"\u00E4\":\"\U0001F600 \\ud83d\\ude00 \\u0041\\/\\n\",\"bad\":\"a\xFF"
+                       "b\",\"nul\":\"a\\u0000b\"}"));
+    EXPECT_EQ(Json::Text(Json::Member(&document.Root(), u"\u00E4")), u"\U0001F600 \U0001F600 A/\n");
+    EXPECT_EQ(Json::Text(Json::Member(&document.Root(), u"bad")), u"a\uFFFDb");
+    EXPECT_EQ(Json::Text(Json::Member(&document.Root(), u"nul")), std::u16string_view(u"a\0b", 3));
+}
+
+TEST(Json, CanBeParsedAgain) {
+    Json::Document document;
+    ASSERT_TRUE(document.Parse("{\"a\":\"1\"}"));
+    ASSERT_FALSE(document.Parse("{"));
+    EXPECT_EQ(Json::Member(&document.Root(), u"a"), nullptr);
+    ASSERT_TRUE(document.Parse("{\"a\":\"2\"}"));
+    EXPECT_EQ(Json::Text(Json::Member(&document.Root(), u"a")), u"2");
+}
+
+TEST(Json, AccessToAnotherTypeThrowsAndNeverEnds) {
+    Json::Document document;
+    ASSERT_TRUE(document.Parse("{\"a\":1}"));
+    EXPECT_THROW(document.Root()[u"none"], Exception);
+    EXPECT_THROW(document.Root()[u"a"].GetString(), Exception);
+    EXPECT_THROW(document.Root().GetArray(), Exception);
+}
+
+TEST(Json, ReadsNumbersAlsoFromText) {
+    const struct {
+        const char* json;
+        std::optional<uint64_t> number;
+    } rows[] = {
+        {"\"18057\"", 18057u},
+        {"18057", 18057u},
+        {"\"18446744073709551615\"", UINT64_MAX},
+        {"\"99999999999999999999\"", UINT64_MAX},
+        {"\"12 bytes\"", 12u},
+        {"\"\"", std::nullopt},
+        {"\"-1\"", std::nullopt},
+        {"-1", std::nullopt},
+        {"1.5", std::nullopt},
+        {"null", std::nullopt},
+        {"{}", std::nullopt},
+    };
+    for (const auto& row : rows) {
+        Json::Document document;
+        ASSERT_TRUE(document.Parse(row.json));
+        EXPECT_EQ(Json::Unsigned(&document.Root()), row.number) << row.json;
+    }
+    EXPECT_EQ(Json::Unsigned(nullptr), std::nullopt);
+}
+
+TEST(ReadJson, TellsWhetherTheBodyIsJson) {
+    std::string body = "{\"d\":1}";
+    LoopbackTestServer server([&](const auto&) { return Answer("200 OK", body); });
+    const auto session = Connect(server);
+    const auto read = [&](Json::Document& document) {
+        return SharePoint2010::Utility::ReadJson(
+            document, session->SendRequest(u"GET", u"x", nullptr, nullptr, nullptr, 0, false));
+    };
+    Json::Document document;
+    EXPECT_TRUE(read(document));
+    EXPECT_EQ(Json::Unsigned(Json::Member(&document.Root(), u"d")), 1u);
+    body = "<html>";
+    EXPECT_FALSE(read(document));
+    EXPECT_TRUE(document.Root().IsNull());
+}
+
+TEST(Date, IsReadAsUtcWhateverZoneItNames) {
+    constexpr uint64_t kTime = 130118772300000000u;  // 2013-05-01 10:20:30
+    const struct {
+        const char16_t* text;
+        uint64_t time;
+    } rows[] = {
+        {u"2013-05-01T10:20:30", kTime},
+        {u"2013-05-01T10:20:30Z", kTime},
+        {u"2013-05-01T10:20:30+02:00", kTime},
+        {u"2013-05-01T10:20:30-07:00", kTime},
+        {u"2013-5-1T10:20:30", kTime},
+        {u"2013-05-01T10:20:30.", kTime},
+        {u"2013-05-01T10:20:30.0000000Z", kTime},
+        {u"1601-01-01T00:00:00Z", 0},
+        {u"2013-05-01", 0},
+        {u"2013-05-01 10:20:30", 0},
+        {u"2013-05-01T10:20", 0},
+        {u"2013-13-01T10:20:30", 0},
+        {u"2013-02-30T10:20:30", 0},
+        {u"2013-05-01T25:20:30", 0},
+        {u"20130501T102030Z", 0},
+        {u"2013-05--1T10:20:30", 0},
+        {u"", 0},
+        {u"Wed, 01 May 2013 10:20:30 GMT", 0},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ParseDateTimeIso8601(row.text, Log::none), row.time) << ToUtf8(row.text);
+    }
+}
+
+TEST(Date, TakesTheFractionInSinglePrecision) {
+    const uint64_t whole = ParseDateTimeIso8601(u"2013-05-01T10:20:30", Log::none);
+    const auto ticks = [&](const char16_t* fraction) {
+        return ParseDateTimeIso8601(std::u16string(u"2013-05-01T10:20:30") + fraction, Log::none) - whole;
+    };
+    EXPECT_EQ(ticks(u".5Z"), 5'000'000u);
+    EXPECT_EQ(ticks(u".25"), 2'500'000u);
+    EXPECT_EQ(ticks(u".0000001"), 1u);
+    EXPECT_NEAR(static_cast<double>(ticks(u".1234567Z")), 1'234'567.0, 1.0);
+    EXPECT_EQ(ticks(u".99999999999999999999999999"), 10'000'000u);
+}
+
+TEST(Xml, ThrowsOrLogsWhatIsNoXml) {
+    std::string body;
+    LoopbackTestServer server([&](const auto&) { return Answer("200 OK", body); });
+    const auto session = Connect(server);
+    const auto send = [&] { return session->SendRequest(u"GET", u"x", nullptr, nullptr, nullptr, 0, false); };
+    pugi::xml_document document;
+    body = "<a><b>\xC3\xA4</b></a>";
+    SharePoint2010::Utility::ReadResponseXml(document, send());
+    EXPECT_STREQ(document.child("a").child("b").text().get(), "\xC3\xA4");
+    for (const char* broken : {"", "no xml", "<a><b></a>", "<a"}) {
+        body = broken;
+        try {
+            SharePoint2010::Utility::ReadResponseXml(document, send());
+            FAIL() << broken;
+        } catch (const Exception& failure) {
+            EXPECT_TRUE(failure.message.starts_with(u"XML parse error \"")) << ToUtf8(failure.message);
+            EXPECT_NE(failure.message.find(u"\" at char "), std::u16string::npos);
+        }
+        EXPECT_NO_THROW(SharePoint2013::Utility::ReadXml(document, send()));
+        EXPECT_EQ(document.first_child(), pugi::xml_node()) << broken;
+    }
+    body = Repeat("<a>", 100'000);
+    EXPECT_THROW(SharePoint2010::Utility::ReadResponseXml(document, send()), Exception);
+    std::u16string text;
+    body = "vti_encoding=SR|utf8-nl \xC3\xA4";
+    SharePoint2013::Utility::ReadString(text, send());
+    EXPECT_EQ(text, u"vti_encoding=SR|utf8-nl \u00E4");
+}
+
+TEST(Soap, IsOnePostOfAnEnvelope) {
+    std::string answer = Answer(
+        "200 OK",
+        "<?xml version=\"1.0\"?><soap:Envelope xmlns:soap=\"s\"><soap:Body><GetUserInfoResponse xmlns=\"n\">"
+        "<GetUserInfoResult><GetUserInfo><User Name=\"Bob\"/></GetUserInfo></GetUserInfoResult>"
+        "</GetUserInfoResponse></soap:Body></soap:Envelope>");
+    LoopbackTestServer server([&](const auto&) { return answer; });
+    const auto session = Connect(server);
+    const auto call = [&](pugi::xml_document& document) {
+        return SharePoint2010::Utility::CallSoap(document, *session, u"sites/docs", u"UserGroup",
+                                                 u"GetUserInfo", u"<userLoginName>\u00E4</userLoginName>",
+                                                 u"directory/");
+    };
+    pugi::xml_document document;
+    const pugi::xml_node result = call(document);
+    EXPECT_STREQ(result.child("GetUserInfo").child("User").attribute("Name").value(), "Bob");
+    const auto request = server.Requests().at(0);
+    EXPECT_EQ(request.Line(), "POST /sites/docs/_vti_bin/UserGroup.asmx");
+    EXPECT_EQ(request.Header("content-type"), "text/xml; charset=utf-8");
+    EXPECT_EQ(request.Header("soapaction"),
+              "\"http://schemas.microsoft.com/sharepoint/soap/directory/GetUserInfo\"");
+    EXPECT_EQ(request.Header("accept"), "text/xml");
+    EXPECT_EQ(request.body,
+              "<?xml version=\"1.0\" encoding=\"utf-8\"?><soap:Envelope "
+              "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+              "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+              "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\"><soap:Body><GetUserInfo "
+              "xmlns=\"http://schemas.microsoft.com/sharepoint/soap/directory/\"><userLoginName>\xC3\xA4"
+              "</userLoginName></GetUserInfo></soap:Body></soap:Envelope>");
+
+    answer = Answer("200 OK", "<soap:Envelope xmlns:soap=\"s\"/>");
+    EXPECT_EQ(call(document), pugi::xml_node());
+    answer = Answer("200 OK", "oops");
+    EXPECT_THROW(call(document), Exception);
+    answer = Answer("500 Oops", "<soap:Envelope xmlns:soap=\"s\"/>");
+    EXPECT_THROW(call(document), Http::HttpException);
+}
+
+TEST(Multistatus, FailsForAnItemWhoseLineEndsInAFailure) {
+    const struct {
+        const char* statuses;
+        bool ok;
+    } rows[] = {
+        {"", true},
+        {"<D:response><D:status>HTTP/1.1 200</D:status></D:response>", true},
+        {"<D:response><D:status>HTTP/1.1 399</D:status></D:response>", true},
+        {"<D:response><D:status>HTTP/1.1 423</D:status></D:response>", false},
+        {"<D:response><D:status>400</D:status></D:response>", false},
+        {"<D:response><D:status>HTTP/1.1 423 Locked</D:status></D:response>", true},
+        {"<D:response><D:url>a</D:url></D:response>", true},
+        {"<D:response><D:status>x 500</D:status></D:response><D:response><D:status>x "
+         "200</D:status></D:response>",
+         false},
+    };
+    for (const auto& row : rows) {
+        pugi::xml_document document;
+        document.load_string(
+            ("<D:multistatus xmlns:D=\"DAV:\">" + std::string(row.statuses) + "</D:multistatus>").c_str());
+        EXPECT_EQ(CheckWebDavMultistatus(document, u"a", u"MOVE"), row.ok) << row.statuses;
+    }
+    EXPECT_TRUE(CheckWebDavMultistatus(pugi::xml_document(), u"a", u"MOVE"));
+}
+
+}  // namespace
