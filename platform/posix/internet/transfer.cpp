@@ -15,7 +15,7 @@ namespace platform::internet {
 namespace {
 
 constexpr std::size_t kBufferSize = 256 * 1024;
-constexpr long kReceiveBlock = 128 * 1024;
+constexpr long kReceiveBlock = 64 * 1024;
 constexpr long kUploadBlock = 256 * 1024;
 // How much of an unwanted answer is read to keep its connection.
 constexpr std::size_t kMaxDiscarded = 64 * 1024;

@@ -248,8 +248,8 @@ TEST(Connections, AreSharedByAllThreadsOfASession) {
 class Tls : public testing::Test {
 protected:
     void SetUp() override {
-        m_server.reset(
-            RawServer::with_tls([](Exchange& exchange) { exchange.answer("200 OK", "", "safe"); }, m_pem));
+        m_server.reset(RawServer::with_tls(
+            [this](Exchange& exchange) { exchange.answer("200 OK", "", m_body); }, m_pem));
         char name[] = "/tmp/platform-ca-XXXXXX";
         const int file = mkstemp(name);
         ASSERT_GE(file, 0);
@@ -269,6 +269,7 @@ protected:
         return error;
     }
     std::string m_pem, m_file;
+    std::string m_body = "safe";
     std::unique_ptr<RawServer> m_server;
 };
 
@@ -281,6 +282,15 @@ TEST_F(Tls, UnknownAuthoritiesAndOtherNamesAreRefused) {
     EXPECT_EQ(try_host(u"localhost", body), static_cast<DWORD>(ERROR_INTERNET_DECODING_FAILED));
     setenv("SSL_CERT_FILE", "/nonexistent", 1);
     EXPECT_NE(try_host(u"127.0.0.1", body), 0u);
+}
+
+TEST_F(Tls, RecordsThatComeFasterThanTheyAreReadWait) {
+    setenv("SSL_CERT_FILE", m_file.c_str(), 1);
+    m_body.resize(6'000'000);
+    for (std::size_t i = 0; i < m_body.size(); ++i) m_body[i] = static_cast<char>(i * 2654435761u >> 13);
+    std::string body;
+    EXPECT_EQ(try_host(u"127.0.0.1", body), 0u);
+    EXPECT_TRUE(body == m_body);
 }
 
 TEST(Security, AServerThatNeverShakesHandsEndsInATimeOut) {
