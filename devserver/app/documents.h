@@ -1,0 +1,24 @@
+// Documents by their own address, their old versions, previews, sharing links and the front page.
+// Owner: app/service; any thread.
+#pragma once
+#include "http/message.h"
+#include "store/store.h"
+
+namespace devserver {
+
+class DocumentPages {
+public:
+    explicit DocumentPages(Store& store) : m_store(store) {}
+    http::Response handle(http::Request& request, const User& user);
+
+private:
+    http::Response document(const http::Request& request);
+    http::Response old_version(const http::Request& request, std::size_t at);
+    http::Response preview(const http::Request& request);
+    http::Response content(const http::Request& request, const std::string& blob, const std::string& name,
+                           const std::string& etag, Seconds modified);
+
+    Store& m_store;
+};
+
+}  // namespace devserver

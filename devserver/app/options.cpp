@@ -1,0 +1,155 @@
+// The command line of the server.
+// Owner: app/main; read once at the start.
+#include "app/options.h"
+
+#include <fstream>
+#include <functional>
+#include <map>
+
+#include "base/text.h"
+
+namespace devserver {
+namespace {
+
+Rights parse_rights(const std::string& text) {
+    if (text == "edit") return Rights::edit;
+    if (text == "read") return Rights::read;
+    if (text == "none") return Rights::none;
+    throw UsageError("unknown rights '" + text + "': use edit, read or none");
+}
+
+UserOption parse_user(const std::string& text) {
+    auto parts = split(text, ':');
+    if (parts.size() < 2 || parts.size() > 3 || parts[0].empty() ||
+        parts[0].find_first_of("@|/ ") != std::string::npos)
+        throw UsageError("a user is given as NAME:PASSWORD or NAME:PASSWORD:RIGHTS");
+    return {parts[0], parts[1], parts.size() == 3 ? parse_rights(parts[2]) : Rights::edit};
+}
+
+void read_user_file(const std::string& file, std::vector<UserOption>& users) {
+    std::ifstream stream(file);
+    if (!stream) throw UsageError("cannot read the user file " + file);
+    for (std::string line; std::getline(stream, line);)
+        if (auto text = trim(line); !text.empty() && text[0] != '#')
+            users.push_back(parse_user(std::string(text)));
+}
+
+int parse_number(const std::string& option, const std::string& text, std::int64_t least, std::int64_t most) {
+    auto number = parse_integer(text);
+    if (!number || *number < least || *number > most)
+        throw UsageError(option + " takes a number from " + std::to_string(least) + " to " +
+                         std::to_string(most));
+    return static_cast<int>(*number);
+}
+
+std::string parse_site(std::string text) {
+    while (!text.empty() && text.front() == '/') text.erase(0, 1);
+    while (!text.empty() && text.back() == '/') text.pop_back();
+    if (text.empty() || text.find("..") != std::string::npos)
+        throw UsageError("--site takes a path such as /sites/team");
+    return text;
+}
+
+std::pair<std::string, int> parse_seed_count(const std::string& text) {
+    auto equals = text.rfind('=');
+    if (equals == std::string::npos || equals == 0) throw UsageError("--seed-count takes FOLDER=COUNT");
+    return {text.substr(0, equals), parse_number("--seed-count", text.substr(equals + 1), 1, 1'000'000)};
+}
+
+}  // namespace
+
+Options parse_options(const std::vector<std::string>& arguments) {
+    Options options;
+    using Setter = std::function<void(const std::string&)>;
+    const std::map<std::string, Setter> with_value = {
+        {"--data", [&](auto& v) { options.data_folder = v; }},
+        {"--seed", [&](auto& v) { options.seed_folder = v; }},
+        {"--seed-count", [&](auto& v) { options.seed_counts.push_back(parse_seed_count(v)); }},
+        {"--host", [&](auto& v) { options.server.host = v; }},
+        {"--port", [&](auto& v) { options.server.port = parse_number("--port", v, 0, 65535); }},
+        {"--site", [&](auto& v) { options.site_path = parse_site(v); }},
+        {"--library", [&](auto& v) { options.library = v; }},
+        {"--user", [&](auto& v) { options.users.push_back(parse_user(v)); }},
+        {"--user-file", [&](auto& v) { read_user_file(v, options.users); }},
+        {"--tls-cert", [&](auto& v) { options.server.certificate_file = v; }},
+        {"--tls-key", [&](auto& v) { options.server.key_file = v; }},
+        {"--approve", [&](auto& v) { options.oauth.approve_user = v; }},
+        {"--token-lifetime",
+         [&](auto& v) { options.oauth.token_lifetime = parse_number("--token-lifetime", v, 1, 31'536'000); }},
+        {"--digest-lifetime",
+         [&](auto& v) { options.digest_lifetime = parse_number("--digest-lifetime", v, 1, 31'536'000); }},
+        {"--faults", [&](auto& v) { options.faults_file = v; }},
+        {"--request-log", [&](auto& v) { options.request_log_file = v; }},
+        {"--max-connections",
+         [&](auto& v) { options.server.max_connections = parse_number("--max-connections", v, 1, 4096); }},
+    };
+    const std::map<std::string, bool*> switches = {{"--admin", &options.admin},
+                                                   {"--force-checkout", &options.force_checkout},
+                                                   {"--exit-with-parent", &options.exit_with_parent},
+                                                   {"--help", &options.help}};
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        auto name = arguments[i];
+        if (auto flag = switches.find(name); flag != switches.end()) {
+            *flag->second = true;
+        } else if (name == "--major-versions-only") {
+            options.minor_versions = false;
+        } else if (auto setter = with_value.find(name); setter != with_value.end()) {
+            if (++i == arguments.size()) throw UsageError(name + " needs a value");
+            setter->second(arguments[i]);
+        } else {
+            throw UsageError("unknown option '" + name + "'; --help lists what there is");
+        }
+    }
+    if (options.help) return options;
+    if (options.data_folder.empty()) throw UsageError("--data DIR is missing; --help lists what there is");
+    if (options.server.certificate_file.empty() != options.server.key_file.empty())
+        throw UsageError("--tls-cert and --tls-key belong together");
+    if (options.library.empty() || options.library.find_first_of("/\\\"*:<>?|") != std::string::npos)
+        throw UsageError("--library takes a folder name");
+    if (options.users.empty())
+        options.users = {
+            {"alice", "alice", Rights::edit}, {"bob", "bob", Rights::edit}, {"carol", "carol", Rights::read}};
+    return options;
+}
+
+std::string help_text() {
+    return R"(Usage: spdevserver --data DIR [option]...
+
+A development server that speaks SharePoint's REST interface over HTTP. When it is ready it prints one line
+on standard output, "Listening on http://HOST:PORT", and everything else on standard error.
+
+Where it keeps and finds things
+  --data DIR              folder of the database and the documents; made when it isn't there (required)
+  --seed DIR              at the first start, copy DIR's content into the site's library
+  --seed-count NAME=N     at the first start, make the folder NAME with N small files in the library
+  --site PATH             path of the site (default /sites/team); a root site "/" is always there too
+  --library NAME          folder name of the site's library (default "Shared Documents")
+  --force-checkout        documents must be checked out before they are changed
+  --major-versions-only   no minor versions in the site's library
+
+Where it listens
+  --host HOST             address to listen on (default 127.0.0.1)
+  --port PORT             port to listen on (default 0: any free one)
+  --tls-cert FILE         serve HTTPS with this PEM certificate chain ...
+  --tls-key FILE          ... and this PEM key
+  --max-connections N     connections served at the same time (default 256)
+
+Who may sign in
+  --user NAME:PASSWORD[:RIGHTS]   RIGHTS is edit (default), read or none; may be repeated
+  --user-file FILE        users, one per line in the same form; '#' begins a comment
+                          (default users: alice:alice, bob:bob, carol:carol:read)
+  --approve USER          approve every device code at once for this user
+  --token-lifetime S      seconds that an access token is valid (default 3600)
+  --digest-lifetime S     seconds that a form digest is valid (default 1800)
+
+For tests
+  --faults FILE           a JSON list of faults; docs/devserver.md says how they look
+  --request-log FILE      append one JSON line per request; no secret values
+  --admin                 serve the operations under /_dev/
+  --exit-with-parent      end when the starting process ends
+
+SIGTERM and SIGINT end the server with exit status 0; wrong usage is exit status 2.
+)";
+}
+
+}  // namespace devserver

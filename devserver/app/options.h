@@ -1,0 +1,39 @@
+// The command line of the server.
+// Owner: app/main; read once at the start.
+#pragma once
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "auth/oauth.h"
+#include "http/server.h"
+#include "store/records.h"
+
+namespace devserver {
+
+struct UserOption {
+    std::string name, password;
+    Rights rights = Rights::edit;
+};
+
+struct Options {
+    std::string data_folder, seed_folder, faults_file, request_log_file;
+    std::string site_path = "sites/team", library = "Shared Documents";
+    http::ServerOptions server;
+    OAuthOptions oauth;
+    std::vector<UserOption> users;
+    std::vector<std::pair<std::string, int>> seed_counts;
+    int digest_lifetime = 1800;
+    bool force_checkout = false, minor_versions = true, admin = false, exit_with_parent = false, help = false;
+};
+
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Throws UsageError with one clear line.
+Options parse_options(const std::vector<std::string>& arguments);
+std::string help_text();
+
+}  // namespace devserver

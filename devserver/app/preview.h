@@ -1,0 +1,13 @@
+// A small picture of a document's first page, drawn from nothing but its name and size.
+// Owner: app/documents; any thread.
+#pragma once
+#include <string>
+
+#include "store/records.h"
+
+namespace devserver {
+
+// A PNG whose edges grow with `resolution` (0 to 6).
+std::string preview_png(const Item& item, int resolution);
+
+}  // namespace devserver

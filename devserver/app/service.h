@@ -1,0 +1,44 @@
+// The whole server behind one door: faults, sign-in, REST, documents, admin, request log.
+// Owner: app/main; called from every connection's thread.
+#pragma once
+#include <memory>
+
+#include "admin/admin.h"
+#include "admin/request_log.h"
+#include "app/documents.h"
+#include "app/options.h"
+#include "auth/authenticator.h"
+#include "auth/digest.h"
+#include "auth/oauth.h"
+#include "faults/plan.h"
+#include "http/message.h"
+#include "rest/rest_api.h"
+#include "store/store.h"
+
+namespace devserver {
+
+class Service : public http::Application {
+public:
+    Service(const Options& options, Store& store);
+
+    bool stall_connection() override;
+    http::WirePlan plan(http::Request& request) override;
+    http::Response handle(http::Request& request) override;
+    void finished(const http::Request& request, const http::ExchangeResult& result) override;
+
+private:
+    http::Response serve(http::Request& request);
+    http::Response serve_guarded(http::Request& request);
+
+    Store& m_store;
+    RequestLog m_log;
+    FaultPlan m_faults;
+    FormDigests m_digests;
+    BearerAuthenticator m_authenticator;
+    OAuthAuthority m_authority;
+    rest::RestApi m_rest;
+    DocumentPages m_documents;
+    std::unique_ptr<Admin> m_admin;
+};
+
+}  // namespace devserver

@@ -1,0 +1,34 @@
+// Who sends a request: bearer tokens now, with room for other ways of signing in.
+// Owner: auth/; any thread.
+#pragma once
+#include <optional>
+#include <string>
+
+#include "http/message.h"
+#include "store/store.h"
+
+namespace devserver {
+
+class Authenticator {
+public:
+    virtual ~Authenticator() = default;
+    // The user, or nothing; then `challenge` makes the answer.
+    virtual std::optional<User> authenticate(const http::Request& request) = 0;
+    virtual http::Response challenge(const http::Request& request) = 0;
+};
+
+class BearerAuthenticator : public Authenticator {
+public:
+    explicit BearerAuthenticator(Store& store) : m_store(store) {}
+    std::optional<User> authenticate(const http::Request& request) override;
+    http::Response challenge(const http::Request& request) override;
+
+private:
+    Store& m_store;
+};
+
+// The sign-in authority's constants, shared by challenge and token answers.
+std::string realm_of(Store& store);
+std::string bearer_token(const http::Request& request);
+
+}  // namespace devserver

@@ -1,0 +1,27 @@
+// Form digests: proofs, bound to a user and a time, that a change was meant.
+// Owner: auth/; any thread.
+#pragma once
+#include <string>
+#include <string_view>
+
+#include "store/store.h"
+
+namespace devserver {
+
+class FormDigests {
+public:
+    FormDigests(Store& store, int lifetime_seconds) : m_store(store), m_lifetime(lifetime_seconds) {}
+    std::string issue(const User& user);
+    bool accepts(std::string_view digest, const User& user);
+    int lifetime_seconds() const { return m_lifetime; }
+    // Makes every digest that was given out stale.
+    void expire_all() { m_store.renew_secret("digest"); }
+
+private:
+    std::string seal(const User& user, std::string_view date);
+
+    Store& m_store;
+    int m_lifetime;
+};
+
+}  // namespace devserver

@@ -1,0 +1,215 @@
+// The OAuth authority: device codes, tokens, and the page on which a person approves a device.
+// Owner: app/service; any thread.
+#include "auth/oauth.h"
+
+#include "auth/authenticator.h"
+#include "base/clock.h"
+#include "base/crypto.h"
+#include "base/text.h"
+#include "odata/format.h"
+
+namespace devserver {
+namespace {
+
+constexpr const char* prefix = "/organizations/";
+constexpr Seconds refresh_lifetime = 90 * 24 * 3600;
+
+http::Response json(int status, const std::string& text) {
+    auto response = http::make_response(status, "application/json; charset=utf-8", text);
+    response.headers.set("Cache-Control", "no-store");
+    response.headers.set("Pragma", "no-cache");
+    return response;
+}
+
+http::Response oauth_error(const std::string& code, const std::string& description, int status = 400) {
+    return json(status, "{\"error\":" + odata::json_text(code) +
+                            ",\"error_description\":" + odata::json_text(description) +
+                            ",\"timestamp\":" + odata::json_text(iso_time(now())) + "}");
+}
+
+// Letters that are read out loud without doubt.
+std::string make_user_code() {
+    constexpr std::string_view letters = "BCDFGHJKLMNPQRSTVWXZ";
+    std::string code;
+    for (char c : random_bytes(9)) code += letters[static_cast<unsigned char>(c) % letters.size()];
+    return code;
+}
+
+std::string page(const std::string& inner) {
+    return "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>Sign "
+           "in</title></head><body>" +
+           inner + "</body></html>";
+}
+
+}  // namespace
+
+std::optional<http::Response> OAuthAuthority::handle(http::Request& request) {
+    if (equals_ignoring_case(request.path, "/devicelogin")) return login_page(request);
+    // Any tenant name may stand where "organizations" stands by default.
+    auto second = request.path.find('/', 1);
+    if (second == std::string::npos) return std::nullopt;
+    auto rest = to_lower(std::string_view(request.path).substr(second));
+    if (rest == "/.well-known/openid-configuration" || rest == "/v2.0/.well-known/openid-configuration")
+        return configuration(request);
+    bool post = request.method == "POST";
+    if (rest != "/oauth2/v2.0/devicecode" && rest != "/oauth2/v2.0/token") return std::nullopt;
+    if (!post) return oauth_error("invalid_request", "This endpoint takes POST requests.", 405);
+    return rest == "/oauth2/v2.0/token" ? token(request) : device_code(request);
+}
+
+http::Response OAuthAuthority::configuration(const http::Request& request) const {
+    auto base = request.base_url + prefix + "oauth2/v2.0/";
+    return json(200, "{\"token_endpoint\":" + odata::json_text(base + "token") +
+                         ",\"device_authorization_endpoint\":" + odata::json_text(base + "devicecode") +
+                         ",\"authorization_endpoint\":" + odata::json_text(base + "authorize") +
+                         ",\"issuer\":" + odata::json_text(request.base_url + prefix + "v2.0") +
+                         ",\"token_endpoint_auth_methods_supported\":[\"none\"],"
+                         "\"response_types_supported\":[\"code\"],\"subject_types_supported\":[\"pairwise\"],"
+                         "\"scopes_supported\":[\"openid\",\"profile\",\"offline_access\"]}");
+}
+
+http::Response OAuthAuthority::device_code(http::Request& request) {
+    auto form = parse_query(http::read_text(request, 65536));
+    DeviceCode record;
+    record.client = query_value(form, "client_id");
+    record.scope = query_value(form, "scope");
+    if (record.client.empty()) return oauth_error("invalid_request", "The request has no client_id.");
+    record.user_code = make_user_code();
+    record.expires = now() + m_options.device_code_lifetime;
+    record.interval = m_options.poll_interval;
+    if (auto user = m_store.user_by_name(m_options.approve_user)) record.user = user->id;
+    auto code = base64url_encode(random_bytes(48));
+    m_store.put_device_code(code, record);
+    auto address = request.base_url + "/devicelogin";
+    return json(200, "{\"user_code\":" + odata::json_text(record.user_code) + ",\"device_code\":" +
+                         odata::json_text(code) + ",\"verification_uri\":" + odata::json_text(address) +
+                         ",\"verification_uri_complete\":" +
+                         odata::json_text(address + "?user_code=" + record.user_code) +
+                         ",\"expires_in\":" + std::to_string(m_options.device_code_lifetime) +
+                         ",\"interval\":" + std::to_string(record.interval) + ",\"message\":" +
+                         odata::json_text("To sign in, open the page " + address + " and enter the code " +
+                                          record.user_code + ".") +
+                         "}");
+}
+
+http::Response OAuthAuthority::token(http::Request& request) {
+    auto form = parse_query(http::read_text(request, 65536));
+    auto type = query_value(form, "grant_type");
+    if (type == "urn:ietf:params:oauth:grant-type:device_code" || type == "device_code")
+        return redeem_device_code(form);
+    if (type == "refresh_token") return redeem_refresh_token(form);
+    if (type == "password") return redeem_password(form);
+    return oauth_error(type.empty() ? "invalid_request" : "unsupported_grant_type",
+                       "The grant type '" + type + "' isn't supported.");
+}
+
+http::Response OAuthAuthority::redeem_device_code(const QueryParameters& form) {
+    auto code = query_value(form, "device_code");
+    auto record = m_store.device_code(code);
+    if (!record) return oauth_error("invalid_grant", "The device code isn't known or was used before.");
+    if (record->client != query_value(form, "client_id"))
+        return oauth_error("invalid_client", "The device code was given to another client.");
+    if (record->expires <= now()) {
+        m_store.drop_device_code(code);
+        return oauth_error("expired_token", "The device code has expired.");
+    }
+    if (record->denied) {
+        m_store.drop_device_code(code);
+        return oauth_error("authorization_declined", "The person declined.");
+    }
+    if (record->user == 0) {
+        bool too_soon = record->last_poll != 0 && now() - record->last_poll < record->interval;
+        if (too_soon) record->interval += 5;
+        record->last_poll = now();
+        m_store.put_device_code(code, *record);
+        return too_soon ? oauth_error("slow_down", "Poll less often.")
+                        : oauth_error("authorization_pending", "Nobody has entered the code yet.");
+    }
+    m_store.drop_device_code(code);
+    auto user = m_store.user_by_id(record->user);
+    if (!user) return oauth_error("invalid_grant", "The user is gone.");
+    return grant(*user, record->scope, record->client);
+}
+
+http::Response OAuthAuthority::redeem_refresh_token(const QueryParameters& form) {
+    auto value = query_value(form, "refresh_token");
+    auto token = m_store.token(value, "refresh");
+    if (!token || token->expires <= now())
+        return oauth_error("invalid_grant",
+                           "The refresh token isn't known, was used before, or has expired.");
+    if (token->client != query_value(form, "client_id"))
+        return oauth_error("invalid_client", "The refresh token was given to another client.");
+    auto user = m_store.user_by_id(token->user);
+    if (!user) return oauth_error("invalid_grant", "The user is gone.");
+    m_store.drop_token(value);
+    auto scope = query_value(form, "scope");
+    return grant(*user, scope.empty() ? token->scope : scope, token->client);
+}
+
+http::Response OAuthAuthority::redeem_password(const QueryParameters& form) {
+    auto user = m_store.user_by_name(query_value(form, "username"));
+    if (!user || !equal_in_constant_time(user->password, query_value(form, "password")))
+        return oauth_error("invalid_grant", "The user name or password is incorrect.");
+    return grant(*user, query_value(form, "scope"), query_value(form, "client_id"));
+}
+
+std::string OAuthAuthority::issue_access_token(const User& user, const std::string& scope,
+                                               const std::string& client, std::optional<int> lifetime) {
+    auto value = base64url_encode("{\"typ\":\"JWT\",\"alg\":\"none\"}") + "." +
+                 base64url_encode(random_bytes(48)) + "." + base64url_encode(random_bytes(32));
+    m_store.put_token(value, "access",
+                      {user.id, now() + lifetime.value_or(m_options.token_lifetime), scope, client});
+    return value;
+}
+
+http::Response OAuthAuthority::grant(const User& user, const std::string& scope, const std::string& client) {
+    auto access = issue_access_token(user, scope, client);
+    auto refresh = base64url_encode(random_bytes(64));
+    m_store.put_token(refresh, "refresh", {user.id, now() + refresh_lifetime, scope, client});
+    auto lifetime = std::to_string(m_options.token_lifetime);
+    return json(200, "{\"token_type\":\"Bearer\",\"scope\":" + odata::json_text(scope) +
+                         ",\"expires_in\":" + lifetime + ",\"ext_expires_in\":" + lifetime +
+                         ",\"access_token\":" + odata::json_text(access) +
+                         ",\"refresh_token\":" + odata::json_text(refresh) + "}");
+}
+
+http::Response OAuthAuthority::login_page(http::Request& request) {
+    auto code = to_upper(trim(query_value(request.query, "user_code")));
+    std::string note = "Enter the code that the device shows, and your name and password.";
+    if (request.method == "POST") {
+        auto form = parse_query(http::read_text(request, 65536));
+        code = to_upper(trim(query_value(form, "user_code")));
+        auto device = m_store.pending_user_code(code);
+        auto record = device ? m_store.device_code(*device) : std::nullopt;
+        auto user = m_store.user_by_name(query_value(form, "username"));
+        if (!record || record->expires <= now()) {
+            note = "This code isn't known, or has expired.";
+        } else if (!user || !equal_in_constant_time(user->password, query_value(form, "password"))) {
+            note = "The name or the password is incorrect.";
+        } else {
+            record->denied = query_value(form, "decision") == "decline";
+            record->user = record->denied ? 0 : user->id;
+            m_store.put_device_code(*device, *record);
+            return http::make_response(
+                200, "text/html; charset=utf-8",
+                page(record->denied ? "<h1>Declined</h1>"
+                                    : "<h1>You are signed in</h1><p>Go back to the device; "
+                                      "this page may be closed.</p>"));
+        }
+    } else if (request.method != "GET" && request.method != "HEAD") {
+        return http::make_response(405, "text/plain", "GET or POST");
+    }
+    return http::make_response(
+        200, "text/html; charset=utf-8",
+        page("<h1>Sign in on a device</h1><p>" + html_escape(note) +
+             "</p><form method=\"post\" action=\"/devicelogin\"><p><label>Code <input name=\"user_code\" "
+             "value=\"" +
+             html_escape(code) +
+             "\"></label></p><p><label>Name <input name=\"username\"></label></p><p><label>Password "
+             "<input name=\"password\" type=\"password\"></label></p><p><button name=\"decision\" "
+             "value=\"approve\">Approve</button> <button name=\"decision\" "
+             "value=\"decline\">Decline</button></p>"
+             "</form>"));
+}
+
+}  // namespace devserver

@@ -1,0 +1,41 @@
+// The OAuth authority: device codes, tokens, and the page on which a person approves a device.
+// Owner: app/service; any thread.
+#pragma once
+#include <optional>
+#include <string>
+
+#include "http/message.h"
+#include "store/store.h"
+
+namespace devserver {
+
+struct OAuthOptions {
+    std::string approve_user;  // device codes are approved for this user at once
+    int token_lifetime = 3600;
+    int device_code_lifetime = 900;
+    int poll_interval = 1;
+};
+
+class OAuthAuthority {
+public:
+    OAuthAuthority(Store& store, OAuthOptions options) : m_store(store), m_options(std::move(options)) {}
+    // Nothing when the path isn't the authority's.
+    std::optional<http::Response> handle(http::Request& request);
+    std::string issue_access_token(const User& user, const std::string& scope, const std::string& client,
+                                   std::optional<int> lifetime = {});
+
+private:
+    http::Response configuration(const http::Request& request) const;
+    http::Response device_code(http::Request& request);
+    http::Response token(http::Request& request);
+    http::Response login_page(http::Request& request);
+    http::Response redeem_device_code(const QueryParameters& form);
+    http::Response redeem_refresh_token(const QueryParameters& form);
+    http::Response redeem_password(const QueryParameters& form);
+    http::Response grant(const User& user, const std::string& scope, const std::string& client);
+
+    Store& m_store;
+    OAuthOptions m_options;
+};
+
+}  // namespace devserver

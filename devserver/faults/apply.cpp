@@ -1,0 +1,169 @@
+// What a fault does to a request before it is served and to its answer afterwards.
+// Owner: app/service; a request's thread alone.
+#include "faults/apply.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "odata/format.h"
+
+namespace devserver {
+namespace {
+
+// The document that a request is about: the quoted path in its address, or the address itself.
+std::string document_of(const FaultAction& action, const http::Request& request) {
+    if (!action.document.empty()) return action.document;
+    auto mark = find_ignoring_case(request.path, "decodedurl='/");
+    if (mark == std::string::npos) return request.path;
+    auto begin = mark + 12;
+    auto end = request.path.find("')", begin);
+    return replace_all(request.path.substr(begin, end - begin), "''", "'");
+}
+
+http::Response error_answer(const FaultAction& action, const http::Request& request) {
+    int status = action.status ? action.status : 500;
+    http::Response response;
+    if (!action.code.empty() || !action.message.empty()) {
+        auto code = action.code.empty() ? "-1, Microsoft.SharePoint.SPException" : action.code;
+        auto message = action.message.empty() ? "An injected error." : action.message;
+        response =
+            odata::error_response({status, code, message}, odata::choose_mode(request.headers.get("Accept")));
+    } else {
+        response = http::make_response(status, action.content_type, action.text.value_or(""));
+    }
+    return response;
+}
+
+http::Response sign_in_page(const FaultAction& action) {
+    return http::make_response(
+        action.status ? action.status : 200, "text/html; charset=utf-8",
+        action.text.value_or("<!DOCTYPE html><html><head><title>Sign in to your account</title></head>"
+                             "<body><form method=\"post\" action=\"/login\"><input name=\"loginfmt\">"
+                             "</form></body></html>"));
+}
+
+http::Response forms_answer(const http::Request& request) {
+    auto response = http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+    response.headers.set("X-Forms_Based_Auth_Required",
+                         request.base_url + "/_forms/default.aspx?ReturnUrl=/_layouts/15/error.aspx");
+    response.headers.set("X-Forms_Based_Auth_Return_Url", request.base_url + "/_layouts/15/error.aspx");
+    response.headers.set(
+        "X-MSDAVEXT_Error",
+        "917656; Access+denied.+Before+opening+files+in+this+location%2c+you+must+first+browse+to+"
+        "the+web+site+and+select+the+option+to+login+automatically.");
+    return response;
+}
+
+http::Response nested_answer(const FaultAction& action) {
+    auto depth = static_cast<std::size_t>(std::clamp<std::int64_t>(action.amount, 1, 10'000'000));
+    std::string text;
+    text.reserve(depth * 6);
+    for (std::size_t i = 0; i < depth; ++i) text += "{\"d\":";
+    text += "null";
+    text.append(depth, '}');
+    return http::make_response(action.status ? action.status : 200,
+                               "application/json;odata=verbose;charset=utf-8", text);
+}
+
+http::Response redirect_answer(const FaultAction& action, const http::Request& request) {
+    auto response = http::make_response(action.status ? action.status : 302, "", "");
+    response.headers.set("Location", action.loop ? request.base_url + request.target : action.location);
+    return response;
+}
+
+void rewrite_upload(const FaultAction& action, const http::Request& request, Store& store) {
+    auto item = store.find(document_of(action, request));
+    if (!item || item->folder) return;
+    auto content = store.blobs().create();
+    std::string text;
+    if (!action.text) {
+        http::Response whole;
+        whole.file = store.blobs().open(item->blob);
+        whole.file_length = whole.file->size();
+        http::materialise(whole);
+        text = whole.text + "\n% changed by the server\n";
+    } else {
+        text = *action.text;
+    }
+    content->write(text.data(), text.size());
+    store.write(item->id, std::move(content), store.user_by_id(item->editor).value(), true,
+                action.modified.value_or(item->modified + 1));
+}
+
+}  // namespace
+
+Item write_as_other(Store& store, const std::string& path, const std::string& user_name,
+                    const std::string& text, std::optional<Seconds> time, bool force) {
+    auto user = store.user_by_name(user_name);
+    if (!user) throw StoreError(Fault::not_found, user_name);
+    auto content = store.blobs().create();
+    content->write(text.data(), text.size());
+    auto item = store.find(path);
+    if (!item) return store.add_published(path, std::move(content), time.value_or(now()), *user);
+    // Times have whole seconds, and a newer version must show as newer.
+    return store.write(item->id, std::move(content), *user, force,
+                       time.value_or(std::max(now(), item->modified + 1)));
+}
+
+void prepare(const std::vector<FaultAction>& actions, http::Request& request, Store& store) {
+    for (const auto& action : actions) {
+        if (action.kind == FaultKind::stale_digest)
+            request.headers.set("X-RequestDigest", "0x00,01 Jan 2001 00:00:00 -0000");
+        if (action.kind == FaultKind::newer_version)
+            write_as_other(store, document_of(action, request), action.user.empty() ? "bob" : action.user,
+                           action.text.value_or("a newer version by somebody else"), action.modified, true);
+    }
+}
+
+std::optional<http::Response> answer_instead(const std::vector<FaultAction>& actions,
+                                             const http::Request& request, bool served) {
+    for (const auto& action : actions) {
+        if (action.run_first != served) continue;
+        std::optional<http::Response> response;
+        switch (action.kind) {
+            case FaultKind::status:
+                response = error_answer(action, request);
+                break;
+            case FaultKind::body:
+                response = http::make_response(action.status ? action.status : 200, action.content_type,
+                                               action.text.value_or(""));
+                break;
+            case FaultKind::sign_in_page:
+                response = sign_in_page(action);
+                break;
+            case FaultKind::forms_403:
+                response = forms_answer(request);
+                break;
+            case FaultKind::nested:
+                response = nested_answer(action);
+                break;
+            case FaultKind::redirect:
+                response = redirect_answer(action, request);
+                break;
+            default:
+                continue;
+        }
+        for (const auto& [name, value] : action.headers) response->headers.add(name, value);
+        return response;
+    }
+    return std::nullopt;
+}
+
+void spoil(const std::vector<FaultAction>& actions, const http::Request& request, http::Response& response,
+           Store& store) {
+    for (const auto& action : actions) {
+        if (action.kind == FaultKind::truncate) {
+            http::materialise(response);
+            response.text.resize(std::min<std::size_t>(
+                response.text.size(), static_cast<std::size_t>(std::max<std::int64_t>(0, action.after))));
+        } else if (action.kind == FaultKind::header_bomb) {
+            auto size = static_cast<std::size_t>(std::clamp<std::int64_t>(action.size, 1, 1 << 24));
+            for (std::int64_t i = 0; i < std::clamp<std::int64_t>(action.amount, 1, 100'000); ++i)
+                response.headers.add("X-Filler-" + std::to_string(i), std::string(size, 'x'));
+        } else if (action.kind == FaultKind::rewrite_upload && response.status < 300) {
+            rewrite_upload(action, request, store);
+        }
+    }
+}
+
+}  // namespace devserver

@@ -1,0 +1,261 @@
+// The fault plan: rules that make chosen requests go wrong.
+// Owner: app/service; any thread.
+#include "faults/plan.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "base/clock.h"
+#include "base/text.h"
+
+namespace devserver {
+namespace {
+
+struct KindRow {
+    std::string_view name;
+    FaultKind kind;
+};
+constexpr KindRow kinds[] = {{"stall-connect", FaultKind::stall_connect},
+                             {"stall", FaultKind::stall},
+                             {"stall-headers", FaultKind::stall_headers},
+                             {"stall-body", FaultKind::stall_body},
+                             {"stall-upload", FaultKind::stall_upload},
+                             {"drop-body", FaultKind::drop_body},
+                             {"drop-upload", FaultKind::drop_upload},
+                             {"close", FaultKind::close},
+                             {"truncate", FaultKind::truncate},
+                             {"body", FaultKind::body},
+                             {"sign-in-page", FaultKind::sign_in_page},
+                             {"status", FaultKind::status},
+                             {"forms-403", FaultKind::forms_403},
+                             {"length", FaultKind::length},
+                             {"slow", FaultKind::slow},
+                             {"delay", FaultKind::delay},
+                             {"nested", FaultKind::nested},
+                             {"header-bomb", FaultKind::header_bomb},
+                             {"redirect", FaultKind::redirect},
+                             {"rewrite-upload", FaultKind::rewrite_upload},
+                             {"stale-digest", FaultKind::stale_digest},
+                             {"newer-version", FaultKind::newer_version}};
+
+using Json = rapidjson::Value;
+
+std::string text_member(const Json& object, const char* name) {
+    auto member = object.FindMember(name);
+    if (member == object.MemberEnd()) return {};
+    if (!member->value.IsString()) throw FaultSyntaxError(std::string("'") + name + "' must be a text");
+    return {member->value.GetString(), member->value.GetStringLength()};
+}
+
+std::int64_t number_member(const Json& object, const char* name, std::int64_t otherwise) {
+    auto member = object.FindMember(name);
+    if (member == object.MemberEnd()) return otherwise;
+    if (!member->value.IsInt64())
+        throw FaultSyntaxError(std::string("'") + name + "' must be a whole number");
+    return member->value.GetInt64();
+}
+
+bool flag_member(const Json& object, const char* name) {
+    auto member = object.FindMember(name);
+    return member != object.MemberEnd() && member->value.IsBool() && member->value.GetBool();
+}
+
+void check_members(const Json& object, std::initializer_list<std::string_view> known, const char* where) {
+    for (const auto& member : object.GetObject()) {
+        std::string_view name = member.name.GetString();
+        if (std::find(known.begin(), known.end(), name) == known.end())
+            throw FaultSyntaxError("'" + std::string(name) + "' isn't known in '" + where + "'");
+    }
+}
+
+FaultAction parse_action(const Json& object) {
+    check_members(
+        object,
+        {"kind",    "after",    "delta", "bytes_per_second", "milliseconds", "depth",        "count",
+         "size",    "status",   "loop",  "run_first",        "text",         "content_type", "code",
+         "message", "location", "user",  "document",         "modified",     "headers",      "retry_after"},
+        "fault");
+    FaultAction action;
+    auto name = text_member(object, "kind");
+    const KindRow* row =
+        std::find_if(std::begin(kinds), std::end(kinds), [&](const KindRow& r) { return r.name == name; });
+    if (row == std::end(kinds)) throw FaultSyntaxError("there is no fault of the kind '" + name + "'");
+    action.kind = row->kind;
+    action.after = number_member(object, "after", 0);
+    for (const char* key : {"delta", "bytes_per_second", "milliseconds", "depth", "count"})
+        action.amount = number_member(object, key, action.amount);
+    action.size = number_member(object, "size", 1000);
+    action.status = static_cast<int>(number_member(object, "status", 0));
+    action.loop = flag_member(object, "loop");
+    action.run_first = flag_member(object, "run_first");
+    if (object.HasMember("text")) action.text = text_member(object, "text");
+    action.content_type = text_member(object, "content_type");
+    action.code = text_member(object, "code");
+    action.message = text_member(object, "message");
+    action.location = text_member(object, "location");
+    action.user = text_member(object, "user");
+    action.document = text_member(object, "document");
+    if (auto time = text_member(object, "modified"); !time.empty()) {
+        action.modified = parse_iso_time(time);
+        if (!action.modified)
+            throw FaultSyntaxError("'modified' must be a time such as 2024-05-01T12:00:00Z");
+    }
+    if (object.HasMember("retry_after"))
+        action.headers.emplace_back("Retry-After", std::to_string(number_member(object, "retry_after", 0)));
+    auto headers = object.FindMember("headers");
+    if (headers != object.MemberEnd()) {
+        if (!headers->value.IsObject()) throw FaultSyntaxError("'headers' must be an object");
+        for (const auto& header : headers->value.GetObject()) {
+            if (!header.value.IsString()) throw FaultSyntaxError("a header's value must be a text");
+            action.headers.emplace_back(header.name.GetString(), header.value.GetString());
+        }
+    }
+    return action;
+}
+
+std::string written(const Json& value) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    value.Accept(writer);
+    return buffer.GetString();
+}
+
+FaultRule parse_rule(const Json& object) {
+    if (!object.IsObject()) throw FaultSyntaxError("a fault rule must be an object");
+    check_members(object, {"match", "fault"}, "rule");
+    FaultRule rule;
+    rule.source = written(object);
+    auto match = object.FindMember("match");
+    if (match != object.MemberEnd()) {
+        if (!match->value.IsObject()) throw FaultSyntaxError("'match' must be an object");
+        check_members(match->value, {"method", "path", "path_regex", "nth", "times"}, "match");
+        rule.method = text_member(match->value, "method");
+        rule.path = text_member(match->value, "path");
+        if (auto pattern = text_member(match->value, "path_regex"); !pattern.empty()) {
+            try {
+                rule.path_pattern.emplace(pattern, std::regex::ECMAScript | std::regex::icase);
+            } catch (const std::regex_error&) {
+                throw FaultSyntaxError("'" + pattern + "' isn't a regular expression");
+            }
+        }
+        rule.nth = number_member(match->value, "nth", 1);
+        rule.times = number_member(match->value, "times", 1);
+    }
+    auto fault = object.FindMember("fault");
+    if (fault == object.MemberEnd() || !fault->value.IsObject())
+        throw FaultSyntaxError("a rule needs the object 'fault'");
+    rule.action = parse_action(fault->value);
+    return rule;
+}
+
+// Counts one event and says whether the rule acts on it.
+bool counts(FaultRule& rule) {
+    ++rule.seen;
+    if (rule.seen < rule.nth || (rule.times > 0 && rule.fired >= rule.times)) return false;
+    ++rule.fired;
+    return true;
+}
+
+bool matches(const FaultRule& rule, const http::Request& request, const std::string& address) {
+    if (rule.action.kind == FaultKind::stall_connect) return false;
+    auto override_method = request.headers.get("X-HTTP-Method");
+    if (!rule.method.empty() && !equals_ignoring_case(rule.method, request.method) &&
+        !equals_ignoring_case(rule.method, override_method))
+        return false;
+    if (find_ignoring_case(address, rule.path) == std::string::npos) return false;
+    return !rule.path_pattern || std::regex_search(address, *rule.path_pattern);
+}
+
+}  // namespace
+
+void FaultPlan::add(const std::string& json) {
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseIterativeFlag>(json.c_str(), json.size());
+    if (document.HasParseError()) throw FaultSyntaxError("the fault plan isn't JSON");
+    std::vector<FaultRule> rules;
+    if (document.IsArray()) {
+        for (const auto& element : document.GetArray()) rules.push_back(parse_rule(element));
+    } else {
+        rules.push_back(parse_rule(document));
+    }
+    std::lock_guard lock(m_mutex);
+    for (auto& rule : rules) m_rules.push_back(std::move(rule));
+}
+
+void FaultPlan::clear() {
+    std::lock_guard lock(m_mutex);
+    m_rules.clear();
+}
+
+std::string FaultPlan::describe() {
+    std::lock_guard lock(m_mutex);
+    std::string text = "[";
+    for (const auto& rule : m_rules)
+        text += std::string(text.size() > 1 ? "," : "") + "{\"rule\":" + rule.source +
+                ",\"seen\":" + std::to_string(rule.seen) + ",\"fired\":" + std::to_string(rule.fired) + "}";
+    return text + "]";
+}
+
+bool FaultPlan::stall_connection() {
+    std::lock_guard lock(m_mutex);
+    bool stalls = false;
+    for (auto& rule : m_rules)
+        if (rule.action.kind == FaultKind::stall_connect && counts(rule)) stalls = true;
+    return stalls;
+}
+
+std::vector<FaultAction> FaultPlan::match(const http::Request& request) {
+    std::vector<FaultAction> actions;
+    std::lock_guard lock(m_mutex);
+    if (m_rules.empty()) return actions;
+    auto address =
+        request.path + (request.query_text.empty() ? "" : "?" + percent_decode(request.query_text));
+    for (auto& rule : m_rules)
+        if (matches(rule, request, address) && counts(rule)) actions.push_back(rule.action);
+    return actions;
+}
+
+http::WirePlan wire_plan(const std::vector<FaultAction>& actions) {
+    http::WirePlan plan;
+    for (const auto& action : actions) {
+        auto after = static_cast<std::uint64_t>(std::max<std::int64_t>(0, action.after));
+        switch (action.kind) {
+            case FaultKind::stall:
+                plan.stall_before_answer = true;
+                break;
+            case FaultKind::stall_headers:
+                plan.stall_in_headers = true;
+                break;
+            case FaultKind::stall_body:
+                plan.stall_down_after = after;
+                break;
+            case FaultKind::stall_upload:
+                plan.stall_up_after = after;
+                break;
+            case FaultKind::drop_body:
+                plan.drop_down_after = after;
+                break;
+            case FaultKind::drop_upload:
+                plan.drop_up_after = after;
+                break;
+            case FaultKind::close:
+                plan.close_before_answer = true;
+                break;
+            case FaultKind::length:
+                plan.length_error = action.amount;
+                break;
+            case FaultKind::slow:
+                plan.bytes_per_second = std::max<std::int64_t>(1, action.amount);
+                break;
+            case FaultKind::delay:
+                plan.delay_milliseconds = static_cast<int>(action.amount);
+                break;
+            default:
+                break;
+        }
+    }
+    return plan;
+}
+
+}  // namespace devserver

@@ -1,0 +1,87 @@
+// The fault plan: rules that make chosen requests go wrong.
+// Owner: app/service; any thread.
+#pragma once
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "http/message.h"
+
+namespace devserver {
+
+enum class FaultKind {
+    stall_connect,
+    stall,
+    stall_headers,
+    stall_body,
+    stall_upload,
+    drop_body,
+    drop_upload,
+    close,
+    truncate,
+    body,
+    sign_in_page,
+    status,
+    forms_403,
+    length,
+    slow,
+    delay,
+    nested,
+    header_bomb,
+    redirect,
+    rewrite_upload,
+    stale_digest,
+    newer_version,
+};
+
+struct FaultAction {
+    FaultKind kind = FaultKind::status;
+    std::int64_t after = 0;   // bytes
+    std::int64_t amount = 0;  // delta, bytes per second, milliseconds, depth, count
+    std::int64_t size = 0;
+    int status = 0;
+    bool loop = false;
+    bool run_first = false;  // let the request do its work before its answer is replaced
+    std::optional<std::string> text;
+    std::string content_type, code, message, location, user, document;
+    std::optional<std::int64_t> modified;
+    std::vector<std::pair<std::string, std::string>> headers;
+};
+
+struct FaultRule {
+    std::string method, path;
+    std::optional<std::regex> path_pattern;
+    std::int64_t nth = 1, times = 1;  // times 0: for ever
+    std::int64_t seen = 0, fired = 0;
+    FaultAction action;
+    std::string source;  // the rule's own JSON
+};
+
+// A rule that doesn't make sense; one clear line.
+struct FaultSyntaxError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class FaultPlan {
+public:
+    // Adds the rules of a JSON list, or the one rule of a JSON object; all of them or none.
+    void add(const std::string& json);
+    void clear();
+    std::string describe();
+    bool stall_connection();
+    // Counts the request in every rule that it matches and returns what the rules do to it.
+    std::vector<FaultAction> match(const http::Request& request);
+
+private:
+    std::mutex m_mutex;
+    std::vector<FaultRule> m_rules;
+};
+
+http::WirePlan wire_plan(const std::vector<FaultAction>& actions);
+
+}  // namespace devserver

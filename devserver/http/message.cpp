@@ -1,0 +1,130 @@
+// A request and a response as the rest of the server sees them; bodies are streams.
+// Owner: http/; a message belongs to the thread of its connection.
+#include "http/message.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace devserver::http {
+
+void Headers::add(std::string name, std::string value) {
+    m_fields.emplace_back(std::move(name), std::move(value));
+}
+
+void Headers::set(std::string name, std::string value) {
+    remove(name);
+    add(std::move(name), std::move(value));
+}
+
+void Headers::remove(std::string_view name) {
+    std::erase_if(m_fields, [&](const auto& field) { return equals_ignoring_case(field.first, name); });
+}
+
+std::string Headers::get(std::string_view name) const {
+    for (const auto& [key, value] : m_fields)
+        if (equals_ignoring_case(key, name)) return value;
+    return {};
+}
+
+bool Headers::has(std::string_view name) const {
+    return std::any_of(m_fields.begin(), m_fields.end(),
+                       [&](const auto& field) { return equals_ignoring_case(field.first, name); });
+}
+
+std::string read_text(Request& request, std::size_t limit) {
+    std::string text;
+    if (!request.body || !request.has_body()) return text;
+    char buffer[16384];
+    while (auto count = request.body->read(buffer, sizeof buffer)) {
+        if (text.size() + count > limit) throw BadRequest(413, "The request body is too large.");
+        text.append(buffer, count);
+    }
+    return text;
+}
+
+FileBody::~FileBody() {
+    ::close(m_descriptor);
+}
+
+Response make_response(int status, std::string content_type, std::string text) {
+    Response response;
+    response.status = status;
+    if (!content_type.empty()) response.headers.set("Content-Type", std::move(content_type));
+    response.text = std::move(text);
+    return response;
+}
+
+namespace {
+struct TextSink : BodySink {
+    std::string text;
+    void write(std::string_view bytes) override { text += bytes; }
+};
+}  // namespace
+
+void materialise(Response& response) {
+    if (response.producer) {
+        TextSink sink;
+        response.producer(sink);
+        response.text = std::move(sink.text);
+        response.producer = nullptr;
+    } else if (response.file) {
+        response.text.resize(response.file_length);
+        std::size_t done = 0;
+        while (done < response.text.size()) {
+            auto count =
+                ::pread(response.file->descriptor(), response.text.data() + done, response.text.size() - done,
+                        static_cast<off_t>(response.file_offset + done));
+            if (count <= 0) break;
+            done += static_cast<std::size_t>(count);
+        }
+        response.text.resize(done);
+        response.file.reset();
+    }
+}
+
+std::string_view reason_phrase(int status) {
+    struct Row {
+        int status;
+        std::string_view text;
+    };
+    static constexpr Row rows[] = {{100, "Continue"},
+                                   {200, "OK"},
+                                   {201, "Created"},
+                                   {202, "Accepted"},
+                                   {204, "No Content"},
+                                   {206, "Partial Content"},
+                                   {301, "Moved Permanently"},
+                                   {302, "Found"},
+                                   {303, "See Other"},
+                                   {304, "Not Modified"},
+                                   {307, "Temporary Redirect"},
+                                   {308, "Permanent Redirect"},
+                                   {400, "Bad Request"},
+                                   {401, "Unauthorized"},
+                                   {403, "Forbidden"},
+                                   {404, "Not Found"},
+                                   {405, "Method Not Allowed"},
+                                   {406, "Not Acceptable"},
+                                   {408, "Request Timeout"},
+                                   {409, "Conflict"},
+                                   {411, "Length Required"},
+                                   {412, "Precondition Failed"},
+                                   {413, "Payload Too Large"},
+                                   {415, "Unsupported Media Type"},
+                                   {416, "Range Not Satisfiable"},
+                                   {423, "Locked"},
+                                   {429, "Too Many Requests"},
+                                   {431, "Request Header Fields Too Large"},
+                                   {500, "Internal Server Error"},
+                                   {501, "Not Implemented"},
+                                   {502, "Bad Gateway"},
+                                   {503, "Service Unavailable"},
+                                   {505, "HTTP Version Not Supported"},
+                                   {507, "Insufficient Storage"}};
+    for (const auto& row : rows)
+        if (row.status == status) return row.text;
+    return "Status";
+}
+
+}  // namespace devserver::http

@@ -1,0 +1,45 @@
+// One accepted socket, plain or TLS, with blocking reads and writes that end when the server stops.
+// Owner: http/server; used by the connection's own thread, but for interrupt().
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+typedef struct ssl_ctx_st SSL_CTX;
+typedef struct ssl_st SSL;
+
+namespace devserver::http {
+
+class Transport {
+public:
+    Transport(int socket, SSL_CTX* tls, const std::atomic<bool>& stopping);
+    ~Transport();
+    Transport(const Transport&) = delete;
+    Transport& operator=(const Transport&) = delete;
+
+    // Runs the TLS handshake where there is one; throws ConnectionLost.
+    void handshake();
+    // Returns 0 at the orderly end; throws ConnectionLost on an error or after `timeout_seconds` of silence.
+    std::size_t read(char* buffer, std::size_t size, int timeout_seconds);
+    void write(std::string_view bytes);
+    void send_file(int descriptor, std::uint64_t offset, std::uint64_t length);
+    // Holds the connection silently until the peer or the server ends it.
+    void stall();
+    // Ends the connection with a reset, so that the peer sees a broken connection.
+    void reset();
+    // Says that nothing more is sent, and takes in what still comes, up to a limit.
+    void linger();
+    // From another thread: makes blocked calls return.
+    void interrupt();
+
+private:
+    bool wait(short events, int timeout_milliseconds);
+
+    int m_socket;
+    SSL* m_ssl = nullptr;
+    const std::atomic<bool>& m_stopping;
+};
+
+}  // namespace devserver::http

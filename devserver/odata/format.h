@@ -1,0 +1,35 @@
+// The formats of answers: three of JSON, their newer spelling, and Atom; which one a client asks for.
+// Owner: odata/; a request's thread alone.
+#pragma once
+#include <string>
+#include <string_view>
+
+#include "http/message.h"
+#include "odata/errors.h"
+#include "odata/value.h"
+
+namespace devserver::odata {
+
+enum class Mode { verbose, minimal, none, v4_minimal, v4_none, xml };
+
+// By the Accept header; XML where a client asks for XML, for anything or for nothing.
+Mode choose_mode(std::string_view accept);
+std::string content_type(Mode mode, const Node& node);
+
+struct Answer {
+    Node node;
+    std::string name;  // of the operation or property; the key of a value in some formats
+    Projection projection;
+    std::string api_url;  // the web's address with "/_api/" behind it
+    int status = 200;
+};
+
+void write_answer(const Answer& answer, Mode mode, http::BodySink& sink);
+http::Response error_response(const ApiError& error, Mode mode);
+
+// The writers behind write_answer.
+void write_json(const Answer& answer, Mode mode, http::BodySink& sink);
+void write_atom(const Answer& answer, http::BodySink& sink);
+std::string json_text(std::string_view text);  // quoted and escaped
+
+}  // namespace devserver::odata

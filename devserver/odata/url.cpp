@@ -1,0 +1,123 @@
+// The part of an address behind "/_api/": segments with their arguments, aliases resolved.
+// Owner: odata/; a request's thread alone.
+#include "odata/url.h"
+
+#include "odata/errors.h"
+
+namespace devserver::odata {
+namespace {
+
+// Cuts at `separator` where it stands outside of quotes and parentheses.
+std::vector<std::string> split_outside(std::string_view text, char separator) {
+    std::vector<std::string> parts(1);
+    int depth = 0;
+    bool quoted = false;
+    for (char c : text) {
+        if (c == '\'') quoted = !quoted;
+        if (!quoted && c == '(') ++depth;
+        if (!quoted && c == ')') --depth;
+        if (c == separator && !quoted && depth <= 0)
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    }
+    if (quoted || depth != 0) throw invalid_expression(std::string(text));
+    return parts;
+}
+
+std::string unquote(std::string_view text) {
+    auto inner = text.substr(1, text.size() - 2);
+    for (std::size_t i = 0; i < inner.size(); ++i) {
+        if (inner[i] != '\'') continue;
+        if (i + 1 >= inner.size() || inner[i + 1] != '\'') throw invalid_expression(std::string(text));
+        ++i;
+    }
+    return replace_all(std::string(inner), "''", "'");
+}
+
+bool is_quoted(std::string_view text) {
+    return text.size() >= 2 && text.front() == '\'' && text.back() == '\'';
+}
+
+// Position of the '=' of a named argument; none when the text begins like a value.
+std::size_t name_end(std::string_view text) {
+    auto equals = text.find('=');
+    auto quote = text.find('\'');
+    bool before_value = equals != std::string_view::npos && equals < quote && text[0] != '{';
+    return before_value ? equals : std::string_view::npos;
+}
+
+Segment parse_segment(const std::string& text, const QueryParameters& query) {
+    Segment segment;
+    auto open = text.find('(');
+    segment.name = text.substr(0, open);
+    if (open == std::string::npos) return segment;
+    if (text.back() != ')') throw invalid_expression(text);
+    segment.called = true;
+    auto inner = std::string_view(text).substr(open + 1, text.size() - open - 2);
+    if (trim(inner).empty()) return segment;
+    for (const auto& part : split_outside(inner, ',')) {
+        auto piece = trim(part);
+        Argument argument;
+        if (auto equals = name_end(piece); equals != std::string_view::npos) {
+            argument.name = std::string(trim(piece.substr(0, equals)));
+            piece = trim(piece.substr(equals + 1));
+        }
+        argument.value = parse_literal(piece, query);
+        segment.arguments.push_back(argument);
+    }
+    return segment;
+}
+
+}  // namespace
+
+const Literal* Segment::argument(std::string_view wanted, std::size_t position) const {
+    for (const auto& given : arguments)
+        if (equals_ignoring_case(given.name, wanted)) return &given.value;
+    if (position < arguments.size() && arguments[position].name.empty()) return &arguments[position].value;
+    return nullptr;
+}
+
+std::string Segment::text(std::string_view wanted, std::size_t position) const {
+    const auto* value = argument(wanted, position);
+    return value ? value->text : std::string();
+}
+
+bool Segment::boolean(std::string_view wanted, bool otherwise, std::size_t position) const {
+    const auto* value = argument(wanted, position);
+    return value ? equals_ignoring_case(value->text, "true") || value->text == "1" : otherwise;
+}
+
+Literal parse_literal(std::string_view text, const QueryParameters& query) {
+    text = trim(text);
+    if (text.starts_with("@")) {
+        if (!has_query(query, text)) throw invalid_expression(std::string(text));
+        auto value = query_value(query, text);
+        if (value.starts_with("@")) throw invalid_expression(value);
+        return parse_literal(value, {});
+    }
+    if (is_quoted(text)) return {Literal::Kind::text, unquote(text)};
+    auto prefixed = [&](std::string_view prefix) {
+        return starts_with_ignoring_case(text, prefix) && is_quoted(text.substr(prefix.size()));
+    };
+    if (prefixed("guid")) return {Literal::Kind::guid, to_lower(unquote(text.substr(4)))};
+    if (prefixed("datetime")) return {Literal::Kind::text, unquote(text.substr(8))};
+    if (text.starts_with("{") && text.ends_with("}")) return {Literal::Kind::json, std::string(text)};
+    if (equals_ignoring_case(text, "true") || equals_ignoring_case(text, "false"))
+        return {Literal::Kind::boolean, to_lower(text)};
+    if (text.empty() || equals_ignoring_case(text, "null")) return {};
+    if (text.find_first_not_of("0123456789.-+eE") == std::string_view::npos)
+        return {Literal::Kind::number, std::string(text)};
+    if (text.size() == 36 && text.find_first_not_of("0123456789abcdefABCDEF-") == std::string_view::npos)
+        return {Literal::Kind::guid, to_lower(text)};
+    throw invalid_expression(std::string(text));
+}
+
+std::vector<Segment> parse_segments(std::string_view raw_path, const QueryParameters& query) {
+    std::vector<Segment> segments;
+    for (const auto& part : split_outside(percent_decode(raw_path), '/'))
+        if (!part.empty()) segments.push_back(parse_segment(part, query));
+    return segments;
+}
+
+}  // namespace devserver::odata

@@ -1,0 +1,91 @@
+// What an answer consists of before a format is chosen: values, entities, feeds.
+// Owner: odata/; a request's thread alone.
+#include "odata/value.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+
+namespace devserver::odata {
+
+const Value* Entity::find(std::string_view name) const {
+    for (const auto& [key, value] : properties)
+        if (equals_ignoring_case(key, name)) return &value;
+    return nullptr;
+}
+
+Node Node::of(Value value) {
+    Node node;
+    node.kind = Kind::value;
+    node.value = std::move(value);
+    return node;
+}
+
+Node Node::of(Entity entity) {
+    Node node;
+    node.kind = Kind::entity;
+    node.entity = std::make_shared<Entity>(std::move(entity));
+    return node;
+}
+
+Node Node::of(Feed feed) {
+    Node node;
+    node.kind = Kind::feed;
+    node.feed = std::make_shared<Feed>(std::move(feed));
+    return node;
+}
+
+Node Node::of(std::vector<Complex> values) {
+    Node node;
+    node.kind = Kind::values;
+    node.values = std::move(values);
+    return node;
+}
+
+Projection& Projection::child(std::string_view name, bool expand) {
+    for (auto& branch : m_branches)
+        if (branch->name == name) {
+            branch->expanded |= expand;
+            return branch->below;
+        }
+    m_branches.push_back(std::make_shared<Branch>(Branch{std::string(name), expand, {}}));
+    return m_branches.back()->below;
+}
+
+Projection Projection::parse(std::string_view select, std::string_view expand) {
+    Projection root;
+    auto each = [](std::string_view list, auto&& use) {
+        for (const auto& piece : split(list, ','))
+            if (auto path = to_lower(trim(piece)); !path.empty()) use(split(path, '/'));
+    };
+    each(expand, [&](const std::vector<std::string>& path) {
+        Projection* at = &root;
+        for (const auto& name : path) at = &at->child(name, true);
+    });
+    each(select, [&](const std::vector<std::string>& path) {
+        Projection* at = &root;
+        for (std::size_t i = 0; i < path.size(); ++i) {
+            if (path[i] == "*") at->m_star = true;
+            at->m_select.push_back(path[i]);
+            if (i + 1 < path.size()) at = &at->child(path[i], false);
+        }
+    });
+    return root;
+}
+
+bool Projection::names(std::string_view name) const {
+    auto key = to_lower(name);
+    return std::find(m_select.begin(), m_select.end(), key) != m_select.end();
+}
+
+bool Projection::selects(std::string_view name) const {
+    return selects_all() || names(name);
+}
+
+const Projection* Projection::expanded(std::string_view name) const {
+    for (const auto& branch : m_branches)
+        if (branch->expanded && equals_ignoring_case(branch->name, name)) return &branch->below;
+    return nullptr;
+}
+
+}  // namespace devserver::odata

@@ -1,0 +1,142 @@
+// What an answer consists of before a format is chosen: values, entities, feeds.
+// Owner: odata/; a request's thread alone.
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace devserver::odata {
+
+struct Complex;
+
+struct Value {
+    enum class Kind { null, boolean, int32, int64, real, text, date, guid, complex, texts };
+    Kind kind = Kind::null;
+    std::string text;  // text, date (ISO 8601) and guid
+    std::int64_t number = 0;
+    double real = 0;
+    std::vector<std::string> texts;
+    std::shared_ptr<Complex> complex;
+
+    static Value null() { return {}; }
+    static Value boolean(bool value) { return make(Kind::boolean, {}, value ? 1 : 0); }
+    static Value int32(std::int64_t value) { return make(Kind::int32, {}, value); }
+    static Value int64(std::int64_t value) { return make(Kind::int64, {}, value); }  // a string in JSON
+    static Value of_real(double value) {
+        Value result;
+        result.kind = Kind::real;
+        result.real = value;
+        return result;
+    }
+    static Value of_text(std::string value) { return make(Kind::text, std::move(value), 0); }
+    static Value date(std::string value) { return make(Kind::date, std::move(value), 0); }
+    static Value guid(std::string value) { return make(Kind::guid, std::move(value), 0); }
+    static Value of_texts(std::vector<std::string> values) {
+        Value result;
+        result.kind = Kind::texts;
+        result.texts = std::move(values);
+        return result;
+    }
+    static Value of_complex(Complex value);
+
+private:
+    static Value make(Kind kind, std::string text, std::int64_t number) {
+        Value result;
+        result.kind = kind;
+        result.text = std::move(text);
+        result.number = number;
+        return result;
+    }
+};
+
+using Properties = std::vector<std::pair<std::string, Value>>;
+
+// A structured value without an address of its own.
+struct Complex {
+    std::string type;
+    Properties members;
+};
+
+inline Value Value::of_complex(Complex value) {
+    Value result;
+    result.kind = Kind::complex;
+    result.complex = std::make_shared<Complex>(std::move(value));
+    return result;
+}
+
+struct Node;
+
+// A name under an entity that leads to something else; `on_request` ones appear only when asked for.
+struct Link {
+    std::string_view name;
+    bool on_request = false;
+    bool feed = false;
+};
+
+struct Entity {
+    std::string type;
+    std::string id;  // relative to the web's _api/, undecorated
+    std::string etag;
+    Properties properties;
+    std::span<const Link> links;
+    std::function<Node(std::string_view)> resolve;
+
+    void add(std::string name, Value value) { properties.emplace_back(std::move(name), std::move(value)); }
+    const Value* find(std::string_view name) const;
+};
+
+// Entities one after the other; `next` returns false at the end.
+struct Feed {
+    std::function<bool(Entity&)> next;
+    std::string next_link;  // absolute; empty at the last page
+};
+
+struct Node {
+    enum class Kind { nothing, value, values, entity, feed };
+    Kind kind = Kind::nothing;
+    Value value;
+    std::vector<Complex> values;  // a collection of structured values
+    std::shared_ptr<Entity> entity;
+    std::shared_ptr<Feed> feed;
+
+    static Node nothing() { return {}; }
+    static Node of(Value value);
+    static Node of(Entity entity);
+    static Node of(Feed feed);
+    static Node of(std::vector<Complex> values);
+};
+
+// What $select and $expand ask for, as a tree; names are kept in lower case.
+class Projection {
+public:
+    static Projection parse(std::string_view select, std::string_view expand);
+    bool selects(std::string_view name) const;
+    // True when nothing was left out by $select.
+    bool selects_all() const { return m_select.empty() || m_star; }
+    bool names(std::string_view name) const;
+    // The part below an expanded name; null when it isn't expanded.
+    const Projection* expanded(std::string_view name) const;
+    const std::vector<std::string>& selected() const { return m_select; }
+
+private:
+    Projection& child(std::string_view name, bool expand);
+
+    struct Branch;
+    std::vector<std::string> m_select;
+    bool m_star = false;
+    std::vector<std::shared_ptr<Branch>> m_branches;
+};
+
+struct Projection::Branch {
+    std::string name;
+    bool expanded = false;
+    Projection below;
+};
+
+}  // namespace devserver::odata

@@ -1,0 +1,72 @@
+// What all resources need of their request.
+// Owner: rest/; a request's thread alone.
+#include "base/text.h"
+#include "rest/resource.h"
+
+namespace devserver::rest {
+
+void Context::require_edit() const {
+    if (user.rights != Rights::edit) throw odata::access_denied();
+}
+
+void Context::require_match(const std::string& etag) const {
+    auto wanted = request.headers.get("If-Match");
+    if (!wanted.empty() && wanted != "*" && wanted != etag) throw odata::etag_mismatch(wanted, etag);
+}
+
+rapidjson::Document Context::json_body() const {
+    auto text = http::read_text(request);
+    rapidjson::Document document;
+    if (trim(text).empty()) {
+        document.SetObject();
+        return document;
+    }
+    // Deep nesting must not exhaust the stack, hence the iterative parser.
+    document.Parse<rapidjson::kParseIterativeFlag>(text.c_str(), text.size());
+    if (document.HasParseError() || !document.IsObject())
+        throw ApiError(400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
+                       "Invalid JSON. The request body isn't a JSON object.");
+    return document;
+}
+
+Outcome Outcome::empty(int status) {
+    http::Response response;
+    response.status = status;
+    return raw(std::move(response));
+}
+
+Outcome Outcome::raw(http::Response response) {
+    Outcome outcome;
+    outcome.status = response.status;
+    outcome.response = std::move(response);
+    return outcome;
+}
+
+ApiError Resource::not_supported() {
+    return {405, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
+            "The HTTP method isn't supported for this resource."};
+}
+
+std::string server_relative(const Context& context, std::string path) {
+    if (starts_with_ignoring_case(path, context.server_url + "/"))
+        path = percent_decode(path.substr(context.server_url.size()));
+    if (path.empty() || path[0] != '/')
+        path = (context.web.path.empty() ? "" : "/" + context.web.path) + "/" + path;
+    return path;
+}
+
+std::string etag_of(const Item& item) {
+    return "\"{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "\"";
+}
+
+Value effective_permissions(const User& user) {
+    Complex mask{"SP.BasePermissions", {}};
+    const char* high = user.rights == Rights::edit ? "432" : user.rights == Rights::read ? "176" : "0";
+    const char* low = user.rights == Rights::edit   ? "1011030767"
+                      : user.rights == Rights::read ? "138612833"
+                                                    : "0";
+    mask.members = {{"High", Value::of_text(high)}, {"Low", Value::of_text(low)}};
+    return Value::of_complex(std::move(mask));
+}
+
+}  // namespace devserver::rest

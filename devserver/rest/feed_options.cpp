@@ -1,0 +1,63 @@
+// $filter, $orderby, $skip and $top over feeds.
+// Owner: rest/; a request's thread alone.
+#include <algorithm>
+
+#include "base/text.h"
+#include "rest/filter.h"
+#include "rest/resource.h"
+
+namespace devserver::rest {
+namespace {
+
+// Sortable text of a value; numbers are padded.
+std::string sort_key(const Entity& entity, const std::string& name) {
+    const auto* value = entity.find(name);
+    if (!value) throw odata::unknown_property(name);
+    bool numeric = value->kind == Value::Kind::int32 || value->kind == Value::Kind::int64;
+    if (!numeric) return to_lower(value->text);
+    auto digits = std::to_string(value->number);
+    return std::string(24 - std::min<std::size_t>(24, digits.size()), '0') + digits;
+}
+
+Feed ordered(Feed feed, const std::string& order) {
+    auto words = split(trim(split(order, ',')[0]), ' ');
+    bool descending = words.size() > 1 && equals_ignoring_case(words.back(), "desc");
+    std::vector<std::pair<std::string, Entity>> rows;
+    for (Entity entity; feed.next(entity); entity = {}) {
+        auto key = sort_key(entity, words[0]);
+        rows.emplace_back(std::move(key), std::move(entity));
+    }
+    std::stable_sort(rows.begin(), rows.end(), [descending](const auto& a, const auto& b) {
+        return descending ? b.first < a.first : a.first < b.first;
+    });
+    return feed_of(std::move(rows), [](const auto& row) { return row.second; });
+}
+
+}  // namespace
+
+Feed apply_feed_options(const Context& context, Feed feed) {
+    const auto& query = context.request.query;
+    if (has_query(query, "$filter")) {
+        auto test = parse_filter(query_value(query, "$filter"));
+        feed.next = [next = feed.next, test](Entity& entity) {
+            while (next(entity)) {
+                if (test(entity)) return true;
+                entity = {};
+            }
+            return false;
+        };
+    }
+    if (has_query(query, "$orderby")) feed = ordered(std::move(feed), query_value(query, "$orderby"));
+    auto skip = std::make_shared<std::int64_t>(parse_integer(query_value(query, "$skip")).value_or(0));
+    auto left = std::make_shared<std::int64_t>(parse_integer(query_value(query, "$top")).value_or(INT64_MAX));
+    feed.next = [next = feed.next, skip, left](Entity& entity) {
+        for (; *skip > 0; --*skip) {
+            Entity skipped;
+            if (!next(skipped)) return false;
+        }
+        return *left > 0 && (--*left, next(entity));
+    };
+    return feed;
+}
+
+}  // namespace devserver::rest

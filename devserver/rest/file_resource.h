@@ -1,0 +1,34 @@
+// A document: its properties, content, check-out and check-in, versions, moving and copying.
+// Owner: rest/; a request's thread alone.
+#pragma once
+#include "rest/resource.h"
+
+namespace devserver::rest {
+
+class FileResource : public Resource {
+public:
+    FileResource(std::string path, std::optional<Item> item)
+        : m_path(std::move(path)), m_item(std::move(item)) {}
+    ResourcePtr child(Context& context, const Segment& segment) override;
+    std::optional<Outcome> operation(Context& context, const Segment& segment) override;
+    Outcome get(Context& context) override;
+    Outcome remove(Context& context) override;
+    Outcome write_content(Context& context);
+    // The document; throws what a missing one answers.
+    const Item& require(Context& context) const;
+
+private:
+    Outcome answer(Context& context, const Item& item) const;
+    std::optional<Outcome> workflow(Context& context, const Segment& segment);
+    std::optional<Outcome> placement(Context& context, const Segment& segment);
+
+    std::string m_path;
+    std::optional<Item> m_item;
+};
+
+// A resource that answers with a finished node.
+ResourcePtr make_node(Node node, std::string name);
+Node properties_node(const Item& item, const std::string& id);
+http::Response content_response(const Store& store, const std::string& blob);
+
+}  // namespace devserver::rest

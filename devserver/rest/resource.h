@@ -1,0 +1,123 @@
+// A thing that an address of the REST interface leads to, and the request it is asked in.
+// Owner: rest/; a request's thread alone.
+#pragma once
+#include <rapidjson/document.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "auth/digest.h"
+#include "http/message.h"
+#include "odata/errors.h"
+#include "odata/format.h"
+#include "odata/url.h"
+#include "store/store.h"
+
+namespace devserver::rest {
+
+using odata::ApiError;
+using odata::Complex;
+using odata::Entity;
+using odata::Feed;
+using odata::Link;
+using odata::Node;
+using odata::Segment;
+using odata::Value;
+
+struct Context {
+    http::Request& request;
+    Store& store;
+    FormDigests& digests;
+    User user;
+    Web web;
+    std::string method;  // after X-HTTP-Method
+    odata::Mode mode;
+    odata::Projection projection;
+    std::string server_url;
+
+    std::string web_url() const { return server_url + (web.path.empty() ? "" : "/" + encode_path(web.path)); }
+    std::string api_url() const { return web_url() + "/_api/"; }
+    bool is_post() const { return method == "POST"; }
+    // Throws access denied unless the user may change things.
+    void require_edit() const;
+    // Throws 412 when the request's If-Match names another state.
+    void require_match(const std::string& etag) const;
+    // The body as JSON; an empty object for an empty body; throws 400 for anything else.
+    rapidjson::Document json_body() const;
+};
+
+// What an operation answers: a node under a name, or a response made by the operation itself.
+struct Outcome {
+    Node node;
+    std::string name;
+    int status = 200;
+    std::optional<http::Response> response;
+
+    static Outcome of(Node node, std::string name) { return {std::move(node), std::move(name), 200, {}}; }
+    // A void operation: null under its name.
+    static Outcome done(std::string name) { return of(Node::nothing(), std::move(name)); }
+    static Outcome empty(int status = 200);
+    static Outcome raw(http::Response response);
+};
+
+class Resource;
+using ResourcePtr = std::unique_ptr<Resource>;
+
+class Resource {
+public:
+    virtual ~Resource() = default;
+    // What the next segment leads to; null when it isn't known here.
+    virtual ResourcePtr child(Context&, const Segment&) { return nullptr; }
+    // An element of a collection by its key; null when this is no collection.
+    virtual ResourcePtr key(Context&, const odata::Literal&) { return nullptr; }
+    // The last segment as an operation; nothing when it isn't one.
+    virtual std::optional<Outcome> operation(Context&, const Segment&) { return std::nullopt; }
+    // What a GET answers.
+    virtual Outcome get(Context& context) = 0;
+    virtual Outcome put(Context&) { throw not_supported(); }
+    virtual Outcome post(Context& context) { return get(context); }
+    virtual Outcome merge(Context&) { throw not_supported(); }
+    virtual Outcome remove(Context&) { throw not_supported(); }
+
+protected:
+    static ApiError not_supported();
+};
+
+ResourcePtr make_root(Context& context);
+ResourcePtr make_web(const Web& web);
+ResourcePtr make_file(std::string path, std::optional<Item> item);
+ResourcePtr make_folder(std::string path, std::optional<Item> item);
+ResourcePtr make_library(const Library& library);
+ResourcePtr make_list_item(const Item& item);
+ResourcePtr make_user(const User& user, std::string id);
+ResourcePtr make_libraries(const Web& web);
+ResourcePtr make_users();
+
+Entity file_entity(const Context& context, std::shared_ptr<const Item> item);
+Entity folder_entity(const Context& context, std::shared_ptr<const Item> item);
+Entity user_entity(const User& user, std::string id);
+Entity library_entity(const Context& context, const Library& library);
+Entity list_item_entity(const Context& context, std::shared_ptr<const Item> item);
+Entity web_entity(const Context& context, const Web& web);
+Value effective_permissions(const User& user);
+std::string etag_of(const Item& item);
+
+// Applies $filter, $orderby, $skip and $top to a feed.
+Feed apply_feed_options(const Context& context, Feed feed);
+// A feed of the entities that `make` yields for the elements of a list.
+template <typename Element, typename Make>
+Feed feed_of(std::vector<Element> elements, Make make) {
+    auto list = std::make_shared<std::vector<Element>>(std::move(elements));
+    auto index = std::make_shared<std::size_t>(0);
+    return {[list, index, make](Entity& entity) {
+                if (*index >= list->size()) return false;
+                entity = make((*list)[(*index)++]);
+                return true;
+            },
+            {}};
+}
+// A server-relative path as an argument brings it: absolute addresses of this server are cut.
+std::string server_relative(const Context& context, std::string path);
+
+}  // namespace devserver::rest

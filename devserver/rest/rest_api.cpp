@@ -1,0 +1,201 @@
+// The REST interface: from an address behind "/_api/" to an answer in the format asked for.
+// Owner: app/service; any thread.
+#include "rest/rest_api.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "rest/batch.h"
+#include "rest/resource.h"
+
+namespace devserver::rest {
+namespace {
+
+std::size_t api_position(std::string_view raw_path) {
+    auto at = find_ignoring_case(raw_path, "/_api/");
+    if (at == std::string_view::npos && raw_path.size() >= 5 &&
+        equals_ignoring_case(raw_path.substr(raw_path.size() - 5), "/_api"))
+        return raw_path.size() - 5;
+    auto quote = raw_path.find('\'');
+    return at < quote ? at : std::string_view::npos;
+}
+
+std::string effective_method(const http::Request& request) {
+    auto given = request.headers.get("X-HTTP-Method");
+    if (given.empty()) given = request.headers.get("X-HTTP-Method-Override");
+    return request.method == "POST" && !given.empty() ? to_upper(given) : request.method;
+}
+
+// Names in $select that an entity has neither as property nor as link are refused.
+void check_selection(const Entity& entity, const odata::Projection& projection) {
+    for (const auto& name : projection.selected()) {
+        bool link = std::any_of(entity.links.begin(), entity.links.end(), [&](const Link& candidate) {
+            return equals_ignoring_case(candidate.name, name);
+        });
+        if (name != "*" && !link && !entity.find(name)) throw odata::unknown_property(name);
+    }
+}
+
+// Looks at the first element, so that a refusal comes before the answer has begun.
+void check_feed(Feed& feed, const odata::Projection& projection) {
+    auto first = std::make_shared<Entity>();
+    if (!feed.next(*first)) {
+        feed.next = [](Entity&) { return false; };
+        return;
+    }
+    check_selection(*first, projection);
+    feed.next = [first, next = feed.next](Entity& entity) mutable {
+        if (!first) return next(entity);
+        entity = std::move(*first);
+        first.reset();
+        return true;
+    };
+}
+
+Outcome run(Context& context, const std::vector<Segment>& segments) {
+    auto resource = make_root(context);
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        const auto& segment = segments[i];
+        bool last = i + 1 == segments.size();
+        if (last)
+            if (auto outcome = resource->operation(context, segment)) return std::move(*outcome);
+        auto child = resource->child(context, segment);
+        if (child && segment.called && !segment.arguments.empty())
+            if (auto element = child->key(context, segment.arguments[0].value)) child = std::move(element);
+        if (!child) {
+            bool value_of_property = i + 2 == segments.size() && segments[i + 1].is("$value");
+            if (!last && !value_of_property) throw odata::unknown_resource(segment.name);
+            auto outcome = resource->get(context);
+            const auto* value =
+                outcome.node.kind == Node::Kind::entity ? outcome.node.entity->find(segment.name) : nullptr;
+            if (!value) throw odata::unknown_resource(segment.name);
+            if (value_of_property)
+                return Outcome::raw(http::make_response(200, "text/plain;charset=utf-8", value->text));
+            return Outcome::of(Node::of(*value), segment.name);
+        }
+        resource = std::move(child);
+    }
+    if (context.method == "GET" || context.method == "HEAD") return resource->get(context);
+    if (context.method == "PUT") return resource->put(context);
+    if (context.method == "POST") return resource->post(context);
+    if (context.method == "DELETE") return resource->remove(context);
+    if (context.method == "MERGE" || context.method == "PATCH") return resource->merge(context);
+    throw ApiError(405, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
+                   "The HTTP method '" + context.method + "' isn't supported.");
+}
+
+http::Response respond(Outcome outcome, const Context& context) {
+    if (outcome.response) return std::move(*outcome.response);
+    auto answer = std::make_shared<odata::Answer>();
+    answer->node = std::move(outcome.node);
+    answer->name = outcome.name;
+    answer->projection = context.projection;
+    answer->api_url = context.api_url();
+    auto mode = context.mode;
+    http::Response response;
+    response.status = outcome.status;
+    response.headers.set("Content-Type", content_type(mode, answer->node));
+    if (answer->node.kind == Node::Kind::entity) {
+        check_selection(*answer->node.entity, answer->projection);
+        const auto* tag = answer->node.entity->find("ETag");
+        auto etag = tag ? tag->text : answer->node.entity->etag;
+        if (!etag.empty()) response.headers.set("ETag", etag);
+    }
+    if (answer->node.kind == Node::Kind::feed) check_feed(*answer->node.feed, answer->projection);
+    response.producer = [answer, mode](http::BodySink& sink) { write_answer(*answer, mode, sink); };
+    return response;
+}
+
+}  // namespace
+
+bool RestApi::owns(const http::Request& request) {
+    return api_position(request.raw_path) != std::string::npos;
+}
+
+http::Response RestApi::handle(http::Request& request, const User& user, bool batched) {
+    auto mode = odata::choose_mode(request.headers.get("Accept"));
+    try {
+        return dispatch(request, user, effective_method(request), batched);
+    } catch (const ApiError& error) {
+        auto response = error_response(error, mode);
+        return response;
+    } catch (const StoreError& error) {
+        return error_response(api_error_of(error, request.base_url), mode);
+    }
+}
+
+http::Response RestApi::dispatch(http::Request& request, const User& user, const std::string& method,
+                                 bool batched) {
+    if (user.rights == Rights::none) throw odata::access_denied();
+    auto raw = std::string_view(request.raw_path);
+    auto at = api_position(raw);
+    auto prefix = percent_decode(raw.substr(0, at));
+    auto rest = raw.size() > at + 6 ? raw.substr(at + 6) : std::string_view();
+    auto web = m_store.web_of(prefix.empty() ? "/" : prefix);
+    bool exact = equals_ignoring_case(web.path, trim(prefix.empty() ? "" : prefix.substr(1)));
+    if (!exact && !m_store.find(prefix))
+        throw ApiError(404, "-2147024894, System.IO.FileNotFoundException", "The site does not exist.");
+    bool reads = method == "GET" || method == "HEAD" || method == "OPTIONS";
+    bool gives_digest = equals_ignoring_case(rest, "contextinfo");
+    if (!reads && !gives_digest && !batched &&
+        !m_digests.accepts(request.headers.get("X-RequestDigest"), user))
+        throw odata::invalid_digest();
+    if (equals_ignoring_case(rest, "$batch")) return run_batch(request, user);
+    auto select = query_value(request.query, "$select");
+    auto expand = query_value(request.query, "$expand");
+    Context context{request,
+                    m_store,
+                    m_digests,
+                    user,
+                    web,
+                    method,
+                    odata::choose_mode(request.headers.get("Accept")),
+                    odata::Projection::parse(select, expand),
+                    request.base_url};
+    return respond(run(context, odata::parse_segments(rest, request.query)), context);
+}
+
+http::Response RestApi::run_batch(http::Request& request, const User& user) {
+    return answer_batch(request, [&](http::Request& part) { return handle(part, user, true); });
+}
+
+odata::ApiError api_error_of(const StoreError& error, const std::string& server_url) {
+    auto url = server_url + encode_path(error.subject);
+    switch (error.fault) {
+        case Fault::not_found:
+            return odata::folder_not_found();
+        case Fault::already_exists:
+            return {400, "-2130575257, Microsoft.SharePoint.SPException",
+                    "A file or folder with the name " + error.subject + " already exists."};
+        case Fault::invalid_name:
+            return {400, "-2130575245, Microsoft.SharePoint.SPException",
+                    "The file or folder name \"" + error.subject +
+                        "\" contains characters that are not permitted. Please use a different name."};
+        case Fault::invalid_path:
+            return odata::invalid_argument("Value does not fall within the expected range.");
+        case Fault::checked_out_by_other:
+            return {423, "-2130575306, Microsoft.SharePoint.SPFileCheckOutException",
+                    "The file \"" + url + "\" is checked out for editing by " + error.who + "."};
+        case Fault::not_checked_out:
+            return {500, "-2147024738, Microsoft.SharePoint.SPFileCheckOutException",
+                    "The file \"" + url + "\" is not checked out."};
+        case Fault::must_check_out:
+            return {423, "-2130575339, Microsoft.SharePoint.SPFileCheckOutException",
+                    "The file \"" + url + "\" is not checked out. Check it out before you change it."};
+        case Fault::no_checked_in_version:
+            return {500, "-2130239094, Microsoft.SharePoint.SPException",
+                    "The check-out of the file \"" + url +
+                        "\" can't be discarded: it has no checked in version."};
+        case Fault::required_columns:
+            return {500, "-2146232832, Microsoft.SharePoint.SPFieldValidationException",
+                    "The file can't be checked in: the required property '" + error.who + "' has no value."};
+        case Fault::version_not_found:
+            return {404, "-2147024894, System.IO.FileNotFoundException", "The version does not exist."};
+        case Fault::not_allowed_here:
+            return {500, "-2130575332, Microsoft.SharePoint.SPException",
+                    "The operation isn't allowed at " + error.subject + "."};
+    }
+    return odata::invalid_argument("Value does not fall within the expected range.");
+}
+
+}  // namespace devserver::rest

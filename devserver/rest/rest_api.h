@@ -1,0 +1,31 @@
+// The REST interface: from an address behind "/_api/" to an answer in the format asked for.
+// Owner: app/service; any thread.
+#pragma once
+#include "auth/digest.h"
+#include "http/message.h"
+#include "odata/errors.h"
+#include "store/store.h"
+
+namespace devserver::rest {
+
+class RestApi {
+public:
+    RestApi(Store& store, FormDigests& digests) : m_store(store), m_digests(digests) {}
+    // True when the path is one of the interface's, whatever web stands in front.
+    static bool owns(const http::Request& request);
+    // `batched`: the digest was checked for the batch as a whole.
+    http::Response handle(http::Request& request, const User& user, bool batched = false);
+
+private:
+    http::Response dispatch(http::Request& request, const User& user, const std::string& method,
+                            bool batched);
+    http::Response run_batch(http::Request& request, const User& user);
+
+    Store& m_store;
+    FormDigests& m_digests;
+};
+
+// A refusal of the store in the interface's words.
+odata::ApiError api_error_of(const StoreError& error, const std::string& server_url);
+
+}  // namespace devserver::rest

@@ -1,0 +1,17 @@
+// Sharing links: addresses with ":b:" and the like in front, and what they lead to.
+// Owner: rest/; any thread.
+#pragma once
+#include <optional>
+#include <string>
+
+#include "store/store.h"
+
+namespace devserver::rest {
+
+// The path of the link to an item, with a leading '/'.
+std::string sharing_path(Store& store, const Item& item);
+// The item behind a sharing link, or behind a plain absolute or server-relative address.
+std::optional<Item> find_shared(Store& store, const std::string& server_url, const std::string& url);
+bool is_sharing_path(std::string_view path);
+
+}  // namespace devserver::rest

@@ -1,0 +1,14 @@
+// Uploads in pieces: start, go on, finish, cancel.
+// Owner: rest/; a request's thread alone.
+#pragma once
+#include <functional>
+
+#include "rest/resource.h"
+
+namespace devserver::rest {
+
+// Nothing when the segment isn't one of these operations; `file` gives the document or throws.
+std::optional<Outcome> upload_operation(Context& context, const Segment& segment,
+                                        const std::function<const Item&()>& file);
+
+}  // namespace devserver::rest

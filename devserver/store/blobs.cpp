@@ -1,0 +1,103 @@
+// Contents of documents: one file each in a folder, under names that the store makes up.
+// Owner: store/; any thread.
+#include "store/blobs.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <vector>
+
+#include "base/crypto.h"
+
+namespace devserver {
+namespace fs = std::filesystem;
+namespace {
+
+constexpr std::size_t block_size = 512 * 1024;
+
+void write_fully(int descriptor, const char* data, std::size_t size) {
+    while (size > 0) {
+        auto count = ::write(descriptor, data, size);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0)
+            throw std::runtime_error(std::string("cannot store a document: ") + std::strerror(errno));
+        data += count;
+        size -= static_cast<std::size_t>(count);
+    }
+}
+
+}  // namespace
+
+BlobWriter::BlobWriter(std::string folder, std::string name) : m_file(folder + "/" + name), m_name(name) {
+    m_descriptor = ::open(m_file.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+    if (m_descriptor < 0)
+        throw std::runtime_error(std::string("cannot store a document: ") + std::strerror(errno));
+}
+
+BlobWriter::~BlobWriter() {
+    ::close(m_descriptor);
+    if (!m_kept) ::unlink(m_file.c_str());
+}
+
+void BlobWriter::write(const char* data, std::size_t size) {
+    write_fully(m_descriptor, data, size);
+    m_size += static_cast<std::int64_t>(size);
+}
+
+void BlobWriter::write_all(http::BodySource& source) {
+    std::vector<char> block(block_size);
+    while (auto count = source.read(block.data(), block.size())) write(block.data(), count);
+}
+
+std::string BlobWriter::keep() {
+    m_kept = true;
+    return m_name;
+}
+
+Blobs::Blobs(std::string folder) : m_folder(std::move(folder)) {
+    fs::create_directories(m_folder);
+}
+
+std::unique_ptr<BlobWriter> Blobs::create() const {
+    return std::make_unique<BlobWriter>(m_folder, random_guid());
+}
+
+std::shared_ptr<http::FileBody> Blobs::open(const std::string& name) const {
+    int descriptor = ::open((m_folder + "/" + name).c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat information {};
+    if (descriptor < 0 || ::fstat(descriptor, &information) != 0) {
+        if (descriptor >= 0) ::close(descriptor);
+        return nullptr;
+    }
+    return std::make_shared<http::FileBody>(descriptor, static_cast<std::uint64_t>(information.st_size));
+}
+
+void Blobs::append(const std::string& name, http::BodySource& source, std::int64_t& added) const {
+    int descriptor = ::open((m_folder + "/" + name).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    if (descriptor < 0) throw std::runtime_error("cannot go on with an upload");
+    http::FileBody guard(descriptor, 0);
+    std::vector<char> block(block_size);
+    while (auto count = source.read(block.data(), block.size())) {
+        write_fully(descriptor, block.data(), count);
+        added += static_cast<std::int64_t>(count);
+    }
+}
+
+void Blobs::remove(const std::string& name) const {
+    if (!name.empty()) ::unlink((m_folder + "/" + name).c_str());
+}
+
+void Blobs::sweep(const std::function<bool(const std::string&)>& is_known) const {
+    for (const auto& entry : fs::directory_iterator(m_folder)) {
+        auto name = entry.path().filename().string();
+        if (!is_known(name)) remove(name);
+    }
+}
+
+}  // namespace devserver

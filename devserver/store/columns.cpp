@@ -1,0 +1,123 @@
+// The store's library columns and the values that items have in them.
+// Owner: store/; any thread.
+#include "base/crypto.h"
+#include "base/text.h"
+#include "store/store.h"
+
+namespace devserver {
+namespace {
+
+struct BaseColumn {
+    const char *name, *title, *type_name, *group;
+    int kind;
+    bool required, read_only, hidden;
+};
+
+// The columns that every document library has, as far as clients ask for them.
+constexpr BaseColumn base_columns[] = {
+    {"ID", "ID", "Counter", "Custom Columns", 5, false, true, false},
+    {"ContentTypeId", "Content Type ID", "ContentTypeId", "_Hidden", 25, false, true, true},
+    {"Created", "Created", "DateTime", "_Hidden", 4, false, true, false},
+    {"Author", "Created By", "User", "_Hidden", 20, false, true, false},
+    {"Modified", "Modified", "DateTime", "_Hidden", 4, false, true, false},
+    {"Editor", "Modified By", "User", "_Hidden", 20, false, true, false},
+    {"CheckoutUser", "Checked Out To", "User", "_Hidden", 20, false, true, false},
+    {"_CheckinComment", "Check In Comment", "Lookup", "_Hidden", 7, false, true, false},
+    {"_UIVersionString", "Version", "Text", "_Hidden", 2, false, true, false},
+    {"FileRef", "URL Path", "Lookup", "_Hidden", 7, false, true, true},
+    {"File_x0020_Size", "File Size", "Lookup", "_Hidden", 7, false, true, true},
+    {"GUID", "GUID", "Guid", "_Hidden", 14, false, true, true},
+    {"FileLeafRef", "Name", "File", "Custom Columns", 18, true, false, false},
+    {"Title", "Title", "Text", "Custom Columns", 2, false, false, false},
+};
+
+std::string stable_guid(const std::string& seed) {
+    return format_guid(sha256_hex(seed));
+}
+
+constexpr char choice_separator = '\n';
+
+}  // namespace
+
+std::vector<Column> Store::columns(Id library) {
+    Lock lock(m_mutex);
+    std::vector<Column> result;
+    for (const auto& base : base_columns) {
+        Column column;
+        column.name = base.name;
+        column.title = base.title;
+        column.type_name = base.type_name;
+        column.group = base.group;
+        column.kind = base.kind;
+        column.required = base.required;
+        column.read_only = base.read_only;
+        column.hidden = base.hidden;
+        column.from_base = true;
+        column.max_length = base.kind == 2 ? 255 : -1;
+        column.guid = stable_guid(base.name);
+        result.push_back(column);
+    }
+    auto rows = m_database.query(
+        "SELECT name, title, kind, type_name, required, description, default_value, choices, max_length, "
+        "display_format, guid FROM columns WHERE library=? ORDER BY rowid",
+        library);
+    while (rows.step()) {
+        Column column;
+        column.name = rows.text(0);
+        column.title = rows.text(1);
+        column.kind = static_cast<int>(rows.integer(2));
+        column.type_name = rows.text(3);
+        column.required = rows.integer(4) != 0;
+        column.description = rows.text(5);
+        column.default_value = rows.text(6);
+        if (auto choices = rows.text(7); !choices.empty()) column.choices = split(choices, choice_separator);
+        column.max_length = static_cast<int>(rows.integer(8));
+        column.display_format = static_cast<int>(rows.integer(9));
+        column.guid = rows.text(10);
+        column.group = "Custom Columns";
+        result.push_back(column);
+    }
+    return result;
+}
+
+void Store::put_column(Id library, const Column& column) {
+    Lock lock(m_mutex);
+    std::string choices;
+    for (const auto& choice : column.choices) choices += (choices.empty() ? "" : "\n") + choice;
+    m_database.run("INSERT OR REPLACE INTO columns VALUES (?,?,?,?,?,?,?,?,?,?,?,?)", library, column.name,
+                   column.title, column.kind, column.type_name, column.required, column.description,
+                   column.default_value, choices, column.max_length, column.display_format,
+                   column.guid.empty() ? random_guid() : column.guid);
+}
+
+std::map<std::string, std::string> Store::values(Id item) {
+    Lock lock(m_mutex);
+    std::map<std::string, std::string> result;
+    auto rows = m_database.query("SELECT name, value FROM item_values WHERE item=?", item);
+    while (rows.step()) result[rows.text(0)] = rows.text(1);
+    return result;
+}
+
+Item Store::set_values(Id id, const std::map<std::string, std::string>& given, const User& user) {
+    Lock lock(m_mutex);
+    auto item = require_item(id);
+    require_writable(item, user);
+    Transaction transaction(m_database);
+    for (const auto& [name, value] : given)
+        m_database.run("INSERT OR REPLACE INTO item_values VALUES (?,?,?)", id, name, value);
+    if (!item.folder && item.checked_out_by == 0) {
+        push_version(item);
+        bool minor = library_of(item).minor_versions;
+        item.ui_version = minor ? item.ui_version + 1 : (item.major() + 1) * 512;
+        item.level = minor ? level::draft : level::published;
+        item.comment.clear();
+    }
+    item.modified = now();
+    item.editor = user.id;
+    ++item.etag;
+    save(item);
+    transaction.commit();
+    return require_item(id);
+}
+
+}  // namespace devserver

@@ -1,0 +1,89 @@
+// A thin layer over SQLite: statements prepared once, parameters bound by position.
+// Owner: store/; guarded by the store's mutex.
+#pragma once
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace devserver {
+
+class Statement {
+public:
+    explicit Statement(sqlite3_stmt* statement, sqlite3* database)
+        : m_statement(statement), m_database(database) {}
+    Statement(Statement&& other) noexcept
+        : m_statement(std::exchange(other.m_statement, nullptr)), m_database(other.m_database) {}
+    Statement& operator=(const Statement&) = delete;
+    ~Statement();
+
+    // True while there is a row; throws std::runtime_error.
+    bool step();
+    std::int64_t integer(int column) const { return sqlite3_column_int64(m_statement, column); }
+    std::string text(int column) const;
+    bool is_null(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
+
+    void bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
+    void bind(int index, int value) { sqlite3_bind_int64(m_statement, index, value); }
+    void bind(int index, bool value) { sqlite3_bind_int64(m_statement, index, value ? 1 : 0); }
+    void bind(int index, std::string_view value) {
+        sqlite3_bind_text(m_statement, index, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
+    }
+    void bind(int index, std::nullptr_t) { sqlite3_bind_null(m_statement, index); }
+
+private:
+    sqlite3_stmt* m_statement;
+    sqlite3* m_database;
+};
+
+class Database {
+public:
+    explicit Database(const std::string& file);
+    ~Database();
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    void execute(const char* script);
+    // A statement ready to step; only one use of the same text may be open at a time.
+    template <typename... Values>
+    Statement query(const char* sql, const Values&... values) {
+        Statement statement(prepare(sql), m_database);
+        int index = 0;
+        (statement.bind(++index, values), ...);
+        return statement;
+    }
+    // Runs a statement to its end and returns the number of changed rows.
+    template <typename... Values>
+    int run(const char* sql, const Values&... values) {
+        {
+            auto statement = query(sql, values...);
+            while (statement.step()) {
+            }
+        }
+        return sqlite3_changes(m_database);
+    }
+    std::int64_t last_id() const { return sqlite3_last_insert_rowid(m_database); }
+
+private:
+    sqlite3_stmt* prepare(const char* sql);
+
+    sqlite3* m_database = nullptr;
+    std::unordered_map<std::string, sqlite3_stmt*> m_statements;
+};
+
+// Commits when told to, else rolls back; nested ones belong to the outermost.
+class Transaction {
+public:
+    explicit Transaction(Database& database);
+    ~Transaction();
+    void commit();
+
+private:
+    Database& m_database;
+    bool m_open = true;
+};
+
+}  // namespace devserver

@@ -1,0 +1,305 @@
+// The store's tree of webs, folders and files: finding, listing, making, moving, copying, removing.
+// Owner: store/; any thread.
+#include <algorithm>
+
+#include "base/crypto.h"
+#include "base/text.h"
+#include "store/store.h"
+
+namespace devserver {
+namespace {
+
+#define ITEM_COLUMNS                                                                                   \
+    "i.id, i.guid, i.parent, i.library, i.name, i.folder, i.created, i.modified, i.author, i.editor, " \
+    "i.blob, i.comment, i.attributes, i.size, i.etag, i.content_tag, i.ui_version, i.level, "          \
+    "i.checked_out_by, i.checked_out_at"
+
+// The parts of a path; empty ones are left out.
+std::vector<std::string> path_parts(std::string_view path) {
+    auto parts = split(path, '/');
+    std::erase_if(parts, [](const std::string& part) { return part.empty(); });
+    return parts;
+}
+
+bool is_valid_name(std::string_view name) {
+    if (name.empty() || name.size() > 400 || name == "." || name == "..") return false;
+    if (name.front() == ' ' || name.back() == ' ' || name.back() == '.') return false;
+    if (name.find_first_of("\"*:<>?/\\|") != std::string_view::npos || !is_valid_utf8(name)) return false;
+    return std::none_of(name.begin(), name.end(),
+                        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
+
+}  // namespace
+
+Item Store::read_item(const Statement& row, const std::string& parent_path) const {
+    Item item;
+    item.id = row.integer(0);
+    item.guid = row.text(1);
+    item.parent = row.integer(2);
+    item.library = row.integer(3);
+    item.name = row.text(4);
+    item.folder = row.integer(5) != 0;
+    item.created = row.integer(6);
+    item.modified = row.integer(7);
+    item.author = row.integer(8);
+    item.editor = row.integer(9);
+    item.blob = row.text(10);
+    item.comment = row.text(11);
+    item.attributes = row.text(12);
+    item.size = row.integer(13);
+    item.etag = row.integer(14);
+    item.content_tag = row.integer(15);
+    item.ui_version = static_cast<int>(row.integer(16));
+    item.level = static_cast<int>(row.integer(17));
+    item.checked_out_by = row.integer(18);
+    item.checked_out_at = row.integer(19);
+    for (const auto& web : m_webs)
+        if (web.root_item == item.id) {
+            item.path = web.server_relative_url();
+            return item;
+        }
+    item.path = (parent_path == "/" ? "" : parent_path) + "/" + item.name;
+    return item;
+}
+
+std::string Store::path_of(Id id) {
+    std::string path;
+    while (id != 0) {
+        for (const auto& web : m_webs)
+            if (web.root_item == id)
+                return path.empty() ? web.server_relative_url()
+                                    : (web.path.empty() ? "" : "/" + web.path) + path;
+        auto row = m_database.query("SELECT parent, name FROM items WHERE id=?", id);
+        if (!row.step()) break;
+        path = "/" + row.text(1) + path;
+        id = row.is_null(0) ? 0 : row.integer(0);
+    }
+    return path;
+}
+
+std::optional<Item> Store::item(Id id) {
+    Lock lock(m_mutex);
+    auto path = path_of(id);
+    auto row = m_database.query("SELECT " ITEM_COLUMNS " FROM items i WHERE id=?", id);
+    if (!row.step()) return std::nullopt;
+    auto result = read_item(row, "");
+    result.path = path;
+    return result;
+}
+
+std::optional<Item> Store::item_by_guid(std::string_view guid) {
+    Lock lock(m_mutex);
+    Id id = 0;
+    {
+        auto row =
+            m_database.query("SELECT id FROM items WHERE guid=? AND recycled_from IS NULL", to_lower(guid));
+        if (!row.step()) return std::nullopt;
+        id = row.integer(0);
+    }
+    return item(id);
+}
+
+std::optional<Item> Store::find(std::string_view path) {
+    Lock lock(m_mutex);
+    auto web = web_of(path);
+    auto parts = path_parts(path);
+    auto skipped = path_parts(web.path).size();
+    auto current = item(web.root_item);
+    for (auto part = skipped; current && part < parts.size(); ++part) {
+        auto row = m_database.query("SELECT " ITEM_COLUMNS " FROM items i WHERE parent=? AND name=?",
+                                    current->id, parts[part]);
+        if (!row.step()) return std::nullopt;
+        current = read_item(row, current->path);
+    }
+    if (current && current->folder) {
+        auto row = m_database.query("SELECT count(*) FROM items WHERE parent=?", current->id);
+        row.step();
+        current->child_count = row.integer(0);
+    }
+    return current;
+}
+
+std::vector<Item> Store::children(const Item& folder, bool folders) {
+    Lock lock(m_mutex);
+    std::vector<Item> result;
+    auto rows =
+        m_database.query("SELECT " ITEM_COLUMNS
+                         ", CASE WHEN i.folder THEN (SELECT count(*) FROM items c WHERE c.parent=i.id) "
+                         "ELSE 0 END FROM items i WHERE i.parent=? AND i.folder=? ORDER BY i.name",
+                         folder.id, folders);
+    while (rows.step()) {
+        result.push_back(read_item(rows, folder.path));
+        result.back().child_count = rows.integer(20);
+    }
+    return result;
+}
+
+std::vector<Item> Store::library_items(Id library, Id after, int limit) {
+    Lock lock(m_mutex);
+    std::vector<Id> ids;
+    {
+        auto rows = m_database.query(
+            "SELECT i.id FROM items i WHERE i.library=?1 AND i.id>?2 AND i.recycled_from IS NULL AND i.id<>"
+            "(SELECT root_item FROM libraries WHERE id=?1) ORDER BY i.id LIMIT ?3",
+            library, after, limit);
+        while (rows.step()) ids.push_back(rows.integer(0));
+    }
+    std::vector<Item> result;
+    for (auto id : ids) result.push_back(*item(id));
+    return result;
+}
+
+Item Store::require_item(Id id) {
+    auto found = item(id);
+    if (!found) throw StoreError(Fault::not_found, std::to_string(id));
+    return *found;
+}
+
+Store::Place Store::place_for(std::string_view path) {
+    while (!path.empty() && path.back() == '/') path.remove_suffix(1);
+    auto slash = path.rfind('/');
+    if (path.empty() || slash == std::string_view::npos)
+        throw StoreError(Fault::invalid_path, std::string(path));
+    std::string name(path.substr(slash + 1));
+    if (!is_valid_name(name)) throw StoreError(Fault::invalid_name, name);
+    auto parent = find(path.substr(0, slash));
+    if (!parent || !parent->folder) throw StoreError(Fault::not_found, std::string(path.substr(0, slash)));
+    return {*parent, name};
+}
+
+Id Store::insert_item(const Item& item) {
+    if (item.parent == 0)
+        m_database.run(
+            "INSERT INTO items (guid, parent, library, name, folder, created, modified, author, editor) "
+            "VALUES (?,NULL,?,?,?,?,?,?,?)",
+            item.guid, item.library, item.name, item.folder, item.created, item.modified, item.author,
+            item.editor);
+    else
+        m_database.run(
+            "INSERT INTO items (guid, parent, library, name, folder, created, modified, author, editor, "
+            "blob, "
+            "comment, attributes, size, etag, content_tag, ui_version, level, checked_out_by, "
+            "checked_out_at) "
+            "VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)",
+            item.guid, item.parent, item.library, item.name, item.folder, item.created, item.modified,
+            item.author, item.editor, item.blob, item.comment, item.attributes, item.size, item.etag,
+            item.content_tag, item.ui_version, item.level, item.checked_out_by, item.checked_out_at);
+    return m_database.last_id();
+}
+
+Item Store::create_folder(std::string_view path, const User& user) {
+    Lock lock(m_mutex);
+    auto place = place_for(path);
+    if (auto existing = find(path)) {
+        if (!existing->folder) throw StoreError(Fault::already_exists, existing->path);
+        return *existing;
+    }
+    if (place.parent.library == 0) throw StoreError(Fault::not_allowed_here, std::string(path));
+    Item folder;
+    folder.guid = random_guid();
+    folder.parent = place.parent.id;
+    folder.library = place.parent.library;
+    folder.name = place.name;
+    folder.folder = true;
+    folder.created = folder.modified = now();
+    folder.author = folder.editor = user.id;
+    folder.attributes = "00000010";
+    return require_item(insert_item(folder));
+}
+
+void Store::require_tree_free(const Item& item, const User& user) {
+    if (!item.folder) return require_writable(item, user);
+    for (bool folders : {false, true})
+        for (const auto& child : children(item, folders)) require_tree_free(child, user);
+}
+
+void Store::remove_tree(const Item& item) {
+    if (item.folder)
+        for (bool folders : {false, true})
+            for (const auto& child : children(item, folders)) remove_tree(child);
+    std::vector<std::string> contents{item.blob};
+    for (const auto& version : versions(item.id)) contents.push_back(version.blob);
+    m_database.run("DELETE FROM versions WHERE item=?", item.id);
+    m_database.run("DELETE FROM item_values WHERE item=?", item.id);
+    m_database.run("DELETE FROM items WHERE id=?", item.id);
+    for (const auto& blob : contents) release_blob(blob);
+}
+
+void Store::remove(Id id, const User& user) {
+    Lock lock(m_mutex);
+    auto item = require_item(id);
+    auto library = library_of(item);
+    if (item.library == 0 || library.root_item == item.id)
+        throw StoreError(Fault::not_allowed_here, item.path);
+    require_tree_free(item, user);
+    Transaction transaction(m_database);
+    remove_tree(item);
+    transaction.commit();
+}
+
+std::string Store::recycle(Id id, const User& user) {
+    Lock lock(m_mutex);
+    auto item = require_item(id);
+    if (item.library == 0 || library_of(item).root_item == item.id)
+        throw StoreError(Fault::not_allowed_here, item.path);
+    require_tree_free(item, user);
+    m_database.run("UPDATE items SET parent=NULL, recycled_from=? WHERE id=?", item.path, id);
+    return random_guid();
+}
+
+// True when the place is free for `mover`, after an overwritten file has gone.
+bool Store::target_taken(const Place& place, Id mover, bool overwrite, const User& user) {
+    auto existing = find((place.parent.path == "/" ? "" : place.parent.path) + "/" + place.name);
+    if (!existing || existing->id == mover) return false;
+    if (!overwrite || existing->folder) return true;
+    require_writable(*existing, user);
+    remove_tree(*existing);
+    return false;
+}
+
+Item Store::move(Id id, std::string_view new_path, bool overwrite, const User& user) {
+    Lock lock(m_mutex);
+    auto item = require_item(id);
+    auto place = place_for(new_path);
+    if (item.library == 0 || library_of(item).root_item == item.id || place.parent.library == 0)
+        throw StoreError(Fault::not_allowed_here, item.path);
+    for (auto above = std::optional<Item>(place.parent); above; above = this->item(above->parent))
+        if (above->id == item.id) throw StoreError(Fault::not_allowed_here, item.path);
+    require_tree_free(item, user);
+    Transaction transaction(m_database);
+    if (target_taken(place, id, overwrite, user))
+        throw StoreError(Fault::already_exists, std::string(new_path));
+    m_database.run("UPDATE items SET parent=?, name=?, library=?, etag=etag+1 WHERE id=?", place.parent.id,
+                   place.name, place.parent.library, id);
+    transaction.commit();
+    return require_item(id);
+}
+
+Item Store::copy(Id id, std::string_view new_path, bool overwrite, const User& user) {
+    Lock lock(m_mutex);
+    auto source = require_item(id);
+    if (source.folder) {
+        if (find(new_path)) throw StoreError(Fault::already_exists, std::string(new_path));
+        auto files = children(source, false);
+        auto folders = children(source, true);
+        auto target = create_folder(new_path, user);
+        for (const auto& list : {files, folders})
+            for (const auto& child : list) copy(child.id, target.path + "/" + child.name, overwrite, user);
+        return target;
+    }
+    auto place = place_for(new_path);
+    if (place.parent.library == 0) throw StoreError(Fault::not_allowed_here, std::string(new_path));
+    if (auto existing = find(new_path); existing && existing->id == id) return source;
+    Transaction transaction(m_database);
+    if (target_taken(place, id, overwrite, user))
+        throw StoreError(Fault::already_exists, std::string(new_path));
+    auto item = new_file(place, std::string(new_path), user);
+    item.blob = source.blob;
+    item.size = source.size;
+    auto copied = insert_item(item);
+    m_database.run("INSERT INTO item_values SELECT ?, name, value FROM item_values WHERE item=?", copied, id);
+    transaction.commit();
+    return require_item(copied);
+}
+
+}  // namespace devserver
