@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <stdexcept>
 
 namespace testing_support {
@@ -189,6 +190,11 @@ void RawServer::serve(int socket, int connection) {
     exchange.m_server = this;
     exchange.m_socket = socket;
     if (m_tls) {
+        // The test's own writes after the peer has gone are no reason to end.
+        sigset_t pipe;
+        sigemptyset(&pipe);
+        sigaddset(&pipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
         exchange.m_tls = SSL_new(m_tls);
         SSL_set_fd(exchange.m_tls, socket);
         exchange.m_open = SSL_accept(exchange.m_tls) == 1;

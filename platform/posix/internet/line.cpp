@@ -2,6 +2,7 @@
 // A pool is shared by all threads, a line belongs to one at a time.
 #include <atomic>
 
+#include "internet/pipe_signal.h"
 #include "internet/transfer.h"
 
 namespace platform::internet {
@@ -24,6 +25,7 @@ Line::Line() {
 }
 
 Line::~Line() {
+    const PipeSignalGuard guard;
     curl_easy_cleanup(m_easy);
     curl_multi_cleanup(m_multi);
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "internet/errors.h"
+#include "internet/pipe_signal.h"
 
 namespace platform::internet {
 
@@ -26,11 +27,13 @@ constexpr int kWaitSlice = 50;
 }  // namespace
 
 Transfer::~Transfer() {
+    const PipeSignalGuard guard;
     release_line();
     curl_slist_free_all(m_header_list);
 }
 
 DWORD Transfer::start(const TransferRequest& request) {
+    const PipeSignalGuard guard;
     discard_answer();
     detach();
     if (!m_line) m_line = m_pool.take();
@@ -326,6 +329,7 @@ bool Transfer::body_was_sent() const {
 }
 
 DWORD Transfer::push(const void* data, std::size_t size) {
+    const PipeSignalGuard guard;
     if (!m_pushing || m_upload_ended) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
     if (m_push_left >= 0) {
         if (size > static_cast<std::size_t>(m_push_left)) return ERROR_INVALID_PARAMETER;
@@ -342,6 +346,7 @@ DWORD Transfer::push(const void* data, std::size_t size) {
 }
 
 DWORD Transfer::finish_sending() {
+    const PipeSignalGuard guard;
     if (m_pushing && m_push_left > 0 && !m_answered && !m_done) {
         settle(CURLE_PARTIAL_FILE);
         detach();
@@ -364,6 +369,7 @@ DWORD Transfer::read(void* buffer, std::size_t size, std::size_t& out_read) {
         return ERROR_SUCCESS;
     }
     if (m_done || !size) return m_error;
+    const PipeSignalGuard guard;
     m_wanted = static_cast<char*>(buffer);
     m_wanted_size = size;
     m_delivered = 0;
@@ -376,6 +382,7 @@ DWORD Transfer::read(void* buffer, std::size_t size, std::size_t& out_read) {
 
 void Transfer::discard_answer() {
     if (!m_active || !m_answered || m_done) return;
+    const PipeSignalGuard guard;
     const auto until = std::chrono::steady_clock::now() + kMaxDiscardTime;
     m_limits.stall = std::min(m_limits.stall, kMaxDiscardTime);
     m_discarding = true;
