@@ -62,10 +62,12 @@ CacheEntry::~CacheEntry() {
     Guarded([&] {
         AbortDownload();
         if (m_work && m_broken && !m_forgotten) {
-            unlink(m_store->WorkPathOf(m_entry).c_str());
+            // The journal goes first: a work file that is gone counts as one that took the copy's place.
+            [[maybe_unused]] const int room = ftruncate(m_local.get(), 0);
             m_entry.writing = false;
             if (!m_entry.dirty) m_entry.since = 0;
             m_store->journal().Put(m_entry);
+            unlink(m_store->WorkPathOf(m_entry).c_str());
         }
         return S_OK;
     });

@@ -215,8 +215,8 @@ void CacheStore::DiscardIncomplete(std::string_view url) {
     if (!lock) return;
     entry->writing = false;
     if (!entry->dirty) entry->since = 0;
-    unlink(WorkPathOf(*entry).c_str());
     m_journal.Put(*entry);
+    unlink(WorkPathOf(*entry).c_str());
 }
 
 fs::path CacheStore::BeginEdit(std::string_view url) {
