@@ -75,6 +75,12 @@ size_t Request::Write(const void* data, size_t size) {
     return written_size;
 }
 
+void Request::SendAgain(uint64_t size) {
+    TRACE_ENTRY("Http::Request::SendAgain");
+    SendRequestEx(m_impl->handle, size);
+    TRACE_EXIT(u"");
+}
+
 Response Request::End() {
     TRACE_ENTRY("Http::Request::End");
     CHECK_THROW(HttpEndRequestW(m_impl->handle, nullptr, 0, 0), ApiException);

@@ -50,6 +50,8 @@ public:
 
     // Sends the next bytes; gives the count that went out. ApiException.
     size_t Write(const void* data, size_t size);
+    // Begins the same upload once more, after End has asked for it. ApiException.
+    void SendAgain(uint64_t size);
     // Waits for the answer, which takes over the handle. ApiException (12032: the body is wanted once more),
     // HttpException for a status outside 200 to 399.
     Response End();

@@ -80,8 +80,8 @@ inline std::u16string Note(uint32_t number) {
 }  // namespace Failure
 
 // At the start of a function: names it for all lines below and writes "<name>-->" at the verbose level.
-#define TRACE_ENTRY(name)                               \
-    static constexpr const char* trace_function = name; \
+#define TRACE_ENTRY(name)                                                \
+    [[maybe_unused]] static constexpr const char* trace_function = name; \
     if (Log::IsOn(Log::verbose)) Log::Write(Log::verbose, name "-->", {})
 
 // Names the function without the entry line (for inner functions and lambdas that log under a given name).

@@ -17,7 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The log's folder is fixed when the program is loaded, so each run gets a temporary folder of its own before that.
+// The log's folder is fixed when the program is loaded, so each run gets a temporary folder of its own before
+// that.
 struct OwnTempFolder {
     static inline char path[64] = "/tmp/frame-test-XXXXXX";
     __attribute__((constructor(101))) static void Make() { setenv("TMPDIR", mkdtemp(path), 1); }
@@ -40,8 +41,8 @@ TEST(Iso8601, ReadsWhatServersWrite) {
 }
 
 TEST(Iso8601, RefusesWhatIsNoDate) {
-    for (const char16_t* text : {u"", u"x", u"2013-13-01", u"2013-02-30", u"2013-05-01T", u"2013-05-01T25:00:00",
-                                 u"2013-05-01T10:20:30.1234567Z"}) {
+    for (const char16_t* text : {u"", u"x", u"2013-13-01", u"2013-02-30", u"2013-05-01T",
+                                 u"2013-05-01T25:00:00", u"2013-05-01T10:20:30.1234567Z"}) {
         EXPECT_EQ(Parse(text), u"fails") << ToUtf8(text);
     }
 }
@@ -159,8 +160,9 @@ TEST_F(TraceLog, WritesTheStampAndTheCheckInItsShape) {
         "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\\| *[0-9a-f]+\\|1\\|Some::Function "
         "Expression: '1 == 2' caused returning 'HRESULT 0x80004003: [^\r\n]+\r\n'\n");
     EXPECT_TRUE(std::regex_match(text, shape)) << text;
-    EXPECT_TRUE(std::regex_match(path.filename().string(),
-                                 std::regex("TSMK-SP_\\d+-\\d\\d-\\d\\d_\\d\\d\\.\\d\\d\\.\\d\\d\\.\\d{3}\\.log")));
+    EXPECT_TRUE(
+        std::regex_match(path.filename().string(),
+                         std::regex("TSMK-SP_\\d+-\\d\\d-\\d\\d_\\d\\d\\.\\d\\d\\.\\d\\d\\.\\d{3}\\.log")));
     Log::Close();
     fs::remove(path);
 }

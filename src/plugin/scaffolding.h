@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <utility>
+#include <vector>
 
 #include "platform/base.h"
 #include "platform/com.h"
@@ -34,12 +36,19 @@ public:
     ULONG AddRef() override { return m_count.fetch_add(1, std::memory_order_relaxed) + 1; }
     ULONG Release() override {
         const ULONG left = m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0) delete static_cast<Class*>(this);
+        if (left == 0) {
+            m_count.store(kDying, std::memory_order_relaxed);
+            delete static_cast<Class*>(this);
+        }
         return left;
     }
     void* QueryFurther(const IID&) { return nullptr; }
 
 private:
+    // The count while the destructor runs: what takes and drops a reference meanwhile doesn't delete once
+    // more.
+    static constexpr ULONG kDying = 0x40000000;
+
     std::atomic<ULONG> m_count{0};
 };
 
@@ -63,6 +72,43 @@ public:
     HRESULT Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
         return E_NOTIMPL;
     }
+};
+
+// Enumerator over a copy of a list of counted items.
+template <typename Class, typename Interface, typename Item>
+class cCoEnumItemsT : public cCoClassUnknownT<Class, Interface> {
+public:
+    explicit cCoEnumItemsT(std::vector<ComPtr<Item>> items, size_t next = 0)
+        : m_items(std::move(items)), m_next(next) {}
+
+    HRESULT Next(UINT count, Item** out_items, UINT* out_fetched) override {
+        if (!out_items) return E_POINTER;
+        UINT fetched = 0;
+        for (; fetched < count && m_next < m_items.size(); ++fetched)
+            out_items[fetched] = m_items[m_next++].copy();
+        if (out_fetched) *out_fetched = fetched;
+        return fetched == count ? S_OK : S_FALSE;
+    }
+    HRESULT Skip(UINT count) override {
+        const size_t left = m_items.size() - m_next;
+        m_next += count < left ? count : left;
+        return count <= left ? S_OK : S_FALSE;
+    }
+    HRESULT Reset() override {
+        m_next = 0;
+        return S_OK;
+    }
+    HRESULT Clone(Interface** out_clone) override {
+        if (!out_clone) return E_POINTER;
+        *out_clone = new (std::nothrow) Class(m_items, m_next);
+        if (!*out_clone) return E_OUTOFMEMORY;
+        (*out_clone)->AddRef();
+        return S_OK;
+    }
+
+private:
+    std::vector<ComPtr<Item>> m_items;
+    size_t m_next;
 };
 
 // Makes an object of the scaffolding and holds its first reference.

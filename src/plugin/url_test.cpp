@@ -17,7 +17,8 @@ TEST(CompareUrls, IgnoresCaseTrailingSlashAndDefaultPort) {
 
 TEST(CompareUrls, FindsParentsAndWhatIsLeftBelowThem) {
     std::u16string relative;
-    EXPECT_EQ(CompareUrls(u"https://h/sites/a", u"https://h/sites/a/Docs/x y.pdf", &relative), R::url1_is_parent);
+    EXPECT_EQ(CompareUrls(u"https://h/sites/a", u"https://h/sites/a/Docs/x y.pdf", &relative),
+              R::url1_is_parent);
     EXPECT_EQ(relative, u"Docs/x y.pdf");
     EXPECT_EQ(CompareUrls(u"https://h/sites/a/b/", u"https://h/sites", &relative), R::url2_is_parent);
     EXPECT_EQ(relative, u"a/b");
@@ -93,9 +94,9 @@ TEST(WebDavPathToUrl, ReadsTheThreeUncForms) {
 }
 
 TEST(WebDavPathToUrl, RefusesEverythingElse) {
-    for (const char16_t* text : {u"", u"host", u"\\host", u"\\\\", u"\\\\host/a", u"\\\\host\\a/b", u"\\\\host@SSL@8443",
-                                 u"\\\\host@SSL@0\\a", u"\\\\host@65536\\a", u"\\\\host@x\\a", u"\\\\?\\C:\\a",
-                                 u"\\\\ho:st\\a", u"\\\\host\\a*"}) {
+    for (const char16_t* text : {u"", u"host", u"\\host", u"\\\\", u"\\\\host/a", u"\\\\host\\a/b",
+                                 u"\\\\host@SSL@8443", u"\\\\host@SSL@0\\a", u"\\\\host@65536\\a",
+                                 u"\\\\host@x\\a", u"\\\\?\\C:\\a", u"\\\\ho:st\\a", u"\\\\host\\a*"}) {
         EXPECT_EQ(WebDavPathToUrl(text), u"");
     }
 }

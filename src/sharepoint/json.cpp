@@ -60,7 +60,13 @@ bool Document::Parse(std::string_view bytes) {
         rapidjson::GenericInsituStringStream<Encoding> stream(m_text.data());
         rapidjson::GenericReader<Encoding, Encoding> reader;
         DepthGuard guard(builder);
-        result = reader.Parse<rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag>(stream, guard);
+        try {
+            result =
+                reader.Parse<rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag>(stream, guard);
+        } catch (const Exception&) {
+            // The parser takes the escape of half a character for its caller's mistake.
+            result = {rapidjson::kParseErrorStringUnicodeSurrogateInvalid, stream.Tell()};
+        }
         return !result.IsError();
     };
     m_document.Populate(generate);

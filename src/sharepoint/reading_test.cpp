@@ -32,9 +32,27 @@ bool Parses(const std::string& bytes) {
 }
 
 TEST(Json, RefusesWhatIsNoJson) {
-    for (const char* text : {"", " ", "{", "{\"d\":", "{\"d\":{\"a\":1}", "[1,]", "{\"a\" 1}", "nul", "tru",
-                             "\"open", "<!DOCTYPE html><html></html>", "{} x", "1e999999", "\"\\ud800\"",
-                             "\"\\x\"", "{\"a\":1}}", "-", "0x10", "'d'"}) {
+    for (const char* text : {"",
+                             " ",
+                             "{",
+                             "{\"d\":",
+                             "{\"d\":{\"a\":1}",
+                             "[1,]",
+                             "{\"a\" 1}",
+                             "nul",
+                             "tru",
+                             "\"open",
+                             "<!DOCTYPE html><html></html>",
+                             "{} x",
+                             "1e999999",
+                             "\"\\ud800\"",
+                             "\"\\uddddx\"",
+                             "{\"\\udddd\":1}",
+                             "\"\\x\"",
+                             "{\"a\":1}}",
+                             "-",
+                             "0x10",
+                             "'d'"}) {
         EXPECT_FALSE(Parses(text)) << text;
     }
     for (const char* text : {"{}", "[]", "null", "7", "\"\"", " {\"d\":null}\r\n", "\"\\u0000\""}) {

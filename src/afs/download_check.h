@@ -1,0 +1,16 @@
+// What an answer must be like to be taken for a document. Re-entrant.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "http/exchange.h"
+#include "platform/base.h"
+
+// Throws HttpException for a status that is no success, and Exception for a web page where `file_name` is
+// none.
+void CheckIsDocument(const Http::Response& response, const std::u16string& file_name);
+
+// The number of bytes to come: the answer's content length, or `document_size`; nothing for a chunked answer,
+// which tells its end by itself.
+std::optional<LONGLONG> GetAnnouncedLength(const Http::Response& response, LONGLONG document_size);

@@ -1,0 +1,237 @@
+// The file system's life, its plain properties, progress monitors, dialogs and accounts.
+#include "afs/file_system.h"
+
+#include "integration/message_box.h"
+#include "plugin/failure.h"
+#include "plugin/main_thread.h"
+#include "plugin/message_template.h"
+#include "plugin/plugin.h"
+#include "plugin/url.h"
+#include "session/account_data.h"
+
+namespace {
+
+constexpr DWORD kFeatures = 0x3000A7FF;
+constexpr DWORD kChoiceCanceled = 2;
+constexpr size_t kFirstBuckets = 8;
+
+}  // namespace
+
+FileSystem::FileSystem(Plugin& plugin, TMK::IAFS_Inst* afs_inst)
+    : m_plugin(&plugin), m_afs_inst(afs_inst), m_progress_monitors(kFirstBuckets) {
+    m_progress_monitors.max_load_factor(1.0F);
+}
+
+FileSystem::~FileSystem() {
+    TRACE_ENTRY("FileSystem::~FileSystem");
+    TRACE_EXIT(u"");
+}
+
+void FileSystem::Detach() {
+    {
+        const std::lock_guard lock(m_monitors_lock);
+        m_progress_monitors.clear();
+    }
+    m_plugin.reset();
+    m_afs_inst.reset();
+}
+
+ComPtr<TMK::IAFS_Inst> FileSystem::GetAFS() const {
+    TRACE_NAME("FileSystem::GetAFS");
+    CHECK_THROW(m_afs_inst != nullptr, HResultException, E_FAIL);
+    return m_afs_inst;
+}
+
+ComPtr<Name> FileSystem::GetName(TMK::IAFS_Name* name) const {
+    TRACE_ENTRY("FileSystem::GetName");
+    if (!name) {
+        TRACE_EXIT(u"name==nullptr");
+        return {};
+    }
+    ComPtr<TMK::IAFS_FileSys> file_system;
+    if (FAILED(name->get_FileSys(file_system.put()))) {
+        TRACE_EXIT(u"name->get_FileSys failed");
+        return {};
+    }
+    if (file_system.get() != static_cast<const TMK::IAFS_FileSys*>(this)) {
+        TRACE_EXIT(u"wrong file_system");
+        return {};
+    }
+    TRACE_EXIT(u"");
+    return ComPtr<Name>(static_cast<Name*>(name));
+}
+
+HRESULT FileSystem::get_Name(BSTR* out_name) {
+    TRACE_ENTRY("FileSystem::get_Name");
+    CHECK_RETURN(out_name != nullptr, E_POINTER);
+    *out_name = SysAllocString(u"SharePoint");
+    CHECK_RETURN(*out_name != nullptr, E_OUTOFMEMORY);
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT FileSystem::get_Features(TMK::IAFS_Name*, DWORD* out_features) {
+    TRACE_ENTRY("FileSystem::get_Features");
+    CHECK_RETURN(out_features != nullptr, E_POINTER);
+    *out_features = kFeatures;
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT FileSystem::get_UserText(BSTR* out_text) {
+    TRACE_ENTRY("FileSystem::get_UserText");
+    CHECK_RETURN(out_text != nullptr, E_POINTER);
+    *out_text = SysAllocStringLen(m_user_text.data(), static_cast<UINT>(m_user_text.size()));
+    CHECK_RETURN(*out_text != nullptr, E_OUTOFMEMORY);
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT FileSystem::put_UserText(LPCWSTR text) {
+    TRACE_ENTRY("FileSystem::put_UserText");
+    try {
+        m_user_text = text ? text : u"";
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(nullptr)
+}
+
+HRESULT FileSystem::put_Prop(TMK::IAFS_Name*, LPCWSTR, const VARIANT&) {
+    TRACE_ENTRY("FileSystem::put_Prop");
+    TRACE_RETURN(E_NOTIMPL);
+}
+
+HRESULT FileSystem::GetVolumeSpace(TMK::IAFS_Name*, ULONGLONG*, ULONGLONG*,
+                                   TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("FileSystem::GetVolumeSpace");
+    CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
+    TRACE_RETURN(E_NOTIMPL);
+}
+
+HRESULT FileSystem::get_DispName(BSTR* o_display_name) {
+    TRACE_ENTRY("FileSystem::get_DispName");
+    CHECK_RETURN(o_display_name != nullptr, E_POINTER);
+    *o_display_name = nullptr;
+    CHECK_RETURN(m_plugin != nullptr && m_plugin->m_tmk_inst != nullptr, E_FAIL);
+    CHECK_RESULT_TEXT(m_plugin->m_tmk_inst->GetLocalStr(u"sp.str.sharePoint", o_display_name),
+                      u"m_plugin->m_tmk_inst->GetLocalStr(L\"sp.str.sharePoint\", o_display_name)");
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT FileSystem::get_Icon(TMK::IUIX_Icon** o_icon) {
+    TRACE_ENTRY("FileSystem::get_Icon");
+    CHECK_RETURN(o_icon != nullptr, E_POINTER);
+    *o_icon = nullptr;
+    CHECK_RETURN(m_plugin != nullptr, E_FAIL);
+    *o_icon = m_plugin->m_icon.copy();
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT FileSystem::CreateDlgParams(DWORD i_dialog_type, DWORD, TMK::IAFS_DlgParams** o_dialog_parameters) {
+    TRACE_ENTRY("FileSystem::CreateDlgParams");
+    CHECK_RETURN(m_plugin != nullptr && m_plugin->m_afs_inst != nullptr, E_FAIL);
+    CHECK_RESULT(m_plugin->m_afs_inst->CreateDlgDefaultParams(i_dialog_type, o_dialog_parameters));
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT FileSystem::CheckDlgFolder(const char* trace_function, TMK::IAFS_Name* host_folder) {
+    const ComPtr<Name> initial_folder = GetName(host_folder);
+    CHECK_RETURN(initial_folder != nullptr, E_INVALIDARG);
+    CHECK_RETURN(initial_folder->GetSession() != nullptr, E_INVALIDARG);
+    return S_OK;
+}
+
+HRESULT FileSystem::ShowDlg(DWORD i_dialog_type, TMK::IAFS_Name* initial_folder,
+                            TMK::IAFS_DlgParams* dialog_parameters, HWND i_parent_window,
+                            TMK::IAFS_NamesCollection** o_names, DWORD* o_user_choise) {
+    TRACE_ENTRY("FileSystem::ShowDlg");
+    try {
+        CHECK_RETURN_TEXT(
+            i_dialog_type == TMK::AFS_Dlg_OpenFiles || i_dialog_type == TMK::AFS_Dlg_SaveFile ||
+                i_dialog_type == TMK::AFS_Dlg_SelectFolder,
+            E_INVALIDARG,
+            u"i_dialog_type == TMK::AFS_Dlg_OpenFiles || i_dialog_type == TMK::AFS_Dlg_SaveFile || "
+            u"i_dialog_type == TMK::AFS_Dlg_SelectFolder");
+        CHECK_RETURN(o_names != nullptr, E_POINTER);
+        CHECK_RETURN(o_user_choise != nullptr, E_POINTER);
+        *o_names = nullptr;
+        *o_user_choise = kChoiceCanceled;
+        if (i_dialog_type == TMK::AFS_Dlg_SelectFolder) {
+            CHECK_RETURN(m_afs_inst != nullptr, E_FAIL);
+            return m_afs_inst->ShowDlg(i_dialog_type, initial_folder, dialog_parameters, i_parent_window,
+                                       o_names, o_user_choise);
+        }
+        if (const HRESULT failure = CheckDlgFolder(trace_function, initial_folder); FAILED(failure))
+            return failure;
+        // The open and save dialog itself is not here yet.
+        TRACE_RETURN(E_NOTIMPL);
+    }
+    HOST_BOUNDARY(nullptr)
+}
+
+HRESULT FileSystem::CreateAccount(LPCWSTR i_url, TMK::ITMK_Cab* i_source_cab, DWORD, DWORD, DWORD,
+                                  TMK::IAFS_AccountData** o_account_data) {
+    TRACE_ENTRY("FileSystem::CreateAccount");
+    try {
+        CHECK_RETURN(o_account_data != nullptr, E_POINTER);
+        *o_account_data = nullptr;
+        CHECK_RETURN(m_plugin != nullptr && m_plugin->m_tmk_inst != nullptr, E_FAIL);
+        ComPtr<TMK::IAFS_BindContext> context;
+        CHECK_RESULT_TEXT(m_plugin->m_tmk_inst->CreateStdBindContext(context.put()),
+                          u"m_plugin->m_tmk_inst->CreateStdBindContext(&context)");
+        ComPtr<AccountData> account_data;
+        if (i_source_cab) {
+            const HRESULT result = AccountData::Create(m_plugin.get(), i_source_cab, account_data);
+            *o_account_data = account_data.detach();
+            return result;
+        }
+        // Without a URL the account dialog asks for one; it is not here yet, so there is nobody to ask.
+        if (!i_url || !*i_url) TRACE_RETURN(E_CANCELED);
+        account_data = MakeObject<AccountData>(*m_plugin, i_url,
+                                               m_plugin->m_preferences_manager.m_preferences.api_version);
+        CHECK_RETURN(account_data != nullptr, E_OUTOFMEMORY);
+        ComPtr<TMK::IAFS_Name> host_name;
+        const HRESULT result = BindToObject(static_cast<TMK::IAFS_AccountData*>(account_data.get()),
+                                            context.get(), 0, nullptr, nullptr, host_name.put());
+        CHECK_RESULT(result);
+        const ComPtr<Name> name = GetName(host_name.get());
+        CHECK_RETURN(name != nullptr, E_FAIL);
+        account_data->SetUrl(name->GetSession()->GetWebUrl());
+        *o_account_data = account_data.detach();
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(nullptr)
+}
+
+size_t FileSystem::ThreadIdHash::operator()(DWORD id) const {
+    uint64_t hash = 14695981039346656037ULL;
+    for (int byte = 0; byte < 4; ++byte, id >>= 8) hash = (hash ^ (id & 0xFF)) * 1099511628211ULL;
+    return static_cast<size_t>(hash);
+}
+
+HRESULT FileSystem::SetProgressMon(TMK::ITMK_ProgressMon* monitor) {
+    TRACE_ENTRY("FileSystem::SetProgressMon");
+    try {
+        const std::lock_guard lock(m_monitors_lock);
+        const DWORD thread = GetCurrentThreadId();
+        const auto entry = m_progress_monitors.find(thread);
+        if (entry == m_progress_monitors.end()) {
+            if (!monitor) TRACE_RETURN(S_FALSE);
+            m_progress_monitors.emplace(thread, ComPtr<TMK::ITMK_ProgressMon>(monitor));
+        } else if (monitor) {
+            entry->second = ComPtr<TMK::ITMK_ProgressMon>(monitor);
+        } else {
+            m_progress_monitors.erase(entry);
+        }
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(nullptr)
+}
+
+HRESULT FileSystem::GetProgressMon(DWORD thread_id, TMK::ITMK_ProgressMon** out_progress_monitor) {
+    TRACE_ENTRY("FileSystem::GetProgressMon");
+    CHECK_RETURN(out_progress_monitor != nullptr, E_POINTER);
+    *out_progress_monitor = nullptr;
+    const std::lock_guard lock(m_monitors_lock);
+    const auto entry = m_progress_monitors.find(thread_id ? thread_id : GetCurrentThreadId());
+    if (entry == m_progress_monitors.end()) TRACE_RETURN(S_FALSE);
+    *out_progress_monitor = entry->second.copy();
+    TRACE_RETURN(S_OK);
+}

@@ -1,0 +1,177 @@
+// Work on items: opening, creating, moving, copying, renaming, deleting, and what is known of them.
+#include "afs/enumeration.h"
+#include "afs/file.h"
+#include "afs/file_system.h"
+#include "plugin/failure.h"
+#include "plugin/plugin.h"
+#include "plugin/url.h"
+
+namespace {
+
+// A URL's path relative to the server root.
+std::u16string PathOf(const Name& name) {
+    TRACE_NAME("FileSystem::PathOf");
+    std::u16string path;
+    CHECK_THROW(
+        CompareUrls(name.GetSession()->GetPath(), name.GetUrl(), &path) == CompareUrlsResult::url1_is_parent,
+        HResultException, E_INVALIDARG);
+    if (path.ends_with(u'/')) path.pop_back();
+    return path;
+}
+
+// What the server does is not told by its answer, so the outcome is looked up: the object at the new place.
+Name::ObjectPtr RequireAt(const Name& new_name, const char16_t* message) {
+    TRACE_NAME("FileSystem::RequireAt");
+    const auto web = new_name.GetSession()->GetWeb()->AsWeb();
+    Name::ObjectPtr object = web->BindObject(new_name.GetUrl(), SharePoint::Web::BindObjectType::any);
+    CHECK_THROW(object != nullptr, HResultException, E_FAIL, message);
+    return object;
+}
+
+// After a move the object stands at the new place and no longer at the old one.
+Name::ObjectPtr RequireMoved(const Name& name, const Name& new_name, const char16_t* message) {
+    TRACE_NAME("FileSystem::RequireMoved");
+    const std::u16string old_url = name.GetUrl();
+    Name::ObjectPtr object = RequireAt(new_name, message);
+    if (CompareUrls(old_url, new_name.GetUrl()) != CompareUrlsResult::equal) {
+        const auto web = name.GetSession()->GetWeb()->AsWeb();
+        CHECK_THROW(!web->BindObject(old_url, SharePoint::Web::BindObjectType::any), HResultException, E_FAIL,
+                    message);
+    }
+    return object;
+}
+
+}  // namespace
+
+// The two names of an operation, both local; shared by the operations that have a target.
+#define LOCAL_NAMES()                                      \
+    CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);    \
+    CHECK_RETURN(name != nullptr, E_INVALIDARG);           \
+    CHECK_RETURN(new_name != nullptr, E_INVALIDARG);       \
+    const ComPtr<Name> local_name = GetName(name);         \
+    CHECK_RETURN(local_name != nullptr, E_INVALIDARG);     \
+    const ComPtr<Name> local_new_name = GetName(new_name); \
+    CHECK_RETURN(local_new_name != nullptr, E_INVALIDARG)
+
+#define LOCAL_NAME()                                    \
+    CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED); \
+    CHECK_RETURN(name != nullptr, E_INVALIDARG);        \
+    const ComPtr<Name> local_name = GetName(name);      \
+    CHECK_RETURN(local_name != nullptr, E_INVALIDARG)
+
+HRESULT FileSystem::OpenFile(TMK::IAFS_Name* name, DWORD flags, TMK::ITMK_ErrorDetails* out_error_details,
+                             TMK::ITMK_CancelFlag* cancel_flag, TMK::IAFS_File** out_file) {
+    TRACE_ENTRY("FileSystem::OpenFile");
+    try {
+        if (out_file) *out_file = nullptr;
+        LOCAL_NAME();
+        CHECK_RETURN(out_file != nullptr, E_POINTER);
+        CHECK_RETURN(m_plugin != nullptr, E_FAIL);
+        ComPtr<File> file = File::CreateAndOpenFile(*local_name, flags, out_error_details, cancel_flag);
+        CHECK_RETURN(file != nullptr, E_OUTOFMEMORY);
+        *out_file = file.detach();
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT FileSystem::EnumFolder(TMK::IAFS_Name* name, DWORD, TMK::ITMK_CancelFlag* cancel_flag,
+                               TMK::IAFS_EnumFolder** out_enum) {
+    TRACE_ENTRY("FileSystem::EnumFolder");
+    try {
+        if (out_enum) *out_enum = nullptr;
+        LOCAL_NAME();
+        CHECK_RETURN(out_enum != nullptr, E_POINTER);
+        *out_enum = MakeObject<::EnumFolder>(*local_name).detach();
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(nullptr)
+}
+
+HRESULT FileSystem::GetFileInfo(TMK::IAFS_Name* name, TMK::ITMK_ErrorDetails* out_error_details,
+                                TMK::ITMK_CancelFlag* cancel_flag, TMK::IAFS_FileInfo** out_file_info) {
+    TRACE_ENTRY("FileSystem::GetFileInfo");
+    try {
+        if (out_file_info) *out_file_info = nullptr;
+        LOCAL_NAME();
+        CHECK_RETURN(out_file_info != nullptr, E_POINTER);
+        CHECK_RETURN(local_name->BindObject() != nullptr, E_INVALIDARG);
+        *out_file_info = MakeObject<FileInfo>(*local_name).detach();
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT FileSystem::CreateFolder(TMK::IAFS_Name* name, DWORD, TMK::ITMK_ErrorDetails* out_error_details,
+                                 TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("FileSystem::CreateFolder");
+    try {
+        LOCAL_NAME();
+        const Name::ObjectPtr object =
+            local_name->GetSession()->GetWeb()->AsWeb()->CreateFolder(local_name->GetUrl());
+        CHECK_RETURN(object != nullptr, E_FAIL);
+        local_name->SetObject(object);
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT FileSystem::Move(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
+                         TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("FileSystem::Move");
+    try {
+        LOCAL_NAMES();
+        const Name::ObjectPtr file = local_name->BindObject(SharePoint::Web::BindObjectType::file);
+        CHECK_RETURN(file != nullptr, E_INVALIDARG);
+        file->AsFile()->Move(PathOf(*local_new_name));
+        local_new_name->SetObject(
+            RequireMoved(*local_name, *local_new_name, u"The server did not move the file."));
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT FileSystem::Copy(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
+                         TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("FileSystem::Copy");
+    try {
+        LOCAL_NAMES();
+        const Name::ObjectPtr file = local_name->BindObject(SharePoint::Web::BindObjectType::file);
+        CHECK_RETURN(file != nullptr, E_INVALIDARG);
+        file->AsFile()->Copy(PathOf(*local_new_name));
+        RequireAt(*local_new_name, u"The server did not copy the file.");
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT FileSystem::Rename(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
+                           TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("FileSystem::Rename");
+    try {
+        LOCAL_NAMES();
+        const Name::ObjectPtr object = local_name->BindObject();
+        CHECK_RETURN(object != nullptr, E_INVALIDARG);
+        object->Rename(PathOf(*local_new_name));
+        local_new_name->SetObject(
+            RequireMoved(*local_name, *local_new_name, u"The server did not rename the item."));
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT FileSystem::Delete(TMK::IAFS_Name* name, TMK::ITMK_ErrorDetails* out_error_details,
+                           TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("FileSystem::Delete");
+    try {
+        LOCAL_NAME();
+        const Name::ObjectPtr object = local_name->BindObject();
+        CHECK_RETURN(object != nullptr, E_INVALIDARG);
+        object->Delete();
+        const auto web = local_name->GetSession()->GetWeb()->AsWeb();
+        CHECK_THROW(!web->BindObject(local_name->GetUrl(), SharePoint::Web::BindObjectType::any),
+                    HResultException, E_FAIL, u"The server did not delete the item.");
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}

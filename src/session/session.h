@@ -1,0 +1,60 @@
+// A working connection to one site: the HTTP connection, the backend's web and the host's files cache.
+// Shared by all names of a site, no lock; runs on whatever thread binds a name.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "hostapi/iafs.h"
+#include "http/session.h"
+#include "platform/com_ptr.h"
+#include "sharepoint/object.h"
+
+class AccountData;
+class FileSystem;
+class Plugin;
+
+class Session {
+public:
+    // Connects, signing in when the server asks, and writes what was gained back into the account, which
+    // stays as it was on failure. Throws HResultException, ApiException, Http::HttpException; E_CANCELED when
+    // the user declines.
+    static std::shared_ptr<Session> Create(AccountData& io_account_data, Plugin& plugin,
+                                           TMK::IAFS_BindContext* context);
+
+    // Whether a URL is served by SharePoint at all, without any prompt.
+    static bool IsSharePoint(const std::u16string& url);
+
+    // Removes the stored sign-in of an account that has no session.
+    static HRESULT SignOut(Plugin* pVInst, AccountData* pAcData);
+
+    virtual ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    ComPtr<FileSystem> GetFileSystem() const;
+    ComPtr<TMK::IAFS_FilesCache> GetFilesCache() const;
+    std::shared_ptr<SharePoint::Object> GetWeb() const;
+    // Scheme, host and port.
+    std::u16string GetPath() const;
+    // The URL of the web.
+    std::u16string GetWebUrl() const;
+
+    // Makes the system forget the user. Throws ApiException when the stored cookies can't be cleared.
+    void SignOut();
+
+private:
+    Session();
+
+    void Connect(const AccountData& account, Plugin& plugin, Http::Session::Credentials& credentials);
+    void SetSignInCallbacks(const AccountData& account, Plugin& plugin,
+                            Http::Session::Credentials& credentials);
+    void CreateWeb(const AccountData& account);
+    void WriteBack(AccountData& account, const Http::Session::Credentials& credentials) const;
+
+    ComPtr<FileSystem> m_file_system;
+    ComPtr<TMK::IAFS_BindContext> context;
+    ComPtr<TMK::IAFS_FilesCache> m_files_cache;
+    std::shared_ptr<Http::Session> m_http;
+    std::shared_ptr<SharePoint::Object> m_web;
+};

@@ -1,0 +1,17 @@
+// Who signed in to which server last, kept in the plug-in's settings tree. Passwords are not kept there.
+#pragma once
+
+#include <string>
+
+#include "hostapi/iafs.h"
+#include "http/session.h"
+#include "plugin/settings_access.h"
+
+class Plugin;
+
+// The element of the array "Sessions" for a server; null when there is none and `create` is false.
+HRESULT GetSettings(Plugin& plugin, const std::u16string& url, bool create, Settings::Node& o_node);
+
+// What the host has stored for the place, or else the last user. Shows nothing. Throws HResultException.
+Http::Session::Credentials GetStoredCredentials(const std::u16string& url, Plugin& plugin,
+                                                TMK::IAFS_BindContext* context);
