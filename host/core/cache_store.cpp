@@ -118,6 +118,8 @@ void CacheStore::SettleEdit(JournalEntry& entry) {
         entry.complete = entry.dirty;
     } else if (stamp != entry.edit_stamp && HashOf(path) != entry.edit_hash) {
         entry.dirty = true;
+        struct stat status;
+        entry.since = stat(path.c_str(), &status) == 0 ? status.st_mtim.tv_sec : std::time(nullptr);
     }
     entry.edit_stamp.clear();
     entry.edit_hash.clear();
