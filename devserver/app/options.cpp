@@ -85,6 +85,7 @@ Options parse_options(const std::vector<std::string>& arguments) {
     };
     const std::map<std::string, bool*> switches = {{"--admin", &options.admin},
                                                    {"--force-checkout", &options.force_checkout},
+                                                   {"--optional-digest", &options.optional_digest},
                                                    {"--exit-with-parent", &options.exit_with_parent},
                                                    {"--help", &options.help}};
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -141,6 +142,7 @@ Who may sign in
   --approve USER          approve every device code at once for this user
   --token-lifetime S      seconds that an access token is valid (default 3600)
   --digest-lifetime S     seconds that a form digest is valid (default 1800)
+  --optional-digest       a change without a digest passes; a wrong one is still refused
 
 For tests
   --faults FILE           a JSON list of faults; docs/devserver.md says how they look

@@ -25,7 +25,8 @@ struct Options {
     std::vector<UserOption> users;
     std::vector<std::pair<std::string, int>> seed_counts;
     int digest_lifetime = 1800;
-    bool force_checkout = false, minor_versions = true, admin = false, exit_with_parent = false, help = false;
+    bool force_checkout = false, minor_versions = true, optional_digest = false, admin = false,
+         exit_with_parent = false, help = false;
 };
 
 struct UsageError : std::runtime_error {

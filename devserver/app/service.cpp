@@ -36,7 +36,7 @@ void add_server_headers(http::Response& response) {
 Service::Service(const Options& options, Store& store)
     : m_store(store),
       m_log(options.request_log_file),
-      m_digests(store, options.digest_lifetime),
+      m_digests(store, options.digest_lifetime, options.optional_digest),
       m_authenticator(store),
       m_authority(store, options.oauth),
       m_rest(store, m_digests),

@@ -10,7 +10,9 @@ namespace devserver {
 
 class FormDigests {
 public:
-    FormDigests(Store& store, int lifetime_seconds) : m_store(store), m_lifetime(lifetime_seconds) {}
+    // `optional`: a change that brings no digest at all passes too.
+    FormDigests(Store& store, int lifetime_seconds, bool optional = false)
+        : m_store(store), m_lifetime(lifetime_seconds), m_optional(optional) {}
     std::string issue(const User& user);
     bool accepts(std::string_view digest, const User& user);
     int lifetime_seconds() const { return m_lifetime; }
@@ -22,6 +24,7 @@ private:
 
     Store& m_store;
     int m_lifetime;
+    bool m_optional;
 };
 
 }  // namespace devserver

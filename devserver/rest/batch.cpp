@@ -47,10 +47,16 @@ std::vector<std::string> parts_of(const std::string& text, const std::string& bo
     return parts;
 }
 
+// Clients end lines with and without a carriage return.
 std::pair<std::string, std::string> split_at_empty_line(const std::string& text) {
-    auto at = text.find("\r\n\r\n");
-    if (at == std::string::npos) return {text, ""};
-    return {text.substr(0, at), text.substr(at + 4)};
+    for (std::size_t at = 0; at < text.size();) {
+        auto end = text.find('\n', at);
+        if (end == std::string::npos) break;
+        if (trim(std::string_view(text).substr(at, end - at)).empty())
+            return {text.substr(0, at), text.substr(end + 1)};
+        at = end + 1;
+    }
+    return {text, ""};
 }
 
 std::string part_text(http::Response response) {
