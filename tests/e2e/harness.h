@@ -64,9 +64,9 @@ struct HttpAnswer {
 };
 struct HttpCall {
     std::string method = "GET";
-    std::string url;
-    std::string body;
-    std::vector<std::string> headers;
+    std::string url = {};
+    std::string body = {};
+    std::vector<std::string> headers = {};
 };
 HttpAnswer Http(const HttpCall& call);
 
