@@ -1,0 +1,81 @@
+// The command line and the URLs on it.
+#include <gtest/gtest.h>
+
+#include "cli/options.h"
+#include "cli/url_argument.h"
+#include "core/failure.h"
+
+namespace cli {
+namespace {
+
+TEST(Options, CommonOptionsMayStandAnywhereBeforeTheProgram) {
+    const Options options =
+        ParseOptions({"--json", "edit", "--profile=/p", "URL", "--yes", "--", "ed", "--json"});
+    EXPECT_EQ(options.command, "edit");
+    EXPECT_EQ(options.arguments, std::vector<std::string>{"URL"});
+    EXPECT_EQ(options.program, (std::vector<std::string>{"ed", "--json"}));
+    EXPECT_EQ(options.Value("profile"), "/p");
+    EXPECT_TRUE(options.Has("yes"));
+    const Options place = ParseOptions({"place", "add", "U", "--answer", "a=b,check", "--answer=c=1"});
+    EXPECT_EQ(place.command, "place add");
+    EXPECT_EQ(place.answers.size(), 2u);
+    EXPECT_EQ(ParseOptions({"get", "U", "-"}).arguments[1], "-");
+    EXPECT_TRUE(ParseOptions({"ls", "--help"}).Has("help")) << "help needs no arguments";
+}
+
+TEST(Options, WrongUsageIsSaidInOneLine) {
+    const std::vector<std::vector<std::string>> wrong{
+        {},
+        {"frobnicate"},
+        {"ls"},
+        {"ls", "a", "b"},
+        {"place"},
+        {"place", "burn", "x"},
+        {"ls", "U", "--send"},
+        {"ls", "U", "--nothing"},
+        {"ls", "U", "-x"},
+        {"ls", "U", "--profile"},
+        {"ls", "U", "--json=1"},
+        {"ls", "U", "--answer", "x"},
+        {"edit", "U"},
+        {"edit", "U", "--"},
+        {"ls", "U", "--", "cmd"},
+    };
+    for (const auto& arguments : wrong) {
+        try {
+            ParseOptions(arguments);
+            ADD_FAILURE() << "accepted: " << ::testing::PrintToString(arguments);
+        } catch (const UsageError& error) {
+            EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << error.what();
+        }
+    }
+}
+
+TEST(Urls, AreDecodedOnceAndEscapedSoThatTheyComeBack) {
+    const std::vector<std::pair<std::string, std::u16string>> rows{
+        {"http://h/a b/c%20d", u"http://h/a b/c d"},
+        {"HTTPS://h:81/x/", u"HTTPS://h:81/x"},
+        {"http://h", u"http://h"},
+        {"http://h/", u"http://h"},
+        {"http://h/100%25.pdf", u"http://h/100%.pdf"},
+        {"http://h/100%.pdf", u"http://h/100%.pdf"},
+        {"http://h/%2541.pdf", u"http://h/%41.pdf"},
+        {"http://h/a#b%23c?web=1", u"http://h/a#b#c"},
+        {"http://h/%E6%96%87", u"http://h/\u6587"},
+        {"http://h/:b:/s/team/Abc%20?e=1", u"http://h/:b:/s/team/Abc%20?e=1"},
+    };
+    for (const auto& [argument, url] : rows) EXPECT_EQ(ParseUrl(argument), url) << argument;
+    for (const std::u16string name :
+         {u"C# & more", u"100% sure", u"%41%20x", u"it's", u"a+b", u"[x] (y) {z}", u"\u00C4\u00DF",
+          u"\u6587\U0001F600", u"a;b,c=d@e!$", u"%", u"%2", u"\"<>|"}) {
+        const std::u16string url = u"http://h:8080/sites/" + name;
+        EXPECT_EQ(ParseUrl(EscapeUrl(url)), url) << EscapeUrl(url);
+    }
+    for (const char* bad :
+         {"", "x", "ftp://h/x", "http://", "http:///x", "http://h/%FF", "http://h/a%00b", "http://h/%0A"}) {
+        EXPECT_THROW(ParseUrl(bad), host::Failure) << bad;
+    }
+}
+
+}  // namespace
+}  // namespace cli

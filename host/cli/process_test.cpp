@@ -1,0 +1,212 @@
+// sphost as a process, on a site in a folder: what its commands do, say and leave, also when it is killed.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "testing/fake_site.h"
+#include "testing/temp_folder.h"
+
+namespace {
+
+using namespace host::testing;
+namespace fs = std::filesystem;
+
+struct Result {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+class Sphost : public ::testing::Test {
+protected:
+    Sphost() {
+        fs::create_directories(site);
+        EXPECT_EQ(Run({"place", "add", kSiteUrl}).status, 0);
+    }
+
+    pid_t Start(std::vector<std::string> arguments, const std::vector<std::string>& environment = {}) {
+        arguments.insert(arguments.begin(), {SPHOST_PROGRAM, "--profile", (folder / "profile").string(),
+                                             "--plugin", FAKE_PLUGIN, "--check-leaks"});
+        const pid_t child = fork();
+        if (child != 0) return child;
+        setenv("FAKE_SITE", site.c_str(), 1);
+        for (const std::string& variable : environment) putenv(const_cast<char*>(variable.c_str()));
+        const auto redirect = [&](const std::string& path, int flags, int to) {
+            dup2(open(path.c_str(), flags, 0600), to);
+        };
+        redirect("/dev/null", O_RDONLY, 0);
+        redirect((folder / "out").string(), O_WRONLY | O_CREAT | O_TRUNC, 1);
+        redirect((folder / "err").string(), O_WRONLY | O_CREAT | O_TRUNC, 2);
+        std::vector<char*> words;
+        for (std::string& argument : arguments) words.push_back(argument.data());
+        words.push_back(nullptr);
+        execv(words[0], words.data());
+        _exit(126);
+    }
+    Result Run(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {}) {
+        int status = 0;
+        waitpid(Start(arguments, environment), &status, 0);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(folder / "out"),
+                ReadText(folder / "err")};
+    }
+    // Waits for the file to appear, then kills the process.
+    void KillWhen(pid_t child, const fs::path& sign) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!fs::exists(sign) && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        EXPECT_TRUE(fs::exists(sign));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    static std::string At(const std::string& path) { return std::string(kSiteUrl) + "/" + path; }
+
+    TempFolder folder;
+    const fs::path site = folder / "site";
+};
+
+TEST_F(Sphost, CopiesDocumentsOutAndIn) {
+    const std::string content = SomeBytes(1500000);
+    WriteText(site / "a b.bin", content);
+    EXPECT_EQ(Run({"get", At("a%20b.bin"), "-"}).out, content);
+    EXPECT_EQ(Run({"get", At("a b.bin"), (folder / "copy").string()}).status, 0);
+    EXPECT_EQ(ReadText(folder / "copy"), content);
+    for (const std::string& text : {content, std::string("short"), std::string()}) {
+        WriteText(folder / "copy", text);
+        EXPECT_EQ(Run({"put", (folder / "copy").string(), At("new%23.bin")}).status, 0);
+        EXPECT_EQ(ReadText(site / "new#.bin"), text);
+    }
+}
+
+TEST_F(Sphost, AFailedGetLeavesNoFileAndTheOldOneStays) {
+    WriteText(site / "a", SomeBytes(500000));
+    WriteText(folder / "copy", "old");
+    const Result result = Run({"get", At("a"), (folder / "copy").string()}, {"FAKE_END_DOWNLOAD_AT=1000"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("0x8007000D: the document ended after 1000 of 500000 bytes"), std::string::npos)
+        << result.err;
+    EXPECT_EQ(ReadText(folder / "copy"), "old");
+    EXPECT_FALSE(fs::exists(folder / "copy.part"));
+}
+
+TEST_F(Sphost, EditSendsWhatChangedAndOnlyThat) {
+    WriteText(site / "a.txt", "old");
+    EXPECT_NE(Run({"edit", At("a.txt"), "--", "true"}).out.find("not changed"), std::string::npos);
+    EXPECT_EQ(Run({"edit", At("a.txt"), "--", "sh", "-c", "printf x > {}"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a.txt"), "x");
+    EXPECT_EQ(Run({"edit", At("a.txt"), "--", "truncate", "-s", "0"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a.txt"), "");
+    const Result failed = Run({"edit", At("a.txt"), "--", "sh", "-c", "printf kept > $0; exit 3"});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_NE(failed.err.find("status 3; nothing was sent"), std::string::npos) << failed.err;
+    EXPECT_EQ(ReadText(site / "a.txt"), "");
+    EXPECT_EQ(Run({"edit", At("a.txt"), "--", "no-such-program"}).status, 1);
+    EXPECT_EQ(Run({"recover", "--send"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a.txt"), "kept");
+}
+
+TEST_F(Sphost, AKillWhileTheProgramRunsOrHalfWayThroughTheUploadLosesNothing) {
+    WriteText(site / "a", "old");
+    WriteText(site / "b", "old");
+    const std::string content = SomeBytes(2000000);
+    WriteText(folder / "new", content);
+    const std::string saved = (folder / "saved").string();
+    KillWhen(Start({"edit", At("a"), "--", "sh", "-c", "printf edited > $0; touch " + saved + "; sleep 2"}),
+             saved);
+    KillWhen(Start({"put", (folder / "new").string(), At("b")}, {"FAKE_STOP_UPLOAD_AT=500000"}),
+             site / "stopped");
+    EXPECT_EQ(ReadText(site / "b"), "old");
+    const std::string listed = Run({"recover", "--json"}).out;
+    for (const char* part : {"site/a\"", "site/b\"", "\"unsent\"", "\"size\": 2000000", "\"same\""}) {
+        EXPECT_NE(listed.find(part), std::string::npos) << part << " in " << listed;
+    }
+    EXPECT_EQ(Run({"get", At("a"), "-"}).status, 1) << "unsent changes are pointed out";
+    EXPECT_EQ(Run({"recover", "--send"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a"), "edited");
+    EXPECT_EQ(ReadText(site / "b"), content);
+    EXPECT_NE(Run({"recover"}).out.find("nothing waits"), std::string::npos);
+}
+
+TEST_F(Sphost, RecoverNeverReplacesANewerVersionUnasked) {
+    WriteText(site / "a", "old");
+    EXPECT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf mine > $0"}, {"FAKE_FAIL_UPLOAD_AT=0"}).status,
+              0);
+    EXPECT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf more > $0; exit 1"}).status, 1);
+    WriteText(site / "a", "theirs");
+    fs::last_write_time(site / "a", fs::file_time_type::clock::now() + std::chrono::hours(1));
+    const Result refused = Run({"recover", "--send"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("newer version"), std::string::npos) << refused.err;
+    EXPECT_EQ(ReadText(site / "a"), "theirs");
+    EXPECT_EQ(
+        Run({"recover", "--send", "--answer", "sp.msg.outdatedFileOnWrite.question=btn.cancelSaving"}).status,
+        1);
+    EXPECT_EQ(
+        Run({"recover", "--send", "--answer", "msg.outdatedFileOnWrite.question=sp.btn.overwrite"}).status,
+        0);
+    EXPECT_EQ(ReadText(site / "a"), "more");
+}
+
+TEST_F(Sphost, StructureCommandsCheckWhatTheServerReallyDid) {
+    WriteText(site / "a", "one");
+    WriteText(site / "b", "two");
+    EXPECT_EQ(Run({"mkdir", At("dir")}).status, 0);
+    EXPECT_EQ(Run({"mkdir", At("dir")}).status, 1);
+    EXPECT_EQ(Run({"cp", At("a"), At("dir")}).status, 0) << "into the folder";
+    EXPECT_EQ(ReadText(site / "dir/a"), "one");
+    EXPECT_EQ(Run({"mv", At("a"), At("b")}).status, 1) << "something is there";
+    EXPECT_EQ(Run({"mv", At("a"), At("missing/a")}).status, 1) << "refused without a word";
+    EXPECT_EQ(ReadText(site / "b"), "two");
+    EXPECT_EQ(Run({"mv", At("a"), At("b"), "--yes"}).status, 0);
+    EXPECT_EQ(ReadText(site / "b"), "one");
+    EXPECT_EQ(Run({"rename", At("dir"), At("DIR")}).status, 0);
+    EXPECT_EQ(Run({"rm", At("DIR")}).status, 0);
+    EXPECT_EQ(Run({"rm", At("DIR")}).status, 1);
+}
+
+TEST_F(Sphost, BadInputGetsOneLineAndItsStatus) {
+    const std::vector<std::pair<std::vector<std::string>, int>> rows{
+        {{"ls", "ftp://fake.test/x"}, 1},
+        {{"ls", "http://other.test/x"}, 1},
+        {{"place", "add", kSiteUrl}, 1},
+        {{"get", At("missing")}, 1},
+        {{"put", "/nowhere/file", At("x")}, 1},
+        {{"put", "/", At("x")}, 1},
+        {{"checkin", At("x"), "--type", "huge"}, 2},
+        {{"ls", kSiteUrl, "--log-level", "9"}, 2},
+        {{"frobnicate"}, 2},
+        {{"ls", kSiteUrl, "--plugin", "/nowhere.tkp"}, 1},
+        {{"ls", kSiteUrl, "--profile", "/proc/nowhere"}, 1},
+    };
+    for (const auto& [arguments, status] : rows) {
+        const Result result = Run(arguments);
+        EXPECT_EQ(result.status, status) << arguments[0] << " " << arguments.back() << ": " << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_TRUE(result.err.starts_with("sphost: ")) << result.err;
+        EXPECT_EQ(result.err.find(": 0x") != std::string::npos, status == 1) << result.err;
+    }
+}
+
+TEST_F(Sphost, AnInterruptCancelsATransfer) {
+    WriteText(folder / "new", SomeBytes(2000000));
+    WriteText(site / "slow", SomeBytes(10));
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    const pid_t child =
+        Start({"edit", At("slow"), "--", "sh", "-c", "trap '' INT; cat " + (folder / "fifo").string()});
+    const int fifo = open((folder / "fifo").c_str(), O_WRONLY);
+    kill(child, SIGTERM);
+    close(fifo);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 3) << ReadText(folder / "err");
+}
+
+}  // namespace
