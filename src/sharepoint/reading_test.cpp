@@ -175,6 +175,7 @@ TEST(Date, TakesTheFractionInSinglePrecision) {
     EXPECT_EQ(ticks(u".5Z"), 5'000'000u);
     EXPECT_EQ(ticks(u".25"), 2'500'000u);
     EXPECT_EQ(ticks(u".0000001"), 1u);
+    EXPECT_EQ(ticks(u".0000089Z"), 89u);
     EXPECT_NEAR(static_cast<double>(ticks(u".1234567Z")), 1'234'567.0, 1.0);
     EXPECT_EQ(ticks(u".99999999999999999999999999"), 10'000'000u);
 }
