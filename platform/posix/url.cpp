@@ -358,6 +358,8 @@ BOOL InternetCrackUrlW(LPCWSTR url, DWORD length, DWORD flags, URL_COMPONENTSW* 
     parts.extra = rest.substr(parts.path.size());
 
     URL_COMPONENTSW& out = *components;
+    // Who doesn't ask for query and fragment gets them with the path.
+    if (!out.lpszExtraInfo && !out.dwExtraInfoLength) parts.path = rest;
     out.nScheme = scheme.number;
     out.nPort = parts.port;
     bool fits = give(out.lpszScheme, out.dwSchemeLength, parts.scheme, true);

@@ -253,7 +253,8 @@ std::u16string GetUrlParent(const char16_t* url) {
                  code, ErrorText(code), MaskForLog(url), MaskForLog(canonical.Text()));
         return {};
     }
-    std::u16string_view path = parts->path;
+    // A "#" may stand in a name, so what looks like a fragment belongs to the path here.
+    std::u16string_view path = parts->PathWithExtra();
     if (!path.empty() && path.back() == u'/') path.remove_suffix(1);
     if (path.empty()) {
         LOG_LINE(Log::verbose, u"No parent for URL '%s', canonicalized '%s'", MaskForLog(url),

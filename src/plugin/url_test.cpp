@@ -57,6 +57,7 @@ TEST(CompareRelativeUrls, WorksOnServerRelativePaths) {
 TEST(GetUrlParent, CutsOneLevel) {
     EXPECT_EQ(GetUrlParent(u"https://h/a/b/"), u"https://h/a");
     EXPECT_EQ(GetUrlParent(u"https://h/a"), u"https://h");
+    EXPECT_EQ(GetUrlParent(u"https://h/C# notes/it's #1.pdf"), u"https://h/C# notes");
     EXPECT_EQ(GetUrlParent(u"https://h/"), u"");
     EXPECT_EQ(GetUrlParent(u"https://h"), u"");
     EXPECT_EQ(GetUrlParent(u""), u"");

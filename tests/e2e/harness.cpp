@@ -287,7 +287,8 @@ std::vector<std::string> DevServer::Requests() const {
     std::vector<std::string> requests;
     if (!json.IsArray()) return requests;
     for (const rapidjson::Value& entry : json.GetArray()) {
-        requests.push_back(std::string(entry["method"].GetString()) + " " + entry["path"].GetString());
+        requests.push_back(std::string(entry["method"].GetString()) + " " + entry["path"].GetString() + "?" +
+                           entry["query"].GetString());
     }
     return requests;
 }

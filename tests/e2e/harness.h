@@ -98,7 +98,7 @@ public:
     void CheckOutAs(const std::string& user, const std::string& name) const;
     std::string Document(const std::string& name) const;  // its bytes as the server has them
     std::string CheckedOutBy(const std::string& name) const;
-    // Requests since the last call of ClearRequests, as "METHOD path".
+    // Requests since the last call of ClearRequests, as "METHOD path?query".
     std::vector<std::string> Requests() const;
     void ClearRequests() const;
 
