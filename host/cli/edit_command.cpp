@@ -135,17 +135,18 @@ void Edit(Run& run) {
     }
     const bool is_changed = run.host().cache()->FinishEdit(url);
     document->SetModified(is_changed);
+    const std::string saving = what + " (what was changed is kept, see 'sphost recover')";
     if (status != 0) {
         run.Fail(E_FAIL, what,
                  options.program[0] + " ended with status " + std::to_string(status) + "; nothing was sent" +
                      (is_changed ? ", and 'sphost recover' has what was changed" : ""));
     }
+    if (host::IsCanceled(run.cancel())) run.Check(host::kCanceled, is_changed ? saving : what);
     if (!is_changed) {
         run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
         run.Say("not changed");
         return;
     }
-    const std::string saving = what + " (what was changed is kept, see 'sphost recover')";
     run.Check(
         file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting, run.details(), run.cancel()),
         saving);
