@@ -60,6 +60,7 @@ std::string type_name_of(int kind) {
 Entity field_entity(const Library& library, const Column& column) {
     Entity entity;
     entity.type = type_name_of(column.kind);
+    entity.polymorphic = true;
     entity.id = library_id(library) + "/Fields(guid'" + column.guid + "')";
     auto optional_text = [](const std::string& text) {
         return text.empty() ? Value::null() : Value::of_text(text);

@@ -28,6 +28,7 @@ std::string effective_method(const http::Request& request) {
 
 // Names in $select that an entity has neither as property nor as link are refused.
 void check_selection(const Entity& entity, const odata::Projection& projection) {
+    if (entity.polymorphic) return;
     for (const auto& name : projection.selected()) {
         bool link = std::any_of(entity.links.begin(), entity.links.end(), [&](const Link& candidate) {
             return equals_ignoring_case(candidate.name, name);

@@ -15,7 +15,7 @@ constexpr Kind kinds[] = {{".pdf", "b"}, {".docx", "w"}, {".xlsx", "x"}, {".pptx
 std::string kind_of(const Item& item) {
     if (item.folder) return "f";
     for (const auto& kind : kinds)
-        if (item.name.size() > 5 && to_lower(item.name).ends_with(kind.extension)) return kind.letter;
+        if (to_lower(item.name).ends_with(kind.extension)) return kind.letter;
     return "u";
 }
 
