@@ -1,9 +1,11 @@
 // What was asked and answered, for tests: methods, addresses, sizes; names of headers, never their values.
 // Owner: app/service; any thread.
 #pragma once
-#include <deque>
+#include <condition_variable>
 #include <fstream>
+#include <map>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include "http/message.h"
@@ -14,13 +16,21 @@ class RequestLog {
 public:
     // Also appends to `file` unless it is empty; throws when that can't be written.
     explicit RequestLog(const std::string& file);
-    void add(const http::Request& request, const http::ExchangeResult& result, const std::string& user);
+    // Takes note of a request before it is served; the result gives its number.
+    std::size_t begin();
+    void finish(std::size_t number, const http::Request& request, const http::ExchangeResult& result,
+                const std::string& user);
+    // All finished requests, after a short wait for those whose answer is just going out.
     std::string json();
     void clear();
 
 private:
+    void await_finished(std::unique_lock<std::mutex>& lock);
+
     std::mutex m_mutex;
-    std::deque<std::string> m_lines;
+    std::condition_variable m_changed;
+    std::set<std::size_t> m_running;
+    std::map<std::size_t, std::string> m_lines;
     std::ofstream m_file;
     std::size_t m_number = 0;
 };

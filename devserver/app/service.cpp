@@ -17,6 +17,7 @@ namespace {
 struct Exchange : http::Attachment {
     std::vector<FaultAction> faults;
     std::string user;
+    std::size_t log_number = 0;
 };
 
 Exchange& exchange_of(const http::Request& request) {
@@ -57,7 +58,10 @@ bool Service::stall_connection() {
 
 http::WirePlan Service::plan(http::Request& request) {
     auto exchange = std::make_shared<Exchange>();
-    if (!Admin::owns(request)) exchange->faults = m_faults.match(request);
+    if (!Admin::owns(request)) {
+        exchange->faults = m_faults.match(request);
+        exchange->log_number = m_log.begin();
+    }
     request.attachment = exchange;
     return wire_plan(exchange->faults);
 }
@@ -106,7 +110,8 @@ http::Response Service::serve(http::Request& request) {
 
 void Service::finished(const http::Request& request, const http::ExchangeResult& result) {
     if (Admin::owns(request)) return;
-    m_log.add(request, result, exchange_of(request).user);
+    const auto& exchange = exchange_of(request);
+    m_log.finish(exchange.log_number, request, result, exchange.user);
 }
 
 }  // namespace devserver
