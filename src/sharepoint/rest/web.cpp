@@ -234,16 +234,23 @@ bool Web::ParseItem(const Json::Value& json, SharePoint::Information& out_inform
 
 std::u16string Web::FindCheckOutUser(const std::u16string& path) {
     TRACE_ENTRY("SharePointRestAPI::Web::FindCheckOutUser");
-    // An apostrophe stands single in this one address.
+    // An apostrophe stands single in this one address; a server that can't read it so is asked in the usual
+    // form.
+    std::optional<std::u16string> user = AskForCheckOutUser(UrlEncode(path));
+    if (!user && path.find(u'\'') != std::u16string::npos) user = AskForCheckOutUser(UrlEncodeQuoted(path));
+    TRACE_EXIT(u"");
+    return user.value_or(u"");
+}
+
+std::optional<std::u16string> Web::AskForCheckOutUser(const std::u16string& encoded_path) {
     const std::u16string address = EncodedPath() + u"/_api/web/GetFileByServerRelativePath(decodedurl='/" +
-                                   UrlEncode(path) + u"')/CheckedOutByUser";
+                                   encoded_path + u"')/CheckedOutByUser";
     Json::Document document;
     SharePoint2010::Utility::ReadJson(
         document, m_http->SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, false));
-    const std::u16string user(
-        Json::Text(Json::Member(Json::ObjectMember(&document.Root(), u"d"), u"LoginName")));
-    TRACE_EXIT(u"");
-    return user;
+    const Json::Value* answer = Json::ObjectMember(&document.Root(), u"d");
+    if (!answer) return std::nullopt;
+    return std::u16string(Json::Text(Json::Member(answer, u"LoginName")));
 }
 
 std::u16string Web::GetCurrentUser() {

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,8 @@ private:
     // Reads an item and, when it is checked out, asks for the holder.
     bool ParseItem(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder);
     std::u16string FindCheckOutUser(const std::u16string& path);
+    // Nothing when the server doesn't give an answer of the right shape.
+    std::optional<std::u16string> AskForCheckOutUser(const std::u16string& encoded_path);
     std::shared_ptr<SharePoint::Object> BindInformation(SharePoint::Information information, bool is_folder,
                                                         BindObjectType type);
     bool ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,
