@@ -148,7 +148,7 @@ For tests
   --faults FILE           a JSON list of faults; docs/devserver.md says how they look
   --request-log FILE      append one JSON line per request; no secret values
   --admin                 serve the operations under /_dev/
-  --exit-with-parent      end when the starting process ends
+  --exit-with-parent      end when the thread that started the server ends
 
 SIGTERM and SIGINT end the server with exit status 0; wrong usage is exit status 2.
 )";

@@ -77,6 +77,9 @@ http::Response Service::handle(http::Request& request) {
     auto response = instead ? std::move(*instead) : serve_guarded(request);
     if (!instead)
         if (auto later = answer_instead(faults, request, true)) response = std::move(*later);
+    if (response.status == 401 && !response.headers.has("WWW-Authenticate"))
+        response.headers.set("WWW-Authenticate",
+                             m_authenticator.challenge(request).headers.get("WWW-Authenticate"));
     spoil(faults, request, response, m_store);
     add_server_headers(response);
     return response;

@@ -5,8 +5,13 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "odata/errors.h"
 
 namespace devserver::odata {
+namespace {
+// Entities lead to each other in circles, so an expansion must end somewhere.
+constexpr std::size_t max_depth = 8;
+}  // namespace
 
 const Value* Entity::find(std::string_view name) const {
     for (const auto& [key, value] : properties)
@@ -56,7 +61,10 @@ Projection Projection::parse(std::string_view select, std::string_view expand) {
     Projection root;
     auto each = [](std::string_view list, auto&& use) {
         for (const auto& piece : split(list, ','))
-            if (auto path = to_lower(trim(piece)); !path.empty()) use(split(path, '/'));
+            if (auto path = split(to_lower(trim(piece)), '/'); !path[0].empty()) {
+                if (path.size() > max_depth) throw invalid_expression(piece);
+                use(path);
+            }
     };
     each(expand, [&](const std::vector<std::string>& path) {
         Projection* at = &root;

@@ -16,7 +16,7 @@ using odata::Entity;
 using odata::Value;
 using Operand = std::variant<std::monostate, bool, double, std::string>;
 using Expression = std::function<Operand(const Entity&)>;
-constexpr int max_depth = 64;
+constexpr int max_depth = 64, max_terms = 500;
 
 Operand operand_of(const Value& value) {
     switch (value.kind) {
@@ -125,6 +125,7 @@ private:
     }
 
     Expression parse_comparison() {
+        if (++m_terms > max_terms) fail();
         auto left = parse_primary();
         struct Row {
             std::string_view word;
@@ -215,7 +216,7 @@ private:
 
     std::string_view m_text;
     std::size_t m_at = 0;
-    int m_depth = 0;
+    int m_depth = 0, m_terms = 0;
 };
 
 }  // namespace

@@ -149,6 +149,7 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
                        "The value of the field '" + column.name + "' is of the wrong type.");
     };
     bool textual = column.kind == 2 || column.kind == 3 || column.kind == 4 || column.kind == 6;
+    if (value.IsObject() || value.IsArray()) return refuse();
     if (!value.IsNull()) {
         if (textual && !value.IsString()) return refuse();
         if (column.kind == 8 && !value.IsBool()) return refuse();

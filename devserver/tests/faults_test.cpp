@@ -87,6 +87,8 @@ TEST_F(Faults, AnswersAreReplaced) {
     auto page = get_content();
     EXPECT_EQ(page.status, 200);
     EXPECT_TRUE(page.header("Content-Type").starts_with("text/html"));
+    spoil_content(R"({"kind":"status","status":401})");
+    EXPECT_TRUE(get_content().header("WWW-Authenticate").starts_with("Bearer realm="));
     spoil_content(R"({"kind":"status","status":429,"retry_after":7})");
     auto throttled = get_content();
     EXPECT_EQ(throttled.status, 429);

@@ -1,6 +1,9 @@
 // Hostile input, big transfers, the command line and the end of the process.
 // Owner: devserver/http and devserver/app.
 #include <gtest/gtest.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
 
 #include <algorithm>
 #include <atomic>
@@ -8,6 +11,7 @@
 #include <fstream>
 #include <thread>
 
+#include "base/text.h"
 #include "tests/harness.h"
 
 namespace devserver::test {
@@ -49,6 +53,10 @@ TEST(Robustness, HostileRequestsAreRefusedAndTheServerLivesOn) {
         EXPECT_EQ(alice.get(path).status, 400) << path;
     auto deep = "/sites/team/_api/web/lists?$filter=" + std::string(5000, '(') + "1" + std::string(5000, ')');
     EXPECT_EQ(alice.get(deep).status, 400);
+    std::string circle = "ListItemAllFields", chain = "Name eq 'a'";
+    for (int i = 0; i < 500; ++i) circle += "/File/ListItemAllFields", chain += " and Name eq 'a'";
+    EXPECT_EQ(alice.get(file_url("a.pdf") + "?$expand=" + circle).status, 400);
+    EXPECT_EQ(alice.get(folder_url("") + "/Files?$filter=" + percent_encode(chain)).status, 400);
     auto nested = std::string(200'000, '[') + std::string(200'000, ']');
     EXPECT_EQ(
         alice.change("POST", file_url("a.pdf") + "/CheckIn(checkintype=1)", "{\"comment\":" + nested + "}")
@@ -204,11 +212,30 @@ TEST(Robustness, ASignalEndsTheServerEvenWhileConnectionsAreStalled) {
     waiting.join();
 }
 
+void make_certificate(const std::string& certificate_file, const std::string& key_file) {
+    EVP_PKEY* key = EVP_RSA_gen(2048);
+    X509* certificate = X509_new();
+    X509_gmtime_adj(X509_getm_notBefore(certificate), -60);
+    X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
+    X509_set_pubkey(certificate, key);
+    auto* name = X509_get_subject_name(certificate);
+    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("localhost"),
+                               -1, -1, 0);
+    X509_set_issuer_name(certificate, name);
+    X509_sign(certificate, key, EVP_sha256());
+    auto* out = std::fopen(certificate_file.c_str(), "w");
+    PEM_write_X509(out, certificate);
+    std::fclose(out);
+    out = std::fopen(key_file.c_str(), "w");
+    PEM_write_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
+    std::fclose(out);
+    X509_free(certificate);
+    EVP_PKEY_free(key);
+}
+
 TEST(Robustness, TlsServesTheSameSite) {
     TemporaryFolder folder;
-    auto make = "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost -keyout " +
-                folder.path() + "/key.pem -out " + folder.path() + "/cert.pem 2>/dev/null";
-    ASSERT_EQ(std::system(make.c_str()), 0);
+    make_certificate(folder.path() + "/cert.pem", folder.path() + "/key.pem");
     ServerProcess server(
         {"--tls-cert", folder.path() + "/cert.pem", "--tls-key", folder.path() + "/key.pem"});
     EXPECT_TRUE(server.url().starts_with("https://"));
