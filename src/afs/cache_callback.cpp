@@ -100,7 +100,7 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
         const auto object = BindFile();
         m_pos = 0;
         if (m_write_context) {
-            m_write_context->SendAgain(static_cast<uint64_t>(m_size));
+            BeginAgain();
         } else {
             m_write_context =
                 std::make_unique<Http::Request>(object->AsFile()->Write(static_cast<uint64_t>(m_size)));
@@ -108,6 +108,15 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(out_error_details)
+}
+
+void CacheCallback::BeginAgain() {
+    try {
+        m_write_context->SendAgain(static_cast<uint64_t>(m_size));
+    } catch (...) {
+        EndUpload();
+        throw;
+    }
 }
 
 void CacheCallback::EndUpload() {
@@ -158,7 +167,7 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
             return E_FAIL;
         }
         try {
-            m_write_context->End();
+            CheckIsNoPage(m_write_context->End());
         } catch (const ApiException& failure) {
             if (failure.code == kForceRetry) {
                 LOG_LINE(Log::warning, u"Need retry, %d out of %d retries left", m_retries_left, kRetries);

@@ -33,6 +33,7 @@ private:
     void OpenDownload();
     void EndDownload();
     void CheckDownloadIsComplete() const;
+    void BeginAgain();
     void EndUpload();
 
     ComPtr<Name> m_name;

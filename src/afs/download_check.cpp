@@ -54,6 +54,14 @@ void CheckIsDocument(const Http::Response& response, const std::u16string& file_
                 u"The server sent a web page instead of the document. Please sign in to the site again.");
 }
 
+void CheckIsNoPage(const Http::Response& response) {
+    TRACE_NAME("CheckIsNoPage");
+    CHECK_THROW(
+        !IsPage(response), Exception,
+        u"The server answered the upload with a web page, so the document is not saved there. Please sign in "
+        u"to the site again.");
+}
+
 std::optional<LONGLONG> GetAnnouncedLength(const Http::Response& response, LONGLONG document_size) {
     if (!response.GetHeaders(u"Transfer-Encoding").empty()) return std::nullopt;
     const std::vector<std::u16string> values = response.GetHeaders(u"Content-Length");

@@ -11,6 +11,10 @@
 // none.
 void CheckIsDocument(const Http::Response& response, const std::u16string& file_name);
 
+// Throws Exception for a web page in answer to an upload: the document has gone to a sign-in page, not to its
+// place.
+void CheckIsNoPage(const Http::Response& response);
+
 // The number of bytes to come: the answer's content length, or `document_size`; nothing for a chunked answer,
 // which tells its end by itself.
 std::optional<LONGLONG> GetAnnouncedLength(const Http::Response& response, LONGLONG document_size);

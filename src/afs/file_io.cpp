@@ -52,9 +52,10 @@ HRESULT File::Read(void* data, LONGLONG size, LONGLONG* out_size_read,
     try {
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Read) != 0, E_SP_WRONG_MODE);
-        CHECK_RETURN(m_cache != nullptr, E_FAIL);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
         LONGLONG size_read = 0;
-        CHECK_RESULT_TEXT(m_cache->Read(m_pos, data, size, &size_read, out_error_details, cancel_flag),
+        CHECK_RESULT_TEXT(cache->Read(m_pos, data, size, &size_read, out_error_details, cancel_flag),
                           u"m_cache->Read(m_pos, data, size, &size_read, out_error_details, cancel_flag)");
         LOG_LINE(Log::verbose, u"read complete from pos=%lld, size=%lld, size_read=%lld", m_pos, size,
                  size_read);
@@ -71,10 +72,11 @@ HRESULT File::Write(const void* data, LONGLONG size, LONGLONG* out_size_written,
     try {
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Write) != 0, E_SP_WRONG_MODE);
-        CHECK_RETURN(m_cache != nullptr, E_FAIL);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
         LONGLONG size_written = 0;
         CHECK_RESULT_TEXT(
-            m_cache->Write(m_pos, data, size, &size_written, out_error_details, cancel_flag),
+            cache->Write(m_pos, data, size, &size_written, out_error_details, cancel_flag),
             u"m_cache->Write(m_pos, data, size, &size_written, out_error_details, cancel_flag)");
         LOG_LINE(Log::verbose, u"write complete from pos=%lld, size=%lld, size_written=%lld", m_pos, size,
                  size_written);
@@ -89,9 +91,10 @@ HRESULT File::Write(const void* data, LONGLONG size, LONGLONG* out_size_written,
 HRESULT File::SetPos(LONGLONG offset, int32_t origin, LONGLONG* out_new_pos) {
     TRACE_ENTRY("File::SetPos");
     try {
-        CHECK_RETURN(m_cache != nullptr, E_FAIL);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
         LONGLONG size = 0;
-        CHECK_RESULT(m_cache->get_Size(&size));
+        CHECK_RESULT_TEXT(cache->get_Size(&size), u"m_cache->get_Size(&size)");
         CHECK_THROW_TEXT(origin >= 0 && origin <= 2, u"origin", HResultException, E_INVALIDARG,
                          u"Unsupported origin type");
         LOG_LINE(Log::verbose, u"changing pos=%lld by offset=%lld type=%i, size=%lld", m_pos, offset, origin,
@@ -117,8 +120,10 @@ HRESULT File::SetSize(LONGLONG new_size, TMK::ITMK_ErrorDetails* out_error_detai
     try {
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Write) != 0, E_SP_WRONG_MODE);
-        CHECK_RETURN(m_cache != nullptr, E_FAIL);
-        CHECK_RESULT(m_cache->SetSize(new_size, out_error_details, cancel_flag));
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        CHECK_RESULT_TEXT(cache->SetSize(new_size, out_error_details, cancel_flag),
+                          u"m_cache->SetSize(new_size, out_error_details, cancel_flag)");
         LOG_LINE(Log::verbose, u"set size to %lld", new_size);
         TRACE_RETURN(S_OK);
     }
@@ -131,8 +136,9 @@ HRESULT File::GetSize(LONGLONG* out_size, TMK::ITMK_ErrorDetails* out_error_deta
     try {
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(out_size != nullptr, E_POINTER);
-        CHECK_RETURN(m_cache != nullptr, E_FAIL);
-        CHECK_RESULT(m_cache->get_Size(out_size));
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        CHECK_RESULT_TEXT(cache->get_Size(out_size), u"m_cache->get_Size(out_size)");
         if (out_error_details) out_error_details->Clear();
         TRACE_RETURN(S_OK);
     }
@@ -147,9 +153,10 @@ HRESULT File::Flush(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelF
             LOG_LINE(Log::verbose, u"nothing to flush for m_name='%s'", MaskForLog(m_name->GetUrl()));
             TRACE_RETURN(S_OK);
         }
-        CHECK_RETURN(m_cache != nullptr, E_FAIL);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
         LOG_LINE(Log::verbose, u"flushing to server m_name='%s'", MaskForLog(m_name->GetUrl()));
-        const HRESULT flush_result = m_cache->Flush(out_error_details, cancel_flag);
+        const HRESULT flush_result = cache->Flush(out_error_details, cancel_flag);
         CHECK_RETURN_TEXT(SUCCEEDED(flush_result), flush_result, u"flush_result");
         m_dirty = false;
         m_need_checkin = true;
@@ -166,6 +173,8 @@ void File::RefreshModifiedTime() {
         m_name->GetObject()->UpdateInformation();
     } catch (const Exception& failure) {
         LOG_LINE(Log::warning, u"the time of the upload is not known: %s", MaskForLog(failure.message));
+    } catch (...) {
+        LOG_LINE(Log::warning, u"the time of the upload is not known");
     }
     const uint64_t before = std::exchange(m_modified_time, Information().m_modified_time);
     LOG_LINE(Log::verbose, u"updated m_modified_time from %llu to %llu", before, m_modified_time);

@@ -12,9 +12,9 @@ namespace {
 std::u16string PathOf(const Name& name) {
     TRACE_NAME("FileSystem::PathOf");
     std::u16string path;
-    CHECK_THROW(
-        CompareUrls(name.GetSession()->GetPath(), name.GetUrl(), &path) == CompareUrlsResult::url1_is_parent,
-        HResultException, E_INVALIDARG);
+    CHECK_THROW(CompareUrls(name.GetSession()->GetPath(), name.GetUrl(), &path, true) ==
+                    CompareUrlsResult::url1_is_parent,
+                HResultException, E_INVALIDARG);
     if (path.ends_with(u'/')) path.pop_back();
     return path;
 }
@@ -26,6 +26,24 @@ Name::ObjectPtr RequireAt(const Name& new_name, const char16_t* message) {
     Name::ObjectPtr object = web->BindObject(new_name.GetUrl(), SharePoint::Web::BindObjectType::any);
     CHECK_THROW(object != nullptr, HResultException, E_FAIL, message);
     return object;
+}
+
+// Items move and copy within one web alone.
+void RequireSameWeb(SharePoint::Object& object, const Name& other) {
+    TRACE_NAME("FileSystem::RequireSameWeb");
+    CHECK_THROW_TEXT(object.GetWeb() == other.GetSession()->GetWeb()->AsWeb(),
+                     u"object->GetWeb() == other->m_session->GetWeb()->AsWeb()", HResultException,
+                     E_INVALIDARG);
+}
+
+// A refused copy leaves an older document of another size where the copy should be.
+void RequireCopied(const SharePoint::Object& source, const Name::ObjectPtr& before, const Name& new_name) {
+    TRACE_NAME("FileSystem::RequireCopied");
+    static constexpr const char16_t* kRefused = u"The server did not copy the file.";
+    const SharePoint::Information now = RequireAt(new_name, kRefused)->GetInformation();
+    const bool untouched = before && before->GetInformation().m_modified_time == now.m_modified_time &&
+                           source.GetInformation().m_size != now.m_size;
+    CHECK_THROW(!untouched, HResultException, E_FAIL, kRefused);
 }
 
 // After a move the object stands at the new place and no longer at the old one.
@@ -123,6 +141,7 @@ HRESULT FileSystem::Move(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
         LOCAL_NAMES();
         const Name::ObjectPtr file = local_name->BindObject(SharePoint::Web::BindObjectType::file);
         CHECK_RETURN(file != nullptr, E_INVALIDARG);
+        RequireSameWeb(*file, *local_new_name);
         file->AsFile()->Move(PathOf(*local_new_name));
         local_new_name->SetObject(
             RequireMoved(*local_name, *local_new_name, u"The server did not move the file."));
@@ -138,8 +157,11 @@ HRESULT FileSystem::Copy(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
         LOCAL_NAMES();
         const Name::ObjectPtr file = local_name->BindObject(SharePoint::Web::BindObjectType::file);
         CHECK_RETURN(file != nullptr, E_INVALIDARG);
+        RequireSameWeb(*file, *local_new_name);
+        const Name::ObjectPtr before = local_new_name->GetSession()->GetWeb()->AsWeb()->BindObject(
+            local_new_name->GetUrl(), SharePoint::Web::BindObjectType::file);
         file->AsFile()->Copy(PathOf(*local_new_name));
-        RequireAt(*local_new_name, u"The server did not copy the file.");
+        RequireCopied(*file, before, *local_new_name);
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(out_error_details)
@@ -152,6 +174,7 @@ HRESULT FileSystem::Rename(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
         LOCAL_NAMES();
         const Name::ObjectPtr object = local_name->BindObject();
         CHECK_RETURN(object != nullptr, E_INVALIDARG);
+        RequireSameWeb(*object, *local_new_name);
         object->Rename(PathOf(*local_new_name));
         local_new_name->SetObject(
             RequireMoved(*local_name, *local_new_name, u"The server did not rename the item."));
