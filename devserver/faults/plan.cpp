@@ -6,6 +6,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
+
 #include "base/clock.h"
 #include "base/text.h"
 
@@ -121,6 +123,16 @@ std::string written(const Json& value) {
     return buffer.GetString();
 }
 
+std::shared_ptr<regex_t> compile_pattern(const std::string& text) {
+    auto pattern = std::make_unique<regex_t>();
+    if (::regcomp(pattern.get(), text.c_str(), REG_EXTENDED | REG_ICASE | REG_NOSUB) != 0)
+        throw FaultSyntaxError("'" + text + "' isn't a regular expression");
+    return {pattern.release(), [](regex_t* compiled) {
+                ::regfree(compiled);
+                delete compiled;
+            }};
+}
+
 FaultRule parse_rule(const Json& object) {
     if (!object.IsObject()) throw FaultSyntaxError("a fault rule must be an object");
     check_members(object, {"match", "fault"}, "rule");
@@ -132,13 +144,8 @@ FaultRule parse_rule(const Json& object) {
         check_members(match->value, {"method", "path", "path_regex", "nth", "times"}, "match");
         rule.method = text_member(match->value, "method");
         rule.path = text_member(match->value, "path");
-        if (auto pattern = text_member(match->value, "path_regex"); !pattern.empty()) {
-            try {
-                rule.path_pattern.emplace(pattern, std::regex::ECMAScript | std::regex::icase);
-            } catch (const std::regex_error&) {
-                throw FaultSyntaxError("'" + pattern + "' isn't a regular expression");
-            }
-        }
+        if (auto pattern = text_member(match->value, "path_regex"); !pattern.empty())
+            rule.path_pattern = compile_pattern(pattern);
         rule.nth = number_member(match->value, "nth", 1);
         rule.times = number_member(match->value, "times", 1);
     }
@@ -164,7 +171,7 @@ bool matches(const FaultRule& rule, const http::Request& request, const std::str
         !equals_ignoring_case(rule.method, override_method))
         return false;
     if (find_ignoring_case(address, rule.path) == std::string::npos) return false;
-    return !rule.path_pattern || std::regex_search(address, *rule.path_pattern);
+    return !rule.path_pattern || ::regexec(rule.path_pattern.get(), address.c_str(), 0, nullptr, 0) == 0;
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // The fault plan: rules that make chosen requests go wrong.
 // Owner: app/service; any thread.
 #pragma once
+#include <regex.h>
+
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
-#include <regex>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -55,8 +57,8 @@ struct FaultAction {
 
 struct FaultRule {
     std::string method, path;
-    std::optional<std::regex> path_pattern;
-    std::int64_t nth = 1, times = 1;  // times 0: for ever
+    std::shared_ptr<regex_t> path_pattern;  // extended syntax, ignoring case
+    std::int64_t nth = 1, times = 1;        // times 0: for ever
     std::int64_t seen = 0, fired = 0;
     FaultAction action;
     std::string source;  // the rule's own JSON
