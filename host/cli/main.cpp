@@ -1,5 +1,6 @@
 // sphost: a person's or a script's way to the plug-in from a terminal.
 // The main thread loads and unloads, and runs what is queued for it while a worker does the command.
+#include <langinfo.h>
 #include <unistd.h>
 
 #include <array>
@@ -134,10 +135,17 @@ int RunGuarded(const cli::Options& options) {
     }
 }
 
+// A check-in comment goes through the process's locale: in one that isn't UTF-8 it would end at the first
+// letter beyond ASCII.
+void SetLocale() {
+    std::setlocale(LC_ALL, "");
+    if (std::string_view(nl_langinfo(CODESET)) != "UTF-8") std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
 }  // namespace
 
 int main(int count, char** words) {
-    std::setlocale(LC_ALL, "");
+    SetLocale();
     host::InstallInterruptHandler();
     cli::Options options;
     try {
