@@ -1,0 +1,103 @@
+// What the decision tests share: a server with a document in a chosen state for each row, and what prompts
+// look like. Main thread.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+#include "editor.h"
+
+namespace interfaces {
+
+inline constexpr DWORD kRead = TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting;
+inline constexpr DWORD kUserOpen = kRead | TMK::AFS_OpenFile_UserOpen;
+inline constexpr DWORD kWrite =
+    TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting;
+inline constexpr DWORD kCheckOut = kRead | TMK::AFS_OpenFile_CheckOut;
+
+inline constexpr unsigned kWarning = 0x10000300;
+inline constexpr unsigned kQuestion = 0x10000200;
+inline constexpr unsigned kCheckInStyle = 0x100C0200;
+inline const std::string kDontShow = "sp.check.dontShowThisMessageAgain";
+
+inline constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80070002);
+inline constexpr HRESULT kNoRights = static_cast<HRESULT>(0x80071779);
+inline constexpr HRESULT kOthersCheckOut = static_cast<HRESULT>(0x800700DC);
+inline constexpr HRESULT kOutdated = static_cast<HRESULT>(0x800702A7);
+inline constexpr HRESULT kWrongMode = static_cast<HRESULT>(0x8007139F);
+
+// What a prompt is: everything but its answer.
+struct Shape {
+    std::string id;
+    unsigned style;
+    std::vector<std::string> buttons;
+    unsigned default_button;
+    std::string check;
+};
+
+inline void ExpectShape(const RecordedPrompt& prompt, const Shape& shape) {
+    EXPECT_EQ(prompt.id, shape.id);
+    EXPECT_EQ(prompt.style, shape.style);
+    EXPECT_EQ(prompt.buttons, shape.buttons);
+    EXPECT_EQ(prompt.default_button, shape.default_button);
+    EXPECT_EQ(prompt.cancel_button, shape.buttons.size() - 1);
+    EXPECT_EQ(prompt.check, shape.check);
+}
+
+inline host::PromptAnswer Press(const std::string& button, bool check = false) {
+    host::PromptAnswer answer;
+    answer.button = button;
+    if (check) answer.check = true;
+    return answer;
+}
+
+// One server for all rows; each row has a document of its own.
+class DecisionTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { s_server = std::make_unique<e2e::DevServer>(); }
+    void TearDown() override { Server().ClearFaults(); }
+    static void TearDownTestSuite() { s_server.reset(); }
+    static e2e::DevServer& Server() { return *s_server; }
+
+    // From here on, or no more, the server says that nobody may do anything with a document. (A reader's own
+    // rights count as enough to edit, so they can't show the refusals.)
+    static void SetNoRights(bool is_set) {
+        Server().ClearFaults();
+        if (!is_set) return;
+        Server().SetFaults(R"([{"match": {"path": "EffectiveBasePermissions", "times": 1000}, "fault":
+            {"kind": "body", "content_type": "application/json;odata=verbose;charset=utf-8", "text":
+             "{\"d\":{\"ListItemAllFields\":{\"EffectiveBasePermissions\":{\"High\":\"0\",\"Low\":\"0\"}}}}"}}])");
+    }
+
+    // A new document of version 0.1, checked out by `holder` if that is a user.
+    static std::string MakeDocument(const std::string& holder = {}) {
+        static int number = 0;
+        const std::string document = "document " + std::to_string(++number) + ".txt";
+        Upload(Server(), "alice", document, "first");
+        if (!holder.empty()) Admin(Server(), "checkout", document, holder);
+        return document;
+    }
+
+    static HRESULT Write(TMK::IAFS_File* file, const std::string& bytes) {
+        if (const HRESULT result = file->SetSize(0, nullptr, nullptr); FAILED(result)) return result;
+        return file->Write(bytes.data(), static_cast<LONGLONG>(bytes.size()), nullptr, nullptr, nullptr);
+    }
+    // Writes the whole document and sends it.
+    static void Save(TMK::IAFS_File* file, const std::string& bytes) {
+        ASSERT_EQ(file->SetPos(0, 0, nullptr), S_OK);
+        ASSERT_EQ(Write(file, bytes), S_OK);
+        ASSERT_EQ(file->Flush(nullptr, nullptr), S_OK);
+    }
+    static bool KeepCheckedOut(TMK::IAFS_File* file) {
+        Variant value;
+        EXPECT_EQ(file->get_Prop(u"keepcheckedout", value.put()), S_OK);
+        EXPECT_EQ(value.type(), VT_BOOL);
+        return value.get().boolVal != VARIANT_FALSE;
+    }
+
+    static inline std::unique_ptr<e2e::DevServer> s_server;
+};
+
+}  // namespace interfaces
