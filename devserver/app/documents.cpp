@@ -30,30 +30,6 @@ http::Response not_found() {
                                "<html><body><h1>404 NOT FOUND</h1></body></html>");
 }
 
-// One range of bytes, as "bytes=a-b"; anything else is answered whole.
-bool apply_range(const std::string& range, http::Response& response) {
-    auto size = static_cast<std::int64_t>(response.file->size());
-    if (!range.starts_with("bytes=") || range.find(',') != std::string::npos) return true;
-    auto dash = range.find('-');
-    if (dash == std::string::npos) return true;
-    auto from = parse_integer(range.substr(6, dash - 6));
-    auto to = parse_integer(range.substr(dash + 1));
-    if (!from && !to) return true;
-    auto begin = from ? *from : std::max<std::int64_t>(0, size - *to);
-    auto end = from && to ? std::min(*to, size - 1) : size - 1;
-    if (begin > end || begin < 0) {
-        response = http::make_response(416, "text/plain", "");
-        response.headers.set("Content-Range", "bytes */" + std::to_string(size));
-        return false;
-    }
-    response.status = 206;
-    response.file_offset = static_cast<std::uint64_t>(begin);
-    response.file_length = static_cast<std::uint64_t>(end - begin + 1);
-    response.headers.set("Content-Range", "bytes " + std::to_string(begin) + "-" + std::to_string(end) + "/" +
-                                              std::to_string(size));
-    return true;
-}
-
 }  // namespace
 
 http::Response DocumentPages::handle(http::Request& request, const User& user) {
@@ -117,7 +93,7 @@ http::Response DocumentPages::content(const http::Request& request, const std::s
     response.headers.set("Content-Type", type_of(name));
     response.headers.set("Accept-Ranges", "bytes");
     response.headers.set("X-Content-Type-Options", "nosniff");
-    apply_range(request.headers.get("Range"), response);
+    http::apply_range(request, response);
     return response;
 }
 

@@ -32,6 +32,29 @@ bool Headers::has(std::string_view name) const {
                        [&](const auto& field) { return equals_ignoring_case(field.first, name); });
 }
 
+void apply_range(const Request& request, Response& response) {
+    auto size = static_cast<std::int64_t>(response.file->size());
+    auto range = request.headers.get("Range");
+    auto dash = range.find('-');
+    bool single = range.starts_with("bytes=") && dash != std::string::npos && range.find(',') == range.npos;
+    if (!single) return;
+    auto from = parse_integer(range.substr(6, dash - 6));
+    auto to = parse_integer(range.substr(dash + 1));
+    if (!from && !to) return;
+    auto begin = from ? *from : std::max<std::int64_t>(0, size - *to);
+    auto end = from && to ? std::min(*to, size - 1) : size - 1;
+    if (begin > end || begin < 0) {
+        response = make_response(416, "text/plain", "");
+        response.headers.set("Content-Range", "bytes */" + std::to_string(size));
+        return;
+    }
+    response.status = 206;
+    response.file_offset = static_cast<std::uint64_t>(begin);
+    response.file_length = static_cast<std::uint64_t>(end - begin + 1);
+    response.headers.set("Content-Range", "bytes " + std::to_string(begin) + "-" + std::to_string(end) + "/" +
+                                              std::to_string(size));
+}
+
 std::string read_text(Request& request, std::size_t limit) {
     std::string text;
     if (!request.body || !request.has_body()) return text;

@@ -47,6 +47,15 @@ ApiError Resource::not_supported() {
             "The HTTP method isn't supported for this resource."};
 }
 
+std::string free_path(Store& store, const std::string& path) {
+    auto dot = path.rfind('.');
+    if (dot == std::string::npos || dot < path.rfind('/')) dot = path.size();
+    auto candidate = path;
+    for (int number = 1; store.find(candidate); ++number)
+        candidate = path.substr(0, dot) + std::to_string(number) + path.substr(dot);
+    return candidate;
+}
+
 std::string server_relative(const Context& context, std::string path) {
     if (starts_with_ignoring_case(path, context.server_url + "/"))
         path = percent_decode(path.substr(context.server_url.size()));

@@ -11,11 +11,10 @@ namespace {
 
 // Sortable text of a value; numbers are padded.
 std::string sort_key(const Entity& entity, const std::string& name) {
-    const auto* value = entity.find(name);
-    if (!value) throw odata::unknown_property(name);
-    bool numeric = value->kind == Value::Kind::int32 || value->kind == Value::Kind::int64;
-    if (!numeric) return to_lower(value->text);
-    auto digits = std::to_string(value->number);
+    auto value = property_of(entity, name);
+    bool numeric = value.kind == Value::Kind::int32 || value.kind == Value::Kind::int64;
+    if (!numeric) return to_lower(value.text);
+    auto digits = std::to_string(value.number);
     return std::string(24 - std::min<std::size_t>(24, digits.size()), '0') + digits;
 }
 

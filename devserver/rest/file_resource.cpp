@@ -134,12 +134,14 @@ Entity file_entity(const Context& context, std::shared_ptr<const Item> item) {
     return entity;
 }
 
-http::Response content_response(const Store& store, const std::string& blob) {
+http::Response content_response(const Context& context, const std::string& blob) {
     http::Response response;
-    response.file = store.blobs().open(blob);
+    response.file = context.store.blobs().open(blob);
     if (!response.file) throw std::runtime_error("a document's content is missing");
     response.file_length = response.file->size();
     response.headers.set("Content-Type", "application/octet-stream");
+    response.headers.set("Accept-Ranges", "bytes");
+    http::apply_range(context.request, response);
     return response;
 }
 
@@ -190,7 +192,7 @@ public:
     explicit FileContentResource(FileResource file) : m_file(std::move(file)) {}
     Outcome get(Context& context) override {
         const auto& item = m_file.require(context);
-        auto response = content_response(context.store, item.blob);
+        auto response = content_response(context, item.blob);
         response.headers.set("ETag", etag_of(item));
         return Outcome::raw(std::move(response));
     }
@@ -317,7 +319,7 @@ std::optional<Outcome> FileResource::placement(Context& context, const Segment& 
         return Outcome::of(Node::of(Value::guid(context.store.recycle(require(context).id, context.user))),
                            "Recycle");
     }
-    if (segment.is("DeleteObject")) return remove(context);
+    if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
     if (segment.is("SaveBinaryStream")) return write_content(context);
     return std::nullopt;
 }

@@ -29,6 +29,6 @@ private:
 // A resource that answers with a finished node.
 ResourcePtr make_node(Node node, std::string name);
 Node properties_node(const Item& item, const std::string& id);
-http::Response content_response(const Store& store, const std::string& blob);
+http::Response content_response(const Context& context, const std::string& blob);
 
 }  // namespace devserver::rest

@@ -16,7 +16,7 @@ using odata::Entity;
 using odata::Value;
 using Operand = std::variant<std::monostate, bool, double, std::string>;
 using Expression = std::function<Operand(const Entity&)>;
-constexpr int max_depth = 64, max_terms = 500;
+constexpr int max_depth = 64, max_terms = 500, max_path = 4;
 
 Operand operand_of(const Value& value) {
     switch (value.kind) {
@@ -188,11 +188,7 @@ private:
         char* end = nullptr;
         double number = std::strtod(name.c_str(), &end);
         if (*end == 0) return constant(number);
-        return [name](const Entity& entity) {
-            const auto* value = entity.find(name);
-            if (!value) throw odata::unknown_property(name);
-            return operand_of(*value);
-        };
+        return [name](const Entity& entity) { return operand_of(property_of(entity, name)); };
     }
 
     Expression parse_call(const std::string& name) {
@@ -220,6 +216,21 @@ private:
 };
 
 }  // namespace
+
+Value property_of(const Entity& entity, std::string_view name, int depth) {
+    if (const auto* value = entity.find(name)) return *value;
+    auto slash = name.find('/');
+    auto head = name.substr(0, slash);
+    for (const auto& link : entity.links) {
+        if (!equals_ignoring_case(link.name, head) || link.feed || depth >= max_path) continue;
+        auto node = entity.resolve(link.name);
+        if (node.kind == odata::Node::Kind::nothing) return Value::null();
+        if (node.kind == odata::Node::Kind::value && slash == std::string_view::npos) return node.value;
+        if (node.kind == odata::Node::Kind::entity && slash != std::string_view::npos)
+            return property_of(*node.entity, name.substr(slash + 1), depth + 1);
+    }
+    throw odata::unknown_property(std::string(name));
+}
 
 std::function<bool(const Entity&)> parse_filter(std::string_view text) {
     auto owned = std::make_shared<std::string>(text);

@@ -112,6 +112,7 @@ public:
         if (const auto* parameters = segment.argument("parameters", 99))
             overwrite =
                 overwrite || find_ignoring_case(parameters->text, "\"overwrite\":true") != std::string::npos;
+        if (segment.boolean("EnsureUniqueFileName", false, 99)) path = free_path(context.store, path);
         auto existing = context.store.find(path);
         if (existing && (existing->folder || !overwrite)) throw StoreError(Fault::already_exists, path);
         if (existing) context.store.require_writable(*existing, context.user);
@@ -215,7 +216,7 @@ public:
             return Outcome::of(Node::of(Value::guid(context.store.recycle(require().id, context.user))),
                                "Recycle");
         }
-        if (segment.is("DeleteObject")) return remove(context);
+        if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
         if (segment.is("AddSubFolder") || segment.is("AddSubFolderUsingPath"))
             return FoldersResource(require()).operation(context, {"AddUsingPath", true, segment.arguments});
         return std::nullopt;

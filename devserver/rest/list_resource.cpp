@@ -231,7 +231,10 @@ public:
     Outcome merge(Context& context) override {
         context.require_edit();
         context.require_match(item_etag(m_item));
-        auto values = values_from(context.json_body(), context.store.columns(m_item.library));
+        auto body = context.json_body();
+        auto values = values_from(body, context.store.columns(m_item.library));
+        if (auto name = body.FindMember("FileLeafRef"); name != body.MemberEnd() && name->value.IsString())
+            rename(context, name->value.GetString());
         context.store.set_values(m_item.id, values, context.user);
         return Outcome::empty(204);
     }
@@ -245,12 +248,19 @@ public:
     static std::string item_etag(const Item& item) { return "\"" + std::to_string(item.etag) + "\""; }
 
 private:
+    void rename(Context& context, const std::string& name) {
+        if (name.empty() || name == m_item.name) return;
+        context.store.move(m_item.id, m_item.path.substr(0, m_item.path.rfind('/') + 1) + name, false,
+                           context.user);
+    }
+
     Outcome validate_update(Context& context) {
         context.require_edit();
         auto body = context.json_body();
         auto columns = context.store.columns(m_item.library);
         std::vector<Complex> rows;
         std::map<std::string, std::string> values;
+        std::string new_name;
         bool failed = false;
         auto given = body.FindMember("formValues");
         if (given == body.MemberEnd() || !given->value.IsArray())
@@ -263,7 +273,10 @@ private:
                                    : "";
             bool known =
                 std::any_of(columns.begin(), columns.end(), [&](const Column& c) { return c.name == name; });
-            if (known) values[name] = odata::json_text(text);
+            if (known && name == "FileLeafRef")
+                new_name = text;
+            else if (known)
+                values[name] = odata::json_text(text);
             failed |= !known;
             rows.push_back(
                 {"SP.ListItemFormUpdateValue",
@@ -274,7 +287,10 @@ private:
                   {"HasException", Value::boolean(!known)},
                   {"ItemId", Value::int32(m_item.id)}}});
         }
-        if (!failed) context.store.set_values(m_item.id, values, context.user);
+        if (!failed) {
+            rename(context, new_name);
+            context.store.set_values(m_item.id, values, context.user);
+        }
         return Outcome::of(Node::of(std::move(rows)), "ValidateUpdateListItem");
     }
 

@@ -117,6 +117,8 @@ Feed feed_of(std::vector<Element> elements, Make make) {
             },
             {}};
 }
+// The path itself, or the first with a number behind the name's stem that nothing stands at.
+std::string free_path(Store& store, const std::string& path);
 // A server-relative path as an argument brings it: absolute addresses of this server are cut.
 std::string server_relative(const Context& context, std::string path);
 

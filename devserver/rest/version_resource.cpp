@@ -43,9 +43,7 @@ Entity version_entity(const Context& context, const Item& file, const Version& v
 class VersionContentResource : public Resource {
 public:
     explicit VersionContentResource(Version version) : m_version(std::move(version)) {}
-    Outcome get(Context& context) override {
-        return Outcome::raw(content_response(context.store, m_version.blob));
-    }
+    Outcome get(Context& context) override { return Outcome::raw(content_response(context, m_version.blob)); }
 
 private:
     Version m_version;

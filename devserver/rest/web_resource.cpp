@@ -125,8 +125,11 @@ public:
             return make_folder(m_web.server_relative_url(), root_folder(context, m_web))
                 ->child(context, segment);
         if (segment.is("DefaultDocumentLibrary")) return make_library(store.libraries(m_web.id).at(0));
-        if (segment.is("GetUserEffectivePermissions"))
-            return make_node(Node::of(effective_permissions(context.user)), "GetUserEffectivePermissions");
+        if (segment.is("GetUserEffectivePermissions")) {
+            auto asked = store.user_by_name(argument);
+            if (!asked) throw odata::user_not_found();
+            return make_node(Node::of(effective_permissions(*asked)), "GetUserEffectivePermissions");
+        }
         if (segment.is("DoesUserHavePermissions"))
             return make_node(Node::of(Value::boolean(context.user.rights != Rights::none)),
                              "DoesUserHavePermissions");
@@ -277,8 +280,9 @@ private:
     }
 
     static std::optional<Outcome> move_or_copy(Context& context, const Segment& segment) {
-        bool moves = find_ignoring_case(segment.name, ".Move") != std::string::npos;
-        bool of_folder = find_ignoring_case(segment.name, "Folder") != std::string::npos;
+        auto operation = segment.name.substr(segment.name.rfind('.') + 1);
+        bool moves = starts_with_ignoring_case(operation, "Move");
+        bool of_folder = find_ignoring_case(operation, "Folder") != std::string::npos;
         context.require_edit();
         auto body = context.json_body();
         bool by_path = body.HasMember("srcPath");
@@ -287,13 +291,18 @@ private:
         bool overwrite = segment.boolean("overwrite", false, 0);
         if (body.HasMember("overwrite") && body["overwrite"].IsBool())
             overwrite = body["overwrite"].GetBool();
+        if (auto options = body.FindMember("options");
+            options != body.MemberEnd() && options->value.IsObject() &&
+            options->value.HasMember("KeepBoth") && options->value["KeepBoth"].IsBool() &&
+            options->value["KeepBoth"].GetBool())
+            to = free_path(context.store, to);
         auto item = context.store.find(from);
         if (!item || item->folder != of_folder) throw odata::folder_not_found();
         if (moves)
             context.store.move(item->id, to, overwrite, context.user);
         else
             context.store.copy(item->id, to, overwrite, context.user);
-        return Outcome::done(segment.name.substr(segment.name.rfind('.') + 1));
+        return Outcome::done(operation);
     }
 
     static std::optional<Outcome> sharing_link(Context& context, const Segment& segment) {
