@@ -80,6 +80,7 @@ std::string join(const Item& folder, const std::string& name) {
 std::string child_path(const Context& context, const Item& folder, std::string given) {
     if (starts_with_ignoring_case(given, context.server_url + "/")) given = server_relative(context, given);
     if (starts_with_ignoring_case(given, join(folder, ""))) given = given.substr(join(folder, "").size());
+    if (given.empty()) throw odata::invalid_argument("Value does not fall within the expected range.");
     if (given.find('/') != std::string::npos) throw odata::folder_not_found();
     return join(folder, given);
 }
@@ -170,13 +171,13 @@ public:
         return Outcome::of(Node::of(apply_feed_options(context, folders_feed(context, m_folder))), "Folders");
     }
 
-private:
     Outcome add(Context& context, const std::string& name) {
         context.require_edit();
         auto folder = context.store.create_folder(child_path(context, m_folder, name), context.user);
         return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), "AddUsingPath");
     }
 
+private:
     Item m_folder;
 };
 
@@ -218,7 +219,7 @@ public:
         }
         if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
         if (segment.is("AddSubFolder") || segment.is("AddSubFolderUsingPath"))
-            return FoldersResource(require()).operation(context, {"AddUsingPath", true, segment.arguments});
+            return FoldersResource(require()).add(context, leaf_name(context, segment));
         return std::nullopt;
     }
 
@@ -233,6 +234,16 @@ public:
     }
 
 private:
+    // The new folder's name, from the address or as a structured path in the body.
+    static std::string leaf_name(const Context& context, const Segment& segment) {
+        if (!segment.arguments.empty()) return segment.arguments[0].value.text;
+        auto body = context.json_body();
+        auto path = body.FindMember("leafPath");
+        if (path == body.MemberEnd() || !path->value.IsObject()) return {};
+        auto name = path->value.FindMember("DecodedUrl");
+        return name != path->value.MemberEnd() && name->value.IsString() ? name->value.GetString() : "";
+    }
+
     const Item& require() const {
         if (!m_item || !m_item->folder) throw odata::folder_not_found();
         return *m_item;
