@@ -1,0 +1,533 @@
+// The file system's operations one by one: arguments, cancel flags, names, items, accounts and progress
+// monitors.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <thread>
+
+#include "cli/commands.h"
+#include "core/text.h"
+#include "editor.h"
+
+namespace interfaces {
+
+namespace {
+
+using Call = std::function<HRESULT(TMK::ITMK_CancelFlag*)>;
+
+class FileSystemTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        s_server = std::make_unique<e2e::DevServer>();
+        Upload(*s_server, "alice", "a.txt", "one");
+        s_editor = std::make_unique<Editor>(*s_server, "alice");
+        s_other = std::make_unique<Editor>(*s_server, "bob");
+        const auto folder = s_editor->Name("Folder");
+        ASSERT_EQ(fs()->CreateFolder(folder.get(), 0, nullptr, nullptr), S_OK);
+        Upload(*s_server, "alice", "Folder/b.txt", "two and more");
+    }
+    static void TearDownTestSuite() {
+        s_other.reset();
+        s_editor.reset();
+        EXPECT_EQ(host::LiveObjects(), 0);
+        s_server.reset();
+    }
+    static TMK::IAFS_FileSys* fs() { return s_editor->file_system(); }
+    static Editor& editor() { return *s_editor; }
+    static e2e::DevServer& server() { return *s_server; }
+    static ComPtr<TMK::IAFS_Name> Name(const std::string& item) { return s_editor->Name(item); }
+    // A name that this file system didn't make.
+    static TMK::IAFS_Name* Foreign() { return s_other->root(); }
+
+    static std::string Text(TMK::IAFS_Name* name, DWORD flags = 0, TMK::IAFS_Name* parent = nullptr) {
+        Bstr text;
+        const HRESULT result = fs()->NameToString(name, flags, parent, text.put());
+        return result == S_OK ? host::ToUtf8(text.view()) : Hex(result);
+    }
+    static bool Exists(const std::string& item) {
+        ComPtr<TMK::IAFS_FileInfo> info;
+        return fs()->GetFileInfo(Name(item).get(), nullptr, nullptr, info.put()) == S_OK;
+    }
+
+    static inline std::unique_ptr<e2e::DevServer> s_server;
+    static inline std::unique_ptr<Editor> s_editor;
+    static inline std::unique_ptr<Editor> s_other;
+};
+
+TEST_F(FileSystemTest, SaysWhatItIs) {
+    Bstr text;
+    EXPECT_EQ(fs()->get_Name(text.put()), S_OK);
+    EXPECT_EQ(text.str(), u"SharePoint");
+    EXPECT_EQ(fs()->get_DispName(text.put()), S_OK);
+    EXPECT_FALSE(text.empty());
+    EXPECT_NE(text.str(), u"sp.str.sharePoint");
+    DWORD features = 0;
+    EXPECT_EQ(fs()->get_Features(nullptr, &features), S_OK);
+    EXPECT_EQ(features, 0x3000A7FFu);
+    EXPECT_EQ(fs()->get_Features(Name("a.txt").get(), &features), S_OK);
+    EXPECT_EQ(features, 0x3000A7FFu);
+    ComPtr<TMK::IUIX_Icon> icon;
+    EXPECT_EQ(fs()->get_Icon(icon.put()), S_OK);
+    EXPECT_TRUE(icon);
+    EXPECT_EQ(fs()->put_UserText(u"a text"), S_OK);
+    EXPECT_EQ(fs()->get_UserText(text.put()), S_OK);
+    EXPECT_EQ(text.str(), u"a text");
+    EXPECT_EQ(fs()->put_UserText(nullptr), S_OK);
+    EXPECT_EQ(fs()->get_UserText(text.put()), S_OK);
+    EXPECT_TRUE(text.empty());
+    EXPECT_EQ(fs()->put_Prop(nullptr, u"x", Variant()), E_NOTIMPL);
+    EXPECT_EQ(fs()->GetVolumeSpace(nullptr, nullptr, nullptr, nullptr), E_NOTIMPL);
+    EXPECT_EQ(fs()->BindClose(), S_OK);
+    ComPtr<TMK::IAFS_DlgParams> parameters;
+    EXPECT_EQ(fs()->CreateDlgParams(TMK::AFS_Dlg_OpenFiles, 0, parameters.put()), S_OK);
+    EXPECT_TRUE(parameters);
+}
+
+TEST_F(FileSystemTest, ASetCancelFlagComesBeforeEverythingElse) {
+    const Variant nothing;
+    const std::map<std::string, Call> calls = {
+        {"Exec", [&](auto* c) { return fs()->Exec(nullptr, nullptr, nothing, nullptr, nullptr, c); }},
+        {"Exec SignOut",
+         [&](auto* c) { return fs()->Exec(nullptr, u"SignOut", nothing, nullptr, nullptr, c); }},
+        {"BindToPath", [&](auto* c) { return fs()->BindToPath(nullptr, nullptr, 0, nullptr, c, nullptr); }},
+        {"BindToObject",
+         [&](auto* c) { return fs()->BindToObject(nullptr, nullptr, 0, nullptr, c, nullptr); }},
+        {"BindFlush", [&](auto* c) { return fs()->BindFlush(nullptr, 0, nullptr, nullptr, c); }},
+        {"EnumFolder", [&](auto* c) { return fs()->EnumFolder(nullptr, 0, c, nullptr); }},
+        {"OpenFile", [&](auto* c) { return fs()->OpenFile(nullptr, 0, nullptr, c, nullptr); }},
+        {"CreateFolder", [&](auto* c) { return fs()->CreateFolder(Name("never").get(), 0, nullptr, c); }},
+        {"Move", [&](auto* c) { return fs()->Move(nullptr, nullptr, nullptr, c); }},
+        {"Copy", [&](auto* c) { return fs()->Copy(nullptr, nullptr, nullptr, c); }},
+        {"Rename", [&](auto* c) { return fs()->Rename(nullptr, nullptr, nullptr, c); }},
+        {"Delete", [&](auto* c) { return fs()->Delete(Name("a.txt").get(), nullptr, c); }},
+        {"GetFileInfo", [&](auto* c) { return fs()->GetFileInfo(nullptr, nullptr, c, nullptr); }},
+        {"GetVolumeSpace", [&](auto* c) { return fs()->GetVolumeSpace(nullptr, nullptr, nullptr, c); }},
+    };
+    const auto canceled = Canceled();
+    server().ClearRequests();
+    for (const auto& [name, call] : calls) EXPECT_EQ(Hex(call(canceled.get())), Hex(kCanceled)) << name;
+    EXPECT_EQ(server().Requests(), std::vector<std::string>());
+    EXPECT_TRUE(Exists("a.txt"));
+}
+
+struct ArgumentCase {
+    std::string what;
+    HRESULT result;
+    std::function<HRESULT()> call;
+};
+
+TEST_F(FileSystemTest, BadArgumentsAreRefusedWithoutTheServer) {
+    const auto a = Name("a.txt");
+    const auto b = Name("b.txt");
+    ComPtr<TMK::IAFS_Name> name;
+    ComPtr<TMK::IAFS_NamesCollection> names;
+    ComPtr<TMK::IAFS_FileInfo> info;
+    ComPtr<TMK::IAFS_EnumFolder> items;
+    ComPtr<TMK::IAFS_File> file;
+    const auto context = host::MakeBindContext(editor().host().terminal(), std::nullopt);
+    Bstr text;
+    Variant value;
+    const Variant nothing;
+    const Variant no_account(a.get());
+    VARIANT_BOOL flag = VARIANT_FALSE;
+    DWORD choice = 0;
+    TMK::IAFS_Name* const foreign = Foreign();
+    const HRESULT bad = E_INVALIDARG;
+    const HRESULT null = E_POINTER;
+    const std::vector<ArgumentCase> cases = {
+        {"get_Name", null, [&] { return fs()->get_Name(nullptr); }},
+        {"get_Features", null, [&] { return fs()->get_Features(a.get(), nullptr); }},
+        {"get_UserText", null, [&] { return fs()->get_UserText(nullptr); }},
+        {"get_DispName", null, [&] { return fs()->get_DispName(nullptr); }},
+        {"get_Icon", null, [&] { return fs()->get_Icon(nullptr); }},
+        {"get_Prop out", null, [&] { return fs()->get_Prop(a.get(), u"CheckedOut", nullptr); }},
+        {"get_Prop name", bad, [&] { return fs()->get_Prop(nullptr, u"CheckedOut", value.put()); }},
+        {"get_Prop thumbnail", bad, [&] { return fs()->get_Prop(nullptr, u"Thumbnail", value.put()); }},
+        {"get_Prop foreign", bad, [&] { return fs()->get_Prop(foreign, u"CheckedOut", value.put()); }},
+        {"get_Prop unknown", bad, [&] { return fs()->get_Prop(a.get(), u"Colour", value.put()); }},
+        {"get_Prop no property", bad, [&] { return fs()->get_Prop(a.get(), nullptr, value.put()); }},
+        {"Exec null", bad, [&] { return fs()->Exec(nullptr, nullptr, nothing, nullptr, nullptr, nullptr); }},
+        {"Exec unknown", bad,
+         [&] { return fs()->Exec(a.get(), u"Frobnicate", nothing, nullptr, nullptr, nullptr); }},
+        {"SignOut nothing", bad,
+         [&] { return fs()->Exec(nullptr, u"SignOut", nothing, nullptr, nullptr, nullptr); }},
+        {"SignOut no account", bad,
+         [&] { return fs()->Exec(nullptr, u"SignOut", no_account, nullptr, nullptr, nullptr); }},
+        {"SignOut foreign", bad,
+         [&] { return fs()->Exec(foreign, u"SignOut", nothing, nullptr, nullptr, nullptr); }},
+        {"CreateCacheOnLocalFile null", bad,
+         [&] { return fs()->Exec(nullptr, u"CreateCacheOnLocalFile", nothing, nullptr, nullptr, nullptr); }},
+        {"DeleteFileCacheEntry null", bad,
+         [&] { return fs()->Exec(nullptr, u"DeleteFileCacheEntry", nothing, nullptr, nullptr, nullptr); }},
+        {"BindToPath path", bad,
+         [&] { return fs()->BindToPath(nullptr, context.get(), 0, nullptr, nullptr, name.put()); }},
+        {"BindToPath context", bad,
+         [&] { return fs()->BindToPath(u"http://x/", nullptr, 0, nullptr, nullptr, nullptr); }},
+        {"BindToPath out", null,
+         [&] { return fs()->BindToPath(u"http://x/", context.get(), 0, nullptr, nullptr, nullptr); }},
+        {"BindToObject out", null,
+         [&] { return fs()->BindToObject(nullptr, context.get(), 0, nullptr, nullptr, nullptr); }},
+        {"BindToObject object", bad,
+         [&] { return fs()->BindToObject(nullptr, context.get(), 0, nullptr, nullptr, name.put()); }},
+        {"BindToObject no account", bad,
+         [&] { return fs()->BindToObject(a.get(), context.get(), 0, nullptr, nullptr, name.put()); }},
+        {"BindFlush null", bad, [&] { return fs()->BindFlush(nullptr, 0, nullptr, nullptr, nullptr); }},
+        {"BindFlush foreign", bad, [&] { return fs()->BindFlush(foreign, 0, nullptr, nullptr, nullptr); }},
+        {"EnumFolder null", bad, [&] { return fs()->EnumFolder(nullptr, 0, nullptr, items.put()); }},
+        {"EnumFolder foreign", bad, [&] { return fs()->EnumFolder(foreign, 0, nullptr, items.put()); }},
+        {"StringToName string", bad, [&] { return fs()->StringToName(nullptr, 0, nullptr, nullptr); }},
+        {"StringToName out", null,
+         [&] { return fs()->StringToName(u"http://x/", 0, editor().root(), nullptr); }},
+        {"StringToName parent", bad,
+         [&] { return fs()->StringToName(u"http://x/", 0, nullptr, name.put()); }},
+        {"StringToName foreign", bad,
+         [&] { return fs()->StringToName(u"http://x/", 1, foreign, name.put()); }},
+        {"NameToString name", bad, [&] { return fs()->NameToString(nullptr, 0, nullptr, text.put()); }},
+        {"NameToString out", null, [&] { return fs()->NameToString(a.get(), 0, nullptr, nullptr); }},
+        {"NameToString foreign", bad, [&] { return fs()->NameToString(foreign, 0, nullptr, text.put()); }},
+        {"NameToString foreign parent", bad,
+         [&] { return fs()->NameToString(a.get(), 0, foreign, text.put()); }},
+        {"NameGetParent null", bad, [&] { return fs()->NameGetParent(nullptr, name.put()); }},
+        {"NameGetParent foreign", bad, [&] { return fs()->NameGetParent(foreign, name.put()); }},
+        {"NameGetParent out", null, [&] { return fs()->NameGetParent(a.get(), nullptr); }},
+        {"NameIsChildOf name", bad, [&] { return fs()->NameIsChildOf(nullptr, a.get(), &flag); }},
+        {"NameIsChildOf out", null, [&] { return fs()->NameIsChildOf(a.get(), a.get(), nullptr); }},
+        {"NameIsChildOf foreign", bad, [&] { return fs()->NameIsChildOf(foreign, a.get(), &flag); }},
+        {"NameIsChildOf foreign parent", bad, [&] { return fs()->NameIsChildOf(a.get(), foreign, &flag); }},
+        {"NamesAreEqual out", null, [&] { return fs()->NamesAreEqual(a.get(), a.get(), nullptr); }},
+        {"NamesAreEqual foreign", bad, [&] { return fs()->NamesAreEqual(a.get(), foreign, &flag); }},
+        {"NamesAreEqual foreign first", bad, [&] { return fs()->NamesAreEqual(foreign, a.get(), &flag); }},
+        {"OpenFile name", bad, [&] { return fs()->OpenFile(nullptr, 1, nullptr, nullptr, file.put()); }},
+        {"OpenFile foreign", bad, [&] { return fs()->OpenFile(foreign, 1, nullptr, nullptr, file.put()); }},
+        {"OpenFile out", null, [&] { return fs()->OpenFile(a.get(), 1, nullptr, nullptr, nullptr); }},
+        {"CreateFolder name", bad, [&] { return fs()->CreateFolder(nullptr, 0, nullptr, nullptr); }},
+        {"CreateFolder foreign", bad, [&] { return fs()->CreateFolder(foreign, 0, nullptr, nullptr); }},
+        {"Move name", bad, [&] { return fs()->Move(nullptr, b.get(), nullptr, nullptr); }},
+        {"Move new name", bad, [&] { return fs()->Move(a.get(), nullptr, nullptr, nullptr); }},
+        {"Move foreign", bad, [&] { return fs()->Move(a.get(), foreign, nullptr, nullptr); }},
+        {"Copy name", bad, [&] { return fs()->Copy(nullptr, b.get(), nullptr, nullptr); }},
+        {"Copy new name", bad, [&] { return fs()->Copy(a.get(), nullptr, nullptr, nullptr); }},
+        {"Copy foreign", bad, [&] { return fs()->Copy(foreign, b.get(), nullptr, nullptr); }},
+        {"Rename name", bad, [&] { return fs()->Rename(nullptr, b.get(), nullptr, nullptr); }},
+        {"Rename new name", bad, [&] { return fs()->Rename(a.get(), nullptr, nullptr, nullptr); }},
+        {"Rename foreign", bad, [&] { return fs()->Rename(a.get(), foreign, nullptr, nullptr); }},
+        {"Delete name", bad, [&] { return fs()->Delete(nullptr, nullptr, nullptr); }},
+        {"Delete foreign", bad, [&] { return fs()->Delete(foreign, nullptr, nullptr); }},
+        {"GetFileInfo name", bad, [&] { return fs()->GetFileInfo(nullptr, nullptr, nullptr, info.put()); }},
+        {"GetFileInfo foreign", bad,
+         [&] { return fs()->GetFileInfo(foreign, nullptr, nullptr, info.put()); }},
+        {"ShowDlg type", bad,
+         [&] { return fs()->ShowDlg(0, a.get(), nullptr, nullptr, names.put(), &choice); }},
+        {"ShowDlg names", null,
+         [&] { return fs()->ShowDlg(1, a.get(), nullptr, nullptr, nullptr, &choice); }},
+        {"ShowDlg choice", null,
+         [&] { return fs()->ShowDlg(2, a.get(), nullptr, nullptr, names.put(), nullptr); }},
+        {"ShowDlg folder", bad,
+         [&] { return fs()->ShowDlg(1, nullptr, nullptr, nullptr, names.put(), &choice); }},
+        {"GetProgressMon", null, [&] { return fs()->GetProgressMon(0, nullptr); }},
+        {"CreateAccount", null, [&] { return fs()->CreateAccount(u"http://x/", nullptr, 0, 0, 0, nullptr); }},
+    };
+    server().ClearRequests();
+    for (const ArgumentCase& c : cases) EXPECT_EQ(Hex(c.call()), Hex(c.result)) << c.what;
+    EXPECT_EQ(server().Requests(), std::vector<std::string>());
+    EXPECT_FALSE(name || names || info || items || file);
+    EXPECT_EQ(choice, 2u);  // an open dialog that never was counts as cancelled
+}
+
+TEST_F(FileSystemTest, FailedOperationsClearTheirOutArguments) {
+    TMK::IAFS_Name* name = editor().root();
+    EXPECT_EQ(fs()->StringToName(u"x", 2, editor().root(), &name), E_INVALIDARG);
+    EXPECT_EQ(name, nullptr);
+    name = editor().root();
+    EXPECT_EQ(fs()->NameGetParent(nullptr, &name), E_INVALIDARG);
+    EXPECT_EQ(name, nullptr);
+    name = editor().root();
+    EXPECT_EQ(fs()->BindToPath(u"x", nullptr, 0, nullptr, Canceled().get(), &name), kCanceled);
+    EXPECT_EQ(name, nullptr);
+    TMK::IAFS_File* file = reinterpret_cast<TMK::IAFS_File*>(editor().root());
+    EXPECT_EQ(fs()->OpenFile(nullptr, 1, nullptr, nullptr, &file), E_INVALIDARG);
+    EXPECT_EQ(file, nullptr);
+}
+
+TEST_F(FileSystemTest, StringsBecomeNames) {
+    const std::u16string web = host::ToUtf16(server().Site());
+    struct Case {
+        std::u16string text;
+        DWORD flags;
+        HRESULT result;
+        std::string url;  // empty: no name is made
+    };
+    const std::string origin = server().Origin();
+    const std::u16string other_host = u"http://elsewhere.example/sites/team/a.txt";
+    const Case cases[] = {
+        {web + u"/x y.txt", 0, S_OK, origin + "/sites/team/x y.txt"},
+        {web + u"/x.txt", 1, S_OK, origin + "/sites/team/x.txt"},
+        {u"Shared Documents/r.txt", 0, S_OK, origin + "/sites/team/Shared Documents/r.txt"},
+        {u"/Shared Documents/r.txt", 0, S_OK, origin + "/sites/team/Shared Documents/r.txt"},
+        {web + u"/x.txt", 2, E_INVALIDARG, ""},
+        {u"x.txt", 2, E_INVALIDARG, ""},
+        {u"x.txt", 4, E_INVALIDARG, ""},
+        {web + u"/x.txt", 8, S_OK, ""},
+        {other_host, 0, E_INVALIDARG, ""},
+        {host::ToUtf16(origin) + u"/sites/elsewhere/x.txt", 0, E_INVALIDARG, ""},
+        {u"a:b.txt", 0, static_cast<HRESULT>(0x803D0020), ""},
+        {u"a*b.txt", 0, static_cast<HRESULT>(0x803D0020), ""},
+    };
+    for (const Case& c : cases) {
+        ComPtr<TMK::IAFS_Name> name;
+        EXPECT_EQ(Hex(fs()->StringToName(c.text.c_str(), c.flags, editor().root(), name.put())),
+                  Hex(c.result))
+            << host::ToUtf8(c.text) << " " << c.flags;
+        EXPECT_EQ(name ? Text(name.get()) : "", c.url);
+    }
+    ComPtr<TMK::IAFS_Name> same;
+    EXPECT_EQ(fs()->StringToName((web + u"/").c_str(), 0, editor().root(), same.put()), S_OK);
+    EXPECT_EQ(same.get(), editor().root());
+    ComPtr<TMK::IAFS_FileSys> maker;
+    EXPECT_EQ(same->get_FileSys(maker.put()), S_OK);
+    EXPECT_EQ(maker.get(), fs());
+    EXPECT_EQ(same->get_FileSys(nullptr), E_POINTER);
+}
+
+TEST_F(FileSystemTest, NamesBecomeStrings) {
+    const std::string site = server().Site();
+    const auto folder = Name("Folder");
+    const auto b = Name("Folder/b.txt");
+    EXPECT_EQ(Text(editor().root()), site);
+    EXPECT_EQ(Text(editor().root(), TMK::AFS_Name2String_Relative), Hex(E_INVALIDARG));
+    EXPECT_EQ(Text(b.get(), TMK::AFS_Name2String_Relative), "Shared Documents/Folder/b.txt");
+    EXPECT_EQ(Text(b.get(), 0, folder.get()), "b.txt");
+    EXPECT_EQ(Text(b.get(), 0, b.get()), Hex(E_INVALIDARG));
+    EXPECT_EQ(Text(folder.get(), 0, b.get()), Hex(E_INVALIDARG));
+    EXPECT_EQ(Text(Name("Folder/").get()), site + "/Shared Documents/Folder");
+}
+
+TEST_F(FileSystemTest, NamesHaveParentsUpToTheWeb) {
+    auto name = Name("Folder/b.txt");
+    std::vector<std::string> texts;
+    while (name && texts.size() < 9) {
+        ComPtr<TMK::IAFS_Name> parent;
+        ASSERT_EQ(fs()->NameGetParent(name.get(), parent.put()), S_OK);
+        if (parent) texts.push_back(Text(parent.get()));
+        name = parent;
+    }
+    EXPECT_GE(texts.size(), 3u);
+    EXPECT_EQ(texts[0], server().Site() + "/Shared Documents/Folder");
+    EXPECT_EQ(texts[2], server().Site());
+    ComPtr<TMK::IAFS_Name> above(editor().root());
+    EXPECT_EQ(fs()->NameGetParent(editor().root(), above.put()), S_OK);
+    EXPECT_FALSE(above);
+}
+
+TEST_F(FileSystemTest, NamesAreComparedByTheirUrls) {
+    const auto equal = [&](TMK::IAFS_Name* a, TMK::IAFS_Name* b) {
+        VARIANT_BOOL result = 7;
+        EXPECT_EQ(fs()->NamesAreEqual(a, b, &result), S_OK);
+        return result;
+    };
+    const auto a = Name("Folder/a");
+    EXPECT_EQ(equal(a.get(), a.get()), VARIANT_TRUE);
+    EXPECT_EQ(equal(a.get(), Name("folder/A/").get()), VARIANT_TRUE);
+    EXPECT_EQ(equal(a.get(), Name("Folder/b").get()), VARIANT_FALSE);
+    EXPECT_EQ(equal(nullptr, nullptr), VARIANT_TRUE);
+    EXPECT_EQ(equal(Foreign(), Foreign()), VARIANT_TRUE);
+    EXPECT_EQ(equal(a.get(), nullptr), VARIANT_FALSE);
+    EXPECT_EQ(equal(nullptr, a.get()), VARIANT_FALSE);
+}
+
+TEST_F(FileSystemTest, AChildIsBelowItsParentAndOnTheServer) {
+    const auto is_child = [&](TMK::IAFS_Name* name, TMK::IAFS_Name* parent) {
+        VARIANT_BOOL result = 7;
+        EXPECT_EQ(fs()->NameIsChildOf(name, parent, &result), S_OK);
+        return result;
+    };
+    const auto folder = Name("Folder");
+    const auto b = Name("Folder/b.txt");
+    server().ClearRequests();
+    EXPECT_EQ(is_child(b.get(), folder.get()), VARIANT_TRUE);
+    EXPECT_FALSE(server().Requests().empty());
+    server().ClearRequests();
+    EXPECT_EQ(is_child(b.get(), folder.get()), VARIANT_TRUE);  // it knows its object now
+    EXPECT_EQ(is_child(folder.get(), b.get()), VARIANT_FALSE);
+    EXPECT_EQ(is_child(b.get(), b.get()), VARIANT_FALSE);
+    EXPECT_EQ(is_child(Name("a.txt").get(), folder.get()), VARIANT_FALSE);
+    EXPECT_EQ(server().Requests(), std::vector<std::string>());
+    EXPECT_EQ(is_child(Name("Folder/none.txt").get(), folder.get()), VARIANT_FALSE);
+}
+
+TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
+    const auto context = host::MakeBindContext(editor().host().terminal(), std::nullopt);
+    ComPtr<TMK::IAFS_Name> name;
+    EXPECT_EQ(fs()->BindToObject(editor().account(), nullptr, 0, nullptr, nullptr, name.put()), S_OK);
+    EXPECT_EQ(Text(name.get()), server().Site());
+    EXPECT_EQ(fs()->BindToObject(editor().account(), context.get(), 0, nullptr, nullptr, name.put()), S_OK);
+    EXPECT_EQ(fs()->BindFlush(name.get(), 0, nullptr, nullptr, nullptr), S_OK);
+    // What is no SharePoint address fails before anybody is asked.
+    EXPECT_EQ(fs()->BindToPath(u"relative/path", context.get(), 0, nullptr, nullptr, name.put()),
+              E_INVALIDARG);
+    EXPECT_FALSE(name);
+}
+
+TEST_F(FileSystemTest, PropertiesOfItems) {
+    Variant value;
+    EXPECT_EQ(fs()->get_Prop(nullptr, u"canCREATEcacheonlocalfile", value.put()), S_OK);
+    EXPECT_EQ(value.type(), VT_BOOL);
+    EXPECT_EQ(value.get().boolVal, VARIANT_TRUE);
+    EXPECT_EQ(fs()->get_Prop(Name("a.txt").get(), u"checkedout", value.put()), S_OK);
+    EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
+    Upload(server(), "alice", "taken.txt", "x");
+    Upload(server(), "alice", "mine.txt", "x");
+    Admin(server(), "checkout", "taken.txt", "bob");
+    Admin(server(), "checkout", "mine.txt", "alice");
+    EXPECT_EQ(fs()->get_Prop(Name("taken.txt").get(), u"CheckedOut", value.put()), S_OK);
+    EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
+    EXPECT_EQ(fs()->get_Prop(Name("mine.txt").get(), u"CheckedOut", value.put()), S_OK);
+    EXPECT_EQ(value.get().boolVal, VARIANT_TRUE);
+    EXPECT_EQ(fs()->get_Prop(Name("Folder").get(), u"CheckedOut", value.put()), E_INVALIDARG);
+    EXPECT_EQ(fs()->get_Prop(Name("none.txt").get(), u"CheckedOut", value.put()), E_INVALIDARG);
+    EXPECT_EQ(fs()->get_Prop(Name("Folder").get(), u"Thumbnail", value.put()), E_INVALIDARG);
+}
+
+TEST_F(FileSystemTest, MakesMovesCopiesRenamesAndDeletes) {
+    Upload(server(), "alice", "start.txt", "moved about");
+    const auto run = [&](const char* what, HRESULT result) {
+        EXPECT_EQ(Hex(result), Hex(S_OK)) << what << ": " << editor().TakeMessage();
+    };
+    TMK::ITMK_ErrorDetails* const details = editor().details();
+    const auto deep = Name("New/Deep");
+    run("make", fs()->CreateFolder(deep.get(), 0, details, nullptr));
+    ComPtr<TMK::IAFS_FileInfo> info;
+    DWORD attributes = 0;
+    server().ClearRequests();
+    run("info", fs()->GetFileInfo(deep.get(), details, nullptr, info.put()));
+    EXPECT_EQ(server().Requests(), std::vector<std::string>());  // the name has what was made
+    run("attributes", info->get_Attributes(&attributes));
+    EXPECT_EQ(attributes, static_cast<DWORD>(TMK::AFS_FileAttribute_Folder));
+
+    run("copy", fs()->Copy(Name("start.txt").get(), Name("New/copy.txt").get(), details, nullptr));
+    EXPECT_EQ(server().Document("New/copy.txt"), "moved about");
+    const auto moved = Name("New/Deep/moved.txt");
+    run("move", fs()->Move(Name("start.txt").get(), moved.get(), details, nullptr));
+    EXPECT_EQ(server().Document("New/Deep/moved.txt"), "moved about");
+    EXPECT_FALSE(Exists("start.txt"));
+    run("rename", fs()->Rename(moved.get(), Name("New/Deep/other.txt").get(), details, nullptr));
+    EXPECT_EQ(server().Document("New/Deep/other.txt"), "moved about");
+    EXPECT_FALSE(Exists("New/Deep/moved.txt"));
+    EXPECT_EQ(fs()->Move(Name("New").get(), Name("Newer").get(), details, nullptr), E_INVALIDARG);
+    EXPECT_EQ(fs()->Copy(Name("New").get(), Name("Newer").get(), details, nullptr), E_INVALIDARG);
+    run("rename folder", fs()->Rename(Name("New").get(), Name("Newer").get(), details, nullptr));
+    EXPECT_EQ(server().Document("Newer/Deep/other.txt"), "moved about");
+    run("delete", fs()->Delete(Name("Newer/copy.txt").get(), details, nullptr));
+    EXPECT_FALSE(Exists("Newer/copy.txt"));
+    run("delete folder", fs()->Delete(Name("Newer").get(), details, nullptr));
+    EXPECT_FALSE(Exists("Newer/Deep/other.txt"));
+    for (const auto& gone : {Name("Newer"), Name("none.txt")}) {
+        EXPECT_EQ(fs()->Delete(gone.get(), details, nullptr), E_INVALIDARG);
+        EXPECT_EQ(fs()->Rename(gone.get(), Name("x").get(), details, nullptr), E_INVALIDARG);
+        EXPECT_EQ(fs()->Move(gone.get(), Name("x").get(), details, nullptr), E_INVALIDARG);
+        EXPECT_EQ(fs()->GetFileInfo(gone.get(), details, nullptr, info.put()), E_INVALIDARG);
+    }
+}
+
+// The server's answer to these isn't looked at, so its silence must not pass for success.
+TEST_F(FileSystemTest, WhatTheServerDidNotDoIsAFailure) {
+    Upload(server(), "alice", "held.txt", "x");
+    Admin(server(), "checkout", "held.txt", "bob");
+    TMK::ITMK_ErrorDetails* const details = editor().details();
+    EXPECT_EQ(Hex(fs()->Delete(Name("held.txt").get(), details, nullptr)), Hex(E_FAIL));
+    EXPECT_EQ(editor().TakeMessage(), "The server did not delete the item.");
+    EXPECT_EQ(Hex(fs()->Rename(Name("held.txt").get(), Name("free.txt").get(), details, nullptr)),
+              Hex(E_FAIL));
+    EXPECT_EQ(editor().TakeMessage(), "The server did not rename the item.");
+    EXPECT_TRUE(Exists("held.txt"));
+}
+
+VARIANT ArrayOf(const std::vector<Variant>& values) {
+    VARIANT array{};
+    array.vt = VT_ARRAY | VT_VARIANT;
+    array.parray = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(values.size()));
+    void* data = nullptr;
+    SafeArrayAccessData(array.parray, &data);
+    for (std::size_t i = 0; i < values.size(); ++i)
+        VariantCopy(static_cast<VARIANT*>(data) + i, &values[i].get());
+    SafeArrayUnaccessData(array.parray);
+    return array;
+}
+
+TEST_F(FileSystemTest, CacheEntriesAreAddedAndDeletedByName) {
+    const e2e::TempFolder folder;
+    e2e::WriteFile(folder / "local.txt", "from a local file");
+    const auto a = Name("a.txt");
+    const auto exec = [&](LPCWSTR command, const std::vector<Variant>& values) {
+        Variant data;
+        *data.put() = ArrayOf(values);
+        const HRESULT result = fs()->Exec(a.get(), command, data, nullptr, nullptr, nullptr);
+        EXPECT_EQ(data.get().parray->cLocks, 0u);
+        return Hex(result);
+    };
+    const Variant own(a.get());
+    const Variant foreign(Foreign());
+    const Variant path(std::u16string_view(host::ToUtf16((folder / "local.txt").string())));
+    const Variant number(LONG{1});
+    const std::string bad = Hex(E_INVALIDARG);
+    LPCWSTR const add = u"createcacheonlocalfile";
+    LPCWSTR const remove = u"DeleteFileCacheEntry";
+    EXPECT_EQ(exec(add, {own}), bad);
+    EXPECT_EQ(exec(add, {path, own}), bad);
+    EXPECT_EQ(exec(add, {own, number}), bad);
+    EXPECT_EQ(exec(add, {foreign, path}), bad);
+    EXPECT_EQ(exec(add, {own, path, number}), bad);
+    EXPECT_EQ(exec(remove, {}), bad);
+    EXPECT_EQ(exec(remove, {number}), bad);
+    EXPECT_EQ(exec(remove, {foreign}), bad);
+    EXPECT_EQ(exec(remove, {own, path}), bad);
+    EXPECT_EQ(Hex(fs()->Exec(a.get(), remove, own, nullptr, nullptr, nullptr)), bad);
+
+    EXPECT_EQ(exec(add, {own, path, Variant(false)}), Hex(S_OK));
+    EXPECT_TRUE(std::filesystem::exists(folder / "local.txt"));
+    EXPECT_EQ(editor().host().cache()->Unsent().size(), 1u);
+    EXPECT_EQ(exec(remove, {own, Variant(true)}), Hex(S_OK));
+    EXPECT_EQ(exec(remove, {own, number}), Hex(S_OK));
+    EXPECT_EQ(exec(remove, {own}), Hex(S_OK));
+    EXPECT_EQ(editor().host().cache()->Unsent().size(), 0u);
+}
+
+TEST_F(FileSystemTest, SigningOutOfAnAccountNeedsNoSession) {
+    EXPECT_EQ(fs()->Exec(nullptr, u"signOUT", Variant(static_cast<IUnknown*>(editor().account())), nullptr,
+                         nullptr, nullptr),
+              S_OK);
+}
+
+TEST_F(FileSystemTest, ProgressMonitorsBelongToTheirThreads) {
+    const auto make = [] { return host::Make<host::ProgressMonitor>([](std::uint64_t, std::uint64_t) {}); };
+    const auto mine = make();
+    const auto newer = make();
+    const auto theirs = make();
+    ComPtr<TMK::ITMK_ProgressMon> found;
+    EXPECT_EQ(fs()->SetProgressMon(nullptr), S_FALSE);
+    EXPECT_EQ(fs()->GetProgressMon(0, found.put()), S_FALSE);
+    EXPECT_EQ(fs()->SetProgressMon(mine.get()), S_OK);
+    std::thread([&] {
+        ComPtr<TMK::ITMK_ProgressMon> other;
+        EXPECT_EQ(fs()->GetProgressMon(0, other.put()), S_FALSE);
+        EXPECT_FALSE(other);
+        EXPECT_EQ(fs()->SetProgressMon(theirs.get()), S_OK);
+        EXPECT_EQ(fs()->GetProgressMon(0, other.put()), S_OK);
+        EXPECT_EQ(other.get(), theirs.get());
+        EXPECT_EQ(fs()->SetProgressMon(nullptr), S_OK);
+    }).join();
+    EXPECT_EQ(fs()->GetProgressMon(0, found.put()), S_OK);
+    EXPECT_EQ(found.get(), mine.get());
+    EXPECT_EQ(fs()->SetProgressMon(newer.get()), S_OK);
+    EXPECT_EQ(fs()->GetProgressMon(0, found.put()), S_OK);
+    EXPECT_EQ(found.get(), newer.get());
+    EXPECT_EQ(fs()->SetProgressMon(nullptr), S_OK);
+    EXPECT_EQ(fs()->SetProgressMon(nullptr), S_FALSE);
+    found = mine;
+    EXPECT_EQ(fs()->GetProgressMon(0, found.put()), S_FALSE);
+    EXPECT_FALSE(found);
+}
+
+}  // namespace
+
+}  // namespace interfaces
