@@ -1,0 +1,130 @@
+// A folder of many files: EnumFolder with all Next against libcurl and RapidJSON alone on the same answer,
+// from memory and from the development server; and how many listings sphost asks for.
+#include <curl/curl.h>
+#include <rapidjson/document.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+
+#include "reader.h"
+#include "replay_server.h"
+#include "report.h"
+
+namespace {
+
+constexpr char kFolder[] = "Many files";
+
+std::size_t Append(char* data, std::size_t size, std::size_t count, void* out) {
+    static_cast<std::string*>(out)->append(data, size * count);
+    return size * count;
+}
+
+// One connection that stays, as the plug-in's does.
+class Floor {
+public:
+    explicit Floor(const std::string& token) : m_curl(curl_easy_init()) {
+        m_headers = curl_slist_append(m_headers, "Accept: application/json;odata=verbose");
+        m_headers = curl_slist_append(m_headers, ("Authorization: Bearer " + token).c_str());
+        curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, m_headers);
+        curl_easy_setopt(m_curl, CURLOPT_NOPROXY, "*");
+        curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, Append);
+    }
+    ~Floor() {
+        curl_slist_free_all(m_headers);
+        curl_easy_cleanup(m_curl);
+    }
+    Floor(const Floor&) = delete;
+    Floor& operator=(const Floor&) = delete;
+
+    // Fetches and parses; returns the number of files found.
+    std::size_t Run(const std::string& url) {
+        std::string body;
+        curl_easy_setopt(m_curl, CURLOPT_URL, url.c_str());
+        curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, &body);
+        if (curl_easy_perform(m_curl) != CURLE_OK) throw std::runtime_error("no answer from " + url);
+        rapidjson::GenericDocument<rapidjson::UTF16<char16_t>> json;
+        json.Parse<rapidjson::kParseDefaultFlags, rapidjson::UTF8<>>(body.c_str());
+        if (json.HasParseError()) throw std::runtime_error("no JSON from " + url);
+        return json[u"d"][u"Files"][u"results"].Size();
+    }
+
+private:
+    CURL* m_curl;
+    curl_slist* m_headers = nullptr;
+};
+
+std::size_t Enumerate(bench::Reader& reader, TMK::IAFS_Name* name) {
+    ComPtr<TMK::IAFS_EnumFolder> items;
+    bench::Require(reader.file_system()->EnumFolder(name, 0, nullptr, items.put()), "EnumFolder");
+    std::size_t count = 0;
+    for (;;) {
+        ComPtr<TMK::IAFS_EnumFolderItem> item;
+        const HRESULT result = items->Next(item.put());
+        bench::Require(result, "Next");
+        if (result == S_FALSE) return count;
+        ++count;
+    }
+}
+
+bool Compare(const char* what, unsigned rounds, std::size_t files, bench::Reader& reader,
+             TMK::IAFS_Name* name, Floor& floor, const std::string& url) {
+    const auto check = [&](std::size_t count) {
+        if (count != files) throw std::runtime_error("found " + std::to_string(count) + " files");
+    };
+    const bench::Pair pair = bench::Alternate(
+        rounds, [&] { return bench::Time([&] { check(Enumerate(reader, name)); }); },
+        [&] { return bench::Time([&] { check(floor.Run(url)); }); });
+    const double ratio = pair.measured / pair.floor;
+    return bench::Line(what, bench::Fixed(pair.measured * 1000, 1, "ms"),
+                       bench::Fixed(pair.floor * 1000, 1, "ms"), bench::Fixed(ratio, 2), "<= 1.50",
+                       ratio <= 1.5);
+}
+
+bool CountListings(const e2e::DevServer& server) {
+    const e2e::Sphost sphost;
+    sphost.AddPlace(server, "alice");
+    server.ClearRequests();
+    if (sphost.Run({"ls", server.Url(kFolder)}).status != 0) throw std::runtime_error("sphost ls failed");
+    const auto requests = server.Requests();
+    const auto count = std::count_if(requests.begin(), requests.end(), [](const std::string& request) {
+        return request.find("expand=Folders") != std::string::npos;
+    });
+    for (const std::string& request : requests) std::fprintf(stderr, "  %s\n", request.c_str());
+    return bench::Line("listing requests of sphost ls", std::to_string(count), "-", std::to_string(count),
+                       "1", count == 1);
+}
+
+bool Run(unsigned files, unsigned rounds) {
+    const e2e::DevServer server({"--seed-count", std::string(kFolder) + "=" + std::to_string(files)});
+    const std::string token = server.Token("alice");
+    const bool once = CountListings(server);
+    Floor floor(token);
+
+    bench::ReplayServer replay(server.Origin());
+    bench::Reader replay_reader(replay.Origin(), token);
+    const auto replay_name = replay_reader.Name(kFolder);
+    Enumerate(replay_reader, replay_name.get());
+    std::size_t length = 0;
+    const std::string target = replay.LongestTarget(length);
+    std::fprintf(stderr, "  the answer has %zu bytes\n", length);
+    const bool from_memory = Compare("EnumFolder with all Next, answer from memory", rounds, files,
+                                     replay_reader, replay_name.get(), floor, replay.Origin() + target);
+
+    bench::Reader reader(server.Origin(), token);
+    const auto name = reader.Name(kFolder);
+    const bool from_server = Compare("EnumFolder with all Next, from spdevserver", rounds, files, reader,
+                                     name.get(), floor, server.Origin() + target);
+    return once && from_memory && from_server;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    return Run(bench::Option(argc, argv, "--files", 10'000), bench::Option(argc, argv, "--rounds", 15)) ? 0
+                                                                                                        : 1;
+} catch (const std::exception& failure) {
+    std::fprintf(stderr, "listing_bench: %s\n", failure.what());
+    return 2;
+}

@@ -1,0 +1,39 @@
+// The reference host with the loaded library, bound to a site with a token, for measurements in one process.
+// Nobody answers prompts. Main thread.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "core/host.h"
+#include "core/host_objects.h"
+#include "harness.h"
+
+namespace bench {
+
+class Reader {
+public:
+    // `origin` is the server's, or that of something in front of it.
+    Reader(const std::string& origin, const std::string& token);
+    ~Reader();
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+
+    TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
+    ComPtr<TMK::IAFS_Name> Name(const std::string& item);
+    ComPtr<TMK::IAFS_File> Open(const std::string& document, DWORD flags);
+
+private:
+    std::string m_origin;
+    e2e::TempFolder m_folder;
+    std::unique_ptr<host::Terminal> m_terminal;
+    std::unique_ptr<host::Host> m_host;
+    ComPtr<TMK::IAFS_FileSys> m_file_system;
+    ComPtr<TMK::IAFS_AccountData> m_account;
+    ComPtr<TMK::IAFS_Name> m_root;
+};
+
+// Throws when a step fails, since a measurement of a failure says nothing.
+void Require(HRESULT result, const std::string& what);
+
+}  // namespace bench

@@ -1,0 +1,32 @@
+// Rounds, medians and the table's lines. One thread.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// Seconds that `work` takes.
+double Time(const std::function<void()>& work);
+
+double Median(std::vector<double> values);
+
+// Times two works in turns, after one round that doesn't count.
+struct Pair {
+    double measured = 0, floor = 0;  // medians, in seconds
+};
+Pair Alternate(unsigned rounds, const std::function<double()>& measured,
+               const std::function<double()>& floor);
+
+// One line of the table; returns whether `holds`.
+bool Line(const std::string& what, const std::string& measured, const std::string& floor,
+          const std::string& result, const std::string& limit, bool holds);
+
+std::string Fixed(double value, int digits, const std::string& unit = {});
+
+// The number behind an option such as "--rounds", or `otherwise`.
+unsigned Option(int argc, char** argv, const std::string& name, unsigned otherwise);
+
+}  // namespace bench
