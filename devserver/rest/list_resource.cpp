@@ -250,6 +250,7 @@ public:
 private:
     void rename(Context& context, const std::string& name) {
         if (name.empty() || name == m_item.name) return;
+        if (name.find('/') != std::string::npos) throw StoreError(Fault::invalid_name, name);
         context.store.move(m_item.id, m_item.path.substr(0, m_item.path.rfind('/') + 1) + name, false,
                            context.user);
     }
