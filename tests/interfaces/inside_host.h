@@ -1,0 +1,45 @@
+// The reference host with a plug-in of this program's own sources, so that a test can see its insides. Main
+// thread.
+#pragma once
+
+#include <memory>
+
+#include "core/host.h"
+#include "core/host_objects.h"
+#include "harness.h"
+#include "plugin/plugin.h"
+
+namespace interfaces {
+
+class NoTerminal final : public host::Terminal {
+public:
+    bool CanAsk() const override { return false; }
+    void Tell(std::string_view) override {}
+    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
+};
+
+class InsideHost {
+public:
+    InsideHost() {
+        host::HostOptions options;
+        options.profile = m_folder / "profile";
+        options.terminal = &m_terminal;
+        m_host = std::make_unique<host::Host>(std::move(options));
+        m_plugin = MakeObject<Plugin>();
+        m_host->StartPlugin(m_plugin);
+    }
+    ~InsideHost() { m_host->UnloadPlugin(); }
+    InsideHost(const InsideHost&) = delete;
+    InsideHost& operator=(const InsideHost&) = delete;
+
+    host::Host& host() { return *m_host; }
+    Plugin& plugin() { return *m_plugin; }
+
+private:
+    e2e::TempFolder m_folder;
+    NoTerminal m_terminal;
+    std::unique_ptr<host::Host> m_host;
+    ComPtr<Plugin> m_plugin;
+};
+
+}  // namespace interfaces
