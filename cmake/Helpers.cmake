@@ -6,7 +6,8 @@ function(sp_test name)
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()
 
-# sp_fuzz(NAME SOURCES... LIBS ...): one libFuzzer target; its seeds lie in the folder fuzz/seeds/NAME.
+# sp_fuzz(NAME SOURCES... LIBS ...): one libFuzzer target of the target `fuzzers`. Its seeds lie in a folder of its name
+# below a folder that ends in "seeds".
 function(sp_fuzz name)
     if(NOT SP_FUZZ)
         return()
@@ -16,4 +17,8 @@ function(sp_fuzz name)
     target_link_libraries(${name} PRIVATE ${ARG_LIBS})
     target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    if(NOT TARGET fuzzers)
+        add_custom_target(fuzzers)
+    endif()
+    add_dependencies(fuzzers ${name})
 endfunction()
