@@ -23,8 +23,14 @@ Pair Alternate(unsigned rounds, const std::function<double()>& measured,
                const std::function<double()>& floor) {
     std::vector<double> measured_times, floor_times;
     for (unsigned round = 0; round <= rounds; ++round) {
-        const double floor_time = floor();
-        const double measured_time = measured();
+        double floor_time = 0, measured_time = 0;
+        if (round % 2) {
+            measured_time = measured();
+            floor_time = floor();
+        } else {
+            floor_time = floor();
+            measured_time = measured();
+        }
         if (round == 0) continue;
         floor_times.push_back(floor_time);
         measured_times.push_back(measured_time);
