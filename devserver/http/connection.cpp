@@ -275,7 +275,9 @@ private:
     }
 
     std::string read_head() {
+        using Clock = std::chrono::steady_clock;
         std::size_t searched = 0;
+        auto begun = Clock::now();
         while (true) {
             auto pending = m_input.pending();
             if (auto end = pending.find("\r\n\r\n", searched > 3 ? searched - 3 : 0);
@@ -287,6 +289,10 @@ private:
             }
             if (pending.size() > max_head_size) throw BadRequest(431, "The header is too large.");
             searched = pending.size();
+            // A header that drips in must not hold its connection for ever.
+            if (pending.empty()) begun = Clock::now();
+            if (Clock::now() - begun > std::chrono::seconds(idle_seconds))
+                throw BadRequest(408, "Request Timeout");
             if (!m_input.fill(idle_seconds)) return {};
         }
     }
