@@ -75,13 +75,13 @@ protected:
 TEST_F(Sphost, CopiesDocumentsOutAndIn) {
     const std::string content = SomeBytes(1500000);
     WriteText(site / "a b.bin", content);
-    EXPECT_EQ(Run({"get", At("a%20b.bin"), "-"}).out, content);
+    EXPECT_TRUE(Run({"get", At("a%20b.bin"), "-"}).out == content);
     EXPECT_EQ(Run({"get", At("a b.bin"), (folder / "copy").string()}).status, 0);
-    EXPECT_EQ(ReadText(folder / "copy"), content);
+    EXPECT_TRUE(ReadText(folder / "copy") == content);
     for (const std::string& text : {content, std::string("short"), std::string()}) {
         WriteText(folder / "copy", text);
         EXPECT_EQ(Run({"put", (folder / "copy").string(), At("new%23.bin")}).status, 0);
-        EXPECT_EQ(ReadText(site / "new#.bin"), text);
+        EXPECT_TRUE(ReadText(site / "new#.bin") == text);
     }
 }
 

@@ -131,7 +131,7 @@ void Put(Run& run) {
         run.Fail(E_INVALIDARG, what, "this is a folder; name the document in it");
     const std::string full_url = host::ToUtf8(run.UrlOf(name.get()));
     run.RefuseUnsent(host::ToUtf16(full_url), what);
-    const DWORD disposition = info ? TMK::AFS_OpenFile_OpenExisting : TMK::AFS_OpenFile_CreateAlways;
+    const DWORD disposition = info ? TMK::AFS_OpenFile_OpenExisting : TMK::AFS_OpenFile_OpenAlways;
     auto file = run.Open(name.get(), TMK::AFS_OpenFile_Write | disposition, what);
     try {
         if (info) run.Check(file->SetSize(0, run.details(), run.cancel()), what);

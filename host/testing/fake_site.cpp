@@ -395,8 +395,10 @@ public:
                      TMK::ITMK_CancelFlag*, TMK::IAFS_File** out_file) override {
         return Guarded(details, [&] {
             auto* local = static_cast<Name*>(name);
-            if (flags & TMK::AFS_OpenFile_CreateAlways) ReplaceFile(local->path(), "");
-            if (!local->Bind((flags & TMK::AFS_OpenFile_CreateAlways) != 0)) return kMissing;
+            const bool makes = (flags & TMK::AFS_OpenFile_CreateAlways) ||
+                               ((flags & TMK::AFS_OpenFile_OpenAlways) && !fs::exists(local->path()));
+            if (makes) ReplaceFile(local->path(), "");
+            if (!local->Bind(makes)) return kMissing;
             if (!m_cache) m_afs->CreateFileCachesMap(this, m_cache.put());
             const auto file = Make<File>(m_site, ComPtr<Name>(local), m_cache, flags);
             const HRESULT result = file->Acquire();

@@ -98,6 +98,7 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
     try {
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         const auto object = BindFile();
+        m_before_upload = object->GetInformation();
         m_pos = 0;
         if (m_write_context) {
             BeginAgain();
@@ -108,6 +109,25 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(out_error_details)
+}
+
+// Whatever the server answered: when it still shows the version from before, it did not take the upload. The
+// record that is fetched here is also what the next conflict is judged by.
+void CacheCallback::CheckServerTookUpload() const {
+    TRACE_NAME("CacheCallback::EndWrite");
+    std::shared_ptr<SharePoint::Object> object;
+    try {
+        object = m_name->BindObject(SharePoint::Web::BindObjectType::file, false);
+    } catch (const Exception& failure) {
+        LOG_LINE(Log::warning, u"the outcome of the upload is not known: %s", MaskForLog(failure.message));
+    }
+    if (!object) return;
+    const SharePoint::Information& now = object->GetInformation();
+    const bool is_old_version = now.m_modified_time == m_before_upload.m_modified_time &&
+                                now.m_size == m_before_upload.m_size &&
+                                now.m_size != static_cast<uint64_t>(m_size);
+    CHECK_THROW(!is_old_version, Exception,
+                u"The server answered the upload but still has the version from before. Please save again.");
 }
 
 void CacheCallback::BeginAgain() {
@@ -168,6 +188,7 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
         }
         try {
             CheckIsNoPage(m_write_context->End());
+            CheckServerTookUpload();
         } catch (const ApiException& failure) {
             if (failure.code == kForceRetry) {
                 LOG_LINE(Log::warning, u"Need retry, %d out of %d retries left", m_retries_left, kRetries);

@@ -33,6 +33,7 @@ private:
     void OpenDownload();
     void EndDownload();
     void CheckDownloadIsComplete() const;
+    void CheckServerTookUpload() const;
     void BeginAgain();
     void EndUpload();
 
@@ -42,5 +43,6 @@ private:
     LONGLONG m_size = 0;
     LONGLONG m_pos = 0;
     int32_t m_retries_left = kRetries;
+    SharePoint::Information m_before_upload;
     std::optional<LONGLONG> m_announced_size;  // of the download
 };

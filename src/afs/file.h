@@ -91,7 +91,7 @@ private:
     CloseDecision AskForDiscardOnClose();
     bool ConfirmOutdatedCheckOut();
     void ReloadDocument();
-    void RefreshModifiedTime();
+    void TakeModifiedTime();
 
     SharePoint::File& ServerFile() const;
     const SharePoint::Information& Information() const { return m_name->GetObject()->GetInformation(); }

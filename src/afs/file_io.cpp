@@ -160,22 +160,16 @@ HRESULT File::Flush(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelF
         CHECK_RETURN_TEXT(SUCCEEDED(flush_result), flush_result, u"flush_result");
         m_dirty = false;
         m_need_checkin = true;
-        RefreshModifiedTime();
+        TakeModifiedTime();
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(out_error_details)
 }
 
-// The server's time of the very upload, so that the user's own save is never a conflict.
-void File::RefreshModifiedTime() {
+// The cache's callback fetched the record again after the upload, so that the user's own save is never a
+// conflict.
+void File::TakeModifiedTime() {
     TRACE_NAME("File::Flush");
-    try {
-        m_name->GetObject()->UpdateInformation();
-    } catch (const Exception& failure) {
-        LOG_LINE(Log::warning, u"the time of the upload is not known: %s", MaskForLog(failure.message));
-    } catch (...) {
-        LOG_LINE(Log::warning, u"the time of the upload is not known");
-    }
     const uint64_t before = std::exchange(m_modified_time, Information().m_modified_time);
     LOG_LINE(Log::verbose, u"updated m_modified_time from %llu to %llu", before, m_modified_time);
 }

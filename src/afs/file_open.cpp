@@ -12,7 +12,6 @@ constexpr const char16_t* kDontShowAgain = u"sp.check.dontShowThisMessageAgain";
 // The document behind a name as the server has it now, and what a swallowed failure said.
 struct BindOutcome {
     bool has_server_file = false;
-    bool failed = false;
     std::u16string why;
 };
 
@@ -21,10 +20,9 @@ BindOutcome TryBind(Name& name) {
     try {
         outcome.has_server_file = name.BindObject(SharePoint::Web::BindObjectType::file, false) != nullptr;
     } catch (const Exception& failure) {
-        outcome.failed = true;
         outcome.why = failure.message;
     } catch (...) {
-        outcome.failed = true;
+        outcome.why.clear();
     }
     return outcome;
 }
@@ -49,12 +47,11 @@ void File::CreateOrBindIfNeeded(DWORD flags, TMK::ITMK_CancelFlag* cancel_flag) 
             CHECK_THROW_TEXT(disposition == TMK::AFS_OpenFile_OpenAlways, u"disposition", HResultException,
                              E_INVALIDARG, u"Multiple create disposition modes are not supported");
         }
-        if (bound.failed) {
-            bound.has_server_file =
-                m_name->BindObject(SharePoint::Web::BindObjectType::file, false) != nullptr;
-            CHECK_THROW(disposition != TMK::AFS_OpenFile_CreateNew || !bound.has_server_file,
-                        HResultException, E_SP_EXISTS);
-        }
+        CHECK_THROW_TEXT(
+            has_server_file || m_name->GetSession()->GetWeb()->AsWeb()->IsFileKnownMissing(m_name->GetUrl()),
+            u"has_server_file || IsFileKnownMissing", Exception,
+            u"The server does not say whether the document is there, so nothing is created in its place. "
+            u"Please try again.");
     } else {
         CHECK_THROW((flags & TMK::AFS_OpenFile_Write) != 0, HResultException, E_INVALIDARG,
                     u"Mode CreateAlways can be used only for writing");

@@ -132,7 +132,8 @@ void File::CheckIn(const std::u16string& comment, uint32_t type, bool keep_check
     m_need_checkin = false;
     m_check_out_state = CheckOutState::none;
     m_checked_out_to.clear();
-    RefreshModifiedTime();
+    m_name->GetObject()->UpdateInformation();
+    TakeModifiedTime();
     if (keep_checked_out) {
         LOG_LINE(Log::verbose, u"check out after check in");
         CheckOut(false);

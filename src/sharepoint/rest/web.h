@@ -38,6 +38,7 @@ public:
 
     std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override;
     std::shared_ptr<SharePoint::Object> BindObject(const std::u16string& url, BindObjectType type) override;
+    bool IsFileKnownMissing(const std::u16string& url) override;
     std::shared_ptr<SharePoint::Object> CreateFile(const std::u16string& url) override;
     std::shared_ptr<SharePoint::Object> CreateFolder(const std::u16string& url) override;
 

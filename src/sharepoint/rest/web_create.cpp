@@ -34,6 +34,18 @@ bool Web::FindPathInWeb(const std::u16string& url, std::u16string& out_path) con
     return true;
 }
 
+bool Web::IsFileKnownMissing(const std::u16string& url) {
+    TRACE_ENTRY("SharePointRestAPI::Web::IsFileKnownMissing");
+    static constexpr uint32_t kNotFound = 404;
+    std::u16string relative;
+    if (!FindPathInWeb(url, relative)) return false;
+    const Http::Response answer = m_http->SendRequest(u"GET", FileAddress(EncodedPath(), relative) + u"')",
+                                                      kAcceptVerbose, nullptr, nullptr, 0, false);
+    const uint32_t status = answer.GetStatus();
+    TRACE_EXIT(status);
+    return status == kNotFound;
+}
+
 std::shared_ptr<SharePoint::Object> Web::CreateFile(const std::u16string& url) {
     TRACE_ENTRY("SharePointRestAPI::Web::CreateFile");
     std::u16string relative;
