@@ -134,7 +134,8 @@ void Put(Run& run) {
     const DWORD disposition = info ? TMK::AFS_OpenFile_OpenExisting : TMK::AFS_OpenFile_OpenAlways;
     auto file = run.Open(name.get(), TMK::AFS_OpenFile_Write | disposition, what);
     try {
-        if (info) run.Check(file->SetSize(0, run.details(), run.cancel()), what);
+        // Also where no document was found: the looking may have failed, and its old content must not stay.
+        run.Check(file->SetSize(0, run.details(), run.cancel()), what);
         SendContent(run, file.get(), source, from, what);
     } catch (...) {
         // Nothing of a half copied file is worth keeping: the whole one is at hand.
