@@ -248,6 +248,15 @@ void DevServer::ClearFaults() const {
     Http({.method = "DELETE", .url = m_origin + "/_dev/faults"});
 }
 
+int DevServer::FaultsFired() const {
+    rapidjson::Document json;
+    json.Parse(Http({.url = m_origin + "/_dev/faults"}).body.c_str());
+    int fired = 0;
+    if (!json.IsArray()) return fired;
+    for (const rapidjson::Value& rule : json.GetArray()) fired += rule["fired"].GetInt();
+    return fired;
+}
+
 void DevServer::WriteAs(const std::string& user, const std::string& name, const std::string& bytes) const {
     const HttpAnswer answer =
         Http({.method = "POST",
@@ -306,7 +315,8 @@ Sphost::Sphost() : m_profile(m_folder / "profile") {
 ProcessOptions Sphost::Options(const std::vector<std::string>& arguments) const {
     static int number = 0;
     ProcessOptions options;
-    options.arguments = {Bin("sphost"), "--profile", m_profile.string()};
+    options.arguments = prefix;
+    options.arguments.insert(options.arguments.end(), {Bin("sphost"), "--profile", m_profile.string()});
     options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
     options.environment = environment;
     options.out = m_folder / ("out" + std::to_string(++number));
@@ -329,6 +339,12 @@ std::unique_ptr<Process> Sphost::Start(const std::vector<std::string>& arguments
 void Sphost::AddPlace(const DevServer& server, const std::string& user) const {
     const Result added =
         Run({"place", "add", server.Site(), "--api", "modern", "--token-stdin"}, server.Token(user) + "\n");
+    if (added.status != 0) throw std::runtime_error("place add: " + added.err);
+}
+
+void Sphost::AddPlaceByCode(const DevServer& server) const {
+    const Result added = Run({"place", "add", server.Site(), "--api", "modern", "--authority",
+                              server.Origin() + "/organizations/"});
     if (added.status != 0) throw std::runtime_error("place add: " + added.err);
 }
 

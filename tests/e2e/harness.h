@@ -94,6 +94,8 @@ public:
 
     void SetFaults(const std::string& json_rules) const;
     void ClearFaults() const;
+    // How often the rules have struck so far, all together.
+    int FaultsFired() const;
     void WriteAs(const std::string& user, const std::string& name, const std::string& bytes) const;
     void CheckOutAs(const std::string& user, const std::string& name) const;
     std::string Document(const std::string& name) const;  // its bytes as the server has them
@@ -127,11 +129,17 @@ public:
     Result Run(const std::vector<std::string>& arguments, const std::string& input = {}) const;
     // Starts and lets run.
     std::unique_ptr<Process> Start(const std::vector<std::string>& arguments) const;
-    // Adds the server's site as a place of `user`, signed in by a token.
+    // Adds the server's site as a place, signed in by a device code that the server approves at once.
+    void AddPlaceByCode(const DevServer& server) const;
+    // The same with a token of `user`.
     void AddPlace(const DevServer& server, const std::string& user) const;
     const std::filesystem::path& Profile() const { return m_profile; }
     const TempFolder& Folder() const { return m_folder; }
     std::map<std::string, std::string> environment;
+    // What stands before the program in its command line, e.g. a program that sets limits.
+    std::vector<std::string> prefix;
+    // What `recover --json` lists: URL and state, with what the server has.
+    std::string Unsent() const { return Run({"recover", "--json"}).out; }
     // All text of the trace logs that runs have left, as UTF-8.
     std::string TraceLog() const;
 
