@@ -14,6 +14,13 @@ bool IsThere(Run& run, const std::u16string& url, const std::string& what) {
     return run.FindInfo(run.NameFor(url, what).get(), what) != nullptr;
 }
 
+// Nothing found may only mean that the server failed to show it, and what is there would be replaced: so look
+// twice.
+ComPtr<TMK::IAFS_FileInfo> FindTarget(Run& run, const std::u16string& url, const std::string& what) {
+    auto info = run.FindInfo(run.NameFor(url, what).get(), what);
+    return info ? std::move(info) : run.FindInfo(run.NameFor(url, what).get(), what);
+}
+
 void ForgetLocalCopy(Run& run, const std::u16string& url) {
     const std::string bytes = host::ToUtf8(url);
     if (!run.host().cache()->Unsent(bytes)) run.host().cache()->Drop(bytes);
@@ -38,11 +45,11 @@ Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
         run.Fail(E_INVALIDARG, what, "both addresses have to be of one place");
     }
     pair.target = run.NameFor(pair.to, what);
-    auto there = run.FindInfo(pair.target.get(), what);
+    auto there = FindTarget(run, pair.to, what);
     if (there && IsFolder(there.get()) && into_folder) {
         pair.to += u"/" + std::u16string(LastPart(pair.from));
         pair.target = run.NameFor(pair.to, what);
-        there = run.FindInfo(pair.target.get(), what);
+        there = FindTarget(run, pair.to, what);
     }
     const bool is_same_item = host::EqualIgnoreCase(pair.from, pair.to);
     if (pair.from == pair.to) run.Fail(kExists, what, "both addresses are the same");
