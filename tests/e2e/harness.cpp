@@ -177,6 +177,7 @@ void DevServer::Start() {
     options.arguments.insert(options.arguments.end(), m_options.begin(), m_options.end());
     options.out = m_folder / "out";
     options.err = m_folder / "err";
+    fs::remove(options.out);  // of a start before this one
     m_process.emplace(options);
     static constexpr char kReady[] = "Listening on ";
     for (;;) {
