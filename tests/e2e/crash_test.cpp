@@ -22,6 +22,9 @@ namespace fs = std::filesystem;
 const std::string kFirst(200000, 'A');
 const std::string kSaved = "edited " + std::string(150000, 'B');
 
+// Before the server has done what the request asks for, and after it.
+constexpr const char* kMoments[] = {"stall", "stall-headers"};
+
 void WaitFor(const std::function<bool()>& is_reached) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!is_reached() && std::chrono::steady_clock::now() < end) {
@@ -37,7 +40,7 @@ struct Waiting {
 
 class Crash : public ::testing::Test {
 protected:
-    static constexpr int kDocuments = 60;
+    static constexpr int kDocuments = 120;
 
     Crash() {
         for (int n = 0; n < kDocuments; ++n) WriteFile(m_seed / Name(n), kFirst);
@@ -87,10 +90,10 @@ protected:
     }
 
     // Runs until the n-th request got no answer, and kills.
-    void KillAtRequest(const std::vector<std::string>& arguments, int nth) {
+    void KillAtRequest(const std::vector<std::string>& arguments, int nth, const std::string& fault) {
         fs::remove(Done());
         m_server->SetFaults(R"([{"match":{"path":"/sites/team","times":0,"nth":)" + std::to_string(nth) +
-                            R"(},"fault":{"kind":"stall"}}])");
+                            R"(},"fault":{"kind":")" + fault + R"("}}])");
         const auto process = m_host.Start(arguments);
         WaitFor([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
         ASSERT_TRUE(process->IsRunning());
@@ -135,24 +138,30 @@ protected:
 
 TEST_F(Crash, AtEveryRequestOfAnEditLosesNothing) {
     const int requests = CountRequests(Edit(0));
-    ASSERT_LT(requests, kDocuments);
+    ASSERT_LT(2 * requests, kDocuments);
     int saved = 0;
-    for (int nth = 1; nth <= requests; ++nth) {
-        SCOPED_TRACE("request " + std::to_string(nth));
-        KillAtRequest(Edit(nth), nth);
-        saved += fs::exists(Done());
-        ExpectNothingLost(nth, fs::exists(Done()));
+    int number = 0;
+    for (const char* fault : kMoments) {
+        for (int nth = 1; nth <= requests; ++nth) {
+            SCOPED_TRACE(fault + std::to_string(nth));
+            KillAtRequest(Edit(++number), nth, fault);
+            saved += fs::exists(Done());
+            ExpectNothingLost(number, fs::exists(Done()));
+        }
     }
-    EXPECT_GT(saved, 3) << "the edit's later half was reached";
+    EXPECT_GT(saved, 10) << "the edit's later half was reached";
 }
 
 TEST_F(Crash, AtEveryRequestOfAPutLosesNothing) {
     const int requests = CountRequests(Put(0));
-    ASSERT_LT(requests, kDocuments);
-    for (int nth = 1; nth <= requests; ++nth) {
-        SCOPED_TRACE("request " + std::to_string(nth));
-        KillAtRequest(Put(nth), nth);
-        ExpectNothingLost(nth, false);
+    ASSERT_LT(2 * requests, kDocuments);
+    int number = 0;
+    for (const char* fault : kMoments) {
+        for (int nth = 1; nth <= requests; ++nth) {
+            SCOPED_TRACE(fault + std::to_string(nth));
+            KillAtRequest(Put(++number), nth, fault);
+            ExpectNothingLost(number, false);
+        }
     }
 }
 

@@ -1,0 +1,401 @@
+// The server's faults, one by one and at every request of a command: each ends in its result code and a clear
+// line, changes nothing by halves, and is over when the fault is.
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "harness.h"
+
+namespace {
+
+using namespace e2e;
+namespace fs = std::filesystem;
+
+constexpr char kName[] = "report.txt";
+constexpr char kMarker[] = "NOT-A-DOCUMENT";
+const std::string kFirst(200000, 'A');
+const std::string kSecond = "second";
+
+class Faults : public ::testing::Test {
+protected:
+    Faults() {
+        WriteFile(m_seed / kName, kFirst);
+        m_server.emplace(std::vector<std::string>{"--approve", "alice"}, m_seed.Path());
+        m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "800";
+        m_host.environment["PLATFORM_CONNECT_TIMEOUT_MS"] = "800";
+        m_host.AddPlaceByCode(*m_server);
+        WriteFile(Source(), kSecond);
+        WriteFile(Target(), "old");
+    }
+
+    fs::path Source() const { return m_host.Folder() / "source"; }
+    fs::path Target() const { return m_host.Folder() / "target"; }
+    std::string Url(const std::string& name = kName) const { return m_server->Url(name); }
+    std::vector<std::string> Get() const { return {"get", Url(), Target().string()}; }
+    std::vector<std::string> Put(const std::string& name = kName) const {
+        return {"put", Source().string(), Url(name)};
+    }
+    std::vector<std::string> Edit(const std::string& name = kName) const {
+        return {"edit", Url(name), "--answer", "sp.msg.askForCheckOutOnOpen=sp.btn.open",
+                "--",   "sh",      "-c",       "printf second > \"$0\""};
+    }
+
+    void SetFault(const std::string& match, const std::string& fault) {
+        m_server->ClearFaults();
+        m_server->SetFaults(R"([{"match":{)" + match + R"(},"fault":{)" + fault + "}}]");
+    }
+
+    static void ExpectRefusal(const Result& result, const std::string& code = "0x8",
+                              const std::string& words = "") {
+        EXPECT_EQ(result.status, 1) << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_TRUE(result.err.starts_with("sphost: ")) << result.err;
+        EXPECT_NE(result.err.find(": " + code), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
+    }
+
+    bool ProfileHolds(const std::string& text) const {
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_host.Profile())) {
+            if (entry.is_regular_file() && ReadFile(entry.path()).find(text) != std::string::npos)
+                return true;
+        }
+        return false;
+    }
+
+    TempFolder m_seed;
+    std::optional<DevServer> m_server;
+    Sphost m_host;
+};
+
+TEST_F(Faults, AServerThatIsNotThereIsTold) {
+    m_server->Stop();
+    for (const auto& arguments :
+         {Get(), Put(), Edit(), std::vector<std::string>{"ls", Url("")},
+          std::vector<std::string>{"checkout", Url()}, std::vector<std::string>{"checkin", Url()}}) {
+        ExpectRefusal(m_host.Run(arguments), "0x80072EFD", "could not be reached");
+    }
+    EXPECT_EQ(ReadFile(Target()), "old");
+    m_server->Restart();
+    EXPECT_EQ(m_host.Run(Get()).status, 0);
+    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    ExpectRefusal(m_host.Run({"place", "add", "http://no-such-host.invalid/sites/x", "--api", "modern",
+                              "--token-stdin"},
+                             "token\n"),
+                  "0x80072EE7", "name could not be found");
+}
+
+TEST_F(Faults, AConnectionThatIsNeverServedEndsInTime) {
+    for (const auto& arguments :
+         {Get(), Put(), Edit(), std::vector<std::string>{"ls", Url("")},
+          std::vector<std::string>{"checkout", Url()}, std::vector<std::string>{"checkin", Url()}}) {
+        m_server->SetFaults(R"([{"match":{"times":0},"fault":{"kind":"stall-connect"}}])");
+        // Not through ClearFaults: that would need a connection that is served.
+        ExpectRefusal(m_host.Run(arguments), "0x80072EE2", "too long");
+        m_server->Restart();
+    }
+    EXPECT_EQ(ReadFile(Target()), "old");
+    EXPECT_TRUE(m_server->Document(kName) == kFirst);
+}
+
+struct Row {
+    const char* fault;
+    const char* code;
+    const char* words;
+};
+
+TEST_F(Faults, OfADownloadHaveTheirCodesAndNeverReachAFile) {
+    const Row rows[] = {
+        {R"("kind":"stall")", "0x80072EE2", "too long"},
+        {R"("kind":"stall-headers")", "0x80072EE2", "too long"},
+        {R"("kind":"stall-body","after":70000)", "0x80072EE2", "too long"},
+        {R"("kind":"drop-body","after":70000)", "0x80072E", "connection"},
+        {R"("kind":"length","delta":5000)", "0x80072E", "connection"},
+        {R"("kind":"length","delta":-5000)", "0x8007000D", "ended after"},
+        {R"("kind":"truncate","after":5000)", "0x8007000D", "ended after"},
+        {R"("kind":"sign-in-page")", "0x80004005", "sign in"},
+        {R"("kind":"status","status":401,"text":"NOT-A-DOCUMENT")", "0x80004005", "401"},
+        {R"("kind":"status","status":403,"text":"NOT-A-DOCUMENT")", "0x80004005", "403"},
+        {R"("kind":"status","status":404,"text":"NOT-A-DOCUMENT")", "0x80004005", "404"},
+        {R"("kind":"status","status":423,"text":"NOT-A-DOCUMENT")", "0x80004005", "423"},
+        {R"("kind":"status","status":429,"text":"NOT-A-DOCUMENT","retry_after":1)", "0x80004005", "429"},
+        {R"("kind":"status","status":500,"text":"NOT-A-DOCUMENT")", "0x80004005", "500"},
+        {R"("kind":"status","status":500,"code":"-2147024891, X","message":"NOT-A-DOCUMENT")", "0x80004005",
+         "500"},
+        {R"("kind":"status","status":503,"text":"NOT-A-DOCUMENT")", "0x80004005", "503"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.fault);
+        SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
+        ExpectRefusal(m_host.Run(Get()), row.code, row.words);
+        ExpectRefusal(m_host.Run(Edit()), row.code, row.words);
+        EXPECT_EQ(ReadFile(Target()), "old");
+        EXPECT_FALSE(fs::exists(Target().string() + ".part"));
+        EXPECT_FALSE(ProfileHolds(kMarker));
+        EXPECT_FALSE(ProfileHolds("<html"));
+    }
+    // The local copy of a version before stays as it was, too.
+    m_server->ClearFaults();
+    ASSERT_EQ(m_host.Run(Get()).status, 0);
+    m_server->WriteAs("bob", kName, std::string(300000, 'B'));
+    for (const Row& row : rows) {
+        SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
+        ExpectRefusal(m_host.Run(Get()), row.code, row.words);
+    }
+    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    EXPECT_TRUE(ProfileHolds(kFirst)) << "the local copy of the version before is gone";
+    m_server->ClearFaults();
+    EXPECT_EQ(m_host.Run(Get()).status, 0);
+    EXPECT_EQ(ReadFile(Target()), std::string(300000, 'B'));
+}
+
+TEST_F(Faults, OfAnUploadHaveTheirCodesAndKeepWhatWasSaved) {
+    const Row rows[] = {
+        {R"("kind":"stall")", "0x80072EE2", "too long"},
+        {R"("kind":"stall-headers")", "0x80072EE2", "too long"},
+        {R"("kind":"stall-upload","after":2)", "0x80072EE2", "too long"},
+        {R"("kind":"drop-upload","after":2)", "0x80072F00", "connection"},
+        {R"("kind":"close")", "0x80072F00", "connection"},
+        {R"("kind":"stale-digest")", "0x80004005", "403"},
+        {R"("kind":"sign-in-page")", "0x80004005", "sign in"},
+        {R"("kind":"status","status":401,"text":"no")", "0x80004005", "401"},
+        {R"("kind":"status","status":403,"text":"no")", "0x80004005", "403"},
+        {R"("kind":"status","status":423,"text":"no")", "0x80004005", "423"},
+        {R"("kind":"status","status":429,"text":"no")", "0x80004005", "429"},
+        {R"("kind":"status","status":500,"text":"no")", "0x80004005", "500"},
+        {R"("kind":"status","status":503,"text":"no")", "0x80004005", "503"},
+    };
+    int number = 0;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.fault);
+        const std::string edited = "e" + std::to_string(++number) + ".txt";
+        const std::string put = "p" + std::to_string(number) + ".txt";
+        for (const std::string& name : {edited, put}) {
+            m_server->WriteAs("alice", name, kFirst);
+            // These answer what the server has done already.
+            const std::string fault = row.fault;
+            const bool is_taken = fault == R"("kind":"stall-headers")" || fault == R"("kind":"close")";
+            SetFault(R"("method":"PUT","times":0)", row.fault);
+            ExpectRefusal(m_host.Run(name == put ? Put(name) : Edit(name)), row.code, row.words);
+            m_server->ClearFaults();
+            EXPECT_TRUE(m_server->Document(name) == (is_taken ? kSecond : kFirst));
+            EXPECT_NE(m_host.Unsent().find(name), std::string::npos);
+            const Result sent = m_host.Run({"recover", "--send", is_taken ? "--yes" : Url(name)});
+            EXPECT_EQ(sent.status, 0) << sent.err;
+            EXPECT_EQ(m_server->Document(name), kSecond);
+        }
+    }
+}
+
+TEST_F(Faults, ATokenThatExpiredOrIsRefusedIsRenewed) {
+    for (const auto& arguments : {Get(), Put(), Edit(), std::vector<std::string>{"ls", Url("")}}) {
+        Http({.method = "POST", .url = m_server->Origin() + "/_dev/expire-tokens"});
+        const Result result = m_host.Run(arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+    }
+    // Refused once, at every request of a download.
+    for (int nth = 1; nth <= 14; ++nth) {
+        SetFault(R"("path":"/sites/team","nth":)" + std::to_string(nth),
+                 R"("kind":"status","status":401,"text":"no")");
+        const Result result = m_host.Run(Get());
+        EXPECT_EQ(result.status, 0) << nth << result.err;
+    }
+    EXPECT_EQ(ReadFile(Target()), kSecond);
+}
+
+TEST_F(Faults, ASignInThatFailsIsTold) {
+    const auto expect = [&](const std::string& fault, int status, const std::string& words) {
+        Http({.method = "POST", .url = m_server->Origin() + "/_dev/expire-tokens"});
+        SetFault(R"("path":"/oauth2/v2.0/","times":0)", fault);
+        const Result result = m_host.Run(Get());
+        EXPECT_EQ(result.status, status) << result.err;
+        EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
+        EXPECT_EQ(ReadFile(Target()), "old");
+    };
+    expect(R"("kind":"status","status":400,"text":"{\"error\":\"access_denied\"}")", 3, "cancelled");
+    expect(R"("kind":"status","status":500,"text":"no")", 1, "status 500");
+    expect(R"("kind":"sign-in-page")", 1, "sign-in server");
+    expect(R"("kind":"nested","depth":100000)", 1, "sign-in server");
+    expect(R"("kind":"close")", 1, "0x8");
+    m_server->ClearFaults();
+    EXPECT_EQ(m_host.Run(Get()).status, 0);
+}
+
+// What a command may leave behind when one of its requests failed, and whether it is done after a retry.
+struct Sweep {
+    std::vector<std::string> arguments;
+    std::function<void()> prepare;
+    std::function<bool()> is_undone;
+    std::function<bool()> is_done;
+    bool is_repeatable = true;
+};
+
+class FaultSweep : public Faults {
+protected:
+    bool Is(const std::string& name, const std::string& content) const {
+        return m_server->Document(name) == content;
+    }
+    bool IsMissing(const std::string& name) const { return m_server->Document(name).starts_with("<status"); }
+
+    void Run(const std::function<Sweep(int)>& make) {
+        int number = 0;
+        const Sweep first = make(number++);
+        first.prepare();
+        m_server->ClearRequests();
+        const Result plain = m_host.Run(first.arguments);
+        ASSERT_EQ(plain.status, 0) << plain.err;
+        ASSERT_TRUE(first.is_done());
+        const std::vector<std::string> requests = m_server->Requests();
+        const auto count = std::count_if(requests.begin(), requests.end(), [](const std::string& r) {
+            return r.find("/sites/team") != std::string::npos && r.find("/_dev/") == std::string::npos;
+        });
+        ASSERT_GT(count, 3);
+        for (const char* fault : {R"("kind":"status","status":500,"code":"-1, x","message":"busy")",
+                                  R"("kind":"close","run_first":true)"}) {
+            for (int nth = 1; nth <= count; ++nth) {
+                SCOPED_TRACE(first.arguments[0] + " " + fault + " at " + std::to_string(nth));
+                RunOne(make(number++), fault, nth);
+            }
+        }
+    }
+
+    void RunOne(const Sweep& sweep, const char* fault, int nth) {
+        sweep.prepare();
+        SetFault(R"("path":"/sites/team","nth":)" + std::to_string(nth), fault);
+        const Result result = m_host.Run(sweep.arguments);
+        m_server->ClearFaults();
+        if (result.status == 0) {
+            EXPECT_TRUE(sweep.is_done()) << "success was claimed";
+            return;
+        }
+        ExpectRefusal(result);
+        const bool is_done = sweep.is_done();
+        EXPECT_TRUE(is_done || sweep.is_undone()) << result.err;
+        if (m_host.Unsent().find("\"unsent\"") != std::string::npos) {
+            const Result sent = m_host.Run({"recover", "--send", "--yes"});
+            EXPECT_EQ(sent.status, 0) << sent.err;
+        } else if (sweep.is_repeatable || !is_done) {
+            const Result again = m_host.Run(sweep.arguments);
+            EXPECT_EQ(again.status, 0) << again.err;
+        }
+        EXPECT_TRUE(sweep.is_done()) << "after the fault was over";
+    }
+
+    static std::string Numbered(int number, const char* what = "") {
+        return what + std::to_string(number) + ".txt";
+    }
+};
+
+TEST_F(FaultSweep, GetTakesAllOrNothing) {
+    Run([&](int) {
+        return Sweep{Get(),
+                     [&] {
+                         fs::remove_all(m_host.Profile() / "cache");
+                         WriteFile(Target(), "old");
+                     },
+                     [&] { return ReadFile(Target()) == "old"; },
+                     [&] { return ReadFile(Target()) == kFirst; }};
+    });
+}
+
+TEST_F(FaultSweep, PutReplacesTheWholeDocumentOrNothing) {
+    Run([&](int number) {
+        const std::string name = Numbered(number);
+        return Sweep{Put(name), [&, name] { m_server->WriteAs("alice", name, kFirst); },
+                     [&, name] { return Is(name, kFirst); }, [&, name] { return Is(name, kSecond); }};
+    });
+}
+
+TEST_F(FaultSweep, PutOfANewDocumentLeavesNothingForeign) {
+    Run([&](int number) {
+        const std::string name = Numbered(number);
+        return Sweep{Put(name), [] {}, [&, name] { return IsMissing(name) || Is(name, ""); },
+                     [&, name] { return Is(name, kSecond); }};
+    });
+}
+
+TEST_F(FaultSweep, EditSendsWhatWasSavedOrKeepsIt) {
+    Run([&](int number) {
+        const std::string name = Numbered(number);
+        return Sweep{Edit(name), [&, name] { m_server->WriteAs("alice", name, kFirst); },
+                     [&, name] { return Is(name, kFirst); }, [&, name] { return Is(name, kSecond); }, false};
+    });
+}
+
+TEST_F(FaultSweep, TheWorkflowIsDoneOrNot) {
+    Run([&](int number) {
+        const std::string name = Numbered(number);
+        return Sweep{{"checkout", Url(name)},
+                     [&, name] { m_server->WriteAs("alice", name, kFirst); },
+                     [&, name] { return m_server->CheckedOutBy(name).empty(); },
+                     [&, name] { return m_server->CheckedOutBy(name).find("alice") != std::string::npos; },
+                     false};
+    });
+    Run([&](int number) {
+        const std::string name = Numbered(number, "in");
+        return Sweep{{"checkin", Url(name), "--type", "major", "--comment", "c"},
+                     [&, name] {
+                         m_server->WriteAs("alice", name, kFirst);
+                         m_server->CheckOutAs("alice", name);
+                     },
+                     [&, name] { return m_server->CheckedOutBy(name).find("alice") != std::string::npos; },
+                     [&, name] { return m_server->CheckedOutBy(name).empty() && Is(name, kFirst); },
+                     false};
+    });
+}
+
+TEST_F(FaultSweep, CopiesAndMovesAreWhole) {
+    for (const char* command : {"cp", "mv", "rename"}) {
+        const bool source_stays = command == std::string("cp");
+        Run([&, command, source_stays](int number) {
+            const std::string from = Numbered(number, command);
+            const std::string to = "to " + from;
+            return Sweep{{command, Url(from), Url(to)},
+                         [&, from] { m_server->WriteAs("alice", from, kFirst); },
+                         [&, from, to] { return Is(from, kFirst) && IsMissing(to); },
+                         [&, from, to, source_stays] {
+                             return Is(to, kFirst) && (source_stays ? Is(from, kFirst) : IsMissing(from));
+                         },
+                         false};
+        });
+    }
+}
+
+TEST_F(FaultSweep, AnItemInTheWayOfACopyOrMoveStays) {
+    for (const char* command : {"cp", "mv", "rename"}) {
+        for (int nth = 1; nth <= 12; ++nth) {
+            SCOPED_TRACE(command + std::to_string(nth));
+            m_server->WriteAs("alice", "from.txt", kFirst);
+            m_server->WriteAs("alice", "to.txt", kSecond);
+            SetFault(R"("path":"/sites/team","nth":)" + std::to_string(nth),
+                     R"("kind":"status","status":500,"code":"-1, x","message":"busy")");
+            ExpectRefusal(m_host.Run({command, Url("from.txt"), Url("to.txt")}));
+            EXPECT_TRUE(Is("to.txt", kSecond) && Is("from.txt", kFirst));
+        }
+    }
+}
+
+TEST_F(FaultSweep, FoldersAndDeletionsAreDoneOrNot) {
+    Run([&](int number) {
+        const std::string name = "folder" + std::to_string(number);
+        const auto is_there = [&, name] {
+            return m_server
+                       ->Rest("alice", "GET",
+                              "/_api/web/GetFolderByServerRelativePath(decodedurl='" +
+                                  Escape(DevServer::PathOf(name)) + "')")
+                       .status == 200;
+        };
+        return Sweep{{"mkdir", Url(name)}, [] {}, [is_there] { return !is_there(); }, is_there, false};
+    });
+    Run([&](int number) {
+        const std::string name = Numbered(number, "gone");
+        return Sweep{{"rm", Url(name)},
+                     [&, name] { m_server->WriteAs("alice", name, kFirst); },
+                     [&, name] { return Is(name, kFirst); },
+                     [&, name] { return IsMissing(name); },
+                     false};
+    });
+}
+
+}  // namespace
