@@ -62,8 +62,8 @@ SharePoint::File& File::ServerFile() const {
     return *m_name->GetObject()->AsFile();  // the object itself stays held by the name
 }
 
-std::u16string File::Text(const char16_t* text_id, const std::u16string& second) const {
-    return Ui::FormatString(m_inst.get(), text_id, Title(), second);
+NamingText File::Text(const char16_t* text_id, const std::u16string& second) const {
+    return {Ui::FormatString(m_inst.get(), text_id, Title(), second)};
 }
 
 Preferences& File::Prefs() const {

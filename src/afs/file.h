@@ -97,7 +97,7 @@ private:
     const SharePoint::Information& Information() const { return m_name->GetObject()->GetInformation(); }
     std::u16string Title() const { return m_name->GetObject() ? Information().m_name : std::u16string(); }
     // A catalogue text with the file's title as %1.
-    std::u16string Text(const char16_t* text_id, const std::u16string& second = {}) const;
+    NamingText Text(const char16_t* text_id, const std::u16string& second = {}) const;
     Preferences& Prefs() const;
     void SavePreferences() const;
     void TellStateChanged();

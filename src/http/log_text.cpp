@@ -39,6 +39,7 @@ constexpr HeaderRule kHeaderRules[] = {
     {u"Location", Shown::masked},
     {u"Content-Location", Shown::masked},
     {u"Content-Disposition", Shown::masked},
+    {u"X-MSDAVEXT_Error", Shown::masked},
     {u"X-Forms_Based_Auth_Required", Shown::masked},
     {u"X-Forms_Based_Auth_Return_Url", Shown::masked},
 };

@@ -47,6 +47,11 @@ HResultException::HResultException(HRESULT failure, std::u16string_view text)
       code(failure),
       is_default_text(text.empty()) {}
 
+HResultException::HResultException(HRESULT failure, const NamingText& naming)
+    : HResultException(failure, naming.text) {
+    names_something = true;
+}
+
 ApiException::ApiException() : ApiException(GetLastError()) {}
 
 ApiException::ApiException(DWORD failure) : code(failure), is_default_text(false) {

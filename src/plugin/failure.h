@@ -28,15 +28,24 @@ struct Exception {
     virtual ~Exception() = default;
     Exception(const Exception&) = default;
     Exception& operator=(const Exception&) = default;
+    // The message as a line of the log may hold it.
+    std::u16string LoggedMessage() const { return names_something ? MaskForLog(message) : message; }
     std::u16string message;
+    bool names_something = false;
 
 protected:
     Exception() = default;
 };
 
+// A message with a name in it, of a document or a person: for the user's eyes, masked in the log.
+struct NamingText {
+    std::u16string text;
+};
+
 struct HResultException : Exception {
     // An empty message becomes the system's text of the code.
     explicit HResultException(HRESULT code, std::u16string_view message = {});
+    HResultException(HRESULT code, const NamingText& message);
     HRESULT code;
     bool is_default_text;
 };
@@ -123,32 +132,32 @@ inline std::u16string Note(uint32_t number) {
 
 // Throws `type(arguments...)` when the expression is false.
 #define CHECK_THROW(expression, type, ...) CHECK_THROW_TEXT(expression, u"" #expression, type, __VA_ARGS__)
-#define CHECK_THROW_TEXT(expression, text, type, ...)                       \
-    do {                                                                    \
-        if (!(expression)) {                                                \
-            const type check_failure{__VA_ARGS__};                          \
-            Failure::LogThrow(trace_function, text, check_failure.message); \
-            throw check_failure;                                            \
-        }                                                                   \
+#define CHECK_THROW_TEXT(expression, text, type, ...)                               \
+    do {                                                                            \
+        if (!(expression)) {                                                        \
+            const type check_failure{__VA_ARGS__};                                  \
+            Failure::LogThrow(trace_function, text, check_failure.LoggedMessage()); \
+            throw check_failure;                                                    \
+        }                                                                           \
     } while (false)
 
 // Throws the failure of a call that gives an HRESULT as an HResultException of its code.
 #define CHECK_RESULT_THROW(call) CHECK_RESULT_THROW_TEXT(call, u"" #call)
-#define CHECK_RESULT_THROW_TEXT(call, text)                                 \
-    do {                                                                    \
-        if (const HRESULT check_code = (call); FAILED(check_code)) {        \
-            const HResultException check_failure{check_code};               \
-            Failure::LogThrow(trace_function, text, check_failure.message); \
-            throw check_failure;                                            \
-        }                                                                   \
+#define CHECK_RESULT_THROW_TEXT(call, text)                                         \
+    do {                                                                            \
+        if (const HRESULT check_code = (call); FAILED(check_code)) {                \
+            const HResultException check_failure{check_code};                       \
+            Failure::LogThrow(trace_function, text, check_failure.LoggedMessage()); \
+            throw check_failure;                                                    \
+        }                                                                           \
     } while (false)
 
 // An unconditional throw.
-#define THROW_TRACED(type, ...)                                        \
-    do {                                                               \
-        const type check_failure{__VA_ARGS__};                         \
-        Failure::LogPlainThrow(trace_function, check_failure.message); \
-        throw check_failure;                                           \
+#define THROW_TRACED(type, ...)                                                \
+    do {                                                                       \
+        const type check_failure{__VA_ARGS__};                                 \
+        Failure::LogPlainThrow(trace_function, check_failure.LoggedMessage()); \
+        throw check_failure;                                                   \
     } while (false)
 
 // Ends the try block of a host operation: `try { ... } HOST_BOUNDARY(out_error_details)`.
