@@ -108,7 +108,7 @@ std::string Ascii(const std::u16string& text) {
 }
 
 const std::regex kHead(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})"
-                       R"(\|(?:   [0-9a-f]|  [0-9a-f]{2}| [0-9a-f]{3}|[0-9a-f]{4,})\|[1-4]\|[^ |]+ .*)");
+                       R"(\|(?:   [0-9a-f]|  [0-9a-f]{2}| [0-9a-f]{3}|[0-9a-f]{4,})\|[1-4]\|[^ |]+ [^\n]*)");
 
 TEST_F(TraceLog, OfAWholeRunHasItsShape) {
     RunAll(0);
