@@ -105,8 +105,9 @@ void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, 
 }
 
 void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what) {
-    run.Exec(file, u"PerformAfterSave", what);
-    run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
+    const std::string saved = what + " (it is saved; what follows a save failed)";
+    run.Exec(file, u"PerformAfterSave", saved);
+    run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), saved);
 }
 
 void Edit(Run& run) {
