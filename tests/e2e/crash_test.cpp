@@ -204,7 +204,8 @@ TEST_F(Crash, WhileTheProgramRunsKeepsWhatItSavedSoFar) {
     const auto process = m_host.Start(Edit(0, "; read line < '" + fifo.string() + "'"));
     WaitFor([&] { return fs::exists(Done()) || !process->IsRunning(); });
     ASSERT_TRUE(process->IsRunning());
-    EXPECT_EQ(FindUnsent(0)->state, "editing") << "as another sphost sees it";
+    ASSERT_TRUE(FindUnsent(0)) << "another sphost sees it";
+    EXPECT_EQ(FindUnsent(0)->state, "editing");
     EXPECT_EQ(m_host.Run({"recover", "--send"}).status, 1);
     process->Signal(SIGKILL);
     process->Wait();
