@@ -18,19 +18,19 @@ constexpr TypeRow types[] = {
     {".pdf", "application/pdf"}, {".txt", "text/plain"},        {".html", "text/html"}, {".png", "image/png"},
     {".jpg", "image/jpeg"},      {".json", "application/json"}, {".xml", "text/xml"},   {".csv", "text/csv"}};
 
-std::string type_of(const std::string& name) {
-    auto lower = to_lower(name);
-    for (const auto& row : types)
-        if (lower.ends_with(row.extension)) return std::string(row.type);
-    return "application/octet-stream";
-}
-
 http::Response not_found() {
     return http::make_response(404, "text/html; charset=utf-8",
                                "<html><body><h1>404 NOT FOUND</h1></body></html>");
 }
 
 }  // namespace
+
+std::string document_type_of(const std::string& name) {
+    auto lower = to_lower(name);
+    for (const auto& row : types)
+        if (lower.ends_with(row.extension)) return std::string(row.type);
+    return "application/octet-stream";
+}
 
 http::Response DocumentPages::handle(http::Request& request, const User& user) {
     if (user.rights == Rights::none) {
@@ -90,7 +90,7 @@ http::Response DocumentPages::content(const http::Request& request, const std::s
     response.file = m_store.blobs().open(blob);
     if (!response.file) return not_found();
     response.file_length = response.file->size();
-    response.headers.set("Content-Type", type_of(name));
+    response.headers.set("Content-Type", document_type_of(name));
     response.headers.set("Accept-Ranges", "bytes");
     response.headers.set("X-Content-Type-Options", "nosniff");
     http::apply_range(request, response);

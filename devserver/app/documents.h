@@ -6,6 +6,9 @@
 
 namespace devserver {
 
+// Media type by a document's name.
+std::string document_type_of(const std::string& name);
+
 class DocumentPages {
 public:
     explicit DocumentPages(Store& store) : m_store(store) {}

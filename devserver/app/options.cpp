@@ -56,6 +56,13 @@ std::pair<std::string, int> parse_seed_count(const std::string& text) {
     return {text.substr(0, equals), parse_number("--seed-count", text.substr(equals + 1), 1, 1'000'000)};
 }
 
+Generation parse_generation(const std::string& text) {
+    if (text == "modern") return Generation::modern;
+    if (text == "2013") return Generation::server2013;
+    if (text == "2010") return Generation::server2010;
+    throw UsageError("unknown generation '" + text + "': use modern, 2013 or 2010");
+}
+
 }  // namespace
 
 Options parse_options(const std::vector<std::string>& arguments) {
@@ -69,6 +76,7 @@ Options parse_options(const std::vector<std::string>& arguments) {
         {"--port", [&](auto& v) { options.server.port = parse_number("--port", v, 0, 65535); }},
         {"--site", [&](auto& v) { options.site_path = parse_site(v); }},
         {"--library", [&](auto& v) { options.library = v; }},
+        {"--generation", [&](auto& v) { options.generation = parse_generation(v); }},
         {"--user", [&](auto& v) { options.users.push_back(parse_user(v)); }},
         {"--user-file", [&](auto& v) { read_user_file(v, options.users); }},
         {"--tls-cert", [&](auto& v) { options.server.certificate_file = v; }},
@@ -85,6 +93,7 @@ Options parse_options(const std::vector<std::string>& arguments) {
     };
     const std::map<std::string, bool*> switches = {{"--admin", &options.admin},
                                                    {"--force-checkout", &options.force_checkout},
+                                                   {"--relative-hrefs", &options.dav.relative_hrefs},
                                                    {"--optional-digest", &options.optional_digest},
                                                    {"--exit-with-parent", &options.exit_with_parent},
                                                    {"--help", &options.help}};
@@ -127,6 +136,10 @@ Where it keeps and finds things
   --library NAME          folder name of the site's library (default "Shared Documents")
   --force-checkout        documents must be checked out before they are changed
   --major-versions-only   no minor versions in the site's library
+
+Which server it plays
+  --generation NAME       modern (default), 2013 or 2010; the older ones speak WebDAV, SOAP and FrontPage RPC
+  --relative-hrefs        WebDAV answers name files without scheme and host
 
 Where it listens
   --host HOST             address to listen on (default 127.0.0.1)

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "app/generation.h"
 #include "auth/oauth.h"
+#include "dav/dav_server.h"
 #include "http/server.h"
 #include "store/records.h"
 
@@ -24,6 +26,8 @@ struct Options {
     OAuthOptions oauth;
     std::vector<UserOption> users;
     std::vector<std::pair<std::string, int>> seed_counts;
+    Generation generation = Generation::modern;
+    dav::DavOptions dav;
     int digest_lifetime = 1800;
     bool force_checkout = false, minor_versions = true, optional_digest = false, admin = false,
          exit_with_parent = false, help = false;

@@ -24,8 +24,8 @@ Exchange& exchange_of(const http::Request& request) {
     return static_cast<Exchange&>(*request.attachment);
 }
 
-void add_server_headers(http::Response& response) {
-    response.headers.set("MicrosoftSharePointTeamServices", "16.0.0.25318");
+void add_server_headers(http::Response& response, Generation generation) {
+    response.headers.set("MicrosoftSharePointTeamServices", version_of(generation));
     response.headers.set("SPRequestGuid", random_guid());
     response.headers.set("X-SharePointHealthScore", "0");
     response.headers.set("SPClientServiceRequestDuration", "1");
@@ -40,8 +40,8 @@ Service::Service(const Options& options, Store& store)
       m_digests(store, options.digest_lifetime, options.optional_digest),
       m_authenticator(store),
       m_authority(store, options.oauth),
-      m_rest(store, m_digests),
-      m_documents(store) {
+      m_generation(options.generation),
+      m_doors(store, m_digests, options.generation, options.dav) {
     if (!options.faults_file.empty()) {
         std::ifstream stream(options.faults_file);
         std::stringstream text;
@@ -81,7 +81,7 @@ http::Response Service::handle(http::Request& request) {
         response.headers.set("WWW-Authenticate",
                              m_authenticator.challenge(request).headers.get("WWW-Authenticate"));
     spoil(faults, request, response, m_store);
-    add_server_headers(response);
+    add_server_headers(response, m_generation);
     return response;
 }
 
@@ -107,8 +107,7 @@ http::Response Service::serve(http::Request& request) {
     auto user = m_authenticator.authenticate(request);
     if (!user) return m_authenticator.challenge(request);
     exchange_of(request).user = user->name;
-    if (rest::RestApi::owns(request)) return m_rest.handle(request, *user);
-    return m_documents.handle(request, *user);
+    return m_doors.serve(request, *user);
 }
 
 void Service::finished(const http::Request& request, const http::ExchangeResult& result) {

@@ -5,14 +5,13 @@
 
 #include "admin/admin.h"
 #include "admin/request_log.h"
-#include "app/documents.h"
+#include "app/doors.h"
 #include "app/options.h"
 #include "auth/authenticator.h"
 #include "auth/digest.h"
 #include "auth/oauth.h"
 #include "faults/plan.h"
 #include "http/message.h"
-#include "rest/rest_api.h"
 #include "store/store.h"
 
 namespace devserver {
@@ -36,8 +35,8 @@ private:
     FormDigests m_digests;
     BearerAuthenticator m_authenticator;
     OAuthAuthority m_authority;
-    rest::RestApi m_rest;
-    DocumentPages m_documents;
+    Generation m_generation;
+    Doors m_doors;
     std::unique_ptr<Admin> m_admin;
 };
 

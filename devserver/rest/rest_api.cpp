@@ -177,6 +177,9 @@ odata::ApiError api_error_of(const StoreError& error, const std::string& server_
         case Fault::checked_out_by_other:
             return {423, "-2130575306, Microsoft.SharePoint.SPFileCheckOutException",
                     "The file \"" + url + "\" is checked out for editing by " + error.who + "."};
+        case Fault::locked:
+            return {423, "-2147018894, Microsoft.SharePoint.SPFileLockException",
+                    "The file \"" + url + "\" is locked for exclusive use by " + error.who + "."};
         case Fault::not_checked_out:
             return {500, "-2147024738, Microsoft.SharePoint.SPFileCheckOutException",
                     "The file \"" + url + "\" is not checked out."};

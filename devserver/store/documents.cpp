@@ -31,6 +31,8 @@ Item Store::require_file(Id id) {
 void Store::require_writable(const Item& file, const User& user) {
     if (file.checked_out_by != 0 && file.checked_out_by != user.id)
         throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
+    if (auto lock = write_lock(file.id); lock && lock->user != user.id)
+        throw StoreError(Fault::locked, file.path, login_of(lock->user));
 }
 
 void Store::push_version(const Item& file) {

@@ -2,6 +2,7 @@
 // Owner: store/; any thread.
 #pragma once
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,24 @@ struct Column {
     std::vector<std::string> choices;
     int max_length = -1, display_format = -1;
     std::string guid;
+};
+
+// A write lock on a document; the check-out's own lock isn't kept here.
+struct WriteLock {
+    std::string token, owner;  // `owner` is what the client said of itself, as XML content
+    Id item = 0, user = 0;
+    int timeout = 0;  // seconds
+    Seconds expires = 0;
+};
+
+// A property that the server keeps for clients without knowing it; the value is XML content.
+struct FreeProperty {
+    std::string space, name, value;
+};
+
+struct PropertyTimes {
+    std::optional<Seconds> created, modified;
+    std::optional<std::string> attributes;
 };
 
 }  // namespace devserver

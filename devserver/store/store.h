@@ -22,6 +22,7 @@ enum class Fault {
     invalid_name,
     invalid_path,
     checked_out_by_other,
+    locked,
     not_checked_out,
     must_check_out,
     no_checked_in_version,
@@ -125,6 +126,16 @@ public:
     // Values as JSON texts by column name.
     std::map<std::string, std::string> values(Id item);
     Item set_values(Id item, const std::map<std::string, std::string>& values, const User& user);
+
+    // --- Write locks and free-form properties
+    std::optional<WriteLock> write_lock(Id item);
+    std::map<Id, WriteLock> write_locks();
+    void put_write_lock(const WriteLock& lock);
+    void drop_write_lock(Id item);
+    std::vector<FreeProperty> free_properties(Id item);
+    std::map<Id, std::vector<FreeProperty>> free_properties_below(Id folder);
+    void change_properties(Id item, const std::vector<FreeProperty>& set,
+                           const std::vector<FreeProperty>& removed, const PropertyTimes& times);
 
     // --- Uploads in pieces
     void start_upload(const std::string& id, const Upload& upload);

@@ -221,6 +221,8 @@ void Store::remove_tree(const Item& item) {
     for (const auto& version : versions(item.id)) contents.push_back(version.blob);
     m_database.run("DELETE FROM versions WHERE item=?", item.id);
     m_database.run("DELETE FROM item_values WHERE item=?", item.id);
+    m_database.run("DELETE FROM write_locks WHERE item=?", item.id);
+    m_database.run("DELETE FROM free_properties WHERE item=?", item.id);
     m_database.run("DELETE FROM items WHERE id=?", item.id);
     for (const auto& blob : contents) release_blob(blob);
 }
@@ -271,6 +273,7 @@ Item Store::move(Id id, std::string_view new_path, bool overwrite, const User& u
         throw StoreError(Fault::already_exists, std::string(new_path));
     m_database.run("UPDATE items SET parent=?, name=?, library=?, etag=etag+1 WHERE id=?", place.parent.id,
                    place.name, place.parent.library, id);
+    m_database.run("DELETE FROM write_locks WHERE item=?", id);
     transaction.commit();
     return require_item(id);
 }
@@ -298,6 +301,9 @@ Item Store::copy(Id id, std::string_view new_path, bool overwrite, const User& u
     item.size = source.size;
     auto copied = insert_item(item);
     m_database.run("INSERT INTO item_values SELECT ?, name, value FROM item_values WHERE item=?", copied, id);
+    m_database.run(
+        "INSERT INTO free_properties SELECT ?, space, name, value FROM free_properties WHERE item=?", copied,
+        id);
     transaction.commit();
     return require_item(copied);
 }

@@ -1,0 +1,29 @@
+// The protocols behind the sign-in, and which of them a generation of server has.
+// Owner: app/service; any thread.
+#pragma once
+#include "app/documents.h"
+#include "app/generation.h"
+#include "auth/digest.h"
+#include "dav/dav_server.h"
+#include "rest/rest_api.h"
+
+namespace devserver {
+
+class Doors {
+public:
+    Doors(Store& store, FormDigests& digests, Generation generation, dav::DavOptions dav_options)
+        : m_generation(generation),
+          m_rest(store, digests),
+          m_documents(store),
+          m_dav(store, m_documents, dav_options) {}
+    // Serves a request of somebody who is signed in.
+    http::Response serve(http::Request& request, const User& user);
+
+private:
+    Generation m_generation;
+    rest::RestApi m_rest;
+    DocumentPages m_documents;
+    dav::DavServer m_dav;
+};
+
+}  // namespace devserver

@@ -1,0 +1,227 @@
+// WebDAV's changes: PUT, MKCOL, DELETE, MOVE, COPY and PROPPATCH.
+// Owner: app/service; any thread.
+#include <algorithm>
+
+#include "base/clock.h"
+#include "base/text.h"
+#include "dav/dav_error.h"
+#include "dav/dav_server.h"
+#include "dav/properties.h"
+#include "rest/resource.h"
+
+namespace devserver::dav {
+namespace {
+
+std::string parent_of(const std::string& path) {
+    auto slash = path.rfind('/');
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool lies_within(const std::string& path, const std::string& folder) {
+    return path.size() > folder.size() && starts_with_ignoring_case(path, folder) &&
+           path[folder.size()] == '/';
+}
+
+// The host of an absolute address, and its path; a bare path has no host.
+std::pair<std::string, std::string> split_address(const std::string& address) {
+    auto scheme = address.find("://");
+    if (scheme == std::string::npos) return {"", address};
+    auto slash = address.find('/', scheme + 3);
+    if (slash == std::string::npos) return {address.substr(scheme + 3), "/"};
+    return {address.substr(scheme + 3, slash - scheme - 3), address.substr(slash)};
+}
+
+std::optional<Seconds> parse_http_date(std::string_view text) {
+    auto comma = text.find(", ");
+    if (comma != std::string_view::npos) text.remove_prefix(comma + 2);
+    return parse_digest_date(replace_all(std::string(trim(text)), "GMT", "-0000"));
+}
+
+}  // namespace
+
+http::Response DavServer::put(Call& call) {
+    require_edit(call);
+    if (call.trailing_slash || (call.item && call.item->folder))
+        throw DavError(405, "A folder can't be written.");
+    require_conditions(call);
+    if (call.item) require_unlocked(call, *call.item);
+    if (call.request.headers.has("Content-Range")) throw DavError(400, "Parts of a file can't be written.");
+    auto parent = m_store.find(parent_of(call.path));
+    if (!parent || !parent->folder)
+        throw DavError(409, "The folder of '" + call.path + "' doesn't exist.", 589830);
+    auto content = m_store.blobs().create();
+    if (call.request.has_body()) content->write_all(*call.request.body);
+    auto item = m_store.add_file(call.path, std::move(content), call.user, true);
+    http::Response response;
+    response.status = call.item ? 200 : 201;
+    response.headers.set("ETag", rest::etag_of(item));
+    response.headers.set("Last-Modified", http_date(item.modified));
+    response.headers.set("ResourceTag", "rt:" + to_upper(item.guid) + "@" + std::to_string(item.etag));
+    if (!call.item) response.headers.set("Location", writer_for(call).href(item.path));
+    return response;
+}
+
+http::Response DavServer::make_collection(Call& call) {
+    require_edit(call);
+    if (call.request.has_body()) throw DavError(415, "MKCOL takes no body.");
+    if (call.item) throw DavError(405, "'" + call.path + "' exists already.");
+    require_conditions(call);
+    auto item = m_store.create_folder(call.path, call.user);
+    auto response = http::make_response(201, "", "");
+    response.headers.set("Location", writer_for(call).href(item.path));
+    return response;
+}
+
+// Removes what nobody holds; folders stay where something in them stays.
+void DavServer::remove_free_parts(const Call& call, const Item& item, const std::vector<Blocked>& list) {
+    bool stays = std::ranges::any_of(
+        list, [&](const Blocked& one) { return one.path == item.path || lies_within(one.path, item.path); });
+    if (!stays) return m_store.remove(item.id, call.user);
+    if (!item.folder) return;
+    for (bool folders : {false, true})
+        for (const auto& child : m_store.children(item, folders)) remove_free_parts(call, child, list);
+}
+
+http::Response DavServer::remove(Call& call) {
+    require_edit(call);
+    require_item(call);
+    if (!call.item->folder && call.trailing_slash) throw not_found(call.path + "/");
+    require_conditions(call);
+    auto list = blocked_in(call, *call.item);
+    if (!list.empty() && !call.item->folder) require_unlocked(call, *call.item);
+    if (!list.empty()) {
+        remove_free_parts(call, *call.item, list);
+        return partial_failure(call, list);
+    }
+    m_store.remove(call.item->id, call.user);
+    return http::make_response(204, "", "");
+}
+
+DavServer::Target DavServer::target_of(const Call& call) {
+    auto destination = call.request.headers.get("Destination");
+    if (destination.empty()) throw DavError(400, "The Destination header is missing.");
+    auto [host, path] = split_address(destination);
+    if (!host.empty() && !equals_ignoring_case(host, split_address(call.request.base_url).first))
+        throw DavError(502, "The destination lies on another server.");
+    Target target;
+    target.path = percent_decode(path.substr(0, path.find('?')));
+    if (!target.path.starts_with('/')) target.path.insert(0, "/");
+    if (target.path.find('\0') != std::string::npos || !is_valid_utf8(target.path))
+        throw DavError(400, "The Destination header can't be read.");
+    while (target.path.size() > 1 && target.path.back() == '/') target.path.pop_back();
+    target.overwrite = !equals_ignoring_case(trim(call.request.headers.get("Overwrite")), "F");
+    target.existing = m_store.find(target.path);
+    return target;
+}
+
+// Makes room at the destination; a file that a file replaces is left to the store.
+void DavServer::clear_target(const Call& call, const Target& target) {
+    bool replaced_by_store = !target.existing || (!target.existing->folder && !call.item->folder);
+    if (!replaced_by_store) m_store.remove(target.existing->id, call.user);
+}
+
+http::Response DavServer::move_or_copy(Call& call, bool move) {
+    require_edit(call);
+    require_item(call);
+    auto target = target_of(call);
+    require_conditions(call);
+    bool same = target.existing && target.existing->id == call.item->id;
+    if ((same && (!move || target.path == call.item->path)) || lies_within(target.path, call.item->path) ||
+        lies_within(call.item->path, target.path))
+        throw DavError(403, "The source and the destination contain one another.");
+    if (target.existing && !same && !target.overwrite)
+        throw DavError(412, "'" + target.path + "' exists already.");
+    auto parent = m_store.find(parent_of(target.path));
+    if (!parent || !parent->folder)
+        throw DavError(409, "The folder of the destination doesn't exist.", 589830);
+    if (parent->library == 0) throw DavError(403, "Files and folders live in libraries.", 917656);
+    if (call.item->library == 0) throw DavError(403, "A site can't be moved or copied.", 917656);
+    if (move)
+        if (auto list = blocked_in(call, *call.item); !list.empty()) {
+            if (!call.item->folder) require_unlocked(call, *call.item);
+            return partial_failure(call, list);
+        }
+    if (target.existing && !same) {
+        if (auto list = blocked_in(call, *target.existing); !list.empty()) {
+            if (!target.existing->folder) require_unlocked(call, *target.existing);
+            return partial_failure(call, list);
+        }
+        clear_target(call, target);
+    }
+    bool shallow = !move && call.item->folder && call.request.headers.get("Depth") == "0";
+    if (shallow)
+        m_store.create_folder(target.path, call.user);
+    else if (move)
+        m_store.move(call.item->id, target.path, true, call.user);
+    else
+        m_store.copy(call.item->id, target.path, true, call.user);
+    auto response = http::make_response(target.existing && !same ? 204 : 201, "", "");
+    response.headers.set("Location", writer_for(call).href(target.path));
+    return response;
+}
+
+http::Response DavServer::proppatch(Call& call) {
+    require_edit(call);
+    require_item(call);
+    pugi::xml_document document;
+    try {
+        xml::parse(document, http::read_text(call.request, 1 << 20));
+    } catch (const xml::Malformed& error) {
+        throw DavError(400, error.what());
+    }
+    auto root = document.document_element();
+    if (!xml::name_of(root).is(dav_space, "propertyupdate"))
+        throw DavError(400, "The body isn't a propertyupdate.");
+    require_conditions(call);
+    require_unlocked(call, *call.item);
+    if (call.item->library == 0) throw access_denied();
+    std::vector<FreeProperty> set, removed;
+    std::vector<xml::Name> names, refused;
+    PropertyTimes times;
+    for (const auto& action : root.children()) {
+        if (action.type() != pugi::node_element) continue;
+        bool sets = xml::name_of(action).is(dav_space, "set");
+        for (const auto& property : xml::child(action, "prop").children()) {
+            if (property.type() != pugi::node_element) continue;
+            auto name = xml::name_of(property);
+            auto value = xml::content_of(property);
+            names.push_back(name);
+            auto same = [&](const FreeProperty& p) { return name.is(p.space, p.name); };
+            std::erase_if(set, same);
+            std::erase_if(removed, same);
+            bool known_time = name.space == win32_space && name.local.starts_with("Win32");
+            if (is_protected(name) || (known_time && !sets)) {
+                refused.push_back(name);
+            } else if (name.is(win32_space, "Win32FileAttributes")) {
+                bool hexadecimal = !value.empty() && value.size() <= 8 &&
+                                   value.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+                if (hexadecimal)
+                    times.attributes = value;
+                else
+                    refused.push_back(name);
+            } else if (known_time) {
+                auto time = parse_http_date(value);
+                if (!time) refused.push_back(name);
+                if (name.local == "Win32CreationTime") times.created = time;
+                if (name.local == "Win32LastModifiedTime") times.modified = time;
+            } else {
+                (sets ? set : removed).push_back({name.space, name.local, value});
+            }
+        }
+    }
+    if (refused.empty()) m_store.change_properties(call.item->id, set, removed, times);
+    auto text = PropertyWriter::multistatus_begin() + "<D:response><D:href>" +
+                xml::escape(writer_for(call).href(call.item->path)) + "</D:href>";
+    for (const auto& name : names) {
+        bool bad = std::ranges::find(refused, name) != refused.end();
+        text += "<D:propstat><D:prop>" + property_element(name, "") + "</D:prop><D:status>" +
+                PropertyWriter::status_line(refused.empty() ? 200
+                                            : bad           ? 403
+                                                            : 424) +
+                "</D:status></D:propstat>";
+    }
+    return http::make_response(207, "text/xml; charset=utf-8",
+                               text + "</D:response>" + PropertyWriter::multistatus_end());
+}
+
+}  // namespace devserver::dav

@@ -1,0 +1,41 @@
+// The If header of RFC 4918, section 10.4: its lists, the tokens in it, and whether it holds.
+// Owner: dav/; a request's thread alone.
+#pragma once
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace devserver::dav {
+
+struct Condition {
+    bool negated = false;
+    std::string token, etag;  // one of them is set
+};
+
+struct ConditionList {
+    std::string resource;  // tagged lists; empty: the request's own address
+    std::vector<Condition> conditions;
+};
+
+// What a resource is at the moment: its entity tag and its lock's token, empty where there is none.
+struct ResourceState {
+    std::string etag, token;
+};
+
+class IfHeader {
+public:
+    IfHeader() = default;
+    // Throws DavError 400 for a header that can't be read.
+    static IfHeader parse(const std::string& text);
+    bool empty() const { return m_lists.empty(); }
+    bool holds(const std::function<ResourceState(const std::string& resource)>& state_of) const;
+    // Whether the client shows that it knows the lock.
+    bool submits(const std::string& token) const;
+    // The first token, empty when there is none.
+    std::string first_token() const;
+
+private:
+    std::vector<ConditionList> m_lists;
+};
+
+}  // namespace devserver::dav

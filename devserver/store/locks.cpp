@@ -1,0 +1,91 @@
+// The store's write locks and free-form properties, as the WebDAV door keeps them.
+// Owner: store/; any thread.
+#include "base/clock.h"
+#include "store/store.h"
+
+namespace devserver {
+namespace {
+
+WriteLock read_lock(const Statement& row) {
+    WriteLock lock;
+    lock.token = row.text(0);
+    lock.item = row.integer(1);
+    lock.user = row.integer(2);
+    lock.owner = row.text(3);
+    lock.timeout = static_cast<int>(row.integer(4));
+    lock.expires = row.integer(5);
+    return lock;
+}
+
+constexpr const char* all_locks =
+    "SELECT token, item, user, owner, timeout, expires FROM write_locks WHERE expires>?";
+constexpr const char* lock_of_item =
+    "SELECT token, item, user, owner, timeout, expires FROM write_locks WHERE expires>? AND item=?";
+
+}  // namespace
+
+std::optional<WriteLock> Store::write_lock(Id item) {
+    Lock lock(m_mutex);
+    auto row = m_database.query(lock_of_item, now(), item);
+    if (!row.step()) return std::nullopt;
+    return read_lock(row);
+}
+
+std::map<Id, WriteLock> Store::write_locks() {
+    Lock lock(m_mutex);
+    std::map<Id, WriteLock> result;
+    auto rows = m_database.query(all_locks, now());
+    while (rows.step()) result[rows.integer(1)] = read_lock(rows);
+    return result;
+}
+
+void Store::put_write_lock(const WriteLock& record) {
+    Lock lock(m_mutex);
+    m_database.run("DELETE FROM write_locks WHERE expires<=?", now());
+    m_database.run("INSERT OR REPLACE INTO write_locks VALUES (?,?,?,?,?,?)", record.item, record.token,
+                   record.user, record.owner, record.timeout, record.expires);
+}
+
+void Store::drop_write_lock(Id item) {
+    Lock lock(m_mutex);
+    m_database.run("DELETE FROM write_locks WHERE item=?", item);
+}
+
+std::vector<FreeProperty> Store::free_properties(Id item) {
+    Lock lock(m_mutex);
+    std::vector<FreeProperty> result;
+    auto rows = m_database.query("SELECT space, name, value FROM free_properties WHERE item=?", item);
+    while (rows.step()) result.push_back({rows.text(0), rows.text(1), rows.text(2)});
+    return result;
+}
+
+std::map<Id, std::vector<FreeProperty>> Store::free_properties_below(Id folder) {
+    Lock lock(m_mutex);
+    std::map<Id, std::vector<FreeProperty>> result;
+    auto rows = m_database.query(
+        "SELECT p.item, p.space, p.name, p.value FROM free_properties p JOIN items i ON i.id=p.item WHERE "
+        "i.parent=?",
+        folder);
+    while (rows.step()) result[rows.integer(0)].push_back({rows.text(1), rows.text(2), rows.text(3)});
+    return result;
+}
+
+void Store::change_properties(Id id, const std::vector<FreeProperty>& set,
+                              const std::vector<FreeProperty>& removed, const PropertyTimes& times) {
+    Lock lock(m_mutex);
+    auto item = require_item(id);
+    Transaction transaction(m_database);
+    for (const auto& property : set)
+        m_database.run("INSERT OR REPLACE INTO free_properties VALUES (?,?,?,?)", id, property.space,
+                       property.name, property.value);
+    for (const auto& property : removed)
+        m_database.run("DELETE FROM free_properties WHERE item=? AND space=? AND name=?", id, property.space,
+                       property.name);
+    if (times.modified) item.modified = *times.modified;
+    if (times.attributes) item.attributes = *times.attributes;
+    if (times.modified || times.attributes) save(item);
+    if (times.created) m_database.run("UPDATE items SET created=? WHERE id=?", *times.created, id);
+    transaction.commit();
+}
+
+}  // namespace devserver
