@@ -12,6 +12,8 @@ http::Response Doors::serve(http::Request& request, const User& user) {
         return http::make_response(404, "text/html; charset=utf-8",
                                    "<html><body>404 NOT FOUND</body></html>");
     if (rest) return m_rest.handle(request, user);
+    if (soap::SoapServer::owns(request)) return m_soap.handle(request, user);
+    if (frontpage::FrontPageServer::owns(request)) return m_frontpage.handle(request, user);
     return m_dav.handle(request, user);
 }
 

@@ -5,7 +5,9 @@
 #include "app/generation.h"
 #include "auth/digest.h"
 #include "dav/dav_server.h"
+#include "frontpage/frontpage_server.h"
 #include "rest/rest_api.h"
+#include "soap/soap_server.h"
 
 namespace devserver {
 
@@ -15,7 +17,9 @@ public:
         : m_generation(generation),
           m_rest(store, digests),
           m_documents(store),
-          m_dav(store, m_documents, dav_options) {}
+          m_dav(store, m_documents, dav_options),
+          m_soap(store),
+          m_frontpage(store, generation) {}
     // Serves a request of somebody who is signed in.
     http::Response serve(http::Request& request, const User& user);
 
@@ -24,6 +28,8 @@ private:
     rest::RestApi m_rest;
     DocumentPages m_documents;
     dav::DavServer m_dav;
+    soap::SoapServer m_soap;
+    frontpage::FrontPageServer m_frontpage;
 };
 
 }  // namespace devserver
