@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "core/text.h"
 #include "editor.h"
+#include "hostapi/irgc.h"
 
 namespace interfaces {
 
@@ -366,6 +367,64 @@ TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
     EXPECT_EQ(fs()->BindToPath(u"relative/path", context.get(), 0, nullptr, nullptr, name.put()),
               E_INVALIDARG);
     EXPECT_FALSE(name);
+}
+
+// With nothing but an address the plug-in makes the account itself, and the host's sign-in gives its token.
+TEST(FileSystemOfANewcomer, BindsToAnAddressAndMakesItsAccount) {
+    const e2e::DevServer server({"--approve", "alice"});
+    Editor editor(server, "alice", {{"api_version", "1"}});
+    editor.host().oauth().SetOverride(server.Site(), {server.Origin() + "/organizations/", ""});
+    TMK::IAFS_FileSys* const fs = editor.file_system();
+    Upload(server, "alice", "a.txt", "one");
+    const auto context = host::MakeBindContext(editor.host().terminal(), std::nullopt);
+    const auto text = [&](TMK::IAFS_Name* name) {
+        Bstr shown;
+        EXPECT_EQ(fs->NameToString(name, 0, nullptr, shown.put()), S_OK);
+        return host::ToUtf8(shown.view());
+    };
+    ComPtr<TMK::IAFS_Name> name;
+    ASSERT_EQ(
+        Hex(fs->BindToPath(editor.Url("a.txt").c_str(), context.get(), 0, nullptr, nullptr, name.put())),
+        Hex(S_OK));
+    EXPECT_TRUE(text(name.get()).starts_with(server.Site())) << text(name.get());
+    ComPtr<TMK::IAFS_Name> document;
+    ASSERT_EQ(fs->StringToName(editor.Url("a.txt").c_str(), 0, name.get(), document.put()), S_OK);
+    ComPtr<TMK::IAFS_FileInfo> info;
+    EXPECT_EQ(fs->GetFileInfo(document.get(), nullptr, nullptr, info.put()), S_OK);
+
+    ComPtr<TMK::IAFS_AccountData> account;
+    ASSERT_EQ(Hex(fs->CreateAccount(editor.Url("a.txt").c_str(), nullptr, 0, 0, 0, account.put())),
+              Hex(S_OK));
+    const auto cab = std::make_shared<host::SettingsTree>();
+    ASSERT_EQ(account->SaveTo(cab->View().get()), S_OK);
+    EXPECT_EQ(host::ToUtf8(host::StringOf(host::ChildOf(cab->View().get(), u"Url").get())), server.Site());
+    server.ClearRequests();
+    ASSERT_EQ(fs->BindToObject(account.get(), context.get(), 0, nullptr, nullptr, name.put()), S_OK);
+    for (const std::string& request : server.Requests())
+        EXPECT_EQ(request.find("oauth2"), std::string::npos) << "the account keeps its sign-in: " << request;
+}
+
+// A picture of one page is the thumbnail; an answer that is none fails.
+TEST_F(FileSystemTest, ThumbnailsArePicturesOfOnePage) {
+    Upload(server(), "alice", "seen.pdf", "%PDF-1.4\n%%EOF\n");
+    Variant value;
+    ASSERT_EQ(Hex(fs()->get_Prop(Name("seen.pdf").get(), u"Thumbnail", value.put())), Hex(S_OK));
+    ASSERT_EQ(value.type(), VT_UNKNOWN);
+    const auto page = ComPtr<IUnknown>(value.get().punkVal).as<TMK::IRGC_Page>();
+    ASSERT_TRUE(page);
+    UINT width = 0, height = 0;
+    EXPECT_EQ(page->get_Size(&width, &height), S_OK);
+    EXPECT_GT(width * height, 0u);
+    for (const char* fault :
+         {R"({"kind": "body", "text": "<html>no picture</html>", "content_type": "image/png"})",
+          R"({"kind": "status", "status": 404, "text": "gone"})"}) {
+        server().SetFaults(std::string(R"([{"match": {"path": "getpreview", "times": 0}, "fault": )") +
+                           fault + "}]");
+        Variant none;
+        EXPECT_TRUE(FAILED(fs()->get_Prop(Name("seen.pdf").get(), u"Thumbnail", none.put()))) << fault;
+        EXPECT_EQ(none.type(), VT_EMPTY) << fault;
+        server().ClearFaults();
+    }
 }
 
 TEST_F(FileSystemTest, PropertiesOfItems) {
