@@ -2,8 +2,7 @@
 // Owner: app/service, only when asked for; any thread.
 #include "admin/admin.h"
 
-#include <rapidjson/document.h>
-
+#include "app/column_text.h"
 #include "base/text.h"
 #include "faults/apply.h"
 #include "odata/format.h"
@@ -31,38 +30,6 @@ std::string item_json(Store& store, const Item& item) {
            ",\"size\":" + std::to_string(item.size) +
            ",\"modified\":" + odata::json_text(iso_time(item.modified)) +
            ",\"checked_out_by\":" + (holder ? odata::json_text(holder->name) : "null") + "}";
-}
-
-struct TypeRow {
-    std::string_view name;
-    int kind;
-};
-constexpr TypeRow column_types[] = {{"Text", 2},   {"Note", 3},    {"DateTime", 4}, {"Choice", 6},
-                                    {"Lookup", 7}, {"Boolean", 8}, {"Number", 9},   {"User", 20}};
-
-Column parse_column(const rapidjson::Document& body) {
-    Column column;
-    auto text = [&](const char* name) {
-        return body.HasMember(name) && body[name].IsString() ? std::string(body[name].GetString())
-                                                             : std::string();
-    };
-    column.name = text("name");
-    column.title = text("title").empty() ? column.name : text("title");
-    column.type_name = text("type").empty() ? "Text" : text("type");
-    column.description = text("description");
-    column.default_value = text("default");
-    column.required = body.HasMember("required") && body["required"].IsBool() && body["required"].GetBool();
-    if (body.HasMember("max_length") && body["max_length"].IsInt())
-        column.max_length = body["max_length"].GetInt();
-    if (body.HasMember("display_format") && body["display_format"].IsInt())
-        column.display_format = body["display_format"].GetInt();
-    if (body.HasMember("choices") && body["choices"].IsArray())
-        for (const auto& choice : body["choices"].GetArray())
-            if (choice.IsString()) column.choices.emplace_back(choice.GetString());
-    column.kind = 0;
-    for (const auto& row : column_types)
-        if (row.name == column.type_name) column.kind = row.kind;
-    return column;
 }
 
 }  // namespace
@@ -161,14 +128,13 @@ http::Response Admin::token(const http::Request& request) {
 }
 
 http::Response Admin::column(http::Request& request) {
-    rapidjson::Document body;
-    body.Parse<rapidjson::kParseIterativeFlag>(http::read_text(request).c_str());
-    if (body.HasParseError() || !body.IsObject()) return refusal(400, "the body must be a JSON object");
-    auto column = parse_column(body);
-    if (column.name.empty()) return refusal(400, "'name' is missing");
-    if (column.kind == 0) return refusal(400, "'" + column.type_name + "' isn't a column type");
-    m_store.put_column(m_store.libraries(m_store.site().id).at(0).id, column);
-    return json(200, "{}");
+    try {
+        auto column = parse_column(http::read_text(request));
+        m_store.put_column(m_store.libraries(m_store.site().id).at(0).id, column);
+        return json(200, "{}");
+    } catch (const ColumnSyntaxError& error) {
+        return refusal(400, error.what());
+    }
 }
 
 http::Response Admin::document(const http::Request& request) {

@@ -2,15 +2,50 @@
 // Owner: app/service; any thread.
 #include "app/doors.h"
 
+#include <algorithm>
+
+#include "base/text.h"
+#include "odata/format.h"
+
 namespace devserver {
+namespace {
+
+// What came to the REST interface after 2013.
+bool is_newer_rest(const http::Request& request) {
+    static constexpr std::string_view names[] = {"/$batch",
+                                                 "AddUsingPath",
+                                                 "AddStubUsingPath",
+                                                 "StartUpload",
+                                                 "ContinueUpload",
+                                                 "FinishUpload",
+                                                 "CancelUpload",
+                                                 "SP.MoveCopyUtil",
+                                                 "MoveByPath",
+                                                 "CopyByPath",
+                                                 "MoveToUsingPath",
+                                                 "CopyToUsingPath",
+                                                 "GetFolderByServerRelativePath"};
+    return std::ranges::any_of(names, [&](std::string_view name) {
+        return find_ignoring_case(request.raw_path, name) != std::string::npos;
+    });
+}
+
+http::Response not_found() {
+    return http::make_response(404, "text/html; charset=utf-8", "<html><body>404 NOT FOUND</body></html>");
+}
+
+}  // namespace
 
 http::Response Doors::serve(http::Request& request, const User& user) {
     bool rest = rest::RestApi::owns(request);
     if (m_generation == Generation::modern)
         return rest ? m_rest.handle(request, user) : m_documents.handle(request, user);
-    if (rest && m_generation == Generation::server2010)
-        return http::make_response(404, "text/html; charset=utf-8",
-                                   "<html><body>404 NOT FOUND</body></html>");
+    if (rest && m_generation == Generation::server2010) return not_found();
+    if (rest && is_newer_rest(request))
+        return odata::error_response({404, "-1, Microsoft.SharePoint.Client.ResourceNotFoundException",
+                                      "Cannot find resource for the request " +
+                                          request.raw_path.substr(request.raw_path.rfind('/') + 1) + "."},
+                                     odata::choose_mode(request.headers.get("Accept")));
     if (rest) return m_rest.handle(request, user);
     if (soap::SoapServer::owns(request)) return m_soap.handle(request, user);
     if (frontpage::FrontPageServer::owns(request)) return m_frontpage.handle(request, user);

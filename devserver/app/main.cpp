@@ -36,6 +36,8 @@ int serve(const Options& options) {
     if (!options.oauth.approve_user.empty() && !store.user_by_name(options.oauth.approve_user))
         throw UsageError("--approve " + options.oauth.approve_user + ": there is no such user");
     store.set_up_site(options.site_path, options.library, options.force_checkout, options.minor_versions);
+    for (const auto& column : options.columns)
+        store.put_column(store.libraries(store.site().id).at(0).id, column);
     seed(store, options);
     Service service(options, store);
     http::Server server(options.server, service);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 
+#include "app/column_text.h"
 #include "base/text.h"
 
 namespace devserver {
@@ -63,6 +64,14 @@ Generation parse_generation(const std::string& text) {
     throw UsageError("unknown generation '" + text + "': use modern, 2013 or 2010");
 }
 
+Column parse_column_option(const std::string& text) {
+    try {
+        return parse_column(text);
+    } catch (const ColumnSyntaxError& error) {
+        throw UsageError(std::string("--column: ") + error.what());
+    }
+}
+
 }  // namespace
 
 Options parse_options(const std::vector<std::string>& arguments) {
@@ -77,6 +86,7 @@ Options parse_options(const std::vector<std::string>& arguments) {
         {"--site", [&](auto& v) { options.site_path = parse_site(v); }},
         {"--library", [&](auto& v) { options.library = v; }},
         {"--generation", [&](auto& v) { options.generation = parse_generation(v); }},
+        {"--column", [&](auto& v) { options.columns.push_back(parse_column_option(v)); }},
         {"--user", [&](auto& v) { options.users.push_back(parse_user(v)); }},
         {"--user-file", [&](auto& v) { read_user_file(v, options.users); }},
         {"--tls-cert", [&](auto& v) { options.server.certificate_file = v; }},
@@ -135,6 +145,8 @@ Where it keeps and finds things
   --site PATH             path of the site (default /sites/team); a root site "/" is always there too
   --library NAME          folder name of the site's library (default "Shared Documents")
   --force-checkout        documents must be checked out before they are changed
+  --column JSON           define a column of the site's library, such as
+                          {"name":"Stage","type":"Choice","choices":["Draft","Final"],"required":true}
   --major-versions-only   no minor versions in the site's library
 
 Which server it plays

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "faults/xml_answers.h"
 #include "odata/format.h"
 
 namespace devserver {
@@ -56,6 +57,7 @@ http::Response forms_answer(const http::Request& request) {
 
 http::Response nested_answer(const FaultAction& action) {
     auto depth = static_cast<std::size_t>(std::clamp<std::int64_t>(action.amount, 1, 10'000'000));
+    if (action.xml) return nested_xml(action, depth);
     std::string text;
     text.reserve(depth * 6);
     for (std::size_t i = 0; i < depth; ++i) text += "{\"d\":";
@@ -136,6 +138,21 @@ std::optional<http::Response> answer_instead(const std::vector<FaultAction>& act
                 break;
             case FaultKind::nested:
                 response = nested_answer(action);
+                break;
+            case FaultKind::xml_entities:
+                response = expanding_entities(action);
+                break;
+            case FaultKind::huge_multistatus:
+                response = huge_multistatus(action, request);
+                break;
+            case FaultKind::locked:
+                response = locked_answer(action, request);
+                break;
+            case FaultKind::soap_fault:
+                response = soap_fault_answer(action);
+                break;
+            case FaultKind::partial_failure:
+                response = partial_failure_answer(action, request);
                 break;
             case FaultKind::redirect:
                 response = redirect_answer(action, request);

@@ -35,6 +35,11 @@ constexpr KindRow kinds[] = {{"stall-connect", FaultKind::stall_connect},
                              {"slow", FaultKind::slow},
                              {"delay", FaultKind::delay},
                              {"nested", FaultKind::nested},
+                             {"xml-entities", FaultKind::xml_entities},
+                             {"huge-multistatus", FaultKind::huge_multistatus},
+                             {"locked", FaultKind::locked},
+                             {"soap-fault", FaultKind::soap_fault},
+                             {"partial-failure", FaultKind::partial_failure},
                              {"header-bomb", FaultKind::header_bomb},
                              {"redirect", FaultKind::redirect},
                              {"rewrite-upload", FaultKind::rewrite_upload},
@@ -76,7 +81,8 @@ FaultAction parse_action(const Json& object) {
         object,
         {"kind",    "after",    "delta", "bytes_per_second", "milliseconds", "depth",        "count",
          "size",    "status",   "loop",  "run_first",        "text",         "content_type", "code",
-         "message", "location", "user",  "document",         "modified",     "headers",      "retry_after"},
+         "message", "location", "user",  "document",         "modified",     "headers",      "retry_after",
+         "xml"},
         "fault");
     FaultAction action;
     auto name = text_member(object, "kind");
@@ -90,6 +96,7 @@ FaultAction parse_action(const Json& object) {
     action.size = number_member(object, "size", 1000);
     action.status = static_cast<int>(number_member(object, "status", 0));
     action.loop = flag_member(object, "loop");
+    action.xml = flag_member(object, "xml");
     action.run_first = flag_member(object, "run_first");
     if (object.HasMember("text")) action.text = text_member(object, "text");
     action.content_type = text_member(object, "content_type");

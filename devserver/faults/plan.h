@@ -34,6 +34,11 @@ enum class FaultKind {
     slow,
     delay,
     nested,
+    xml_entities,
+    huge_multistatus,
+    locked,
+    soap_fault,
+    partial_failure,
     header_bomb,
     redirect,
     rewrite_upload,
@@ -48,6 +53,7 @@ struct FaultAction {
     std::int64_t size = 0;
     int status = 0;
     bool loop = false;
+    bool xml = false;
     bool run_first = false;  // let the request do its work before its answer is replaced
     std::optional<std::string> text;
     std::string content_type, code, message, location, user, document;

@@ -4,6 +4,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "base/text.h"
 #include "rest/file_resource.h"
@@ -110,7 +111,8 @@ Value default_of(const Column& column) {
         return Value::boolean(column.default_value == "1" || column.default_value == "true");
     if (column.kind == 9) {
         auto number = parse_integer(column.default_value);
-        return number ? Value::int32(*number) : Value::of_text(column.default_value);
+        return number ? Value::int32(*number)
+                      : Value::of_real(std::strtod(column.default_value.c_str(), nullptr));
     }
     return Value::of_text(column.default_value);
 }
@@ -143,6 +145,16 @@ Node resolve_item_link(const Context& context, const std::shared_ptr<const Item>
     return Node::of(std::move(values));
 }
 
+// The length as .NET counts it, in 16-bit units.
+std::size_t utf16_length(std::string_view text) {
+    std::size_t count = 0;
+    for (char c : text) {
+        auto byte = static_cast<unsigned char>(c);
+        if ((byte & 0xC0) != 0x80) count += byte >= 0xF0 ? 2 : 1;
+    }
+    return count;
+}
+
 std::string checked_value(const Column& column, const rapidjson::Value& value) {
     auto refuse = [&]() -> std::string {
         throw ApiError(400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
@@ -162,10 +174,17 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
         if (!time) return refuse();
         return odata::json_text(iso_time(*time));
     }
-    if (column.kind == 2 && value.IsString() && column.max_length > 0 &&
-        value.GetStringLength() > static_cast<unsigned>(column.max_length) * 4)
+    if (column.kind == 2 && value.IsString() &&
+        utf16_length({value.GetString(), value.GetStringLength()}) >
+            static_cast<std::size_t>(column.max_length < 0 ? 255 : column.max_length))
         throw ApiError(500, "-2130575163, Microsoft.SharePoint.SPException",
                        "Invalid text value. The text field '" + column.title + "' contains too much text.");
+    bool too_small = value.IsNumber() && column.minimum && value.GetDouble() < *column.minimum;
+    bool too_large = value.IsNumber() && column.maximum && value.GetDouble() > *column.maximum;
+    if (too_small || too_large)
+        throw ApiError(
+            500, "-2130575155, Microsoft.SharePoint.SPException",
+            "The value of the field '" + column.title + "' is outside of the range allowed for it.");
     if (column.kind == 6 && value.IsString() && value.GetStringLength() > 0 &&
         std::find(column.choices.begin(), column.choices.end(), value.GetString()) == column.choices.end())
         return refuse();
@@ -190,7 +209,11 @@ std::map<std::string, std::string> values_from(const rapidjson::Document& body,
                            "The property '" + name +
                                "' does not exist on type 'SP.Data.Shared_x0020_DocumentsItem'. "
                                "Make sure to only use property names that are defined by the type.");
-        if (found->read_only || found->kind == 18) continue;
+        if (found->kind == 18 || (found->read_only && found->from_base)) continue;
+        if (found->read_only)
+            throw ApiError(400, "-2130575305, Microsoft.SharePoint.SPException",
+                           "Invalid data has been used to update the list item. The field you are trying to "
+                           "update may be read only.");
         result[found->name] = checked_value(*found, member.value);
     }
     return result;

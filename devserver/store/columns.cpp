@@ -58,8 +58,10 @@ std::vector<Column> Store::columns(Id library) {
         result.push_back(column);
     }
     auto rows = m_database.query(
-        "SELECT name, title, kind, type_name, required, description, default_value, choices, max_length, "
-        "display_format, guid FROM columns WHERE library=? ORDER BY rowid",
+        "SELECT c.name, title, kind, type_name, required, description, default_value, choices, max_length, "
+        "display_format, guid, coalesce(hidden, 0), coalesce(read_only, 0), minimum, maximum FROM columns c "
+        "LEFT JOIN column_traits t ON t.library=c.library AND t.name=c.name WHERE c.library=? ORDER BY "
+        "c.rowid",
         library);
     while (rows.step()) {
         Column column;
@@ -75,6 +77,10 @@ std::vector<Column> Store::columns(Id library) {
         column.display_format = static_cast<int>(rows.integer(9));
         column.guid = rows.text(10);
         column.group = "Custom Columns";
+        column.hidden = rows.integer(11) != 0;
+        column.read_only = rows.integer(12) != 0;
+        if (!rows.is_null(13)) column.minimum = rows.real(13);
+        if (!rows.is_null(14)) column.maximum = rows.real(14);
         result.push_back(column);
     }
     return result;
@@ -84,10 +90,18 @@ void Store::put_column(Id library, const Column& column) {
     Lock lock(m_mutex);
     std::string choices;
     for (const auto& choice : column.choices) choices += (choices.empty() ? "" : "\n") + choice;
+    auto guid = column.guid;
+    {
+        auto row =
+            m_database.query("SELECT guid FROM columns WHERE library=? AND name=?", library, column.name);
+        if (row.step()) guid = row.text(0);
+    }
     m_database.run("INSERT OR REPLACE INTO columns VALUES (?,?,?,?,?,?,?,?,?,?,?,?)", library, column.name,
                    column.title, column.kind, column.type_name, column.required, column.description,
                    column.default_value, choices, column.max_length, column.display_format,
-                   column.guid.empty() ? random_guid() : column.guid);
+                   guid.empty() ? random_guid() : guid);
+    m_database.run("INSERT OR REPLACE INTO column_traits VALUES (?,?,?,?,?,?)", library, column.name,
+                   column.hidden, column.read_only, column.minimum, column.maximum);
 }
 
 std::map<std::string, std::string> Store::values(Id item) {

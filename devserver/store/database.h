@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -24,6 +25,7 @@ public:
     bool step();
     std::int64_t integer(int column) const { return sqlite3_column_int64(m_statement, column); }
     std::string text(int column) const;
+    double real(int column) const { return sqlite3_column_double(m_statement, column); }
     bool is_null(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
 
     void bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
@@ -31,6 +33,9 @@ public:
     void bind(int index, bool value) { sqlite3_bind_int64(m_statement, index, value ? 1 : 0); }
     void bind(int index, std::string_view value) {
         sqlite3_bind_text(m_statement, index, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
+    }
+    void bind(int index, const std::optional<double>& value) {
+        value ? sqlite3_bind_double(m_statement, index, *value) : sqlite3_bind_null(m_statement, index);
     }
     void bind(int index, std::nullptr_t) { sqlite3_bind_null(m_statement, index); }
 

@@ -221,10 +221,11 @@ Item Store::undo_check_out(Id id, const User& user) {
 void Store::require_columns(const Item& file) {
     auto given = values(file.id);
     for (const auto& column : columns(file.library)) {
-        if (!column.required || column.from_base) continue;
+        if (!column.required || column.from_base || column.hidden || column.read_only) continue;
         auto value = given.find(column.name);
-        if (value == given.end() || value->second == "null" || value->second == "\"\"")
-            throw StoreError(Fault::required_columns, file.path, column.title);
+        bool empty = value == given.end() ? column.default_value.empty()
+                                          : value->second == "null" || value->second == "\"\"";
+        if (empty) throw StoreError(Fault::required_columns, file.path, column.title);
     }
 }
 

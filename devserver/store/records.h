@@ -77,6 +77,7 @@ struct Column {
     bool required = false, read_only = false, hidden = false, from_base = false;
     std::vector<std::string> choices;
     int max_length = -1, display_format = -1;
+    std::optional<double> minimum, maximum;  // of numbers
     std::string guid;
 };
 

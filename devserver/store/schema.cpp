@@ -39,6 +39,9 @@ CREATE TABLE IF NOT EXISTS columns (
     type_name TEXT NOT NULL, required INTEGER NOT NULL, description TEXT NOT NULL, default_value TEXT NOT NULL,
     choices TEXT NOT NULL, max_length INTEGER NOT NULL, display_format INTEGER NOT NULL, guid TEXT NOT NULL,
     PRIMARY KEY (library, name));
+CREATE TABLE IF NOT EXISTS column_traits (
+    library INTEGER NOT NULL, name TEXT NOT NULL, hidden INTEGER NOT NULL, read_only INTEGER NOT NULL,
+    minimum REAL, maximum REAL, PRIMARY KEY (library, name));
 CREATE TABLE IF NOT EXISTS item_values (
     item INTEGER NOT NULL, name TEXT NOT NULL, value TEXT NOT NULL, PRIMARY KEY (item, name));
 CREATE TABLE IF NOT EXISTS write_locks (

@@ -250,6 +250,22 @@ Reply Client::change(const std::string& method, const std::string& path, const s
     return m_server.send({.method = method, .path = path, .headers = headers, .body = body});
 }
 
+Reply Client::ask(const std::string& method, const std::string& path, std::vector<std::string> headers,
+                  std::optional<std::string> body) const {
+    headers.push_back(authorization());
+    auto address = path.starts_with('/') ? path : document_path(path);
+    return m_server.send({.method = method, .path = address, .headers = headers, .body = std::move(body)});
+}
+
+std::vector<std::string> generation_options(const std::string& name, std::vector<std::string> more) {
+    more.insert(more.end(), {"--generation", name});
+    return more;
+}
+
+std::string document_path(const std::string& name) {
+    return "/sites/team/Shared%20Documents" + (name.empty() ? "" : "/" + percent_encode(name, "-_.~/"));
+}
+
 std::string escape(const std::string& text) {
     return percent_encode(replace_all(text, "'", "''"), "-_.~/");
 }

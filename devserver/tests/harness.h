@@ -81,6 +81,9 @@ public:
     // A change with a fresh digest.
     Reply change(const std::string& method, const std::string& path, const std::string& body = {},
                  std::vector<std::string> headers = {}) const;
+    // Any method, without a digest; a name below the library or a whole address.
+    Reply ask(const std::string& method, const std::string& path, std::vector<std::string> headers = {},
+              std::optional<std::string> body = {}) const;
     std::string digest() const;
     const std::string& token() const { return m_token; }
     std::string authorization() const { return "Authorization: Bearer " + m_token; }
@@ -96,6 +99,10 @@ private:
 // Addresses on the default site; `name` is a path below the library, unescaped.
 std::string file_url(const std::string& name);
 std::string folder_url(const std::string& name);
+// Options for a generation of server whose users sign in with tokens, and what stands behind them.
+std::vector<std::string> generation_options(const std::string& name, std::vector<std::string> more = {});
+// The document's own address.
+std::string document_path(const std::string& name);
 std::string escape(const std::string& text);
 // The number at the start of an error's code, 0 when there is none.
 long long error_number(const Reply& reply);

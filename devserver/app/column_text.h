@@ -1,0 +1,18 @@
+// A library column as JSON describes it, on the command line and in the admin call.
+// Owner: app/ and admin/; any thread.
+#pragma once
+#include <stdexcept>
+#include <string>
+
+#include "store/records.h"
+
+namespace devserver {
+
+// A description that doesn't make sense; one clear line.
+struct ColumnSyntaxError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+Column parse_column(const std::string& json);
+
+}  // namespace devserver

@@ -1,0 +1,121 @@
+// The faults of the XML dialects: hostile documents, locks, SOAP faults and partial failures.
+// Owner: faults/apply; a request's thread alone.
+#include "faults/xml_answers.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/text.h"
+#include "base/xml.h"
+
+namespace devserver {
+namespace {
+
+constexpr const char* xml_type = "text/xml; charset=utf-8";
+constexpr const char* declaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
+constexpr const char* multistatus =
+    "<D:multistatus xmlns:D=\"DAV:\" xmlns:Office=\"urn:schemas-microsoft-com:office:office\" "
+    "xmlns:Z=\"urn:schemas-microsoft-com:\">";
+
+int status_of(const FaultAction& action, int otherwise) {
+    return action.status ? action.status : otherwise;
+}
+
+std::string address_of(const http::Request& request) {
+    auto path = request.path;
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    return request.base_url + encode_path(path);
+}
+
+}  // namespace
+
+http::Response nested_xml(const FaultAction& action, std::size_t depth) {
+    std::string text = std::string(declaration) + multistatus;
+    text.reserve(text.size() + depth * 26);
+    for (std::size_t i = 0; i < depth; ++i) text += "<D:response>";
+    for (std::size_t i = 0; i < depth; ++i) text += "</D:response>";
+    return http::make_response(status_of(action, 207), xml_type, text + "</D:multistatus>");
+}
+
+http::Response expanding_entities(const FaultAction& action) {
+    auto depth = std::clamp<std::int64_t>(action.amount ? action.amount : 30, 1, 100);
+    std::string text = std::string(declaration) + "<!DOCTYPE D:multistatus [<!ENTITY e0 \"expanding \">";
+    for (std::int64_t i = 1; i <= depth; ++i) {
+        auto below = "&e" + std::to_string(i - 1) + ";";
+        text += "<!ENTITY e" + std::to_string(i) + " \"" + below + below + "\">";
+    }
+    text += std::string("]>") + multistatus + "<D:response><D:href>&e" + std::to_string(depth) +
+            ";</D:href></D:response></D:multistatus>";
+    return http::make_response(status_of(action, 207), xml_type, text);
+}
+
+http::Response huge_multistatus(const FaultAction& action, const http::Request& request) {
+    http::Response response;
+    response.status = status_of(action, 207);
+    response.headers.set("Content-Type", xml_type);
+    auto count = std::clamp<std::int64_t>(action.amount, 1, 100'000'000);
+    auto folder = xml::escape(address_of(request));
+    response.producer = [count, folder](http::BodySink& sink) {
+        auto row = [&](const std::string& name, const std::string& more) {
+            sink.write(
+                "<D:response><D:href>" + folder + (name.empty() ? "" : "/" + name) +
+                "</D:href><D:propstat><D:prop><D:displayname>" + (name.empty() ? "folder" : name) +
+                "</D:displayname>" + more +
+                "<D:creationdate>2024-05-01T12:00:00Z</D:creationdate><D:getlastmodified>Wed, 01 May 2024 "
+                "12:00:00 GMT</D:getlastmodified><Office:modifiedby>i:0#.f|membership|nobody"
+                "</Office:modifiedby></D:prop><D:status>HTTP/1.1 200 OK</D:status></D:propstat>"
+                "</D:response>");
+        };
+        sink.write(std::string(declaration) + multistatus);
+        row("", "<D:isFolder>t</D:isFolder>");
+        for (std::int64_t i = 1; i <= count; ++i) {
+            char name[32];
+            std::snprintf(name, sizeof name, "row%09lld.pdf", static_cast<long long>(i));
+            row(name, "<D:getcontentlength>1</D:getcontentlength>");
+        }
+        sink.write("</D:multistatus>");
+    };
+    return response;
+}
+
+http::Response locked_answer(const FaultAction& action, const http::Request& request) {
+    auto owner = xml::escape(action.user.empty() ? "i:0#.f|membership|bob@contoso.example" : action.user);
+    auto response = http::make_response(
+        423, xml_type,
+        std::string(declaration) +
+            "<D:prop xmlns:D=\"DAV:\"><D:lockdiscovery><D:activelock><D:locktype><D:write/>"
+            "</D:locktype><D:lockscope><D:exclusive/></D:lockscope><D:depth>0</D:depth>"
+            "<D:owner>" +
+            owner + "</D:owner><D:timeout>Second-600</D:timeout></D:activelock></D:lockdiscovery></D:prop>");
+    response.headers.set("X-MSDAVEXT_Error",
+                         "589838; " + percent_encode("The file " + address_of(request) +
+                                                         " is locked for editing by " + owner + ".",
+                                                     "-_.~:/@|"));
+    return response;
+}
+
+http::Response soap_fault_answer(const FaultAction& action) {
+    std::string space = "http://schemas.microsoft.com/sharepoint/soap/";
+    auto code = action.code.empty()
+                    ? std::string()
+                    : "<errorcode xmlns=\"" + space + "\">" + xml::escape(action.code) + "</errorcode>";
+    return http::make_response(
+        status_of(action, 500), xml_type,
+        std::string(declaration) +
+            "<soap:Envelope xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\"><soap:Body><soap:Fault>"
+            "<faultcode>soap:Server</faultcode><faultstring>Exception of type "
+            "'Microsoft.SharePoint.SoapServer.SoapServerException' was thrown.</faultstring><detail>"
+            "<errorstring xmlns=\"" +
+            space + "\">" + xml::escape(action.message.empty() ? "An injected error." : action.message) +
+            "</errorstring>" + code + "</detail></soap:Fault></soap:Body></soap:Envelope>");
+}
+
+http::Response partial_failure_answer(const FaultAction& action, const http::Request& request) {
+    return http::make_response(207, xml_type,
+                               std::string(declaration) + multistatus + "<D:response><D:href>" +
+                                   xml::escape(address_of(request)) + "</D:href><D:status>" +
+                                   xml::escape(action.text.value_or("HTTP/1.1 423 LOCKED")) +
+                                   "</D:status></D:response></D:multistatus>");
+}
+
+}  // namespace devserver

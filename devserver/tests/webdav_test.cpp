@@ -1,0 +1,358 @@
+// WebDAV on the older generations: listings, changes, conditions, properties and who may.
+// Owner: devserver/dav.
+#include <gtest/gtest.h>
+
+#include <pugixml.hpp>
+
+#include "base/text.h"
+#include "tests/harness.h"
+
+namespace devserver::test {
+namespace {
+
+class WebDav : public ::testing::Test {
+protected:
+    WebDav() {
+        seed.write("a.pdf", "first");
+        seed.write("folder/b.pdf", "second");
+        seed.write("folder/deep/c.pdf", "third");
+    }
+
+    std::vector<std::string> options(const std::string& generation = "2013") const {
+        return generation_options(generation, {"--seed", seed.path()});
+    }
+    static std::string content(const Client& client, const std::string& name) {
+        auto reply = client.ask("GET", name);
+        return reply.status == 200 ? reply.body : "status " + std::to_string(reply.status);
+    }
+    // The D:response elements of a listing.
+    static pugi::xml_document listing(const Client& client, const std::string& name, const std::string& depth,
+                                      std::optional<std::string> body = {}) {
+        auto reply = client.ask("PROPFIND", name, {"Depth: " + depth}, std::move(body));
+        EXPECT_EQ(reply.status, 207) << reply.body;
+        pugi::xml_document document;
+        EXPECT_TRUE(document.load_string(reply.body.c_str())) << reply.body;
+        return document;
+    }
+    static pugi::xml_node properties(const pugi::xml_document& document, int index = 0) {
+        auto response = document.child("D:multistatus").child("D:response");
+        for (; index > 0; --index) response = response.next_sibling("D:response");
+        return response.child("D:propstat").child("D:prop");
+    }
+    static std::string to(const std::string& name) { return "Destination: " + document_path(name); }
+
+    TemporaryFolder seed;
+};
+
+TEST_F(WebDav, AListingHasThePropertiesUnderTheNamesThatSuchServersUse) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    auto document = listing(alice, "folder", "1");
+    auto root = document.child("D:multistatus");
+    EXPECT_STREQ(root.attribute("xmlns:D").value(), "DAV:");
+    EXPECT_STREQ(root.attribute("xmlns:Z").value(), "urn:schemas-microsoft-com:");
+    EXPECT_STREQ(root.attribute("xmlns:Office").value(), "urn:schemas-microsoft-com:office:office");
+    auto itself = properties(document, 0), sub = properties(document, 1), file = properties(document, 2);
+    EXPECT_FALSE(properties(document, 3)) << "the depth is one";
+    for (const auto& [node, name] : {std::pair(itself, "folder"), std::pair(sub, "deep")}) {
+        EXPECT_STREQ(node.child_value("D:displayname"), name);
+        EXPECT_STREQ(node.child_value("D:isFolder"), "t");
+        EXPECT_TRUE(node.child("D:resourcetype").child("D:collection"));
+        EXPECT_EQ(std::stoi(node.child_value("Z:Win32FileAttributes"), nullptr, 16) & 0x10, 0x10);
+    }
+    EXPECT_STREQ(file.child_value("D:displayname"), "b.pdf");
+    EXPECT_FALSE(file.child("D:isFolder"));
+    EXPECT_FALSE(file.child("D:resourcetype").first_child());
+    EXPECT_STREQ(file.child_value("D:getcontentlength"), "6");
+    EXPECT_STREQ(file.child_value("D:getcontenttype"), "application/pdf");
+    EXPECT_STREQ(file.child_value("Office:modifiedby"), "i:0#.f|membership|alice@contoso.example");
+    EXPECT_TRUE(file.child("D:lockdiscovery")) << "there, and empty";
+    EXPECT_FALSE(file.child("D:lockdiscovery").first_child());
+    EXPECT_TRUE(std::string(file.child_value("D:creationdate")).ends_with("Z"));
+    EXPECT_TRUE(std::string(file.child_value("D:getlastmodified")).ends_with(" GMT"));
+    EXPECT_EQ(file.child_value("D:getetag"), alice.ask("HEAD", "folder/b.pdf").header("ETag"));
+    EXPECT_EQ(root.child("D:response").child_value("D:href"), server.url() + document_path("folder"));
+    EXPECT_STREQ(root.child("D:response").child("D:propstat").child_value("D:status"), "HTTP/1.1 200 OK");
+}
+
+TEST_F(WebDav, WhatIsAskedForAndMissingStandsInAPropstatOfItsOwn) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    auto document = listing(alice, "a.pdf", "0",
+                            "<x:propfind xmlns:x='DAV:'><x:prop><x:isFolder/><x:getcontentlength/>"
+                            "<unknown xmlns='urn:other'/></x:prop></x:propfind>");
+    auto first = document.child("D:multistatus").child("D:response").child("D:propstat");
+    auto second = first.next_sibling("D:propstat");
+    EXPECT_STREQ(first.child("D:prop").child_value("D:getcontentlength"), "5");
+    EXPECT_FALSE(first.child("D:prop").child("D:displayname")) << "not asked for";
+    EXPECT_TRUE(std::string(second.child_value("D:status")).starts_with("HTTP/1.1 404"));
+    EXPECT_TRUE(second.child("D:prop").child("D:isFolder"));
+    EXPECT_STREQ(second.child("D:prop").last_child().attribute("xmlns:P").value(), "urn:other");
+    auto names = listing(alice, "a.pdf", "0", "<D:propfind xmlns:D='DAV:'><D:propname/></D:propfind>");
+    EXPECT_TRUE(properties(names).child("D:getetag"));
+    EXPECT_FALSE(properties(names).child("D:getetag").first_child()) << "names alone";
+    auto without_itself = listing(alice, "folder", "1,noroot");
+    EXPECT_STREQ(properties(without_itself).child_value("D:displayname"), "deep");
+}
+
+TEST_F(WebDav, ListingsThatCannotBeServedAreRefusedClearly) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    auto endless = alice.ask("PROPFIND", "folder", {"Depth: infinity"});
+    EXPECT_EQ(endless.status, 403);
+    EXPECT_NE(endless.body.find("propfind-finite-depth"), std::string::npos);
+    EXPECT_EQ(alice.ask("PROPFIND", "none.pdf", {"Depth: 0"}).status, 404);
+    std::string nested;
+    for (int i = 0; i < 100'000; ++i) nested += "<a>";
+    for (const std::string& body :
+         {std::string("<D:propfind xmlns:D='DAV:'><D:prop>"), std::string("no xml"),
+          std::string("<D:propfind xmlns:D='DAV:'><D:prop><u:x/></D:prop></D:propfind>"),
+          std::string("<D:propfind xmlns:D='DAV:'><D:prop><b:x xmlns:b=''/></D:prop></D:propfind>"),
+          std::string("<other xmlns='DAV:'/>"), nested})
+        EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}, body).status, 400) << body.substr(0, 100);
+    auto bomb =
+        "<!DOCTYPE p [<!ENTITY a 'aaaaaaaa'><!ENTITY b '&a;&a;&a;'>]><D:propfind xmlns:D='DAV:'><D:allprop/>"
+        "</D:propfind>";
+    EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}, bomb).status, 207);
+}
+
+TEST_F(WebDav, HrefsAreRelativeWhenTheServerIsToldSo) {
+    auto arguments = options("2010");
+    arguments.push_back("--relative-hrefs");
+    ServerProcess server(arguments);
+    Client alice(server, "alice");
+    auto document = listing(alice, "a.pdf", "0");
+    EXPECT_EQ(document.child("D:multistatus").child("D:response").child_value("D:href"),
+              document_path("a.pdf"));
+}
+
+TEST_F(WebDav, AwkwardNamesSurviveEveryMethod) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    for (std::string name : {"it's #1 & more.pdf", "100%25.pdf", "a+b [c]{d}.pdf", "\xC3\xBC\xC3\x9F.pdf",
+                             "\xE6\xBC\xA2\xE5\xAD\x97 \xF0\x9F\x98\x80.pdf", "x;y,z=(1)@$!~^`.pdf"}) {
+        SCOPED_TRACE(name);
+        auto folder = "in " + name;
+        EXPECT_EQ(alice.ask("MKCOL", folder).status, 201);
+        EXPECT_EQ(alice.ask("PUT", folder + "/" + name, {}, "bytes").status, 201);
+        auto document = listing(alice, folder, "1");
+        EXPECT_STREQ(properties(document, 1).child_value("D:displayname"), name.c_str());
+        std::string href = document.child("D:multistatus").first_child().next_sibling().child_value("D:href");
+        EXPECT_EQ(percent_decode(href), server.url() + "/sites/team/Shared Documents/" + folder + "/" + name);
+        EXPECT_EQ(alice.ask("GET", href.substr(server.url().size())).body, "bytes");
+        EXPECT_EQ(alice
+                      .ask("MOVE", folder + "/" + name,
+                           {"Destination: " + server.url() + document_path(folder + "/m " + name)})
+                      .status,
+                  201);
+        EXPECT_EQ(alice.ask("COPY", folder + "/m " + name, {to(folder + "/c " + name)}).status, 201);
+        EXPECT_EQ(content(alice, folder + "/c " + name), "bytes");
+        EXPECT_EQ(content(alice, folder + "/" + name), "status 404");
+        EXPECT_EQ(alice.ask("DELETE", folder).status, 204);
+        EXPECT_EQ(alice.ask("PROPFIND", folder, {"Depth: 0"}).status, 404);
+    }
+}
+
+TEST_F(WebDav, ChangesAnswerWithTheStatusThatTellsWhatHappened) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    struct Row {
+        const char *method, *name;
+        std::vector<std::string> headers;
+        std::optional<std::string> body;
+        int status;
+    };
+    const Row rows[] = {
+        {"PUT", "new.pdf", {}, "1", 201},
+        {"PUT", "new.pdf", {}, "22", 200},
+        {"PUT", "new.pdf", {"If-None-Match: *"}, "3", 412},
+        {"PUT", "new.pdf", {"If-Match: \"other\""}, "3", 412},
+        {"PUT", "new.pdf", {"If: ([\"other\"])"}, "3", 412},
+        {"PUT", "new.pdf", {"If: (<broken"}, "3", 400},
+        {"PUT", "none/new.pdf", {}, "1", 409},
+        {"PUT", "folder", {}, "1", 405},
+        {"PUT", "a.pdf/b.pdf", {}, "1", 409},
+        {"PUT", "bad|name.pdf", {}, "1", 400},
+        {"PUT", "/outside.pdf", {}, "1", 403},
+        {"MKCOL", "made", {}, {}, 201},
+        {"MKCOL", "made", {}, {}, 405},
+        {"MKCOL", "new.pdf", {}, {}, 405},
+        {"MKCOL", "none/made", {}, {}, 409},
+        {"MKCOL", "made/with", {"Content-Type: x/y"}, "body", 415},
+        {"MOVE", "new.pdf", {to("a.pdf"), "Overwrite: F"}, {}, 412},
+        {"MOVE", "new.pdf", {}, {}, 400},
+        {"MOVE", "new.pdf", {"Destination: http://elsewhere.example/x.pdf"}, {}, 502},
+        {"MOVE", "new.pdf", {to("none/x.pdf")}, {}, 409},
+        {"MOVE", "folder", {to("folder/deep/x")}, {}, 403},
+        {"COPY", "new.pdf", {to("new.pdf")}, {}, 403},
+        {"COPY", "folder/deep", {to("folder")}, {}, 403},
+        {"MOVE", "none.pdf", {to("x.pdf")}, {}, 404},
+        {"COPY", "new.pdf", {to("a.pdf"), "Overwrite: T"}, {}, 204},
+        {"MOVE", "/sites/team", {to("site")}, {}, 403},
+        {"DELETE", "", {}, {}, 403},
+        {"DELETE", "none.pdf", {}, {}, 404},
+        {"POST", "a.pdf", {}, "x", 405},
+        {"SEARCH", "a.pdf", {}, {}, 501},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(alice.ask(row.method, row.name, row.headers, row.body).status, row.status)
+            << row.method << " " << row.name << " " << (row.headers.empty() ? "" : row.headers[0]);
+    auto fragment = server.raw("DELETE " + document_path("a.pdf") + "#part HTTP/1.1\r\nHost: x\r\n" +
+                               alice.authorization() + "\r\n\r\n");
+    EXPECT_TRUE(fragment.starts_with("HTTP/1.1 400")) << fragment;
+    EXPECT_EQ(content(alice, "a.pdf"), "22") << "the copy replaced it";
+    EXPECT_EQ(content(alice, "new.pdf"), "22");
+    EXPECT_EQ(content(alice, "folder/deep/c.pdf"), "third");
+}
+
+TEST_F(WebDav, FoldersMoveAndCopyWithWhatIsInThem) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    EXPECT_EQ(alice.ask("COPY", "folder", {to("copy")}).status, 201);
+    EXPECT_EQ(content(alice, "copy/deep/c.pdf"), "third");
+    EXPECT_EQ(alice.ask("COPY", "folder", {to("shallow"), "Depth: 0"}).status, 201);
+    EXPECT_EQ(content(alice, "shallow/b.pdf"), "status 404");
+    EXPECT_EQ(alice.ask("PUT", "copy/extra.pdf", {}, "x").status, 201);
+    EXPECT_EQ(alice.ask("COPY", "folder", {to("copy"), "Overwrite: F"}).status, 412);
+    EXPECT_EQ(content(alice, "copy/extra.pdf"), "x");
+    EXPECT_EQ(alice.ask("MOVE", "folder", {to("copy")}).status, 204);
+    EXPECT_EQ(content(alice, "copy/extra.pdf"), "status 404") << "the target was replaced, not merged";
+    EXPECT_EQ(content(alice, "copy/b.pdf"), "second");
+    EXPECT_EQ(content(alice, "folder/b.pdf"), "status 404");
+    EXPECT_EQ(alice.ask("MOVE", "copy/b.pdf", {to("copy/B.pdf")}).status, 201) << "a change of case alone";
+    EXPECT_EQ(content(alice, "copy/B.pdf"), "second");
+}
+
+TEST_F(WebDav, WhatHoldsADocumentStopsATreeFromGoingAndIsNamed) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    server.send({.method = "POST",
+                 .path = "/_dev/checkout?path=/sites/team/Shared%20Documents/folder/deep/c.pdf&user=bob",
+                 .body = ""});
+    auto moved = alice.ask("MOVE", "folder", {to("elsewhere")});
+    EXPECT_EQ(moved.status, 207);
+    EXPECT_NE(moved.body.find("deep/c.pdf"), std::string::npos);
+    EXPECT_EQ(content(alice, "folder/b.pdf"), "second") << "nothing moved";
+    auto removed = alice.ask("DELETE", "folder");
+    EXPECT_EQ(removed.status, 207);
+    pugi::xml_document document;
+    ASSERT_TRUE(document.load_string(removed.body.c_str()));
+    auto response = document.child("D:multistatus").child("D:response");
+    EXPECT_EQ(response.child_value("D:href"), server.url() + document_path("folder/deep/c.pdf"));
+    EXPECT_TRUE(std::string(response.child_value("D:status")).starts_with("HTTP/1.1 423"));
+    EXPECT_FALSE(response.next_sibling("D:response"));
+    EXPECT_EQ(content(alice, "folder/deep/c.pdf"), "third");
+    EXPECT_EQ(content(alice, "folder/b.pdf"), "status 404") << "what nobody held is gone";
+}
+
+TEST_F(WebDav, PropertiesThatAreSetStayAcrossRestartsAndCopies) {
+    std::string body =
+        "<D:propertyupdate xmlns:D='DAV:' xmlns:Z='urn:schemas-microsoft-com:' "
+        "xmlns:o='urn:o'><D:set><D:prop>"
+        "<Z:Win32LastModifiedTime>Wed, 20 Jun 2007 20:29:23 GMT</Z:Win32LastModifiedTime>"
+        "<Z:Win32CreationTime>Tue, 19 Jun 2007 20:29:23 GMT</Z:Win32CreationTime>"
+        "<Z:Win32FileAttributes>00000021</Z:Win32FileAttributes><o:mine>a &lt; "
+        "b<o:in/></o:mine></D:prop></D:set>"
+        "</D:propertyupdate>";
+    std::string wish =
+        "<D:propfind xmlns:D='DAV:'><D:prop><mine xmlns='urn:o'/><D:getlastmodified/>"
+        "<D:creationdate/><Z:Win32FileAttributes xmlns:Z='urn:schemas-microsoft-com:'/>"
+        "</D:prop></D:propfind>";
+    TemporaryFolder data;
+    auto check = [&](const Client& client, const std::string& name, bool times) {
+        auto document = listing(client, name, "0", wish);
+        auto prop = properties(document);
+        EXPECT_STREQ(prop.child_value("P:mine"), "a < b") << name;
+        EXPECT_TRUE(prop.child("P:mine").last_child().attribute("xmlns:n"))
+            << "the inner element keeps its space";
+        if (!times) return;
+        EXPECT_STREQ(prop.child_value("D:getlastmodified"), "Wed, 20 Jun 2007 20:29:23 GMT");
+        EXPECT_STREQ(prop.child_value("D:creationdate"), "2007-06-19T20:29:23Z");
+        EXPECT_STREQ(prop.child_value("Z:Win32FileAttributes"), "00000021");
+    };
+    {
+        ServerProcess server(options(), data.path());
+        Client alice(server, "alice");
+        EXPECT_EQ(alice.ask("PROPPATCH", "a.pdf", {}, body).status, 207);
+        EXPECT_EQ(alice.ask("COPY", "a.pdf", {to("copy.pdf")}).status, 201);
+        check(alice, "a.pdf", true);
+    }
+    ServerProcess server(options(), data.path());
+    Client alice(server, "alice");
+    check(alice, "a.pdf", true);
+    check(alice, "copy.pdf", false);
+    auto refused =
+        alice.ask("PROPPATCH", "a.pdf", {},
+                  "<D:propertyupdate xmlns:D='DAV:' xmlns:o='urn:o'><D:remove><D:prop><o:mine/></D:prop>"
+                  "</D:remove><D:set><D:prop><D:getetag>x</D:getetag></D:prop></D:set>"
+                  "</D:propertyupdate>");
+    EXPECT_NE(refused.body.find("HTTP/1.1 403"), std::string::npos);
+    EXPECT_NE(refused.body.find("HTTP/1.1 424"), std::string::npos);
+    check(alice, "a.pdf", true);
+}
+
+TEST_F(WebDav, RightsDecideWhoMayChangeAndWhoMayLook) {
+    auto arguments = options();
+    for (const char* user : {"alice:a", "carol:c:read", "dave:d:none"})
+        arguments.insert(arguments.end(), {"--user", user});
+    ServerProcess server(arguments);
+    Client carol(server, "carol"), dave(server, "dave"), alice(server, "alice");
+    EXPECT_EQ(carol.ask("PROPFIND", "folder", {"Depth: 1"}).status, 207);
+    EXPECT_EQ(carol.ask("OPTIONS", "a.pdf").status, 200);
+    EXPECT_EQ(content(carol, "a.pdf"), "first");
+    for (const char* method : {"PUT", "MKCOL", "DELETE", "PROPPATCH", "MOVE", "COPY", "LOCK", "UNLOCK"}) {
+        auto reply =
+            carol.ask(method, "a.pdf", {to("x.pdf")}, method[0] == 'P' ? std::optional("x") : std::nullopt);
+        EXPECT_EQ(reply.status, 403) << method;
+        EXPECT_TRUE(reply.header("X-MSDAVEXT_Error").starts_with("917656;")) << method;
+    }
+    EXPECT_EQ(dave.ask("PROPFIND", "folder", {"Depth: 1"}).status, 403);
+    EXPECT_EQ(dave.ask("GET", "a.pdf").status, 403);
+    EXPECT_EQ(content(alice, "a.pdf"), "first");
+    auto unknown =
+        server.send({.method = "PROPFIND", .path = document_path("a.pdf"), .headers = {"Depth: 0"}});
+    EXPECT_EQ(unknown.status, 401);
+}
+
+TEST_F(WebDav, AGenerationOpensTheDoorsItHas) {
+    struct Row {
+        const char *generation, *version;
+        int propfind, contextinfo, batch, soap;
+    };
+    for (const Row& row :
+         {Row{"modern", "16.0.", 405, 200, 403, 405}, Row{"2013", "15.0.", 207, 200, 404, 500},
+          Row{"2010", "14.0.", 207, 404, 404, 500}}) {
+        SCOPED_TRACE(row.generation);
+        ServerProcess server(options(row.generation));
+        Client alice(server, "alice");
+        EXPECT_TRUE(
+            alice.ask("HEAD", "a.pdf").header("MicrosoftSharePointTeamServices").starts_with(row.version));
+        EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}).status, row.propfind);
+        EXPECT_EQ(alice.ask("POST", "/sites/team/_api/contextinfo", {}, "").status, row.contextinfo);
+        EXPECT_EQ(alice.ask("POST", "/sites/team/_api/$batch", {}, "").status, row.batch);
+        EXPECT_EQ(alice.ask("POST", "/sites/team/_vti_bin/Lists.asmx", {}, "").status, row.soap);
+        if (row.propfind != 207) continue;
+        auto choice = alice.ask("OPTIONS", "a.pdf");
+        EXPECT_EQ(choice.header("DAV"), "1,2");
+        EXPECT_EQ(choice.header("MS-Author-Via"), "MS-FP/4.0,DAV");
+        EXPECT_NE(choice.header("Allow").find("PROPFIND"), std::string::npos);
+        EXPECT_FALSE(choice.header("DocumentManagementServer").empty());
+    }
+}
+
+TEST_F(WebDav, TenThousandRowsComeInOneAnswer) {
+    ServerProcess server(generation_options("2013", {"--seed-count", "big=10000"}));
+    Client alice(server, "alice");
+    auto document = listing(alice, "big", "1");
+    int rows = 0;
+    std::string last;
+    for (const auto& response : document.child("D:multistatus").children("D:response")) {
+        ++rows;
+        last = response.child("D:propstat").child("D:prop").child_value("D:displayname");
+    }
+    EXPECT_EQ(rows, 10'001);
+    EXPECT_EQ(last, "file 10000.pdf");
+}
+
+}  // namespace
+}  // namespace devserver::test
