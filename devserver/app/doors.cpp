@@ -40,7 +40,8 @@ http::Response Doors::serve(http::Request& request, const User& user) {
     bool rest = rest::RestApi::owns(request);
     if (m_generation == Generation::modern)
         return rest ? m_rest.handle(request, user) : m_documents.handle(request, user);
-    if (rest && m_generation == Generation::server2010) return not_found();
+    bool preview = find_ignoring_case(request.path, "/_layouts/15/") != std::string::npos;
+    if ((rest || preview) && m_generation == Generation::server2010) return not_found();
     if (rest && is_newer_rest(request))
         return odata::error_response({404, "-1, Microsoft.SharePoint.Client.ResourceNotFoundException",
                                       "Cannot find resource for the request " +

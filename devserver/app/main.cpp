@@ -32,6 +32,7 @@ void end_with_parent() {
 
 int serve(const Options& options) {
     Store store(options.data_folder);
+    store.use_logins(options.logins);
     for (const auto& user : options.users) store.put_user(user.name, user.password, user.rights);
     if (!options.oauth.approve_user.empty() && !store.user_by_name(options.oauth.approve_user))
         throw UsageError("--approve " + options.oauth.approve_user + ": there is no such user");

@@ -64,6 +64,13 @@ Generation parse_generation(const std::string& text) {
     throw UsageError("unknown generation '" + text + "': use modern, 2013 or 2010");
 }
 
+LoginForm parse_logins(const std::string& text) {
+    if (text == "membership") return LoginForm::membership;
+    if (text == "windows") return LoginForm::windows;
+    if (text == "classic") return LoginForm::classic;
+    throw UsageError("unknown form of logins '" + text + "': use membership, windows or classic");
+}
+
 Column parse_column_option(const std::string& text) {
     try {
         return parse_column(text);
@@ -86,6 +93,7 @@ Options parse_options(const std::vector<std::string>& arguments) {
         {"--site", [&](auto& v) { options.site_path = parse_site(v); }},
         {"--library", [&](auto& v) { options.library = v; }},
         {"--generation", [&](auto& v) { options.generation = parse_generation(v); }},
+        {"--logins", [&](auto& v) { options.logins = parse_logins(v); }},
         {"--column", [&](auto& v) { options.columns.push_back(parse_column_option(v)); }},
         {"--user", [&](auto& v) { options.users.push_back(parse_user(v)); }},
         {"--user-file", [&](auto& v) { read_user_file(v, options.users); }},
@@ -164,6 +172,8 @@ Who may sign in
   --user NAME:PASSWORD[:RIGHTS]   RIGHTS is edit (default), read or none; may be repeated
   --user-file FILE        users, one per line in the same form; '#' begins a comment
                           (default users: alice:alice, bob:bob, carol:carol:read)
+  --logins FORM           membership (default: i:0#.f|membership|alice@contoso.example), windows
+                          (i:0#.w|contoso\alice) or classic (CONTOSO\alice), for users not known yet
   --approve USER          approve every device code at once for this user
   --token-lifetime S      seconds that an access token is valid (default 3600)
   --digest-lifetime S     seconds that a form digest is valid (default 1800)

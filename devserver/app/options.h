@@ -28,6 +28,7 @@ struct Options {
     std::vector<std::pair<std::string, int>> seed_counts;
     Generation generation = Generation::modern;
     dav::DavOptions dav;
+    LoginForm logins = LoginForm::membership;
     std::vector<Column> columns;
     int digest_lifetime = 1800;
     bool force_checkout = false, minor_versions = true, optional_digest = false, admin = false,

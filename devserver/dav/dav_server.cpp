@@ -68,7 +68,6 @@ http::Response DavServer::options(const Call&) {
     response.headers.set("DAV", "1,2");
     response.headers.set("Accept-Ranges", "bytes");
     response.headers.set("Allow", allowed_methods);
-    response.headers.set("X-MSDAVEXT", "1");
     response.headers.set("Public-Extension", "http://schemas.microsoft.com/repl-2");
     response.headers.set("Cache-Control", "private");
     return response;

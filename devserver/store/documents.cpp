@@ -179,6 +179,7 @@ Item Store::check_out(Id id, const User& user) {
     auto file = require_file(id);
     if (file.checked_out_by != 0)
         throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
+    require_writable(file, user);
     Transaction transaction(m_database);
     push_version(file);
     ++file.ui_version;

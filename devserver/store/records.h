@@ -14,6 +14,9 @@ using Id = std::int64_t;
 
 enum class Rights { none, read, edit };
 
+// "i:0#.f|membership|alice@...", "i:0#.w|contoso\\alice" and "CONTOSO\\alice".
+enum class LoginForm { membership, windows, classic };
+
 struct User {
     Id id = 0;
     std::string name, login, title, email, password;

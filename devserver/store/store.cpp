@@ -38,6 +38,12 @@ User read_user(const Statement& row) {
 
 constexpr const char* mail_domain = "contoso.example";
 
+std::string make_login(LoginForm form, const std::string& name) {
+    if (form == LoginForm::windows) return "i:0#.w|contoso\\" + to_lower(name);
+    if (form == LoginForm::classic) return "CONTOSO\\" + name;
+    return "i:0#.f|membership|" + to_lower(name + "@" + mail_domain);
+}
+
 }  // namespace
 
 Store::Store(const std::string& folder) : m_database(prepare_folder(folder)), m_blobs(folder + "/documents") {
@@ -105,8 +111,7 @@ void Store::put_user(const std::string& name, const std::string& password, Right
     m_database.run(
         "INSERT INTO users (name, login, title, email, password, rights) VALUES (?,?,?,?,?,?) "
         "ON CONFLICT (name) DO UPDATE SET password=excluded.password, rights=excluded.rights",
-        name, "i:0#.f|membership|" + to_lower(email), display_name(name), email, password,
-        static_cast<int>(rights));
+        name, make_login(m_login_form, name), display_name(name), email, password, static_cast<int>(rights));
 }
 
 std::optional<User> Store::user_by_name(std::string_view name) {

@@ -71,6 +71,8 @@ public:
     // --- Site and accounts
     void set_up_site(const std::string& site_path, const std::string& library_title, bool force_checkout,
                      bool minor_versions);
+    // The login names that users get who aren't known yet.
+    void use_logins(LoginForm form) { m_login_form = form; }
     void put_user(const std::string& name, const std::string& password, Rights rights);
     std::optional<User> user_by_name(std::string_view name);  // also by login and by mail address
     std::optional<User> user_by_id(Id id);
@@ -187,6 +189,7 @@ private:
     Database m_database;
     Blobs m_blobs;
     std::recursive_mutex m_mutex;
+    LoginForm m_login_form = LoginForm::membership;
     std::vector<Web> m_webs;  // longest path first
 };
 

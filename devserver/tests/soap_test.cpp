@@ -192,6 +192,24 @@ TEST_F(OlderServices, FrontPageTellsWhoTheUserIsAndWhoMayEdit) {
         std::string::npos);
 }
 
+TEST_F(OlderServices, ALoginOfADomainIsTheSameInEveryDialect) {
+    ServerProcess server(generation_options("2010", {"--seed", seed.path(), "--logins", "classic"}));
+    Client alice(server, "alice");
+    auto me = call(alice, site, "UserGroup", "GetCurrentUserInfo", "", "directory/");
+    EXPECT_EQ(
+        me.attribute("GetCurrentUserInfoResponse/GetCurrentUserInfoResult/GetUserInfo/User", "LoginName"),
+        "CONTOSO\\alice");
+    auto opened = rpc(alice, site, "method=open+service");
+    EXPECT_NE(opened.find("<li>vti_username\n<li>SX|CONTOSO&#92;alice\n"), std::string::npos) << opened;
+    EXPECT_EQ(
+        call(alice, site, "Lists", "CheckOutFile", page(server) + "<checkoutToLocal>false</checkoutToLocal>")
+            .reply.status,
+        200);
+    auto listing = alice.ask("PROPFIND", name, {"Depth: 0"}).body;
+    EXPECT_NE(listing.find("<D:owner>CONTOSO\\alice</D:owner>"), std::string::npos);
+    EXPECT_NE(listing.find("<Office:modifiedby>CONTOSO\\alice</Office:modifiedby>"), std::string::npos);
+}
+
 TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedWhereverTheyAreFilled) {
     std::vector<std::string> more{"--seed", seed.path()};
     for (const char* column :

@@ -58,6 +58,7 @@ TEST_F(WebDavLocks, ALockKeepsOthersOutAndItsHolderShowsTheToken) {
     EXPECT_EQ(bob.ask("GET", "a.pdf").body, "first") << "reading is free";
     EXPECT_EQ(bob.ask("COPY", "a.pdf", {"Destination: " + document_path("b.pdf")}).status, 201);
     EXPECT_EQ(bob.change("PUT", file_url("a.pdf") + "/$value", "x").status, 423) << "by every door";
+    EXPECT_EQ(bob.change("POST", file_url("a.pdf") + "/CheckOut()").status, 423);
     EXPECT_EQ(alice.ask("PUT", "a.pdf", {shown}, "second").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "somebody");
     EXPECT_EQ(owner(state(bob, "b.pdf")), "") << "a copy isn't locked";
