@@ -72,6 +72,12 @@ http::Response DavServer::make_collection(Call& call) {
     return response;
 }
 
+void DavServer::require_in_library(const Item& item) {
+    auto library = m_store.library(item.library);
+    if (!library || library->root_item == item.id)
+        throw DavError(403, "A site or a library can't be moved, replaced or deleted.", 917656);
+}
+
 // Removes what nobody holds; folders stay where something in them stays.
 void DavServer::remove_free_parts(const Call& call, const Item& item, const std::vector<Blocked>& list) {
     bool stays = std::ranges::any_of(
@@ -86,6 +92,7 @@ http::Response DavServer::remove(Call& call) {
     require_edit(call);
     require_item(call);
     if (!call.item->folder && call.trailing_slash) throw not_found(call.path + "/");
+    require_in_library(*call.item);
     require_conditions(call);
     auto list = blocked_in(call, *call.item);
     if (!list.empty() && !call.item->folder) require_unlocked(call, *call.item);
@@ -135,7 +142,9 @@ http::Response DavServer::move_or_copy(Call& call, bool move) {
     if (!parent || !parent->folder)
         throw DavError(409, "The folder of the destination doesn't exist.", 589830);
     if (parent->library == 0) throw DavError(403, "Files and folders live in libraries.", 917656);
-    if (call.item->library == 0) throw DavError(403, "A site can't be moved or copied.", 917656);
+    if (move) require_in_library(*call.item);
+    if (call.item->library == 0) throw DavError(403, "A site can't be copied.", 917656);
+    if (target.existing && !same) require_in_library(*target.existing);
     if (move)
         if (auto list = blocked_in(call, *call.item); !list.empty()) {
             if (!call.item->folder) require_unlocked(call, *call.item);

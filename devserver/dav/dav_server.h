@@ -67,6 +67,9 @@ private:
     void clear_target(const Call& call, const Target& target);
     PropertyWriter writer_for(const Call& call);
     http::Response partial_failure(const Call& call, const std::vector<Blocked>& blocked);
+    // Throws 403 for sites and libraries themselves.
+    void require_in_library(const Item& item);
+    void require_free_of_locks(const Call& call);
     http::Response refresh_lock(Call& call);
     http::Response lock_answer(const Call& call, const Item& item, const WriteLock& lock, int status);
 

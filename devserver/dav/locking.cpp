@@ -52,8 +52,16 @@ http::Response DavServer::refresh_lock(Call& call) {
     if (lock->user != call.user.id) throw access_denied();
     lock->timeout = timeout_of(call.request);
     lock->expires = now() + lock->timeout;
-    m_store.put_write_lock(*lock);
+    m_store.extend_write_lock(*lock);
     return lock_answer(call, *call.item, *lock, 200);
+}
+
+// A new lock is refused whoever holds the one that is there.
+void DavServer::require_free_of_locks(const Call& call) {
+    auto lock = m_store.write_lock(call.item->id);
+    if (!lock) return;
+    auto holder = m_store.user_by_id(lock->user);
+    throw locked(call.path, holder ? holder->login : "", false);
 }
 
 http::Response DavServer::lock(Call& call) {
@@ -75,9 +83,7 @@ http::Response DavServer::lock(Call& call) {
     require_conditions(call);
     int status = 200;
     if (call.item) {
-        auto in_the_way = m_store.write_lock(call.item->id);
-        auto holder = in_the_way ? m_store.user_by_id(in_the_way->user) : std::nullopt;
-        if (in_the_way) throw locked(call.path, holder ? holder->login : "", false);
+        require_free_of_locks(call);
         require_unlocked(call, *call.item);
     } else {
         call.item = m_store.add_file(call.path, m_store.blobs().create(), call.user, false);
@@ -90,7 +96,7 @@ http::Response DavServer::lock(Call& call) {
     record.owner = std::string(trim(xml::content_of(xml::child(root, "owner"))));
     record.timeout = timeout_of(call.request);
     record.expires = now() + record.timeout;
-    m_store.put_write_lock(record);
+    if (!m_store.add_write_lock(record)) require_free_of_locks(call);
     return lock_answer(call, *call.item, record, status);
 }
 

@@ -138,8 +138,9 @@ bool is_protected(const xml::Name& name) {
 }
 
 Text PropertyWriter::display_name(const Item& item) {
-    auto web = m_store.web_at(item.path);
-    return xml::escape(web && item.library == 0 ? web->title : item.name);
+    if (item.library == 0)
+        if (auto web = m_store.web_at(item.path)) return xml::escape(web->title);
+    return xml::escape(item.name);
 }
 
 Text PropertyWriter::locks(const Item& item) {

@@ -39,11 +39,17 @@ std::map<Id, WriteLock> Store::write_locks() {
     return result;
 }
 
-void Store::put_write_lock(const WriteLock& record) {
+bool Store::add_write_lock(const WriteLock& record) {
     Lock lock(m_mutex);
     m_database.run("DELETE FROM write_locks WHERE expires<=?", now());
-    m_database.run("INSERT OR REPLACE INTO write_locks VALUES (?,?,?,?,?,?)", record.item, record.token,
-                   record.user, record.owner, record.timeout, record.expires);
+    return m_database.run("INSERT OR IGNORE INTO write_locks VALUES (?,?,?,?,?,?)", record.item, record.token,
+                          record.user, record.owner, record.timeout, record.expires) > 0;
+}
+
+void Store::extend_write_lock(const WriteLock& record) {
+    Lock lock(m_mutex);
+    m_database.run("UPDATE write_locks SET timeout=?, expires=? WHERE item=? AND token=?", record.timeout,
+                   record.expires, record.item, record.token);
 }
 
 void Store::drop_write_lock(Id item) {

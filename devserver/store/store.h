@@ -132,7 +132,10 @@ public:
     // --- Write locks and free-form properties
     std::optional<WriteLock> write_lock(Id item);
     std::map<Id, WriteLock> write_locks();
-    void put_write_lock(const WriteLock& lock);
+    // False when there is a lock on the item already.
+    bool add_write_lock(const WriteLock& lock);
+    // Stores the lock's new end.
+    void extend_write_lock(const WriteLock& lock);
     void drop_write_lock(Id item);
     std::vector<FreeProperty> free_properties(Id item);
     std::map<Id, std::vector<FreeProperty>> free_properties_below(Id folder);

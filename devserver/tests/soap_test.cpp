@@ -142,6 +142,7 @@ TEST_F(OlderServices, WhatIsNoEnvelopeGetsAFault) {
     Client alice(server, "alice");
     std::string nested;
     for (int i = 0; i < 100'000; ++i) nested += "<a>";
+    for (int i = 0; i < 100'000; ++i) nested += "</a>";
     for (const std::string& body :
          {std::string(), std::string("<soap:Envelope>"), std::string("{}"), nested,
           std::string("<Envelope xmlns='urn:other'/>"),

@@ -104,6 +104,7 @@ TEST_F(WebDav, ListingsThatCannotBeServedAreRefusedClearly) {
     EXPECT_EQ(alice.ask("PROPFIND", "none.pdf", {"Depth: 0"}).status, 404);
     std::string nested;
     for (int i = 0; i < 100'000; ++i) nested += "<a>";
+    for (int i = 0; i < 100'000; ++i) nested += "</a>";
     for (const std::string& body :
          {std::string("<D:propfind xmlns:D='DAV:'><D:prop>"), std::string("no xml"),
           std::string("<D:propfind xmlns:D='DAV:'><D:prop><u:x/></D:prop></D:propfind>"),
@@ -243,6 +244,24 @@ TEST_F(WebDav, WhatHoldsADocumentStopsATreeFromGoingAndIsNamed) {
     EXPECT_FALSE(response.next_sibling("D:response"));
     EXPECT_EQ(content(alice, "folder/deep/c.pdf"), "third");
     EXPECT_EQ(content(alice, "folder/b.pdf"), "status 404") << "what nobody held is gone";
+}
+
+TEST_F(WebDav, SitesAndLibrariesStayWithAllThatIsInThem) {
+    ServerProcess server(options());
+    Client alice(server, "alice");
+    EXPECT_EQ(alice.ask("PUT", "/Shared%20Documents/root.pdf", {}, "root").status, 201);
+    // With something held inside, a deletion would go on with the rest.
+    server.send({.method = "POST",
+                 .path = "/_dev/checkout?path=/sites/team/Shared%20Documents/folder/b.pdf&user=bob",
+                 .body = ""});
+    for (const char* path : {"/", "/sites/team", "/sites/team/Shared%20Documents", "/Shared%20Documents"}) {
+        EXPECT_EQ(alice.ask("DELETE", path).status, 403) << path;
+        EXPECT_EQ(alice.ask("MOVE", path, {to("folder/deep")}).status, 403) << path;
+    }
+    EXPECT_EQ(alice.ask("MOVE", "folder/deep", {"Destination: /Shared%20Documents"}).status, 403);
+    EXPECT_EQ(content(alice, "a.pdf"), "first");
+    EXPECT_EQ(content(alice, "folder/deep/c.pdf"), "third");
+    EXPECT_EQ(alice.ask("GET", "/Shared%20Documents/root.pdf").body, "root");
 }
 
 TEST_F(WebDav, PropertiesThatAreSetStayAcrossRestartsAndCopies) {
