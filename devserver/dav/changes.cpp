@@ -1,4 +1,4 @@
-// WebDAV's changes: PUT, MKCOL, DELETE, MOVE, COPY and PROPPATCH.
+// WebDAV's changes of contents and structure: PUT, MKCOL, DELETE, MOVE and COPY.
 // Owner: app/service; any thread.
 #include <algorithm>
 
@@ -29,12 +29,6 @@ std::pair<std::string, std::string> split_address(const std::string& address) {
     auto slash = address.find('/', scheme + 3);
     if (slash == std::string::npos) return {address.substr(scheme + 3), "/"};
     return {address.substr(scheme + 3, slash - scheme - 3), address.substr(slash)};
-}
-
-std::optional<Seconds> parse_http_date(std::string_view text) {
-    auto comma = text.find(", ");
-    if (comma != std::string_view::npos) text.remove_prefix(comma + 2);
-    return parse_digest_date(replace_all(std::string(trim(text)), "GMT", "-0000"));
 }
 
 }  // namespace
@@ -127,34 +121,42 @@ void DavServer::clear_target(const Call& call, const Target& target) {
     if (!replaced_by_store) m_store.remove(target.existing->id, call.user);
 }
 
-http::Response DavServer::move_or_copy(Call& call, bool move) {
-    require_edit(call);
-    require_item(call);
-    auto target = target_of(call);
-    require_conditions(call);
-    bool same = target.existing && target.existing->id == call.item->id;
+// Throws what forbids the operation before anything has changed.
+void DavServer::require_possible(const Call& call, const Target& target, bool move) {
+    bool same = target.replaces(*call.item) == Target::Replaces::itself;
     if ((same && (!move || target.path == call.item->path)) || lies_within(target.path, call.item->path) ||
         lies_within(call.item->path, target.path))
         throw DavError(403, "The source and the destination contain one another.");
-    if (target.existing && !same && !target.overwrite)
-        throw DavError(412, "'" + target.path + "' exists already.");
+    bool replaces = target.replaces(*call.item) == Target::Replaces::other;
+    if (replaces && !target.overwrite) throw DavError(412, "'" + target.path + "' exists already.");
     auto parent = m_store.find(parent_of(target.path));
     if (!parent || !parent->folder)
         throw DavError(409, "The folder of the destination doesn't exist.", 589830);
     if (parent->library == 0) throw DavError(403, "Files and folders live in libraries.", 917656);
     if (move) require_in_library(*call.item);
     if (call.item->library == 0) throw DavError(403, "A site can't be copied.", 917656);
-    if (target.existing && !same) require_in_library(*target.existing);
+    if (replaces) require_in_library(*target.existing);
+}
+
+// The answer when something in the tree is held; throws 423 where the item itself is what is held.
+std::optional<http::Response> DavServer::held(const Call& call, const Item& item) {
+    auto list = blocked_in(call, item);
+    if (list.empty()) return std::nullopt;
+    if (!item.folder) require_unlocked(call, item);
+    return partial_failure(call, list);
+}
+
+http::Response DavServer::move_or_copy(Call& call, bool move) {
+    require_edit(call);
+    require_item(call);
+    auto target = target_of(call);
+    require_conditions(call);
+    require_possible(call, target, move);
+    bool replaces = target.replaces(*call.item) == Target::Replaces::other;
     if (move)
-        if (auto list = blocked_in(call, *call.item); !list.empty()) {
-            if (!call.item->folder) require_unlocked(call, *call.item);
-            return partial_failure(call, list);
-        }
-    if (target.existing && !same) {
-        if (auto list = blocked_in(call, *target.existing); !list.empty()) {
-            if (!target.existing->folder) require_unlocked(call, *target.existing);
-            return partial_failure(call, list);
-        }
+        if (auto response = held(call, *call.item)) return std::move(*response);
+    if (replaces) {
+        if (auto response = held(call, *target.existing)) return std::move(*response);
         clear_target(call, target);
     }
     bool shallow = !move && call.item->folder && call.request.headers.get("Depth") == "0";
@@ -164,73 +166,9 @@ http::Response DavServer::move_or_copy(Call& call, bool move) {
         m_store.move(call.item->id, target.path, true, call.user);
     else
         m_store.copy(call.item->id, target.path, true, call.user);
-    auto response = http::make_response(target.existing && !same ? 204 : 201, "", "");
+    auto response = http::make_response(replaces ? 204 : 201, "", "");
     response.headers.set("Location", writer_for(call).href(target.path));
     return response;
-}
-
-http::Response DavServer::proppatch(Call& call) {
-    require_edit(call);
-    require_item(call);
-    pugi::xml_document document;
-    try {
-        xml::parse(document, http::read_text(call.request, 1 << 20));
-    } catch (const xml::Malformed& error) {
-        throw DavError(400, error.what());
-    }
-    auto root = document.document_element();
-    if (!xml::name_of(root).is(dav_space, "propertyupdate"))
-        throw DavError(400, "The body isn't a propertyupdate.");
-    require_conditions(call);
-    require_unlocked(call, *call.item);
-    if (call.item->library == 0) throw access_denied();
-    std::vector<FreeProperty> set, removed;
-    std::vector<xml::Name> names, refused;
-    PropertyTimes times;
-    for (const auto& action : root.children()) {
-        if (action.type() != pugi::node_element) continue;
-        bool sets = xml::name_of(action).is(dav_space, "set");
-        for (const auto& property : xml::child(action, "prop").children()) {
-            if (property.type() != pugi::node_element) continue;
-            auto name = xml::name_of(property);
-            auto value = xml::content_of(property);
-            names.push_back(name);
-            auto same = [&](const FreeProperty& p) { return name.is(p.space, p.name); };
-            std::erase_if(set, same);
-            std::erase_if(removed, same);
-            bool known_time = name.space == win32_space && name.local.starts_with("Win32");
-            if (is_protected(name) || (known_time && !sets)) {
-                refused.push_back(name);
-            } else if (name.is(win32_space, "Win32FileAttributes")) {
-                bool hexadecimal = !value.empty() && value.size() <= 8 &&
-                                   value.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
-                if (hexadecimal)
-                    times.attributes = value;
-                else
-                    refused.push_back(name);
-            } else if (known_time) {
-                auto time = parse_http_date(value);
-                if (!time) refused.push_back(name);
-                if (name.local == "Win32CreationTime") times.created = time;
-                if (name.local == "Win32LastModifiedTime") times.modified = time;
-            } else {
-                (sets ? set : removed).push_back({name.space, name.local, value});
-            }
-        }
-    }
-    if (refused.empty()) m_store.change_properties(call.item->id, set, removed, times);
-    auto text = PropertyWriter::multistatus_begin() + "<D:response><D:href>" +
-                xml::escape(writer_for(call).href(call.item->path)) + "</D:href>";
-    for (const auto& name : names) {
-        bool bad = std::ranges::find(refused, name) != refused.end();
-        text += "<D:propstat><D:prop>" + property_element(name, "") + "</D:prop><D:status>" +
-                PropertyWriter::status_line(refused.empty() ? 200
-                                            : bad           ? 403
-                                                            : 424) +
-                "</D:status></D:propstat>";
-    }
-    return http::make_response(207, "text/xml; charset=utf-8",
-                               text + "</D:response>" + PropertyWriter::multistatus_end());
 }
 
 }  // namespace devserver::dav

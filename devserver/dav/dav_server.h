@@ -41,6 +41,11 @@ private:
         std::string path;
         std::optional<Item> existing;
         bool overwrite = true;
+        enum class Replaces { nothing, itself, other };
+        Replaces replaces(const Item& source) const {
+            if (!existing) return Replaces::nothing;
+            return existing->id == source.id ? Replaces::itself : Replaces::other;
+        }
     };
 
     http::Response dispatch(Call& call);
@@ -64,6 +69,8 @@ private:
     std::vector<Blocked> blocked_in(const Call& call, const Item& item);
     void remove_free_parts(const Call& call, const Item& item, const std::vector<Blocked>& blocked);
     Target target_of(const Call& call);
+    void require_possible(const Call& call, const Target& target, bool move);
+    std::optional<http::Response> held(const Call& call, const Item& item);
     void clear_target(const Call& call, const Target& target);
     PropertyWriter writer_for(const Call& call);
     http::Response partial_failure(const Call& call, const std::vector<Blocked>& blocked);

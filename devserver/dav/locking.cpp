@@ -69,13 +69,7 @@ http::Response DavServer::lock(Call& call) {
     auto body = http::read_text(call.request, 1 << 20);
     if (trim(body).empty()) return refresh_lock(call);
     pugi::xml_document document;
-    try {
-        xml::parse(document, body);
-    } catch (const xml::Malformed& error) {
-        throw DavError(400, error.what());
-    }
-    auto root = document.document_element();
-    if (!xml::name_of(root).is(dav_space, "lockinfo")) throw DavError(400, "The body isn't a lockinfo.");
+    auto root = parse_body(document, body, "lockinfo");
     if (!xml::child(xml::child(root, "lockscope"), "exclusive"))
         throw DavError(412, "Locks are exclusive here.");
     if (call.item && call.item->folder) throw DavError(405, "A folder can't be locked.");

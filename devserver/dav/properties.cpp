@@ -51,17 +51,23 @@ std::string check_out_token(const Item& item) {
     return "opaquelocktoken:{" + to_upper(item.guid) + "}" + token_time(item.checked_out_at);
 }
 
-PropertyRequest PropertyRequest::parse(const std::string& body) {
-    PropertyRequest request;
-    if (trim(body).empty()) return request;
-    pugi::xml_document document;
+pugi::xml_node parse_body(pugi::xml_document& document, const std::string& body, std::string_view root_name) {
     try {
         xml::parse(document, body);
     } catch (const xml::Malformed& error) {
         throw DavError(400, error.what());
     }
     auto root = document.document_element();
-    if (!xml::name_of(root).is(dav_space, "propfind")) throw DavError(400, "The body isn't a propfind.");
+    if (!xml::name_of(root).is(dav_space, root_name))
+        throw DavError(400, "The body isn't a " + std::string(root_name) + ".");
+    return root;
+}
+
+PropertyRequest PropertyRequest::parse(const std::string& body) {
+    PropertyRequest request;
+    if (trim(body).empty()) return request;
+    pugi::xml_document document;
+    auto root = parse_body(document, body, "propfind");
     for (const auto& element : root.children()) {
         if (element.type() != pugi::node_element) continue;
         auto name = xml::name_of(element);

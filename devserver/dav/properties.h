@@ -20,6 +20,9 @@ inline constexpr const char* repl_space = "http://schemas.microsoft.com/repl/";
 
 enum class Asked { all, names, some };
 
+// The root element of a body, which must be this one of "DAV:"; throws DavError 400.
+pugi::xml_node parse_body(pugi::xml_document& document, const std::string& body, std::string_view root_name);
+
 // What a PROPFIND wants to know.
 struct PropertyRequest {
     Asked asked = Asked::all;
