@@ -47,10 +47,11 @@ double TimeOnEvenGround(const std::filesystem::path& folder, std::uint64_t size,
 class Documents {
 public:
     Documents(const e2e::DevServer& server, const std::filesystem::path& folder, std::uint64_t size)
-        : m_server(server), m_folder(folder), m_size(size) {
+        : m_server(server), m_sign_in(server, "alice"), m_folder(folder), m_size(size) {
         const std::string path = e2e::Escape(e2e::DevServer::PathOf(kDocument));
-        m_url = server.Site() + "/_api/web/GetFileByServerRelativePath(decodedurl='" + path + "')/$value";
-        m_token = server.Token("alice");
+        m_url = server.IsModern() ? server.Site() + "/_api/web/GetFileByServerRelativePath(decodedurl='" +
+                                        path + "')/$value"
+                                  : server.Url(kDocument);
         MakeDocument(Source(), size);
     }
 
@@ -64,10 +65,14 @@ public:
         return seconds;
     }
 
-    double CurlUp() { return Curl({"-H", "X-RequestDigest: " + Digest(), "-T", Source().string(), m_url}); }
+    double CurlUp() {
+        std::vector<std::string> arguments{"-T", Source().string(), m_url};
+        if (m_sign_in.modern) arguments.insert(arguments.begin(), {"-H", "X-RequestDigest: " + Digest()});
+        return Curl(arguments);
+    }
 
     double ReadToEnd() {
-        bench::Reader reader(m_server.Origin(), m_token);
+        bench::Reader reader(m_server.Origin(), m_sign_in);
         const auto file = reader.Open(kDocument, kRead);
         std::vector<char> block(kBlock);
         std::uint64_t total = 0;
@@ -84,7 +89,7 @@ public:
     }
 
     double Flush() {
-        bench::Reader reader(m_server.Origin(), m_token);
+        bench::Reader reader(m_server.Origin(), m_sign_in);
         const auto file = reader.Open(kDocument, kReadWrite);
         bench::Require(file->SetSize(0, nullptr, nullptr), "SetSize");
         std::vector<char> block = MakeBlock();
@@ -134,9 +139,8 @@ private:
 
     double Curl(const std::vector<std::string>& arguments) const {
         e2e::ProcessOptions options;
-        options.arguments = {"/usr/bin/curl", "-sS", "--fail",
-                             "--noproxy",     "*",   "-H",
-                             "Expect:",       "-H",  "Authorization: Bearer " + m_token};
+        options.arguments = {"/usr/bin/curl", "-sS", "--fail", "--noproxy", "*", "-H", "Expect:"};
+        for (const std::string& option : m_sign_in.CurlOptions()) options.arguments.push_back(option);
         options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
         options.out = m_folder / "curl.out";
         options.err = m_folder / "curl.err";
@@ -148,10 +152,11 @@ private:
     }
 
     const e2e::DevServer& m_server;
+    bench::SignIn m_sign_in;
     std::filesystem::path m_folder;
     std::uint64_t m_size;
     unsigned m_flushes = 0;
-    std::string m_url, m_token;
+    std::string m_url;
 };
 
 bool Report(const char* what, const bench::Pair& pair, double mebibytes) {
@@ -161,9 +166,9 @@ bool Report(const char* what, const bench::Pair& pair, double mebibytes) {
                        ratio >= 0.8);
 }
 
-bool Run(unsigned mebibytes, unsigned rounds) {
+bool Run(const std::string& generation, unsigned mebibytes, unsigned rounds) {
     const e2e::TempFolder folder;
-    const e2e::DevServer server;
+    const e2e::DevServer server({"--generation", generation});
     Documents documents(server, folder.Path(), std::uint64_t{mebibytes} << 20);
     server.WriteAs("alice", kDocument, "x");
     documents.CurlUp();
@@ -182,7 +187,10 @@ bool Run(unsigned mebibytes, unsigned rounds) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    return Run(bench::Option(argc, argv, "--mib", 1024), bench::Option(argc, argv, "--rounds", 5)) ? 0 : 1;
+    return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--mib", 1024),
+               bench::Option(argc, argv, "--rounds", 5))
+               ? 0
+               : 1;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "documents_bench: %s\n", failure.what());
     return 2;

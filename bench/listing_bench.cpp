@@ -1,11 +1,13 @@
-// A folder of many files: EnumFolder with all Next against libcurl and RapidJSON alone on the same answer,
-// from memory and from the development server; and how many listings sphost asks for.
+// A folder of many files: EnumFolder with all Next against libcurl and the bare parser alone on the same
+// answer, from memory and from the development server; and how many listings sphost asks for.
 #include <curl/curl.h>
 #include <rapidjson/document.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iterator>
+#include <pugixml.hpp>
 #include <stdexcept>
 
 #include "reader.h"
@@ -21,12 +23,38 @@ std::size_t Append(char* data, std::size_t size, std::size_t count, void* out) {
     return size * count;
 }
 
+constexpr char kPropfind[] = R"(<?xml version="1.0" ?><D:propfind xmlns:D="DAV:"><D:allprop/></D:propfind>)";
+
+std::size_t CountJson(const std::string& body) {
+    rapidjson::GenericDocument<rapidjson::UTF16<char16_t>> json;
+    json.Parse<rapidjson::kParseDefaultFlags, rapidjson::UTF8<>>(body.c_str());
+    if (json.HasParseError()) throw std::runtime_error("the floor got no JSON");
+    return json[u"d"][u"Files"][u"results"].Size();
+}
+
+// The folder itself is one of the responses.
+std::size_t CountXml(std::string& body) {
+    pugi::xml_document xml;
+    if (!xml.load_buffer_inplace(body.data(), body.size())) throw std::runtime_error("the floor got no XML");
+    const auto responses = xml.child("D:multistatus").children("D:response");
+    return static_cast<std::size_t>(std::distance(responses.begin(), responses.end())) - 1;
+}
+
 // One connection that stays, as the plug-in's does.
 class Floor {
 public:
-    explicit Floor(const std::string& token) : m_curl(curl_easy_init()) {
-        m_headers = curl_slist_append(m_headers, "Accept: application/json;odata=verbose");
-        m_headers = curl_slist_append(m_headers, ("Authorization: Bearer " + token).c_str());
+    explicit Floor(const bench::SignIn& sign_in) : m_modern(sign_in.modern), m_curl(curl_easy_init()) {
+        if (m_modern) {
+            AddHeader("Accept: application/json;odata=verbose");
+            AddHeader("Authorization: Bearer " + sign_in.token);
+        } else {
+            AddHeader("Accept: application/xml, text/xml");
+            AddHeader("Depth: 1");
+            curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "PROPFIND");
+            curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, kPropfind);
+            curl_easy_setopt(m_curl, CURLOPT_USERNAME, sign_in.user.c_str());
+            curl_easy_setopt(m_curl, CURLOPT_PASSWORD, sign_in.password.c_str());
+        }
         curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, m_headers);
         curl_easy_setopt(m_curl, CURLOPT_NOPROXY, "*");
         curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, Append);
@@ -44,13 +72,13 @@ public:
         curl_easy_setopt(m_curl, CURLOPT_URL, url.c_str());
         curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, &body);
         if (curl_easy_perform(m_curl) != CURLE_OK) throw std::runtime_error("no answer from " + url);
-        rapidjson::GenericDocument<rapidjson::UTF16<char16_t>> json;
-        json.Parse<rapidjson::kParseDefaultFlags, rapidjson::UTF8<>>(body.c_str());
-        if (json.HasParseError()) throw std::runtime_error("no JSON from " + url);
-        return json[u"d"][u"Files"][u"results"].Size();
+        return m_modern ? CountJson(body) : CountXml(body);
     }
 
 private:
+    void AddHeader(const std::string& line) { m_headers = curl_slist_append(m_headers, line.c_str()); }
+
+    bool m_modern;
     CURL* m_curl;
     curl_slist* m_headers = nullptr;
 };
@@ -87,23 +115,21 @@ bool CountListings(const e2e::DevServer& server) {
     sphost.AddPlace(server, "alice");
     server.ClearRequests();
     if (sphost.Run({"ls", server.Url(kFolder)}).status != 0) throw std::runtime_error("sphost ls failed");
-    const auto requests = server.Requests();
-    const auto count = std::count_if(requests.begin(), requests.end(), [](const std::string& request) {
-        return request.find("expand=Folders") != std::string::npos;
-    });
-    for (const std::string& request : requests) std::fprintf(stderr, "  %s\n", request.c_str());
-    return bench::Line("listing requests of sphost ls", std::to_string(count), "-", std::to_string(count),
-                       "1", count == 1);
+    const auto listings = server.Listings();
+    for (const std::string& request : server.Requests()) std::fprintf(stderr, "  %s\n", request.c_str());
+    return bench::Line("listing requests of sphost ls", std::to_string(listings), "-",
+                       std::to_string(listings), "1", listings == 1);
 }
 
-bool Run(unsigned files, unsigned rounds) {
-    const e2e::DevServer server({"--seed-count", std::string(kFolder) + "=" + std::to_string(files)});
-    const std::string token = server.Token("alice");
+bool Run(const std::string& generation, unsigned files, unsigned rounds) {
+    const e2e::DevServer server(
+        {"--generation", generation, "--seed-count", std::string(kFolder) + "=" + std::to_string(files)});
+    const bench::SignIn sign_in(server, "alice");
     const bool once = CountListings(server);
-    Floor floor(token);
+    Floor floor(sign_in);
 
     bench::ReplayServer replay(server.Origin());
-    bench::Reader replay_reader(replay.Origin(), token);
+    bench::Reader replay_reader(replay.Origin(), sign_in);
     const auto replay_name = replay_reader.Name(kFolder);
     Enumerate(replay_reader, replay_name.get());
     std::size_t length = 0;
@@ -112,7 +138,7 @@ bool Run(unsigned files, unsigned rounds) {
     const bool from_memory = Compare("EnumFolder with all Next, answer from memory", rounds, files,
                                      replay_reader, replay_name.get(), floor, replay.Origin() + target);
 
-    bench::Reader reader(server.Origin(), token);
+    bench::Reader reader(server.Origin(), sign_in);
     const auto name = reader.Name(kFolder);
     const bool from_server = Compare("EnumFolder with all Next, from spdevserver", rounds, files, reader,
                                      name.get(), floor, server.Origin() + target);
@@ -122,8 +148,10 @@ bool Run(unsigned files, unsigned rounds) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    return Run(bench::Option(argc, argv, "--files", 10'000), bench::Option(argc, argv, "--rounds", 15)) ? 0
-                                                                                                        : 1;
+    return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--files", 10'000),
+               bench::Option(argc, argv, "--rounds", 15))
+               ? 0
+               : 1;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "listing_bench: %s\n", failure.what());
     return 2;

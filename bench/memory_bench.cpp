@@ -37,9 +37,9 @@ bool Report(const char* what, double big, double small) {
                        bench::Fixed(big - small, 1, "MiB"), "< 32 MiB", big - small < kLimitMib);
 }
 
-bool Run(unsigned mebibytes) {
+bool Run(const std::string& generation, unsigned mebibytes) {
     const e2e::TempFolder folder;
-    const e2e::DevServer server;
+    const e2e::DevServer server({"--generation", generation});
     const e2e::Sphost sphost;
     sphost.AddPlace(server, "alice");
     e2e::WriteFile(folder / "small", std::string(1024, 's'));
@@ -68,7 +68,7 @@ bool Run(unsigned mebibytes) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    return Run(bench::Option(argc, argv, "--mib", 1024)) ? 0 : 1;
+    return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--mib", 1024)) ? 0 : 1;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "memory_bench: %s\n", failure.what());
     return 2;

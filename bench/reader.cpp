@@ -30,7 +30,20 @@ void Require(HRESULT result, const std::string& what) {
     if (FAILED(result)) throw std::runtime_error(what + " failed: " + host::FormatResult(result));
 }
 
-Reader::Reader(const std::string& origin, const std::string& token)
+SignIn::SignIn(const e2e::DevServer& server, const std::string& name) : modern(server.IsModern()) {
+    if (modern) {
+        token = server.Token(name);
+    } else {
+        user = password = name;
+    }
+}
+
+std::vector<std::string> SignIn::CurlOptions() const {
+    if (modern) return {"-H", "Authorization: Bearer " + token};
+    return {"--basic", "-u", user + ":" + password};
+}
+
+Reader::Reader(const std::string& origin, const SignIn& sign_in)
     : m_origin(origin), m_terminal(std::make_unique<NoTerminal>()) {
     host::HostOptions options;
     options.profile = m_folder / "profile";
@@ -42,8 +55,13 @@ Reader::Reader(const std::string& origin, const std::string& token)
     tree->SetTemplate(kAccountTemplate, u"SharePointAccountDataSettingsV1");
     const auto cab = tree->View();
     host::PutString(cab.get(), u"Url", host::ToUtf16(m_origin + "/sites/team"));
-    host::PutString(cab.get(), u"AuthToken", m_host->EncryptForPlugin(host::ToUtf16(token)));
-    Require(host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(LONG{1})), "APIVer");
+    const auto put_secret = [&](const char16_t* item, const std::string& value) {
+        if (!value.empty()) host::PutString(cab.get(), item, m_host->EncryptForPlugin(host::ToUtf16(value)));
+    };
+    put_secret(u"AuthToken", sign_in.token);
+    put_secret(u"User", sign_in.user);
+    put_secret(u"Password", sign_in.password);
+    Require(host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(LONG{sign_in.modern})), "APIVer");
     m_account = host::Accounts::Restore(m_file_system.get(), *tree);
     Require(m_host->Bind(m_account.get(), nullptr, m_root), "binding to " + m_origin);
 }

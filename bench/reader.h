@@ -1,9 +1,10 @@
-// The reference host with the loaded library, bound to a site with a token, for measurements in one process.
+// The reference host with the loaded library, bound to a site, for measurements in one process.
 // Nobody answers prompts. Main thread.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/host.h"
 #include "core/host_objects.h"
@@ -11,10 +12,21 @@
 
 namespace bench {
 
+// How to sign in: with a token on a modern site, by name and password on an older one.
+struct SignIn {
+    SignIn(const e2e::DevServer& server, const std::string& user);
+    // The same for curl's command line.
+    std::vector<std::string> CurlOptions() const;
+
+    bool modern;
+    std::string token;
+    std::string user, password;
+};
+
 class Reader {
 public:
     // `origin` is the server's, or that of something in front of it.
-    Reader(const std::string& origin, const std::string& token);
+    Reader(const std::string& origin, const SignIn& sign_in);
     ~Reader();
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;

@@ -68,7 +68,7 @@ std::string ReplayServer::LongestTarget(std::size_t& out_length) const {
         if (answer.size() <= out_length) continue;
         out_length = answer.size();
         const std::size_t start = request.find(' ') + 1;
-        longest = request.substr(start, request.rfind(' ') - start);
+        longest = request.substr(start, request.find(' ', start) - start);
     }
     return longest;
 }
@@ -108,23 +108,27 @@ void ReplayServer::Serve(int connection) {
 
 std::string ReplayServer::AnswerTo(const std::string& head, const std::string& body) {
     const std::string request = head.substr(0, head.find("\r\n"));
+    const std::string key = request + " " + HeaderValue(head, "Depth");
     const std::lock_guard lock(m_mutex);
-    const auto known = m_answers.find(request);
+    const auto known = m_answers.find(key);
     if (known != m_answers.end()) return known->second;
     const std::size_t start = request.find(' ') + 1;
     e2e::HttpCall call{.method = request.substr(0, start - 1),
                        .url = m_behind + request.substr(start, request.rfind(' ') - start),
                        .body = body};
-    for (const char* name : {"Authorization", "Accept", "Host", "Content-Type"}) {
+    for (const char* name : {"Authorization", "Accept", "Host", "Content-Type", "Depth", "SOAPAction"}) {
         const std::string value = HeaderValue(head, name);
         if (!value.empty()) call.headers.push_back(std::string(name) + ": " + value);
     }
     const e2e::HttpAnswer answer = e2e::Http(call);
-    const std::string text = "HTTP/1.1 " + std::to_string(answer.status) +
-                             " Recorded\r\nContent-Type: " + HeaderValue(answer.headers, "Content-Type") +
-                             "\r\nContent-Length: " + std::to_string(answer.body.size()) + "\r\n\r\n" +
-                             answer.body;
-    return m_answers[request] = text;
+    std::string text = "HTTP/1.1 " + std::to_string(answer.status) +
+                       " Recorded\r\nContent-Type: " + HeaderValue(answer.headers, "Content-Type") +
+                       "\r\nContent-Length: " + std::to_string(answer.body.size()) + "\r\n";
+    if (answer.status == 401) {
+        // What comes with the sign-in is another answer.
+        return text + "WWW-Authenticate: Basic realm=\"site\"\r\n\r\n" + answer.body;
+    }
+    return m_answers[key] = text + "\r\n" + answer.body;
 }
 
 }  // namespace bench

@@ -32,7 +32,7 @@ private:
     int m_listener = -1;
     std::atomic<std::size_t> m_count{0};
     mutable std::mutex m_mutex;
-    std::map<std::string, std::string> m_answers;  // by request line
+    std::map<std::string, std::string> m_answers;  // by request line and depth
     std::list<int> m_connections;
     std::list<std::thread> m_threads;
     std::thread m_accepting;

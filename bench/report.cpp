@@ -59,4 +59,9 @@ unsigned Option(int argc, char** argv, const std::string& name, unsigned otherwi
     return otherwise;
 }
 
+std::string Generation(int argc, char** argv) {
+    const unsigned year = Option(argc, argv, "--generation", 0);
+    return year == 0 ? "modern" : std::to_string(year);
+}
+
 }  // namespace bench

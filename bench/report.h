@@ -28,5 +28,7 @@ std::string Fixed(double value, int digits, const std::string& unit = {});
 
 // The number behind an option such as "--rounds", or `otherwise`.
 unsigned Option(int argc, char** argv, const std::string& name, unsigned otherwise);
+// The server's generation behind "--generation", "modern" when there is none.
+std::string Generation(int argc, char** argv);
 
 }  // namespace bench

@@ -34,6 +34,7 @@ void RequestLog::finish(std::size_t number, const http::Request& request, const 
     auto method = request.headers.get("X-HTTP-Method");
     auto line = "{\"number\":" + std::to_string(number) + ",\"time\":" + json_text(iso_time(now())) +
                 ",\"method\":" + json_text(request.method) + ",\"http_method_header\":" + json_text(method) +
+                ",\"depth\":" + json_text(request.headers.get("Depth")) +
                 ",\"path\":" + json_text(request.path) + ",\"query\":" + json_text(request.query_text) +
                 ",\"status\":" + std::to_string(result.status) + ",\"user\":" + json_text(user) +
                 ",\"bytes_in\":" + std::to_string(result.bytes_in) +

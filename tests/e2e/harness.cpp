@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <fstream>
@@ -193,6 +194,11 @@ void DevServer::Start() {
     }
 }
 
+bool DevServer::IsModern() const {
+    const auto option = std::find(m_options.begin(), m_options.end(), "--generation");
+    return option == m_options.end() || *(option + 1) == "modern";
+}
+
 void DevServer::Stop() {
     if (!m_process) return;
     m_process->Signal(SIGTERM);
@@ -279,16 +285,12 @@ std::string DevServer::Document(const std::string& name) const {
 }
 
 std::string DevServer::CheckedOutBy(const std::string& name) const {
-    const HttpAnswer answer =
-        Rest("alice", "GET",
-             "/_api/web/GetFileByServerRelativePath(decodedurl='" + Escape(PathOf(name)) +
-                 "')?$select=CheckOutType,CheckedOutByUser/LoginName&$expand=CheckedOutByUser");
-    rapidjson::Document json;
-    json.Parse(answer.body.c_str());
-    if (!json.IsObject() || !json.HasMember("CheckedOutByUser") || !json["CheckedOutByUser"].IsObject())
-        return {};
-    const rapidjson::Value& user = json["CheckedOutByUser"];
-    return user.HasMember("LoginName") && user["LoginName"].IsString() ? user["LoginName"].GetString() : "";
+    const HttpAnswer answer = Http({.url = m_origin + "/_dev/document?path=" + Escape(PathOf(name))});
+    static constexpr char kHeader[] = "X-Checked-Out-By:";
+    const size_t at = answer.headers.find(kHeader);
+    if (at == std::string::npos) return {};
+    const size_t start = answer.headers.find_first_not_of(' ', at + sizeof kHeader - 1);
+    return answer.headers.substr(start, answer.headers.find('\r', start) - start);
 }
 
 std::vector<std::string> DevServer::Requests() const {
@@ -301,6 +303,18 @@ std::vector<std::string> DevServer::Requests() const {
                            entry["query"].GetString());
     }
     return requests;
+}
+
+std::size_t DevServer::Listings() const {
+    rapidjson::Document json;
+    json.Parse(Http({.url = m_origin + "/_dev/requests"}).body.c_str());
+    const auto is_listing = [](const rapidjson::Value& entry) {
+        const std::string method = entry["method"].GetString();
+        return (method == "PROPFIND" && entry["depth"] == "1") ||
+               std::strstr(entry["query"].GetString(), "$expand=Folders") != nullptr;
+    };
+    if (!json.IsArray()) return 0;
+    return static_cast<std::size_t>(std::count_if(json.Begin(), json.End(), is_listing));
 }
 
 void DevServer::ClearRequests() const {
@@ -339,7 +353,11 @@ std::unique_ptr<Process> Sphost::Start(const std::vector<std::string>& arguments
 
 void Sphost::AddPlace(const DevServer& server, const std::string& user) const {
     const Result added =
-        Run({"place", "add", server.Site(), "--api", "modern", "--token-stdin"}, server.Token(user) + "\n");
+        server.IsModern()
+            ? Run({"place", "add", server.Site(), "--api", "modern", "--token-stdin"},
+                  server.Token(user) + "\n")
+            : Run({"place", "add", server.Site(), "--api", "compatible", "--user", user, "--password-stdin"},
+                  user + "\n");
     if (added.status != 0) throw std::runtime_error("place add: " + added.err);
 }
 

@@ -84,6 +84,8 @@ public:
     // "/sites/team/Shared Documents/<name>", unescaped.
     static std::string PathOf(const std::string& name);
     pid_t Id() const { return m_process->Id(); }
+    // Whether it plays the modern generation; the others know users by name and password alone.
+    bool IsModern() const;
     void Stop();
     void Restart();
 
@@ -103,6 +105,8 @@ public:
     // Requests since the last call of ClearRequests, as "METHOD path?query".
     std::vector<std::string> Requests() const;
     void ClearRequests() const;
+    // How many of these list a folder.
+    std::size_t Listings() const;
 
 private:
     void Start();
@@ -131,7 +135,7 @@ public:
     std::unique_ptr<Process> Start(const std::vector<std::string>& arguments) const;
     // Adds the server's site as a place, signed in by a device code that the server approves at once.
     void AddPlaceByCode(const DevServer& server) const;
-    // The same with a token of `user`.
+    // The same as `user`: with a token on a modern site, by name and password on an older one.
     void AddPlace(const DevServer& server, const std::string& user) const;
     const std::filesystem::path& Profile() const { return m_profile; }
     const TempFolder& Folder() const { return m_folder; }
