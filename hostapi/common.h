@@ -8,6 +8,13 @@
 
 using HWND = void*;
 
+struct RECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+};
+
 namespace TMK {
 
 // A long operation's way to learn that the user has changed his mind; may be asked from any thread.
@@ -30,8 +37,8 @@ struct IString : IDispatch {
     virtual HRESULT put_Value(LPCWSTR value) = 0;  // null means empty
     virtual HRESULT get_IsEmpty(VARIANT_BOOL* out_empty) = 0;
     virtual HRESULT Clear() = 0;
-    virtual HRESULT get_Length(UINT* out_length) = 0;                 // in UTF-16 units
-    virtual HRESULT SetValue(LPCWSTR value, UINT length) = 0;         // a null value or length 0 empties it
+    virtual HRESULT get_Length(UINT* out_length) = 0;          // in UTF-16 units
+    virtual HRESULT SetValue(LPCWSTR value, UINT length) = 0;  // a null value or length 0 empties it
 };
 
 // Shows how far a long operation has come; called on the thread that works.

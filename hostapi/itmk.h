@@ -4,6 +4,7 @@
 #include "hostapi/common.h"
 #include "hostapi/iafs.h"
 #include "hostapi/iuix.h"
+#include "hostapi/iweb_view.h"
 #include "hostapi/settings.h"
 
 namespace TMK {
@@ -50,7 +51,8 @@ struct IAUX_Inst : IUnknown {
     static constexpr IID kIid{0x52F1A69C, 0xDB07, 0x4E35, {0xB4, 0x8A, 0x6F, 0x19, 0xC2, 0x8B, 0x70, 0xFC}};
     virtual HRESULT CreateString(LPCWSTR value, IString** out_string) = 0;
     virtual HRESULT EncryptString(ITMK_CryptKey* key, IString* plain, IString** out_encrypted) = 0;
-    // E_INVALIDARG when the text is no ciphertext at all; E_ACCESSDENIED when it is one of another key or tampered.
+    // E_INVALIDARG when the text is no ciphertext at all; E_ACCESSDENIED when it is one of another key or
+    // tampered.
     virtual HRESULT DecryptString(ITMK_CryptKey* key, IString* encrypted, IString** out_plain) = 0;
 };
 
@@ -103,9 +105,11 @@ struct ITMK_TaskDialog : IUnknown {
 // The host instance.
 struct ITMK_Inst : IUnknown {
     static constexpr IID kIid{0xA40B93D1, 0x6CE7, 0x4815, {0x9B, 0x42, 0x18, 0xDF, 0x05, 0x6A, 0xC7, 0x41}};
-    virtual HRESULT GetExtension(LPCWSTR id, IUnknown** out_extension) = 0;  // E_NOINTERFACE for an unknown id
+    virtual HRESULT GetExtension(LPCWSTR id,
+                                 IUnknown** out_extension) = 0;  // E_NOINTERFACE for an unknown id
     virtual HRESULT GetPluginSettings(ITMK_Plugin* plugin, VARIANT_BOOL create, ITMK_Cab** out_settings) = 0;
-    virtual HRESULT Str2ID(LPCWSTR name, VARIANT_BOOL create, DWORD* out_id) = 0;  // S_FALSE and 0 when unknown
+    virtual HRESULT Str2ID(LPCWSTR name, VARIANT_BOOL create,
+                           DWORD* out_id) = 0;  // S_FALSE and 0 when unknown
     virtual HRESULT LoadLocalization(IStream* catalogue) = 0;
     virtual HRESULT RegisterInfoBarType(LPCWSTR id, LPCWSTR title_id, LPCWSTR description_id, DWORD priority,
                                         DWORD colour, IUIX_Icon* icon) = 0;
@@ -125,6 +129,11 @@ struct ITMK_Inst : IUnknown {
     virtual HRESULT FindDocumentByFile(IAFS_File* file, ITMK_Document** out_document) = 0;  // S_FALSE: none
     // Loads the document again from its file, dropping unsaved changes.
     virtual HRESULT ReloadDocument(ITMK_Document* document, DWORD reserved1, DWORD mode, DWORD reserved2) = 0;
+    // Makes a browser control in `parent`, or one to show nothing when that is null. `callback` hears when it
+    // is ready, after this call; it is held until then, or until the control is closed or released.
+    // `cookie_group` names the store of cookies.
+    virtual HRESULT CreateWebView(HWND parent, ITMK_WebViewInitializationCallback* callback,
+                                  BSTR cookie_group, ITMK_WebView** out_web_view) = 0;
 };
 
 }  // namespace TMK

@@ -1,5 +1,5 @@
-// The host's user interface: icons, images, commands and the objects of windows, as far as plug-ins name them.
-// Main thread only.
+// The host's user interface: icons, images, commands and the objects of windows, as far as plug-ins name
+// them. Main thread only.
 #pragma once
 
 #include "hostapi/common.h"
@@ -23,11 +23,68 @@ struct IUIX_MultiSizeIcon : IUnknown {
     virtual HRESULT Finish(IUIX_Icon** out_icon) = 0;
 };
 
+// What happens to a window; numbers that are not named here belong to single controls.
+enum UIX_EventCode : DWORD {
+    UIX_Event_Size = 5,
+    UIX_Event_InitDialog = 272,  // first of all, inside DoModal; a failure of its handler ends the start
+    UIX_Event_BeforeDestroy = 6457,
+    UIX_Event_Notify = 6482,  // from a control
+    UIX_Event_ShowModal = 6502,
+    UIX_Event_PreEndModal = 6503,
+    UIX_Event_EndModal = 6504,
+};
+
+struct UIX_Event {
+    DWORD nCode;
+    DWORD_PTR nParam1;
+    DWORD_PTR nParam2;
+    LONGLONG nResult;
+    VARIANT_BOOL bHandled;  // set by the handler; what is left unset gets the host's own treatment
+};
+
+enum UIX_ObjModal : DWORD {
+    UIX_ObjModal_AppModal = 1,
+};
+
+// A window of the host, made from a template.
+struct IUIX_Obj : IUnknown {
+    static constexpr IID kIid{0x78020060, 0x19ED, 0x431C, {0x88, 0x01, 0x7B, 0xDA, 0x60, 0x60, 0x6D, 0x5A}};
+    virtual HRESULT get_WndHandle(HWND* out_window) = 0;
+    // The nearest real window, from this one upwards: what a foreign control is put into.
+    virtual HRESULT GetFirstHWND(HWND* out_window) = 0;
+    virtual HRESULT GetClientRect(RECT* out_rectangle) = 0;
+    // Shows the window and handles events until EndModal, which gives the result; a window that the user
+    // closes ends with 0. A failure leaves the result alone.
+    virtual HRESULT DoModal(DWORD mode, LONGLONG* in_out_result) = 0;
+    virtual HRESULT EndModal(LONGLONG result) = 0;  // S_FALSE when it is not modal (any more)
+    virtual HRESULT Destroy() = 0;                  // S_FALSE when it is gone already
+};
+
+// The plug-in's half of a window. The host holds it from CreateObj until the window is destroyed.
+struct IUIX_ObjImpl : IUnknown {
+    static constexpr IID kIid{0xB630E824, 0xF00A, 0x4782, {0x89, 0xC1, 0xE7, 0x42, 0xFF, 0xE0, 0x68, 0xFD}};
+    virtual HRESULT put_Obj(IUIX_Obj* object) = 0;  // when the window is made; null when it is destroyed
+    virtual HRESULT OnEvent(UIX_Event* event) = 0;
+};
+
+struct UIX_CreateObjParams {
+    IUIX_ObjImpl* pImpl;
+    LPCVOID pTemplate;  // a document of dialog templates, UTF-8
+    DWORD nTemplateSize;
+    LPCWSTR szTemplateId;
+    DWORD nStyle;  // of the window, in the windowing system's own bits
+    HWND hParent;  // null: the main window
+};
+
 // The extension "UIX".
 struct IUIX_Inst : IUnknown {
     static constexpr IID kIid{0x6D3B90E8, 0x2F54, 0x4A1C, {0xB0, 0x9B, 0x16, 0x27, 0xF8, 0x4C, 0x5E, 0xC9}};
     virtual HRESULT CreateMultiSizeIcon(IUIX_MultiSizeIcon** out_icon) = 0;
-    virtual HRESULT CreateImage(IStream* stream, IUIX_Image** out_image) = 0;  // PNG; E_FAIL for anything else
+    virtual HRESULT CreateImage(IStream* stream,
+                                IUIX_Image** out_image) = 0;  // PNG; E_FAIL for anything else
+    // Makes a window and tells its implementation; E_INVALIDARG when the template holds no such dialog.
+    virtual HRESULT CreateObj(const UIX_CreateObjParams* parameters,
+                              IUIX_Obj** out_object) = 0;  // may be null
 };
 
 }  // namespace TMK

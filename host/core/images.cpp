@@ -168,6 +168,11 @@ public:
             return S_OK;
         });
     }
+    HRESULT CreateObj(const TMK::UIX_CreateObjParams* parameters, TMK::IUIX_Obj** out_object) override {
+        if (out_object) *out_object = nullptr;
+        if (!parameters || !parameters->pImpl) return E_INVALIDARG;
+        return E_NOTIMPL;  // there is no window on a terminal
+    }
 };
 
 }  // namespace

@@ -266,6 +266,13 @@ public:
         });
     }
 
+    HRESULT CreateWebView(HWND, TMK::ITMK_WebViewInitializationCallback*, BSTR,
+                          TMK::ITMK_WebView** out_web_view) override {
+        if (!out_web_view) return E_POINTER;
+        *out_web_view = nullptr;
+        return E_NOTIMPL;  // there is no browser on a terminal
+    }
+
 private:
     Host& m_host;
 };

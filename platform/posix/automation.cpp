@@ -136,6 +136,14 @@ bool is_known_scalar(VARTYPE type) {
 
 }  // namespace
 
+LPVOID CoTaskMemAlloc(SIZE_T size) {
+    return std::malloc(size ? size : 1);
+}
+
+void CoTaskMemFree(LPVOID memory) {
+    std::free(memory);
+}
+
 BSTR SysAllocString(LPCWSTR text) {
     if (!text) return nullptr;
     const std::size_t length = std::u16string_view(text).size();

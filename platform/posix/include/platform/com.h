@@ -97,6 +97,10 @@ struct IStream : ISequentialStream {
     virtual HRESULT Clone(IStream** out_stream) = 0;
 };
 
+// Memory that changes hands without being a BSTR.
+LPVOID CoTaskMemAlloc(SIZE_T size);  // null when there is none
+void CoTaskMemFree(LPVOID memory);   // takes null
+
 // A BSTR is preceded by its length in bytes (32 bits) and followed by a zero; null is an empty string.
 BSTR SysAllocString(LPCWSTR text);                  // null for null
 BSTR SysAllocStringLen(LPCWSTR text, UINT length);  // a null text leaves the content undefined
