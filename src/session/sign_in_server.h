@@ -10,4 +10,7 @@ inline constexpr const char16_t* kAuthority = u"https://login.microsoftonline.co
 inline constexpr const char16_t* kRedirectUri =
     u"ms-appx-web://microsoft.aad.brokerplugin/11111111-2222-4333-8444-555555555555";
 
+// The one store of cookies that all browser windows share.
+inline constexpr const char16_t* kCookieGroup = u"ds";
+
 }  // namespace SignInServer

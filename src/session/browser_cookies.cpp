@@ -1,0 +1,55 @@
+// Reading cookies out of a browser's list.
+#include "session/browser_cookies.h"
+
+#include <memory>
+#include <string_view>
+
+#include "http/session.h"
+#include "platform/com_ptr.h"
+#include "platform/text.h"
+
+namespace {
+
+using Getter = HRESULT (ICoreWebView2Cookie::*)(LPWSTR*);
+
+// Empty when the cookie doesn't say.
+std::u16string Get(ICoreWebView2Cookie* cookie, Getter getter) {
+    LPWSTR text = nullptr;
+    if (FAILED((cookie->*getter)(&text)) || !text) return {};
+    const std::unique_ptr<char16_t, void (*)(LPVOID)> owner(text, CoTaskMemFree);
+    return text;
+}
+
+bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
+    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
+                          static_cast<int>(b.size())) == CSTR_EQUAL;
+}
+
+}  // namespace
+
+bool CookieMatchesUrl(const std::u16string& url, const std::u16string& domain, const std::u16string& path) {
+    std::u16string host;
+    std::u16string url_path;
+    Http::Session::CrackUri(url.c_str(), nullptr, &host, nullptr, nullptr, &url_path);
+    if (host.size() < domain.size()) return false;
+    const std::u16string_view tail = std::u16string_view(host).substr(host.size() - domain.size());
+    if (!domain.empty() && !EqualIgnoringCase(tail, domain)) return false;
+    return (u"/" + url_path).starts_with(path);
+}
+
+bool FindCookie(ICoreWebView2CookieList* cookies, const char16_t* name, const std::u16string& url,
+                std::u16string& o_value) {
+    UINT count = 0;
+    if (!cookies || FAILED(cookies->get_Count(&count))) return false;
+    for (UINT index = 0; index < count; ++index) {
+        ComPtr<ICoreWebView2Cookie> cookie;
+        if (FAILED(cookies->GetValueAtIndex(index, cookie.put())) || !cookie) continue;
+        if (Get(cookie.get(), &ICoreWebView2Cookie::get_Name) != name) continue;
+        if (!CookieMatchesUrl(url, Get(cookie.get(), &ICoreWebView2Cookie::get_Domain),
+                              Get(cookie.get(), &ICoreWebView2Cookie::get_Path)))
+            continue;
+        o_value = Get(cookie.get(), &ICoreWebView2Cookie::get_Value);
+        return true;
+    }
+    return false;
+}
