@@ -261,6 +261,10 @@ TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedWhereverTheyAreFilled) 
     for (const char* wrong : {R"({"Pages":11})", R"({"Pages":0.5})", R"({"Code":"12345"})"})
         EXPECT_EQ(merge(wrong), 500) << wrong;
     EXPECT_EQ(merge(R"({"Stage":"Final","Pages":7.500000,"Code":"äöü€","Due":"2024-02-29"})"), 204);
+    EXPECT_EQ(merge(R"({"Lang":""})"), 204);
+    EXPECT_EQ(call(alice, site, "Lists", "CheckInFile", in).code(), "0x82000009")
+        << "emptied in spite of its default";
+    EXPECT_EQ(merge(R"({"Lang":"en"})"), 204);
     auto values = alice.get(file + "?$select=ID,Stage,Pages,Code,Due,Lang", Client::plain).json();
     EXPECT_STREQ(values["Stage"].GetString(), "Final");
     EXPECT_EQ(values["Pages"].GetDouble(), 7.5);
