@@ -1,10 +1,14 @@
 // From an account to a working connection, and back out by signing out.
 #include "session/session.h"
 
+#include <new>
+
 #include "afs/file_system.h"
+#include "dialogs/web_view_dialog.h"
 #include "platform/url.h"
 #include "platform/wininet.h"
 #include "plugin/failure.h"
+#include "plugin/main_thread.h"
 #include "plugin/plugin.h"
 #include "session/account_data.h"
 #include "session/authentication.h"
@@ -52,6 +56,19 @@ void ClearCookie(const std::u16string& url, const char16_t* name) {
         std::u16string(u"InternetSetCookieExW(m_http->GetUri().c_str(), L\"") + name +
             u"\", L\"no=value; expires=Mon,01-Jan-0001 00:00:00 GMT\", INTERNET_COOKIE_HTTPONLY, 0)",
         ApiException);
+}
+
+// Makes the browser forget the sign-in at a host, at the sign-in server and at hosted sites. What it can't
+// forget is left.
+void DeleteBrowserCookies(TMK::ITMK_Inst* instance, const std::u16string& host) {
+    TRACE_NAME("Session::SignOut");
+    const ComPtr<TMK::WebViewDlg> dialog(new (std::nothrow) TMK::WebViewDlg(instance));
+    if (!dialog) THROW_TRACED(ApiException, ERROR_NOT_ENOUGH_MEMORY);
+    CallOnMainThread(instance, [&] {
+        for (const char16_t* url : {host.c_str(), SignInServer::kHost, SignInServer::kHostedSitesSuffix})
+            dialog->DeleteCookies(SignInServer::kCookieGroup, url, nullptr);
+        return S_OK;
+    });
 }
 
 }  // namespace
@@ -126,14 +143,30 @@ void Session::SetSignInCallbacks(const AccountData& account, Plugin& plugin, Cre
         Prompt(context.get(), record, host, status_text);
         credentials = record;
     });
-    // An account of the other kind would get the browser's sign-in here, which yields cookies.
-    if (account.GetApiVersion() != AccountData::kModernApi) return;
+    if (account.GetApiVersion() != AccountData::kModernApi) {
+        SetFormsCallback(plugin);
+        return;
+    }
     m_http->SetOnAuthToken([inst = plugin.m_tmk_inst](std::u16string& token, const char16_t* url) {
         std::u16string sToken;
         const HRESULT result = AuthenticateWithMSAL(inst.get(), sToken, url);
         CHECK_RESULT_THROW(result);
         CHECK_THROW(!sToken.empty(), HResultException, E_CANCELED);
         token = std::move(sToken);
+    });
+}
+
+void Session::SetFormsCallback(Plugin& plugin) {
+    TRACE_NAME("Session::Create");
+    m_http->SetOnAuthCookies([inst = plugin.m_tmk_inst](
+                                 Http::Session::AuthCookies& cookies, const char16_t* server_url,
+                                 const char16_t* required_url, const char16_t* return_url) {
+        Http::Session::AuthCookies auth_cookies;
+        const HRESULT result =
+            AuthenticateWithMicrosoftForms(auth_cookies, required_url, return_url, server_url, inst.get());
+        CHECK_RESULT_THROW(result);
+        CHECK_THROW(!auth_cookies.empty(), HResultException, E_CANCELED);
+        cookies = std::move(auth_cookies);
     });
 }
 
@@ -170,8 +203,7 @@ HRESULT Session::SignOut(Plugin* pVInst, AccountData* pAcData) {
     CHECK_RETURN(pAcData != nullptr, E_INVALIDARG);
     std::u16string host;
     Http::Session::CrackUri(pAcData->GetUrl().c_str(), nullptr, &host, nullptr, nullptr, nullptr);
-    // The browser component's cookies of `host` and of the sign-in server are deleted here, once there is
-    // one.
+    DeleteBrowserCookies(pVInst->m_tmk_inst.get(), host);
     TRACE_RETURN(S_OK);
 }
 
@@ -188,8 +220,9 @@ void Session::SignOut() {
         Http::ConnectToLoginServer()->SendRequest(u"GET", u"logout.srf", nullptr, nullptr, nullptr, 0, true);
     });
     if (!plugin || !plugin->m_tmk_inst) THROW_TRACED(ApiException);
-    // The browser component's cookies of the host, the sign-in server and hosted sites go here, once there is
-    // one.
+    std::u16string host;
+    Http::Session::CrackUri(m_http->GetUri().c_str(), nullptr, &host, nullptr, nullptr, nullptr);
+    DeleteBrowserCookies(plugin->m_tmk_inst.get(), host);
     ClearCookie(m_http->GetUri(), u"FedAuth");
     ClearCookie(m_http->GetUri(), u"rtFa");
     TRACE_EXIT(u"");

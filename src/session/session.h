@@ -49,6 +49,7 @@ private:
     void Connect(const AccountData& account, Plugin& plugin, Http::Session::Credentials& credentials);
     void SetSignInCallbacks(const AccountData& account, Plugin& plugin,
                             Http::Session::Credentials& credentials);
+    void SetFormsCallback(Plugin& plugin);
     void CreateWeb(const AccountData& account);
     void WriteBack(AccountData& account, const Http::Session::Credentials& credentials) const;
 
