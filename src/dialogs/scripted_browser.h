@@ -223,6 +223,8 @@ public:
                 m_end = m_script.ends_with.value_or(0);
             }
         }
+        // What was posted before the end still arrives.
+        for (; !m_script.queue.empty(); m_script.queue.pop_front()) m_script.queue.front()();
         *in_out_result = *m_end;
         return S_OK;
     }
