@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "sharepoint/rest/digest.h"
+#include "sharepoint/request_digest.h"
 #include "sharepoint/rest/file_info.h"
 #include "sharepoint/rest/protocol.h"
 
@@ -37,8 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         ReadItems(Json::ArrayMember(Json::ObjectMember(item, group), u"results"));
     }
     SharePointRestAPI::ErrorCode(document.Root());
-    SharePointRestAPI::RequestDigest digest;
-    digest.Read(document.Root(), 0);
+    SharePoint::RequestDigest digest;
+    digest.Read("fuzz", item, 0);
     Json::Unsigned(Json::Member(item, u"Low"));
     return 0;
 }

@@ -89,8 +89,8 @@ public:
 
     // The object behind an absolute URL; null when it isn't there or is of another kind.
     virtual std::shared_ptr<Object> BindObject(const std::u16string& url, BindObjectType type) = 0;
-    // True only when the server says that there is no document behind the URL; an unclear answer is false. Throws
-    // when the server can't be asked.
+    // True only when the server says that there is no document behind the URL; an unclear answer is false.
+    // Throws when the server can't be asked.
     virtual bool IsFileKnownMissing(const std::u16string& url) = 0;
     // Makes an empty file, with missing parent folders; replaces what is there. Null on failure.
     virtual std::shared_ptr<Object> CreateFile(const std::u16string& url) = 0;

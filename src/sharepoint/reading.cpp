@@ -1,6 +1,8 @@
 // The SOAP envelope, and bodies to documents. Re-entrant.
 #include "sharepoint/reading.h"
 
+#include <algorithm>
+
 #include "http/log_text.h"
 #include "plugin/encoding.h"
 
@@ -34,7 +36,25 @@ uint32_t StatusNumber(std::string_view status) {
     return number;
 }
 
+// Keeps the beginning of what is written.
+class BeginningWriter final : public pugi::xml_writer {
+public:
+    void write(const void* data, size_t size) override {
+        text.append(static_cast<const char*>(data), std::min(size, kMaxSize - text.size()));
+    }
+    std::string text;
+
+private:
+    static constexpr size_t kMaxSize = 4096;
+};
+
 }  // namespace
+
+std::u16string XmlForLog(const pugi::xml_node& node) {
+    BeginningWriter writer;
+    node.print(writer, " ", pugi::format_raw, pugi::encoding_utf8);
+    return Http::BodyForLog(writer.text);
+}
 
 namespace SharePoint2010::Utility {
 

@@ -37,6 +37,9 @@ uint64_t ParseDateTimeIso8601(std::u16string_view text, Log::Level log_level);
 
 }  // namespace SharePoint2010::Utility
 
+// The beginning of an element's text, masked like any body.
+std::u16string XmlForLog(const pugi::xml_node& node);
+
 namespace SharePoint2013::Utility {
 
 // The whole body as text.

@@ -1,10 +1,9 @@
 // Finding and listing objects, and what the web knows for them: user, edit right, digest. Any thread.
 #include "sharepoint/rest/web.h"
 
-#include <chrono>
-
 #include "plugin/encoding.h"
 #include "plugin/url.h"
+#include "sharepoint/places.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/rest/file.h"
 #include "sharepoint/rest/file_info.h"
@@ -15,19 +14,10 @@ namespace SharePointRestAPI {
 
 namespace {
 
+using SharePoint::IsSameOrParent;
 using SharePoint2010::Utility::ReadJson;
 
 constexpr uint64_t kEditRights = 3;  // adding and changing items
-
-bool IsSameOrParent(CompareUrlsResult result) {
-    return result == CompareUrlsResult::equal || result == CompareUrlsResult::url1_is_parent;
-}
-
-int64_t MonotonicNow() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 std::shared_ptr<SharePoint::Object> MakeObject(SharePoint::Information information, bool is_folder,
                                                const std::shared_ptr<Web>& web) {
@@ -44,14 +34,7 @@ Http::Response Get(Http::Session& http, const std::u16string& address, bool chec
 std::shared_ptr<Web> Web::Create(std::shared_ptr<Http::Session> http, const std::u16string& object_url) {
     TRACE_ENTRY("SharePointRestAPI::Web::Create");
     std::shared_ptr<Web> self(new Web(http));
-    std::u16string object_path;
-    const CompareUrlsResult server_to_object_comparison_result =
-        CompareUrls(http->GetUri(), object_url, &object_path, false);
-    CHECK_THROW(server_to_object_comparison_result == CompareUrlsResult::equal ||
-                    server_to_object_comparison_result == CompareUrlsResult::url1_is_parent,
-                HResultException, E_INVALIDARG,
-                u"server_to_object_comparison_result == CompareUrlsResult::equal || "
-                u"server_to_object_comparison_result == CompareUrlsResult::url1_is_parent");
+    const std::u16string object_path = SharePoint::RequirePath(trace_function, http->GetUri(), object_url);
     CHECK_THROW(GetWebPath(*http, object_path, self->m_information.m_path), HResultException, E_INVALIDARG,
                 u"GetWebPath(*http, object_path, self->m_information.m_path)");
     self->m_root = self->m_information.m_path;
@@ -92,11 +75,7 @@ const SharePoint::Information& Web::UpdateInformation() {
     TRACE_ENTRY("SharePointRestAPI::Web::UpdateInformation");
     const std::u16string path = m_information.m_path;
     UpdateInformation(path, &m_information, nullptr);
-    if (m_information.m_name.empty()) {
-        // The name shown of a web without one is the part of its path before the last "/", and stays so.
-        const size_t slash = m_information.m_path.rfind(u'/');
-        if (slash != std::u16string::npos) m_information.m_name = m_information.m_path.substr(0, slash);
-    }
+    SharePoint::NameWebByItsPath(m_information);
     TRACE_EXIT(u"");
     return m_information;
 }
@@ -170,42 +149,19 @@ std::shared_ptr<SharePoint::Object> Web::BindObject(const std::u16string& url, B
     TRACE_ENTRY("SharePointRestAPI::Web::BindObject");
     const std::u16string server_url = m_http->GetUri();
     std::u16string relative;
-    const CompareUrlsResult to_server = CompareUrls(server_url, url, &relative, true);
-    if (!IsSameOrParent(to_server)) {
-        LOG_LINE(Log::error, u"Unexpected result %u of comparison server URL '%s' to the given URL '%s'",
-                 to_server, MaskForLog(server_url), MaskForLog(url));
-        return nullptr;
-    }
-    const CompareUrlsResult to_web = CompareRelativeUrls(m_information.m_path, relative);
-    if (to_web == CompareUrlsResult::equal) {
-        if (type == BindObjectType::file) {
-            LOG_LINE(Log::warning, u"given URL is web, cannot bind as file");
-            return nullptr;
-        }
-        LOG_LINE(Log::verbose, u"given URL is web, binded as folder");
-        return shared_from_this();
-    }
+    const auto place =
+        SharePoint::FindPlace(trace_function, server_url, m_information.m_path, url, type, relative);
+    if (place == SharePoint::Place::web) return shared_from_this();
+    if (place == SharePoint::Place::refused) return nullptr;
     SharePoint::Information information;
     bool is_folder = false;
-    if (IsFileLinkUrl(url)) {
-        if (type == BindObjectType::folder) {
-            LOG_LINE(Log::verbose, u"File link URL '%s' cannot be binded as folder", MaskForLog(url));
-            return nullptr;
-        }
+    if (place == SharePoint::Place::link) {
         if (!ReadFileLink(url, information, is_folder)) return nullptr;
-    } else if (to_web != CompareUrlsResult::url1_is_parent) {
-        LOG_LINE(Log::error, u"Unexpected result %u of comparison web path '%s' to the given path '%s'",
-                 to_web, MaskForLog(m_information.m_path), MaskForLog(relative));
-        return nullptr;
     } else if (!UpdateInformation(relative, &information, &is_folder)) {
         LOG_LINE(Log::warning, u"Object '%s' is not found on the server", MaskForLog(relative));
         return nullptr;
     }
-    if (type != BindObjectType::any && is_folder != (type == BindObjectType::folder)) {
-        LOG_LINE(Log::error, u"Object '%s' has unexpected type '%s'", MaskForLog(information.m_path),
-                 is_folder ? u"folder" : u"file");
-        return nullptr;
-    }
+    if (!SharePoint::IsOfType(trace_function, information, is_folder, type)) return nullptr;
     LOG_LINE(Log::verbose, u"Binded object %s", DescribeForLog(information, is_folder));
     TRACE_EXIT(u"");
     return MakeObject(std::move(information), is_folder, shared_from_this());
@@ -215,12 +171,9 @@ bool Web::ReadFileLink(const std::u16string& url, SharePoint::Information& out_i
                        bool& out_is_folder) {
     TRACE_NAME("SharePointRestAPI::Web::BindObject");
     LOG_LINE(Log::verbose, u"Getting information from file link URL '%s'", MaskForLog(url));
-    const std::u16string address =
-        u"_api/SP.RemoteWeb(@url)/web/GetFileByUrl(@url)?$select=ServerRelativeUrl,Name,Length,TimeCreated,"
-        u"TimeLastModified,CheckedOutByUser/LoginName&$expand=CheckedOutByUser&@url='" +
-        UrlEncode(url) + u"'";
     Json::Document document;
-    if (!ReadJson(document, Get(*m_http, address, /*check_status=*/true))) return false;
+    if (!ReadJson(document, Get(*m_http, SharePoint::FileLinkAddress(url), /*check_status=*/true)))
+        return false;
     const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
     if (!item || !ParseItem(*item, out_information, out_is_folder)) return false;
     LOG_LINE(Log::verbose, u"Web::BindObject FileLinkURL %s", DescribeForLog(out_information, out_is_folder));
@@ -287,7 +240,7 @@ bool Web::CanEdit(const std::u16string& path) {
 
 std::u16string Web::GetDigest() {
     TRACE_ENTRY("SharePointRestAPI::Web::GetDigest");
-    const int64_t now = MonotonicNow();
+    const int64_t now = SharePoint::RequestDigest::Now();
     {
         const std::lock_guard guard(m_digest_guard);
         if (m_digest.IsReusable(now)) return m_digest.text;
@@ -300,7 +253,9 @@ std::u16string Web::GetDigest() {
                             nullptr, 0, /*check_status=*/true);
     if (!ReadJson(document, response)) return {};
     const std::lock_guard guard(m_digest_guard);
-    if (!m_digest.Read(document.Root(), now)) return {};
+    const Json::Value* answer = Json::ObjectMember(&document.Root(), u"d");
+    if (!m_digest.Read(trace_function, Json::ObjectMember(answer, u"GetContextWebInformation"), now))
+        return {};
     TRACE_EXIT(u"non-empty digest");
     return m_digest.text;
 }

@@ -11,7 +11,7 @@
 #include "http/session.h"
 #include "sharepoint/json.h"
 #include "sharepoint/object.h"
-#include "sharepoint/rest/digest.h"
+#include "sharepoint/request_digest.h"
 
 namespace SharePointRestAPI {
 
@@ -74,13 +74,11 @@ private:
                                                         BindObjectType type);
     bool ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,
                       bool& out_is_folder);
-    bool FindPathInWeb(const std::u16string& url, std::u16string& out_path) const;
-    std::shared_ptr<SharePoint::Object> BindFolderQuietly(const std::u16string& path);
     bool CreateMissingFolders(std::u16string path, const std::vector<std::u16string>& missing);
 
     std::shared_ptr<Http::Session> m_http;
     std::mutex m_digest_guard;
-    RequestDigest m_digest;
+    SharePoint::RequestDigest m_digest;
 };
 
 }  // namespace SharePointRestAPI

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "sharepoint/rest/digest.h"
 #include "sharepoint/rest/site_test_fixture.h"
 
 namespace {
@@ -286,13 +285,12 @@ TEST(Digest, IsFetchedAnewForEachChangeWhileItIsYoung) {
 
 TEST(Digest, IsReusedOnlyOnceItIsFiveSecondsOverdue) {
     constexpr int64_t kSecond = 1'000'000'000;
-    const auto read = [](SharePointRestAPI::RequestDigest& digest, const char* more, int64_t now) {
+    const auto read = [](SharePoint::RequestDigest& digest, const char* more, int64_t now) {
         Json::Document document;
-        EXPECT_TRUE(document.Parse(R"({"d":{"GetContextWebInformation":{"FormDigestValue":"v")" +
-                                   std::string(more) + "}}}"));
-        return digest.Read(document.Root(), now);
+        EXPECT_TRUE(document.Parse(R"({"FormDigestValue":"v")" + std::string(more) + "}"));
+        return digest.Read("test", &document.Root(), now);
     };
-    SharePointRestAPI::RequestDigest digest;
+    SharePoint::RequestDigest digest;
     EXPECT_FALSE(digest.IsReusable(100 * kSecond));
     ASSERT_TRUE(read(digest, R"(,"FormDigestTimeoutSeconds":1800)", 100 * kSecond));
     EXPECT_EQ(digest.text, u"v");

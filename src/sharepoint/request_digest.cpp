@@ -1,9 +1,11 @@
 // Rules of the request digest. A plain value.
-#include "sharepoint/rest/digest.h"
+#include "sharepoint/request_digest.h"
+
+#include <chrono>
 
 #include "plugin/log.h"
 
-namespace SharePointRestAPI {
+namespace SharePoint {
 
 namespace {
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
@@ -14,10 +16,13 @@ bool RequestDigest::IsReusable(int64_t now) const {
     return !text.empty() && now - kMargin >= expiry;
 }
 
-bool RequestDigest::Read(const Json::Value& answer, int64_t now) {
-    TRACE_NAME("SharePointRestAPI::Web::GetDigest");
-    const Json::Value* information =
-        Json::ObjectMember(Json::ObjectMember(&answer, u"d"), u"GetContextWebInformation");
+int64_t RequestDigest::Now() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+bool RequestDigest::Read(const char* trace_function, const Json::Value* information, int64_t now) {
     const Json::Value* value = Json::Member(information, u"FormDigestValue");
     if (!value || !value->IsString()) {
         LOG_LINE(Log::error, u"Request digest JSON has no required member 'FormDigestValue'");
@@ -33,4 +38,4 @@ bool RequestDigest::Read(const Json::Value& answer, int64_t now) {
     return true;
 }
 
-}  // namespace SharePointRestAPI
+}  // namespace SharePoint

@@ -6,7 +6,7 @@
 
 #include "sharepoint/json.h"
 
-namespace SharePointRestAPI {
+namespace SharePoint {
 
 struct RequestDigest {
     std::u16string text;
@@ -17,9 +17,12 @@ struct RequestDigest {
     // expire.
     bool IsReusable(int64_t now) const;
 
-    // Takes digest and lifetime from the server's answer; false when there is no digest in it. Without a
-    // lifetime the expiry stays.
-    bool Read(const Json::Value& answer, int64_t now);
+    // Takes digest and lifetime from the context information in the server's answer, which may be null; false
+    // when there is no digest in it. Without a lifetime the expiry stays. `trace_function` is for the log.
+    bool Read(const char* trace_function, const Json::Value* information, int64_t now);
+
+    // The clock of `expiry`.
+    static int64_t Now();
 };
 
-}  // namespace SharePointRestAPI
+}  // namespace SharePoint

@@ -1,0 +1,18 @@
+// Two calls of the FrontPage Server Extensions' remote procedures ([MS-FPSE]): may the user edit, and who is
+// he. Nothing is thrown; a failure is the careful answer. No state.
+#pragma once
+
+#include <string>
+
+#include "http/session.h"
+
+namespace FrontPage {
+
+// Whether the server lets the user edit an object of the web; false also on failure. Paths are relative to
+// the server root.
+bool CanEdit(Http::Session& http, const std::u16string& web_path, const std::u16string& object_path);
+
+// The user's login, empty on failure.
+std::u16string GetCurrentUser(Http::Session& http, const std::u16string& web_path);
+
+}  // namespace FrontPage

@@ -1,0 +1,51 @@
+// Common operations of folders and files of an older server. One thread at a time.
+#include "sharepoint/legacy/object.h"
+
+#include "plugin/url.h"
+#include "sharepoint/legacy/front_page.h"
+#include "sharepoint/legacy/protocol.h"
+
+namespace SharePoint2013 {
+
+Object::Object(SharePoint::Information information, std::shared_ptr<Web> web) : m_web(std::move(web)) {
+    m_information = std::move(information);
+    m_root = m_information.m_path;
+}
+
+std::u16string Object::Address() const {
+    return UrlEncode(m_information.m_path);
+}
+
+bool Object::CanEdit() {
+    TRACE_ENTRY("SharePoint2013::Object::CanEdit");
+    const bool can_edit =
+        FrontPage::CanEdit(m_web->GetHttp(), m_web->GetInformation().m_path, m_information.m_path);
+    TRACE_EXIT(can_edit ? u"true" : u"false");
+    return can_edit;
+}
+
+const SharePoint::Information& Object::UpdateInformation() {
+    TRACE_ENTRY("SharePoint2013::Object::UpdateInformation");
+    LOG_LINE(Log::verbose, u"updating information for '%s'", MaskForLog(m_information.m_path));
+    const std::u16string path = m_information.m_path;
+    m_web->Enumerate(path, false, &m_information);
+    TRACE_EXIT(u"");
+    return m_information;
+}
+
+void Object::Rename(const std::u16string& new_path) {
+    TRACE_ENTRY("SharePoint2013::Object::Rename");
+    LOG_LINE(Log::verbose, u"renaming '%s' to '%s'", MaskForLog(m_information.m_path), MaskForLog(new_path));
+    m_web->SendMoveOrCopy(u"MOVE", m_information.m_path, new_path);
+    TRACE_EXIT(u"");
+}
+
+void Object::Delete() {
+    TRACE_ENTRY("SharePoint2013::Object::Delete");
+    LOG_LINE(Log::verbose, u"deleting '%s'", MaskForLog(m_information.m_path));
+    m_web->GetHttp().SendRequest(u"DELETE", Address(), kAcceptAny, nullptr, nullptr, 0,
+                                 /*check_status=*/true);
+    TRACE_EXIT(u"");
+}
+
+}  // namespace SharePoint2013
