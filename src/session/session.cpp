@@ -14,6 +14,7 @@
 #include "session/authentication.h"
 #include "session/sessions_memory.h"
 #include "session/sign_in_server.h"
+#include "sharepoint/legacy/web.h"
 #include "sharepoint/rest/web.h"
 
 namespace {
@@ -172,11 +173,11 @@ void Session::SetFormsCallback(Plugin& plugin) {
 
 void Session::CreateWeb(const AccountData& account) {
     TRACE_NAME("Session::Create");
-    CHECK_THROW(account.GetApiVersion() == AccountData::kModernApi, HResultException, E_NOTIMPL,
-                u"This version does not connect to servers of the older generation yet. Please choose the "
-                u"API version "
-                u"Modern for this place, if its server is SharePoint 2016 or newer.");
-    m_web = SharePointRestAPI::Web::Create(m_http, account.GetUrl());
+    if (account.GetApiVersion() == AccountData::kModernApi) {
+        m_web = SharePointRestAPI::Web::Create(m_http, account.GetUrl());
+    } else {
+        m_web = SharePoint2013::Web::Create(m_http, account.GetUrl());
+    }
     if (!m_web) SignOut();
     CHECK_THROW_TEXT(m_web != nullptr, u"self->m_web != nullptr", ApiException, ERROR_BAD_NETPATH);
 }
@@ -187,14 +188,6 @@ void Session::WriteBack(AccountData& account, const Credentials& credentials) co
     account.SetAuthHeader(header);
     account.SetCredentials(credentials);
     account.SetAuthToken(m_http->GetAuthToken());
-}
-
-bool Session::IsSharePoint(const std::u16string& url) {
-    TRACE_ENTRY("Session::IsSharePoint");
-    // The probe of a server needs the backend of the older generation, which is not here yet.
-    LOG_LINE(Log::warning, u"no SharePoint service at '%s' is looked for", MaskForLog(url));
-    TRACE_EXIT(u"false");
-    return false;
 }
 
 HRESULT Session::SignOut(Plugin* pVInst, AccountData* pAcData) {
