@@ -72,6 +72,9 @@ int main(int count, char** arguments) {
     } catch (const UsageError& error) {
         std::cerr << "spdevserver: " << error.what() << std::endl;
         return 2;
+    } catch (const std::invalid_argument& error) {
+        std::cerr << "spdevserver: " << error.what() << std::endl;
+        return 2;
     } catch (const FaultSyntaxError& error) {
         std::cerr << "spdevserver: fault plan: " << error.what() << std::endl;
         return 2;

@@ -93,6 +93,7 @@ Options parse_options(const std::vector<std::string>& arguments) {
         {"--site", [&](auto& v) { options.site_path = parse_site(v); }},
         {"--library", [&](auto& v) { options.library = v; }},
         {"--generation", [&](auto& v) { options.generation = parse_generation(v); }},
+        {"--auth", [&](auto& v) { options.sign_in = split(v, ','); }},
         {"--logins", [&](auto& v) { options.logins = parse_logins(v); }},
         {"--column", [&](auto& v) { options.columns.push_back(parse_column_option(v)); }},
         {"--user", [&](auto& v) { options.users.push_back(parse_user(v)); }},
@@ -134,6 +135,10 @@ Options parse_options(const std::vector<std::string>& arguments) {
         throw UsageError("--tls-cert and --tls-key belong together");
     if (options.library.empty() || options.library.find_first_of("/\\\"*:<>?|") != std::string::npos)
         throw UsageError("--library takes a folder name");
+    if (options.sign_in.empty())
+        options.sign_in = options.generation == Generation::modern
+                              ? std::vector<std::string>{"bearer"}
+                              : std::vector<std::string>{"digest", "basic"};
     if (options.users.empty())
         options.users = {
             {"alice", "alice", Rights::edit}, {"bob", "bob", Rights::edit}, {"carol", "carol", Rights::read}};
@@ -174,6 +179,8 @@ Who may sign in
                           (default users: alice:alice, bob:bob, carol:carol:read)
   --logins FORM           membership (default: i:0#.f|membership|alice@contoso.example), windows
                           (i:0#.w|contoso\alice) or classic (CONTOSO\alice), for users not known yet
+  --auth LIST             ways of signing in, separated by commas: bearer, basic, digest
+                          (default: bearer on the modern generation, digest,basic on the others)
   --approve USER          approve every device code at once for this user
   --token-lifetime S      seconds that an access token is valid (default 3600)
   --digest-lifetime S     seconds that a form digest is valid (default 1800)

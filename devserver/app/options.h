@@ -24,6 +24,7 @@ struct Options {
     std::string site_path = "sites/team", library = "Shared Documents";
     http::ServerOptions server;
     OAuthOptions oauth;
+    std::vector<std::string> sign_in;  // schemes; empty: those of the generation
     std::vector<UserOption> users;
     std::vector<std::pair<std::string, int>> seed_counts;
     Generation generation = Generation::modern;

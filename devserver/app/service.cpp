@@ -38,7 +38,7 @@ Service::Service(const Options& options, Store& store)
     : m_store(store),
       m_log(options.request_log_file),
       m_digests(store, options.digest_lifetime, options.optional_digest),
-      m_authenticator(store),
+      m_authenticator(store, options.sign_in),
       m_authority(store, options.oauth),
       m_generation(options.generation),
       m_doors(store, m_digests, options.generation, options.dav) {
@@ -78,8 +78,7 @@ http::Response Service::handle(http::Request& request) {
     if (!instead)
         if (auto later = answer_instead(faults, request, true)) response = std::move(*later);
     if (response.status == 401 && !response.headers.has("WWW-Authenticate"))
-        response.headers.set("WWW-Authenticate",
-                             m_authenticator.challenge(request).headers.get("WWW-Authenticate"));
+        add_challenges(m_authenticator.challenge(request), response);
     spoil(faults, request, response, m_store);
     add_server_headers(response, m_generation);
     return response;

@@ -10,6 +10,7 @@
 #include "auth/authenticator.h"
 #include "auth/digest.h"
 #include "auth/oauth.h"
+#include "auth/sign_in.h"
 #include "faults/plan.h"
 #include "http/message.h"
 #include "store/store.h"
@@ -33,7 +34,7 @@ private:
     RequestLog m_log;
     FaultPlan m_faults;
     FormDigests m_digests;
-    BearerAuthenticator m_authenticator;
+    SignIn m_authenticator;
     OAuthAuthority m_authority;
     Generation m_generation;
     Doors m_doors;

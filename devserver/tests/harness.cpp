@@ -258,7 +258,7 @@ Reply Client::ask(const std::string& method, const std::string& path, std::vecto
 }
 
 std::vector<std::string> generation_options(const std::string& name, std::vector<std::string> more) {
-    more.insert(more.end(), {"--generation", name});
+    more.insert(more.end(), {"--generation", name, "--auth", "bearer"});
     return more;
 }
 

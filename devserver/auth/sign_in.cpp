@@ -1,0 +1,44 @@
+// The ways of signing in that a site offers.
+// Owner: app/service; any thread.
+#include "auth/sign_in.h"
+
+#include <stdexcept>
+
+#include "auth/password.h"
+#include "base/text.h"
+
+namespace devserver {
+namespace {
+
+std::unique_ptr<Authenticator> make_scheme(Store& store, const std::string& name) {
+    if (name == "bearer") return std::make_unique<BearerAuthenticator>(store);
+    if (name == "basic") return std::make_unique<BasicAuthenticator>(store);
+    if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
+    throw std::invalid_argument("unknown way of signing in '" + name + "': use bearer, basic or digest");
+}
+
+}  // namespace
+
+SignIn::SignIn(Store& store, const std::vector<std::string>& schemes) {
+    for (const auto& name : schemes) m_schemes.push_back(make_scheme(store, name));
+}
+
+std::optional<User> SignIn::authenticate(const http::Request& request) {
+    for (auto& scheme : m_schemes)
+        if (auto user = scheme->authenticate(request)) return user;
+    return std::nullopt;
+}
+
+http::Response SignIn::challenge(const http::Request& request) {
+    auto response = m_schemes.front()->challenge(request);
+    for (std::size_t i = 1; i < m_schemes.size(); ++i)
+        add_challenges(m_schemes[i]->challenge(request), response);
+    return response;
+}
+
+void add_challenges(const http::Response& from, http::Response& to) {
+    for (const auto& [name, value] : from.headers.all())
+        if (equals_ignoring_case(name, "WWW-Authenticate")) to.headers.add(name, value);
+}
+
+}  // namespace devserver
