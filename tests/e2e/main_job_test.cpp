@@ -140,7 +140,7 @@ TEST_P(MainJob, BadInputGetsOneClearLineAndTheRightStatus) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Generations, MainJob, ::testing::Values("modern"),
+INSTANTIATE_TEST_SUITE_P(Generations, MainJob, ::testing::Values("modern", "2013", "2010"),
                          [](const auto& test) { return std::string("Of") + test.param; });
 
 }  // namespace

@@ -1,0 +1,136 @@
+// A development server of one generation, and its site as the backend of that generation sees it.
+#include "contract_site.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+#include "plugin/encoding.h"
+#include "plugin/url.h"
+#include "sharepoint/legacy/web.h"
+#include "sharepoint/rest/web.h"
+
+namespace contract {
+
+namespace {
+
+std::shared_ptr<Http::Session> Connect(const std::string& url, const std::string& user,
+                                       const std::string& token) {
+    std::u16string scheme, host;
+    uint16_t port = 0;
+    Http::Session::CrackUri(FromUtf8(url).c_str(), &scheme, &host, &port, nullptr, nullptr);
+    Http::Session::Credentials credentials;
+    if (token.empty()) credentials = {FromUtf8(user), FromUtf8(user)};
+    const auto http = Http::Session::Create(scheme, host, port, credentials, {});
+    if (!token.empty()) http->SetAuthToken(FromUtf8(token));
+    return http;
+}
+
+std::string HeaderOf(const e2e::HttpAnswer& answer, const std::string& name) {
+    std::istringstream lines(answer.headers);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with(name + ":")) continue;
+        line.erase(0, line.find_first_not_of(' ', name.size() + 1));
+        while (line.ends_with('\r')) line.pop_back();
+        return line;
+    }
+    return {};
+}
+
+}  // namespace
+
+const char* OptionOf(Generation generation) {
+    switch (generation) {
+        case Generation::modern:
+            return "modern";
+        case Generation::y2013:
+            return "2013";
+        default:
+            return "2010";
+    }
+}
+
+Contract::Contract() : m_server({"--generation", OptionOf(GetParam())}) {}
+
+SharePoint::Web& Contract::Site(const std::string& user) {
+    std::shared_ptr<SharePoint::Web>& web = m_webs[user];
+    if (!web) {
+        const auto http = Connect(OriginFor(user), user, IsRest() ? m_server.Token(user) : "");
+        const std::u16string url = FromUtf8(OriginFor(user) + "/sites/team");
+        if (IsRest()) {
+            web = SharePointRestAPI::Web::Create(http, url);
+        } else {
+            web = SharePoint2013::Web::Create(http, url);
+        }
+        if (!web) throw std::runtime_error("no site");
+    }
+    return *web;
+}
+
+std::u16string Contract::Path(const std::string& item) {
+    return FromUtf8(e2e::DevServer::PathOf(item)).substr(1);
+}
+
+std::string Contract::OriginFor(const std::string& user) const {
+    const std::string& origin = m_server.Origin();
+    return user == "alice" ? origin : "http://localhost" + origin.substr(origin.rfind(':'));
+}
+
+std::u16string Contract::Url(const std::string& item, const std::string& user) const {
+    return FromUtf8(OriginFor(user) + e2e::DevServer::PathOf(item));
+}
+
+std::shared_ptr<SharePoint::Object> Contract::Find(const std::string& item, const std::string& user,
+                                                   SharePoint::Web::BindObjectType type) {
+    return Site(user).BindObject(Url(item, user), type);
+}
+
+std::shared_ptr<SharePoint::File> Contract::FindFile(const std::string& item, const std::string& user) {
+    const auto object = Find(item, user, SharePoint::Web::BindObjectType::file);
+    if (!object || !object->AsFile()) throw std::runtime_error("no document " + item);
+    return object->AsFile();
+}
+
+void Contract::Make(const std::string& item, const std::string& bytes, const std::string& user) {
+    const auto object = Site(user).CreateFile(Url(item, user));
+    if (!object || !object->AsFile()) throw std::runtime_error("can't make " + item);
+    Write(*object->AsFile(), bytes);
+}
+
+void Contract::Write(SharePoint::File& file, const std::string& bytes) {
+    Http::Request upload = file.Write(bytes.size());
+    for (size_t at = 0; at < bytes.size();) at += upload.Write(bytes.data() + at, bytes.size() - at);
+    upload.End();
+}
+
+std::string Contract::Read(SharePoint::File& file) {
+    std::string bytes;
+    file.Read().ReadBody(bytes);
+    return bytes;
+}
+
+std::vector<std::string> Contract::Children(const std::string& folder) {
+    const auto object = Find(folder);
+    if (!object || !object->AsFolder()) throw std::runtime_error("no folder " + folder);
+    std::vector<std::string> names;
+    for (const auto& child : object->AsFolder()->Enumerate())
+        names.push_back(ToUtf8(child->GetInformation().m_name) + (child->AsFolder() ? "/" : ""));
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+Stored Contract::Look(const std::string& item) const {
+    const auto answer = e2e::Http(
+        {.url = m_server.Origin() + "/_dev/document?path=" + e2e::Escape(e2e::DevServer::PathOf(item))});
+    if (answer.status != 200) return {};
+    return {true, answer.body, HeaderOf(answer, "X-Version"), UrlDecode(HeaderOf(answer, "X-Comment")),
+            HeaderOf(answer, "X-Checked-Out-By")};
+}
+
+void Contract::DefineColumn(const std::string& json) const {
+    const auto answer =
+        e2e::Http({.method = "POST", .url = m_server.Origin() + "/_dev/column", .body = json});
+    if (answer.status / 100 != 2) throw std::runtime_error("column refused: " + answer.body);
+}
+
+}  // namespace contract
