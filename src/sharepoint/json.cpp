@@ -2,6 +2,8 @@
 // Re-entrant.
 #include "sharepoint/json.h"
 
+#include <algorithm>
+
 #include <rapidjson/reader.h>
 
 #include "plugin/encoding.h"
@@ -100,6 +102,19 @@ std::u16string_view Text(const Value* value) {
 std::optional<uint64_t> Unsigned(const Value* value) {
     if (value && value->IsUint64()) return value->GetUint64();
     return LeadingDigits(Text(value));
+}
+
+std::optional<uint32_t> Code(const Value* value) {
+    std::u16string_view text = Text(value);
+    const bool negative = text.starts_with(u'-');
+    if (negative) text.remove_prefix(1);
+    int64_t number = 0;
+    size_t digits = 0;
+    for (; digits < text.size() && text[digits] >= u'0' && text[digits] <= u'9'; ++digits) {
+        number = std::min<int64_t>(number * 10 + (text[digits] - u'0'), UINT32_MAX);
+    }
+    if (digits == 0) return std::nullopt;
+    return static_cast<uint32_t>(negative ? -number : number);
 }
 
 }  // namespace Json

@@ -69,4 +69,7 @@ std::u16string_view Text(const Value* value);
 // An unsigned number, written as a number or as a string of digits; text behind the digits is ignored.
 std::optional<uint64_t> Unsigned(const Value* value);
 
+// The number at the start of a text as 32 bits, "-2147024891, System..." for one; nothing without digits.
+std::optional<uint32_t> Code(const Value* value);
+
 }  // namespace Json

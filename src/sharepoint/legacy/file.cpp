@@ -119,6 +119,30 @@ Http::Request File::Write(uint64_t size) {
     return request;
 }
 
+SharePoint::FieldsSource File::Columns() const {
+    return {m_web->GetHttp(), m_web->EncodedPath(), m_information.m_path, kAcceptNoMetadata,
+            /*is_verbose=*/false};
+}
+
+SharePoint::FieldsData File::LoadFields() {
+    TRACE_ENTRY("SharePoint2013::File::LoadFields");
+    SharePoint::FieldsData fields = SharePoint::LoadFields(trace_function, Columns(), m_list_item_id);
+    TRACE_EXIT(static_cast<uint64_t>(fields.fields.size()));
+    return fields;
+}
+
+bool File::SaveFields() {
+    TRACE_ENTRY("SharePoint2013::File::SaveFields");
+    if (m_fields_data.fields.empty()) TRACE_RETURN(true);
+    const std::u16string digest = m_web->GetDigest2013();
+    if (digest.empty()) {
+        LOG_LINE(Log::error, u"Failed to get Request Digest");
+        return false;
+    }
+    SharePoint::SaveFields(Columns(), digest, m_list_item_id, m_fields_data.fields);
+    TRACE_RETURN(true);
+}
+
 void File::GetThumbnail(std::string& out_bytes) {
     TRACE_ENTRY("SharePoint2013::File::GetThumbnail");
     const std::u16string address =

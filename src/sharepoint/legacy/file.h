@@ -2,6 +2,7 @@
 // at a time.
 #pragma once
 
+#include "sharepoint/fields.h"
 #include "sharepoint/legacy/object.h"
 
 namespace SharePoint2013 {
@@ -23,11 +24,10 @@ public:
     CheckInResult CheckIn(const std::u16string& comment, uint32_t type) override;
     Http::Response Read() override;
     Http::Request Write(uint64_t size) override;
-    // The library's columns are not read or written yet: a document has none here.
-    SharePoint::FieldsData LoadFields() override { return {}; }
+    SharePoint::FieldsData LoadFields() override;
     const SharePoint::FieldsData& GetFields() const override { return m_fields_data; }
     void SetFields(SharePoint::FieldsData data) override { m_fields_data = std::move(data); }
-    bool SaveFields() override { return false; }
+    bool SaveFields() override;
     void GetThumbnail(std::string& out_bytes) override;
 
 private:
@@ -42,7 +42,10 @@ private:
     Outcome CallLists(const char* trace_function, const std::u16string& method,
                       const std::u16string& parameters, uint32_t known_fault);
 
+    SharePoint::FieldsSource Columns() const;
+
     SharePoint::FieldsData m_fields_data;
+    std::u16string m_list_item_id;  // decimal; empty until the columns were loaded
 };
 
 }  // namespace SharePoint2013

@@ -1,6 +1,7 @@
 // A document of a web over REST: its bytes, its check-out workflow, its place. Shared; one thread at a time.
 #pragma once
 
+#include "sharepoint/fields.h"
 #include "sharepoint/rest/object.h"
 
 namespace SharePointRestAPI {
@@ -24,11 +25,10 @@ public:
     CheckInResult CheckIn(const std::u16string& comment, uint32_t type) override;
     Http::Response Read() override;
     Http::Request Write(uint64_t size) override;
-    // The library's columns are not read or written yet: a document has none here.
-    SharePoint::FieldsData LoadFields() override { return {}; }
+    SharePoint::FieldsData LoadFields() override;
     const SharePoint::FieldsData& GetFields() const override { return m_fields_data; }
     void SetFields(SharePoint::FieldsData data) override { m_fields_data = std::move(data); }
-    bool SaveFields() override { return false; }
+    bool SaveFields() override;
     void GetThumbnail(std::string& out_bytes) override;
 
 private:
@@ -36,7 +36,10 @@ private:
     std::u16string Address(const std::u16string& suffix) const;
     void SendMoveOrCopy(const char* function, const std::u16string& call);
 
+    SharePoint::FieldsSource Columns() const;
+
     SharePoint::FieldsData m_fields_data;
+    std::u16string m_list_item_id;  // decimal; empty until the columns were loaded
 };
 
 }  // namespace SharePointRestAPI

@@ -1,8 +1,6 @@
 // Addresses and answers of the REST interface. Pure functions.
 #include "sharepoint/rest/protocol.h"
 
-#include <algorithm>
-
 #include "plugin/url.h"
 
 namespace SharePointRestAPI {
@@ -59,17 +57,7 @@ std::u16string FolderAddress(const std::u16string& web, const std::u16string& pa
 }
 
 std::optional<uint32_t> ErrorCode(const Json::Value& answer) {
-    const Json::Value* code = Json::Member(Json::ObjectMember(&answer, u"error"), u"code");
-    std::u16string_view text = Json::Text(code);
-    const bool negative = text.starts_with(u'-');
-    if (negative) text.remove_prefix(1);
-    int64_t number = 0;
-    size_t digits = 0;
-    for (; digits < text.size() && text[digits] >= u'0' && text[digits] <= u'9'; ++digits) {
-        number = std::min<int64_t>(number * 10 + (text[digits] - u'0'), UINT32_MAX);
-    }
-    if (digits == 0) return std::nullopt;
-    return static_cast<uint32_t>(negative ? -number : number);
+    return Json::Code(Json::Member(Json::ObjectMember(&answer, u"error"), u"code"));
 }
 
 std::optional<File::CheckInResult> CheckInResultOf(uint32_t status, uint32_t code) {

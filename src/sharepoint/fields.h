@@ -1,0 +1,75 @@
+// The editable columns of a document: the record that the dialogs share, and its way from the server and
+// back, the same for both dialects but for the form of the JSON. Records are shared; one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "http/session.h"
+#include "platform/com.h"
+#include "platform/com_ptr.h"
+#include "sharepoint/object.h"
+
+// A date column's value, as an object that a VARIANT can hold.
+struct IFieldDateTimeData : IUnknown {
+    static constexpr IID kIid{0x26603AB5, 0xF609, 0x4ACD, {0xA8, 0x08, 0xC6, 0x21, 0x91, 0xD3, 0x09, 0x29}};
+    virtual HRESULT get_DateTime(SYSTEMTIME* out_time) = 0;  // UTC; all 0 while there is none
+    virtual HRESULT put_DateTime(const SYSTEMTIME& time) = 0;
+    virtual HRESULT get_DisplayFormat(LONG* out_format) = 0;  // 0 for the date only, -1 when unknown
+    virtual HRESULT put_DisplayFormat(LONG format) = 0;
+};
+
+namespace SharePoint {
+
+// The server's numbers of field types, as far as they are supported.
+enum FieldKind : uint32_t {
+    field_text = 2,
+    field_note = 3,
+    field_date_time = 4,
+    field_choice = 6,
+    field_boolean = 8,
+    field_number = 9,
+};
+bool IsSupportedFieldKind(uint32_t kind);
+
+class Field {
+public:
+    // Gives the date object in the value, and puts one there first when there is none. E_UNEXPECTED for a
+    // field of another kind.
+    HRESULT GetDateTimeData(ComPtr<IFieldDateTimeData>& out_data);
+
+    std::u16string m_name;   // internal name, the key of the value in every request
+    std::u16string m_title;  // the label shown
+    Variant m_value;         // empty when the document has none
+    std::u16string m_default_value;
+    std::u16string m_description;
+    uint32_t m_kind = 0;
+    bool m_required = false;
+    std::vector<std::u16string> m_choices;
+    int32_t m_max_length = -1;  // in characters, -1 when unknown
+};
+
+// Where a document's columns are asked for, and in which form they come.
+struct FieldsSource {
+    Http::Session& http;
+    std::u16string web;   // encoded path of the web
+    std::u16string path;  // of the document, relative to the server root
+    const char16_t* const* accept;
+    bool is_verbose;  // what is asked for stands under "d"
+};
+
+// Loads columns and values. `list_item_id` receives the item's id when it is empty. HResultException
+// E_NOTIMPL when no list item is behind the document, HttpException, Exception for an answer of another
+// shape.
+FieldsData LoadFields(const char* trace_function, const FieldsSource& source, std::u16string& list_item_id);
+
+// Writes the values of `fields`. HttpException when the server refuses.
+void SaveFields(const FieldsSource& source, const std::u16string& digest, const std::u16string& list_item_id,
+                const std::vector<std::shared_ptr<Field>>& fields);
+
+// The JSON text of a change of these columns, in UTF-8. Values stand in it as they are, without escaping.
+std::string SerializeFields(const std::vector<std::shared_ptr<Field>>& fields);
+
+}  // namespace SharePoint

@@ -1,0 +1,204 @@
+// The columns' way from the server and back. One thread at a time.
+#include "plugin/encoding.h"
+#include "plugin/iso8601.h"
+#include "plugin/url.h"
+#include "sharepoint/fields.h"
+#include "sharepoint/reading.h"
+
+namespace SharePoint {
+
+namespace {
+
+using SharePoint2010::Utility::ReadJson;
+
+constexpr uint32_t kServerError = 500;
+constexpr uint32_t kNoListItem = 0x82000006;
+
+constexpr char16_t kFieldsQuery[] =
+    u"/ListItemAllFields/ParentList/Fields?$select=StaticName,FieldTypeKind,Required,Title,Description,"
+    u"DefaultValue,Choices,DisplayFormat,MaxLength&$filter=(ReadOnlyField+eq+false)+and+(Hidden+eq+false)+and"
+    u"(Group+ne+'_Hidden')+and+(StaticName+ne+'FileLeafRef')";
+
+std::u16string Address(const FieldsSource& source, const std::u16string& suffix) {
+    return source.web + u"/_api/Web/GetFileByServerRelativePath(decodedurl='/" +
+           UrlEncodeQuoted(source.path) + u"')" + suffix;
+}
+
+// Whether the server says that no list item is behind the document.
+bool IsWithoutListItem(const Json::Document& answer) {
+    const Json::Value* error = Json::ObjectMember(&answer.Root(), u"odata.error");
+    return Json::Code(Json::Member(error, u"code")) == kNoListItem;
+}
+
+// Text of a member that may be missing or null.
+std::u16string OptionalText(const Json::Value& element, const char16_t* key) {
+    return std::u16string(Json::Text(Json::Member(&element, key)));
+}
+
+void ReadChoices(const Json::Value& element, Field& field) {
+    const Json::Value* choices = Json::Member(&element, u"Choices");
+    if (!choices || !choices->IsArray()) return;
+    for (const Json::Value& choice : choices->GetArray())
+        if (choice.IsString()) field.m_choices.emplace_back(Json::Text(&choice));
+}
+
+void ReadDisplayFormat(const char* trace_function, const Json::Value& element, Field& field) {
+    const Json::Value* format = Json::Member(&element, u"DisplayFormat");
+    if (!format || format->IsNull()) return;
+    ComPtr<IFieldDateTimeData> data;
+    CHECK_THROW(SUCCEEDED(field.GetDateTimeData(data)), Exception, u"Unable to get field datetime data");
+    data->put_DisplayFormat(format->GetInt());
+}
+
+void ReadDefinition(const char* trace_function, const Json::Value& element, Field& field) {
+    field.m_title = OptionalText(element, u"Title");
+    field.m_description = OptionalText(element, u"Description");
+    field.m_default_value = OptionalText(element, u"DefaultValue");
+    ReadChoices(element, field);
+    if (field.m_kind == field_date_time) ReadDisplayFormat(trace_function, element, field);
+    const Json::Value* length = Json::Member(&element, u"MaxLength");
+    if (field.m_kind == field_text && length && length->IsUint())
+        field.m_max_length = static_cast<int32_t>(length->GetUint());
+}
+
+// Appends the column that an element defines, or notes that it can't be shown.
+void AddField(const char* trace_function, const FieldsSource& source, const Json::Value& element,
+              FieldsData& fields) {
+    auto field = std::make_shared<Field>();
+    field->m_name =
+        std::u16string(element[u"StaticName"].GetString(), element[u"StaticName"].GetStringLength());
+    field->m_kind = element[u"FieldTypeKind"].GetUint();
+    field->m_required = element[u"Required"].GetBool();
+    if (IsSupportedFieldKind(field->m_kind)) {
+        ReadDefinition(trace_function, element, *field);
+        fields.fields.push_back(std::move(field));
+    } else if (field->m_required) {
+        LOG_LINE(Log::warning, u"File '%s' - ignoring REQUIRED field '%s' of unsupported type %u",
+                 MaskForLog(source.path), MaskForLog(field->m_name), field->m_kind);
+        fields.has_unsupported_required = true;
+    } else {
+        LOG_LINE(Log::verbose, u"File '%s' - ignoring field '%s' of unsupported type %u",
+                 MaskForLog(source.path), MaskForLog(field->m_name), field->m_kind);
+    }
+}
+
+FieldsData LoadDefinitions(const char* trace_function, const FieldsSource& source) {
+    const Http::Response rsp = source.http.SendRequest(u"GET", Address(source, kFieldsQuery), source.accept,
+                                                       nullptr, nullptr, 0, false);
+    Json::Document document;
+    const uint32_t status = rsp.GetStatus();
+    if (status == kServerError && ReadJson(document, rsp) && IsWithoutListItem(document))
+        THROW_TRACED(HResultException, E_NOTIMPL);
+    CHECK_THROW_TEXT(200 <= status && status < 400, u"200 <= rsp.GetHttpCode() && rsp.GetHttpCode() < 400",
+                     Http::HttpException, rsp);
+    ReadJson(document, rsp);
+    const Json::Value* elements =
+        source.is_verbose ? Json::ArrayMember(Json::ObjectMember(&document.Root(), u"d"), u"results")
+                          : Json::ArrayMember(&document.Root(), u"value");
+    FieldsData fields;
+    if (!elements || !elements->IsArray()) return fields;
+    for (const Json::Value& element : elements->GetArray()) AddField(trace_function, source, element, fields);
+    return fields;
+}
+
+// False for a text that is no date.
+bool ReadDateValue(const Json::Value& value, Field& field) {
+    SYSTEMTIME time{};
+    ComPtr<IFieldDateTimeData> data;
+    if (FAILED(ParseDateTimeIso8601(std::u16string(Json::Text(&value)), &time))) return false;
+    if (FAILED(field.GetDateTimeData(data))) return false;
+    data->put_DateTime(time);
+    return true;
+}
+
+void ReadNumberValue(const Json::Value& value, Field& field) {
+    if (value.IsDouble()) {
+        VARIANT& number = field.m_value.get();
+        number.vt = VT_R8;
+        number.dblVal = value.GetDouble();
+    } else if (value.IsInt()) {
+        field.m_value = Variant(LONG{value.GetInt()});
+    } else if (value.IsInt64()) {
+        field.m_value = Variant(LONGLONG{value.GetInt64()});
+    }
+}
+
+// Takes a column's value; one of another type leaves it empty. False when the column can't be kept.
+bool ReadValue(const Json::Value& value, Field& field) {
+    switch (field.m_kind) {
+        case field_date_time:
+            return !value.IsString() || ReadDateValue(value, field);
+        case field_boolean:
+            if (value.IsBool()) field.m_value = Variant(value.GetBool());
+            return true;
+        case field_number:
+            ReadNumberValue(value, field);
+            return true;
+        default:
+            if (value.IsString()) field.m_value = Variant(Json::Text(&value));
+            return true;
+    }
+}
+
+void ReadValues(const char* trace_function, const FieldsSource& source, const Json::Value* item,
+                FieldsData& fields) {
+    std::erase_if(fields.fields, [&](const std::shared_ptr<Field>& field) {
+        const Json::Value* value = Json::Member(item, field->m_name);
+        if (value && ReadValue(*value, *field)) return false;
+        LOG_LINE(Log::warning, u"File '%s' ListItemAllFields has no field '%s'", MaskForLog(source.path),
+                 MaskForLog(field->m_name));
+        if (field->m_required) fields.has_unsupported_required = true;
+        return true;
+    });
+}
+
+std::u16string JoinNames(const FieldsData& fields) {
+    std::vector<std::u16string> names;
+    for (const auto& field : fields.fields) names.push_back(field->m_name);
+    return JoinStrings(names, u',');
+}
+
+}  // namespace
+
+FieldsData LoadFields(const char* trace_function, const FieldsSource& source, std::u16string& list_item_id) {
+    FieldsData fields = LoadDefinitions(trace_function, source);
+    if (fields.fields.empty()) {
+        LOG_LINE(Log::verbose, u"No fields found for file '%s'", MaskForLog(source.path));
+        return fields;
+    }
+    const std::u16string names = JoinNames(fields);
+    LOG_LINE(Log::verbose, u"File '%s' should have %llu fields: %s", MaskForLog(source.path),
+             static_cast<uint64_t>(fields.fields.size()), MaskForLog(names));
+    Json::Document document;
+    ReadJson(document,
+             source.http.SendRequest(u"GET", Address(source, u"/ListItemAllFields?$select=ID," + names),
+                                     source.accept, u"If-Match:*", nullptr, 0, /*check_status=*/true));
+    const Json::Value* item =
+        source.is_verbose ? Json::ObjectMember(&document.Root(), u"d") : &document.Root();
+    ReadValues(trace_function, source, item, fields);
+    if (list_item_id.empty()) {
+        const Json::Value* id = Json::Member(item, u"ID");
+        if (id && id->IsUint()) {
+            list_item_id = Widen(std::to_string(id->GetUint()));
+        } else {
+            LOG_LINE(Log::error, u"File '%s' ListItemAllFields has no uint field 'ID'",
+                     MaskForLog(source.path));
+        }
+    }
+    return fields;
+}
+
+void SaveFields(const FieldsSource& source, const std::u16string& digest, const std::u16string& list_item_id,
+                const std::vector<std::shared_ptr<Field>>& fields) {
+    const std::string body = SerializeFields(fields);
+    const std::u16string headers =
+        u"X-HTTP-Method:MERGE\nIF-MATCH:*\nAccept:application/json;odata=nometadata\n"
+        u"Content-type:application/json\nX-RequestDigest:" +
+        digest;
+    source.http.SendRequest(u"POST",
+                            Address(source, u"/ListItemAllFields/ParentList/Items(" + list_item_id + u")"),
+                            source.accept, headers.c_str(), body.data(), static_cast<ptrdiff_t>(body.size()),
+                            /*check_status=*/true);
+}
+
+}  // namespace SharePoint
