@@ -17,6 +17,7 @@ void Edit(Run& run);
 void CheckOut(Run& run);
 void CheckIn(Run& run);
 void Discard(Run& run);
+void Fields(Run& run);
 void MakeFolder(Run& run);
 void Remove(Run& run);
 void Move(Run& run);
@@ -28,6 +29,10 @@ void Recover(Run& run);
 // Sets one preference in the plug-in's settings; used by --log-level too.
 void SetPreference(TMK::ITMK_Cab* settings, const std::string& name, const std::string& value);
 std::string ReadPreference(TMK::ITMK_Cab* settings, const std::string& name);
+
+// The document that the first argument names, opened to be asked only: no prompt, no download, and no close
+// that would give the check-out up.
+ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what);
 
 // What saving a document needs: its way to the server, the step after a save, and the close.
 void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what);

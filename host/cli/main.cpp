@@ -30,7 +30,7 @@ host::fs::path PluginBesideProgram() {
 using Command = void (*)(cli::Run&);
 
 Command FindCommand(const std::string& name) {
-    static constexpr std::array<std::pair<std::string_view, Command>, 19> kCommands{{
+    static constexpr std::array<std::pair<std::string_view, Command>, 20> kCommands{{
         {"place add", cli::PlaceAdd},
         {"place list", cli::PlaceList},
         {"place remove", cli::PlaceRemove},
@@ -40,6 +40,7 @@ Command FindCommand(const std::string& name) {
         {"put", cli::Put},
         {"edit", cli::Edit},
         {"checkout", cli::CheckOut},
+        {"fields", cli::Fields},
         {"checkin", cli::CheckIn},
         {"discard", cli::Discard},
         {"mkdir", cli::MakeFolder},

@@ -77,6 +77,7 @@ const std::vector<CommandRow>& Commands() {
         {"checkout", "URL", "checks a document out to you", 1, 1, {}},
         {"checkin", "URL", "checks a document in", 1, 1, {"type", "comment", "keep"}},
         {"discard", "URL", "gives a check-out up", 1, 1, {}},
+        {"fields", "URL [NAME=VALUE...]", "shows and sets the library columns of a document", 1, 1000, {}},
         {"mkdir", "URL", "makes a folder", 1, 1, {}},
         {"rm", "URL", "deletes a file or a folder with all in it", 1, 1, {}},
         {"mv", "URL URL", "moves a file", 2, 2, {}},

@@ -9,16 +9,6 @@ namespace cli {
 
 namespace {
 
-// Opened to be asked only: no prompt, no download, and no close that would give the check-out up.
-ComPtr<TMK::IAFS_File> OpenDocument(Run& run, const std::string& what) {
-    const auto name = run.NameFor(ParseUrl(run.options().arguments[0]), what);
-    if (IsFolder(run.InfoOf(name.get(), what).get()))
-        run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
-    auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
-    run.host().TakeMessage();
-    return file;
-}
-
 bool IsCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& what) {
     Variant value;
     run.Check(file->get_Prop(u"CheckedOut", value.put()), what);
@@ -26,6 +16,15 @@ bool IsCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& what)
 }
 
 }  // namespace
+
+ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what) {
+    const auto name = run.NameFor(ParseUrl(run.options().arguments[0]), what);
+    if (IsFolder(run.InfoOf(name.get(), what).get()))
+        run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
+    auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
+    run.host().TakeMessage();
+    return file;
+}
 
 host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option, const char* button) {
     static constexpr std::array<std::string_view, 3> kTypes{"minor", "major", "overwrite"};
@@ -44,7 +43,7 @@ host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option
 
 void CheckOut(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto file = OpenDocument(run, what);
+    const auto file = OpenToAsk(run, what);
     run.Exec(file.get(), u"CheckOut", what);
     run.Say("checked out");
 }
@@ -56,7 +55,7 @@ void CheckIn(Run& run) {
     const auto answer = CheckInAnswer(options, "type", keep ? "btn.checkInAndKeepCkeckedOut" : "btn.checkIn");
     const bool is_told = options.Has("type") || options.Has("comment") || keep;
     const bool has_scripted_answer = !options.answers.empty();
-    const auto file = OpenDocument(run, what);
+    const auto file = OpenToAsk(run, what);
     if (!IsCheckedOutToUser(run, file.get(), what)) {
         run.Fail(E_FAIL, what, "the document is not checked out to you");
     }
@@ -72,7 +71,7 @@ void CheckIn(Run& run) {
 
 void Discard(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto file = OpenDocument(run, what);
+    const auto file = OpenToAsk(run, what);
     run.Exec(file.get(), u"DiscardCheckOut", what);
     run.Say("check-out given up");
 }

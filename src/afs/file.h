@@ -62,6 +62,10 @@ public:
     uint32_t CheckInWithUi(bool on_close, bool* out_dont_show);
     void ResetCache();
     void ReopenCacheFile(const VARIANT& data);
+    // The library columns as JSON text, and changes of them in the same form (fields_text.h). Throw
+    // HResultException, with a sentence for a person where a value doesn't fit.
+    void GetFields(VARIANT* out_value);
+    void SetFields(const VARIANT& changes);
     void SetSuppressAfterSave(bool suppress) { m_suppress_after_save = suppress; }
 
 private:

@@ -19,8 +19,8 @@ bool IsNamed(LPCWSTR name, LPCWSTR wanted) {
 
 }  // namespace
 
-HRESULT File::Exec(LPCWSTR command, const VARIANT& data, VARIANT*, TMK::ITMK_ErrorDetails* out_error_details,
-                   TMK::ITMK_CancelFlag* cancel_flag) {
+HRESULT File::Exec(LPCWSTR command, const VARIANT& data, VARIANT* out_value,
+                   TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Exec");
     try {
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
@@ -40,6 +40,10 @@ HRESULT File::Exec(LPCWSTR command, const VARIANT& data, VARIANT*, TMK::ITMK_Err
             ReopenCacheFile(data);
         } else if (IsNamed(command, u"ResetCache")) {
             ResetCache();
+        } else if (IsNamed(command, u"GetFields")) {
+            GetFields(out_value);
+        } else if (IsNamed(command, u"SetFields")) {
+            SetFields(data);
         } else {
             THROW_TRACED(HResultException, E_INVALIDARG,
                          std::u16string(u"Unsupported command \"") + command + u"\"");

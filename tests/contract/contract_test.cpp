@@ -6,6 +6,7 @@
 
 #include "contract_site.h"
 #include "plugin/encoding.h"
+#include "sharepoint/fields_text.h"
 
 namespace contract {
 
@@ -209,6 +210,47 @@ TEST_P(Contract, ReadersReadAndCantChange) {
     EXPECT_EQ(object->CanEdit(), IsRest());
     EXPECT_EQ(StatusOf([&] { Write(*object->AsFile(), "y"); }), 403u);
     EXPECT_EQ(Look("a.txt").bytes, "x");
+}
+
+TEST_P(Contract, ColumnsAreLoadedAndSaved) {
+    if (!HasColumns()) {
+        Make("a.txt", "x");
+        EXPECT_NE(StatusOf([&] { FindFile("a.txt")->LoadFields(); }), 0u) << "there is nobody to ask";
+        return;
+    }
+    for (const char* column : {R"({"name":"Topic","title":"Topic","type":"Text","required":true})",
+                               R"({"name":"Remarks","title":"Remarks","type":"Note"})",
+                               R"({"name":"Due","title":"Due","type":"DateTime","display_format":0})",
+                               R"({"name":"Met","title":"Met","type":"DateTime","display_format":1})",
+                               R"({"name":"Stage","title":"Stage","type":"Choice","choices":["new","done"]})",
+                               R"({"name":"Ok","title":"Ok","type":"Boolean"})",
+                               R"({"name":"Amount","title":"Amount","type":"Number"})",
+                               R"({"name":"Who","title":"Who","type":"User"})"}) {
+        DefineColumn(column);
+    }
+    Make("a.txt", "x");
+    const auto file = FindFile("a.txt");
+    EXPECT_TRUE(file->SaveFields()) << "nothing to save is no failure";
+    file->CheckOut();
+    EXPECT_EQ(file->CheckIn(u"too early", 1), SharePoint::File::cirRequiredProperties);
+    const SharePoint::FieldsData loaded = file->LoadFields();
+    EXPECT_FALSE(loaded.has_unsupported_required);
+    // A verbose answer wraps the choices, which the loader leaves alone.
+    file->SetFields(SharePoint::ChangedFields(
+        loaded,
+        uR"({"Topic":"it's \"so\"","Remarks":"é\n文","Due":"2026-11-23","Met":"2026-11-23T10:20:30Z",)"
+        uR"("Stage":"done","Ok":"yes","Amount":"12.5"})"));
+    EXPECT_TRUE(file->SaveFields());
+    const std::string told = ToUtf8(SharePoint::DescribeFields(FindFile("a.txt")->LoadFields()));
+    for (const char* value :
+         {R"("value":"it's \"so\"")", R"("value":"é\n文")", R"("value":"2026-11-23")",
+          R"("value":"2026-11-23T10:20:30")", R"("value":"done")", R"("value":true)", R"("value":12.5)"}) {
+        EXPECT_NE(told.find(value), std::string::npos) << value << " in " << told;
+    }
+    EXPECT_EQ(told.find("Who"), std::string::npos);
+    EXPECT_EQ(file->CheckIn(u"now", 1), SharePoint::File::cirOk);
+    DefineColumn(R"({"name":"Owner","title":"Owner","type":"User","required":true})");
+    EXPECT_TRUE(FindFile("a.txt")->LoadFields().has_unsupported_required);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, Contract,

@@ -1,0 +1,22 @@
+// The columns as JSON text, for hosts that have no properties dialog: what a document has, and what is to be
+// changed. Pure functions; re-entrant.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "sharepoint/fields.h"
+
+namespace SharePoint {
+
+// {"requiredUnsupported": false, "fields": [{"name", "title", "kind": "text", "required", "value", "choices",
+// "description", "default", "maxLength"}]}. A value is null, a text (dates in ISO 8601, UTC), a number, true
+// or false; choices are there for a choice alone.
+std::u16string DescribeFields(const FieldsData& data);
+
+// Reads {"NAME": "text"} and puts the texts into the columns of these names, by kind. The result is what has
+// to be saved. HResultException E_INVALIDARG, with a sentence for a person, for anything that doesn't fit;
+// then nothing is to be saved.
+FieldsData ChangedFields(const FieldsData& data, const std::u16string& changes);
+
+}  // namespace SharePoint
