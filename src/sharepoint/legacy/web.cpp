@@ -30,6 +30,13 @@ std::u16string AttributeOf(const pugi::xml_node& node, const char* name) {
     return FromUtf8(node.attribute(name).value());
 }
 
+// What plainly lies below is told without taking both paths apart; a long listing has little else.
+bool IsSamePath(const std::u16string& path, const std::u16string& other) {
+    const bool is_below = other.size() > path.size() + 1 && other[path.size()] == u'/' &&
+                          other[path.size() + 1] != u'.' && other.starts_with(path);
+    return !is_below && CompareRelativeUrls(path, other) == CompareUrlsResult::equal;
+}
+
 pugi::xml_node UserOf(const pugi::xml_node& result) {
     return result.child("GetUserInfo").child("User");
 }
@@ -136,7 +143,7 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
         SharePoint::Information information;
         bool is_folder = false;
         if (!ParseWebDavPropfind(server_url, response, information, is_folder)) continue;
-        const bool is_itself = CompareRelativeUrls(path, information.m_path) == CompareUrlsResult::equal;
+        const bool is_itself = IsSamePath(path, information.m_path);
         LOG_LINE(Log::verbose, is_itself ? u"Object %s" : u"Object child %s",
                  SharePoint::DescribeForLog(information, is_folder));
         if (is_itself) {
