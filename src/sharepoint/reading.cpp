@@ -2,6 +2,7 @@
 #include "sharepoint/reading.h"
 
 #include <algorithm>
+#include <array>
 
 #include "http/log_text.h"
 #include "plugin/encoding.h"
@@ -15,13 +16,34 @@ constexpr char kEnvelopeStart[] = R"(<?xml version="1.0" encoding="utf-8"?>)"
                                   R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/"><soap:Body><)";
 constexpr const char16_t* kAcceptXml[] = {u"text/xml", nullptr};
 
+// Metadata of more than 100,000 items; beyond it the server is at fault, and the memory is worth more.
+constexpr size_t kMaxBody = size_t{256} * 1024 * 1024;
+// An element takes thirty times its shortest spelling in memory.
+constexpr ptrdiff_t kMaxXmlTags = 16'000'000;
+
+// The whole body. Exception when there is more of it than any listing has.
+std::string ReadMetadata(const Http::Response& response) {
+    TRACE_NAME("SharePoint2010::Utility::ReadMetadata");
+    std::string body;
+    std::array<char, 64 * 1024> block;
+    while (const size_t size = response.ReadBody(block.data(), block.size())) {
+        CHECK_THROW(size <= kMaxBody - body.size(), Exception,
+                    u"The server's answer is too large to be read");
+        body.append(block.data(), size);
+    }
+    return body;
+}
+
 void LogBody(Log::Level level, const char* function, std::string_view body) {
     if (Log::IsOn(level)) Log::Write(level, function, Http::BodyForLog(body));
 }
 
 pugi::xml_parse_result ParseXml(pugi::xml_document& out_document, const Http::Response& response,
                                 std::string& body) {
-    response.ReadBody(body);
+    TRACE_NAME("SharePoint2010::Utility::ParseXml");
+    body = ReadMetadata(response);
+    CHECK_THROW(std::count(body.begin(), body.end(), '<') <= kMaxXmlTags, Exception,
+                u"The server's answer has too many elements to be read");
     return out_document.load_buffer(body.data(), body.size(), pugi::parse_default, pugi::encoding_auto);
 }
 
@@ -104,8 +126,7 @@ void ReadResponseXml(pugi::xml_document& out_document, const Http::Response& res
 
 bool ReadJson(Json::Document& out_document, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2010::Utility::ReadJson");
-    std::string body;
-    response.ReadBody(body);
+    const std::string body = ReadMetadata(response);
     LogBody(Log::verbose, trace_function, body);
     const bool parsed = out_document.Parse(body);
     if (!parsed) {
@@ -123,9 +144,7 @@ namespace SharePoint2013::Utility {
 
 void ReadString(std::u16string& out_text, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2013::Utility::ReadString");
-    std::string body;
-    response.ReadBody(body);
-    out_text = FromUtf8(body);
+    out_text = FromUtf8(ReadMetadata(response));
     TRACE_EXIT(u"");
 }
 

@@ -58,6 +58,7 @@ bool ReadUsualForm(std::string_view text, std::tm& fields) {
 
 // The same with what formatted input lets pass: more blanks, long names, either case.
 bool ReadLooseForm(const std::string& text, std::tm& fields) {
+    if (text.find("GMT") == std::string::npos) return false;  // the library takes a cut text for a whole one
     std::istringstream stream(text);
     stream.imbue(std::locale::classic());  // the names of days and months are English
     stream >> std::get_time(&fields, "%a, %d %b %Y %H:%M:%S GMT");
