@@ -9,6 +9,7 @@ void PlaceAdd(Run& run);
 void PlaceList(Run& run);
 void PlaceRemove(Run& run);
 void SignOut(Run& run);
+void Detect(Run& run);
 void List(Run& run);
 void Stat(Run& run);
 void Get(Run& run);
@@ -25,6 +26,10 @@ void Copy(Run& run);
 void Rename(Run& run);
 void Preferences(Run& run);
 void Recover(Run& run);
+
+// What --user and --password-stdin say for a server that asks. `place add` puts them into its new account
+// instead.
+std::optional<host::Credentials> GivenCredentials(const Options& options);
 
 // Sets one preference in the plug-in's settings; used by --log-level too.
 void SetPreference(TMK::ITMK_Cab* settings, const std::string& name, const std::string& value);

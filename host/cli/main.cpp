@@ -30,7 +30,7 @@ host::fs::path PluginBesideProgram() {
 using Command = void (*)(cli::Run&);
 
 Command FindCommand(const std::string& name) {
-    static constexpr std::array<std::pair<std::string_view, Command>, 20> kCommands{{
+    static constexpr std::array<std::pair<std::string_view, Command>, 21> kCommands{{
         {"place add", cli::PlaceAdd},
         {"place list", cli::PlaceList},
         {"place remove", cli::PlaceRemove},
@@ -40,6 +40,7 @@ Command FindCommand(const std::string& name) {
         {"put", cli::Put},
         {"edit", cli::Edit},
         {"checkout", cli::CheckOut},
+        {"detect", cli::Detect},
         {"fields", cli::Fields},
         {"checkin", cli::CheckIn},
         {"discard", cli::Discard},
@@ -92,6 +93,7 @@ void RunCommand(const cli::Options& options, host::Terminal& terminal) {
     wanted.profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
     wanted.terminal = &terminal;
+    wanted.credentials = cli::GivenCredentials(options);
     wanted.warn = [](const std::string& line) { Tell("warning: " + host::PlainLine(line)); };
     host::Host host(std::move(wanted));
     host.prompts().SetYes(options.Has("yes"));

@@ -19,6 +19,8 @@ constexpr std::array kCommon{
     OptionRow{"profile", "DIR",
               "where places, settings and local copies are kept (default: your config folder)"},
     OptionRow{"plugin", "FILE", "the plug-in to load (default: SharePoint.tkp beside this program)"},
+    OptionRow{"user", "NAME", "sign in as this user when the server asks"},
+    OptionRow{"password-stdin", nullptr, "the password is the first line of standard input"},
     OptionRow{"json", nullptr, "one JSON document on standard output"},
     OptionRow{"yes", nullptr, "press the default button of every prompt"},
     OptionRow{"answer", "ID=BUTTON",
@@ -32,8 +34,6 @@ constexpr std::array kCommon{
 
 constexpr std::array kOwn{
     OptionRow{"api", "KIND", "modern (default) or compatible"},
-    OptionRow{"user", "NAME", "sign in as this user"},
-    OptionRow{"password-stdin", nullptr, "the password is the first line of standard input"},
     OptionRow{"token-stdin", nullptr, "an access token is the first line of standard input"},
     OptionRow{"authority", "URL", "the sign-in authority of this site's server"},
     OptionRow{"client-id", "ID", "the application id to sign in with"},
@@ -61,7 +61,7 @@ const std::vector<CommandRow>& Commands() {
          "adds a site as a place and signs in to it",
          1,
          1,
-         {"api", "user", "password-stdin", "token-stdin", "authority", "client-id"}},
+         {"api", "token-stdin", "authority", "client-id"}},
         {"place list", "", "lists the places", 0, 0, {}},
         {"place remove", "URL", "forgets a place and its sign-in", 1, 1, {}},
         {"ls", "URL", "lists a folder: kind, size, modified, name", 1, 1, {}},
@@ -85,6 +85,7 @@ const std::vector<CommandRow>& Commands() {
         {"rename", "URL URL", "renames a file or a folder", 2, 2, {}},
         {"prefs", "[NAME[=VALUE]]", "shows and changes preferences", 0, 1, {}},
         {"recover", "[URL]", "lists, sends or drops what was not sent", 0, 1, {"send", "drop"}},
+        {"detect", "URL", "tells whether an address belongs to SharePoint at all", 1, 1, {}},
         {"signout", "URL", "signs out and forgets the sign-in", 1, 1, {}},
     };
     return rows;

@@ -58,18 +58,37 @@ std::shared_ptr<host::SettingsTree> NewAccountTree(Run& run, const std::u16strin
     if (user) put_secret(u"User", *user);
     if (options.Has("password-stdin")) {
         if (!user) throw UsageError("--password-stdin goes with --user");
-        put_secret(u"Password", run.ReadSecretLine(what));
+        put_secret(u"Password", ReadSecretLine(what));
     }
     if (options.Has("token-stdin")) {
         if (options.Has("password-stdin"))
             throw UsageError("--token-stdin and --password-stdin exclude each other");
-        put_secret(u"AuthToken", run.ReadSecretLine(what));
+        put_secret(u"AuthToken", ReadSecretLine(what));
     }
     host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(static_cast<LONG>(api == "modern" ? 1 : 0)).get());
     return tree;
 }
 
 }  // namespace
+
+std::optional<host::Credentials> GivenCredentials(const Options& options) {
+    if (options.command == "place add" || !options.Has("password-stdin")) return std::nullopt;
+    return host::Credentials{host::ToUtf16(options.Value("user").value_or("")),
+                             host::ToUtf16(ReadSecretLine(options.command))};
+}
+
+void Detect(Run& run) {
+    const std::string& address = run.options().arguments[0];
+    const std::string what = What(run.options(), address);
+    const HRESULT result = run.file_system()->StringToName(host::ToUtf16(address).c_str(),
+                                                           TMK::AFS_String2Name_FullTest, nullptr, nullptr);
+    if (result != E_INVALIDARG) run.Check(result, what);
+    const bool is_sharepoint = SUCCEEDED(result);
+    JsonText json;
+    json.StartObject().Key("url").String(address).Key("sharePoint").Bool(is_sharepoint).EndObject();
+    if (run.options().Has("json")) run.Out(json.Take());
+    run.Say(is_sharepoint ? "SharePoint" : "not SharePoint");
+}
 
 void PlaceAdd(Run& run) {
     const Options& options = run.options();

@@ -38,7 +38,10 @@ HRESULT Run::Check(HRESULT result, const std::string& what) {
     }
     std::string message = host::PlainLine(m_details->Text());
     if (message.empty()) message = host::PlainLine(noted);
-    if (message.empty() || result == host::kCanceled) message = FriendlyText(result);
+    if (message.empty() || result == host::kCanceled) {
+        message = FriendlyText(result);
+        if (result == host::kCanceled && !noted.empty()) message += ": " + host::PlainLine(noted);
+    }
     m_details->Clear();
     Fail(result, what, message);
 }
@@ -98,7 +101,9 @@ ComPtr<TMK::IAFS_FileInfo> Run::FindInfo(TMK::IAFS_Name* name, const std::string
 
 ComPtr<TMK::IAFS_FileInfo> Run::InfoOf(TMK::IAFS_Name* name, const std::string& what) {
     auto info = FindInfo(name, what);
-    if (!info) Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what, "nothing was found at this address, or the server did not say");
+    if (!info)
+        Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what,
+             "nothing was found at this address, or the server did not say");
     return info;
 }
 
@@ -145,7 +150,7 @@ void Run::Say(const std::string& line) {
     if (!m_options.Has("json")) Out(line + "\n");
 }
 
-std::string Run::ReadSecretLine(const std::string& what) {
+std::string ReadSecretLine(const std::string& what) {
     std::string line;
     char byte = 0;
     constexpr std::size_t kLongest = 64 * 1024;
@@ -156,7 +161,7 @@ std::string Run::ReadSecretLine(const std::string& what) {
         line += byte;
     }
     while (line.ends_with('\r')) line.pop_back();
-    if (line.empty()) Fail(E_INVALIDARG, what, "standard input holds no line with the secret");
+    if (line.empty()) throw CommandError{what, E_INVALIDARG, "standard input holds no line with the secret"};
     return line;
 }
 

@@ -62,7 +62,6 @@ public:
 
     void Out(const std::string& text);  // to standard output; a CommandError when that fails
     void Say(const std::string& line);  // the same with a line end, unless --json
-    std::string ReadSecretLine(const std::string& what);  // the first line of standard input
 
 private:
     host::Host& m_host;
@@ -72,6 +71,9 @@ private:
     ComPtr<TMK::IAFS_FileSys> m_file_system;
     std::vector<std::unique_ptr<Site>> m_sites;
 };
+
+// The first line of standard input. A CommandError when there is none.
+std::string ReadSecretLine(const std::string& what);
 
 bool IsFolder(TMK::IAFS_FileInfo* info);
 // "what URL", as an error names it.

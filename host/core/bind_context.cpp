@@ -11,11 +11,11 @@ namespace {
 
 class BindContext final : public Object<TMK::IAFS_BindContext> {
 public:
-    BindContext(Terminal& terminal, std::optional<Credentials> given)
-        : m_terminal(terminal), m_given(std::move(given)) {}
+    BindContext(Terminal& terminal, std::optional<Credentials> given, NoteRefusal note)
+        : m_terminal(terminal), m_given(std::move(given)), m_note(std::move(note)) {}
 
-    HRESULT OnGetUserAccount(void*, LPWSTR host_name, LPWSTR status_text, LPWSTR user, LPWSTR, BSTR* out_user,
-                             BSTR* out_password, void*, DWORD flags) override {
+    HRESULT OnGetUserAccount(void*, LPWSTR host_name, LPWSTR status_text, LPWSTR user, LPWSTR password,
+                             BSTR* out_user, BSTR* out_password, void*, DWORD flags) override {
         if (!out_user || !out_password) return E_POINTER;
         return Guarded([&] {
             const std::lock_guard lock(m_terminal.mutex());
@@ -24,10 +24,16 @@ public:
             // Given credentials that come back to be asked for were refused.
             if (m_given && !m_used) {
                 m_used = true;
-                return Give(*m_given, out_user, out_password);
+                const std::u16string name = m_given->user.empty() ? FromWide(user) : m_given->user;
+                return Give({name, m_given->password}, out_user, out_password);
             }
             const auto asked = Ask(FromWide(host_name), FromWide(status_text), FromWide(user));
-            return asked ? Give(*asked, out_user, out_password) : kCanceled;
+            if (asked) return Give(*asked, out_user, out_password);
+            const bool was_tried = m_used || (password && *password);
+            if (m_note)
+                m_note(was_tried ? "the server refused the user name or the password"
+                                 : "the server asks for a user name and a password");
+            return kCanceled;
         });
     }
 
@@ -55,13 +61,15 @@ private:
 
     Terminal& m_terminal;
     const std::optional<Credentials> m_given;
+    const NoteRefusal m_note;
     bool m_used = false;
 };
 
 }  // namespace
 
-ComPtr<TMK::IAFS_BindContext> MakeBindContext(Terminal& terminal, std::optional<Credentials> given) {
-    return Make<BindContext>(terminal, std::move(given));
+ComPtr<TMK::IAFS_BindContext> MakeBindContext(Terminal& terminal, std::optional<Credentials> given,
+                                              NoteRefusal note) {
+    return Make<BindContext>(terminal, std::move(given), std::move(note));
 }
 
 }  // namespace host

@@ -2,6 +2,7 @@
 // Any thread.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -11,12 +12,16 @@
 
 namespace host {
 
+// Hears why nobody could be asked, in a sentence for a person.
+using NoteRefusal = std::function<void(const std::string&)>;
+
 struct Credentials {
     std::u16string user;
     std::u16string password;
 };
 
 // Nobody to ask, or a person who gives no answer, is the result 0x821704C7.
-ComPtr<TMK::IAFS_BindContext> MakeBindContext(Terminal& terminal, std::optional<Credentials> given);
+ComPtr<TMK::IAFS_BindContext> MakeBindContext(Terminal& terminal, std::optional<Credentials> given,
+                                              NoteRefusal note = {});
 
 }  // namespace host

@@ -116,7 +116,8 @@ HRESULT Host::Bind(TMK::IAFS_AccountData* account, TMK::ITMK_CancelFlag* cancel,
     Bstr user;
     account->get_UserName(user.put());
     SetSite(Accounts::UrlOf(account), std::u16string(user.view()));
-    const auto context = MakeBindContext(m_terminal, m_credentials);
+    const auto context =
+        MakeBindContext(m_terminal, m_credentials, [this](const std::string& why) { NoteMessage(why); });
     return FileSystem()->BindToObject(account, context.get(), 0, nullptr, cancel, out_name.put());
 }
 

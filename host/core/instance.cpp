@@ -174,7 +174,10 @@ public:
         if (!out_context) return E_POINTER;
         *out_context = nullptr;
         return Guarded([&] {
-            *out_context = MakeBindContext(m_host.m_terminal, m_host.m_credentials).detach();
+            *out_context =
+                MakeBindContext(m_host.m_terminal, m_host.m_credentials, [this](const std::string& why) {
+                    m_host.NoteMessage(why);
+                }).detach();
             return S_OK;
         });
     }

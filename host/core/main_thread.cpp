@@ -2,6 +2,7 @@
 // Post from any thread, pump on the main thread.
 #include "core/main_thread.h"
 
+#include <chrono>
 #include <exception>
 
 #include "core/failure.h"
@@ -13,16 +14,35 @@ HRESULT MainThread::Run(std::function<HRESULT()> work, bool wait) {
         const HRESULT result = Guarded(work);
         return wait ? result : S_OK;
     }
+    std::future<HRESULT> result = Queue(std::move(work));
+    if (!result.valid()) return E_ABORT;
+    return wait ? result.get() : S_OK;
+}
+
+std::future<HRESULT> MainThread::Queue(std::function<HRESULT()> work) {
     std::future<HRESULT> result;
     {
         const std::lock_guard lock(m_mutex);
-        if (m_stopped) return E_ABORT;
+        if (m_stopped) return result;
         Item item{std::move(work), {}};
         result = item.done.get_future();
         m_queue.push(std::move(item));
     }
     m_changed.notify_all();
-    return wait ? result.get() : S_OK;
+    return result;
+}
+
+void MainThread::Post(std::function<HRESULT()> work) {
+    Queue(std::move(work));
+}
+
+void MainThread::PumpUntil(const std::function<bool()>& done) {
+    constexpr std::chrono::milliseconds kLook{50};
+    while (!done()) {
+        std::unique_lock lock(m_mutex);
+        if (m_queue.empty()) m_changed.wait_for(lock, kLook);
+        if (!m_queue.empty()) RunOne(lock);
+    }
 }
 
 void MainThread::RunOne(std::unique_lock<std::mutex>& lock) {

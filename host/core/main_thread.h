@@ -24,6 +24,13 @@ public:
     // S_OK. E_ABORT when the main thread has stopped pumping for good.
     HRESULT Run(std::function<HRESULT()> work, bool wait);
 
+    // Runs on the main thread later, never out of this call. Dropped when the main thread has stopped.
+    void Post(std::function<HRESULT()> work);
+
+    // For the main thread, inside work of its own: runs what is queued until `done`, which is asked after each
+    // piece of work and now and then between, so that it may look at a signal's flag.
+    void PumpUntil(const std::function<bool()>& done);
+
     // Runs `job` on a thread of its own and what is queued here until that ends; rethrows what it throws.
     void RunWorker(const std::function<void()>& job);
 
@@ -35,6 +42,7 @@ private:
         std::function<HRESULT()> work;
         std::promise<HRESULT> done;
     };
+    std::future<HRESULT> Queue(std::function<HRESULT()> work);
     void RunOne(std::unique_lock<std::mutex>& lock);
 
     const std::thread::id m_id;
