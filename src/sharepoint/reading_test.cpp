@@ -209,6 +209,62 @@ TEST(Xml, ThrowsOrLogsWhatIsNoXml) {
     EXPECT_EQ(text, u"vti_encoding=SR|utf8-nl \u00E4");
 }
 
+TEST(Xml, SurvivesDepthAndNeverExpandsEntities) {
+    std::string body;
+    LoopbackTestServer server([&](const auto&) { return Answer("200 OK", body); });
+    const auto session = Connect(server);
+    const auto read = [&](pugi::xml_document& document) {
+        SharePoint2013::Utility::ReadXml(
+            document, session->SendRequest(u"GET", u"x", nullptr, nullptr, nullptr, 0, false));
+    };
+    {
+        constexpr size_t kDepth = 100'000;
+        pugi::xml_document document;
+        body = Repeat("<a>", kDepth) + "<b/>" + Repeat("</a>", kDepth);
+        read(document);
+        size_t depth = 0;
+        for (pugi::xml_node node = document.first_child(); node; node = node.first_child()) ++depth;
+        EXPECT_EQ(depth, kDepth + 1);
+        EXPECT_LT(XmlForLog(document).size(), 10'000u);
+        read(document);  // frees the first one
+    }
+    pugi::xml_document document;
+    body =
+        "<!DOCTYPE a [<!ENTITY x \"boo\"><!ENTITY y \"&x;&x;\"><!ENTITY z SYSTEM \"file:///etc/passwd\">]>"
+        "<a b=\"1\" b=\"2\">&x;&y;&z;&lt;&#65;&unknown;</a>";
+    read(document);
+    EXPECT_STREQ(document.child("a").text().get(), "&x;&y;&z;<A&unknown;");
+    EXPECT_STREQ(document.child("a").attribute("b").value(), "1");
+    body = std::string("\xFF\xFE<\0a\0>\0\xE4\0<\0/\0a\0>\0", 18);
+    read(document);
+    EXPECT_STREQ(document.child("a").text().get(), "\xC3\xA4");
+    body = Repeat("<!DOCTYPE [", 100'000);
+    read(document);
+    EXPECT_FALSE(document.first_child());
+}
+
+TEST(Xml, RefusesMoreElementsThanMemoryShouldHold) {
+    std::string body(16'000'001, '<');
+    LoopbackTestServer server([&](const auto&) { return Answer("200 OK", body); });
+    const auto session = Connect(server);
+    pugi::xml_document document;
+    try {
+        SharePoint2013::Utility::ReadXml(
+            document, session->SendRequest(u"GET", u"x", nullptr, nullptr, nullptr, 0, false));
+        FAIL() << "an empty document would look like an empty folder";
+    } catch (const Exception& failure) {
+        EXPECT_EQ(ToUtf8(failure.message), "The server's answer has too many elements to be read");
+    }
+}
+
+TEST(Xml, ShowsTheBeginningOfAnElementOnly) {
+    pugi::xml_document document;
+    ASSERT_TRUE(document.load_string(("<a>" + Repeat("<b>secret</b>", 100'000) + "</a>").c_str()));
+    const std::u16string shown = XmlForLog(document.child("a"));
+    EXPECT_LE(shown.size(), 8192u);
+    EXPECT_EQ(shown.find(u"secret"), std::u16string::npos);
+}
+
 TEST(Soap, IsOnePostOfAnEnvelope) {
     std::string answer = Answer(
         "200 OK",
@@ -259,6 +315,9 @@ TEST(Multistatus, FailsForAnItemWhoseLineEndsInAFailure) {
         {"<D:response><D:status>400</D:status></D:response>", false},
         {"<D:response><D:status>HTTP/1.1 423 Locked</D:status></D:response>", true},
         {"<D:response><D:url>a</D:url></D:response>", true},
+        {"<D:response><D:status>HTTP/1.1 </D:status></D:response>", true},
+        {"<D:response><D:status>x 99999999999999999999</D:status></D:response>", false},
+        {"<D:response><D:propstat><D:status>x 500</D:status></D:propstat></D:response>", true},
         {"<D:response><D:status>x 500</D:status></D:response><D:response><D:status>x "
          "200</D:status></D:response>",
          false},

@@ -1,0 +1,174 @@
+// Items of the older web and the web's users: what is moved, renamed and deleted, and who somebody is.
+#include "sharepoint/legacy/object.h"
+
+#include <gtest/gtest.h>
+
+#include "sharepoint/legacy/site_test_fixture.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr char kUserGroup[] = "POST /sites/docs/_vti_bin/UserGroup.asmx";
+constexpr char kAuthor[] = "POST /sites/docs/_vti_bin/_vti_aut/author.dll";
+
+TEST(OlderObject, RenamesByAMoveThatReplacesItsTarget) {
+    OlderSiteFixture site;
+    site.AddFile("sites/docs/a%20b.pdf");
+    const auto object = site.Bind(u"sites/docs/a b.pdf");
+    ASSERT_NE(object, nullptr);
+    site.server.Forget();
+    const std::string line = "MOVE /sites/docs/a%20b.pdf";
+    site.answers[line] = Answer("201 Created");
+    object->Rename(u"sites/docs/it's \u00E4.pdf");
+    ASSERT_EQ(site.server.Lines(), Lines{line});
+    const auto request = site.server.Requests()[0];
+    EXPECT_EQ(request.Header("destination"), "sites/docs/it%27s%20%C3%A4.pdf");
+    EXPECT_EQ(request.Header("overwrite"), "T");
+    EXPECT_EQ(request.Header("accept"), "application/xml, text/xml");
+    EXPECT_EQ(request.body, "");
+    // A part that failed is only logged, whether its line can be read or not.
+    for (const char* status : {"HTTP/1.1 423", "HTTP/1.1 423 Locked", ""}) {
+        site.answers[line] = OlderSiteFixture::Multistatus("<D:response><D:url>a</D:url><D:status>" +
+                                                           std::string(status) + "</D:status></D:response>");
+        EXPECT_NO_THROW(object->Rename(u"x")) << status;
+    }
+    site.answers[line] = Answer("207 Multi-Status", "<html>");
+    EXPECT_NO_THROW(object->Rename(u"x"));
+    for (const char* status : {"403 Forbidden", "409 Conflict", "423 Locked"}) {
+        site.answers[line] = Answer(status);
+        EXPECT_THROW(object->Rename(u"x"), Http::HttpException) << status;
+    }
+}
+
+TEST(OlderObject, IsDeletedOnce) {
+    OlderSiteFixture site;
+    site.AddFolder("sites/docs/a%20b");
+    const auto object = site.Bind(u"sites/docs/a b");
+    ASSERT_NE(object, nullptr);
+    site.server.Forget();
+    site.answers["DELETE /sites/docs/a%20b"] = Answer("204 No Content");
+    object->Delete();
+    ASSERT_EQ(site.server.Lines(), Lines{"DELETE /sites/docs/a%20b"});
+    EXPECT_EQ(site.server.Requests()[0].Header("accept"), "*/*");
+    site.answers.erase("DELETE /sites/docs/a%20b");
+    EXPECT_THROW(object->Delete(), Http::HttpException);
+}
+
+TEST(OlderObject, KeepsItsInformationWhenItCannotBeHadAgain) {
+    OlderSiteFixture site;
+    site.AddFile("sites/docs/a.pdf", "<D:displayname>first</D:displayname>");
+    const auto object = site.Bind(u"sites/docs/a.pdf");
+    ASSERT_NE(object, nullptr);
+    site.AddFile("sites/docs/a.pdf", "<D:displayname>second</D:displayname>");
+    EXPECT_EQ(object->UpdateInformation().m_name, u"second");
+    for (const std::string& answer : {Answer("200 OK", "<html>"), OlderSiteFixture::Multistatus(""),
+                                      OlderSiteFixture::Multistatus(site.File("sites/docs/other.pdf")),
+                                      OlderSiteFixture::Multistatus(site.Item("sites/docs/a.pdf", ""))}) {
+        site.answers["PROPFIND /sites/docs/a.pdf"] = answer;
+        EXPECT_EQ(object->UpdateInformation().m_name, u"second") << answer;
+    }
+    site.answers.clear();
+    EXPECT_THROW(object->UpdateInformation(), Http::HttpException);
+    EXPECT_EQ(object->GetInformation().m_name, u"second");
+}
+
+TEST(OlderObject, AsksTheAuthorServiceOfItsWebWhetherItCanBeEdited) {
+    OlderSiteFixture site;
+    site.AddFolder("sites/docs/a");
+    const auto object = site.Bind(u"sites/docs/a");
+    ASSERT_NE(object, nullptr);
+    site.server.Forget();
+    site.answers[kAuthor] = Answer("200 OK", "<li>vti_canmaybeedit\n<li>BX|true\n");
+    EXPECT_TRUE(object->CanEdit());
+    ASSERT_EQ(site.server.Lines(), Lines{kAuthor});
+    EXPECT_NE(site.server.Requests()[0].body.find("url%5Flist=%5Ba%5D&"), std::string::npos)
+        << site.server.Requests()[0].body;
+    site.answers[kAuthor] = Answer("200 OK", "<li>vti_canmaybeedit\n<li>BX|false\n");
+    EXPECT_FALSE(object->CanEdit());
+    site.answers[kAuthor] = Answer("500 Oops");
+    EXPECT_FALSE(object->CanEdit());
+}
+
+TEST(OlderUser, IsAskedForBySoapAndThenOfTheAuthorService) {
+    OlderSiteFixture site;
+    const auto user = [](const std::string& attributes) {
+        return OlderSiteFixture::Soap("GetCurrentUserInfo",
+                                      "<GetUserInfo xmlns=\"n\"><User " + attributes + "/></GetUserInfo>");
+    };
+    site.answers[kAuthor] = Answer("200 OK", "<li>vti_username\n<li>SX|d&#92;fallback\n");
+    site.answers[kUserGroup] = user("ID=\"4\" LoginName=\"i:0#.w|d\\bob\" Name=\"Bob\"");
+    EXPECT_EQ(site.web->GetCurrentUser(), u"i:0#.w|d\\bob");
+    ASSERT_EQ(site.server.Lines(), Lines{kUserGroup});
+    const auto request = site.server.Requests()[0];
+    EXPECT_EQ(request.Header("soapaction"),
+              "\"http://schemas.microsoft.com/sharepoint/soap/directory/GetCurrentUserInfo\"");
+    EXPECT_NE(request.body.find("<GetCurrentUserInfo "
+                                "xmlns=\"http://schemas.microsoft.com/sharepoint/soap/directory/\">"
+                                "</GetCurrentUserInfo>"),
+              std::string::npos)
+        << request.body;
+    for (const std::string& answer :
+         {user("Name=\"Bob\""), user("LoginName=\"\""), Answer("500 Oops"), Answer("404 Not Found"),
+          OlderSiteFixture::Soap("GetCurrentUserInfo", ""), Answer("200 OK", "<soap:Envelope/>"),
+          OlderSiteFixture::Soap("GetUserInfo", "<GetUserInfo><User LoginName=\"x\"/></GetUserInfo>")}) {
+        site.answers[kUserGroup] = answer;
+        site.server.Forget();
+        EXPECT_EQ(site.web->GetCurrentUserSoap2010(), u"") << answer;
+        EXPECT_EQ(site.web->GetCurrentUser(), u"d\\fallback") << answer;
+        EXPECT_EQ(site.server.Lines(), (Lines{kUserGroup, kUserGroup, kAuthor}));
+    }
+    site.answers[kAuthor] = Answer("401 Unauthorized");
+    EXPECT_EQ(site.web->GetCurrentUser(), u"");
+    site.answers[kUserGroup] = Answer("200 OK", "Please sign in");
+    EXPECT_THROW(site.web->GetCurrentUser(), Exception);
+}
+
+TEST(OlderUser, IsShownByNameAndMailOrByWhatIsKnownOfHim) {
+    OlderSiteFixture site;
+    const auto show = [&](const std::string& attributes, const std::u16string& login) {
+        site.answers[kUserGroup] =
+            OlderSiteFixture::Soap("GetUserInfo", "<GetUserInfo><User " + attributes + "/></GetUserInfo>");
+        return ToUtf8(site.web->GetUserDisplayName(login));
+    };
+    EXPECT_EQ(show("Name=\"Bob &amp; B\" Email=\"b@x\"", u"d\\bob"), "Bob & B <b@x>");
+    EXPECT_EQ(show("Name=\"\xC3\x84\"", u"d\\bob"), "\xC3\x84");
+    EXPECT_EQ(show("Name=\"\" Email=\"b@x\"", u"d\\bob"), "b@x");
+    EXPECT_EQ(show("Name=\"\" Email=\"\"", u"i:0#.w|d\\bob"), "d\\bob");
+    EXPECT_EQ(show("LoginName=\"other\"", u"d\\bob"), "d\\bob");
+    // The login stands in the request as it is.
+    site.server.Forget();
+    site.web->GetUserDisplayName(u"i:0#.w|d\\a&b\u00E4");
+    const auto request = site.server.Requests().at(0);
+    EXPECT_EQ(request.Header("soapaction"),
+              "\"http://schemas.microsoft.com/sharepoint/soap/directory/GetUserInfo\"");
+    EXPECT_NE(request.body.find("<userLoginName>i:0#.w|d\\a&b\xC3\xA4</userLoginName>"), std::string::npos)
+        << request.body;
+    for (const char* status : {"500 Oops", "403 Forbidden"}) {
+        site.answers[kUserGroup] = Answer(status);
+        EXPECT_EQ(site.web->GetUserDisplayName(u"i:0#.f|membership|bob"), u"bob") << status;
+    }
+}
+
+TEST(OlderDigest, IsFetchedAnewForEachChangeWhileItIsYoung) {
+    OlderSiteFixture site(u"sites/my docs");
+    const std::string line = "POST /sites/my%20docs/_api/contextinfo";
+    for (const char16_t* digest : {u"one", u"two"}) {
+        site.answers[line] = Answer(
+            "200 OK", R"({"FormDigestTimeoutSeconds":1800,"FormDigestValue":")" + ToUtf8(digest) + "\"}");
+        EXPECT_EQ(site.web->GetDigest2013(), digest);
+    }
+    EXPECT_EQ(site.server.Lines(), (Lines{line, line}));
+    EXPECT_EQ(site.server.Requests()[0].Header("accept"), "application/json; odata=nometadata");
+    site.answers[line] = Answer("200 OK", R"({"FormDigestValue":"three"})");
+    EXPECT_EQ(site.web->GetDigest2013(), u"three");
+    for (const char* body :
+         {"{}", "[]", R"({"d":{"GetContextWebInformation":{"FormDigestValue":"four"}}})", "no json"}) {
+        site.answers[line] = Answer("200 OK", body);
+        EXPECT_EQ(site.web->GetDigest2013(), u"") << body;
+    }
+    site.answers[line] = Answer("500 Oops");
+    EXPECT_THROW(site.web->GetDigest2013(), Http::HttpException);
+}
+
+}  // namespace
