@@ -21,7 +21,7 @@ constexpr std::array kRows{
     Row{0x821704C7, "cancelled"},
     Row{0x80004005, "the operation failed, or the server gave an answer that makes no sense here"},
     Row{0x80004001, "this isn't possible yet"},
-    Row{0x80070057, "the server or the plug-in can't do that with this address"},
+    Row{0x80070057, "the server names no site for this address, or the plug-in can't work with it"},
     Row{0x80070002, "there is no such file"},
     Row{0x80070003, "there is no such folder"},
     Row{0x80070005, "access was denied"},

@@ -177,7 +177,10 @@ bool Web::ReadInformation(const std::u16string& path, SharePoint::Information& o
         return false;
     }
     const pugi::xml_node response = document.child("D:multistatus").child("D:response");
-    return response && ParseWebDavPropfind(m_http->GetUri(), response, out_information, out_is_folder);
+    if (!response || !ParseWebDavPropfind(m_http->GetUri(), response, out_information, out_is_folder))
+        return false;
+    // An item that the server tells nothing of has no time to compare: a save couldn't see a newer version.
+    return !out_information.m_name.empty();
 }
 
 std::shared_ptr<SharePoint::Object> Web::BindObject(const std::u16string& url, BindObjectType type) {
