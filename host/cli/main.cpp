@@ -94,6 +94,7 @@ void RunCommand(const cli::Options& options, host::Terminal& terminal) {
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
     wanted.terminal = &terminal;
     wanted.credentials = cli::GivenCredentials(options);
+    wanted.browser_script = options.Value("web-view-script").value_or("");
     wanted.warn = [](const std::string& line) { Tell("warning: " + host::PlainLine(line)); };
     host::Host host(std::move(wanted));
     host.prompts().SetYes(options.Has("yes"));

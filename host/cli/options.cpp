@@ -28,6 +28,7 @@ constexpr std::array kCommon{
               "                         optionally ,check ,radio=N ,text=TEXT (may be repeated)"},
     OptionRow{"prompt-log", "FILE", "append every prompt and its answer, a line of JSON each"},
     OptionRow{"log-level", "N", "trace of the plug-in for this run, 0 (none) to 4 (everything)"},
+    OptionRow{"web-view-script", "FILE", "a script that stands in for the browser of a sign-in, for tests"},
     OptionRow{"check-leaks", nullptr, "fail when an object is still alive at the end"},
     OptionRow{"help", nullptr, "this text"},
 };

@@ -8,6 +8,7 @@
 #include "core/failure.h"
 #include "core/images.h"
 #include "core/instance.h"
+#include "core/scripted_browser.h"
 
 namespace host {
 
@@ -28,6 +29,8 @@ Host::Host(HostOptions options)
       m_profile(std::move(options.profile), m_warn),
       m_cipher(std::make_shared<const Cipher>(m_profile.file("key"))),
       m_prompts(m_terminal, [this](const std::string& line) { NoteMessage(line); }),
+      m_browser(options.browser_script.empty() ? nullptr
+                                               : LoadScriptedBrowser(m_main_thread, options.browser_script)),
       m_events(Make<EventServer>()),
       m_oauth(m_profile, m_cipher, m_terminal),
       m_accounts(m_profile),
@@ -37,7 +40,7 @@ Host::Host(HostOptions options)
       m_file_systems(MakeFileSystems(*this)),
       m_aux(MakeAuxExtension(m_cipher)),
       m_images(MakeImageExtension()),
-      m_user_interface(MakeUserInterfaceExtension()) {}
+      m_user_interface(MakeUserInterfaceExtension(m_windows)) {}
 
 Host::~Host() {
     Guarded([&] {
@@ -78,6 +81,7 @@ void Host::StartPlugin(ComPtr<TMK::ITMK_Plugin> plugin) {
 }
 
 void Host::UnloadPlugin() {
+    m_windows.DestroyAll();
     if (m_plugin) {
         m_plugin->Unload();
         m_plugin.reset();

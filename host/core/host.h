@@ -11,6 +11,7 @@
 
 #include "core/accounts.h"
 #include "core/bind_context.h"
+#include "core/browser.h"
 #include "core/cache_store.h"
 #include "core/catalogue.h"
 #include "core/cipher.h"
@@ -21,6 +22,7 @@
 #include "core/profile.h"
 #include "core/task_dialog.h"
 #include "core/terminal.h"
+#include "core/window.h"
 #include "hostapi/itmk.h"
 
 namespace host {
@@ -30,6 +32,7 @@ struct HostOptions {
     Terminal* terminal = nullptr;  // outlives the host
     Warn warn;                     // things that went wrong without stopping anything
     std::optional<Credentials> credentials;
+    fs::path browser_script;  // a script that stands in for the browser; empty for none
 };
 
 class Host {
@@ -94,6 +97,8 @@ private:
     Catalogue m_catalogue;
     PromptDesk m_prompts;
     MainThread m_main_thread;
+    Windows m_windows{m_main_thread};
+    const std::unique_ptr<Browser> m_browser;  // null: there is none
     Documents m_documents;
     ComPtr<EventServer> m_events;
     OAuth m_oauth;

@@ -7,6 +7,7 @@
 
 #include "core/failure.h"
 #include "core/object.h"
+#include "core/window.h"
 
 namespace host {
 
@@ -150,6 +151,8 @@ private:
 
 class UserInterfaceExtension final : public Object<TMK::IUIX_Inst> {
 public:
+    explicit UserInterfaceExtension(Windows& windows) : m_windows(windows) {}
+
     HRESULT CreateMultiSizeIcon(TMK::IUIX_MultiSizeIcon** out_icon) override {
         if (!out_icon) return E_POINTER;
         return Guarded([&] {
@@ -170,9 +173,17 @@ public:
     }
     HRESULT CreateObj(const TMK::UIX_CreateObjParams* parameters, TMK::IUIX_Obj** out_object) override {
         if (out_object) *out_object = nullptr;
-        if (!parameters || !parameters->pImpl) return E_INVALIDARG;
-        return E_NOTIMPL;  // there is no window on a terminal
+        if (!parameters) return E_INVALIDARG;
+        return Guarded([&] {
+            ComPtr<TMK::IUIX_Obj> window;
+            const HRESULT result = m_windows.Create(*parameters, window);
+            if (out_object) *out_object = window.detach();
+            return result;
+        });
     }
+
+private:
+    Windows& m_windows;
 };
 
 }  // namespace
@@ -210,8 +221,8 @@ ComPtr<TMK::IRGC_Inst> MakeImageExtension() {
     return Make<ImageExtension>();
 }
 
-ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension() {
-    return Make<UserInterfaceExtension>();
+ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension(Windows& windows) {
+    return Make<UserInterfaceExtension>(windows);
 }
 
 }  // namespace host

@@ -13,6 +13,8 @@
 
 namespace host {
 
+class Windows;
+
 struct ImageSize {
     std::uint32_t width;
     std::uint32_t height;
@@ -25,6 +27,7 @@ std::optional<ImageSize> ReadPngSize(std::string_view bytes);
 std::string ReadStream(IStream* stream, std::size_t limit = 64u << 20);
 
 ComPtr<TMK::IRGC_Inst> MakeImageExtension();
-ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension();
+// Windows are made in `windows`, which outlives it.
+ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension(Windows& windows);
 
 }  // namespace host

@@ -10,6 +10,7 @@
 #include "core/host.h"
 #include "core/images.h"
 #include "core/object.h"
+#include "core/web_view.h"
 
 namespace host {
 
@@ -269,11 +270,23 @@ public:
         });
     }
 
-    HRESULT CreateWebView(HWND, TMK::ITMK_WebViewInitializationCallback*, BSTR,
+    HRESULT CreateWebView(HWND parent, TMK::ITMK_WebViewInitializationCallback* callback, BSTR cookie_group,
                           TMK::ITMK_WebView** out_web_view) override {
         if (!out_web_view) return E_POINTER;
         *out_web_view = nullptr;
-        return E_NOTIMPL;  // there is no browser on a terminal
+        if (!cookie_group || (parent && !m_host.m_windows.Has(parent))) return E_INVALIDARG;
+        if (!m_host.m_main_thread.IsCurrent()) return E_UNEXPECTED;
+        if (!m_host.m_browser) {
+            if (parent)
+                m_host.NoteMessage("the site asks for a sign-in in a browser, and there is none here");
+            return E_NOTIMPL;
+        }
+        return Guarded([&] {
+            *out_web_view = MakeWebView(*m_host.m_browser, m_host.m_windows, parent, callback,
+                                        std::u16string(cookie_group, SysStringLen(cookie_group)))
+                                .detach();
+            return S_OK;
+        });
     }
 
 private:

@@ -1,0 +1,148 @@
+// Windows, their events and their modal loop.
+// Main thread only.
+#include "core/window.h"
+
+#include <algorithm>
+#include <optional>
+#include <pugixml.hpp>
+
+#include "core/failure.h"
+#include "core/interrupt.h"
+#include "core/object.h"
+
+namespace host {
+
+namespace {
+
+struct Size {
+    int width;
+    int height;
+};
+
+// Of a dialog in a document of templates; nothing when there is no such dialog.
+std::optional<Size> FindTemplate(const TMK::UIX_CreateObjParams& parameters) {
+    pugi::xml_document document;
+    if (!parameters.pTemplate || !parameters.szTemplateId ||
+        !document.load_buffer(parameters.pTemplate, parameters.nTemplateSize, pugi::parse_default,
+                              pugi::encoding_utf8)) {
+        return std::nullopt;
+    }
+    const auto dialog = document.child("dialogs").find_child_by_attribute(
+        "dialog", "id", ToUtf8(parameters.szTemplateId).c_str());
+    if (!dialog) return std::nullopt;
+    return Size{dialog.attribute("width").as_int(), dialog.attribute("height").as_int()};
+}
+
+}  // namespace
+
+class Window final : public Object<TMK::IUIX_Obj> {
+public:
+    Window(Windows& windows, TMK::IUIX_ObjImpl* implementation, Size size)
+        : m_windows(windows), m_implementation(implementation), m_size(size) {}
+
+    HRESULT get_WndHandle(HWND* out_window) override {
+        if (!out_window) return E_POINTER;
+        *out_window = Handle();
+        return S_OK;
+    }
+    HRESULT GetFirstHWND(HWND* out_window) override { return get_WndHandle(out_window); }
+    HRESULT GetClientRect(RECT* out_rectangle) override {
+        if (!out_rectangle) return E_POINTER;
+        *out_rectangle = {0, 0, m_size.width, m_size.height};
+        return S_OK;
+    }
+
+    HRESULT DoModal(DWORD, LONGLONG* in_out_result) override {
+        if (!in_out_result) return E_POINTER;
+        if (!m_windows.m_main_thread.IsCurrent() || m_is_modal || !m_implementation) return E_UNEXPECTED;
+        const ComPtr<Window> alive(this);
+        m_is_modal = true;
+        m_result.reset();
+        if (const HRESULT result = Send(TMK::UIX_Event_InitDialog); FAILED(result)) {
+            m_is_modal = false;
+            return result;
+        }
+        Send(TMK::UIX_Event_ShowModal);
+        m_windows.m_main_thread.PumpUntil([this] { return m_result || InterruptFlag(); });
+        *in_out_result = m_result.value_or(0);
+        m_is_modal = false;
+        Send(TMK::UIX_Event_EndModal);
+        return S_OK;
+    }
+    HRESULT EndModal(LONGLONG result) override {
+        if (!m_is_modal || m_result) return S_FALSE;
+        m_result = result;
+        return S_OK;
+    }
+    HRESULT Destroy() override {
+        if (!m_implementation) return S_FALSE;
+        const ComPtr<Window> alive(this);
+        EndModal(0);
+        Send(TMK::UIX_Event_BeforeDestroy);
+        auto& all = m_windows.m_windows;
+        all.erase(std::remove(all.begin(), all.end(), alive), all.end());
+        // Whoever destroys it once more from here on finds it gone.
+        if (const auto implementation = std::exchange(m_implementation, nullptr))
+            implementation->put_Obj(nullptr);
+        return S_OK;
+    }
+
+    HWND Handle() { return reinterpret_cast<HWND>(this); }
+    void Resize(Size size) {
+        m_size = size;
+        Send(TMK::UIX_Event_Size);
+    }
+
+private:
+    HRESULT Send(DWORD code) {
+        const ComPtr<TMK::IUIX_ObjImpl> held = m_implementation;
+        if (!held) return S_FALSE;
+        TMK::UIX_Event event{};
+        event.nCode = code;
+        return held->OnEvent(&event);
+    }
+
+    Windows& m_windows;
+    ComPtr<TMK::IUIX_ObjImpl> m_implementation;
+    Size m_size;
+    bool m_is_modal = false;
+    std::optional<LONGLONG> m_result;
+};
+
+Windows::Windows(MainThread& main_thread) : m_main_thread(main_thread) {}
+
+Windows::~Windows() = default;
+
+HRESULT Windows::Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::IUIX_Obj>& out_window) {
+    if (!m_main_thread.IsCurrent()) return E_UNEXPECTED;
+    const auto size = FindTemplate(parameters);
+    if (!parameters.pImpl || !size) return E_INVALIDARG;
+    const auto window = Make<Window>(*this, parameters.pImpl, *size);
+    m_windows.push_back(window);
+    if (const HRESULT result = parameters.pImpl->put_Obj(window.get()); FAILED(result)) {
+        window->Destroy();
+        return result;
+    }
+    out_window = window;
+    return S_OK;
+}
+
+Window* Windows::Find(HWND handle) const {
+    const auto found = std::find_if(m_windows.begin(), m_windows.end(),
+                                    [&](const auto& window) { return window->Handle() == handle; });
+    return found == m_windows.end() ? nullptr : found->get();
+}
+
+void Windows::DestroyAll() {
+    while (!m_windows.empty()) ComPtr<Window>(m_windows.back())->Destroy();
+}
+
+void Windows::Resize(HWND handle, int width, int height) const {
+    if (const ComPtr<Window> window = Find(handle)) window->Resize({width, height});
+}
+
+void Windows::Close(HWND handle) const {
+    if (const ComPtr<Window> window = Find(handle)) window->EndModal(0);
+}
+
+}  // namespace host
