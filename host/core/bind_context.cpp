@@ -21,15 +21,22 @@ public:
             const std::lock_guard lock(m_terminal.mutex());
             if (flags & TMK::AFS_BindContext_NoUI)
                 return Give(m_given.value_or(Credentials{}), out_user, out_password);
+            const Credentials tried{FromWide(user), FromWide(password)};
+            const std::u16string asking = FromWide(host_name);
             // Given credentials that come back to be asked for were refused.
-            if (m_given && !m_used) {
+            if (m_given && !m_used && !IsSame(*m_given, tried)) {
                 m_used = true;
-                const std::u16string name = m_given->user.empty() ? FromWide(user) : m_given->user;
-                return Give({name, m_given->password}, out_user, out_password);
+                m_last = {asking, m_given->user.empty() ? tried.user : m_given->user};
+                return Give({m_last.user, m_given->password}, out_user, out_password);
             }
-            const auto asked = Ask(FromWide(host_name), FromWide(status_text), FromWide(user));
-            if (asked) return Give(*asked, out_user, out_password);
-            const bool was_tried = m_used || (password && *password);
+            const bool is_again = m_last.host == asking && !m_last.user.empty();
+            const auto asked =
+                Ask(asking, FromWide(status_text), tried.user.empty() && is_again ? m_last.user : tried.user);
+            if (asked) {
+                m_last = {asking, asked->user};
+                return Give(*asked, out_user, out_password);
+            }
+            const bool was_tried = is_again || !tried.password.empty();
             if (m_note)
                 m_note(was_tried ? "the server refused the user name or the password"
                                  : "the server asks for a user name and a password");
@@ -38,6 +45,15 @@ public:
     }
 
 private:
+    // What was answered last, to begin the next question with.
+    struct Answer {
+        std::u16string host;
+        std::u16string user;
+    };
+
+    static bool IsSame(const Credentials& a, const Credentials& b) {
+        return a.user == b.user && a.password == b.password;
+    }
     static HRESULT Give(const Credentials& credentials, BSTR* out_user, BSTR* out_password) {
         Bstr user(credentials.user);
         Bstr password(credentials.password);
@@ -63,6 +79,7 @@ private:
     const std::optional<Credentials> m_given;
     const NoteRefusal m_note;
     bool m_used = false;
+    Answer m_last;
 };
 
 }  // namespace

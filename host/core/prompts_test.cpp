@@ -166,13 +166,14 @@ TEST(MainThread, WorkOfAnyThreadRunsOnTheMainThread) {
 
 TEST(BindContext, GivenCredentialsAreUsedOnceThenThePersonIsAsked) {
     const auto ask = [](TMK::IAFS_BindContext* context, DWORD flags, std::u16string& user,
-                        std::u16string& password) {
+                        std::u16string& password, std::u16string preset = u"preset",
+                        std::u16string tried = {}) {
         char16_t host_name[] = u"server";
-        char16_t preset[] = u"preset";
         Bstr out_user;
         Bstr out_password;
-        const HRESULT result = context->OnGetUserAccount(nullptr, host_name, nullptr, preset, nullptr,
-                                                         out_user.put(), out_password.put(), nullptr, flags);
+        const HRESULT result =
+            context->OnGetUserAccount(nullptr, host_name, nullptr, preset.data(), tried.data(),
+                                      out_user.put(), out_password.put(), nullptr, flags);
         user = out_user.view();
         password = out_password.view();
         return result;
@@ -189,7 +190,22 @@ TEST(BindContext, GivenCredentialsAreUsedOnceThenThePersonIsAsked) {
     EXPECT_EQ(user, u"preset");
     EXPECT_EQ(password, u"typed");
     EXPECT_EQ(ask(context.get(), 0, user, password), kCanceled);
+    // A name that was answered stands there at the next question, unless the plug-in names another one.
+    ScriptedTerminal again({"alice", "wrong", "", "right"});
+    const auto asking = MakeBindContext(again, std::nullopt);
+    EXPECT_EQ(ask(asking.get(), 0, user, password, u""), S_OK);
+    EXPECT_EQ(ask(asking.get(), 0, user, password, u""), S_OK);
+    EXPECT_EQ(user, u"alice");
+    EXPECT_EQ(password, u"right");
+    EXPECT_NE(again.shown.find("User name for server [alice]"), std::string::npos) << again.shown;
+    // Given credentials that were tried without a question are not given once more.
+    std::string why;
     ScriptedTerminal nobody;
+    const auto refused = MakeBindContext(nobody, Credentials{u"alice", u"secret"},
+                                         [&](const std::string& reason) { why = reason; });
+    EXPECT_EQ(ask(refused.get(), TMK::AFS_BindContext_NoUI, user, password), S_OK);
+    EXPECT_EQ(ask(refused.get(), 0, user, password, u"alice", u"secret"), kCanceled);
+    EXPECT_NE(why.find("refused"), std::string::npos) << why;
     EXPECT_EQ(ask(MakeBindContext(nobody, std::nullopt).get(), 0, user, password), kCanceled);
     EXPECT_EQ(ask(MakeBindContext(nobody, std::nullopt).get(), TMK::AFS_BindContext_NoUI, user, password),
               S_OK);

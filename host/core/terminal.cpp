@@ -44,21 +44,8 @@ private:
     bool m_changed = false;
 };
 
-}  // namespace
-
-bool ProcessTerminal::CanAsk() const {
-    return isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
-}
-
-void ProcessTerminal::Tell(std::string_view line) {
-    const std::lock_guard lock(mutex());
-    WriteAll(STDERR_FILENO, std::string(line) + "\n");
-}
-
-std::optional<std::string> ProcessTerminal::Ask(std::string_view prompt, bool echo) {
-    const std::lock_guard lock(mutex());
-    WriteAll(STDERR_FILENO, prompt);
-    const Silence silence(!echo);
+// Nothing at the end of input or on an interrupt.
+std::optional<std::string> ReadLine() {
     std::string line;
     for (;;) {
         std::array<pollfd, 2> watched{{{STDIN_FILENO, POLLIN, 0}, {InterruptDescriptor(), POLLIN, 0}}};
@@ -72,6 +59,27 @@ std::optional<std::string> ProcessTerminal::Ask(std::string_view prompt, bool ec
         if (byte == '\n') return line;
         line += byte;
     }
+}
+
+}  // namespace
+
+bool ProcessTerminal::CanAsk() const {
+    return isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
+}
+
+void ProcessTerminal::Tell(std::string_view line) {
+    const std::lock_guard lock(mutex());
+    WriteAll(STDERR_FILENO, std::string(line) + "\n");
+}
+
+std::optional<std::string> ProcessTerminal::Ask(std::string_view prompt, bool echo) {
+    const std::lock_guard lock(mutex());
+    // Before the prompt: what is typed at the sight of it must not be shown.
+    const Silence silence(!echo);
+    WriteAll(STDERR_FILENO, prompt);
+    auto line = ReadLine();
+    if (!line && echo) WriteAll(STDERR_FILENO, "\n");
+    return line;
 }
 
 }  // namespace host
