@@ -1,5 +1,5 @@
 // Requests and answers of the server's services: the SOAP envelope, XML, JSON and dates. Re-entrant.
-// Bodies are read whole; they are metadata.
+// A body is read whole; beyond 256 MiB, or 16 million tags of XML, it is an Exception.
 #pragma once
 
 #include <cstdint>

@@ -67,6 +67,7 @@ TEST(Propfind, AFileNeedsOnlyItsLength) {
     EXPECT_EQ(item.information.m_modified_time, 0u);
     EXPECT_EQ(item.information.m_checkout_user + item.information.m_modified_by, u"");
     EXPECT_EQ(ReadFile("<D:displayname/>").information.m_name, u"a.pdf");
+    EXPECT_EQ(ReadFile("<D:getcontentlength>8</D:getcontentlength>").information.m_size, 7u);
     EXPECT_FALSE(Read(kHref + Propstat("<D:displayname>a.pdf</D:displayname>")).read);
     const Item empty = Read(kHref + Propstat("<D:getcontentlength></D:getcontentlength>"));
     EXPECT_TRUE(empty.read);

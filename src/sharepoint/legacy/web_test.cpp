@@ -183,9 +183,11 @@ TEST(OlderWeb, KnowsAFileMissingOnlyWhenTheServerSaysSo) {
          {std::pair{"404 Not Found", true}, std::pair{"200 OK", false}, std::pair{"401 Unauthorized", false},
           std::pair{"403 Forbidden", false}, std::pair{"410 Gone", false}, std::pair{"500 Oops", false}}) {
         site.fallback = Answer(status);
-        EXPECT_EQ(site.web->IsFileKnownMissing(site.Url(u"sites/docs/a b.pdf")), missing) << status;
+        EXPECT_EQ(site.web->IsFileKnownMissing(site.Url(u"sites/docs/100%20 #\u00E4.pdf")), missing)
+            << status;
     }
-    for (const std::string& line : site.server.Lines()) EXPECT_EQ(line, "HEAD /sites/docs/a%20b.pdf");
+    for (const std::string& line : site.server.Lines())
+        EXPECT_EQ(line, "HEAD /sites/docs/100%2520%20%23%C3%A4.pdf");
     site.fallback = Answer("404 Not Found");
     EXPECT_FALSE(site.web->IsFileKnownMissing(site.Url(u"sites/docs")));
     EXPECT_FALSE(site.web->IsFileKnownMissing(site.Url(u"sites/other/a.pdf")));
