@@ -96,9 +96,12 @@ void PlaceAdd(Run& run) {
     const std::u16string url = ParseUrl(options.arguments[0]);
     host::StoredAccount account{"", NewAccountTree(run, url, what), nullptr};
     RefuseKnownSite(run, url, what);
-    if (options.Has("authority") || options.Has("client-id")) {
+    const std::string flow = options.Value("sign-in").value_or("");
+    if (!flow.empty() && flow != "code" && flow != "device")
+        throw UsageError("--sign-in takes code or device, not '" + flow + "'");
+    if (options.Has("authority") || options.Has("client-id") || !flow.empty()) {
         run.host().oauth().SetOverride(host::ToUtf8(url), {options.Value("authority").value_or(""),
-                                                           options.Value("client-id").value_or("")});
+                                                           options.Value("client-id").value_or(""), flow});
     }
     account.account = host::Accounts::Restore(run.file_system(), *account.data);
     ComPtr<TMK::IAFS_Name> root;

@@ -187,7 +187,7 @@ HRESULT Host::DoOAuth(TMK::ITMK_CabNode* parameters) {
         parameters->get_Item(id, item.put());
         return ToUtf8(StringOf(item.get()));
     };
-    OAuthRequest request{read(u"authority"), read(u"clientID"), read(u"scope"), {}};
+    OAuthRequest request{read(u"authority"), read(u"clientID"), read(u"scope"), {}, {}};
     std::string site;
     {
         const std::lock_guard lock(m_mutex);
@@ -197,6 +197,7 @@ HRESULT Host::DoOAuth(TMK::ITMK_CabNode* parameters) {
     if (const auto own = m_oauth.FindOverride(site)) {
         if (!own->authority.empty()) request.authority = own->authority;
         if (!own->client_id.empty()) request.client_id = own->client_id;
+        request.flow = own->flow;
     }
     if (request.authority.empty() || request.scope.empty()) return E_INVALIDARG;
     ComPtr<TMK::ITMK_CabNode> token;

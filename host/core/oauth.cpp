@@ -103,8 +103,9 @@ std::string ServerOf(const std::string& url) {
     return server;
 }
 
-OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal)
-    : m_profile(profile), m_cipher(std::move(cipher)), m_terminal(terminal) {}
+OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
+             std::function<void(const std::string& url)> open)
+    : m_profile(profile), m_cipher(std::move(cipher)), m_terminal(terminal), m_open(std::move(open)) {}
 
 void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value) const {
     m_profile.UpdateFile(kOverridesFile, [&](const std::optional<std::string>& text) {
@@ -113,6 +114,7 @@ void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value)
         rapidjson::Value entry(rapidjson::kObjectType);
         entry.AddMember("authority", rapidjson::Value(value.authority.c_str(), memory), memory);
         entry.AddMember("clientID", rapidjson::Value(value.client_id.c_str(), memory), memory);
+        entry.AddMember("flow", rapidjson::Value(value.flow.c_str(), memory), memory);
         SetMember(json, ServerOf(site_url), std::move(entry), memory);
         return Serialize(json);
     });
@@ -124,7 +126,8 @@ std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) co
     const Json json = ParseObject(*text);
     const auto member = json.FindMember(ServerOf(site_url).c_str());
     if (member == json.MemberEnd() || !member->value.IsObject()) return std::nullopt;
-    return OAuthOverride{TextOf(member->value, "authority"), TextOf(member->value, "clientID")};
+    return OAuthOverride{TextOf(member->value, "authority"), TextOf(member->value, "clientID"),
+                         TextOf(member->value, "flow")};
 }
 
 void OAuth::NoteInUse(const std::string& token) {
@@ -198,6 +201,31 @@ std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
 }
 
 OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
+    const bool by_code = request.flow.empty() ? m_terminal.CanAsk() && HasBrowser() : request.flow == "code";
+    return by_code ? SignInByCode(request) : SignInByDevice(request);
+}
+
+OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
+    const CodeAnswer code = AskForCode(
+        {Endpoint(request, "authorize"), request.client_id, FullScope(request), request.user},
+        [this](const std::string& url) {
+            m_terminal.Tell("To sign in, use the page that opens in your browser, or open " + PlainLine(url));
+            m_open(url);
+        });
+    const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "authorization_code"},
+                                                                    {"client_id", request.client_id},
+                                                                    {"scope", FullScope(request)},
+                                                                    {"code", code.code},
+                                                                    {"redirect_uri", code.redirect_uri},
+                                                                    {"code_verifier", code.verifier}});
+    const Json json = ParseObject(answer.body);
+    const std::string access = TextOf(json, "access_token");
+    if (answer.status != 200 || access.empty()) ThrowRefusal(answer, json);
+    return {access, TextOf(json, "refresh_token"),
+            std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+}
+
+OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
     const FormAnswer offer = PostForm(Endpoint(request, "devicecode"),
                                       {{"client_id", request.client_id}, {"scope", FullScope(request)}});
     const Json code = ParseObject(offer.body);

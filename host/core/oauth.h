@@ -1,7 +1,8 @@
-// Signing in with a code that a person enters on another page (RFC 8628), and keeping the tokens that come of
-// it, enciphered in the profile. Any thread; one sign-in at a time.
+// Signing in with a code that a person enters on another page (RFC 8628) or in the person's own browser, and
+// keeping the tokens that come of it, enciphered in the profile. Any thread; one sign-in at a time.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -10,6 +11,7 @@
 #include <string>
 
 #include "core/cipher.h"
+#include "core/code_flow.h"
 #include "core/profile.h"
 #include "core/terminal.h"
 
@@ -19,18 +21,22 @@ struct OAuthRequest {
     std::string authority;  // with or without a slash at its end
     std::string client_id;
     std::string scope;
-    std::string user;  // whose sign-in, empty when only one is there
+    std::string user;       // whose sign-in, empty when only one is there
+    std::string flow = {};  // as in the override
 };
 
-// Where a site's sign-in is, when it isn't where the plug-in says.
+// Where a site's sign-in is, when it isn't where the plug-in says, and which way it goes.
 struct OAuthOverride {
     std::string authority;
     std::string client_id;
+    std::string flow = {};  // "code", "device" or empty for what fits
 };
 
 class OAuth {
 public:
-    OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal);
+    // `open` shows a page to the person.
+    OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
+          std::function<void(const std::string& url)> open = OpenInBrowser);
 
     // Stores an override for the server that a site's URL names.
     void SetOverride(const std::string& site_url, const OAuthOverride& value) const;
@@ -57,10 +63,13 @@ private:
     void Store(const std::string& key, const Tokens& tokens) const;
     std::optional<Tokens> Refresh(const OAuthRequest& request, const std::string& refresh_token) const;
     Tokens SignIn(const OAuthRequest& request) const;
+    Tokens SignInByCode(const OAuthRequest& request) const;
+    Tokens SignInByDevice(const OAuthRequest& request) const;
 
     const Profile& m_profile;
     std::shared_ptr<const Cipher> m_cipher;
     Terminal& m_terminal;
+    const std::function<void(const std::string& url)> m_open;
     std::mutex m_mutex;
     std::set<std::string> m_in_use;
     std::set<std::string> m_renewed;  // access tokens that came of a refresh in this process

@@ -1,6 +1,8 @@
-// Device sign-in against a small sign-in server: when a token is given out, renewed, or asked for anew.
+// Signing in, by device and by browser, against a small sign-in server: when a token is given out, renewed,
+// or asked for anew.
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sodium.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -46,6 +48,7 @@ public:
     std::atomic<long> lifetime{3600};
     std::atomic<int> device_codes{0};
     std::atomic<int> refreshes{0};
+    std::string last_form;  // read once the answer to it has come
 
 private:
     std::string Answer(const std::string& request, int& status) {
@@ -54,6 +57,7 @@ private:
             ++device_codes;
             return R"({"device_code":"d","user_code":"AB-CD","verification_uri":"http://x/dev","interval":1,"expires_in":60})";
         }
+        last_form = request.substr(request.find("\r\n\r\n") + 4);
         const bool is_refresh = request.find("grant_type=refresh_token") != std::string::npos;
         status = 400;
         if (is_refresh && !can_refresh) return R"({"error":"invalid_grant"})";
@@ -106,21 +110,91 @@ public:
     std::string shown;
 };
 
+// The value of a form's or a query's member, as it is written there.
+std::string Member(const std::string& text, const std::string& name) {
+    const std::size_t at = text.find(name + "=");
+    if (at == std::string::npos) return {};
+    const std::size_t begin = at + name.size() + 1;
+    return text.substr(begin, text.find('&', begin) - begin);
+}
+
+// A browser whose person ends the sign-in page at once: it opens a connection that it doesn't use, asks for
+// other things, and then follows the page's way back with `result` behind it.
+class RedirectingBrowser {
+public:
+    ~RedirectingBrowser() {
+        if (m_thread.joinable()) m_thread.join();
+    }
+    void Open(const std::string& url) {
+        opened = url;
+        m_thread = std::thread([this] {
+            const std::string state = Member(opened, "state");
+            const std::string redirect = Member(opened, "redirect_uri");
+            m_port = std::stoi(redirect.substr(redirect.rfind("%3A") + 3));
+            const int idle = Connect();
+            for (const std::string& path :
+                 {std::string("/favicon.ico"), std::string("/?code=guessed&state=guessed"),
+                  std::string("/?code=guessed"), "/?state=" + state + "&" + result}) {
+                answers.push_back(Get(path));
+            }
+            close(idle);
+        });
+    }
+    void Wait() { m_thread.join(); }
+
+    std::string result;
+    std::string opened;
+    std::vector<std::string> answers;
+
+private:
+    int Connect() const {
+        const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(m_port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        return client;
+    }
+    std::string Get(const std::string& path) const {
+        const int client = Connect();
+        // In two parts, as a slow line would bring it.
+        const std::string head = "GET " + path + " HT";
+        const std::string rest = "TP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+        for (const std::string& part : {head, rest}) {
+            EXPECT_EQ(write(client, part.data(), part.size()), static_cast<ssize_t>(part.size()));
+        }
+        std::string answer;
+        char block[1024];
+        for (ssize_t got; (got = read(client, block, sizeof(block))) > 0;)
+            answer.append(block, static_cast<std::size_t>(got));
+        close(client);
+        return answer;
+    }
+
+    int m_port = 0;
+    std::thread m_thread;
+};
+
 class SignIn : public ::testing::Test {
 protected:
     // A process of its own on the same profile.
     struct Process {
         explicit Process(SignIn& test)
             : profile(test.folder.path(), {}),
-              oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.terminal) {}
+              oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.terminal,
+                    [&test](const std::string& url) { test.browser.Open(url); }) {}
         Profile profile;
         OAuth oauth;
     };
-    OAuthRequest Request() const { return {server.authority, "client", "http://site/AllSites.Write", ""}; }
+    OAuthRequest Request() const {
+        return {server.authority, "client", "http://site/AllSites.Write", "", "device"};
+    }
 
     TempFolder folder;
     SignInServer server;
     QuietTerminal terminal;
+    RedirectingBrowser browser;
 };
 
 TEST_F(SignIn, ShowsTheCodePollsAndKeepsTokensEnciphered) {
@@ -133,6 +207,60 @@ TEST_F(SignIn, ShowsTheCodePollsAndKeepsTokensEnciphered) {
     EXPECT_EQ(stored.find("access1"), std::string::npos);
     EXPECT_EQ(stored.find("refresh1"), std::string::npos);
     EXPECT_NE(stored.find("sph1:"), std::string::npos);
+}
+
+TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
+    browser.result = "code=the%2Bcode%20x";
+    Process process(*this);
+    OAuthRequest request = Request();
+    request.flow = "code";
+    request.user = "alice@example.test";
+    EXPECT_EQ(process.oauth.GetToken(request), "access1");
+    browser.Wait();
+    EXPECT_TRUE(browser.opened.starts_with(server.authority + "oauth2/v2.0/authorize?")) << browser.opened;
+    EXPECT_EQ(Member(browser.opened, "login_hint"), "alice%40example.test");
+    EXPECT_EQ(Member(browser.opened, "code_challenge_method"), "S256");
+    EXPECT_NE(terminal.shown.find(browser.opened), std::string::npos) << "to be copied by hand";
+    ASSERT_EQ(browser.answers.size(), 4u);
+    for (int i = 0; i < 3; ++i) EXPECT_NE(browser.answers[i].find(" 404 "), std::string::npos) << i;
+    EXPECT_NE(browser.answers[3].find("You are signed in"), std::string::npos) << browser.answers[3];
+
+    EXPECT_EQ(Member(server.last_form, "grant_type"), "authorization_code");
+    EXPECT_EQ(Member(server.last_form, "code"), "the%2Bcode%20x");
+    EXPECT_EQ(Member(server.last_form, "redirect_uri"), Member(browser.opened, "redirect_uri"));
+    const std::string verifier = Member(server.last_form, "code_verifier");
+    EXPECT_GE(verifier.size(), 43u);
+    unsigned char hash[crypto_hash_sha256_BYTES];
+    crypto_hash_sha256(hash, reinterpret_cast<const unsigned char*>(verifier.data()), verifier.size());
+    char challenge[64];
+    sodium_bin2base64(challenge, sizeof(challenge), hash, sizeof(hash),
+                      sodium_base64_VARIANT_URLSAFE_NO_PADDING);
+    EXPECT_EQ(Member(browser.opened, "code_challenge"), challenge);
+    EXPECT_EQ(process.oauth.GetToken(request), "access2") << "renewed without the browser";
+    EXPECT_EQ(server.refreshes, 1);
+}
+
+TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
+    for (const auto& [result, code, text] :
+         {std::tuple{"error=access_denied", kCanceled, "declined"},
+          std::tuple{"error=server_error&error_description=on+%22fire%22", E_ACCESSDENIED, "on \"fire\""}}) {
+        RedirectingBrowser other;
+        other.result = result;
+        Profile profile(folder.path(), {});
+        OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), terminal,
+                    [&](const std::string& url) { other.Open(url); });
+        OAuthRequest request = Request();
+        request.flow = "code";
+        try {
+            oauth.GetToken(request);
+            ADD_FAILURE() << result;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code(), code) << result;
+            EXPECT_NE(std::string(failure.what()).find(text), std::string::npos) << failure.what();
+        }
+        other.Wait();
+        EXPECT_NE(other.answers.back().find("without success"), std::string::npos);
+    }
 }
 
 TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenTheSignInBeginsAnew) {
