@@ -1,7 +1,9 @@
 // Requests to author.dll, and the search for fixed strings in what it answers.
 #include "sharepoint/legacy/front_page.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <string_view>
 
 #include "http/log_text.h"
@@ -109,20 +111,25 @@ std::u16string DecodeEntities(std::u16string_view value) {
     return text;
 }
 
-// The value behind the user's name, up to the end of its line; nothing when there is no such field.
-bool FindUserName(const std::u16string& answer, std::u16string_view& out_value) {
-    for (const std::u16string_view field : kUserName) {
-        const size_t at = answer.find(field);
-        if (at == std::u16string::npos) continue;
-        out_value = std::u16string_view(answer).substr(at + field.size());
-        out_value = out_value.substr(0, out_value.find(u'\n'));
-        out_value = out_value.substr(0, out_value.find(u'\r'));
-        return true;
-    }
-    return false;
+}  // namespace
+
+bool ForbidsEditing(std::u16string_view answer) {
+    return std::any_of(std::begin(kCantEdit), std::end(kCantEdit), [&](std::u16string_view text) {
+        return answer.find(text) != std::u16string_view::npos;
+    });
 }
 
-}  // namespace
+std::optional<std::u16string> ReadUserName(std::u16string_view answer) {
+    for (const std::u16string_view field : kUserName) {
+        const size_t at = answer.find(field);
+        if (at == std::u16string_view::npos) continue;
+        std::u16string_view value = answer.substr(at + field.size());
+        value = value.substr(0, value.find(u'\n'));
+        if (value.ends_with(u'\r')) value.remove_suffix(1);
+        return DecodeEntities(value);
+    }
+    return std::nullopt;
+}
 
 bool CanEdit(Http::Session& http, const std::u16string& web_path, const std::u16string& object_path) {
     TRACE_ENTRY("FrontPage::CanEdit");
@@ -148,9 +155,7 @@ bool CanEdit(Http::Session& http, const std::u16string& web_path, const std::u16
                  MaskForLog(web_path), MaskForLog(relative));
         return false;
     }
-    for (const std::u16string_view text : kCantEdit)
-        if (answer.find(text) != std::u16string::npos) TRACE_RETURN(false);
-    TRACE_RETURN(true);
+    TRACE_RETURN(!ForbidsEditing(answer));
 }
 
 std::u16string GetCurrentUser(Http::Session& http, const std::u16string& web_path) {
@@ -167,22 +172,21 @@ std::u16string GetCurrentUser(Http::Session& http, const std::u16string& web_pat
                  MaskForLog(web_path));
         return {};
     }
-    std::u16string_view value;
-    if (!FindUserName(answer, value)) {
+    const std::optional<std::u16string> user = ReadUserName(answer);
+    if (!user) {
         LOG_LINE(Log::error,
                  u"Result of 'open service:12.0.0.0' for web '%s' has no 'vti_username' field:\n%s",
                  MaskForLog(web_path), Http::BodyForLog(ToUtf8(answer)));
         return {};
     }
-    std::u16string user = DecodeEntities(value);
-    if (user.empty()) {
+    if (user->empty()) {
         LOG_LINE(
             Log::error,
             u"Result of 'open service:12.0.0.0' for web '%s' has 'vti_username' field but it is empty:\n%s",
             MaskForLog(web_path), Http::BodyForLog(ToUtf8(answer)));
     }
     TRACE_EXIT(u"");
-    return user;
+    return *user;
 }
 
 }  // namespace FrontPage

@@ -2,7 +2,9 @@
 // he. Nothing is thrown; a failure is the careful answer. No state.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "http/session.h"
 
@@ -14,5 +16,9 @@ bool CanEdit(Http::Session& http, const std::u16string& web_path, const std::u16
 
 // The user's login, empty on failure.
 std::u16string GetCurrentUser(Http::Session& http, const std::u16string& web_path);
+
+// What an answer says: that the user can't edit; and the user's login, nothing when it has no such field.
+bool ForbidsEditing(std::u16string_view answer);
+std::optional<std::u16string> ReadUserName(std::u16string_view answer);
 
 }  // namespace FrontPage
