@@ -19,12 +19,17 @@ void Tell(const std::string& line) {
     std::fprintf(stderr, "sphost: %s\n", line.c_str());
 }
 
-host::fs::path PluginBesideProgram() {
+host::fs::path BesideProgram(const char* name) {
     std::array<char, 4096> path{};
     const ssize_t size = readlink("/proc/self/exe", path.data(), path.size() - 1);
     return host::fs::path(std::string(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0))
                .parent_path() /
-           "SharePoint.tkp";
+           name;
+}
+
+host::fs::path BrowserProgram() {
+    const char* chosen = std::getenv("SPHOST_BROWSER");
+    return chosen && *chosen ? host::fs::path(chosen) : BesideProgram("sphost-browser");
 }
 
 using Command = void (*)(cli::Run&);
@@ -95,13 +100,14 @@ void RunCommand(const cli::Options& options, host::Terminal& terminal) {
     wanted.terminal = &terminal;
     wanted.credentials = cli::GivenCredentials(options);
     wanted.browser_script = options.Value("web-view-script").value_or("");
+    wanted.browser_program = BrowserProgram();
     wanted.warn = [](const std::string& line) { Tell("warning: " + host::PlainLine(line)); };
     host::Host host(std::move(wanted));
     host.prompts().SetYes(options.Has("yes"));
     for (const auto& [id, answer] : options.answers) host.prompts().AddAnswer(id, answer);
     if (const auto log = options.Value("prompt-log")) host.prompts().LogTo(*log);
-    const host::fs::path plugin =
-        options.Has("plugin") ? host::fs::absolute(*options.Value("plugin")) : PluginBesideProgram();
+    const host::fs::path plugin = options.Has("plugin") ? host::fs::absolute(*options.Value("plugin"))
+                                                        : BesideProgram("SharePoint.tkp");
     host.LoadPlugin(plugin);
     const LogLevel level(host, plugin, options.Value("log-level"));
     host.main_thread().RunWorker([&] {

@@ -188,10 +188,27 @@ TEST_F(FormsSignIn, AWindowThatIsClosedOrBringsNoCookiesCancels) {
         EXPECT_EQ(Accounts(), "") << pages;
     }
     server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
-    const Result without = sphost.Run(Add());
-    EXPECT_EQ(without.status, 1);
-    EXPECT_NE(without.err.find("sign-in in a browser, and there is none here"), std::string::npos)
-        << without.err;
+}
+
+// What a person at a machine without a desktop, or without the browser, meets.
+TEST_F(FormsSignIn, WithoutABrowserOrADisplayItSaysWhatIsMissing) {
+    sphost.environment = {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}};
+    for (const auto& [program, reason] :
+         {std::pair("/missing/sphost-browser", "the program sphost-browser, which shows it, is not here"),
+          std::pair("/bin/true", "there is no display to show it on")}) {
+        server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
+        sphost.environment["SPHOST_BROWSER"] = program;
+        const Result without = sphost.Run(Add());
+        EXPECT_EQ(without.status, 1);
+        EXPECT_NE(without.err.find(reason), std::string::npos) << without.err;
+        EXPECT_EQ(Accounts(), "");
+    }
+    // A browser that ends at once is a window that was closed.
+    server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
+    sphost.environment["QT_QPA_PLATFORM"] = "offscreen";
+    const Result ended = sphost.Run(Add());
+    EXPECT_EQ(ended.status, 3) << ended.err;
+    EXPECT_NE(ended.err.find("the browser window ended by itself"), std::string::npos) << ended.err;
 }
 
 }  // namespace

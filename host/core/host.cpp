@@ -9,6 +9,7 @@
 #include "core/images.h"
 #include "core/instance.h"
 #include "core/scripted_browser.h"
+#include "core/window_browser.h"
 
 namespace host {
 
@@ -29,8 +30,7 @@ Host::Host(HostOptions options)
       m_profile(std::move(options.profile), m_warn),
       m_cipher(std::make_shared<const Cipher>(m_profile.file("key"))),
       m_prompts(m_terminal, [this](const std::string& line) { NoteMessage(line); }),
-      m_browser(options.browser_script.empty() ? nullptr
-                                               : LoadScriptedBrowser(m_main_thread, options.browser_script)),
+      m_browser(MakeBrowser(options)),
       m_events(Make<EventServer>()),
       m_oauth(m_profile, m_cipher, m_terminal),
       m_accounts(m_profile),
@@ -41,6 +41,13 @@ Host::Host(HostOptions options)
       m_aux(MakeAuxExtension(m_cipher)),
       m_images(MakeImageExtension()),
       m_user_interface(MakeUserInterfaceExtension(m_windows)) {}
+
+std::unique_ptr<Browser> Host::MakeBrowser(const HostOptions& options) {
+    if (!options.browser_script.empty()) return LoadScriptedBrowser(m_main_thread, options.browser_script);
+    if (options.browser_program.empty()) return nullptr;
+    return MakeWindowBrowser(m_main_thread, options.browser_program, CookieStore(m_profile, m_cipher),
+                             [this](const std::string& line) { NoteMessage(line); });
+}
 
 Host::~Host() {
     Guarded([&] {

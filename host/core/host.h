@@ -32,7 +32,8 @@ struct HostOptions {
     Terminal* terminal = nullptr;  // outlives the host
     Warn warn;                     // things that went wrong without stopping anything
     std::optional<Credentials> credentials;
-    fs::path browser_script;  // a script that stands in for the browser; empty for none
+    fs::path browser_script;   // a script that stands in for the browser; empty for none
+    fs::path browser_program;  // what shows the pages of a sign-in; empty for no browser at all
 };
 
 class Host {
@@ -88,6 +89,7 @@ private:
     std::shared_ptr<SettingsTree> SettingsOf(TMK::ITMK_Plugin* plugin, bool create, std::string& out_file);
     HRESULT DoOAuth(TMK::ITMK_CabNode* parameters);
     void SaveSettings();
+    std::unique_ptr<Browser> MakeBrowser(const HostOptions& options);
 
     Terminal& m_terminal;
     Warn m_warn;

@@ -269,7 +269,7 @@ TEST_F(WebViews, WhatCannotBeMadeIsRefused) {
                                R"({"pages":[{"cookies":[[]]}]})"}) {
         WriteText(folder / "bad", script);
         EXPECT_THROW(
-            Host(HostOptions{folder / "other", &terminal, [](const std::string&) {}, {}, folder / "bad"}),
+            Host(HostOptions{folder / "other", &terminal, [](const std::string&) {}, {}, folder / "bad", {}}),
             Failure)
             << script;
     }

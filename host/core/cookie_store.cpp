@@ -1,0 +1,132 @@
+// The stored cookies: one enciphered text for each group.
+// Any thread.
+#include "core/cookie_store.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <ctime>
+#include <functional>
+
+#include "core/failure.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::string_view kFile = "cookies.json";
+constexpr std::string_view kPurpose = "browser cookies";
+
+using Json = rapidjson::Document;
+
+Json Parse(const std::string& text) {
+    Json json;
+    json.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
+                                                                                       text.size());
+    if (json.HasParseError()) json.SetNull();
+    return json;
+}
+
+template <class Writer>
+std::string Write(const rapidjson::Value& json) {
+    rapidjson::StringBuffer buffer;
+    Writer writer(buffer);
+    json.Accept(writer);
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+std::string LowerDomain(const rapidjson::Value& cookie) {
+    const auto member = cookie.FindMember("domain");
+    if (member == cookie.MemberEnd() || !member->value.IsString()) return {};
+    std::string domain = member->value.GetString();
+    std::transform(domain.begin(), domain.end(), domain.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
+    return domain.starts_with('.') ? domain.substr(1) : domain;
+}
+
+bool LivesOn(const rapidjson::Value& cookie) {
+    const auto expires = cookie.FindMember("expires");
+    return expires != cookie.MemberEnd() && expires->value.IsNumber() &&
+           expires->value.GetDouble() > static_cast<double>(std::time(nullptr));
+}
+
+// Only the cookies that `keep` names, as text.
+std::string Filter(const std::string& cookies, const std::function<bool(const rapidjson::Value&)>& keep) {
+    Json json = Parse(cookies);
+    if (!json.IsArray()) return "[]";
+    for (auto at = json.Begin(); at != json.End();) {
+        at = at->IsObject() && keep(*at) ? at + 1 : json.Erase(at);
+    }
+    return Write<rapidjson::Writer<rapidjson::StringBuffer>>(json);
+}
+
+// The groups and their texts; a file that is none is begun anew.
+Json Groups(const std::optional<std::string>& content) {
+    Json json = Parse(content.value_or("{}"));
+    if (!json.IsObject()) json.SetObject();
+    return json;
+}
+
+std::string CookiesOf(const Json& groups, const std::string& group, const Cipher& cipher) {
+    const auto member = groups.FindMember(group.c_str());
+    if (member == groups.MemberEnd() || !member->value.IsString()) return "[]";
+    return cipher.Decrypt(kPurpose, member->value.GetString());
+}
+
+std::string With(Json groups, const std::string& group, const std::string& cookies, const Cipher& cipher) {
+    auto& memory = groups.GetAllocator();
+    groups.RemoveMember(group.c_str());
+    if (cookies != "[]") {
+        groups.AddMember(rapidjson::Value(group.c_str(), memory),
+                         rapidjson::Value(cipher.Encrypt(kPurpose, cookies).c_str(), memory), memory);
+    }
+    return Write<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(groups);
+}
+
+}  // namespace
+
+CookieStore::CookieStore(const Profile& profile, std::shared_ptr<const Cipher> cipher)
+    : m_profile(profile), m_cipher(std::move(cipher)) {}
+
+std::string CookieStore::Load(const std::u16string& group) const {
+    try {
+        return Filter(CookiesOf(Groups(ReadWhole(m_profile.file(kFile))), ToUtf8(group), *m_cipher), LivesOn);
+    } catch (const Failure& failure) {
+        m_profile.warn(std::string("the browser's cookies can't be read, so it starts with none: ") +
+                       failure.what());
+        return "[]";
+    }
+}
+
+void CookieStore::Save(const std::u16string& group, const std::string& cookies) {
+    m_profile.UpdateFile(kFile, [&](const std::optional<std::string>& content) {
+        return With(Groups(content), ToUtf8(group), Filter(cookies, LivesOn), *m_cipher);
+    });
+}
+
+void CookieStore::Delete(const std::u16string& group, const std::u16string& host) {
+    if (!fs::exists(m_profile.file(kFile))) return;
+    // As a cookie's own domain, so that letters compare alike.
+    Json wanted(rapidjson::kObjectType);
+    wanted.AddMember("domain", rapidjson::Value(ToUtf8(host).c_str(), wanted.GetAllocator()),
+                     wanted.GetAllocator());
+    const std::string name = LowerDomain(wanted);
+    const bool all_below = host.starts_with(u'.');
+    m_profile.UpdateFile(kFile, [&](const std::optional<std::string>& content) {
+        std::string left = "[]";
+        try {
+            left = Filter(CookiesOf(Groups(content), ToUtf8(group), *m_cipher), [&](const auto& cookie) {
+                const std::string domain = LowerDomain(cookie);
+                return domain != name && !(all_below && domain.ends_with("." + name)) && LivesOn(cookie);
+            });
+        } catch (const Failure&) {
+            // Nobody can use what can't be deciphered, so the group goes as a whole.
+        }
+        return With(Groups(content), ToUtf8(group), left, *m_cipher);
+    });
+}
+
+}  // namespace host
