@@ -38,8 +38,8 @@ private:
 };
 
 // The scheme to answer a challenge with, of the CURLAUTH_ bits offered; 0 if none can be used. Basic comes
-// only when nothing stronger is offered; Negotiate comes late, since it works with tickets and not with a
-// password.
+// only when nothing stronger is offered; Negotiate comes late, since what it comes to is up to the mechanisms
+// that this machine has.
 unsigned long choose_scheme(unsigned long offered);
 
 }  // namespace platform::internet

@@ -131,7 +131,12 @@ TransferRequest Request::make(const Target& target) const {
     for (const Header& header : m_headers.all())
         if ((trusted || !is_secret(header)) && (m_with_body || !describes_body(header)))
             request.headers.push_back(header);
-    request.login = m_login;
+    if (m_negotiation) {
+        if (!m_negotiation->token().empty())
+            request.headers.push_back({"Authorization", "Negotiate " + m_negotiation->token()});
+    } else {
+        request.login = m_login;
+    }
     request.proxy_login = m_proxy_login;
     request.limits.connect =
         limited(std::chrono::milliseconds(m_connect_timeout), "PLATFORM_CONNECT_TIMEOUT_MS");
@@ -145,6 +150,7 @@ void Request::start_over(const Target& target, std::string verb) {
     m_current_verb = std::move(verb);
     m_with_body = true;
     m_redirects = 0;
+    m_negotiation.reset();
 }
 
 DWORD Request::send(std::u16string_view headers, const void* body, std::size_t size) {
@@ -157,11 +163,22 @@ DWORD Request::send(std::u16string_view headers, const void* body, std::size_t s
     return run(body, size);
 }
 
+void Request::choose_logins() {
+    m_login = choose_login(m_target.origin(), m_given);
+    m_proxy_login = choose_login(proxy_origin(), m_proxy_given);
+    const bool negotiates = m_login && m_login->scheme == CURLAUTH_NEGOTIATE;
+    m_negotiation = negotiates ? std::make_unique<Negotiation>(m_target.host, m_login->credentials) : nullptr;
+}
+
 // Sends, and sends again after each challenge that can be met and each redirect.
 DWORD Request::run(const void* body, std::size_t size) {
     for (;;) {
-        m_login = choose_login(m_target.origin(), m_given);
-        m_proxy_login = choose_login(proxy_origin(), m_proxy_given);
+        if (!m_negotiation) {
+            choose_logins();
+            if (m_negotiation && m_with_body && size) {
+                if (const DWORD error = lead_negotiation()) return error;
+            }
+        }
         TransferRequest request = make(m_target);
         if (m_with_body) {
             request.body = body;
@@ -193,8 +210,10 @@ DWORD Request::begin_upload(std::u16string_view headers, DWORD total) {
     const int redirects = m_upload_target ? m_redirects : 0;
     start_over(m_upload_target.value_or(m_home), m_verb);
     m_redirects = redirects;
-    m_login = choose_login(m_target.origin(), m_given);
-    m_proxy_login = choose_login(proxy_origin(), m_proxy_given);
+    choose_logins();
+    if (m_negotiation) {
+        if (const DWORD error = lead_negotiation()) return error;
+    }
     TransferRequest request = make(m_target);
     request.pushed = true;
     request.pushed_size = upload_size(total);
@@ -221,8 +240,33 @@ DWORD Request::end_upload() {
     return ERROR_INTERNET_FORCE_RETRY;
 }
 
+// Sends the first token with a question of no consequence: with the body it would be for nothing, or, where
+// one token is enough, an empty body would be taken for the whole.
+DWORD Request::lead_negotiation() {
+    TransferRequest question = make(m_target);
+    question.verb = "HEAD";
+    std::erase_if(question.headers, describes_body);
+    DWORD error = m_transfer.start(question);
+    if (!error) error = m_transfer.finish_sending();
+    if (error || continue_negotiation()) return error;
+    m_negotiation = std::make_unique<Negotiation>(m_target.host, m_login->credentials);
+    return ERROR_SUCCESS;
+}
+
+// True when the answer is the server's part in it, and there is one of our own to send.
+bool Request::continue_negotiation() {
+    if (!m_negotiation || m_transfer.headers().status() != 401) return false;
+    for (std::size_t i = 0; const auto challenge = m_transfer.headers().find("WWW-Authenticate", i); ++i) {
+        const std::string_view token = negotiate_token(*challenge);
+        if (!token.empty()) return m_negotiation->take(token);
+    }
+    return false;
+}
+
 Request::Outcome Request::judge() {
     const unsigned status = m_transfer.headers().status();
+    if (continue_negotiation()) return {Step::again, ERROR_SUCCESS};
+    m_negotiation.reset();
     if (status == 401) return judge_challenge(false);
     if (status == 407) return judge_challenge(true);
     note_success();

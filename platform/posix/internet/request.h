@@ -2,12 +2,14 @@
 // One call at a time (each takes the lock); closing may come from any thread.
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
 #include "internet/handles.h"
 #include "internet/headers.h"
+#include "internet/negotiation.h"
 #include "internet/transfer.h"
 
 namespace platform::internet {
@@ -48,7 +50,10 @@ private:
     TransferRequest make(const Target& target) const;
     std::optional<Login> choose_login(const std::string& origin, const Given& given) const;
     void start_over(const Target& target, std::string verb);
+    void choose_logins();
     DWORD run(const void* body, std::size_t size);
+    DWORD lead_negotiation();
+    bool continue_negotiation();
     Outcome judge();
     Outcome judge_challenge(bool proxy);
     Outcome judge_redirect();
@@ -76,7 +81,8 @@ private:
     int m_redirects = 0;
     std::optional<Login> m_login;
     std::optional<Login> m_proxy_login;
-    std::optional<Target> m_upload_target;  // where the next attempt of a redirected upload goes
+    std::unique_ptr<Negotiation> m_negotiation;  // while a login by it goes on
+    std::optional<Target> m_upload_target;       // where the next attempt of a redirected upload goes
     Transfer m_transfer;
 };
 

@@ -1,0 +1,113 @@
+// Signing in by Negotiate, over GSS-API.
+// One thread at a time.
+#include "internet/negotiation.h"
+
+#include <gssapi/gssapi_ext.h>
+#include <openssl/evp.h>
+
+#include <vector>
+
+#include "internet/headers.h"
+
+namespace platform::internet {
+
+namespace {
+
+constexpr std::size_t kLongestToken = 64 * 1024;
+
+gss_OID spnego() {
+    static char bytes[] = "\x2b\x06\x01\x05\x05\x02";
+    static gss_OID_desc oid{6, bytes};
+    return &oid;
+}
+
+// Borrows the text.
+gss_buffer_desc buffer_of(std::string& text) {
+    return {text.size(), text.data()};
+}
+
+gss_name_t import_name(std::string text, gss_OID kind) {
+    OM_uint32 minor = 0;
+    gss_buffer_desc buffer = buffer_of(text);
+    gss_name_t name = GSS_C_NO_NAME;
+    return GSS_ERROR(gss_import_name(&minor, &buffer, kind, &name)) ? GSS_C_NO_NAME : name;
+}
+
+std::string to_base64(const gss_buffer_desc& bytes) {
+    std::string text((bytes.length + 2) / 3 * 4 + 1, '\0');  // and the zero that is written behind it
+    const int size =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                        static_cast<const unsigned char*>(bytes.value), static_cast<int>(bytes.length));
+    text.resize(static_cast<std::size_t>(size));
+    return text;
+}
+
+// Nothing for what is no base64.
+std::string from_base64(std::string_view text) {
+    if (text.empty() || text.size() % 4 != 0 || text.size() > kLongestToken) return {};
+    std::string bytes(text.size() / 4 * 3, '\0');
+    const int size =
+        EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
+                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    if (size < 0) return {};
+    const std::size_t padding = text.size() - text.find_last_not_of('=') - 1;
+    bytes.resize(padding <= 2 ? bytes.size() - padding : 0);
+    return bytes;
+}
+
+}  // namespace
+
+Negotiation::Negotiation(const std::string& host, const Credentials& credentials)
+    : m_target(import_name("HTTP@" + host, GSS_C_NT_HOSTBASED_SERVICE)) {
+    if (m_target != GSS_C_NO_NAME && acquire(credentials)) step({0, nullptr});
+}
+
+Negotiation::~Negotiation() {
+    OM_uint32 minor = 0;
+    if (m_context != GSS_C_NO_CONTEXT) gss_delete_sec_context(&minor, &m_context, GSS_C_NO_BUFFER);
+    if (m_credential != GSS_C_NO_CREDENTIAL) gss_release_cred(&minor, &m_credential);
+    if (m_target != GSS_C_NO_NAME) gss_release_name(&minor, &m_target);
+}
+
+bool Negotiation::acquire(const Credentials& credentials) {
+    OM_uint32 minor = 0;
+    gss_name_t user = import_name(credentials.user, GSS_C_NT_USER_NAME);
+    if (user == GSS_C_NO_NAME) return false;
+    std::string password = credentials.password;
+    gss_buffer_desc secret = buffer_of(password);
+    gss_OID_set_desc mechanisms{1, spnego()};
+    const OM_uint32 major =
+        gss_acquire_cred_with_password(&minor, user, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
+                                       &m_credential, nullptr, nullptr);
+    gss_release_name(&minor, &user);
+    return !GSS_ERROR(major);
+}
+
+bool Negotiation::take(std::string_view server_token) {
+    m_token.clear();
+    std::string bytes = from_base64(server_token);
+    return !m_complete && !bytes.empty() && step(buffer_of(bytes)) && !m_token.empty();
+}
+
+bool Negotiation::step(gss_buffer_desc input) {
+    OM_uint32 minor = 0;
+    gss_buffer_desc output = GSS_C_EMPTY_BUFFER;
+    const OM_uint32 major =
+        gss_init_sec_context(&minor, m_credential, &m_context, m_target, spnego(), GSS_C_MUTUAL_FLAG, 0,
+                             GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, &output, nullptr, nullptr);
+    if (!GSS_ERROR(major) && output.length) m_token = to_base64(output);
+    gss_release_buffer(&minor, &output);
+    m_complete = major == GSS_S_COMPLETE;
+    return !GSS_ERROR(major);
+}
+
+std::string_view negotiate_token(std::string_view challenge) {
+    constexpr std::string_view scheme = "Negotiate ";
+    if (!equals_ignoring_case(challenge.substr(0, scheme.size()), scheme)) return {};
+    challenge.remove_prefix(scheme.size());
+    const auto begin = challenge.find_first_not_of(' ');
+    if (begin == std::string_view::npos) return {};
+    return challenge.substr(begin, challenge.find_last_not_of(' ') - begin + 1);
+}
+
+}  // namespace platform::internet

@@ -1,0 +1,173 @@
+// Signing in by Negotiate against a server that accepts by GSS-API, with the mechanism for NTLM that Debian
+// has.
+#include <gssapi/gssapi.h>
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <mutex>
+
+#include "internet/negotiation.h"
+#include "testing/client.h"
+#include "testing/raw_server.h"
+
+namespace testing_support {
+namespace {
+
+std::string base64(const void* bytes, std::size_t size) {
+    std::string text((size + 2) / 3 * 4 + 1, '\0');
+    text.resize(static_cast<std::size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                                                         static_cast<const unsigned char*>(bytes),
+                                                         static_cast<int>(size))));
+    return text;
+}
+
+std::string bytes_of(std::string_view text) {
+    std::string bytes(text.size() / 4 * 3, '\0');
+    EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
+                    reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    bytes.resize(bytes.size() - (text.size() - text.find_last_not_of('=') - 1));
+    return bytes;
+}
+
+// Lets alice in: by the connection that her exchange of tokens went over. What was asked is kept as
+// "METHOD[+token] body-size".
+struct Gate {
+    Gate() : server([this](Exchange& exchange) { serve(exchange); }) {
+        std::string pattern = "/tmp/negotiate-XXXXXX";
+        close(mkstemp(pattern.data()));
+        users = pattern;
+        std::ofstream(users) << "CONTOSO:alice:pw\n";
+        setenv("NTLM_USER_FILE", users.c_str(), 1);
+    }
+    ~Gate() {
+        end_browser_session();
+        unsetenv("NTLM_USER_FILE");
+        unlink(users.c_str());
+        OM_uint32 minor = 0;
+        for (auto& [connection, context] : contexts)
+            gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
+    }
+
+    void serve(Exchange& exchange) {
+        const std::lock_guard lock(mutex);
+        const std::string authorization = exchange.header("Authorization");
+        const std::string_view token = platform::internet::negotiate_token(authorization);
+        seen.push_back(exchange.method + (token.empty() ? " " : "+token ") +
+                       std::to_string(exchange.body.size()));
+        if (token.empty()) return refuse(exchange, "");
+        std::string bytes = bytes_of(token);
+        gss_buffer_desc input{bytes.size(), bytes.data()};
+        gss_buffer_desc output = GSS_C_EMPTY_BUFFER;
+        OM_uint32 minor = 0;
+        gss_ctx_id_t& context = contexts[exchange.connection];
+        const OM_uint32 major =
+            gss_accept_sec_context(&minor, &context, GSS_C_NO_CREDENTIAL, &input, GSS_C_NO_CHANNEL_BINDINGS,
+                                   nullptr, nullptr, &output, nullptr, nullptr, nullptr);
+        const std::string answer = output.length ? " " + base64(output.value, output.length) : "";
+        gss_release_buffer(&minor, &output);
+        if (major == GSS_S_COMPLETE && !drop_signed_in) {
+            gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
+            exchange.answer("200 OK", "WWW-Authenticate: Negotiate" + answer + "\r\n", "in:" + exchange.body);
+        } else {
+            if (GSS_ERROR(major)) gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
+            refuse(exchange, GSS_ERROR(major) ? "" : answer);
+        }
+    }
+    static void refuse(Exchange& exchange, const std::string& token) {
+        exchange.answer("401 Unauthorized", "WWW-Authenticate: Negotiate" + token + "\r\n", "who?");
+    }
+
+    std::string users;
+    std::map<int, gss_ctx_id_t> contexts;
+    std::vector<std::string> seen;
+    bool drop_signed_in = false;
+    std::mutex mutex;
+    RawServer server;
+};
+
+TEST(Negotiate, ANameAndAPasswordSignInOnOneConnection) {
+    for (const char16_t* user : {u"alice", u"CONTOSO\\alice"}) {
+        Gate gate;
+        Client client(gate.server.port());
+        const Handle request = client.open(u"GET", u"/");
+        set_login(request, user, u"pw");
+        ASSERT_EQ(send(request), 0u);
+        EXPECT_EQ(status(request), 200u);
+        EXPECT_EQ(gate.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
+        EXPECT_EQ(gate.server.connections(), 1);
+        // Remembered, the first question is left out.
+        const Handle later = client.open(u"GET", u"/later");
+        ASSERT_EQ(send(later), 0u);
+        EXPECT_EQ(status(later), 200u);
+        EXPECT_EQ(gate.seen.size(), 5u);
+    }
+}
+
+TEST(Negotiate, AWrongPasswordEndsAfterOneExchange) {
+    Gate gate;
+    Client client(gate.server.port());
+    const Handle request = client.open(u"GET", u"/");
+    set_login(request, u"alice", u"wrong");
+    ASSERT_EQ(send(request), 0u);
+    EXPECT_EQ(status(request), 401u);
+    EXPECT_EQ(gate.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
+    ASSERT_EQ(send(client.open(u"GET", u"/")), 0u);
+    EXPECT_EQ(gate.seen.back(), "GET 0") << "not remembered";
+    set_login(request, u"alice", u"pw");
+    ASSERT_EQ(send(request), 0u);
+    EXPECT_EQ(status(request), 200u);
+}
+
+// An empty body that a server takes would be a document lost.
+TEST(Negotiate, ABodyGoesOnlyWithTheLastTokenAndNeverAnEmptyOneInItsPlace) {
+    Gate gate;
+    Client client(gate.server.port());
+    const Handle request = client.open(u"PUT", u"/doc");
+    set_login(request, u"alice", u"pw");
+    const std::string body(300'000, 'x');
+    EXPECT_EQ(upload(request, body), ERROR_INTERNET_FORCE_RETRY);
+    EXPECT_EQ(upload(request, body), 0u);
+    EXPECT_EQ(status(request), 200u);
+    EXPECT_EQ(gate.seen, (std::vector<std::string>{"PUT 300000", "HEAD+token 0", "PUT+token 300000"}));
+    const Handle post = client.open(u"POST", u"/");
+    char text[] = "text";
+    ASSERT_TRUE(HttpSendRequestW(post, nullptr, 0, text, 4));
+    DWORD error = 0;
+    EXPECT_EQ(read_all(post, error), "in:text");
+    EXPECT_EQ(gate.seen.back(), "POST+token 4");
+    EXPECT_EQ(gate.seen[gate.seen.size() - 2], "HEAD+token 0");
+}
+
+TEST(Negotiate, AServerThatNeverLetsInOrTalksNonsenseIsARefusal) {
+    {
+        Gate gate;
+        gate.drop_signed_in = true;
+        Client client(gate.server.port());
+        const Handle request = client.open(u"GET", u"/");
+        set_login(request, u"alice", u"pw");
+        ASSERT_EQ(send(request), 0u);
+        EXPECT_EQ(status(request), 401u);
+        EXPECT_LE(gate.seen.size(), 4u);
+    }
+    for (const std::string& token : {std::string("!!!!"), std::string("AAAA"), std::string("===="),
+                                     std::string("TlRMTVNTUAAC"), std::string(90'000, 'A')}) {
+        int requests = 0;
+        RawServer server([&](Exchange& exchange) {
+            ++requests;
+            exchange.answer("401 Unauthorized", "WWW-Authenticate: Negotiate " + token + "\r\n");
+        });
+        Client client(server.port());
+        const Handle request = client.open(u"GET", u"/");
+        set_login(request, u"alice", u"pw");
+        ASSERT_EQ(send(request), 0u);
+        EXPECT_EQ(status(request), 401u) << token.substr(0, 20);
+        EXPECT_LE(requests, 3) << token.substr(0, 20);
+    }
+}
+
+}  // namespace
+}  // namespace testing_support
