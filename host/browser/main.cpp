@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QDateTime>
 #include <QJsonArray>
+#include <QNetworkProxyFactory>
 #include <QTimer>
 #include <QWebEngineCookieStore>
 #include <QWebEngineProfile>
@@ -146,6 +147,7 @@ int main(int count, char** words) {
     }
     QApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     const QApplication application(count, words);
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
     // Only sphost's end ends it: a window that is closed still has cookies to hand over.
     QApplication::setQuitOnLastWindowClosed(false);
     browser::Program program(browser::ParseFill(QApplication::arguments()));

@@ -90,19 +90,31 @@ void Detect(Run& run) {
     run.Say(is_sharepoint ? "SharePoint" : "not SharePoint");
 }
 
+// How this server is signed in to, where the options say so.
+void KeepSignInOverride(Run& run, const std::u16string& url) {
+    const Options& options = run.options();
+    const host::OAuthOverride value{
+        options.Value("authority").value_or(""), options.Value("client-id").value_or(""),
+        options.Value("sign-in").value_or(""), options.Value("redirect").value_or("")};
+    if (!value.flow.empty() && value.flow != "code" && value.flow != "device")
+        throw UsageError("--sign-in takes code or device, not '" + value.flow + "'");
+    try {
+        host::PortOfRedirect(value.redirect);
+    } catch (const host::Failure& failure) {
+        throw UsageError(failure.what());
+    }
+    const bool any = options.Has("authority") || options.Has("client-id") || options.Has("sign-in") ||
+                     options.Has("redirect");
+    if (any) run.host().oauth().SetOverride(host::ToUtf8(url), value);
+}
+
 void PlaceAdd(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
     const std::u16string url = ParseUrl(options.arguments[0]);
     host::StoredAccount account{"", NewAccountTree(run, url, what), nullptr};
     RefuseKnownSite(run, url, what);
-    const std::string flow = options.Value("sign-in").value_or("");
-    if (!flow.empty() && flow != "code" && flow != "device")
-        throw UsageError("--sign-in takes code or device, not '" + flow + "'");
-    if (options.Has("authority") || options.Has("client-id") || !flow.empty()) {
-        run.host().oauth().SetOverride(host::ToUtf8(url), {options.Value("authority").value_or(""),
-                                                           options.Value("client-id").value_or(""), flow});
-    }
+    KeepSignInOverride(run, url);
     account.account = host::Accounts::Restore(run.file_system(), *account.data);
     ComPtr<TMK::IAFS_Name> root;
     run.Check(run.host().Bind(account.account.get(), run.cancel(), root), what);

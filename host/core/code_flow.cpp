@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <map>
+#include <regex>
 #include <vector>
 
 #include "core/failure.h"
@@ -96,20 +97,44 @@ std::map<std::string, std::string> QueryOf(const std::string& request) {
     return query;
 }
 
+struct Redirect {
+    std::string host = "127.0.0.1";
+    std::uint16_t port = 0;
+    std::string path = "/";
+};
+
+Redirect ParseRedirect(const std::string& text) {
+    if (text.empty()) return {};
+    static const std::regex form(R"(http://(localhost|127\.0\.0\.1)(?::([0-9]{1,5}))?(/[^?#]*)?)",
+                                 std::regex::icase);
+    std::smatch parts;
+    const bool matches = std::regex_match(text, parts, form);
+    const int port = matches && parts[2].matched ? std::stoi(parts[2]) : 0;
+    if (!matches || port > 65535) {
+        throw Failure(E_INVALIDARG,
+                      "a redirect looks like http://localhost/ or http://127.0.0.1:8400/path, not '" +
+                          PlainLine(text) + "'");
+    }
+    return {parts[1], static_cast<std::uint16_t>(port), parts[3].matched ? parts[3].str() : "/"};
+}
+
 // Takes what browsers send to a port of this machine, several connections at once: they open some in advance.
 class Listener {
 public:
-    Listener() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit Listener(const Redirect& redirect) : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(redirect.port);
         socklen_t size = sizeof(address);
         auto* const name = reinterpret_cast<sockaddr*>(&address);
+        const int on = 1;  // a named port may still be held by the answers of a sign-in before
+        setsockopt(m_socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
         if (!m_socket || bind(m_socket.get(), name, size) != 0 || listen(m_socket.get(), 8) != 0 ||
             getsockname(m_socket.get(), name, &size) != 0) {
             throw Failure(ResultOfErrno(errno), "can't listen for the end of the sign-in");
         }
-        m_url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/";
+        m_url = "http://" + redirect.host + ":" + std::to_string(ntohs(address.sin_port)) + redirect.path;
     }
     const std::string& Url() const { return m_url; }
 
@@ -170,8 +195,12 @@ void Reply(const Descriptor& client, const char* status, std::string_view senten
 
 }  // namespace
 
+std::uint16_t PortOfRedirect(const std::string& redirect) {
+    return ParseRedirect(redirect).port;
+}
+
 CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const std::string& url)>& open) {
-    Listener listener;
+    Listener listener(ParseRedirect(request.redirect));
     const std::string state = RandomText();
     CodeAnswer answer{"", listener.Url(), RandomText()};
     std::string url =

@@ -2,6 +2,7 @@
 // back to a listener of this machine with a code. Any thread; it waits for the person.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -11,7 +12,8 @@ struct CodeRequest {
     std::string endpoint;  // where the page is
     std::string client_id;
     std::string scope;
-    std::string user;  // a name to begin with, may be empty
+    std::string user;           // a name to begin with, may be empty
+    std::string redirect = {};  // where the page comes back to, empty for any port of this machine
 };
 
 // What a token endpoint wants for the code.
@@ -20,6 +22,10 @@ struct CodeAnswer {
     std::string redirect_uri;
     std::string verifier;
 };
+
+// The port that a redirect names, 0 for any. Throws a Failure for a URL that isn't http on this machine's
+// localhost or 127.0.0.1.
+std::uint16_t PortOfRedirect(const std::string& redirect);
 
 // `open` gets the page's address. Throws a Failure: 0x821704C7 when the person declines or interrupts,
 // 0x800705B4 after ten minutes.

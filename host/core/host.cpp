@@ -205,6 +205,7 @@ HRESULT Host::DoOAuth(TMK::ITMK_CabNode* parameters) {
         if (!own->authority.empty()) request.authority = own->authority;
         if (!own->client_id.empty()) request.client_id = own->client_id;
         request.flow = own->flow;
+        request.redirect = own->redirect;
     }
     if (request.authority.empty() || request.scope.empty()) return E_INVALIDARG;
     ComPtr<TMK::ITMK_CabNode> token;

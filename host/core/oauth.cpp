@@ -115,6 +115,7 @@ void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value)
         entry.AddMember("authority", rapidjson::Value(value.authority.c_str(), memory), memory);
         entry.AddMember("clientID", rapidjson::Value(value.client_id.c_str(), memory), memory);
         entry.AddMember("flow", rapidjson::Value(value.flow.c_str(), memory), memory);
+        entry.AddMember("redirectURI", rapidjson::Value(value.redirect.c_str(), memory), memory);
         SetMember(json, ServerOf(site_url), std::move(entry), memory);
         return Serialize(json);
     });
@@ -127,7 +128,7 @@ std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) co
     const auto member = json.FindMember(ServerOf(site_url).c_str());
     if (member == json.MemberEnd() || !member->value.IsObject()) return std::nullopt;
     return OAuthOverride{TextOf(member->value, "authority"), TextOf(member->value, "clientID"),
-                         TextOf(member->value, "flow")};
+                         TextOf(member->value, "flow"), TextOf(member->value, "redirectURI")};
 }
 
 void OAuth::NoteInUse(const std::string& token) {
@@ -207,7 +208,8 @@ OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
 
 OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
     const CodeAnswer code = AskForCode(
-        {Endpoint(request, "authorize"), request.client_id, FullScope(request), request.user},
+        {Endpoint(request, "authorize"), request.client_id, FullScope(request), request.user,
+         request.redirect},
         [this](const std::string& url) {
             m_terminal.Tell("To sign in, use the page that opens in your browser, or open " + PlainLine(url));
             m_open(url);

@@ -23,13 +23,15 @@ struct OAuthRequest {
     std::string scope;
     std::string user;       // whose sign-in, empty when only one is there
     std::string flow = {};  // as in the override
+    std::string redirect = {};
 };
 
 // Where a site's sign-in is, when it isn't where the plug-in says, and which way it goes.
 struct OAuthOverride {
     std::string authority;
     std::string client_id;
-    std::string flow = {};  // "code", "device" or empty for what fits
+    std::string flow = {};      // "code", "device" or empty for what fits
+    std::string redirect = {};  // of the code flow, empty for any port of this machine
 };
 
 class OAuth {

@@ -240,6 +240,27 @@ TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
     EXPECT_EQ(server.refreshes, 1);
 }
 
+TEST_F(SignIn, TheBrowserComesBackWhereTheRegistrationSays) {
+    browser.result = "code=x";
+    Process process(*this);
+    OAuthRequest request = Request();
+    request.flow = "code";
+    request.redirect = "http://localhost/back/here";
+    EXPECT_EQ(process.oauth.GetToken(request), "access1");
+    browser.Wait();
+    const std::string redirect = Member(browser.opened, "redirect_uri");
+    EXPECT_TRUE(redirect.starts_with("http%3A%2F%2Flocalhost%3A")) << redirect;
+    EXPECT_TRUE(redirect.ends_with("%2Fback%2Fhere")) << redirect;
+    EXPECT_EQ(Member(server.last_form, "redirect_uri"), redirect);
+    EXPECT_EQ(PortOfRedirect("http://LOCALHOST:8400"), 8400);
+    EXPECT_EQ(PortOfRedirect(""), 0);
+    for (const char* bad :
+         {"https://localhost/", "http://localhost.evil/", "http://127.0.0.1@evil/", "http://127.0.0.1:65536/",
+          "http://127.0.0.1/?a", "localhost", "http://10.0.0.1/", "http://localhost:/"}) {
+        EXPECT_THROW(PortOfRedirect(bad), Failure) << bad;
+    }
+}
+
 TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
     for (const auto& [result, code, text] :
          {std::tuple{"error=access_denied", kCanceled, "declined"},

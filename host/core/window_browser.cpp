@@ -6,6 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <set>
@@ -20,12 +21,22 @@ namespace {
 using Json = rapidjson::Document;
 using Note = std::function<void(const std::string&)>;
 
-bool HasDisplay() {
-    const auto is_set = [](const char* name) {
+bool IsSetAny(std::initializer_list<const char*> variables) {
+    return std::any_of(variables.begin(), variables.end(), [](const char* name) {
         const char* value = std::getenv(name);
         return value && *value;
-    };
-    return is_set("DISPLAY") || is_set("WAYLAND_DISPLAY") || is_set("QT_QPA_PLATFORM");
+    });
+}
+
+bool HasDisplay() {
+    return IsSetAny({"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"});
+}
+
+// A proxy that wants a password looks like a site that does.
+std::string AskedBy() {
+    return IsSetAny({"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+               ? "the site (or the proxy on the way to it, when its address lacks the name and the password)"
+               : "the site";
 }
 
 std::string Write(const rapidjson::Value& json) {
@@ -249,7 +260,7 @@ public:
 
 private:
     void RequireWindow() const {
-        const std::string asked = "the site asks for a sign-in in a browser window, and ";
+        const std::string asked = AskedBy() + " asks for a sign-in in a browser window, and ";
         if (!fs::exists(m_program)) {
             throw Failure(E_NOTIMPL, asked + "the program " + m_program.filename().string() +
                                          ", which shows it, is not here");
