@@ -179,8 +179,8 @@ Who may sign in
                           (default users: alice:alice, bob:bob, carol:carol:read)
   --logins FORM           membership (default: i:0#.f|membership|alice@contoso.example), windows
                           (i:0#.w|contoso\alice) or classic (CONTOSO\alice), for users not known yet
-  --auth LIST             ways of signing in, separated by commas: bearer, basic, digest
-                          (default: bearer on the modern generation, digest,basic on the others)
+  --auth LIST             ways of signing in, separated by commas: bearer, basic, digest, ntlm,
+                          negotiate (default: bearer on the modern generation, digest,basic on the others)
   --approve USER          approve every device code at once for this user
   --token-lifetime S      seconds that an access token is valid (default 3600)
   --digest-lifetime S     seconds that a form digest is valid (default 1800)

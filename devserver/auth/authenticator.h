@@ -3,6 +3,7 @@
 #pragma once
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "http/message.h"
 #include "store/store.h"
@@ -15,6 +16,8 @@ public:
     // The user, or nothing; then `challenge` makes the answer.
     virtual std::optional<User> authenticate(const http::Request& request) = 0;
     virtual http::Response challenge(const http::Request& request) = 0;
+    // In the middle of an exchange with this connection, so that its challenge stands alone.
+    virtual bool in_exchange(const http::Request&) const { return false; }
 };
 
 class BearerAuthenticator : public Authenticator {
@@ -30,5 +33,9 @@ private:
 // The sign-in authority's constants, shared by challenge and token answers.
 std::string realm_of(Store& store);
 std::string bearer_token(const http::Request& request);
+
+// What follows the scheme's name in the Authorization header; nothing for another scheme.
+std::optional<std::string> credentials_of(const http::Request& request, std::string_view scheme);
+http::Response unauthorized(const std::string& challenge);
 
 }  // namespace devserver

@@ -1,4 +1,4 @@
-// Bearer tokens: who a token belongs to, and the challenge when there is none.
+// Bearer tokens: who a token belongs to, and the challenge when there is none; and what all schemes share.
 // Owner: auth/; any thread.
 #include "auth/authenticator.h"
 #include "base/text.h"
@@ -10,9 +10,21 @@ std::string realm_of(Store& store) {
 }
 
 std::string bearer_token(const http::Request& request) {
+    return credentials_of(request, "Bearer").value_or("");
+}
+
+std::optional<std::string> credentials_of(const http::Request& request, std::string_view scheme) {
     auto header = request.headers.get("Authorization");
-    if (!starts_with_ignoring_case(header, "Bearer ")) return {};
-    return std::string(trim(std::string_view(header).substr(7)));
+    if (!starts_with_ignoring_case(header, scheme) || header.size() <= scheme.size() ||
+        header[scheme.size()] != ' ')
+        return std::nullopt;
+    return std::string(trim(std::string_view(header).substr(scheme.size())));
+}
+
+http::Response unauthorized(const std::string& challenge) {
+    auto response = http::make_response(401, "text/plain; charset=utf-8", "401 UNAUTHORIZED");
+    response.headers.set("WWW-Authenticate", challenge);
+    return response;
 }
 
 std::optional<User> BearerAuthenticator::authenticate(const http::Request& request) {

@@ -13,28 +13,6 @@ namespace {
 constexpr Seconds nonce_lifetime = 300;
 constexpr char realm[] = "site";
 
-std::optional<std::string> base64_decode(std::string_view text) {
-    std::string url_form(text);
-    while (!url_form.empty() && url_form.back() == '=') url_form.pop_back();
-    for (char& c : url_form) c = c == '+' ? '-' : c == '/' ? '_' : c;
-    return base64url_decode(url_form);
-}
-
-http::Response unauthorized(const std::string& challenge) {
-    auto response = http::make_response(401, "text/plain; charset=utf-8", "401 UNAUTHORIZED");
-    response.headers.set("WWW-Authenticate", challenge);
-    return response;
-}
-
-// What follows the scheme's name in the Authorization header; nothing for another scheme.
-std::optional<std::string> credentials_of(const http::Request& request, std::string_view scheme) {
-    auto header = request.headers.get("Authorization");
-    if (!starts_with_ignoring_case(header, scheme) || header.size() <= scheme.size() ||
-        header[scheme.size()] != ' ')
-        return std::nullopt;
-    return std::string(trim(std::string_view(header).substr(scheme.size())));
-}
-
 // name=value pairs with quoted or plain values, separated by commas.
 std::map<std::string, std::string> parse_fields(std::string_view text) {
     std::map<std::string, std::string> fields;

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 
+#include "auth/negotiate.h"
 #include "auth/password.h"
 #include "base/text.h"
 
@@ -14,7 +15,10 @@ std::unique_ptr<Authenticator> make_scheme(Store& store, const std::string& name
     if (name == "bearer") return std::make_unique<BearerAuthenticator>(store);
     if (name == "basic") return std::make_unique<BasicAuthenticator>(store);
     if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
-    throw std::invalid_argument("unknown way of signing in '" + name + "': use bearer, basic or digest");
+    if (name == "ntlm") return std::make_unique<NegotiateAuthenticator>(store, "NTLM");
+    if (name == "negotiate") return std::make_unique<NegotiateAuthenticator>(store, "Negotiate");
+    throw std::invalid_argument("unknown way of signing in '" + name +
+                                "': use bearer, basic, digest, ntlm or negotiate");
 }
 
 }  // namespace
@@ -30,6 +34,8 @@ std::optional<User> SignIn::authenticate(const http::Request& request) {
 }
 
 http::Response SignIn::challenge(const http::Request& request) {
+    for (auto& scheme : m_schemes)
+        if (scheme->in_exchange(request)) return scheme->challenge(request);
     auto response = m_schemes.front()->challenge(request);
     for (std::size_t i = 1; i < m_schemes.size(); ++i)
         add_challenges(m_schemes[i]->challenge(request), response);

@@ -11,10 +11,12 @@ namespace devserver {
 
 class SignIn : public Authenticator {
 public:
-    // Names of schemes: bearer, basic, digest. Throws std::invalid_argument with one clear line.
+    // Names of schemes: bearer, basic, digest, ntlm, negotiate. Throws std::invalid_argument with one clear
+    // line.
     SignIn(Store& store, const std::vector<std::string>& schemes);
     std::optional<User> authenticate(const http::Request& request) override;
-    // The first scheme's answer, with a WWW-Authenticate header for each.
+    // The first scheme's answer, with a WWW-Authenticate header for each; in the middle of an exchange that
+    // scheme's alone.
     http::Response challenge(const http::Request& request) override;
 
 private:

@@ -216,6 +216,20 @@ std::optional<std::string> base64url_decode(std::string_view text) {
     return result;
 }
 
+std::string base64_encode(std::string_view bytes) {
+    auto text = base64url_encode(bytes);
+    for (char& c : text) c = c == '-' ? '+' : c == '_' ? '/' : c;
+    text.append((4 - text.size() % 4) % 4, '=');
+    return text;
+}
+
+std::optional<std::string> base64_decode(std::string_view text) {
+    std::string url_form(text);
+    while (!url_form.empty() && url_form.back() == '=') url_form.pop_back();
+    for (char& c : url_form) c = c == '+' ? '-' : c == '/' ? '_' : c;
+    return base64url_decode(url_form);
+}
+
 std::string format_guid(std::string_view hex) {
     std::string guid;
     for (std::size_t i = 0; i < hex.size() && i < 32; ++i) {

@@ -39,6 +39,8 @@ std::string html_escape(std::string_view text);
 bool is_valid_utf8(std::string_view text);
 std::string base64url_encode(std::string_view bytes);
 std::optional<std::string> base64url_decode(std::string_view text);
+std::string base64_encode(std::string_view bytes);
+std::optional<std::string> base64_decode(std::string_view text);
 // 32 hexadecimal digits in the groups of a GUID.
 std::string format_guid(std::string_view hex);
 std::string hex_encode(std::string_view bytes, bool upper = false);

@@ -252,6 +252,7 @@ private:
         auto plan = m_application.plan(request);
         RequestBody body(m_transport, m_input, parser, request, plan);
         request.body = &body;
+        request.connection = &m_memory;
         ExchangeResult result;
         try {
             bool goes_on = answer(request, body, plan, result);
@@ -388,6 +389,7 @@ private:
     Application& m_application;
     const std::string& m_scheme;
     Input m_input;
+    ConnectionMemory m_memory;
 };
 
 }  // namespace

@@ -59,6 +59,11 @@ struct Attachment {
     virtual ~Attachment() = default;
 };
 
+// What the application keeps with a connection from one request to the next.
+struct ConnectionMemory {
+    std::shared_ptr<Attachment> sign_in;
+};
+
 struct Request {
     std::string method;
     std::string target;    // as sent, blanks escaped
@@ -74,6 +79,7 @@ struct Request {
     std::string base_url;  // scheme, host and port as the client named them
     BodySource* body = nullptr;
     std::shared_ptr<Attachment> attachment;
+    ConnectionMemory* connection = nullptr;
 
     bool has_body() const { return chunked || content_length.value_or(0) > 0; }
 };

@@ -1,0 +1,163 @@
+// NTLM and Negotiate.
+// Owner: auth/; any thread.
+#include "auth/negotiate.h"
+
+#include <fcntl.h>
+#include <gssapi/gssapi.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "auth/password.h"
+#include "base/text.h"
+
+namespace devserver {
+namespace {
+
+constexpr std::size_t longest_token = 64 * 1024;
+constexpr char domain[] = "CONTOSO";
+
+// The exchange of one connection, and then its outcome.
+struct Exchange : http::Attachment {
+    explicit Exchange(std::string name) : scheme(std::move(name)) {}
+    ~Exchange() override { drop(); }
+
+    void drop() {
+        OM_uint32 minor = 0;
+        if (context != GSS_C_NO_CONTEXT) gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
+    }
+
+    const std::string scheme;
+    gss_ctx_id_t context = GSS_C_NO_CONTEXT;
+    std::string answer;  // the token that the client waits for
+    Id user = 0;         // signed in
+};
+
+Exchange* exchange_of(const http::Request& request, const std::string& scheme) {
+    auto* exchange =
+        request.connection ? dynamic_cast<Exchange*>(request.connection->sign_in.get()) : nullptr;
+    return exchange && exchange->scheme == scheme ? exchange : nullptr;
+}
+
+// The type of an NTLM message (MS-NLMP 2.2.1), 0 for what is none.
+int ntlm_type(std::string_view token) {
+    constexpr std::string_view signature("NTLMSSP\0", 8);
+    return token.size() > 12 && token.substr(0, signature.size()) == signature ? token[8] : 0;
+}
+
+std::size_t number_at(std::string_view bytes, std::size_t at) {
+    std::size_t value = 0;
+    for (std::size_t i = 4; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+    return value;
+}
+
+void put_number_at(std::string& bytes, std::size_t at, std::size_t value) {
+    for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(value >> 8 * i & 255);
+}
+
+// Servers take messages without the version field, as several clients send them; the mechanism insists on it.
+// So an empty one is put in, and what lies behind it in a message of type 3 is named by where it lies now.
+void add_missing_version(std::string& token) {
+    constexpr std::size_t version_size = 8, first_size = 40, third_size = 64;
+    if (ntlm_type(token) == 1 && token.size() < first_size) token.resize(first_size, '\0');
+    if (ntlm_type(token) != 3 || token.size() < third_size) return;
+    constexpr std::size_t offsets[] = {16, 24, 32, 40, 48, 56};
+    bool has_version = std::ranges::none_of(offsets, [&](auto at) {
+        return number_at(token, at - 4) != 0 && number_at(token, at) == third_size;
+    });
+    if (has_version) return;
+    for (auto at : offsets) put_number_at(token, at, number_at(token, at) + version_size);
+    token.insert(third_size, version_size, '\0');
+}
+
+std::string text_of(gss_buffer_desc buffer) {
+    return {static_cast<const char*>(buffer.value), buffer.length};
+}
+
+// "CONTOSO\alice", or nothing for nobody in particular.
+std::string name_of(gss_name_t name) {
+    OM_uint32 minor = 0;
+    gss_buffer_desc shown = GSS_C_EMPTY_BUFFER;
+    if (name == GSS_C_NO_NAME || GSS_ERROR(gss_display_name(&minor, name, &shown, nullptr))) return {};
+    auto text = text_of(shown);
+    gss_release_buffer(&minor, &shown);
+    return text.substr(0, text.find('\0'));  // some come with their zero
+}
+
+// Takes the client's next token; the name of whoever is signed in by it. False when the exchange has failed.
+bool accept(Exchange& exchange, std::string token, std::string& signed_in) {
+    add_missing_version(token);
+    OM_uint32 minor = 0, flags = 0;
+    gss_buffer_desc input{token.size(), token.data()}, output = GSS_C_EMPTY_BUFFER;
+    gss_name_t source = GSS_C_NO_NAME;
+    auto major = gss_accept_sec_context(&minor, &exchange.context, GSS_C_NO_CREDENTIAL, &input,
+                                        GSS_C_NO_CHANNEL_BINDINGS, &source, nullptr, &output, &flags, nullptr,
+                                        nullptr);
+    exchange.answer = base64_encode(text_of(output));
+    gss_release_buffer(&minor, &output);
+    if (major == GSS_S_COMPLETE && !(flags & GSS_C_ANON_FLAG)) signed_in = name_of(source);
+    if (source != GSS_C_NO_NAME) gss_release_name(&minor, &source);
+    return major == GSS_S_CONTINUE_NEEDED ? !exchange.answer.empty() : !signed_in.empty();
+}
+
+}  // namespace
+
+std::optional<User> NegotiateAuthenticator::authenticate(const http::Request& request) {
+    auto* exchange = exchange_of(request, m_scheme);
+    if (!request.headers.has("Authorization"))
+        return exchange && exchange->user ? m_store.user_by_id(exchange->user) : std::nullopt;
+    auto text = credentials_of(request, m_scheme);
+    if (!text || !request.connection) return std::nullopt;
+    auto& memory = request.connection->sign_in;
+    auto token = text->size() <= longest_token ? base64_decode(*text) : std::nullopt;
+    if (!token || token->empty()) {
+        memory.reset();
+        return std::nullopt;
+    }
+    if (!exchange || exchange->user || ntlm_type(*token) == 1) {
+        auto fresh = std::make_shared<Exchange>(m_scheme);
+        exchange = fresh.get();
+        memory = fresh;
+    }
+    std::string name;
+    bool goes_on = accept(*exchange, *token, name);
+    auto user = name.empty() ? std::nullopt : user_by_typed_name(m_store, name);
+    if (user) {
+        exchange->drop();
+        exchange->answer.clear();
+        exchange->user = user->id;
+    } else if (!goes_on || !name.empty()) {
+        memory.reset();
+    }
+    return user;
+}
+
+bool NegotiateAuthenticator::in_exchange(const http::Request& request) const {
+    auto* exchange = exchange_of(request, m_scheme);
+    return exchange && !exchange->user && credentials_of(request, m_scheme);
+}
+
+http::Response NegotiateAuthenticator::challenge(const http::Request& request) {
+    if (!in_exchange(request)) return unauthorized(m_scheme);
+    return unauthorized(m_scheme + " " + exchange_of(request, m_scheme)->answer);
+}
+
+void give_users_to_ntlm(Store& store, const std::string& folder) {
+    std::string text;
+    for (const auto& user : store.users())
+        for (const char* name : {domain, "contoso", "contoso.example"})
+            text += std::string(name) + ":" + user.name + ":" + user.password + "\n";
+    auto file = folder + "/ntlm-users";
+    ::unlink(file.c_str());
+    int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    bool written =
+        descriptor >= 0 && ::write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    if (descriptor >= 0) ::close(descriptor);
+    if (!written) throw std::runtime_error("cannot write " + file);
+    ::setenv("NTLM_USER_FILE", file.c_str(), 1);
+    ::setenv("NETBIOS_DOMAIN_NAME", domain, 1);
+}
+
+}  // namespace devserver

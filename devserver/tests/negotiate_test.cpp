@@ -1,0 +1,197 @@
+// Signing in by NTLM and Negotiate: a real client's exchanges, and what belongs to their connection.
+// Owner: devserver/auth.
+#include <curl/curl.h>
+#include <gssapi/gssapi.h>
+#include <gssapi/gssapi_ext.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "base/text.h"
+#include "tests/harness.h"
+
+namespace devserver::test {
+namespace {
+
+constexpr const char* page = "/sites/team/Shared%20Documents";
+
+size_t take(char* data, size_t size, size_t count, void* text) {
+    static_cast<std::string*>(text)->append(data, size * count);
+    return size * count;
+}
+
+// One client with kept connections; NTLM is libcurl's own.
+class Browser {
+public:
+    explicit Browser(const ServerProcess& server) : m_curl(curl_easy_init()), m_url(server.url()) {}
+    ~Browser() { curl_easy_cleanup(m_curl); }
+    Browser(const Browser&) = delete;
+    Browser& operator=(const Browser&) = delete;
+
+    // An Authorization of the caller's own stands for the user, if it is given.
+    long ask(const std::string& user, const std::string& authorization = {}) {
+        prepare(page, "PROPFIND");
+        auto* headers = curl_slist_append(nullptr, "Depth: 0");
+        if (!authorization.empty())
+            headers = curl_slist_append(headers, ("Authorization: " + authorization).c_str());
+        curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, headers);
+        curl_easy_setopt(m_curl, CURLOPT_USERPWD, user.empty() ? nullptr : user.c_str());
+        auto status = perform();
+        curl_slist_free_all(headers);
+        return status;
+    }
+    long put(const std::string& user, const std::string& path, const std::string& body) {
+        prepare(path, "PUT");
+        curl_easy_setopt(m_curl, CURLOPT_USERPWD, user.c_str());
+        curl_easy_setopt(m_curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+        curl_easy_setopt(m_curl, CURLOPT_COPYPOSTFIELDS, body.c_str());
+        return perform();
+    }
+    std::string challenge, answer;
+    long new_connections = 0;
+
+private:
+    void prepare(const std::string& path, const char* method) {
+        curl_easy_reset(m_curl);
+        curl_easy_setopt(m_curl, CURLOPT_URL, (m_url + path).c_str());
+        curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, method);
+        curl_easy_setopt(m_curl, CURLOPT_HTTPAUTH, CURLAUTH_NTLM);
+        curl_easy_setopt(m_curl, CURLOPT_NOPROXY, "*");
+        curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, take);
+        curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, &answer);
+    }
+    long perform() {
+        long status = 0;
+        answer.clear();
+        EXPECT_EQ(curl_easy_perform(m_curl), CURLE_OK);
+        curl_easy_getinfo(m_curl, CURLINFO_RESPONSE_CODE, &status);
+        curl_easy_getinfo(m_curl, CURLINFO_NUM_CONNECTS, &new_connections);
+        curl_header* header = nullptr;
+        challenge = curl_easy_header(m_curl, "WWW-Authenticate", 0, CURLH_HEADER, -1, &header) == CURLHE_OK
+                        ? header->value
+                        : "";
+        return status;
+    }
+
+    CURL* m_curl;
+    const std::string m_url;
+};
+
+// The client's side of SPNEGO.
+class GssClient {
+public:
+    GssClient(std::string user, std::string password) {
+        OM_uint32 minor = 0;
+        gss_buffer_desc text{user.size(), user.data()}, secret{password.size(), password.data()};
+        std::string service = "HTTP@127.0.0.1";
+        gss_buffer_desc target{service.size(), service.data()};
+        gss_name_t name = GSS_C_NO_NAME;
+        gss_import_name(&minor, &text, GSS_C_NT_USER_NAME, &name);
+        gss_OID_set_desc mechanisms{1, &m_spnego};
+        gss_acquire_cred_with_password(&minor, name, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
+                                       &m_credential, nullptr, nullptr);
+        gss_release_name(&minor, &name);
+        gss_import_name(&minor, &target, GSS_C_NT_HOSTBASED_SERVICE, &m_target);
+    }
+    ~GssClient() {
+        OM_uint32 minor = 0;
+        gss_delete_sec_context(&minor, &m_context, GSS_C_NO_BUFFER);
+        gss_release_cred(&minor, &m_credential);
+        gss_release_name(&minor, &m_target);
+    }
+    GssClient(const GssClient&) = delete;
+    GssClient& operator=(const GssClient&) = delete;
+
+    // The next Authorization, for the challenge "Negotiate TOKEN" or none.
+    std::string next(const std::string& challenge) {
+        auto token = challenge.size() > 10 ? base64_decode(challenge.substr(10)).value_or("") : "";
+        gss_buffer_desc input{token.size(), token.data()}, output = GSS_C_EMPTY_BUFFER;
+        OM_uint32 minor = 0;
+        gss_init_sec_context(&minor, m_credential, &m_context, m_target, &m_spnego, 0, 0,
+                             GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, &output, nullptr, nullptr);
+        std::string bytes(static_cast<const char*>(output.value), output.length);
+        gss_release_buffer(&minor, &output);
+        return "Negotiate " + base64_encode(bytes);
+    }
+
+private:
+    char m_oid[7] = "\x2b\x06\x01\x05\x05\x02";
+    gss_OID_desc m_spnego{6, m_oid};
+    gss_cred_id_t m_credential = GSS_C_NO_CREDENTIAL;
+    gss_ctx_id_t m_context = GSS_C_NO_CONTEXT;
+    gss_name_t m_target = GSS_C_NO_NAME;
+};
+
+const std::vector<std::string> ntlm{"--generation", "2013", "--auth", "ntlm,negotiate"};
+
+TEST(Ntlm, SignsInAConnectionAndStaysWithIt) {
+    ServerProcess server(ntlm);
+    struct stat file {};
+    ASSERT_EQ(stat((server.data_folder() + "/ntlm-users").c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 0777, 0600u);
+    Browser browser(server);
+    EXPECT_EQ(browser.ask(""), 401);
+    EXPECT_EQ(browser.challenge, "NTLM");
+    EXPECT_EQ(browser.ask("alice:alice"), 207);
+    EXPECT_EQ(browser.new_connections, 0);
+    EXPECT_EQ(browser.ask("alice:alice"), 207);
+    EXPECT_EQ(browser.new_connections, 0);
+    // Without a word, the connection's user; somebody else's attempt ends that.
+    Browser other(server);
+    EXPECT_EQ(other.ask("CONTOSO\\bob:bob"), 207);
+    EXPECT_EQ(Browser(server).ask(""), 401);
+    EXPECT_EQ(other.ask("", "NTLM TlRMTVNTUAABAAAABoIIAAAAAAAAAAAAAAAAAAAAAAA="), 401);
+    EXPECT_TRUE(other.challenge.starts_with("NTLM TlRMTVNTUAAC")) << other.challenge;
+}
+
+TEST(Ntlm, AWrongPasswordOrAnUnknownNameIsChallengedAgain) {
+    ServerProcess server(ntlm);
+    for (const char* user : {"alice:bob", "nobody:x", "alice:", "CONTOSO\\alice:ALICE"}) {
+        Browser browser(server);
+        EXPECT_EQ(browser.ask(user), 401) << user;
+        EXPECT_EQ(browser.challenge, "NTLM") << user;
+        EXPECT_EQ(browser.ask("alice:alice"), 207) << "after " << user;
+    }
+}
+
+TEST(Ntlm, AnUploadArrivesWholeUnderTheRightsOfItsUser) {
+    ServerProcess server(ntlm);
+    std::string body(2'000'000, 'x');
+    std::string path = std::string(page) + "/up.bin";
+    Browser browser(server);
+    EXPECT_EQ(browser.put("carol:carol", path, body), 403);
+    EXPECT_EQ(Browser(server).put("alice:alice", path, body), 201);
+    auto stored = server.send({.path = "/_dev/document?path=/sites/team/Shared%20Documents/up.bin"});
+    EXPECT_TRUE(stored.body == body) << stored.status << " " << stored.body.size();
+}
+
+TEST(Negotiate, SignsInByTheTokensOfGssApi) {
+    ServerProcess server({"--generation", "2013", "--auth", "negotiate"});
+    for (const auto& [password, status] : {std::pair("alice", 207), std::pair("wrong", 401)}) {
+        GssClient client("CONTOSO\\alice", password);
+        Browser browser(server);
+        EXPECT_EQ(browser.ask("", client.next("")), 401);
+        EXPECT_TRUE(browser.challenge.starts_with("Negotiate ")) << browser.challenge;
+        EXPECT_EQ(browser.ask("", client.next(browser.challenge)), status);
+        EXPECT_EQ(browser.ask(""), status) << "the connection is signed in, or isn't";
+        // The last token is good for nothing on another connection.
+        EXPECT_EQ(Browser(server).ask("", client.next(browser.challenge)), 401);
+    }
+}
+
+TEST(Negotiate, NonsenseIsRefusedAndTheServerLives) {
+    ServerProcess server(ntlm);
+    auto third = base64_encode(std::string("NTLMSSP\0\x03\0\0\0", 12) + std::string(76, '\xff'));
+    for (std::string scheme : {"NTLM ", "Negotiate "}) {
+        for (auto& token : {std::string(), std::string("!"), std::string("AAAA"), std::string("TlRMTVNTUAA="),
+                            third, std::string("TlRMTVNTUAADAAAA"), std::string(60'000, 'A'),
+                            std::string("TlRMTVNTUAABAAAA/////wAAAAAAAAAAAAAAAAAAAAA=")}) {
+            Browser browser(server);
+            auto status = browser.ask("", scheme + token);
+            EXPECT_EQ(status, 401) << scheme << token.substr(0, 30);
+            EXPECT_EQ(browser.ask("alice:alice"), 207) << scheme << token.substr(0, 30);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace devserver::test
