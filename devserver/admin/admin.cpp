@@ -51,8 +51,8 @@ http::Response Admin::handle(http::Request& request) {
             return workflow(request, operation);
         if (operation == "token") return token(request);
         if (operation == "column") return column(request);
-        if (operation == "expire-tokens") {
-            m_store.expire_tokens();
+        if (operation == "expire-tokens" || operation == "expire-cookies") {
+            m_store.expire_tokens(operation == "expire-tokens" ? "access" : "forms");
             return json(200, "{}");
         }
         if (operation == "expire-digests") {

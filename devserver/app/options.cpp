@@ -103,6 +103,10 @@ Options parse_options(const std::vector<std::string>& arguments) {
         {"--approve", [&](auto& v) { options.oauth.approve_user = v; }},
         {"--token-lifetime",
          [&](auto& v) { options.oauth.token_lifetime = parse_number("--token-lifetime", v, 1, 31'536'000); }},
+        {"--cookie-lifetime",
+         [&](auto& v) {
+             options.forms.cookie_lifetime = parse_number("--cookie-lifetime", v, 1, 31'536'000);
+         }},
         {"--digest-lifetime",
          [&](auto& v) { options.digest_lifetime = parse_number("--digest-lifetime", v, 1, 31'536'000); }},
         {"--faults", [&](auto& v) { options.faults_file = v; }},
@@ -122,6 +126,8 @@ Options parse_options(const std::vector<std::string>& arguments) {
             *flag->second = true;
         } else if (name == "--major-versions-only") {
             options.minor_versions = false;
+        } else if (name == "--no-return-url") {
+            options.forms.return_url = false;
         } else if (auto setter = with_value.find(name); setter != with_value.end()) {
             if (++i == arguments.size()) throw UsageError(name + " needs a value");
             setter->second(arguments[i]);
@@ -180,9 +186,12 @@ Who may sign in
   --logins FORM           membership (default: i:0#.f|membership|alice@contoso.example), windows
                           (i:0#.w|contoso\alice) or classic (CONTOSO\alice), for users not known yet
   --auth LIST             ways of signing in, separated by commas: bearer, basic, digest, ntlm,
-                          negotiate (default: bearer on the modern generation, digest,basic on the others)
+                          negotiate, forms (default: bearer on the modern generation, digest,basic on the
+                          others)
   --approve USER          approve every device code at once for this user
   --token-lifetime S      seconds that an access token is valid (default 3600)
+  --cookie-lifetime S     seconds that the cookies of a forms sign-in are valid (default 43200)
+  --no-return-url         don't say where a forms sign-in ends
   --digest-lifetime S     seconds that a form digest is valid (default 1800)
   --optional-digest       a change without a digest passes; a wrong one is still refused
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/generation.h"
+#include "auth/forms.h"
 #include "auth/oauth.h"
 #include "dav/dav_server.h"
 #include "http/server.h"
@@ -24,6 +25,7 @@ struct Options {
     std::string site_path = "sites/team", library = "Shared Documents";
     http::ServerOptions server;
     OAuthOptions oauth;
+    FormsOptions forms;
     std::vector<std::string> sign_in;  // schemes; empty: those of the generation
     std::vector<UserOption> users;
     std::vector<std::pair<std::string, int>> seed_counts;

@@ -38,7 +38,7 @@ Service::Service(const Options& options, Store& store)
     : m_store(store),
       m_log(options.request_log_file),
       m_digests(store, options.digest_lifetime, options.optional_digest),
-      m_authenticator(store, options.sign_in),
+      m_authenticator(store, options.sign_in, options.forms),
       m_authority(store, options.oauth),
       m_generation(options.generation),
       m_doors(store, m_digests, options.generation, options.dav) {
@@ -103,6 +103,7 @@ http::Response Service::serve_guarded(http::Request& request) {
 http::Response Service::serve(http::Request& request) {
     if (m_admin && Admin::owns(request)) return m_admin->handle(request);
     if (auto response = m_authority.handle(request)) return std::move(*response);
+    if (auto response = m_authenticator.handle(request)) return std::move(*response);
     auto user = m_authenticator.authenticate(request);
     if (!user) return m_authenticator.challenge(request);
     exchange_of(request).user = user->name;

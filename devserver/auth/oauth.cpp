@@ -3,6 +3,7 @@
 #include "auth/oauth.h"
 
 #include "auth/authenticator.h"
+#include "auth/pages.h"
 #include "base/clock.h"
 #include "base/crypto.h"
 #include "base/text.h"
@@ -35,12 +36,6 @@ std::string make_user_code() {
     return code;
 }
 
-std::string page(const std::string& inner) {
-    return "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>Sign "
-           "in</title></head><body>" +
-           inner + "</body></html>";
-}
-
 }  // namespace
 
 std::optional<http::Response> OAuthAuthority::handle(http::Request& request) {
@@ -51,6 +46,7 @@ std::optional<http::Response> OAuthAuthority::handle(http::Request& request) {
     auto rest = to_lower(std::string_view(request.path).substr(second));
     if (rest == "/.well-known/openid-configuration" || rest == "/v2.0/.well-known/openid-configuration")
         return configuration(request);
+    if (rest == "/oauth2/v2.0/authorize") return m_authorize.handle(request);
     bool post = request.method == "POST";
     if (rest != "/oauth2/v2.0/devicecode" && rest != "/oauth2/v2.0/token") return std::nullopt;
     if (!post) return oauth_error("invalid_request", "This endpoint takes POST requests.", 405);
@@ -97,10 +93,20 @@ http::Response OAuthAuthority::token(http::Request& request) {
     auto type = query_value(form, "grant_type");
     if (type == "urn:ietf:params:oauth:grant-type:device_code" || type == "device_code")
         return redeem_device_code(form);
+    if (type == "authorization_code") return redeem_code(form);
     if (type == "refresh_token") return redeem_refresh_token(form);
     if (type == "password") return redeem_password(form);
     return oauth_error(type.empty() ? "invalid_request" : "unsupported_grant_type",
                        "The grant type '" + type + "' isn't supported.");
+}
+
+http::Response OAuthAuthority::redeem_code(const QueryParameters& form) {
+    auto grant_of = m_authorize.redeem(query_value(form, "code"), query_value(form, "code_verifier"));
+    bool is_same = grant_of && grant_of->client == query_value(form, "client_id") &&
+                   grant_of->redirect_uri == query_value(form, "redirect_uri");
+    auto user = is_same ? m_store.user_by_id(grant_of->user) : std::nullopt;
+    if (!user) return oauth_error("invalid_grant", "The code isn't known for this client, place and proof.");
+    return grant(*user, grant_of->scope, grant_of->client);
 }
 
 http::Response OAuthAuthority::redeem_device_code(const QueryParameters& form) {
@@ -190,26 +196,20 @@ http::Response OAuthAuthority::login_page(http::Request& request) {
             record->denied = query_value(form, "decision") == "decline";
             record->user = record->denied ? 0 : user->id;
             m_store.put_device_code(*device, *record);
-            return http::make_response(
-                200, "text/html; charset=utf-8",
-                page(record->denied ? "<h1>Declined</h1>"
-                                    : "<h1>You are signed in</h1><p>Go back to the device; "
-                                      "this page may be closed.</p>"));
+            return html_page(record->denied ? "<h1>Declined</h1>"
+                                            : "<h1>You are signed in</h1><p>Go back to the device; "
+                                              "this page may be closed.</p>");
         }
     } else if (request.method != "GET" && request.method != "HEAD") {
         return http::make_response(405, "text/plain", "GET or POST");
     }
-    return http::make_response(
-        200, "text/html; charset=utf-8",
-        page("<h1>Sign in on a device</h1><p>" + html_escape(note) +
-             "</p><form method=\"post\" action=\"/devicelogin\"><p><label>Code <input name=\"user_code\" "
-             "value=\"" +
-             html_escape(code) +
-             "\"></label></p><p><label>Name <input name=\"username\"></label></p><p><label>Password "
-             "<input name=\"password\" type=\"password\"></label></p><p><button name=\"decision\" "
-             "value=\"approve\">Approve</button> <button name=\"decision\" "
-             "value=\"decline\">Decline</button></p>"
-             "</form>"));
+    return sign_in_page({.title = "Sign in on a device",
+                         .action = "/devicelogin",
+                         .note = note,
+                         .extra_fields = "<p><label>Code <input name=\"user_code\" value=\"" +
+                                         html_escape(code) + "\"></label></p>",
+                         .buttons = "<button name=\"decision\" value=\"approve\">Approve</button> <button "
+                                    "name=\"decision\" value=\"decline\">Decline</button>"});
 }
 
 }  // namespace devserver

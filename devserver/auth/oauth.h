@@ -4,13 +4,14 @@
 #include <optional>
 #include <string>
 
+#include "auth/authorize.h"
 #include "http/message.h"
 #include "store/store.h"
 
 namespace devserver {
 
 struct OAuthOptions {
-    std::string approve_user;  // device codes are approved for this user at once
+    std::string approve_user;  // device codes and sign-ins are approved for this user at once
     int token_lifetime = 3600;
     int device_code_lifetime = 900;
     int poll_interval = 1;
@@ -18,7 +19,8 @@ struct OAuthOptions {
 
 class OAuthAuthority {
 public:
-    OAuthAuthority(Store& store, OAuthOptions options) : m_store(store), m_options(std::move(options)) {}
+    OAuthAuthority(Store& store, const OAuthOptions& options)
+        : m_store(store), m_options(options), m_authorize(store, options.approve_user) {}
     // Nothing when the path isn't the authority's.
     std::optional<http::Response> handle(http::Request& request);
     std::string issue_access_token(const User& user, const std::string& scope, const std::string& client,
@@ -29,13 +31,15 @@ private:
     http::Response device_code(http::Request& request);
     http::Response token(http::Request& request);
     http::Response login_page(http::Request& request);
+    http::Response redeem_code(const QueryParameters& form);
     http::Response redeem_device_code(const QueryParameters& form);
     http::Response redeem_refresh_token(const QueryParameters& form);
     http::Response redeem_password(const QueryParameters& form);
     http::Response grant(const User& user, const std::string& scope, const std::string& client);
 
     Store& m_store;
-    OAuthOptions m_options;
+    const OAuthOptions m_options;
+    AuthorizePage m_authorize;
 };
 
 }  // namespace devserver

@@ -9,22 +9,29 @@
 #include "base/text.h"
 
 namespace devserver {
-namespace {
 
-std::unique_ptr<Authenticator> make_scheme(Store& store, const std::string& name) {
+SignIn::SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms) {
+    for (const auto& name : schemes) m_schemes.push_back(make_scheme(store, name, forms));
+}
+
+std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, const std::string& name,
+                                                   const FormsOptions& forms) {
     if (name == "bearer") return std::make_unique<BearerAuthenticator>(store);
     if (name == "basic") return std::make_unique<BasicAuthenticator>(store);
     if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
     if (name == "ntlm") return std::make_unique<NegotiateAuthenticator>(store, "NTLM");
     if (name == "negotiate") return std::make_unique<NegotiateAuthenticator>(store, "Negotiate");
+    if (name == "forms") {
+        auto scheme = std::make_unique<FormsAuthenticator>(store, forms);
+        m_forms = scheme.get();
+        return scheme;
+    }
     throw std::invalid_argument("unknown way of signing in '" + name +
-                                "': use bearer, basic, digest, ntlm or negotiate");
+                                "': use bearer, basic, digest, ntlm, negotiate or forms");
 }
 
-}  // namespace
-
-SignIn::SignIn(Store& store, const std::vector<std::string>& schemes) {
-    for (const auto& name : schemes) m_schemes.push_back(make_scheme(store, name));
+std::optional<http::Response> SignIn::handle(http::Request& request) {
+    return m_forms ? m_forms->handle(request) : std::nullopt;
 }
 
 std::optional<User> SignIn::authenticate(const http::Request& request) {

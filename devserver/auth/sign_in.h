@@ -6,20 +6,27 @@
 #include <vector>
 
 #include "auth/authenticator.h"
+#include "auth/forms.h"
 
 namespace devserver {
 
 class SignIn : public Authenticator {
 public:
-    // Names of schemes: bearer, basic, digest, ntlm, negotiate. Throws std::invalid_argument with one clear
-    // line.
-    SignIn(Store& store, const std::vector<std::string>& schemes);
+    // Names of schemes: bearer, basic, digest, ntlm, negotiate, forms. Throws std::invalid_argument with one
+    // clear line.
+    SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms);
     std::optional<User> authenticate(const http::Request& request) override;
     // The first scheme's answer, with a WWW-Authenticate header for each; in the middle of an exchange that
     // scheme's alone.
     http::Response challenge(const http::Request& request) override;
+    // The pages of a sign-in, which need none; nothing when the path is none of theirs.
+    std::optional<http::Response> handle(http::Request& request);
 
 private:
+    std::unique_ptr<Authenticator> make_scheme(Store& store, const std::string& name,
+                                               const FormsOptions& forms);
+
+    FormsAuthenticator* m_forms = nullptr;  // one of the schemes, if it is offered
     std::vector<std::unique_ptr<Authenticator>> m_schemes;
 };
 

@@ -27,11 +27,15 @@ std::string random_guid() {
     return format_guid(hex_encode(bytes));
 }
 
-std::string sha256_hex(std::string_view text) {
+std::string sha256(std::string_view text) {
     unsigned char out[EVP_MAX_MD_SIZE];
     unsigned int size = 0;
     EVP_Digest(text.data(), text.size(), out, &size, EVP_sha256(), nullptr);
-    return hex_encode({reinterpret_cast<char*>(out), size});
+    return {reinterpret_cast<char*>(out), size};
+}
+
+std::string sha256_hex(std::string_view text) {
+    return hex_encode(sha256(text));
 }
 
 std::string hmac_sha512_hex(std::string_view key, std::string_view text) {

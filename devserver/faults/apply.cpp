@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "auth/forms.h"
 #include "base/text.h"
 #include "faults/xml_answers.h"
 #include "odata/format.h"
@@ -41,18 +42,6 @@ http::Response sign_in_page(const FaultAction& action) {
         action.text.value_or("<!DOCTYPE html><html><head><title>Sign in to your account</title></head>"
                              "<body><form method=\"post\" action=\"/login\"><input name=\"loginfmt\">"
                              "</form></body></html>"));
-}
-
-http::Response forms_answer(const http::Request& request) {
-    auto response = http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
-    response.headers.set("X-Forms_Based_Auth_Required",
-                         request.base_url + "/_forms/default.aspx?ReturnUrl=/_layouts/15/error.aspx");
-    response.headers.set("X-Forms_Based_Auth_Return_Url", request.base_url + "/_layouts/15/error.aspx");
-    response.headers.set(
-        "X-MSDAVEXT_Error",
-        "917656; Access+denied.+Before+opening+files+in+this+location%2c+you+must+first+browse+to+"
-        "the+web+site+and+select+the+option+to+login+automatically.");
-    return response;
 }
 
 http::Response nested_answer(const FaultAction& action) {
@@ -134,7 +123,7 @@ std::optional<http::Response> answer_instead(const std::vector<FaultAction>& act
                 response = sign_in_page(action);
                 break;
             case FaultKind::forms_403:
-                response = forms_answer(request);
+                response = forms_challenge(request, true);
                 break;
             case FaultKind::nested:
                 response = nested_answer(action);

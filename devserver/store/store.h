@@ -154,7 +154,7 @@ public:
     void put_token(const std::string& value, const std::string& kind, const Token& token);
     std::optional<Token> token(const std::string& value, const std::string& kind);
     void drop_token(const std::string& value);
-    void expire_tokens();
+    void expire_tokens(const std::string& kind);
     void put_device_code(const std::string& code, const DeviceCode& record);
     std::optional<DeviceCode> device_code(const std::string& code);
     std::optional<std::string> pending_user_code(const std::string& user_code);

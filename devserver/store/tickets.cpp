@@ -26,9 +26,9 @@ void Store::drop_token(const std::string& value) {
     m_database.run("DELETE FROM tokens WHERE hash=?", sha256_hex(value));
 }
 
-void Store::expire_tokens() {
+void Store::expire_tokens(const std::string& kind) {
     Lock lock(m_mutex);
-    m_database.run("UPDATE tokens SET expires=? WHERE kind='access'", now() - 1);
+    m_database.run("UPDATE tokens SET expires=? WHERE kind=?", now() - 1, kind);
 }
 
 void Store::put_device_code(const std::string& code, const DeviceCode& record) {

@@ -1,0 +1,39 @@
+// The authorize end of the OAuth authority: a page that comes back with a code (RFC 6749 4.1), bound to the
+// client's proof (RFC 7636) and to a port of the client's own machine (RFC 8252 7.3). Owner: auth/oauth; any
+// thread.
+#pragma once
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "http/message.h"
+#include "store/store.h"
+
+namespace devserver {
+
+struct AuthorizationCode {
+    std::string client, scope, redirect_uri, challenge;
+    Id user = 0;
+    Seconds expires = 0;
+};
+
+class AuthorizePage {
+public:
+    // With `approve_user` nobody is asked.
+    AuthorizePage(Store& store, std::string approve_user)
+        : m_store(store), m_approve_user(std::move(approve_user)) {}
+    http::Response handle(http::Request& request);
+    // The grant of a code for this verifier; each code is good for one try.
+    std::optional<AuthorizationCode> redeem(const std::string& code, const std::string& verifier);
+
+private:
+    http::Response give_code(AuthorizationCode grant, const User& user, const std::string& state);
+
+    Store& m_store;
+    const std::string m_approve_user;
+    std::mutex m_mutex;
+    std::map<std::string, AuthorizationCode> m_codes;
+};
+
+}  // namespace devserver

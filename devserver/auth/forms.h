@@ -1,0 +1,38 @@
+// Signing in on the site's own page, which sets cookies (MS-OFBA): the cookies, the answer that names the
+// page, the page itself, and signing out. Owner: auth/; any thread.
+#pragma once
+#include <optional>
+#include <string>
+
+#include "auth/authenticator.h"
+
+namespace devserver {
+
+struct FormsOptions {
+    int cookie_lifetime = 12 * 3600;  // seconds
+    bool return_url = true;           // answers say where the sign-in ends
+};
+
+class FormsAuthenticator : public Authenticator {
+public:
+    FormsAuthenticator(Store& store, FormsOptions options) : m_store(store), m_options(options) {}
+    // By the cookie FedAuth; the other one belongs to the page.
+    std::optional<User> authenticate(const http::Request& request) override;
+    // Browsers are led to the page; other clients get a 403 that says where it is.
+    http::Response challenge(const http::Request& request) override;
+    // The pages that need no sign-in; nothing when the path is none of theirs.
+    std::optional<http::Response> handle(http::Request& request);
+
+private:
+    http::Response sign_in(http::Request& request);
+    http::Response sign_out(const http::Request& request);
+    void set_cookies(const http::Request& request, const User& user, http::Response& response);
+
+    Store& m_store;
+    const FormsOptions m_options;
+};
+
+// An answer that sends a client which is no browser to the page (MS-OFBA 2.2.1).
+http::Response forms_challenge(const http::Request& request, bool with_return_url);
+
+}  // namespace devserver

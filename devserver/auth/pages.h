@@ -1,0 +1,25 @@
+// The HTML pages on which people sign in.
+// Owner: auth/; any thread.
+#pragma once
+#include <string>
+
+#include "http/message.h"
+
+namespace devserver {
+
+// A page of its own: never kept by caches, and it runs no script.
+http::Response html_page(const std::string& inner);
+
+struct SignInForm {
+    std::string title = "Sign in";
+    std::string action;             // where the form is sent
+    std::string note;               // a sentence above it; may be empty
+    std::string user = {};          // a name to begin with
+    std::string extra_fields = {};  // HTML between password and buttons
+    std::string buttons = "<button>Sign in</button>";
+};
+
+// A form with the fields "username" and "password"; all texts but the HTML ones are escaped here.
+http::Response sign_in_page(const SignInForm& form);
+
+}  // namespace devserver
