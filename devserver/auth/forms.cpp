@@ -103,8 +103,9 @@ http::Response FormsAuthenticator::sign_in(http::Request& request) {
     auto return_to = checked_return(request, query_value(request.query, "ReturnUrl"));
     SignInForm form{.action = page_address(return_to), .note = "Enter your name and your password."};
     if (request.method != "POST") {
-        if (request.method == "GET" || request.method == "HEAD") return sign_in_page(form);
-        return http::make_response(405, "text/plain", "GET or POST");
+        if (request.method != "GET" && request.method != "HEAD")
+            return http::make_response(405, "text/plain", "GET or POST");
+        return authenticate(request) ? redirect(request.base_url + return_to) : sign_in_page(form);
     }
     auto fields = parse_query(http::read_text(request, 65536));
     form.user = query_value(fields, "username");

@@ -68,6 +68,8 @@ TEST_F(Forms, TheRightPasswordBringsCookiesThatSignInUntilTheyAreSignedOut) {
     }
     auto cookies = cookie_line(right);
     EXPECT_EQ(status(cookies), 207);
+    auto back = server.send({.path = std::string(page) + "?ReturnUrl=/a", .headers = {cookies}});
+    EXPECT_EQ(back.header("Location"), server.url() + "/a") << "whoever is signed in isn't asked";
     EXPECT_EQ(status(cookies.substr(0, cookies.find("; FedAuth"))), 403) << "rtFa alone signs in nobody";
     EXPECT_EQ(status("Cookie: FedAuth=nonsense"), 403);
     EXPECT_EQ(server.send({.path = "/sites/team/_layouts/15/SignOut.aspx", .headers = {cookies}}).status,

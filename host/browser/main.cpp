@@ -7,6 +7,8 @@
 #include <QDateTime>
 #include <QJsonArray>
 #include <QNetworkProxyFactory>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QTimer>
 #include <QWebEngineCookieStore>
 #include <QWebEngineProfile>
@@ -123,6 +125,15 @@ private:
     std::unique_ptr<Window> m_window;  // with its page, before the profile
 };
 
+// Adds the authorities of SSL_CERT_FILE to the system's.
+void TrustMore() {
+    const QString file = qEnvironmentVariable("SSL_CERT_FILE");
+    if (file.isEmpty()) return;
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.addCaCertificates(QSslCertificate::fromPath(file));
+    QSslConfiguration::setDefaultConfiguration(configuration);
+}
+
 std::optional<Fill> ParseFill(const QStringList& arguments) {
     const qsizetype at = arguments.indexOf("--fill");
     if (at < 0 || at + 1 >= arguments.size()) return std::nullopt;
@@ -147,6 +158,7 @@ int main(int count, char** words) {
     }
     QApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     const QApplication application(count, words);
+    browser::TrustMore();
     QNetworkProxyFactory::setUseSystemConfiguration(true);
     // Only sphost's end ends it: a window that is closed still has cookies to hand over.
     QApplication::setQuitOnLastWindowClosed(false);

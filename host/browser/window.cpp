@@ -17,7 +17,7 @@ namespace browser {
 
 namespace {
 
-// Qt asks OpenSSL's own authorities, and with them those of SSL_CERT_FILE; the browser's engine doesn't.
+// The engine asks authorities of its own; what this program trusts beyond them, Qt knows.
 bool IsTrustedHere(const QWebEngineCertificateError& error) {
     if (error.type() != QWebEngineCertificateError::CertificateAuthorityInvalid) return false;
     return QSslCertificate::verify(error.certificateChain(), error.url().host()).isEmpty();

@@ -68,6 +68,17 @@ std::string MoreCertificates() {
     return system.value_or("") + "\n" + *own;
 }
 
+void RequireProxysConsent(CURL* curl) {
+    long of_tunnel = 0;
+    long of_answer = 0;
+    curl_easy_getinfo(curl, CURLINFO_HTTP_CONNECTCODE, &of_tunnel);
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &of_answer);
+    if (of_tunnel != 407 && of_answer != 407) return;
+    throw Failure(E_ACCESSDENIED,
+                  "the proxy asks for a name and a password; they belong into its address, in http_proxy or "
+                  "https_proxy");
+}
+
 }  // namespace
 
 FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields) {
@@ -103,7 +114,9 @@ FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::str
     set(CURLOPT_ERRORBUFFER, reason.data());
     curl_blob blob{const_cast<char*>(certificates.data()), certificates.size(), CURL_BLOB_NOCOPY};
     if (!certificates.empty()) set(CURLOPT_CAINFO_BLOB, &blob);
-    if (const CURLcode code = curl_easy_perform(curl.get()); code != CURLE_OK) {
+    const CURLcode code = curl_easy_perform(curl.get());
+    RequireProxysConsent(curl.get());
+    if (code != CURLE_OK) {
         if (InterruptFlag()) throw Failure(kCanceled, "the sign-in was interrupted");
         const std::string why = reason[0] ? reason.data() : curl_easy_strerror(code);
         throw Failure(HRESULT_FROM_WIN32(CodeOf(code)), "the sign-in server can't be reached: " + why);

@@ -1,0 +1,42 @@
+// What stands between sphost and a server: a private certificate authority, and a proxy that asks for a
+// password. Both live in a temporary folder and end with their object. One thread.
+#pragma once
+
+#include "harness.h"
+
+namespace e2e {
+
+// An authority with one certificate, for 127.0.0.1 and localhost. Throws when openssl isn't there.
+class PrivateAuthority {
+public:
+    PrivateAuthority();
+    // Options for a DevServer.
+    std::vector<std::string> ServerOptions() const;
+    std::string File() const { return (m_folder / "ca.pem").string(); }
+
+private:
+    TempFolder m_folder;
+};
+
+// Squid, with one user.
+class Proxy {
+public:
+    static bool IsInstalled();
+
+    Proxy();
+    ~Proxy();
+
+    // With the password, or with whatever stands for "name:password", or with neither.
+    std::string Url() const { return Url("prox:p%20w@"); }
+    std::string Url(const std::string& login) const { return "http://" + login + m_address; }
+    std::string AccessLog() const;
+
+private:
+    bool Start(int port);
+
+    TempFolder m_folder;
+    std::string m_address;
+    std::optional<Process> m_process;
+};
+
+}  // namespace e2e

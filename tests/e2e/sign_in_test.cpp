@@ -1,0 +1,326 @@
+// Every way of signing in, to a real server, with and without TLS under a private authority and through a
+// proxy that asks for a password of its own.
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "network.h"
+
+namespace {
+
+using namespace e2e;
+
+enum class Answer { right, wrong, none };
+
+// The cookies that the server's page sets, as pages of a browser's script.
+std::string PagesWithCookies(const DevServer& server) {
+    const HttpAnswer page = Http({.method = "POST",
+                                  .url = server.Origin() + "/_forms/default.aspx",
+                                  .body = "username=alice&password=alice"});
+    std::string cookies;
+    for (const std::string name : {"rtFa", "FedAuth"}) {
+        const auto at = page.headers.find("Set-Cookie: " + name + "=");
+        if (at == std::string::npos) continue;
+        const auto begin = at + 13 + name.size();
+        cookies += std::string(cookies.empty() ? "" : ",") + R"({"domain":"127.0.0.1","name":")" + name +
+                   R"(","value":")" + page.headers.substr(begin, page.headers.find(';', begin) - begin) +
+                   "\"}";
+    }
+    return R"({},{"url":")" + server.Origin() + R"(/_layouts/15/error.aspx","cookies":[)" + cookies + "]}";
+}
+
+// One way of signing in: the server's side of it, and the person's.
+struct Way {
+    const char* name;
+    bool modern = false;
+    std::vector<std::string> server;
+
+    bool IsForms() const { return name == std::string("forms"); }
+    bool IsPassword() const { return !modern && !IsForms(); }
+};
+
+const std::vector<Way> kWays{
+    {"basic", false, {"--generation", "2013", "--auth", "basic"}},
+    {"digest", false, {"--generation", "2013", "--auth", "digest"}},
+    {"ntlm", false, {"--generation", "2013", "--auth", "ntlm"}},
+    {"negotiate", false, {"--generation", "2013", "--auth", "negotiate"}},
+    {"forms", false, {"--generation", "2013", "--auth", "forms"}},
+    {"code", true, {"--approve", "alice"}},
+    {"device", true, {"--approve", "alice"}},
+    {"token", true, {}},
+};
+
+// The whole setting of one run.
+struct Setting {
+    Setting(const Way& its_way, bool tls, bool proxied) : way(its_way) {
+        std::vector<std::string> options = way.server;
+        if (tls) {
+            authority.emplace();
+            const auto more = authority->ServerOptions();
+            options.insert(options.end(), more.begin(), more.end());
+            host.environment["SSL_CERT_FILE"] = authority->File();
+        }
+        server.emplace(options);
+        server->WriteAs("bob", "a.txt", "one");
+        if (proxied) {
+            proxy.emplace();
+            SetProxy(proxy->Url());
+        }
+        host.environment["SPHOST_BROWSER"] = "/missing/sphost-browser";
+        // A browser that goes where it is sent.
+        WriteFile(host.Folder() / "browser", "#!/bin/sh\nexec curl -s -k -L --noproxy '*' \"$1\"\n");
+        std::filesystem::permissions(host.Folder() / "browser", std::filesystem::perms::owner_all);
+        host.environment["BROWSER"] = (host.Folder() / "browser").string();
+    }
+
+    void SetProxy(const std::string& url) {
+        for (const char* name : {"http_proxy", "https_proxy"}) host.environment[name] = url;
+    }
+    void PlayBrowser(const std::string& pages) {
+        WriteFile(host.Folder() / "script",
+                  "{\"pages\":[" + pages + "],\"log\":\"" + (host.Folder() / "browsed").string() + "\"}");
+    }
+    // With what a person does when the sign-in is asked for.
+    Result Run(std::vector<std::string> arguments, Answer answer) {
+        if (way.IsForms()) {
+            PlayBrowser(answer == Answer::right ? PagesWithCookies(*server) : "{}");
+            arguments.insert(arguments.end(), {"--web-view-script", (host.Folder() / "script").string()});
+        }
+        if (way.IsPassword() && answer != Answer::none) {
+            arguments.insert(arguments.end(), {"--user", "alice", "--password-stdin"});
+            return host.Run(arguments, answer == Answer::right ? "alice\n" : "wrong\n");
+        }
+        return host.Run(arguments);
+    }
+    Result Add(Answer answer) {
+        std::vector<std::string> add{"place", "add", server->Site(), "--api",
+                                     way.modern ? "modern" : "compatible"};
+        if (way.modern && way.name != std::string("token"))
+            add.insert(add.end(),
+                       {"--authority", server->Origin() + "/organizations/", "--sign-in", way.name});
+        if (way.name == std::string("token")) {
+            add.insert(add.end(), {"--token-stdin"});
+            return host.Run(add, server->Token("alice") + "\n");
+        }
+        return Run(add, answer);
+    }
+    std::string Windows() const { return ReadFile(host.Folder() / "browsed"); }
+    // A loopback name that stands for nobody: the profile as it lies on the disk.
+    std::string ProfileText() const {
+        std::string text;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(host.Profile()))
+            if (entry.is_regular_file()) text += ReadFile(entry.path());
+        return text;
+    }
+
+    const Way way;
+    std::optional<PrivateAuthority> authority;
+    std::optional<DevServer> server;
+    std::optional<Proxy> proxy;
+    Sphost host;
+};
+
+class EveryWay : public ::testing::TestWithParam<std::tuple<int, bool, bool>> {
+protected:
+    const Way& TheWay() const { return kWays[static_cast<std::size_t>(std::get<0>(GetParam()))]; }
+};
+
+TEST_P(EveryWay, SignsInAndWorks) {
+    const auto [index, tls, proxied] = GetParam();
+    if (proxied && !Proxy::IsInstalled()) GTEST_SKIP() << "squid is not installed";
+    Setting run(TheWay(), tls, proxied);
+    if (!run.way.modern) {
+        for (const Answer answer : {Answer::wrong, Answer::none}) {
+            const Result refused = run.Add(answer);
+            EXPECT_EQ(refused.status, 3) << refused.err;
+            EXPECT_NE(refused.err.find("0x821704C7"), std::string::npos) << refused.err;
+            EXPECT_EQ(run.host.Run({"place", "list"}).out, "");
+        }
+    }
+    const Result added = run.Add(Answer::right);
+    ASSERT_EQ(added.status, 0) << added.err;
+    EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0) << "without being asked again";
+    WriteFile(run.host.Folder() / "up", std::string(300'000, 'u'));
+    const Result put = run.host.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")});
+    EXPECT_EQ(put.status, 0) << put.err;
+    EXPECT_EQ(run.server->Document("b.txt").size(), 300'000u);
+    const Result edited =
+        run.host.Run({"edit", run.server->Url("a.txt"), "--", "sh", "-c", "echo two > \"$0\"", "{}"});
+    EXPECT_EQ(edited.status, 0) << edited.err;
+    EXPECT_EQ(run.server->Document("a.txt"), "two\n");
+    if (!proxied) return;
+    const std::string log = run.proxy->AccessLog();
+    const std::string seen = tls ? "CONNECT 127.0.0.1" : "http://127.0.0.1";
+    EXPECT_NE(log.find(seen), std::string::npos) << log;
+    EXPECT_NE(log.find(" prox "), std::string::npos) << log;
+}
+
+std::string NameOf(const ::testing::TestParamInfo<std::tuple<int, bool, bool>>& test) {
+    const auto [index, tls, proxied] = test.param;
+    return std::string(kWays[static_cast<std::size_t>(index)].name) + (tls ? "Tls" : "") +
+           (proxied ? "Proxy" : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Sites, EveryWay,
+                         ::testing::Combine(::testing::Range(0, static_cast<int>(kWays.size())),
+                                            ::testing::Bool(), ::testing::Bool()),
+                         NameOf);
+
+TEST(ProxyPassword, WithoutItNothingReachesTheSiteAndThatIsSaid) {
+    if (!Proxy::IsInstalled()) GTEST_SKIP() << "squid is not installed";
+    for (const Way& way : {kWays[0], kWays[4], kWays[6]}) {
+        for (const bool tls : {false, true}) {
+            Setting run(way, tls, true);
+            for (const char* login : {"", "prox:wrong@"}) {
+                SCOPED_TRACE(way.name + std::string(login) + (tls ? " tls" : ""));
+                run.SetProxy(run.proxy->Url(login));
+                run.server->ClearRequests();
+                std::vector<std::string> add{
+                    "place",  "add",   run.server->Site(), "--api", way.modern ? "modern" : "compatible",
+                    "--user", "alice", "--password-stdin"};
+                const Result refused = run.host.Run(add, "alice\n");
+                EXPECT_NE(refused.status, 0);
+                EXPECT_NE(refused.err.find("proxy"), std::string::npos) << refused.err;
+                EXPECT_TRUE(run.server->Requests().empty());
+                EXPECT_EQ(run.host.Run({"place", "list"}).out, "");
+            }
+        }
+    }
+}
+
+TEST(Tls, AServerOfAnUnknownAuthorityGetsNoPassword) {
+    Setting run(kWays[0], true, false);
+    run.host.environment["SSL_CERT_FILE"] = "/dev/null";
+    run.server->ClearRequests();
+    const Result refused = run.Add(Answer::right);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("certificate"), std::string::npos) << refused.err;
+    EXPECT_TRUE(run.server->Requests().empty());
+}
+
+// What the cookies or the token gave ends while a person is at work.
+class InTheMiddle : public ::testing::Test {
+protected:
+    void Expire(const Setting& run, const char* what) {
+        Http({.method = "POST", .url = run.server->Origin() + "/_dev/expire-" + what});
+    }
+    static std::ptrdiff_t CountWindows(const Setting& run) {
+        const std::string log = run.Windows();
+        std::ptrdiff_t count = 0;
+        for (auto at = log.find("{\"window\""); at != std::string::npos; at = log.find("{\"window\"", at + 1))
+            ++count;
+        return count;
+    }
+};
+
+TEST_F(InTheMiddle, ExpiredCookiesCostOneWindowAndNoWork) {
+    Setting run(kWays[4], false, false);
+    ASSERT_EQ(run.Add(Answer::right).status, 0);
+    Expire(run, "cookies");
+    std::filesystem::remove(run.host.Folder() / "browsed");
+    const Result listed = run.Run({"ls", run.server->Url("")}, Answer::right);
+    EXPECT_EQ(listed.status, 0) << listed.err;
+    EXPECT_EQ(CountWindows(run), 1);
+    // While the document is edited, and the window is closed first: what was saved waits, and is sent whole.
+    const std::string expire =
+        "curl -s -X POST " + run.server->Origin() + "/_dev/expire-cookies >/dev/null; ";
+    const std::string script = "--web-view-script";
+    run.PlayBrowser("{}");
+    const Result edited =
+        run.host.Run({script, (run.host.Folder() / "script").string(), "edit", run.server->Url("a.txt"), "--",
+                      "sh", "-c", expire + "echo typed > \"$0\"", "{}"});
+    EXPECT_NE(edited.status, 0);
+    EXPECT_EQ(run.server->Document("a.txt"), "one");
+    const Result sent = run.Run({"recover", "--send"}, Answer::right);
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    EXPECT_EQ(run.server->Document("a.txt"), "typed\n");
+    // An upload that is met by the page itself.
+    Expire(run, "cookies");
+    const std::string bytes(2'000'000, 'v');
+    WriteFile(run.host.Folder() / "up", bytes);
+    run.server->ClearRequests();
+    const Result put =
+        run.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")}, Answer::right);
+    EXPECT_EQ(put.status, 0) << put.err;
+    EXPECT_TRUE(run.server->Document("b.txt") == bytes);
+    const auto requests = run.server->Requests();
+    EXPECT_LE(std::count_if(requests.begin(), requests.end(),
+                            [](const std::string& line) { return line.starts_with("PUT "); }),
+              4);
+}
+
+TEST_F(InTheMiddle, AnExpiredTokenIsRenewedInSilence) {
+    Setting run(kWays[5], false, false);
+    ASSERT_EQ(run.Add(Answer::right).status, 0);
+    run.host.environment["BROWSER"] = "/bin/false";
+    const std::string expire = "curl -s -X POST " + run.server->Origin() + "/_dev/expire-tokens >/dev/null; ";
+    const Result edited = run.host.Run(
+        {"edit", run.server->Url("a.txt"), "--", "sh", "-c", expire + "echo typed > \"$0\"", "{}"});
+    EXPECT_EQ(edited.status, 0) << edited.err;
+    EXPECT_EQ(edited.err.find("To sign in"), std::string::npos) << edited.err;
+    EXPECT_EQ(run.server->Document("a.txt"), "typed\n");
+}
+
+TEST_F(InTheMiddle, AConnectionThatWasSignedInIsSignedInAnew) {
+    for (const int index : {2, 3}) {
+        Setting run(kWays[static_cast<std::size_t>(index)], false, false);
+        ASSERT_EQ(run.Add(Answer::right).status, 0);
+        const std::string bytes(2'000'000, 'v');
+        WriteFile(run.host.Folder() / "up", bytes);
+        // The server ends the connection before the upload begins.
+        run.server->SetFaults(R"([{"match":{"method":"PROPFIND","times":1},"fault":{"kind":"close"}}])");
+        run.host.Run({"ls", run.server->Url("")});
+        run.server->ClearFaults();
+        const Result put =
+            run.host.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")});
+        EXPECT_EQ(put.status, 0) << put.err;
+        EXPECT_TRUE(run.server->Document("b.txt") == bytes);
+    }
+}
+
+// The browser that people see, without a screen: it fills in the page by itself.
+class RealBrowser : public ::testing::TestWithParam<bool> {
+protected:
+    static std::string Program() { return std::string(BIN_FOLDER) + "/sphost-browser"; }
+    static void Fill(Setting& run, const std::string& password) {
+        const auto script = run.host.Folder() / "fill";
+        WriteFile(script, "#!/bin/sh\nexec " + Program() + " --fill user=alice,password=" + password + "\n");
+        std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+        run.host.environment["SPHOST_BROWSER"] = script.string();
+        run.host.environment["QT_QPA_PLATFORM"] = "offscreen";
+    }
+};
+
+TEST_P(RealBrowser, SignsInOnTheSitesPageAndForgetsAtSignOut) {
+    if (!std::filesystem::exists(Program())) GTEST_SKIP() << "sphost-browser is not built";
+    Setting run(kWays[4], GetParam(), false);
+    Fill(run, "alice");
+    const std::vector<std::string> add{"place", "add", run.server->Site(), "--api", "compatible"};
+    const Result added = run.host.Run(add);
+    ASSERT_EQ(added.status, 0) << added.err;
+    EXPECT_EQ(run.ProfileText().find("FedAuth"), std::string::npos) << "only enciphered";
+    run.host.environment["SPHOST_BROWSER"] = "/missing/sphost-browser";
+    EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0) << "the account keeps the cookies";
+    // Other cookies of this profile bring the browser to the end without the page.
+    Fill(run, "wrong");
+    ASSERT_EQ(run.host.Run({"place", "remove", run.server->Site()}).status, 0);
+    const Result again = run.host.Run(add);
+    EXPECT_EQ(again.status, 0) << again.err;
+    ASSERT_EQ(run.host.Run({"signout", run.server->Site()}).status, 0);
+    EXPECT_EQ(ReadFile(run.host.Profile() / "cookies.json"), "{}");
+    run.server->ClearRequests();
+    Fill(run, "alice");
+    const Result after = run.host.Run({"ls", run.server->Url("")});
+    EXPECT_EQ(after.status, 0) << after.err;
+    const auto requests = run.server->Requests();
+    EXPECT_TRUE(std::any_of(requests.begin(), requests.end(), [](const std::string& line) {
+        return line.starts_with("POST /_forms/default.aspx");
+    })) << "the page asked again";
+}
+
+INSTANTIATE_TEST_SUITE_P(Sites, RealBrowser, ::testing::Bool(),
+                         [](const auto& test) { return std::string(test.param ? "Tls" : "Plain"); });
+
+}  // namespace
