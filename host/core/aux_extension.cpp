@@ -2,6 +2,8 @@
 // Any thread; a string object by one thread at a time.
 #include "core/aux_extension.h"
 
+#include <atomic>
+
 #include "core/failure.h"
 #include "core/object.h"
 
@@ -55,7 +57,8 @@ private:
 
 class AuxExtension final : public Object<TMK::IAUX_Inst> {
 public:
-    explicit AuxExtension(std::shared_ptr<const Cipher> cipher) : m_cipher(std::move(cipher)) {}
+    AuxExtension(std::shared_ptr<const Cipher> cipher, Warn warn)
+        : m_cipher(std::move(cipher)), m_warn(std::move(warn)) {}
 
     HRESULT CreateString(LPCWSTR value, TMK::IString** out_string) override {
         if (!out_string) return E_POINTER;
@@ -73,9 +76,16 @@ public:
     }
     HRESULT DecryptString(TMK::ITMK_CryptKey* key, TMK::IString* encrypted,
                           TMK::IString** out_plain) override {
-        return Convert(key, encrypted, out_plain, [&](const std::string& purpose, const std::string& text) {
-            return m_cipher->Decrypt(purpose, text);
-        });
+        const HRESULT result =
+            Convert(key, encrypted, out_plain, [&](const std::string& purpose, const std::string& text) {
+                return m_cipher->Decrypt(purpose, text);
+            });
+        if (result == E_ACCESSDENIED && m_warn && !m_has_warned.exchange(true)) {
+            m_warn(
+                "what this profile keeps of a sign-in can't be read: it was changed, or comes from another "
+                "profile; it counts as nothing");
+        }
+        return result;
     }
 
 private:
@@ -93,12 +103,14 @@ private:
     }
 
     std::shared_ptr<const Cipher> m_cipher;
+    const Warn m_warn;
+    std::atomic<bool> m_has_warned{false};
 };
 
 }  // namespace
 
-ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher) {
-    return Make<AuxExtension>(std::move(cipher));
+ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher, Warn warn) {
+    return Make<AuxExtension>(std::move(cipher), std::move(warn));
 }
 
 ComPtr<TMK::ITMK_CryptKey> MakeCryptKey(std::u16string id) {

@@ -5,12 +5,14 @@
 #include <string>
 
 #include "core/cipher.h"
+#include "core/profile.h"
 #include "hostapi/itmk.h"
 #include "platform/com_ptr.h"
 
 namespace host {
 
-ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher);
+// `warn` hears once of stored texts that nobody can decipher.
+ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher, Warn warn);
 
 // The key of one plug-in, by its class id.
 ComPtr<TMK::ITMK_CryptKey> MakeCryptKey(std::u16string id);

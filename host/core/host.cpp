@@ -38,7 +38,7 @@ Host::Host(HostOptions options)
                                            [this](const std::string& line) { NoteMessage(line); })),
       m_instance(MakeInstance(*this)),
       m_file_systems(MakeFileSystems(*this)),
-      m_aux(MakeAuxExtension(m_cipher)),
+      m_aux(MakeAuxExtension(m_cipher, m_warn)),
       m_images(MakeImageExtension()),
       m_user_interface(MakeUserInterfaceExtension(m_windows)) {}
 

@@ -12,23 +12,29 @@ namespace {
 
 using namespace e2e;
 
+constexpr char kPassword[] = "Xyzzy-Plugh.7";
+const std::vector<std::string> kUsers{"--user", std::string("alice:") + kPassword, "--user", "bob:bob"};
+
 enum class Answer { right, wrong, none };
 
-// The cookies that the server's page sets, as pages of a browser's script.
-std::string PagesWithCookies(const DevServer& server) {
-    const HttpAnswer page = Http({.method = "POST",
-                                  .url = server.Origin() + "/_forms/default.aspx",
-                                  .body = "username=alice&password=alice"});
-    std::string cookies;
-    for (const std::string name : {"rtFa", "FedAuth"}) {
-        const auto at = page.headers.find("Set-Cookie: " + name + "=");
-        if (at == std::string::npos) continue;
-        const auto begin = at + 13 + name.size();
-        cookies += std::string(cookies.empty() ? "" : ",") + R"({"domain":"127.0.0.1","name":")" + name +
-                   R"(","value":")" + page.headers.substr(begin, page.headers.find(';', begin) - begin) +
-                   "\"}";
-    }
-    return R"({},{"url":")" + server.Origin() + R"(/_layouts/15/error.aspx","cookies":[)" + cookies + "]}";
+// The value of a cookie in an answer's headers; empty when there is none.
+std::string CookieOf(const HttpAnswer& answer, const std::string& name) {
+    const std::string line = "Set-Cookie: " + name + "=";
+    const auto at = answer.headers.find(line);
+    if (at == std::string::npos) return {};
+    const auto begin = at + line.size();
+    return answer.headers.substr(begin, answer.headers.find(';', begin) - begin);
+}
+
+HttpAnswer FillForm(const DevServer& server) {
+    return Http({.method = "POST",
+                 .url = server.Origin() + "/_forms/default.aspx",
+                 .body = std::string("username=alice&password=") + kPassword});
+}
+
+// What a browser's script says of a cookie.
+std::string CookieText(const char* name, const std::string& value) {
+    return std::string(R"({"domain":"127.0.0.1","name":")") + name + R"(","value":")" + value + "\"}";
 }
 
 // One way of signing in: the server's side of it, and the person's.
@@ -56,6 +62,7 @@ const std::vector<Way> kWays{
 struct Setting {
     Setting(const Way& its_way, bool tls, bool proxied) : way(its_way) {
         std::vector<std::string> options = way.server;
+        options.insert(options.end(), kUsers.begin(), kUsers.end());
         if (tls) {
             authority.emplace();
             const auto more = authority->ServerOptions();
@@ -82,20 +89,37 @@ struct Setting {
         WriteFile(host.Folder() / "script",
                   "{\"pages\":[" + pages + "],\"log\":\"" + (host.Folder() / "browsed").string() + "\"}");
     }
+    // The cookies that the server's page sets, on the page that it leads to.
+    void PlayGoodBrowser() {
+        const HttpAnswer page = FillForm(*server);
+        fed_auth = CookieOf(page, "FedAuth");
+        PlayBrowser(R"({},{"url":")" + server->Origin() + R"(/_layouts/15/error.aspx","cookies":[)" +
+                    CookieText("rtFa", CookieOf(page, "rtFa")) + "," + CookieText("FedAuth", fed_auth) +
+                    "]}");
+    }
     // With what a person does when the sign-in is asked for.
     Result Run(std::vector<std::string> arguments, Answer answer) {
         if (way.IsForms()) {
-            PlayBrowser(answer == Answer::right ? PagesWithCookies(*server) : "{}");
+            if (answer == Answer::right) {
+                PlayGoodBrowser();
+            } else {
+                PlayBrowser("{}");
+            }
             arguments.insert(arguments.end(), {"--web-view-script", (host.Folder() / "script").string()});
         }
         if (way.IsPassword() && answer != Answer::none) {
             arguments.insert(arguments.end(), {"--user", "alice", "--password-stdin"});
-            return host.Run(arguments, answer == Answer::right ? "alice\n" : "wrong\n");
+            return host.Run(arguments, answer == Answer::right ? kPassword + std::string("\n") : "wrong\n");
         }
         return host.Run(arguments);
     }
     Result Add(Answer answer) {
-        std::vector<std::string> add{"place", "add", server->Site(), "--api",
+        std::vector<std::string> add{"place",
+                                     "add",
+                                     server->Site(),
+                                     "--log-level",
+                                     "4",
+                                     "--api",
                                      way.modern ? "modern" : "compatible"};
         if (way.modern && way.name != std::string("token"))
             add.insert(add.end(),
@@ -107,7 +131,7 @@ struct Setting {
         return Run(add, answer);
     }
     std::string Windows() const { return ReadFile(host.Folder() / "browsed"); }
-    // A loopback name that stands for nobody: the profile as it lies on the disk.
+    // The profile as it lies on the disk.
     std::string ProfileText() const {
         std::string text;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(host.Profile()))
@@ -119,11 +143,25 @@ struct Setting {
     std::optional<PrivateAuthority> authority;
     std::optional<DevServer> server;
     std::optional<Proxy> proxy;
+    std::string fed_auth;
     Sphost host;
 };
 
 class EveryWay : public ::testing::TestWithParam<std::tuple<int, bool, bool>> {
 protected:
+    // Neither in the log nor readable in the profile.
+    static void ExpectNoSecret(const Setting& run) {
+        const std::string log = run.host.TraceLog();
+        EXPECT_GT(log.size(), 1000u);
+        std::vector<std::string> secrets{kPassword,      "WHl6enktUGx1Z2",
+                                         "TlRMTVNTUAAD", "eyJ0eXAiOiJKV1QiLCJhbGciOiJub25lIn0",
+                                         "p w@",         "p%20w"};
+        if (run.way.IsForms()) secrets.push_back(run.fed_auth);
+        for (const std::string& secret : secrets) {
+            EXPECT_EQ(log.find(secret), std::string::npos) << secret;
+            EXPECT_EQ(run.ProfileText().find(secret), std::string::npos) << secret;
+        }
+    }
     const Way& TheWay() const { return kWays[static_cast<std::size_t>(std::get<0>(GetParam()))]; }
 };
 
@@ -141,7 +179,8 @@ TEST_P(EveryWay, SignsInAndWorks) {
     }
     const Result added = run.Add(Answer::right);
     ASSERT_EQ(added.status, 0) << added.err;
-    EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0) << "without being asked again";
+    EXPECT_EQ(run.host.Run({"ls", run.server->Url(""), "--log-level", "4"}).status, 0)
+        << "without being asked again";
     WriteFile(run.host.Folder() / "up", std::string(300'000, 'u'));
     const Result put = run.host.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")});
     EXPECT_EQ(put.status, 0) << put.err;
@@ -150,6 +189,7 @@ TEST_P(EveryWay, SignsInAndWorks) {
         run.host.Run({"edit", run.server->Url("a.txt"), "--", "sh", "-c", "echo two > \"$0\"", "{}"});
     EXPECT_EQ(edited.status, 0) << edited.err;
     EXPECT_EQ(run.server->Document("a.txt"), "two\n");
+    ExpectNoSecret(run);
     if (!proxied) return;
     const std::string log = run.proxy->AccessLog();
     const std::string seen = tls ? "CONNECT 127.0.0.1" : "http://127.0.0.1";
@@ -280,6 +320,91 @@ TEST_F(InTheMiddle, AConnectionThatWasSignedInIsSignedInAnew) {
     }
 }
 
+// Whom a redirect leads to learns nothing of the sign-in.
+TEST(Redirects, TakeNoPasswordCookieOrTokenToAnotherHost) {
+    for (const int index : {2, 3, 4, 7}) {
+        Setting run(kWays[static_cast<std::size_t>(index)], false, false);
+        SCOPED_TRACE(run.way.name);
+        ASSERT_EQ(run.Add(Answer::right).status, 0);
+        std::vector<std::string> options = run.way.server;
+        options.insert(options.end(), {"--user", "zoe:zoe"});
+        const DevServer other(options);
+        const std::string elsewhere = "http://localhost" + other.Origin().substr(other.Origin().rfind(':'));
+        for (const char* method : {"GET", "POST", "PROPFIND"}) {
+            run.server->SetFaults(R"([{"match":{"method":")" + std::string(method) +
+                                  R"(","times":0},"fault":{"kind":"redirect","status":307,"location":")" +
+                                  elsewhere + R"(/sites/team/a.txt"}}])");
+            run.host.Run({"get", run.server->Url("a.txt"), (run.host.Folder() / "down").string()});
+            run.server->ClearFaults();
+        }
+        rapidjson::Document log;
+        log.Parse(Http({.url = other.Origin() + "/_dev/requests"}).body.c_str());
+        ASSERT_TRUE(log.IsArray() && !log.Empty()) << "the redirects led nowhere, so this shows nothing";
+        for (const rapidjson::Value& entry : log.GetArray()) {
+            for (const rapidjson::Value& name : entry["headers"].GetArray()) {
+                EXPECT_STRCASENE(name.GetString(), "Authorization") << entry["path"].GetString();
+                EXPECT_STRCASENE(name.GetString(), "Cookie") << entry["path"].GetString();
+            }
+        }
+    }
+}
+
+TEST(Detection, KnowsAServerByWhatItAnswersAndNeverAsks) {
+    Sphost host;
+    host.environment["SPHOST_BROWSER"] = "/bin/false";
+    const auto is_sharepoint = [&](const std::string& url) {
+        const Result result = host.Run({"detect", url, "--user", "alice", "--password-stdin"}, "wrong\n");
+        EXPECT_EQ(result.err.find("password"), std::string::npos) << result.err;
+        return result.status == 0 && result.out == "SharePoint\n";
+    };
+    for (const char* way : {"basic", "digest", "ntlm", "negotiate", "forms", "bearer"}) {
+        const DevServer server({"--generation", "2013", "--auth", way});
+        EXPECT_TRUE(is_sharepoint(server.Site())) << way;
+        EXPECT_TRUE(is_sharepoint(server.Url("a b#c.pdf"))) << way;
+        const std::string port = server.Origin().substr(server.Origin().rfind(':') + 1);
+        EXPECT_TRUE(is_sharepoint("\\\\127.0.0.1@" + port + "\\DavWWWRoot\\sites\\team")) << way;
+    }
+    const DevServer server({"--generation", "2013"});
+    for (const char* fault :
+         {R"({"kind":"status","status":500})", R"({"kind":"status","status":404})", R"({"kind":"close"})"}) {
+        server.SetFaults(std::string(R"([{"match":{"times":0},"fault":)") + fault + "}]");
+        EXPECT_FALSE(is_sharepoint(server.Site())) << fault;
+        server.ClearFaults();
+    }
+    if (Proxy::IsInstalled()) {
+        const Proxy other_product;
+        EXPECT_FALSE(is_sharepoint(other_product.Url("")));
+    }
+    EXPECT_FALSE(is_sharepoint("/etc/passwd"));
+}
+
+// What was changed in the profile, or comes from another one, is told and brings nobody else's password.
+TEST(StoredSecrets, ThatCannotBeReadAreAskedForAgain) {
+    for (const bool foreign : {false, true}) {
+        Setting run(kWays[0], false, false);
+        ASSERT_EQ(run.Add(Answer::right).status, 0);
+        const auto accounts = run.host.Profile() / "accounts.json";
+        std::string text = ReadFile(accounts);
+        if (foreign) {
+            Setting other(kWays[0], false, false);
+            ASSERT_EQ(other.Add(Answer::right).status, 0);
+            std::filesystem::copy_file(other.host.Profile() / "key", run.host.Profile() / "key",
+                                       std::filesystem::copy_options::overwrite_existing);
+        } else {
+            for (auto at = text.find("sph1:"); at != std::string::npos; at = text.find("sph1:", at + 1))
+                text[at + 30] = text[at + 30] == 'A' ? 'B' : 'A';
+            WriteFile(accounts, text);
+        }
+        run.server->ClearRequests();
+        const Result refused = run.host.Run({"ls", run.server->Url("")});
+        EXPECT_EQ(refused.status, 3) << refused.err;
+        EXPECT_NE(refused.err.find("can't be read"), std::string::npos) << refused.err;
+        const Result again = run.Run({"ls", run.server->Url("")}, Answer::right);
+        EXPECT_EQ(again.status, 0) << again.err;
+        EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0) << "what signed in is kept";
+    }
+}
+
 // The browser that people see, without a screen: it fills in the page by itself.
 class RealBrowser : public ::testing::TestWithParam<bool> {
 protected:
@@ -296,7 +421,7 @@ protected:
 TEST_P(RealBrowser, SignsInOnTheSitesPageAndForgetsAtSignOut) {
     if (!std::filesystem::exists(Program())) GTEST_SKIP() << "sphost-browser is not built";
     Setting run(kWays[4], GetParam(), false);
-    Fill(run, "alice");
+    Fill(run, kPassword);
     const std::vector<std::string> add{"place", "add", run.server->Site(), "--api", "compatible"};
     const Result added = run.host.Run(add);
     ASSERT_EQ(added.status, 0) << added.err;
@@ -311,7 +436,7 @@ TEST_P(RealBrowser, SignsInOnTheSitesPageAndForgetsAtSignOut) {
     ASSERT_EQ(run.host.Run({"signout", run.server->Site()}).status, 0);
     EXPECT_EQ(ReadFile(run.host.Profile() / "cookies.json"), "{}");
     run.server->ClearRequests();
-    Fill(run, "alice");
+    Fill(run, kPassword);
     const Result after = run.host.Run({"ls", run.server->Url("")});
     EXPECT_EQ(after.status, 0) << after.err;
     const auto requests = run.server->Requests();
