@@ -188,7 +188,7 @@ Who may sign in
   --auth LIST             ways of signing in, separated by commas: bearer, basic, digest, ntlm,
                           negotiate, forms (default: bearer on the modern generation, digest,basic on the
                           others)
-  --approve USER          approve every device code at once for this user
+  --approve USER          approve every device code and application at once for this user
   --token-lifetime S      seconds that an access token is valid (default 3600)
   --cookie-lifetime S     seconds that the cookies of a forms sign-in are valid (default 43200)
   --no-return-url         don't say where a forms sign-in ends

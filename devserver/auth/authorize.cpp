@@ -49,8 +49,9 @@ http::Response back_to(const std::string& redirect_uri, const std::string& answe
 
 // What is wrong with a question, as the "error" that goes back; nothing for a good one.
 std::string fault_of(const QueryParameters& query) {
-    auto mode = query_value(query, "response_mode");
-    if (query_value(query, "response_type") != "code") return "unsupported_response_type";
+    auto type = query_value(query, "response_type"), mode = query_value(query, "response_mode");
+    if (type.empty()) return "invalid_request";
+    if (type != "code") return "unsupported_response_type";
     if (!mode.empty() && mode != "query") return "invalid_request";
     if (query_value(query, "code_challenge_method") != "S256") return "invalid_request";
     return query_value(query, "code_challenge").size() == 43 ? "" : "invalid_request";

@@ -16,6 +16,8 @@ namespace {
 constexpr char sign_in_path[] = "/_forms/default.aspx";
 constexpr char return_path[] = "/_layouts/15/error.aspx";
 constexpr char token_kind[] = "forms";
+constexpr char keep_box[] =
+    "<p><label><input type=\"checkbox\" name=\"keep\" value=\"1\" checked> Keep me signed in</label></p>";
 
 std::string cookie_of(const http::Request& request, std::string_view name) {
     for (const auto& [field, text] : request.headers.all()) {
@@ -55,8 +57,9 @@ std::string page_address(const std::string& return_to) {
     return std::string(sign_in_path) + "?ReturnUrl=" + percent_encode(return_to, "-_.~/");
 }
 
-std::string cookie_end(const http::Request& request, Seconds expires) {
-    return "; expires=" + http_date(expires) + "; path=/; HttpOnly" +
+// Without a time the cookie lasts as long as the browser runs.
+std::string cookie_end(const http::Request& request, std::optional<Seconds> expires) {
+    return (expires ? "; expires=" + http_date(*expires) : "") + "; path=/; HttpOnly" +
            (request.base_url.starts_with("https:") ? "; secure" : "");
 }
 
@@ -91,7 +94,8 @@ http::Response FormsAuthenticator::challenge(const http::Request& request) {
 std::optional<http::Response> FormsAuthenticator::handle(http::Request& request) {
     auto path = to_lower(request.path);
     if (path == sign_in_path) return sign_in(request);
-    if (path.ends_with("/logout.srf") || path.ends_with("/_layouts/15/signout.aspx"))
+    if (path.ends_with("/logout.srf") || path.ends_with("/_layouts/15/signout.aspx") ||
+        path.ends_with("/_layouts/signout.aspx"))
         return sign_out(request);
     if (path == return_path)
         return html_page(authenticate(request) ? "<h1>You are signed in</h1><p>This page can be closed.</p>"
@@ -101,7 +105,9 @@ std::optional<http::Response> FormsAuthenticator::handle(http::Request& request)
 
 http::Response FormsAuthenticator::sign_in(http::Request& request) {
     auto return_to = checked_return(request, query_value(request.query, "ReturnUrl"));
-    SignInForm form{.action = page_address(return_to), .note = "Enter your name and your password."};
+    SignInForm form{.action = page_address(return_to),
+                    .note = "Enter your name and your password.",
+                    .extra_fields = keep_box};
     if (request.method != "POST") {
         if (request.method != "GET" && request.method != "HEAD")
             return http::make_response(405, "text/plain", "GET or POST");
@@ -115,18 +121,18 @@ http::Response FormsAuthenticator::sign_in(http::Request& request) {
         return sign_in_page(form);
     }
     auto response = redirect(request.base_url + return_to);
-    set_cookies(request, *user, response);
+    set_cookies(request, *user, !query_value(fields, "keep").empty(), response);
     return response;
 }
 
-void FormsAuthenticator::set_cookies(const http::Request& request, const User& user,
+void FormsAuthenticator::set_cookies(const http::Request& request, const User& user, bool keep,
                                      http::Response& response) {
     auto value = base64_encode(random_bytes(96));
     auto expires = now() + m_options.cookie_lifetime;
     m_store.put_token(value, token_kind, {user.id, expires, "", ""});
-    response.headers.add("Set-Cookie",
-                         "rtFa=" + base64_encode(random_bytes(96)) + cookie_end(request, expires));
-    response.headers.add("Set-Cookie", "FedAuth=" + value + cookie_end(request, expires));
+    auto end = cookie_end(request, keep ? std::optional(expires) : std::nullopt);
+    response.headers.add("Set-Cookie", "rtFa=" + base64_encode(random_bytes(96)) + end);
+    response.headers.add("Set-Cookie", "FedAuth=" + value + end);
 }
 
 http::Response FormsAuthenticator::sign_out(const http::Request& request) {

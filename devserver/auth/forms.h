@@ -18,7 +18,7 @@ public:
     FormsAuthenticator(Store& store, FormsOptions options) : m_store(store), m_options(options) {}
     // By the cookie FedAuth; the other one belongs to the page.
     std::optional<User> authenticate(const http::Request& request) override;
-    // Browsers are led to the page; other clients get a 403 that says where it is.
+    // Browsers are led to the page; other clients get a 403 that says where it is (MS-OFBA 2.2.2).
     http::Response challenge(const http::Request& request) override;
     // The pages that need no sign-in; nothing when the path is none of theirs.
     std::optional<http::Response> handle(http::Request& request);
@@ -26,13 +26,14 @@ public:
 private:
     http::Response sign_in(http::Request& request);
     http::Response sign_out(const http::Request& request);
-    void set_cookies(const http::Request& request, const User& user, http::Response& response);
+    // Without `keep` the browser forgets them when it ends; the server forgets them all the same.
+    void set_cookies(const http::Request& request, const User& user, bool keep, http::Response& response);
 
     Store& m_store;
     const FormsOptions m_options;
 };
 
-// An answer that sends a client which is no browser to the page (MS-OFBA 2.2.1).
+// An answer that sends a client which is no browser to the page (MS-OFBA 2.2.2).
 http::Response forms_challenge(const http::Request& request, bool with_return_url);
 
 }  // namespace devserver

@@ -101,6 +101,9 @@ http::Response OAuthAuthority::token(http::Request& request) {
 }
 
 http::Response OAuthAuthority::redeem_code(const QueryParameters& form) {
+    for (const char* name : {"code", "client_id", "redirect_uri", "code_verifier"})
+        if (query_value(form, name).empty())
+            return oauth_error("invalid_request", std::string("The request has no ") + name + ".");
     auto grant_of = m_authorize.redeem(query_value(form, "code"), query_value(form, "code_verifier"));
     bool is_same = grant_of && grant_of->client == query_value(form, "client_id") &&
                    grant_of->redirect_uri == query_value(form, "redirect_uri");

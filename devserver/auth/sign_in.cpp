@@ -43,10 +43,20 @@ std::optional<User> SignIn::authenticate(const http::Request& request) {
 http::Response SignIn::challenge(const http::Request& request) {
     for (auto& scheme : m_schemes)
         if (scheme->in_exchange(request)) return scheme->challenge(request);
-    auto response = m_schemes.front()->challenge(request);
-    for (std::size_t i = 1; i < m_schemes.size(); ++i)
-        add_challenges(m_schemes[i]->challenge(request), response);
-    return response;
+    // What a client says of pages decides, whatever comes first (MS-OFBA 2.2.1).
+    auto pages = request.headers.get("X-Forms_Based_Auth_Accepted");
+    if (m_forms && equals_ignoring_case(pages, "t")) return m_forms->challenge(request);
+    bool no_pages = m_schemes.size() > 1 && equals_ignoring_case(pages, "f");
+    std::optional<http::Response> response;
+    for (auto& scheme : m_schemes) {
+        if (no_pages && scheme.get() == m_forms) continue;
+        auto own = scheme->challenge(request);
+        if (response)
+            add_challenges(own, *response);
+        else
+            response = std::move(own);
+    }
+    return std::move(*response);
 }
 
 void add_challenges(const http::Response& from, http::Response& to) {

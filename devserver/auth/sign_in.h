@@ -17,7 +17,7 @@ public:
     SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms);
     std::optional<User> authenticate(const http::Request& request) override;
     // The first scheme's answer, with a WWW-Authenticate header for each; in the middle of an exchange that
-    // scheme's alone.
+    // scheme's alone. A client that announces pages is sent to the page, one that refuses them to the others.
     http::Response challenge(const http::Request& request) override;
     // The pages of a sign-in, which need none; nothing when the path is none of theirs.
     std::optional<http::Response> handle(http::Request& request);

@@ -171,9 +171,12 @@ public:
         return Outcome::of(Node::of(apply_feed_options(context, folders_feed(context, m_folder))), "Folders");
     }
 
+    // A server-relative path may lead to any depth below the folder.
     Outcome add(Context& context, const std::string& name) {
         context.require_edit();
-        auto folder = context.store.create_folder(child_path(context, m_folder, name), context.user);
+        bool is_path = starts_with_ignoring_case(name, join(m_folder, ""));
+        auto folder =
+            context.store.create_folder(is_path ? name : child_path(context, m_folder, name), context.user);
         return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), "AddUsingPath");
     }
 

@@ -52,10 +52,13 @@ private:
 class VersionResource : public Resource {
 public:
     VersionResource(Item file, Version version) : m_file(std::move(file)), m_version(std::move(version)) {}
-    ResourcePtr child(Context&, const Segment& segment) override {
+    ResourcePtr child(Context& context, const Segment& segment) override {
         if (segment.is("$value") || segment.is("OpenBinaryStream"))
             return std::make_unique<VersionContentResource>(m_version);
-        return nullptr;
+        if (!segment.is("CreatedBy")) return nullptr;
+        auto author = context.store.user_by_id(m_version.author);
+        if (!author) return make_node(Node::nothing(), "CreatedBy");
+        return make_user(*author, version_entity(context, m_file, m_version).id + "/CreatedBy");
     }
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
         if (!context.is_post() || !segment.is("DeleteObject")) return std::nullopt;

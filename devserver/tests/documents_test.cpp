@@ -23,6 +23,20 @@ protected:
     TemporaryFolder seed;
 };
 
+TEST_F(Documents, AFolderIsAddedToTheWebByItsWholePath) {
+    ServerProcess server({});
+    Client alice(server, "alice");
+    auto add = [&](const std::string& path) {
+        return alice.change("POST", "/sites/team/_api/web/folders/add('" + escape(path) + "')").status;
+    };
+    EXPECT_EQ(add("/sites/team/Shared Documents/made"), 200);
+    EXPECT_EQ(add("/sites/team/Shared Documents/made/below"), 200);
+    EXPECT_EQ(add("/sites/team/Shared Documents/missing/below"), 404);
+    EXPECT_NE(add("/sites/team/Shared Documents/../up"), 200);
+    EXPECT_NE(add("/elsewhere/x"), 200);
+    EXPECT_EQ(alice.get(folder_url("made/below")).status, 200);
+}
+
 TEST_F(Documents, AwkwardNamesSurviveEveryOperation) {
     ServerProcess server({});
     Client alice(server, "alice");
@@ -92,6 +106,7 @@ TEST_F(Documents, CheckInTypesGiveTheVersionsTheyStandFor) {
     auto old = alice.get(std::string("/sites/team/") + "_vti_history/512/Shared%20Documents/a.pdf");
     EXPECT_EQ(old.body, "first");
     EXPECT_EQ(alice.get(file_url("a.pdf") + "/Versions(513)/$value").body, "second");
+    EXPECT_EQ(alice.get(file_url("a.pdf") + "/Versions(513)/CreatedBy", Client::plain).status, 200);
     auto in_url = alice.change("POST", file_url("a.pdf") + "/CheckOut()");
     EXPECT_EQ(
         alice.change("POST", file_url("a.pdf") + "/CheckIn(comment='it''s%20here',checkintype=1)").status,
