@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
 
 #include "base/crypto.h"
 #include "base/text.h"
@@ -56,7 +60,7 @@ TEST_F(Forms, TheRightPasswordBringsCookiesThatSignInUntilTheyAreSignedOut) {
     EXPECT_EQ(wrong.status, 200);
     EXPECT_EQ(wrong.header("Set-Cookie"), "");
     EXPECT_NE(wrong.body.find("incorrect"), std::string::npos);
-    auto right = sign_in("username=alice&password=alice");
+    auto right = sign_in("username=alice&password=alice&keep=1");
     EXPECT_EQ(right.status, 302);
     EXPECT_EQ(right.header("Location"), server.url() + "/_layouts/15/error.aspx");
     auto [first, last] = right.headers.equal_range("set-cookie");
@@ -80,11 +84,69 @@ TEST_F(Forms, TheRightPasswordBringsCookiesThatSignInUntilTheyAreSignedOut) {
     EXPECT_EQ(status(again), 403);
 }
 
-TEST_F(Forms, CookiesExpire) {
-    auto cookies = cookie_line(sign_in("username=alice&password=alice"));
+TEST_F(Forms, CookiesExpireAndAreKeptByBrowsersOnlyWhenAsked) {
+    auto reply = sign_in("username=alice&password=alice");
+    EXPECT_EQ(reply.header("Set-Cookie").find("expires"), std::string::npos) << "nobody asked to keep it";
+    auto cookies = cookie_line(reply);
     EXPECT_EQ(status(cookies), 207);
     EXPECT_EQ(server.send({.method = "POST", .path = "/_dev/expire-cookies", .body = ""}).status, 200);
     EXPECT_EQ(status(cookies), 403);
+    ServerProcess brief({"--generation", "2013", "--auth", "forms", "--cookie-lifetime", "1"});
+    auto short_lived =
+        cookie_line(brief.send({.method = "POST", .path = page, .body = "username=alice&password=alice"}));
+    int last = 207;
+    for (int tries = 0; tries < 100 && last == 207; ++tries) {
+        last = brief.send({.method = "PROPFIND", .path = web, .headers = {"Depth: 0", short_lived}}).status;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_EQ(last, 403);
+}
+
+TEST_F(Forms, CookiesOutliveTheServerAndTheStoreHoldsNoneOfThem) {
+    TemporaryFolder data;
+    const std::vector<std::string> options{"--generation", "2013", "--auth", "forms"};
+    std::string cookies;
+    {
+        ServerProcess first(options, data.path());
+        cookies = cookie_line(
+            first.send({.method = "POST", .path = page, .body = "username=alice&password=alice"}));
+    }
+    auto value = cookies.substr(cookies.find("FedAuth=") + 8);
+    ASSERT_GT(value.size(), 60u);
+    int files = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(data.path())) {
+        if (!entry.is_regular_file()) continue;
+        ++files;
+        std::ifstream stream(entry.path(), std::ios::binary);
+        std::string content{std::istreambuf_iterator<char>(stream), {}};
+        EXPECT_EQ(content.find(value), std::string::npos) << entry.path();
+    }
+    EXPECT_GT(files, 0);
+    ServerProcess second(options, data.path());
+    auto reply = second.send({.method = "PROPFIND", .path = web, .headers = {"Depth: 0", cookies}});
+    EXPECT_EQ(reply.status, 207);
+}
+
+TEST(FormsBesideOthers, WhatAClientSaysOfPagesDecides) {
+    for (const char* list : {"basic,forms", "forms,basic"}) {
+        ServerProcess server({"--generation", "2013", "--auth", list});
+        auto ask = [&](std::vector<std::string> headers) {
+            return server.send({.method = "OPTIONS", .path = web, .headers = std::move(headers)});
+        };
+        auto page_wanted = ask({"X-FORMS_BASED_AUTH_ACCEPTED: T"});
+        EXPECT_EQ(page_wanted.status, 403) << list;
+        EXPECT_NE(page_wanted.header("X-Forms_Based_Auth_Required"), "") << list;
+        auto no_page = ask({"X-FORMS_BASED_AUTH_ACCEPTED: f"});
+        EXPECT_EQ(no_page.status, 401) << list;
+        EXPECT_EQ(no_page.header("X-Forms_Based_Auth_Required"), "") << list;
+        EXPECT_NE(no_page.header("WWW-Authenticate"), "") << list;
+        auto silent = ask({});
+        EXPECT_EQ(silent.status, std::string(list).starts_with("forms") ? 403 : 401) << list;
+        EXPECT_NE(silent.header("WWW-Authenticate"), "") << list;
+        EXPECT_EQ(ask({"Authorization: Basic YWxpY2U6YWxpY2U="}).status, 200) << list;
+    }
+    ServerProcess alone({"--generation", "2013", "--auth", "forms"});
+    EXPECT_EQ(alone.send({.path = web, .headers = {"X-FORMS_BASED_AUTH_ACCEPTED: f"}}).status, 403);
 }
 
 TEST_F(Forms, ThePageLeadsToNoOtherServerAndShowsNothingOfOthers) {
@@ -150,12 +212,17 @@ TEST_F(Authorize, ThePageComesBackWithACodeThatIsGoodOnce) {
 }
 
 TEST_F(Authorize, ACodeIsForItsClientItsPlaceAndItsProofAlone) {
-    EXPECT_EQ(redeem(code(), "another-verifier-of-forty-three-characters-or-so").status, 400);
+    EXPECT_EQ(redeem(code(), "another-verifier-of-forty-three-characters-or-so").json()["error"],
+              "invalid_grant");
     EXPECT_EQ(redeem(code(), verifier, "other").status, 400);
     EXPECT_EQ(redeem(code(), verifier, "app", "http://127.0.0.1:9/y").status, 400);
     auto tried = code();
     EXPECT_EQ(redeem(tried, "wrong").status, 400);
     EXPECT_EQ(redeem(tried).status, 400) << "a wrong proof ends the code";
+    auto bare = server.send({.method = "POST",
+                             .path = "/organizations/oauth2/v2.0/token",
+                             .body = "grant_type=authorization_code&client_id=app&code=" + code()});
+    EXPECT_EQ(bare.json()["error"], "invalid_request") << "no proof at all";
     auto plain = server.send({.path = query("http://127.0.0.1:9/", "plain")});
     EXPECT_TRUE(plain.header("Location").starts_with("http://127.0.0.1:9/?error=invalid_request"));
 }
@@ -171,7 +238,21 @@ TEST_F(Authorize, CodesGoToThisMachineOnly) {
     for (const char* here : {"http://localhost/", "http://[::1]:8/a", "http://127.0.0.1"})
         EXPECT_EQ(answer("username=alice&password=alice&decision=approve", here).status, 302) << here;
     ServerProcess at_once({"--approve", "bob"});
-    EXPECT_EQ(at_once.send({.path = query("http://localhost:1/")}).status, 302);
+    EXPECT_TRUE(at_once.send({.path = query("http://localhost:1/")})
+                    .header("Location")
+                    .starts_with("http://localhost:1/?code="));
+    EXPECT_EQ(at_once.send({.path = query("https://evil.example/")}).status, 400);
+}
+
+TEST_F(Authorize, ThePageShowsTheTextsOfOthersAsText) {
+    auto shown = server.send({.path = query("http://localhost/") + "&login_hint=%22%3E%3Cscript%3E"});
+    EXPECT_EQ(shown.status, 200);
+    EXPECT_EQ(shown.body.find("<script"), std::string::npos) << shown.body;
+    auto typed = server.send({.method = "POST",
+                              .path = query("http://localhost/") + "&x=%22><script>",
+                              .body = "username=%22%3E%3Cscript%3E&password=x&decision=approve"});
+    EXPECT_EQ(typed.status, 200);
+    EXPECT_EQ(typed.body.find("<script"), std::string::npos) << typed.body;
 }
 
 }  // namespace

@@ -248,5 +248,19 @@ TEST(Robustness, TlsServesTheSameSite) {
     EXPECT_EQ(alice.get(file_url("t") + "/$value").body, content);
 }
 
+TEST(Robustness, TlsKeepsTheCookiesOfAPageToItself) {
+    TemporaryFolder folder;
+    make_certificate(folder.path() + "/cert.pem", folder.path() + "/key.pem");
+    ServerProcess server({"--auth", "forms", "--tls-cert", folder.path() + "/cert.pem", "--tls-key",
+                          folder.path() + "/key.pem"});
+    auto reply = server.send(
+        {.method = "POST", .path = "/_forms/default.aspx", .body = "username=alice&password=alice"});
+    EXPECT_TRUE(reply.header("Location").starts_with("https://")) << reply.header("Location");
+    auto [first, last] = reply.headers.equal_range("set-cookie");
+    EXPECT_EQ(std::distance(first, last), 2);
+    for (auto cookie = first; cookie != last; ++cookie)
+        EXPECT_TRUE(cookie->second.ends_with("; secure")) << cookie->second;
+}
+
 }  // namespace
 }  // namespace devserver::test
