@@ -282,6 +282,31 @@ TEST(DialogTemplates, HoldTheControlsThatTheirWindowsName) {
     EXPECT_EQ(std::distance(dialogs.begin(), dialogs.end()), 7);
 }
 
+// The host's language packs replace texts by id, so the ids and their order are a contract.
+TEST(Localization, HasEveryTextOnceUnderItsModule) {
+    pugi::xml_document catalogue;
+    ASSERT_TRUE(
+        catalogue.load_buffer(Resource(IDR_LOCALIZATION_XML).data(), Resource(IDR_LOCALIZATION_XML).size()));
+    const pugi::xpath_node module = catalogue.select_node("/Localization/Product/Language/Module");
+    EXPECT_EQ(module.node().attribute("name").value(), std::string("SharePoint"));
+    EXPECT_EQ(module.node().attribute("namespace").value(), std::string("sp"));
+    std::vector<std::string> ids;
+    for (const pugi::xml_node& text : module.node().child("Strings").children("text")) {
+        ids.push_back(text.attribute("id").value());
+        std::string value = text.child_value();
+        EXPECT_FALSE(value.empty()) << ids.back();
+        // The one text with a placeholder of another kind; its user knows.
+        if (ids.back() == "lb.sharePointPlaceValidUrl") value.replace(value.find("%s"), 2, "%1");
+        EXPECT_EQ(value.find("  "), std::string::npos) << ids.back();
+        for (auto at = value.find('%'); at != std::string::npos; at = value.find('%', at + 1))
+            EXPECT_TRUE(at + 1 < value.size() && isdigit(static_cast<unsigned char>(value[at + 1])))
+                << ids.back() << ": " << value;
+    }
+    EXPECT_EQ(ids.size(), 189u);
+    EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), ids.size());
+    EXPECT_EQ(ids.front(), "DlgAppPrefs.SharePoint.Name");
+}
+
 TEST(DialogTemplates, EveryTextOfThePlugInStandsInTheCatalogue) {
     pugi::xml_document templates;
     pugi::xml_document catalogue;

@@ -320,6 +320,66 @@ TEST_F(InTheMiddle, AConnectionThatWasSignedInIsSignedInAnew) {
     }
 }
 
+// What a sign-in costs: the statuses of a run's requests, one after the other.
+class Costs : public ::testing::Test {
+protected:
+    static std::vector<int> Statuses(const Setting& run, const std::string& path_end = "") {
+        rapidjson::Document log;
+        log.Parse(Http({.url = run.server->Origin() + "/_dev/requests"}).body.c_str());
+        std::vector<int> statuses;
+        if (!log.IsArray()) return statuses;
+        for (const rapidjson::Value& entry : log.GetArray()) {
+            const std::string path = entry["path"].GetString();
+            if (path.ends_with(path_end)) statuses.push_back(entry["status"].GetInt());
+        }
+        return statuses;
+    }
+    static std::ptrdiff_t Refusals(const std::vector<int>& statuses) {
+        return std::count_if(statuses.begin(), statuses.end(), [](int status) { return status / 100 == 4; });
+    }
+};
+
+TEST_F(Costs, StoredCredentialsCostTheirHandshakeAndNoMore) {
+    // NTLM learns its challenge from a second refusal; Negotiate begins anew with each request.
+    for (const auto& [index, most] : {std::pair(0, 1), std::pair(1, 1), std::pair(2, 2), std::pair(3, 5),
+                                      std::pair(4, 0), std::pair(7, 0)}) {
+        Setting run(kWays[static_cast<std::size_t>(index)], false, false);
+        SCOPED_TRACE(run.way.name);
+        ASSERT_EQ(run.Add(Answer::right).status, 0);
+        run.server->ClearRequests();
+        ASSERT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0);
+        const auto statuses = Statuses(run);
+        std::string text;
+        for (const int status : statuses) text += std::to_string(status) + " ";
+        EXPECT_LE(Refusals(statuses), most) << text;
+    }
+}
+
+TEST_F(Costs, APageThatDoesNotHelpIsShownOnceForEachQuestion) {
+    Setting run(kWays[4], false, false);
+    ASSERT_EQ(run.Add(Answer::right).status, 0);
+    // The window brings cookies, and the server takes none of them.
+    run.server->SetFaults(R"([{"match":{"path":"Webs.asmx","times":0},"fault":{"kind":"forms-403"}}])");
+    std::filesystem::remove(run.host.Folder() / "browsed");
+    run.server->ClearRequests();
+    const Result refused = run.Run({"ls", run.server->Url("")}, Answer::right);
+    EXPECT_EQ(refused.status, 1) << refused.err;
+    // A request, its repetition, and a window with its page and its end between them.
+    const auto asked = Statuses(run, "Webs.asmx");
+    EXPECT_EQ(asked, (std::vector<int>{403, 403}));
+    const std::string log = run.Windows();
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 3) << log;
+}
+
+TEST_F(Costs, ARefusalWithoutASchemeLeadsToTheSitesRoot) {
+    Setting run(kWays[4], false, false);
+    run.server->SetFaults(R"([{"match":{"times":1},"fault":{"kind":"status","status":401}}])");
+    const Result added = run.Add(Answer::wrong);
+    EXPECT_EQ(added.status, 3) << added.err;
+    EXPECT_NE(run.Windows().find("{\"navigate\":\"" + run.server->Origin() + "\"}"), std::string::npos)
+        << run.Windows();
+}
+
 // Whom a redirect leads to learns nothing of the sign-in.
 TEST(Redirects, TakeNoPasswordCookieOrTokenToAnotherHost) {
     for (const int index : {2, 3, 4, 7}) {
