@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -65,8 +66,10 @@ struct FieldsSource {
 // shape.
 FieldsData LoadFields(const char* trace_function, const FieldsSource& source, std::u16string& list_item_id);
 
-// Writes the values of `fields`. HttpException when the server refuses.
-void SaveFields(const FieldsSource& source, const std::u16string& digest, const std::u16string& list_item_id,
+// Writes the values of `fields`, if there are any; false without a digest, which is asked for only then.
+// HttpException when the server refuses.
+bool SaveFields(const char* trace_function, const FieldsSource& source,
+                const std::function<std::u16string()>& get_digest, const std::u16string& list_item_id,
                 const std::vector<std::shared_ptr<Field>>& fields);
 
 // The JSON text of a change of these columns, in UTF-8. Values stand in it as they are, without escaping.

@@ -188,8 +188,15 @@ FieldsData LoadFields(const char* trace_function, const FieldsSource& source, st
     return fields;
 }
 
-void SaveFields(const FieldsSource& source, const std::u16string& digest, const std::u16string& list_item_id,
+bool SaveFields(const char* trace_function, const FieldsSource& source,
+                const std::function<std::u16string()>& get_digest, const std::u16string& list_item_id,
                 const std::vector<std::shared_ptr<Field>>& fields) {
+    if (fields.empty()) return true;
+    const std::u16string digest = get_digest();
+    if (digest.empty()) {
+        LOG_LINE(Log::error, u"Failed to get Request Digest");
+        return false;
+    }
     const std::string body = SerializeFields(fields);
     const std::u16string headers =
         u"X-HTTP-Method:MERGE\nIF-MATCH:*\nAccept:application/json;odata=nometadata\n"
@@ -199,6 +206,7 @@ void SaveFields(const FieldsSource& source, const std::u16string& digest, const 
                             Address(source, u"/ListItemAllFields/ParentList/Items(" + list_item_id + u")"),
                             source.accept, headers.c_str(), body.data(), static_cast<ptrdiff_t>(body.size()),
                             /*check_status=*/true);
+    return true;
 }
 
 }  // namespace SharePoint

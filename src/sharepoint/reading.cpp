@@ -6,6 +6,7 @@
 
 #include "http/log_text.h"
 #include "plugin/encoding.h"
+#include "plugin/url.h"
 
 namespace {
 
@@ -184,3 +185,15 @@ bool CheckWebDavMultistatus(const pugi::xml_document& document, const std::u16st
 }
 
 }  // namespace SharePoint2013::Utility
+
+namespace SharePoint {
+
+void ReadPreview(Http::Session& http, const std::u16string& path, const char16_t* const* accept,
+                 std::string& out_bytes) {
+    const std::u16string address =
+        u"_layouts/15/getpreview.ashx?path=" + UrlEncodeQuoted(path) + u"&resolution=2";
+    out_bytes.clear();
+    http.SendRequest(u"GET", address, accept, nullptr, nullptr, 0, /*check_status=*/true).ReadBody(out_bytes);
+}
+
+}  // namespace SharePoint

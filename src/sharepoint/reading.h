@@ -53,3 +53,12 @@ bool CheckWebDavMultistatus(const pugi::xml_document& document, const std::u16st
                             const std::u16string& operation);
 
 }  // namespace SharePoint2013::Utility
+
+namespace SharePoint {
+
+// The bytes of the preview picture that a server makes of a document; `path` is relative to the server root.
+// HttpException.
+void ReadPreview(Http::Session& http, const std::u16string& path, const char16_t* const* accept,
+                 std::string& out_bytes);
+
+}  // namespace SharePoint

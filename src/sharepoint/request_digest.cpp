@@ -1,9 +1,10 @@
-// Rules of the request digest. A plain value.
+// Rules of the request digest.
 #include "sharepoint/request_digest.h"
 
 #include <chrono>
 
 #include "plugin/log.h"
+#include "sharepoint/reading.h"
 
 namespace SharePoint {
 
@@ -36,6 +37,28 @@ bool RequestDigest::Read(const char* trace_function, const Json::Value* informat
         LOG_LINE(Log::warning, u"Request digest JSON has no member 'FormDigestTimeoutSeconds'");
     }
     return true;
+}
+
+std::u16string DigestKeeper::Get(const char* trace_function, Http::Session& http,
+                                 const std::u16string& web_path, const char16_t* const* accept,
+                                 bool is_verbose) {
+    const int64_t now = RequestDigest::Now();
+    {
+        const std::lock_guard guard(m_guard);
+        if (m_digest.IsReusable(now)) return m_digest.text;
+        m_digest.text.clear();
+    }
+    // Not under the lock: the request may wait for the user, on another thread.
+    Json::Document document;
+    const Http::Response response = http.SendRequest(u"POST", web_path + u"/_api/contextinfo", accept,
+                                                     nullptr, nullptr, 0, /*check_status=*/true);
+    if (!SharePoint2010::Utility::ReadJson(document, response)) return {};
+    const Json::Value* information = &document.Root();
+    if (is_verbose) {
+        information = Json::ObjectMember(Json::ObjectMember(information, u"d"), u"GetContextWebInformation");
+    }
+    const std::lock_guard guard(m_guard);
+    return m_digest.Read(trace_function, information, now) ? m_digest.text : std::u16string();
 }
 
 }  // namespace SharePoint

@@ -1,13 +1,16 @@
-// The request digest of a web, which every change shows to the server. A plain value.
+// The request digest of a web, which every change shows to the server.
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 
+#include "http/session.h"
 #include "sharepoint/json.h"
 
 namespace SharePoint {
 
+// A plain value.
 struct RequestDigest {
     std::u16string text;
     int64_t expiry = 0;  // monotonic nanoseconds
@@ -23,6 +26,19 @@ struct RequestDigest {
 
     // The clock of `expiry`.
     static int64_t Now();
+};
+
+// Keeps the digest of one web. Any thread.
+class DigestKeeper {
+public:
+    // The digest that is kept, or a new one from the web at that path; empty when the answer holds none. In
+    // the verbose form it stands two members below the root. HttpException.
+    std::u16string Get(const char* trace_function, Http::Session& http, const std::u16string& web_path,
+                       const char16_t* const* accept, bool is_verbose);
+
+private:
+    std::mutex m_guard;
+    RequestDigest m_digest;
 };
 
 }  // namespace SharePoint

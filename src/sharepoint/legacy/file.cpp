@@ -133,24 +133,17 @@ SharePoint::FieldsData File::LoadFields() {
 
 bool File::SaveFields() {
     TRACE_ENTRY("SharePoint2013::File::SaveFields");
-    if (m_fields_data.fields.empty()) TRACE_RETURN(true);
-    const std::u16string digest = m_web->GetDigest2013();
-    if (digest.empty()) {
-        LOG_LINE(Log::error, u"Failed to get Request Digest");
+    if (!SharePoint::SaveFields(
+            trace_function, Columns(), [this] { return m_web->GetDigest2013(); }, m_list_item_id,
+            m_fields_data.fields)) {
         return false;
     }
-    SharePoint::SaveFields(Columns(), digest, m_list_item_id, m_fields_data.fields);
     TRACE_RETURN(true);
 }
 
 void File::GetThumbnail(std::string& out_bytes) {
     TRACE_ENTRY("SharePoint2013::File::GetThumbnail");
-    const std::u16string address =
-        u"_layouts/15/getpreview.ashx?path=" + UrlEncodeQuoted(m_information.m_path) + u"&resolution=2";
-    out_bytes.clear();
-    m_web->GetHttp()
-        .SendRequest(u"GET", address, kAcceptNoMetadata, nullptr, nullptr, 0, /*check_status=*/true)
-        .ReadBody(out_bytes);
+    SharePoint::ReadPreview(m_web->GetHttp(), m_information.m_path, kAcceptNoMetadata, out_bytes);
     TRACE_EXIT(static_cast<uint64_t>(out_bytes.size()));
 }
 

@@ -269,22 +269,10 @@ std::u16string Web::GetUserDisplayName(const std::u16string& login) {
 
 std::u16string Web::GetDigest2013() {
     TRACE_ENTRY("SharePoint2013::Web::GetDigest2013");
-    const int64_t now = SharePoint::RequestDigest::Now();
-    {
-        const std::lock_guard guard(m_digest_guard);
-        if (m_digest.IsReusable(now)) return m_digest.text;
-        m_digest.text.clear();
-    }
-    // Not under the lock: the request may wait for the user, on another thread.
-    Json::Document document;
-    const Http::Response response =
-        m_http->SendRequest(u"POST", m_information.m_path + u"/_api/contextinfo", kAcceptNoMetadata, nullptr,
-                            nullptr, 0, /*check_status=*/true);
-    if (!ReadJson(document, response)) return {};
-    const std::lock_guard guard(m_digest_guard);
-    if (!m_digest.Read(trace_function, &document.Root(), now)) return {};
-    TRACE_EXIT(u"non-empty digest");
-    return m_digest.text;
+    std::u16string digest = m_digest.Get(trace_function, *m_http, m_information.m_path, kAcceptNoMetadata,
+                                         /*is_verbose=*/false);
+    if (!digest.empty()) TRACE_EXIT(u"non-empty digest");
+    return digest;
 }
 
 }  // namespace SharePoint2013

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <pugixml.hpp>
 #include <string>
 #include <vector>
@@ -78,8 +77,7 @@ private:
     bool SendMkcol(const std::u16string& path);
 
     std::shared_ptr<Http::Session> m_http;
-    std::mutex m_digest_guard;
-    SharePoint::RequestDigest m_digest;
+    SharePoint::DigestKeeper m_digest;
 };
 
 }  // namespace SharePoint2013

@@ -240,24 +240,10 @@ bool Web::CanEdit(const std::u16string& path) {
 
 std::u16string Web::GetDigest() {
     TRACE_ENTRY("SharePointRestAPI::Web::GetDigest");
-    const int64_t now = SharePoint::RequestDigest::Now();
-    {
-        const std::lock_guard guard(m_digest_guard);
-        if (m_digest.IsReusable(now)) return m_digest.text;
-        m_digest.text.clear();
-    }
-    // Not under the lock: the request may wait for the user, on another thread.
-    Json::Document document;
-    const Http::Response response =
-        m_http->SendRequest(u"POST", m_information.m_path + u"/_api/contextinfo", kAcceptVerbose, nullptr,
-                            nullptr, 0, /*check_status=*/true);
-    if (!ReadJson(document, response)) return {};
-    const std::lock_guard guard(m_digest_guard);
-    const Json::Value* answer = Json::ObjectMember(&document.Root(), u"d");
-    if (!m_digest.Read(trace_function, Json::ObjectMember(answer, u"GetContextWebInformation"), now))
-        return {};
-    TRACE_EXIT(u"non-empty digest");
-    return m_digest.text;
+    std::u16string digest = m_digest.Get(trace_function, *m_http, m_information.m_path, kAcceptVerbose,
+                                         /*is_verbose=*/true);
+    if (!digest.empty()) TRACE_EXIT(u"non-empty digest");
+    return digest;
 }
 
 }  // namespace SharePointRestAPI

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -77,8 +76,7 @@ private:
     bool CreateMissingFolders(std::u16string path, const std::vector<std::u16string>& missing);
 
     std::shared_ptr<Http::Session> m_http;
-    std::mutex m_digest_guard;
-    SharePoint::RequestDigest m_digest;
+    SharePoint::DigestKeeper m_digest;
 };
 
 }  // namespace SharePointRestAPI
