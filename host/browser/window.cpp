@@ -2,9 +2,15 @@
 // Main thread only.
 #include "window.h"
 
+#include <QAuthenticator>
 #include <QCloseEvent>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QFormLayout>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QLineEdit>
+#include <QNetworkProxy>
 #include <QResizeEvent>
 #include <QSslCertificate>
 #include <QSslConfiguration>
@@ -21,6 +27,16 @@ namespace {
 bool IsTrustedHere(const QWebEngineCertificateError& error) {
     if (error.type() != QWebEngineCertificateError::CertificateAuthorityInvalid) return false;
     return QSslCertificate::verify(error.certificateChain(), error.url().host()).isEmpty();
+}
+
+// By the name and the password in the proxy's address; without them the proxy's own page is shown.
+void AnswerProxy(const QUrl& url, QAuthenticator* answer, const QString&) {
+    for (const QNetworkProxy& proxy : QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url))) {
+        if (proxy.user().isEmpty()) continue;
+        answer->setUser(proxy.user());
+        answer->setPassword(proxy.password());
+        return;
+    }
 }
 
 }  // namespace
@@ -51,6 +67,9 @@ Window::Window(QWebEngineProfile& profile) : m_page(new Page(&profile, this)) {
     // There is one window, and what a page opens is shown in that.
     connect(m_page, &QWebEnginePage::newWindowRequested, this,
             [this](QWebEngineNewWindowRequest& request) { m_page->setUrl(request.requestedUrl()); });
+    connect(m_page, &QWebEnginePage::authenticationRequired, this,
+            [this](const QUrl& url, QAuthenticator* answer) { AnswerChallenge(url, answer); });
+    connect(m_page, &QWebEnginePage::proxyAuthenticationRequired, this, &AnswerProxy);
     connect(m_page, &QWebEnginePage::certificateError, this, [](QWebEngineCertificateError error) {
         if (IsTrustedHere(error)) {
             error.acceptCertificate();
@@ -115,6 +134,31 @@ void Window::TryFill() {
                           [this](const QVariant& filled) {
                               if (filled.toBool()) m_fill.reset();
                           });
+}
+
+// A server that asks for name and password without a page of its own.
+void Window::AnswerChallenge(const QUrl& url, QAuthenticator* answer) {
+    if (m_fill) {
+        answer->setUser(m_fill->user);
+        answer->setPassword(m_fill->password);
+        m_fill.reset();
+        return;
+    }
+    QDialog dialog(this);
+    dialog.setWindowTitle(url.host());
+    auto* const user = new QLineEdit(&dialog);
+    auto* const password = new QLineEdit(&dialog);
+    password->setEchoMode(QLineEdit::Password);
+    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
+    auto* const layout = new QFormLayout(&dialog);
+    layout->addRow("User name:", user);
+    layout->addRow("Password:", password);
+    layout->addRow(buttons);
+    connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    if (dialog.exec() != QDialog::Accepted) return;
+    answer->setUser(user->text());
+    answer->setPassword(password->text());
 }
 
 void Window::closeEvent(QCloseEvent* event) {

@@ -6,6 +6,8 @@
 #include <functional>
 #include <optional>
 
+class QAuthenticator;
+
 namespace browser {
 
 struct Fill {
@@ -51,6 +53,7 @@ protected:
 
 private:
     void TryFill();
+    void AnswerChallenge(const QUrl& url, QAuthenticator* answer);
     void ShowTitle();
 
     Page* m_page;
