@@ -240,6 +240,27 @@ TEST(Tls, AServerOfAnUnknownAuthorityGetsNoPassword) {
     EXPECT_TRUE(run.server->Requests().empty());
 }
 
+// A person on the authority's page: a wrong password brings the page again, and whoever declines is
+// cancelled.
+TEST(CodeFlow, FollowsThePersonOnThePage) {
+    Setting run({"code", true, {}}, false, false);
+    const auto answer_with = [&](const std::string& tries) {
+        WriteFile(run.host.Folder() / "browser", "#!/bin/sh\n" + tries);
+        std::filesystem::permissions(run.host.Folder() / "browser", std::filesystem::perms::owner_all);
+    };
+    const std::string post = "curl -s -o /dev/null -L --noproxy '*' \"$1\" -d ";
+    answer_with(post + "decision=decline\n");
+    const Result declined = run.Add(Answer::right);
+    EXPECT_EQ(declined.status, 3) << declined.err;
+    EXPECT_NE(declined.err.find("0x821704C7"), std::string::npos) << declined.err;
+    EXPECT_EQ(run.host.Run({"place", "list"}).out, "");
+    const std::string name = "'decision=approve&username=alice&password=";
+    answer_with(post + name + "wrong'\n" + post + name + kPassword + "'\n");
+    const Result added = run.Add(Answer::right);
+    EXPECT_EQ(added.status, 0) << added.err;
+    EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0);
+}
+
 // What the cookies or the token gave ends while a person is at work.
 class InTheMiddle : public ::testing::Test {
 protected:
