@@ -4,14 +4,12 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 #include <thread>
 
 #include "app/options.h"
 #include "app/seed.h"
 #include "app/service.h"
-#include "auth/negotiate.h"
 
 namespace {
 
@@ -32,10 +30,6 @@ void end_with_parent() {
     if (::getppid() != parent) ::raise(SIGTERM);
 }
 
-bool takes_tokens(const std::vector<std::string>& schemes) {
-    return std::ranges::any_of(schemes, [](auto& name) { return name == "ntlm" || name == "negotiate"; });
-}
-
 int serve(const Options& options) {
     Store store(options.data_folder);
     store.use_logins(options.logins);
@@ -46,7 +40,6 @@ int serve(const Options& options) {
     for (const auto& column : options.columns)
         store.put_column(store.libraries(store.site().id).at(0).id, column);
     seed(store, options);
-    if (takes_tokens(options.sign_in)) give_users_to_ntlm(store, options.data_folder);
     Service service(options, store);
     http::Server server(options.server, service);
     server.start();

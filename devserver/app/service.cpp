@@ -38,7 +38,7 @@ Service::Service(const Options& options, Store& store)
     : m_store(store),
       m_log(options.request_log_file),
       m_digests(store, options.digest_lifetime, options.optional_digest),
-      m_authenticator(store, options.sign_in, options.forms),
+      m_authenticator(store, options.sign_in, options.forms, options.data_folder),
       m_authority(store, options.oauth),
       m_generation(options.generation),
       m_doors(store, m_digests, options.generation, options.dav) {
@@ -107,7 +107,9 @@ http::Response Service::serve(http::Request& request) {
     auto user = m_authenticator.authenticate(request);
     if (!user) return m_authenticator.challenge(request);
     exchange_of(request).user = user->name;
-    return m_doors.serve(request, *user);
+    auto response = m_doors.serve(request, *user);
+    m_authenticator.conclude(request, response);
+    return response;
 }
 
 void Service::finished(const http::Request& request, const http::ExchangeResult& result) {

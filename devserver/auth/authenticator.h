@@ -18,6 +18,10 @@ public:
     virtual http::Response challenge(const http::Request& request) = 0;
     // In the middle of an exchange with this connection, so that its challenge stands alone.
     virtual bool in_exchange(const http::Request&) const { return false; }
+    // Adds to the answer of a request that was let in what its client still waits for.
+    virtual void conclude(const http::Request&, http::Response&) {}
+    // Ends what the connection has signed in to when a request brings credentials of another way.
+    virtual void forget_other_ways(const http::Request&) {}
 };
 
 class BearerAuthenticator : public Authenticator {

@@ -2,13 +2,9 @@
 // Owner: auth/; any thread.
 #include "auth/negotiate.h"
 
-#include <fcntl.h>
 #include <gssapi/gssapi.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <stdexcept>
 
 #include "auth/password.h"
 #include "base/text.h"
@@ -17,7 +13,6 @@ namespace devserver {
 namespace {
 
 constexpr std::size_t longest_token = 64 * 1024;
-constexpr char domain[] = "CONTOSO";
 
 // The exchange of one connection, and then its outcome.
 struct Exchange : http::Attachment {
@@ -72,6 +67,11 @@ void add_missing_version(std::string& token) {
     token.insert(third_size, version_size, '\0');
 }
 
+// A client's first message: of NTLM, or of any mechanism in the frame of GSS-API (RFC 2743 3.1).
+bool begins_exchange(std::string_view token) {
+    return ntlm_type(token) == 1 || token.front() == 0x60;
+}
+
 std::string text_of(gss_buffer_desc buffer) {
     return {static_cast<const char*>(buffer.value), buffer.length};
 }
@@ -87,14 +87,14 @@ std::string name_of(gss_name_t name) {
 }
 
 // Takes the client's next token; the name of whoever is signed in by it. False when the exchange has failed.
-bool accept(Exchange& exchange, std::string token, std::string& signed_in) {
+bool accept(gss_cred_id_t credential, Exchange& exchange, std::string token, std::string& signed_in) {
     add_missing_version(token);
     OM_uint32 minor = 0, flags = 0;
     gss_buffer_desc input{token.size(), token.data()}, output = GSS_C_EMPTY_BUFFER;
     gss_name_t source = GSS_C_NO_NAME;
-    auto major = gss_accept_sec_context(&minor, &exchange.context, GSS_C_NO_CREDENTIAL, &input,
-                                        GSS_C_NO_CHANNEL_BINDINGS, &source, nullptr, &output, &flags, nullptr,
-                                        nullptr);
+    auto major =
+        gss_accept_sec_context(&minor, &exchange.context, credential, &input, GSS_C_NO_CHANNEL_BINDINGS,
+                               &source, nullptr, &output, &flags, nullptr, nullptr);
     exchange.answer = base64_encode(text_of(output));
     gss_release_buffer(&minor, &output);
     if (major == GSS_S_COMPLETE && !(flags & GSS_C_ANON_FLAG)) signed_in = name_of(source);
@@ -116,17 +116,16 @@ std::optional<User> NegotiateAuthenticator::authenticate(const http::Request& re
         memory.reset();
         return std::nullopt;
     }
-    if (!exchange || exchange->user || ntlm_type(*token) == 1) {
+    if (!exchange || exchange->user || begins_exchange(*token)) {
         auto fresh = std::make_shared<Exchange>(m_scheme);
         exchange = fresh.get();
         memory = fresh;
     }
     std::string name;
-    bool goes_on = accept(*exchange, *token, name);
+    bool goes_on = accept(m_accounts->credential(), *exchange, *token, name);
     auto user = name.empty() ? std::nullopt : user_by_typed_name(m_store, name);
     if (user) {
         exchange->drop();
-        exchange->answer.clear();
         exchange->user = user->id;
     } else if (!goes_on || !name.empty()) {
         memory.reset();
@@ -139,25 +138,22 @@ bool NegotiateAuthenticator::in_exchange(const http::Request& request) const {
     return exchange && !exchange->user && credentials_of(request, m_scheme);
 }
 
+void NegotiateAuthenticator::conclude(const http::Request& request, http::Response& response) {
+    auto* exchange = exchange_of(request, m_scheme);
+    if (!exchange || exchange->answer.empty() || !credentials_of(request, m_scheme)) return;
+    response.headers.add("WWW-Authenticate", m_scheme + " " + exchange->answer);
+    exchange->answer.clear();
+}
+
+void NegotiateAuthenticator::forget_other_ways(const http::Request& request) {
+    if (exchange_of(request, m_scheme) && request.headers.has("Authorization") &&
+        !credentials_of(request, m_scheme))
+        request.connection->sign_in.reset();
+}
+
 http::Response NegotiateAuthenticator::challenge(const http::Request& request) {
     if (!in_exchange(request)) return unauthorized(m_scheme);
     return unauthorized(m_scheme + " " + exchange_of(request, m_scheme)->answer);
-}
-
-void give_users_to_ntlm(Store& store, const std::string& folder) {
-    std::string text;
-    for (const auto& user : store.users())
-        for (const char* name : {domain, "contoso", "contoso.example"})
-            text += std::string(name) + ":" + user.name + ":" + user.password + "\n";
-    auto file = folder + "/ntlm-users";
-    ::unlink(file.c_str());
-    int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    bool written =
-        descriptor >= 0 && ::write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    if (descriptor >= 0) ::close(descriptor);
-    if (!written) throw std::runtime_error("cannot write " + file);
-    ::setenv("NTLM_USER_FILE", file.c_str(), 1);
-    ::setenv("NETBIOS_DOMAIN_NAME", domain, 1);
 }
 
 }  // namespace devserver

@@ -3,27 +3,29 @@
 // until another Authorization header comes.
 // Owner: auth/; any thread.
 #pragma once
+#include <memory>
 #include <string>
 
 #include "auth/authenticator.h"
+#include "auth/ntlm_accounts.h"
 
 namespace devserver {
 
 class NegotiateAuthenticator : public Authenticator {
 public:
     // `scheme` is "NTLM" or "Negotiate".
-    NegotiateAuthenticator(Store& store, std::string scheme) : m_store(store), m_scheme(std::move(scheme)) {}
+    NegotiateAuthenticator(Store& store, std::shared_ptr<NtlmAccounts> accounts, std::string scheme)
+        : m_store(store), m_accounts(std::move(accounts)), m_scheme(std::move(scheme)) {}
     std::optional<User> authenticate(const http::Request& request) override;
     http::Response challenge(const http::Request& request) override;
     bool in_exchange(const http::Request& request) const override;
+    void conclude(const http::Request& request, http::Response& response) override;
+    void forget_other_ways(const http::Request& request) override;
 
 private:
     Store& m_store;
+    const std::shared_ptr<NtlmAccounts> m_accounts;
     const std::string m_scheme;
 };
-
-// Tells the mechanism for NTLM who the users are, by a file of mode 0600 in `folder`. Before the first thread
-// starts. Throws std::runtime_error when the file can't be written.
-void give_users_to_ntlm(Store& store, const std::string& folder);
 
 }  // namespace devserver

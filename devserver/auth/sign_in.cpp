@@ -10,17 +10,22 @@
 
 namespace devserver {
 
-SignIn::SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms) {
-    for (const auto& name : schemes) m_schemes.push_back(make_scheme(store, name, forms));
+SignIn::SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms,
+               const std::string& data_folder) {
+    for (const auto& name : schemes) m_schemes.push_back(make_scheme(store, name, forms, data_folder));
 }
 
 std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, const std::string& name,
-                                                   const FormsOptions& forms) {
+                                                   const FormsOptions& forms,
+                                                   const std::string& data_folder) {
     if (name == "bearer") return std::make_unique<BearerAuthenticator>(store);
     if (name == "basic") return std::make_unique<BasicAuthenticator>(store);
     if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
-    if (name == "ntlm") return std::make_unique<NegotiateAuthenticator>(store, "NTLM");
-    if (name == "negotiate") return std::make_unique<NegotiateAuthenticator>(store, "Negotiate");
+    if (name == "ntlm" || name == "negotiate") {
+        if (!m_accounts) m_accounts = std::make_shared<NtlmAccounts>(store, data_folder);
+        return std::make_unique<NegotiateAuthenticator>(store, m_accounts,
+                                                        name == "ntlm" ? "NTLM" : "Negotiate");
+    }
     if (name == "forms") {
         auto scheme = std::make_unique<FormsAuthenticator>(store, forms);
         m_forms = scheme.get();
@@ -35,9 +40,14 @@ std::optional<http::Response> SignIn::handle(http::Request& request) {
 }
 
 std::optional<User> SignIn::authenticate(const http::Request& request) {
+    for (auto& scheme : m_schemes) scheme->forget_other_ways(request);
     for (auto& scheme : m_schemes)
         if (auto user = scheme->authenticate(request)) return user;
     return std::nullopt;
+}
+
+void SignIn::conclude(const http::Request& request, http::Response& response) {
+    for (auto& scheme : m_schemes) scheme->conclude(request, response);
 }
 
 http::Response SignIn::challenge(const http::Request& request) {

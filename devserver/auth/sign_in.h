@@ -7,26 +7,30 @@
 
 #include "auth/authenticator.h"
 #include "auth/forms.h"
+#include "auth/ntlm_accounts.h"
 
 namespace devserver {
 
 class SignIn : public Authenticator {
 public:
     // Names of schemes: bearer, basic, digest, ntlm, negotiate, forms. Throws std::invalid_argument with one
-    // clear line.
-    SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms);
+    // clear line. Before the first thread starts; NTLM keeps a file in `data_folder`.
+    SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms,
+           const std::string& data_folder);
     std::optional<User> authenticate(const http::Request& request) override;
     // The first scheme's answer, with a WWW-Authenticate header for each; in the middle of an exchange that
     // scheme's alone. A client that announces pages is sent to the page, one that refuses them to the others.
     http::Response challenge(const http::Request& request) override;
+    void conclude(const http::Request& request, http::Response& response) override;
     // The pages of a sign-in, which need none; nothing when the path is none of theirs.
     std::optional<http::Response> handle(http::Request& request);
 
 private:
     std::unique_ptr<Authenticator> make_scheme(Store& store, const std::string& name,
-                                               const FormsOptions& forms);
+                                               const FormsOptions& forms, const std::string& data_folder);
 
-    FormsAuthenticator* m_forms = nullptr;  // one of the schemes, if it is offered
+    std::shared_ptr<NtlmAccounts> m_accounts;  // if one of the schemes needs them
+    FormsAuthenticator* m_forms = nullptr;     // one of the schemes, if it is offered
     std::vector<std::unique_ptr<Authenticator>> m_schemes;
 };
 

@@ -39,12 +39,19 @@ public:
         curl_slist_free_all(headers);
         return status;
     }
-    long put(const std::string& user, const std::string& path, const std::string& body) {
+    long put(const std::string& user, const std::string& path, const std::string& body,
+             const std::string& authorization = {}) {
         prepare(path, "PUT");
-        curl_easy_setopt(m_curl, CURLOPT_USERPWD, user.c_str());
+        auto* headers = authorization.empty()
+                            ? nullptr
+                            : curl_slist_append(nullptr, ("Authorization: " + authorization).c_str());
+        curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, headers);
+        curl_easy_setopt(m_curl, CURLOPT_USERPWD, user.empty() ? nullptr : user.c_str());
         curl_easy_setopt(m_curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
         curl_easy_setopt(m_curl, CURLOPT_COPYPOSTFIELDS, body.c_str());
-        return perform();
+        auto status = perform();
+        curl_slist_free_all(headers);
+        return status;
     }
     std::string challenge, answer;
     long new_connections = 0;
@@ -76,17 +83,26 @@ private:
     const std::string m_url;
 };
 
-// The client's side of SPNEGO.
+// How tokens travel: the scheme's name and what it carries.
+struct Way {
+    const char* scheme;
+    bool framed;  // NTLM within SPNEGO
+};
+constexpr Way ways[] = {{"NTLM", false}, {"Negotiate", true}, {"Negotiate", false}};
+
+// The client's side by GSS-API; unlike libcurl's it leaves the connection to the caller.
 class GssClient {
 public:
-    GssClient(std::string user, std::string password) {
+    GssClient(const Way& way, std::string user, std::string password)
+        : m_scheme(way.scheme),
+          m_mechanism(way.framed ? gss_OID_desc{6, m_spnego} : gss_OID_desc{10, m_ntlm}) {
         OM_uint32 minor = 0;
         gss_buffer_desc text{user.size(), user.data()}, secret{password.size(), password.data()};
         std::string service = "HTTP@127.0.0.1";
         gss_buffer_desc target{service.size(), service.data()};
         gss_name_t name = GSS_C_NO_NAME;
         gss_import_name(&minor, &text, GSS_C_NT_USER_NAME, &name);
-        gss_OID_set_desc mechanisms{1, &m_spnego};
+        gss_OID_set_desc mechanisms{1, &m_mechanism};
         gss_acquire_cred_with_password(&minor, name, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
                                        &m_credential, nullptr, nullptr);
         gss_release_name(&minor, &name);
@@ -101,21 +117,26 @@ public:
     GssClient(const GssClient&) = delete;
     GssClient& operator=(const GssClient&) = delete;
 
-    // The next Authorization, for the challenge "Negotiate TOKEN" or none.
+    // The next Authorization, for the challenge "SCHEME TOKEN" or none.
     std::string next(const std::string& challenge) {
-        auto token = challenge.size() > 10 ? base64_decode(challenge.substr(10)).value_or("") : "";
+        auto begin = m_scheme.size() + 1;
+        auto token = challenge.size() > begin ? base64_decode(challenge.substr(begin)).value_or("") : "";
         gss_buffer_desc input{token.size(), token.data()}, output = GSS_C_EMPTY_BUFFER;
         OM_uint32 minor = 0;
-        gss_init_sec_context(&minor, m_credential, &m_context, m_target, &m_spnego, 0, 0,
-                             GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, &output, nullptr, nullptr);
+        complete = gss_init_sec_context(&minor, m_credential, &m_context, m_target, &m_mechanism, 0, 0,
+                                        GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, &output, nullptr,
+                                        nullptr) == GSS_S_COMPLETE;
         std::string bytes(static_cast<const char*>(output.value), output.length);
         gss_release_buffer(&minor, &output);
-        return "Negotiate " + base64_encode(bytes);
+        return m_scheme + " " + base64_encode(bytes);
     }
+    bool complete = false;  // the server has said all that this side waits for
 
 private:
-    char m_oid[7] = "\x2b\x06\x01\x05\x05\x02";
-    gss_OID_desc m_spnego{6, m_oid};
+    const std::string m_scheme;
+    char m_spnego[7] = "\x2b\x06\x01\x05\x05\x02";
+    char m_ntlm[11] = "\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a";
+    gss_OID_desc m_mechanism;
     gss_cred_id_t m_credential = GSS_C_NO_CREDENTIAL;
     gss_ctx_id_t m_context = GSS_C_NO_CONTEXT;
     gss_name_t m_target = GSS_C_NO_NAME;
@@ -164,17 +185,124 @@ TEST(Ntlm, AnUploadArrivesWholeUnderTheRightsOfItsUser) {
     EXPECT_TRUE(stored.body == body) << stored.status << " " << stored.body.size();
 }
 
+// Both legs; the status of the last.
+long sign_in(Browser& browser, const Way& way, const std::string& user, const std::string& password) {
+    GssClient client(way, user, password);
+    EXPECT_EQ(browser.ask("", client.next("")), 401);
+    EXPECT_TRUE(browser.challenge.starts_with(std::string(way.scheme) + " ")) << browser.challenge;
+    return browser.ask("", client.next(browser.challenge));
+}
+
 TEST(Negotiate, SignsInByTheTokensOfGssApi) {
+    ServerProcess server(ntlm);
+    for (const auto& way : ways)
+        for (const auto& [password, status] : {std::pair("alice", 207), std::pair("wrong", 401)}) {
+            SCOPED_TRACE(std::string(way.scheme) + (way.framed ? " framed " : " ") + password);
+            Browser browser(server);
+            EXPECT_EQ(sign_in(browser, way, "CONTOSO\\alice", password), status);
+            EXPECT_EQ(browser.ask(""), status) << "the connection is signed in, or isn't";
+            EXPECT_EQ(browser.new_connections, 0);
+        }
+}
+
+TEST(Negotiate, TheLastTokenComesWithTheAnswerAndIsGoodOnItsConnectionOnly) {
     ServerProcess server({"--generation", "2013", "--auth", "negotiate"});
-    for (const auto& [password, status] : {std::pair("alice", 207), std::pair("wrong", 401)}) {
-        GssClient client("CONTOSO\\alice", password);
+    GssClient client(ways[1], "alice", "alice");
+    Browser browser(server);
+    EXPECT_EQ(browser.ask("", client.next("")), 401);
+    auto last = client.next(browser.challenge);
+    EXPECT_EQ(Browser(server).ask("", last), 401);
+    EXPECT_FALSE(client.complete);
+    EXPECT_EQ(browser.ask("", last), 207);
+    client.next(browser.challenge);
+    EXPECT_TRUE(client.complete);
+    EXPECT_EQ(browser.ask(""), 207);
+    EXPECT_EQ(browser.challenge, "");
+}
+
+TEST(Negotiate, AnyDomainWillDoInAnySpelling) {
+    ServerProcess server({"--generation", "2013", "--auth", "ntlm,negotiate", "--user", "alice:alice",
+                          "--user", "k\xc3\xa4the:p\xc3\xa4ss \xe2\x82\xac"});
+    for (const char* user : {"alice", "ALICE", "CONTOSO\\alice", "conToso\\alice", "contoso.example\\alice",
+                             "WORKGROUP\\Alice", "a-host\\alice"}) {
+        EXPECT_EQ(Browser(server).ask(std::string(user) + ":alice"), 207) << user;
+        EXPECT_EQ(Browser(server).ask(std::string(user) + ":alic"), 401) << user;
+        for (const auto& way : ways) {
+            Browser browser(server);
+            EXPECT_EQ(sign_in(browser, way, user, "alice"), 207) << user << " by " << way.scheme;
+        }
+    }
+    for (const auto& way : ways) {
         Browser browser(server);
-        EXPECT_EQ(browser.ask("", client.next("")), 401);
-        EXPECT_TRUE(browser.challenge.starts_with("Negotiate ")) << browser.challenge;
-        EXPECT_EQ(browser.ask("", client.next(browser.challenge)), status);
-        EXPECT_EQ(browser.ask(""), status) << "the connection is signed in, or isn't";
-        // The last token is good for nothing on another connection.
-        EXPECT_EQ(Browser(server).ask("", client.next(browser.challenge)), 401);
+        EXPECT_EQ(sign_in(browser, way, "CONTOSO\\k\xc3\xa4the", "p\xc3\xa4ss \xe2\x82\xac"), 207)
+            << way.scheme;
+    }
+}
+
+TEST(Negotiate, EachConnectionIsItsOwnUser) {
+    ServerProcess server(ntlm);
+    std::string path = std::string(page) + "/two.bin";
+    for (const auto& way : ways) {
+        Browser writer(server), reader(server);
+        EXPECT_EQ(sign_in(reader, way, "carol", "carol"), 207);
+        EXPECT_EQ(sign_in(writer, way, "alice", "alice"), 207);
+        EXPECT_EQ(reader.put("", path, "carol's"), 403);
+        EXPECT_LT(writer.put("", path, "alice's"), 300);
+        EXPECT_EQ(reader.put("", path, "carol's"), 403);
+        EXPECT_EQ(reader.new_connections + writer.new_connections, 0);
+    }
+}
+
+TEST(Negotiate, NewCredentialsEndWhatTheConnectionHadSignedInTo) {
+    ServerProcess server({"--generation", "2013", "--auth", "basic,ntlm,negotiate"});
+    std::string path = std::string(page) + "/new.bin";
+    auto basic = [](const std::string& pair) { return "Basic " + base64_encode(pair); };
+    for (const auto& way : ways) {
+        SCOPED_TRACE(way.scheme);
+        Browser browser(server);
+        // Begun again in the middle, then as somebody else over a sign-in that holds.
+        EXPECT_EQ(browser.ask("", GssClient(way, "bob", "bob").next("")), 401);
+        EXPECT_EQ(sign_in(browser, way, "alice", "alice"), 207);
+        EXPECT_EQ(sign_in(browser, way, "carol", "carol"), 207);
+        EXPECT_EQ(browser.put("", path, "x"), 403);
+        EXPECT_EQ(sign_in(browser, way, "alice", "no"), 401);
+        EXPECT_EQ(browser.ask(""), 401);
+        for (const auto& [pair, status] : {std::pair("carol:carol", 403), std::pair("alice:no", 401)}) {
+            EXPECT_EQ(sign_in(browser, way, "alice", "alice"), 207);
+            EXPECT_EQ(browser.put("", path, "x", basic(pair)), status);
+            EXPECT_EQ(browser.ask(""), 401) << "after " << pair;
+        }
+        EXPECT_EQ(browser.new_connections, 0);
+    }
+}
+
+TEST(Negotiate, ARefusedUploadLeavesTheConnectionToItsExchange) {
+    ServerProcess server(ntlm);
+    for (const auto& way : ways) {
+        GssClient client(way, "alice", "alice");
+        Browser browser(server);
+        std::string path = std::string(page) + "/leg.bin", body(300'000, 'x');
+        EXPECT_EQ(browser.put("", path, body, client.next("")), 401);
+        EXPECT_LT(browser.put("", path, body, client.next(browser.challenge)), 300);
+        EXPECT_EQ(browser.new_connections, 0);
+    }
+}
+
+TEST(Negotiate, ABrokenSecondLegIsRefusedAndTheNextTrySucceeds) {
+    ServerProcess server(ntlm);
+    for (const auto& way : ways) {
+        for (std::size_t size : {8, 12, 20, 63, 64, 70, 90, 120}) {
+            GssClient client(way, "alice", "alice");
+            Browser browser(server);
+            EXPECT_EQ(browser.ask("", client.next("")), 401);
+            auto second = client.next(browser.challenge);
+            auto begin = second.find(' ') + 1;
+            auto token = base64_decode(second.substr(begin)).value().substr(0, size);
+            EXPECT_EQ(browser.ask("", second.substr(0, begin) + base64_encode(token)), 401) << size;
+            EXPECT_EQ(browser.challenge, "NTLM") << size;
+            EXPECT_EQ(browser.ask("", second), 401) << "a spent exchange, " << size;
+            EXPECT_EQ(sign_in(browser, way, "alice", "alice"), 207) << size;
+        }
     }
 }
 
@@ -190,6 +318,11 @@ TEST(Negotiate, NonsenseIsRefusedAndTheServerLives) {
             EXPECT_EQ(status, 401) << scheme << token.substr(0, 30);
             EXPECT_EQ(browser.ask("alice:alice"), 207) << scheme << token.substr(0, 30);
         }
+        // More than any header may have.
+        auto head =
+            "GET / HTTP/1.1\r\nHost: x\r\nAuthorization: " + scheme + std::string(1 << 20, 'A') + "\r\n\r\n";
+        EXPECT_TRUE(server.raw(head).starts_with("HTTP/1.1 431 "));
+        EXPECT_EQ(Browser(server).ask("alice:alice"), 207);
     }
 }
 
