@@ -153,7 +153,9 @@ void NegotiateAuthenticator::forget_other_ways(const http::Request& request) {
 
 http::Response NegotiateAuthenticator::challenge(const http::Request& request) {
     if (!in_exchange(request)) return unauthorized(m_scheme);
-    return unauthorized(m_scheme + " " + exchange_of(request, m_scheme)->answer);
+    auto response = unauthorized(m_scheme + " " + exchange_of(request, m_scheme)->answer);
+    response.keep = true;  // on another connection the client would begin again, for ever
+    return response;
 }
 
 }  // namespace devserver

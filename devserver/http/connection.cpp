@@ -319,7 +319,7 @@ private:
             response.close = true;
         }
         if (plan.close_before_answer) m_transport.reset();
-        bool drained = drain(body);
+        bool drained = drain(body, response.keep);
         bool keep = drained && request.keep_alive && !response.close;
         if (request.minor_version == 0 && keep) response.headers.set("Connection", "keep-alive");
         if (!keep) response.headers.set("Connection", "close");
@@ -342,10 +342,10 @@ private:
         return keep;
     }
 
-    // Takes in what a refused upload still has on its way, when that is little.
-    static bool drain(RequestBody& body) {
+    // Takes in what a refused upload still has on its way, when that is little or the connection is worth it.
+    static bool drain(RequestBody& body, bool any_size) {
         if (body.done()) return true;
-        if (!body.small_rest()) return false;
+        if (!any_size && !body.small_rest()) return false;
         char rest[16384];
         while (body.read(rest, sizeof rest) > 0) {
         }

@@ -111,6 +111,7 @@ struct Response {
     std::uint64_t file_length = 0;
     std::function<void(BodySink&)> producer;  // writes the body; its length isn't known before
     bool close = false;                       // end the connection after this answer
+    bool keep = false;                        // take in a refused body of any size, to keep the connection
 };
 
 Response make_response(int status, std::string content_type, std::string text);
