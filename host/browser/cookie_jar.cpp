@@ -52,7 +52,9 @@ void CookieJar::Delete(const QString& host) {
     const auto all = m_cookies;
     for (const QNetworkCookie& cookie : all) {
         const QString domain = WithoutDot(cookie.domain()).toLower();
-        if (domain == name || (all_below && IsBelow(domain, name))) m_store.deleteCookie(cookie);
+        const bool goes_to_it = cookie.domain().startsWith('.') && IsBelow(name, domain);
+        if (domain == name || goes_to_it || (all_below && IsBelow(domain, name)))
+            m_store.deleteCookie(cookie);
     }
 }
 

@@ -19,7 +19,8 @@ public:
     CookieJar& operator=(const CookieJar&) = delete;
 
     void Put(const QNetworkCookie& cookie);
-    // Of a host or, with a leading dot, of a domain and all below it.
+    // Of a host, with those of domains above that go to it, too; or, with a leading dot, of a domain and all
+    // below it.
     void Delete(const QString& host);
     // Runs `then` once everything that has happened to cookies until now is known here.
     void WhenSettled(std::function<void()> then);

@@ -62,7 +62,10 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
     // A token that came with the account is the one that the server may refuse.
     const auto cab = account.data->View();
     const auto stored = host::StringOf(host::ChildOf(cab.get(), u"AuthToken").get());
-    if (const auto token = m_host.DecryptForPlugin(stored)) m_host.oauth().NoteInUse(host::ToUtf8(*token));
+    if (const auto token = m_host.DecryptForPlugin(stored)) {
+        m_host.oauth().NoteInUse(host::ToUtf8(host::Accounts::UrlOf(account.account.get())),
+                                 host::ToUtf8(*token));
+    }
     auto site = std::make_unique<Site>();
     site->account = std::move(account);
     Check(m_host.Bind(site->account.account.get(), cancel(), site->root), what);

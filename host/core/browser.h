@@ -50,7 +50,8 @@ public:
     // Throws a Failure. A pane that is not shown has no page.
     virtual std::unique_ptr<BrowserPane> Open(BrowserListener& listener, const std::u16string& cookie_group,
                                               bool shown) = 0;
-    // Of a host or, with a leading dot, of a domain and all below it. Throws a Failure.
+    // Of a host, with those of domains above that go to it, too; or, with a leading dot, of a domain and all
+    // below it. Throws a Failure.
     virtual void DeleteCookies(const std::u16string& cookie_group, const std::u16string& host) = 0;
 };
 

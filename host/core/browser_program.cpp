@@ -59,6 +59,9 @@ BrowserProgram::BrowserProgram(const fs::path& program, OnLine on_line, OnEnd on
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) ThrowErrno("talk to", program, errno);
     m_socket = Descriptor(ends[0]);
+    // A program that doesn't read is as good as gone.
+    const timeval patience{kPatience.count(), 0};
+    setsockopt(m_socket.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
     const Descriptor its_end(ends[1]);
     m_process = Spawn(program, its_end.get());
     m_listener = std::thread([this] { Listen(); });

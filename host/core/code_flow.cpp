@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <signal.h>
 #include <sodium.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -80,13 +81,13 @@ std::string Unescape(std::string_view text) {
     return plain;
 }
 
-// The query of "GET /?a=b HTTP/1.1"; empty for a request to anything else.
-std::map<std::string, std::string> QueryOf(const std::string& request) {
-    constexpr std::string_view kStart = "GET /?";
+// The query of "GET PATH?a=b HTTP/1.1"; empty for a request to anything else.
+std::map<std::string, std::string> QueryOf(const std::string& request, const std::string& path) {
+    const std::string start = "GET " + path + "?";
     std::map<std::string, std::string> query;
-    if (!request.starts_with(kStart)) return query;
+    if (!request.starts_with(start)) return query;
     std::string_view rest(request);
-    rest = rest.substr(kStart.size(), request.find(' ', kStart.size()) - kStart.size());
+    rest = rest.substr(start.size(), request.find(' ', start.size()) - start.size());
     while (!rest.empty()) {
         const std::string_view pair = rest.substr(0, rest.find('&'));
         rest.remove_prefix(std::min(rest.size(), pair.size() + 1));
@@ -200,7 +201,8 @@ std::uint16_t PortOfRedirect(const std::string& redirect) {
 }
 
 CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const std::string& url)>& open) {
-    Listener listener(ParseRedirect(request.redirect));
+    const Redirect redirect = ParseRedirect(request.redirect);
+    Listener listener(redirect);
     const std::string state = RandomText();
     CodeAnswer answer{"", listener.Url(), RandomText()};
     std::string url =
@@ -212,7 +214,7 @@ CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const
     open(url);
     for (;;) {
         const auto [client, text] = listener.Next(deadline);
-        auto query = QueryOf(text);
+        auto query = QueryOf(text, redirect.path);
         if (query["state"] != state) {
             // Not of this sign-in: a page's picture, or somebody who guesses.
             Reply(client, "404 Not Found", "There is nothing here.");
@@ -247,8 +249,21 @@ void OpenInBrowser(const std::string& url) {
     posix_spawn_file_actions_init(&actions);
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
+    // A session and signals of its own: what interrupts this program doesn't end the person's browser.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigemptyset(&none);
+    sigset_t usual;
+    sigemptyset(&usual);
+    for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ}) sigaddset(&usual, number);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &usual);
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t child = 0;
-    posix_spawnp(&child, program.c_str(), &actions, nullptr, words.data(), environ);
+    posix_spawnp(&child, program.c_str(), &actions, &attributes, words.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
 }
 

@@ -38,10 +38,18 @@ std::string Write(const rapidjson::Value& json) {
     return {buffer.GetString(), buffer.GetSize()};
 }
 
-std::string LowerDomain(const rapidjson::Value& cookie) {
+std::string DomainOf(const rapidjson::Value& cookie) {
     const auto member = cookie.FindMember("domain");
-    if (member == cookie.MemberEnd() || !member->value.IsString()) return {};
-    std::string domain = member->value.GetString();
+    return member != cookie.MemberEnd() && member->value.IsString() ? member->value.GetString() : "";
+}
+
+// Rather than of one host.
+bool IsOfDomain(const rapidjson::Value& cookie) {
+    return DomainOf(cookie).starts_with('.');
+}
+
+std::string LowerDomain(const rapidjson::Value& cookie) {
+    std::string domain = DomainOf(cookie);
     std::transform(domain.begin(), domain.end(), domain.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
     return domain.starts_with('.') ? domain.substr(1) : domain;
@@ -120,7 +128,9 @@ void CookieStore::Delete(const std::u16string& group, const std::u16string& host
         try {
             left = Filter(CookiesOf(Groups(content), ToUtf8(group), *m_cipher), [&](const auto& cookie) {
                 const std::string domain = LowerDomain(cookie);
-                return domain != name && !(all_below && domain.ends_with("." + name)) && LivesOn(cookie);
+                const bool goes_to_it = IsOfDomain(cookie) && name.ends_with("." + domain);
+                const bool lies_below = all_below && domain.ends_with("." + name);
+                return domain != name && !goes_to_it && !lies_below && LivesOn(cookie);
             });
         } catch (const Failure&) {
             // Nobody can use what can't be deciphered, so the group goes as a whole.

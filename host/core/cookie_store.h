@@ -21,7 +21,8 @@ public:
     // Takes the place of what is stored; cookies without `expires` end with the browser, so they are left
     // out. Throws a Failure.
     void Save(const std::u16string& group, const std::string& cookies);
-    // Of a host or, with a leading dot, of a domain and all below it. Throws a Failure.
+    // Of a host, with those of domains above that go to it, too; or, with a leading dot, of a domain and all
+    // below it. Throws a Failure.
     void Delete(const std::u16string& group, const std::u16string& host);
 
 private:

@@ -60,6 +60,9 @@ TEST_F(Cookies, AHostIsForgottenAloneAndADomainWithAllBelowIt) {
     store.Delete(u"ds", u"A.test");
     EXPECT_EQ(Names(u"ds"), "below tail ");
     store.Save(u"ds", all);
+    store.Delete(u"ds", u"y.a.test");
+    EXPECT_EQ(Names(u"ds"), "host below tail ") << "the domain's goes to that host, too";
+    store.Save(u"ds", all);
     store.Delete(u"other", u".a.test");
     EXPECT_EQ(Names(u"ds"), "host domain below tail ");
     store.Delete(u"ds", u".a.test");

@@ -198,7 +198,7 @@ HRESULT Host::DoOAuth(TMK::ITMK_CabNode* parameters) {
     std::string site;
     {
         const std::lock_guard lock(m_mutex);
-        site = ToUtf8(m_site);
+        site = request.site = ToUtf8(m_site);
         request.user = ToUtf8(m_user);
     }
     if (const auto own = m_oauth.FindOverride(site)) {

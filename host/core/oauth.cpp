@@ -61,6 +61,10 @@ void SetMember(rapidjson::Value& object, const std::string& name, rapidjson::Val
     object.AddMember(rapidjson::Value(name.c_str(), memory), value, memory);
 }
 
+char ToLowerAscii(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
 std::string Endpoint(const OAuthRequest& request, const char* name) {
     std::string authority = request.authority;
     while (authority.ends_with('/')) authority.pop_back();
@@ -97,9 +101,7 @@ std::string ServerOf(const std::string& url) {
     std::string server = url.substr(0, url.find_first_of("/?#", scheme + 3));
     const std::size_t at = server.find('@', scheme);
     if (at != std::string::npos) server.erase(scheme + 3, at - scheme - 2);
-    for (char& byte : server) {
-        if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
-    }
+    std::transform(server.begin(), server.end(), server.begin(), ToLowerAscii);
     return server;
 }
 
@@ -131,9 +133,9 @@ std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) co
                          TextOf(member->value, "flow"), TextOf(member->value, "redirectURI")};
 }
 
-void OAuth::NoteInUse(const std::string& token) {
+void OAuth::NoteInUse(const std::string& site, const std::string& token) {
     const std::lock_guard lock(m_mutex);
-    if (!token.empty()) m_in_use.insert(token);
+    if (!token.empty()) m_in_use.emplace(site, token);
 }
 
 std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
@@ -173,14 +175,17 @@ void OAuth::Store(const std::string& key, const Tokens& tokens) const {
 
 void OAuth::Forget(const std::string& site_url) const {
     if (!fs::exists(m_profile.file(kTokensFile))) return;
-    // A scope names the server without its port.
+    // A scope names the server without its port, in the letters that it was typed in.
     std::string server = ServerOf(site_url);
-    if (const std::size_t colon = server.rfind(':'); colon > server.find(':')) server.resize(colon);
+    const std::size_t host = server.find("://") + 3;
+    const std::size_t colon = server.find(':', server.find(']') < server.size() ? server.find(']') : host);
+    server = " " + server.substr(0, colon) + "/";
     m_profile.UpdateFile(kTokensFile, [&](const std::optional<std::string>& text) {
         Json json = ParseObject(text.value_or("{}"));
         for (auto member = json.MemberBegin(); member != json.MemberEnd();) {
-            const std::string key = member->name.GetString();
-            const bool is_of_server = key.find(" " + server + "/") != std::string::npos;
+            std::string key = member->name.GetString();
+            std::transform(key.begin(), key.end(), key.begin(), ToLowerAscii);
+            const bool is_of_server = key.find(server) != std::string::npos;
             member = is_of_server ? json.EraseMember(member) : member + 1;
         }
         return Serialize(json);
@@ -271,7 +276,8 @@ std::string OAuth::GetToken(const OAuthRequest& request) {
     if (!lock) throw Failure(kInUse, "another sphost is signing in");
     const std::string key = KeyOf(request);
     std::optional<Tokens> tokens = Load(key);
-    const bool is_fresh = tokens && !tokens->access.empty() && !m_in_use.contains(tokens->access) &&
+    const bool is_fresh = tokens && !tokens->access.empty() &&
+                          !m_in_use.contains({request.site, tokens->access}) &&
                           tokens->expires > std::time(nullptr) + 30;
     if (!is_fresh) {
         // A token that was refused right after it was renewed can't be helped by renewing once more.
@@ -283,7 +289,7 @@ std::string OAuth::GetToken(const OAuthRequest& request) {
         tokens = renewed ? *renewed : SignIn(request);
         Store(key, *tokens);
     }
-    m_in_use.insert(tokens->access);
+    m_in_use.emplace(request.site, tokens->access);
     return tokens->access;
 }
 

@@ -24,6 +24,7 @@ struct OAuthRequest {
     std::string user;       // whose sign-in, empty when only one is there
     std::string flow = {};  // as in the override
     std::string redirect = {};
+    std::string site = {};  // the place that the token is for
 };
 
 // Where a site's sign-in is, when it isn't where the plug-in says, and which way it goes.
@@ -44,12 +45,12 @@ public:
     void SetOverride(const std::string& site_url, const OAuthOverride& value) const;
     std::optional<OAuthOverride> FindOverride(const std::string& site_url) const;
 
-    // A token that this process must not give out again, because a server has it already.
-    void NoteInUse(const std::string& token);
+    // A token that must not be given out again for this place, because its server has it already.
+    void NoteInUse(const std::string& site, const std::string& token);
 
-    // An access token that was not given out before in this process: one that another process renewed, a
-    // renewed one, or one from a new sign-in. Throws a Failure; 0x821704C7 when the person declines or
-    // interrupts.
+    // An access token that was not given out before in this process for this place: one that another process
+    // renewed, a renewed one, or one from a new sign-in. Throws a Failure; 0x821704C7 when the person
+    // declines or interrupts.
     std::string GetToken(const OAuthRequest& request);
 
     // Forgets the tokens of all users for a scope that belongs to the server of this site.
@@ -73,7 +74,7 @@ private:
     Terminal& m_terminal;
     const std::function<void(const std::string& url)> m_open;
     std::mutex m_mutex;
-    std::set<std::string> m_in_use;
+    std::set<std::pair<std::string, std::string>> m_in_use;  // places with tokens
     std::set<std::string> m_renewed;  // access tokens that came of a refresh in this process
 };
 

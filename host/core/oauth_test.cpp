@@ -131,10 +131,13 @@ public:
             const std::string state = Member(opened, "state");
             const std::string redirect = Member(opened, "redirect_uri");
             m_port = std::stoi(redirect.substr(redirect.rfind("%3A") + 3));
+            std::string home = redirect.substr(redirect.find("%2F", redirect.rfind("%3A")));
+            for (auto at = home.find("%2F"); at != std::string::npos; at = home.find("%2F"))
+                home.replace(at, 3, "/");
             const int idle = Connect();
             for (const std::string& path :
-                 {std::string("/favicon.ico"), std::string("/?code=guessed&state=guessed"),
-                  std::string("/?code=guessed"), "/?state=" + state + "&" + result}) {
+                 {std::string("/favicon.ico"), home + "?code=guessed&state=guessed", home + "?code=guessed",
+                  home + "?state=" + state + "&" + result}) {
                 answers.push_back(Get(path));
             }
             close(idle);
@@ -300,15 +303,17 @@ TEST_F(SignIn, ATokenOfAnotherProcessIsTakenUnlessTheServerRefusedIt) {
     Process second(*this);
     EXPECT_EQ(second.oauth.GetToken(Request()), token);
     Process third(*this);
-    third.oauth.NoteInUse(token);
+    third.oauth.NoteInUse("http://other/", token);
+    EXPECT_EQ(third.oauth.GetToken(Request()), token) << "another place's server has it";
+    third.oauth.NoteInUse(Request().site, token);
     EXPECT_EQ(third.oauth.GetToken(Request()), "access2");
     EXPECT_EQ(server.device_codes, 1);
     server.can_refresh = false;
     Process fourth(*this);
-    fourth.oauth.NoteInUse("access2");
+    fourth.oauth.NoteInUse(Request().site, "access2");
     EXPECT_EQ(fourth.oauth.GetToken(Request()), "access3") << "a refused renewal is a new sign-in";
     EXPECT_EQ(server.device_codes, 2);
-    fourth.oauth.Forget("http://site:8080/sites/a");
+    fourth.oauth.Forget("http://SITE:8080/sites/a");
     Process fifth(*this);
     EXPECT_EQ(fifth.oauth.GetToken(Request()), "access4") << "forgotten";
 }

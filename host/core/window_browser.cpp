@@ -185,14 +185,19 @@ private:
         message->Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
         if (message->HasParseError() || !message->IsObject()) return;
         if (TextOf(*message, "event") == u"store") {
-            Guarded([&] {
-                const auto list = message->FindMember("cookies");
-                if (list != message->MemberEnd()) m_cookies.Save(m_group, Write(list->value));
-                return S_OK;
-            });
+            Keep(*message);
             return;
         }
         Post([message](Hearer& hearer) { Tell(hearer, *message); });
+    }
+    void Keep(const Json& message) {
+        const auto list = message.FindMember("cookies");
+        if (list == message.MemberEnd()) return;
+        try {
+            m_cookies.Save(m_group, Write(list->value));
+        } catch (const std::exception& failure) {
+            m_note(std::string("the browser's cookies can't be kept: ") + failure.what());
+        }
     }
     // The program's thread.
     void OnEnd(int) {

@@ -231,8 +231,7 @@ HRESULT WebViewDlg::DeleteCookies(LPCWSTR pzsGroupName, LPCWSTR pzsURL, HWND nWn
     CHECK_RETURN(m_pVInst != nullptr, E_INVALIDARG);
     CHECK_RETURN(pzsGroupName != nullptr && pzsURL != nullptr, E_INVALIDARG);
     ComPtr<ITMK_WebView> pWebView;
-    CHECK_RESULT_TEXT(m_pVInst->CreateWebView(nWndHandle, this, Bstr(pzsGroupName).get(), pWebView.put()),
-                      u"m_pVInst->CreateWebView(nWndHandle, this, (BSTR)pzsGroupName, &pWebView)");
+    m_pVInst->CreateWebView(nWndHandle, this, Bstr(pzsGroupName).get(), pWebView.put());
     CHECK_RETURN(pWebView != nullptr, E_UNEXPECTED);
     CHECK_RESULT_TEXT(pWebView->DeleteCookies(Bstr(pzsURL).get()), u"pWebView->DeleteCookies((BSTR)pzsURL)");
     TRACE_RETURN(S_OK);

@@ -207,7 +207,7 @@ TEST(WebViewDlg, DeletesCookiesWithoutAWindow) {
     EXPECT_EQ(script.cookie_group, u"ds");
     EXPECT_EQ(script.life, std::vector<std::string>{"browser gone"});
     script.create_web_view = E_NOTIMPL;
-    EXPECT_EQ(MakeObject<WebViewDlg>(host.get())->DeleteCookies(u"ds", u"x", nullptr), E_NOTIMPL);
+    EXPECT_EQ(MakeObject<WebViewDlg>(host.get())->DeleteCookies(u"ds", u"x", nullptr), E_UNEXPECTED);
     EXPECT_EQ(MakeObject<WebViewDlg>(nullptr)->DeleteCookies(u"ds", u"x", nullptr), E_INVALIDARG);
 }
 

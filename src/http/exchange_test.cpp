@@ -249,6 +249,17 @@ std::u16string LogOf(int32_t level, Action action) {
     return std::u16string(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2);
 }
 
+// What is thrown must not depend on whether anything is logged.
+TEST(LogText, OfABodyThatEndsEarlyHidesNoStatus) {
+    LoopbackTestServer server([](const Request&) {
+        return std::string("HTTP/1.1 404 Not Found\r\nConnection: close\r\nContent-Length: 100\r\n\r\nshort");
+    });
+    const auto session = Connect(server);
+    const std::u16string log =
+        LogOf(1, [&] { EXPECT_THROW(Send(*session, u"GET", u"x", nullptr, 0, true), Http::HttpException); });
+    EXPECT_NE(log.find(u"xxxxx...\n"), std::u16string::npos) << ToUtf8(log);
+}
+
 TEST(LogText, OfAFailedRequestTellsTheExchangeWithoutItsSecrets) {
     LoopbackTestServer server([](const Request&) {
         return Answer("404 Not Found", "no Report.pdf here",

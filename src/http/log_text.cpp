@@ -102,12 +102,18 @@ std::u16string DumpResponse(Handle handle) {
     for (const std::u16string& line : GetHeaders(handle)) text += HeaderLineForLog(line) + u"\n";
     std::string body;
     std::array<char, 1024> block;
-    while (body.size() <= kMaxBody) {
-        const size_t size = ReadBody(handle, block.data(), block.size());
-        if (size == 0) break;
-        body.append(block.data(), size);
+    // A body that breaks off changes nothing of what the status says.
+    bool is_whole = true;
+    try {
+        while (body.size() <= kMaxBody) {
+            const size_t size = ReadBody(handle, block.data(), block.size());
+            if (size == 0) break;
+            body.append(block.data(), size);
+        }
+    } catch (const Exception&) {
+        is_whole = false;
     }
-    text += BodyForLog(body) + u"\n";
+    text += BodyForLog(body) + (is_whole ? u"\n" : u"...\n");
     TRACE_EXIT(u"");
     return text;
 }

@@ -36,7 +36,8 @@ bool Take(const char16_t* url, CrackedUrl& out, const char16_t*& step) {
         return false;
     URL_COMPONENTSW parts{};
     parts.dwStructSize = sizeof(parts);
-    parts.dwHostNameLength = parts.dwUserNameLength = parts.dwUrlPathLength = 1;
+    // The query and the fragment are asked for, so that they don't stay with the path.
+    parts.dwHostNameLength = parts.dwUserNameLength = parts.dwUrlPathLength = parts.dwExtraInfoLength = 1;
     step = u"crack";
     if (!InternetCrackUrlW(out.text.data(), 0, 0, &parts)) return false;
     out.scheme = parts.nScheme;

@@ -203,11 +203,13 @@ HRESULT Session::SignOut(Plugin* pVInst, AccountData* pAcData) {
 void Session::SignOut() {
     TRACE_ENTRY("Session::SignOut");
     const ComPtr<Plugin> plugin(m_file_system ? m_file_system->GetPlugin() : nullptr);
+    Credentials credentials;
     Try(trace_function, [&] {
-        if (!m_http || !plugin) return;
-        Credentials credentials = GetStoredCredentials(m_http->GetUri(), *plugin, context.get());
-        credentials.password.clear();
-        m_http->ResetAuthorizationData(credentials);
+        if (m_http && plugin) credentials = GetStoredCredentials(m_http->GetUri(), *plugin, context.get());
+    });
+    credentials.password.clear();
+    Try(trace_function, [&] {
+        if (m_http) m_http->ResetAuthorizationData(credentials);
     });
     Try(trace_function, [] {
         Http::ConnectToLoginServer()->SendRequest(u"GET", u"logout.srf", nullptr, nullptr, nullptr, 0, true);

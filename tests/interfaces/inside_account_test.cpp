@@ -92,6 +92,8 @@ TEST(AccountMatch, SchemesHostsPathsAndUsersCountAndPortsDoNot) {
         {u"", u"http://h/a", u"", false, 0},
         {u"http://h/sites/a", u"http://h/sites/a", u"u", false, 1},
         {u"http://h/sites/a/b", u"http://h/sites/a", u"u", false, 1},
+        {u"http://h/sites/a?web=1", u"http://h/sites/a", u"u", false, 1},
+        {u"http://h/sites/a/b#c", u"http://h/sites/a/?x=1", u"u", false, 1},
         {u"http://H/SITES/A/b", u"http://h/sites/a/", u"u", false, 1},
         {u"http://h/sites/ab", u"http://h/sites/a", u"u", false, 0},
         {u"http://h/sites", u"http://h/sites/a", u"u", false, 0},
