@@ -128,15 +128,13 @@ http::Response OAuthAuthority::redeem_device_code(const QueryParameters& form) {
     }
     if (record->user == 0) {
         bool too_soon = record->last_poll != 0 && now() - record->last_poll < record->interval;
-        if (too_soon) record->interval += 5;
-        record->last_poll = now();
-        m_store.put_device_code(code, *record);
+        m_store.note_device_poll(code, now(), record->interval + (too_soon ? 5 : 0));
         return too_soon ? oauth_error("slow_down", "Poll less often.")
                         : oauth_error("authorization_pending", "Nobody has entered the code yet.");
     }
-    m_store.drop_device_code(code);
-    auto user = m_store.user_by_id(record->user);
-    if (!user) return oauth_error("invalid_grant", "The user is gone.");
+    // Of two that come at once, one is too late.
+    auto user = m_store.drop_device_code(code) ? m_store.user_by_id(record->user) : std::nullopt;
+    if (!user) return oauth_error("invalid_grant", "The device code was used before, or its user is gone.");
     return grant(*user, record->scope, record->client);
 }
 
@@ -148,9 +146,8 @@ http::Response OAuthAuthority::redeem_refresh_token(const QueryParameters& form)
                            "The refresh token isn't known, was used before, or has expired.");
     if (token->client != query_value(form, "client_id"))
         return oauth_error("invalid_client", "The refresh token was given to another client.");
-    auto user = m_store.user_by_id(token->user);
-    if (!user) return oauth_error("invalid_grant", "The user is gone.");
-    m_store.drop_token(value);
+    auto user = m_store.drop_token(value) ? m_store.user_by_id(token->user) : std::nullopt;
+    if (!user) return oauth_error("invalid_grant", "The refresh token was used before, or its user is gone.");
     auto scope = query_value(form, "scope");
     return grant(*user, scope.empty() ? token->scope : scope, token->client);
 }
@@ -196,12 +193,11 @@ http::Response OAuthAuthority::login_page(http::Request& request) {
         } else if (!user || !equal_in_constant_time(user->password, query_value(form, "password"))) {
             note = "The name or the password is incorrect.";
         } else {
-            record->denied = query_value(form, "decision") == "decline";
-            record->user = record->denied ? 0 : user->id;
-            m_store.put_device_code(*device, *record);
-            return html_page(record->denied ? "<h1>Declined</h1>"
-                                            : "<h1>You are signed in</h1><p>Go back to the device; "
-                                              "this page may be closed.</p>");
+            bool denied = query_value(form, "decision") == "decline";
+            m_store.decide_device_code(*device, denied ? 0 : user->id, denied);
+            return html_page(denied ? "<h1>Declined</h1>"
+                                    : "<h1>You are signed in</h1><p>Go back to the device; "
+                                      "this page may be closed.</p>");
         }
     } else if (request.method != "GET" && request.method != "HEAD") {
         return http::make_response(405, "text/plain", "GET or POST");

@@ -153,12 +153,17 @@ public:
     // --- Tokens; only their hashes are kept
     void put_token(const std::string& value, const std::string& kind, const Token& token);
     std::optional<Token> token(const std::string& value, const std::string& kind);
-    void drop_token(const std::string& value);
+    // False when it was gone already.
+    bool drop_token(const std::string& value);
     void expire_tokens(const std::string& kind);
     void put_device_code(const std::string& code, const DeviceCode& record);
     std::optional<DeviceCode> device_code(const std::string& code);
     std::optional<std::string> pending_user_code(const std::string& user_code);
-    void drop_device_code(const std::string& code);
+    // What the person decided; user 0 and `denied` for no.
+    void decide_device_code(const std::string& code, Id user, bool denied);
+    void note_device_poll(const std::string& code, Seconds last_poll, int interval);
+    // False when it was gone already.
+    bool drop_device_code(const std::string& code);
 
 private:
     using Lock = std::lock_guard<std::recursive_mutex>;

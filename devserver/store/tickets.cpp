@@ -21,9 +21,12 @@ std::optional<Token> Store::token(const std::string& value, const std::string& k
     return Token{row.integer(0), row.integer(1), row.text(2), row.text(3)};
 }
 
-void Store::drop_token(const std::string& value) {
+bool Store::drop_token(const std::string& value) {
     Lock lock(m_mutex);
-    m_database.run("DELETE FROM tokens WHERE hash=?", sha256_hex(value));
+    auto hash = sha256_hex(value);
+    bool known = m_database.query("SELECT 1 FROM tokens WHERE hash=?", hash).step();
+    m_database.run("DELETE FROM tokens WHERE hash=?", hash);
+    return known;
 }
 
 void Store::expire_tokens(const std::string& kind) {
@@ -66,11 +69,24 @@ std::optional<std::string> Store::pending_user_code(const std::string& user_code
     return row.text(0);
 }
 
-void Store::drop_device_code(const std::string& code) {
+void Store::decide_device_code(const std::string& code, Id user, bool denied) {
     Lock lock(m_mutex);
-    if (auto record = device_code(code))
-        m_database.run("DELETE FROM settings WHERE name=?", "device:" + record->user_code);
+    m_database.run("UPDATE device_codes SET user=?, denied=? WHERE hash=?", user, denied, sha256_hex(code));
+}
+
+void Store::note_device_poll(const std::string& code, Seconds last_poll, int interval) {
+    Lock lock(m_mutex);
+    m_database.run("UPDATE device_codes SET last_poll=?, interval=? WHERE hash=?", last_poll, interval,
+                   sha256_hex(code));
+}
+
+bool Store::drop_device_code(const std::string& code) {
+    Lock lock(m_mutex);
+    auto record = device_code(code);
+    if (!record) return false;
+    m_database.run("DELETE FROM settings WHERE name=?", "device:" + record->user_code);
     m_database.run("DELETE FROM device_codes WHERE hash=?", sha256_hex(code));
+    return true;
 }
 
 void Store::start_upload(const std::string& id, const Upload& upload) {

@@ -43,8 +43,9 @@ pugi::xml_parse_result ParseXml(pugi::xml_document& out_document, const Http::Re
                                 std::string& body) {
     TRACE_NAME("SharePoint2010::Utility::ParseXml");
     body = ReadMetadata(response);
-    CHECK_THROW(std::count(body.begin(), body.end(), '<') <= kMaxXmlTags, Exception,
-                u"The server's answer has too many elements to be read");
+    // What is shorter than the limit needs no count.
+    CHECK_THROW(body.size() <= kMaxXmlTags || std::count(body.begin(), body.end(), '<') <= kMaxXmlTags,
+                Exception, u"The server's answer has too many elements to be read");
     return out_document.load_buffer(body.data(), body.size(), pugi::parse_default, pugi::encoding_auto);
 }
 
