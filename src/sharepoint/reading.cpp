@@ -158,6 +158,8 @@ void ReadXml(pugi::xml_document& out_document, const Http::Response& response) {
         LOG_LINE(Log::error, u"XML parse error '%s' at char %tu", Widen(result.description()), result.offset);
         LogBody(Log::error, trace_function, body);
         out_document.reset();
+    } else {
+        LogBody(Log::verbose, trace_function, body);
     }
     TRACE_EXIT(u"");
 }

@@ -95,12 +95,19 @@ bool AppendEntity(std::u16string& text, std::u16string_view entity) {
     return true;
 }
 
+// The place of the semicolon that ends what begins with an ampersand; numbers may be of any length.
+size_t EndOfEntity(std::u16string_view value, size_t at) {
+    static constexpr size_t kLongestName = 12;
+    if (value.substr(at, 2) != u"&#") return value.substr(0, at + kLongestName).find(u';', at);
+    const size_t end = value.find_first_not_of(u"0123456789abcdefABCDEFx", at + 2);
+    return end != std::u16string_view::npos && value[end] == u';' ? end : std::u16string_view::npos;
+}
+
 std::u16string DecodeEntities(std::u16string_view value) {
-    static constexpr size_t kLongestEntity = 12;
     std::u16string text;
     for (size_t at = 0; at < value.size(); ++at) {
         if (value[at] == u'&') {
-            const size_t end = value.substr(0, at + kLongestEntity).find(u';', at);
+            const size_t end = EndOfEntity(value, at);
             if (end != std::u16string_view::npos && AppendEntity(text, value.substr(at + 1, end - at - 1))) {
                 at = end;
                 continue;
@@ -125,8 +132,7 @@ std::optional<std::u16string> ReadUserName(std::u16string_view answer) {
         if (at == std::u16string_view::npos) continue;
         std::u16string_view value = answer.substr(at + field.size());
         value = value.substr(0, value.find(u'\n'));
-        if (value.ends_with(u'\r')) value.remove_suffix(1);
-        return DecodeEntities(value);
+        return DecodeEntities(value.substr(0, value.find(u'\r')));
     }
     return std::nullopt;
 }

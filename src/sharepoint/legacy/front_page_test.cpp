@@ -62,6 +62,8 @@ TEST(FrontPage, TheUserIsReadToTheEndOfItsLineWithItsEntities) {
     } rows[] = {
         {u"a<li>vti_username\n<li>SX|CONTOSO&#92;alice\nb", u"CONTOSO\\alice"},
         {u"<li>vti_username\r\n<li>SX|d\\a\r\n<li>", u"d\\a"},
+        {u"<li>vti_username\n<li>SX|ab\rcd\n", u"ab"},
+        {u"<li>vti_username\n<li>SX|&#000000000092;&#x00000000005C;&#92 ;\n", u"\\\\&#92 ;"},
         {u"<li>vti_username\n<li>SX|no end", u"no end"},
         {u"<li>vti_username\n<li>SX|&#x5c;&#x1F600;&quot;&AMP;&apos;&lt;&GT;\n", u"\\\U0001F600\"&'<>"},
         {u"<li>vti_username\n<li>SX|&nbsp; &Amp; &#; &#x; &#xg; &#9999999; &amp\n",

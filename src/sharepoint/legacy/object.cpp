@@ -28,7 +28,10 @@ const SharePoint::Information& Object::UpdateInformation() {
     TRACE_ENTRY("SharePoint2013::Object::UpdateInformation");
     LOG_LINE(Log::verbose, u"updating information for '%s'", MaskForLog(m_information.m_path));
     const std::u16string path = m_information.m_path;
-    m_web->Enumerate(path, false, &m_information);
+    SharePoint::Information told = m_information;
+    m_web->Enumerate(path, false, &told);
+    // Nothing told is nothing learnt: without its time a newer version would look like the old one.
+    if (!told.m_name.empty()) m_information = std::move(told);
     TRACE_EXIT(u"");
     return m_information;
 }

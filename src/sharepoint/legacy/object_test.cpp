@@ -62,7 +62,12 @@ TEST(OlderObject, KeepsItsInformationWhenItCannotBeHadAgain) {
     ASSERT_NE(object, nullptr);
     site.AddFile("sites/docs/a.pdf", "<D:displayname>second</D:displayname>");
     EXPECT_EQ(object->UpdateInformation().m_name, u"second");
+    std::string untold = site.File("sites/docs/a.pdf", "<D:displayname>third</D:displayname>");
+    const size_t status = untold.find("200 OK");
+    ASSERT_NE(status, std::string::npos);
+    untold.replace(status, 6, "404 Not Found");
     for (const std::string& answer : {Answer("200 OK", "<html>"), OlderSiteFixture::Multistatus(""),
+                                      OlderSiteFixture::Multistatus(untold),
                                       OlderSiteFixture::Multistatus(site.File("sites/docs/other.pdf")),
                                       OlderSiteFixture::Multistatus(site.Item("sites/docs/a.pdf", ""))}) {
         site.answers["PROPFIND /sites/docs/a.pdf"] = answer;
