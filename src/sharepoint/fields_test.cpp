@@ -15,6 +15,9 @@ using SharePoint::FieldsData;
 
 constexpr const char16_t* kAccept[] = {u"application/json; odata=nometadata", nullptr};
 
+const std::string kDocument =
+    "GET /sites/a%20b/_api/Web/GetFileByServerRelativePath(decodedurl='/sites/a%20b/it%27%27s.pdf')";
+
 // Answers the two questions of a load in turn, in either form, and everything after with `last`.
 struct Site {
     FieldsData Load(const std::string& definitions, const std::string& item) {
@@ -104,21 +107,47 @@ TEST(Fields, EachKindIsLoadedInBothFormsOfTheAnswer) {
             R"({"name":"I","title":"T I","kind":"text","required":false,"value":null}]})");
         EXPECT_EQ(data.fields[6]->m_value.type(), VT_I4);
         EXPECT_EQ(data.fields[7]->m_value.type(), VT_I8);
-        const std::string address =
-            "GET "
-            "/sites/a%2520b/_api/Web/GetFileByServerRelativePath(decodedurl='/sites/a%20b/it%27%27s.pdf')";
         const auto lines = site.server.Lines();
         ASSERT_EQ(lines.size(), 2u);
-        EXPECT_EQ(
-            lines[0].substr(lines[0].find("/ListItem")),
-            "/ListItemAllFields/ParentList/"
-            "Fields?$select=StaticName,FieldTypeKind,Required,Title,Description,"
-            "DefaultValue,Choices,DisplayFormat,MaxLength&$filter=(ReadOnlyField+eq+false)+and+(Hidden+eq+"
-            "false)+and(Group+ne+'_Hidden')+and+(StaticName+ne+'FileLeafRef')");
-        EXPECT_EQ(lines[1].substr(lines[1].find("/ListItem")),
-                  "/ListItemAllFields?$select=ID,A,B,C,D,E,F,G,H,I");
-        EXPECT_NE(lines[1].find("decodedurl='/sites/a%20b/it%27%27s.pdf')"), std::string::npos);
+        EXPECT_EQ(lines[0], kDocument +
+                                "/ListItemAllFields/ParentList/"
+                                "Fields?$select=StaticName,FieldTypeKind,Required,Title,Description,"
+                                "DefaultValue,Choices,DisplayFormat,MaxLength&$filter=(ReadOnlyField+eq+"
+                                "false)+and+(Hidden+eq+"
+                                "false)+and(Group+ne+'_Hidden')+and+(StaticName+ne+'FileLeafRef')");
+        EXPECT_EQ(lines[1], kDocument + "/ListItemAllFields?$select=ID,A,B,C,D,E,F,G,H,I");
+        EXPECT_EQ(site.server.Requests()[1].Header("if-match"), "*");
     }
+}
+
+TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
+    Site site;
+    int digests = 0;
+    const auto digest = [&] {
+        ++digests;
+        return std::u16string(u"0xAB,now");
+    };
+    const auto save = [&](const std::function<std::u16string()>& get_digest,
+                          const std::vector<std::shared_ptr<Field>>& fields) {
+        return SharePoint::SaveFields("test", site.Source(), get_digest, u"17", fields);
+    };
+    const std::vector<std::shared_ptr<Field>> one{
+        std::make_shared<Field>(MakeField(2, Variant(std::u16string_view(u"x"))))};
+    EXPECT_TRUE(save(digest, {}));
+    EXPECT_EQ(digests, 0) << "nothing to change asks for nothing";
+    EXPECT_FALSE(save([] { return std::u16string(); }, one));
+    EXPECT_TRUE(site.server.Lines().empty());
+    EXPECT_TRUE(save(digest, one));
+    const auto requests = site.server.Requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].Line(), "POST" + kDocument.substr(3) + "/ListItemAllFields/ParentList/Items(17)");
+    EXPECT_EQ(requests[0].Header("x-http-method"), "MERGE");
+    EXPECT_EQ(requests[0].Header("if-match"), "*");
+    EXPECT_EQ(requests[0].Header("content-type"), "application/json");
+    EXPECT_EQ(requests[0].Header("x-requestdigest"), "0xAB,now");
+    EXPECT_EQ(requests[0].body, SharePoint::SerializeFields(one));
+    site.status = "403 Forbidden";
+    EXPECT_THROW(save(digest, one), Http::HttpException);
 }
 
 TEST(Fields, WhatCantBeShownOrReadIsLeftOutAndToldWhenItIsRequired) {
