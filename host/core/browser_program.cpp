@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +12,7 @@
 #include <chrono>
 
 #include "core/failure.h"
+#include "core/spawn.h"
 
 extern char** environ;
 
@@ -23,31 +23,18 @@ namespace {
 constexpr std::size_t kLongestLine = 8u << 20;
 constexpr std::chrono::seconds kPatience{5};
 
-// Its standard input is the socket, and what the engine has to say goes nowhere. A session of its own keeps
-// Ctrl-C from it, which is for this process to handle.
+// Its standard input is the socket, and what the engine has to say goes nowhere.
 pid_t Spawn(const fs::path& program, int socket) {
     posix_spawn_file_actions_t files;
-    posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&files);
-    posix_spawnattr_init(&attributes);
     posix_spawn_file_actions_adddup2(&files, socket, STDIN_FILENO);
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    sigset_t none;
-    sigemptyset(&none);
-    sigset_t usual;
-    sigemptyset(&usual);
-    for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ}) sigaddset(&usual, number);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &usual);
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     std::string name = program.string();
     char* const words[] = {name.data(), nullptr};
     pid_t process = -1;
-    const int error = posix_spawn(&process, name.c_str(), &files, &attributes, words, environ);
+    const int error = posix_spawn(&process, name.c_str(), &files, SpawnAttributes().get(), words, environ);
     posix_spawn_file_actions_destroy(&files);
-    posix_spawnattr_destroy(&attributes);
     if (error != 0) ThrowErrno("start", program, error);
     return process;
 }

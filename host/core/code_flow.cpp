@@ -5,9 +5,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <signal.h>
 #include <sodium.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -24,6 +22,7 @@
 #include "core/failure.h"
 #include "core/interrupt.h"
 #include "core/posix_file.h"
+#include "core/spawn.h"
 
 namespace host {
 
@@ -249,21 +248,8 @@ void OpenInBrowser(const std::string& url) {
     posix_spawn_file_actions_init(&actions);
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
-    // A session and signals of its own: what interrupts this program doesn't end the person's browser.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t none;
-    sigemptyset(&none);
-    sigset_t usual;
-    sigemptyset(&usual);
-    for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ}) sigaddset(&usual, number);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &usual);
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t child = 0;
-    posix_spawnp(&child, program.c_str(), &actions, &attributes, words.data(), environ);
-    posix_spawnattr_destroy(&attributes);
+    posix_spawnp(&child, program.c_str(), &actions, SpawnAttributes().get(), words.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
 }
 

@@ -42,14 +42,8 @@ std::u16string Quoted(std::u16string_view text) {
 }
 
 std::u16string DateText(Field& field) {
-    ComPtr<IFieldDateTimeData> data;
-    SYSTEMTIME time{};
-    LONG format = -1;
-    if (SUCCEEDED(field.GetDateTimeData(data))) {
-        data->get_DateTime(&time);
-        data->get_DisplayFormat(&format);
-    }
-    return FormatDateTimeIso8601(time, format == 0);
+    const FieldDate date = DateOf(field);
+    return FormatDateTimeIso8601(date.time, date.is_day);
 }
 
 // Six digits behind the point, whatever the process's locale.
@@ -112,6 +106,18 @@ std::string SerializeFields(const std::vector<std::shared_ptr<Field>>& fields) {
     }
     text.back() = u'}';
     return ToUtf8(text);
+}
+
+FieldDate DateOf(Field& field) {
+    FieldDate date;
+    ComPtr<IFieldDateTimeData> data;
+    LONG format = -1;
+    if (SUCCEEDED(field.GetDateTimeData(data))) {
+        data->get_DateTime(&date.time);
+        data->get_DisplayFormat(&format);
+    }
+    date.is_day = format == 0;
+    return date;
 }
 
 }  // namespace SharePoint

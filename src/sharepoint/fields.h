@@ -52,6 +52,13 @@ public:
     int32_t m_max_length = -1;  // in characters, -1 when unknown
 };
 
+// The date in a field's value, year 0 for none, and whether it is shown without its time.
+struct FieldDate {
+    SYSTEMTIME time{};
+    bool is_day = false;
+};
+FieldDate DateOf(Field& field);
+
 // Where a document's columns are asked for, and in which form they come.
 struct FieldsSource {
     Http::Session& http;

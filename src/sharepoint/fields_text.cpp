@@ -36,17 +36,11 @@ void Write(Writer& writer, std::u16string_view text) {
 }
 
 void WriteDate(Writer& writer, Field& field) {
-    ComPtr<IFieldDateTimeData> data;
-    SYSTEMTIME time{};
-    LONG format = -1;
-    if (SUCCEEDED(field.GetDateTimeData(data))) {
-        data->get_DateTime(&time);
-        data->get_DisplayFormat(&format);
-    }
-    if (time.wYear == 0) {
+    const FieldDate date = DateOf(field);
+    if (date.time.wYear == 0) {
         writer.Null();
     } else {
-        Write(writer, FormatDateTimeIso8601(time, format == 0));
+        Write(writer, FormatDateTimeIso8601(date.time, date.is_day));
     }
 }
 
