@@ -1,16 +1,21 @@
 // edit: a document opened as the editor opens it, changed by another program, saved and closed.
 // The command's worker thread; the program is a process of its own.
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
 #include "cli/commands.h"
 #include "cli/url_argument.h"
+#include "core/interrupt.h"
 
 namespace cli {
 
@@ -41,6 +46,22 @@ std::vector<std::string> CommandLine(const Options& options, const std::string& 
     return words;
 }
 
+// The program's wait status. Whoever wants sphost to stop meanwhile is told what it waits for.
+int WaitFor(pid_t child, const std::string& program) {
+    const host::Descriptor ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+    std::array<pollfd, 2> watched{{{ended.get(), POLLIN, 0}, {host::InterruptDescriptor(), POLLIN, 0}}};
+    while (ended && watched[0].revents == 0) {
+        if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) break;
+        if (watched[1].revents == 0) continue;
+        std::fprintf(stderr, "sphost: stopping when %s ends\n", program.c_str());
+        watched[1] = {-1, 0, 0};
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
 // Runs the program to its end; its status as a shell would name it. Ctrl-C is the program's own while it
 // runs.
 int RunProgram(Run& run, const std::vector<std::string>& words, const std::string& what) {
@@ -65,9 +86,7 @@ int RunProgram(Run& run, const std::vector<std::string>& words, const std::strin
     }
     const int fork_error = errno;
     write_end.reset();
-    int status = 0;
-    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
+    const int status = child > 0 ? WaitFor(child, words[0]) : 0;
     sigaction(SIGINT, &saved, nullptr);
     if (child < 0) run.Fail(host::ResultOfErrno(fork_error), what, "can't start a program");
     int error = 0;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <thread>
 
 #include "testing/fake_site.h"
@@ -56,13 +57,19 @@ protected:
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(folder / "out"),
                 ReadText(folder / "err")};
     }
-    // Waits for the file to appear, then kills the process.
-    void KillWhen(pid_t child, const fs::path& sign) {
+    static bool Comes(const std::function<bool()>& event) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!fs::exists(sign) && std::chrono::steady_clock::now() < deadline) {
+        while (!event() && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
-        EXPECT_TRUE(fs::exists(sign));
+        return event();
+    }
+    static bool AppearsIn(const fs::path& file, const std::string& text) {
+        return Comes([&] { return ReadText(file).find(text) != std::string::npos; });
+    }
+    // Waits for the file to appear, then kills the process.
+    void KillWhen(pid_t child, const fs::path& sign) {
+        EXPECT_TRUE(Comes([&] { return fs::exists(sign); }));
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
@@ -202,6 +209,7 @@ TEST_F(Sphost, AnInterruptCancelsATransfer) {
         Start({"edit", At("slow"), "--", "sh", "-c", "trap '' INT; cat " + (folder / "fifo").string()});
     const int fifo = open((folder / "fifo").c_str(), O_WRONLY);
     kill(child, SIGTERM);
+    EXPECT_TRUE(AppearsIn(folder / "err", "sphost: stopping when sh ends"));
     close(fifo);
     int status = 0;
     waitpid(child, &status, 0);
