@@ -19,6 +19,7 @@ namespace {
 
 constexpr char kSquid[] = "/usr/sbin/squid";
 constexpr char kPasswordHelper[] = "/usr/lib/squid/basic_ncsa_auth";
+const std::string kName = "portal.test";
 
 // The program's output.
 std::string RunTool(const fs::path& folder, std::vector<std::string> arguments) {
@@ -69,7 +70,7 @@ PrivateAuthority::PrivateAuthority() {
     request.insert(request.end(), key.begin(), key.end());
     RunTool(m_folder.Path(), authority);
     RunTool(m_folder.Path(), request);
-    WriteFile(m_folder / "names", "subjectAltName=IP:127.0.0.1,DNS:localhost\n");
+    WriteFile(m_folder / "names", "subjectAltName=IP:127.0.0.1,DNS:localhost,DNS:" + kName + "\n");
     RunTool(m_folder.Path(),
             {"openssl", "x509", "-req", "-days", "2", "-in", file("request"), "-CA", file("ca.pem"), "-CAkey",
              file("ca.key"), "-CAcreateserial", "-extfile", file("names"), "-out", file("cert.pem")});
@@ -88,6 +89,7 @@ Proxy::Proxy() {
     fs::permissions(m_folder.Path(), fs::perms::all);
     std::string hash = RunTool(m_folder.Path(), {"openssl", "passwd", "-apr1", "p w"});
     WriteFile(m_folder / "users", "prox:" + hash);
+    WriteFile(m_folder / "hosts", "127.0.0.1 " + kName + "\n");
     for (int tries = 0; tries < 5; ++tries)
         if (Start(FreePort())) return;
     throw std::runtime_error("no proxy: " + ReadFile(m_folder / "err"));
@@ -105,6 +107,9 @@ bool Proxy::Start(int port) {
                                      "cache_log /dev/null\n"
                                      "access_log stdio:" +
                                      file("access") +
+                                     "\n"
+                                     "hosts_file " +
+                                     file("hosts") +
                                      "\n"
                                      "cache_effective_user proxy\n"
                                      "auth_param basic program " +
@@ -133,6 +138,11 @@ Proxy::~Proxy() {
     if (!m_process) return;
     m_process->Signal(SIGTERM);
     m_process->Wait(20);
+}
+
+std::string Proxy::Named(std::string url) {
+    const std::string address = "127.0.0.1";
+    return url.replace(url.find(address), address.size(), kName);
 }
 
 std::string Proxy::AccessLog() const {

@@ -6,7 +6,8 @@
 
 namespace e2e {
 
-// An authority with one certificate, for 127.0.0.1 and localhost. Throws when openssl isn't there.
+// An authority with one certificate, for 127.0.0.1, localhost and Proxy's name. Throws when openssl isn't
+// there.
 class PrivateAuthority {
 public:
     PrivateAuthority();
@@ -30,6 +31,8 @@ public:
     std::string Url() const { return Url("prox:p%20w@"); }
     std::string Url(const std::string& login) const { return "http://" + login + m_address; }
     std::string AccessLog() const;
+    // The URL of this machine under a name that only the proxy knows.
+    static std::string Named(std::string url);
 
 private:
     bool Start(int port);
