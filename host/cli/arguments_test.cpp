@@ -71,8 +71,8 @@ TEST(Urls, AreDecodedOnceAndEscapedSoThatTheyComeBack) {
         const std::u16string url = u"http://h:8080/sites/" + name;
         EXPECT_EQ(ParseUrl(EscapeUrl(url)), url) << EscapeUrl(url);
     }
-    for (const char* bad :
-         {"", "x", "ftp://h/x", "http://", "http:///x", "http://h/%FF", "http://h/a%00b", "http://h/%0A"}) {
+    for (const char* bad : {"", "x", "ftp://h/x", "http://", "http:///x", "http://h/%FF", "http://h/a%00b",
+                            "http://h/%0A", "http://h/T%3Fweb=1"}) {
         EXPECT_THROW(ParseUrl(bad), host::Failure) << bad;
     }
 }

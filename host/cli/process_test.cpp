@@ -100,7 +100,35 @@ TEST_F(Sphost, AFailedGetLeavesNoFileAndTheOldOneStays) {
     EXPECT_NE(result.err.find("0x8007000D: the document ended after 1000 of 500000 bytes"), std::string::npos)
         << result.err;
     EXPECT_EQ(ReadText(folder / "copy"), "old");
-    EXPECT_FALSE(fs::exists(folder / "copy.part"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 5) << "nothing beside it";
+}
+
+TEST_F(Sphost, GetWritesWhatItIsToldToAndNothingElse) {
+    const std::string content = SomeBytes(300000);
+    WriteText(site / "a", content);
+    WriteText(folder / "copy.part", "precious");
+    WriteText(folder / "target", "old");
+    fs::permissions(folder / "target", fs::perms::owner_read | fs::perms::owner_write);
+    fs::create_symlink("target", folder / "link");
+    fs::create_symlink("later", folder / "dangling");
+    fs::create_symlink("circle", folder / "circle");
+    for (const char* name : {"copy", "link", "dangling"}) {
+        EXPECT_EQ(Run({"get", At("a"), (folder / name).string()}).status, 0) << name;
+        EXPECT_TRUE(ReadText(folder / name) == content) << name;
+    }
+    EXPECT_EQ(ReadText(folder / "copy.part"), "precious");
+    EXPECT_EQ(fs::read_symlink(folder / "link"), "target");
+    EXPECT_EQ(fs::status(folder / "target").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_TRUE(ReadText(folder / "later") == content);
+    EXPECT_EQ(Run({"get", At("a"), (folder / "circle").string()}).status, 1);
+
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    const pid_t child = Start({"get", At("a"), (folder / "fifo").string()});
+    EXPECT_TRUE(ReadText(folder / "fifo") == content);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(fs::is_fifo(folder / "fifo"));
 }
 
 TEST_F(Sphost, EditSendsWhatChangedAndOnlyThat) {

@@ -9,6 +9,7 @@
 
 #include "cli/commands.h"
 #include "cli/json.h"
+#include "cli/output_file.h"
 #include "cli/url_argument.h"
 #include "core/cache_entry.h"
 
@@ -17,38 +18,6 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kBlock = 1u << 20;
-
-// A file that takes its name only when it is whole.
-class PartFile {
-public:
-    explicit PartFile(host::fs::path target) : m_target(std::move(target)), m_part(m_target) {
-        m_part += ".part";
-        m_file = host::OpenFile(m_part, O_WRONLY | O_CREAT | O_TRUNC);
-        // As any new file of the user's, unlike those of the profile.
-        const mode_t mask = umask(0);
-        umask(mask);
-        fchmod(m_file.get(), 0666 & ~mask);
-    }
-    ~PartFile() {
-        if (!m_done) unlink(m_part.c_str());
-    }
-    void Write(const void* data, std::size_t size) {
-        host::WriteAt(m_file.get(), m_part, data, size, m_position);
-        m_position += size;
-    }
-    void Finish() {
-        m_file.reset();
-        if (rename(m_part.c_str(), m_target.c_str()) != 0) host::ThrowErrno("write", m_target, errno);
-        m_done = true;
-    }
-
-private:
-    host::fs::path m_target;
-    host::fs::path m_part;
-    host::Descriptor m_file;
-    std::uint64_t m_position = 0;
-    bool m_done = false;
-};
 
 host::fs::path TargetOf(Run& run, const std::u16string& url) {
     const auto& arguments = run.options().arguments;
@@ -97,7 +66,7 @@ void Get(Run& run) {
     LONGLONG size = 0;
     run.Check(file->GetSize(&size, run.details(), run.cancel()), what);
     const bool to_output = run.options().arguments.size() > 1 && run.options().arguments[1] == "-";
-    std::optional<PartFile> target;
+    std::optional<OutputFile> target;
     if (!to_output) target.emplace(TargetOf(run, url));
     Progress progress(run, static_cast<std::uint64_t>(size));
     const auto block = std::make_unique<char[]>(kBlock);

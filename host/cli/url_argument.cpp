@@ -62,6 +62,8 @@ std::u16string ParseUrl(std::string_view argument) {
     path = path.substr(0, path.find('?'));
     std::string decoded = DecodeOnce(path);
     while (decoded.ends_with('/')) decoded.pop_back();
+    // Further on it would begin a query, and the address would be that of another document.
+    if (decoded.find('?') != std::string::npos) refuse("has an escaped question mark, which no name has");
     for (const char byte : decoded) {
         if (static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F) refuse("has a control character in it");
     }

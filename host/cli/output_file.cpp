@@ -1,0 +1,70 @@
+// Files that appear whole, and streams.
+// One thread.
+#include "cli/output_file.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace cli {
+
+namespace {
+
+// What the name leads to, also when that isn't there yet.
+host::fs::path BehindLinks(host::fs::path path) {
+    std::error_code error;
+    for (int links = 0; host::fs::is_symlink(path, error); ++links) {
+        if (links == 40) host::ThrowErrno("write", path, ELOOP);
+        path = path.parent_path() / host::fs::read_symlink(path, error);
+    }
+    return path;
+}
+
+mode_t ModeOfNewFiles() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+}  // namespace
+
+OutputFile::OutputFile(host::fs::path target) : m_target(BehindLinks(std::move(target))) {
+    struct stat there {};
+    const bool exists = stat(m_target.c_str(), &there) == 0;
+    if (exists && !S_ISREG(there.st_mode)) {
+        m_file = host::OpenFile(m_target, O_WRONLY);
+        return;
+    }
+    if (exists && access(m_target.c_str(), W_OK) != 0) host::ThrowErrno("write", m_target, errno);
+    std::string part = (m_target.parent_path() / ".sphost-XXXXXX").string();
+    m_file = host::Descriptor(mkostemp(part.data(), O_CLOEXEC));
+    if (!m_file) host::ThrowErrno("write", m_target, errno);
+    m_part = part;
+    fchmod(m_file.get(), exists ? there.st_mode & 07777 : ModeOfNewFiles());
+}
+
+OutputFile::~OutputFile() {
+    if (!m_part.empty()) unlink(m_part.c_str());
+}
+
+void OutputFile::Write(const void* data, std::size_t size) {
+    for (auto bytes = static_cast<const char*>(data); size > 0;) {
+        const ssize_t written = write(m_file.get(), bytes, size);
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) host::ThrowErrno("write", m_target, errno);
+        bytes += written;
+        size -= static_cast<std::size_t>(written);
+    }
+}
+
+void OutputFile::Finish() {
+    m_file.reset();
+    if (m_part.empty()) return;
+    if (rename(m_part.c_str(), m_target.c_str()) != 0) host::ThrowErrno("write", m_target, errno);
+    m_part.clear();
+}
+
+}  // namespace cli
