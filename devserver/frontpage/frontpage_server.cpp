@@ -104,13 +104,11 @@ void FrontPageServer::describe_document(RpcPage& page, const Item& item, const s
         auto record = m_store.user_by_id(id);
         return value("SR", record ? record->login : "");
     };
-    bool held = item.checked_out_by != 0 && item.checked_out_by != user.id;
-    auto lock = m_store.write_lock(item.id);
-    held |= lock && lock->user != user.id;
     page.begin_list().element(item.folder ? "url" : "document_name", name).element("meta_info").begin_list();
     page.metadata("vti_timecreated", time_value(item.created));
     page.metadata("vti_timelastmodified", time_value(item.modified));
-    page.metadata("vti_canmaybeedit", yes_or_no(user.rights == Rights::edit && !held));
+    // A matter of permissions; who holds the document is told below.
+    page.metadata("vti_canmaybeedit", yes_or_no(user.rights == Rights::edit));
     if (item.folder) {
         page.metadata("vti_isexecutable", "BR|false").metadata("vti_isbrowsable", "BR|true");
     } else {
