@@ -227,6 +227,8 @@ TEST(Catalogue, TextsAreFoundByNamespaceAndReplacedByLaterOnes) {
 TEST(Text, WhatATerminalShowsHoldsNoTagsAndNoControls) {
     EXPECT_EQ(PlainLine("a <b>bold</b>\r\n\tline\x1B[31m"), "a bold line[31m");
     EXPECT_EQ(PlainText("one\n<br/>two\n"), "one\ntwo");
+    EXPECT_EQ(PlainLine("<B>a</B> by <a href=\"x\">Alice</a> <alice@h.example>, 1 < 2, <"),
+              "a by Alice <alice@h.example>, 1 < 2, <");
     EXPECT_EQ(PlainLine("1 < 2 > 0 <3"), "1 < 2 > 0 <3");
     EXPECT_EQ(PlainLine("a\xC2\x9B"
                         "b\xC3\xA4"),

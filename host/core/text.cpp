@@ -4,8 +4,10 @@
 
 #include <sodium.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 
 #include "platform/com_ptr.h"
 #include "platform/text.h"
@@ -77,15 +79,23 @@ std::string FormatResult(HRESULT result) {
 
 namespace {
 
-// The length of a rich-text tag at `at` ("<b>", "</b>", "<br/>"), or 0.
+bool IsTagName(std::string_view name) {
+    static constexpr std::string_view kNames[] = {"a", "b", "br",   "em",     "font",
+                                                  "i", "p", "span", "strong", "u"};
+    return std::any_of(std::begin(kNames), std::end(kNames), [&](std::string_view known) {
+        return EqualIgnoreCase(ToUtf16(name), ToUtf16(known));
+    });
+}
+
+// The length of a rich-text tag at `at` ("<b>", "</b>", "<br/>"), or 0: other angle brackets are text, such
+// as those around a mail address.
 std::size_t TagLength(std::string_view text, std::size_t at) {
     if (text[at] != '<') return 0;
-    const auto is_letter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
-    std::size_t i = at + 1;
-    if (i < text.size() && text[i] == '/') ++i;
-    if (i >= text.size() || !is_letter(text[i])) return 0;
-    const std::size_t end = text.find_first_of("<>", i);
-    return end != std::string_view::npos && text[end] == '>' ? end + 1 - at : 0;
+    const std::size_t start = at + (text.substr(at + 1).starts_with('/') ? 2 : 1);
+    const std::size_t end = text.find_first_of("<>", start);
+    if (end == std::string_view::npos || text[end] != '>') return 0;
+    const std::string_view inside = text.substr(start, end - start);
+    return IsTagName(inside.substr(0, inside.find_first_of(" \t\n/"))) ? end + 1 - at : 0;
 }
 
 std::string Plain(std::string_view text, bool one_line) {
