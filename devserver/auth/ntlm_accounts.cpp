@@ -70,7 +70,8 @@ std::string lines_of(Store& store) {
     PasswordHash hash;
     std::string text;
     for (const auto& user : store.users())
-        text += user.name + ":0:" + std::string(32, '0') + ":" + hash(user.password) + ":\n";
+        for (const auto& name : {user.name, user.email})
+            text += name + ":0:" + std::string(32, '0') + ":" + hash(user.password) + ":\n";
     return text;
 }
 

@@ -235,7 +235,7 @@ TEST(Negotiate, AnyDomainWillDoInAnySpelling) {
     ServerProcess server({"--generation", "2013", "--auth", "ntlm,negotiate", "--user", "alice:alice",
                           "--user", "k\xc3\xa4the:p\xc3\xa4ss \xe2\x82\xac"});
     for (const char* user : {"alice", "ALICE", "CONTOSO\\alice", "conToso\\alice", "contoso.example\\alice",
-                             "WORKGROUP\\Alice", "a-host\\alice"}) {
+                             "WORKGROUP\\Alice", "a-host\\alice", "alice@contoso.example"}) {
         EXPECT_EQ(Browser(server).ask(std::string(user) + ":alice"), 207) << user;
         EXPECT_EQ(Browser(server).ask(std::string(user) + ":alic"), 401) << user;
         for (const auto& way : ways) {

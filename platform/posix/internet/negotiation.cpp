@@ -1,11 +1,12 @@
-// Signing in by Negotiate, over GSS-API.
+// Signing in over GSS-API.
 // One thread at a time.
 #include "internet/negotiation.h"
 
+#include <curl/curl.h>
 #include <gssapi/gssapi_ext.h>
 #include <openssl/evp.h>
 
-#include <vector>
+#include <algorithm>
 
 #include "internet/headers.h"
 
@@ -15,10 +16,13 @@ namespace {
 
 constexpr std::size_t kLongestToken = 64 * 1024;
 
-gss_OID spnego() {
-    static char bytes[] = "\x2b\x06\x01\x05\x05\x02";
-    static gss_OID_desc oid{6, bytes};
-    return &oid;
+char spnego_bytes[] = "\x2b\x06\x01\x05\x05\x02";
+gss_OID_desc spnego{6, spnego_bytes};
+char ntlm_bytes[] = "\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a";
+gss_OID_desc ntlm{10, ntlm_bytes};
+
+bool is_ascii(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 // Borrows the text.
@@ -57,8 +61,19 @@ std::string from_base64(std::string_view text) {
 
 }  // namespace
 
-Negotiation::Negotiation(const std::string& host, const Credentials& credentials)
-    : m_target(import_name("HTTP@" + host, GSS_C_NT_HOSTBASED_SERVICE)) {
+const Negotiation::Scheme& Negotiation::scheme_of(unsigned long scheme) {
+    static const Scheme negotiate_scheme{"Negotiate", &spnego};
+    static const Scheme ntlm_scheme{"NTLM", &ntlm};
+    return scheme == CURLAUTH_NTLM ? ntlm_scheme : negotiate_scheme;
+}
+
+bool Negotiation::is_needed(unsigned long scheme, const Credentials& credentials) {
+    return scheme == CURLAUTH_NEGOTIATE ||
+           (scheme == CURLAUTH_NTLM && !(is_ascii(credentials.user) && is_ascii(credentials.password)));
+}
+
+Negotiation::Negotiation(unsigned long scheme, const std::string& host, const Credentials& credentials)
+    : m_scheme(scheme_of(scheme)), m_target(import_name("HTTP@" + host, GSS_C_NT_HOSTBASED_SERVICE)) {
     if (m_target != GSS_C_NO_NAME && acquire(credentials)) step({0, nullptr});
 }
 
@@ -75,7 +90,7 @@ bool Negotiation::acquire(const Credentials& credentials) {
     if (user == GSS_C_NO_NAME) return false;
     std::string password = credentials.password;
     gss_buffer_desc secret = buffer_of(password);
-    gss_OID_set_desc mechanisms{1, spnego()};
+    gss_OID_set_desc mechanisms{1, m_scheme.mechanism};
     const OM_uint32 major =
         gss_acquire_cred_with_password(&minor, user, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
                                        &m_credential, nullptr, nullptr);
@@ -83,30 +98,35 @@ bool Negotiation::acquire(const Credentials& credentials) {
     return !GSS_ERROR(major);
 }
 
-bool Negotiation::take(std::string_view server_token) {
+std::string Negotiation::authorization() const {
+    return m_token.empty() ? std::string() : std::string(m_scheme.name) + " " + m_token;
+}
+
+bool Negotiation::take(std::string_view challenge) {
+    const std::string_view token = token_of(challenge, m_scheme.name);
+    if (token.empty()) return false;
     m_token.clear();
-    std::string bytes = from_base64(server_token);
+    std::string bytes = from_base64(token);
     return !m_complete && !bytes.empty() && step(buffer_of(bytes)) && !m_token.empty();
 }
 
 bool Negotiation::step(gss_buffer_desc input) {
     OM_uint32 minor = 0;
     gss_buffer_desc output = GSS_C_EMPTY_BUFFER;
-    const OM_uint32 major =
-        gss_init_sec_context(&minor, m_credential, &m_context, m_target, spnego(), GSS_C_MUTUAL_FLAG, 0,
-                             GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, &output, nullptr, nullptr);
+    const OM_uint32 major = gss_init_sec_context(
+        &minor, m_credential, &m_context, m_target, m_scheme.mechanism, GSS_C_MUTUAL_FLAG, 0,
+        GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, &output, nullptr, nullptr);
     if (!GSS_ERROR(major) && output.length) m_token = to_base64(output);
     gss_release_buffer(&minor, &output);
     m_complete = major == GSS_S_COMPLETE;
     return !GSS_ERROR(major);
 }
 
-std::string_view negotiate_token(std::string_view challenge) {
-    constexpr std::string_view scheme = "Negotiate ";
+std::string_view token_of(std::string_view challenge, std::string_view scheme) {
     if (!equals_ignoring_case(challenge.substr(0, scheme.size()), scheme)) return {};
     challenge.remove_prefix(scheme.size());
     const auto begin = challenge.find_first_not_of(' ');
-    if (begin == std::string_view::npos) return {};
+    if (begin == 0 || begin == std::string_view::npos) return {};
     return challenge.substr(begin, challenge.find_last_not_of(' ') - begin + 1);
 }
 

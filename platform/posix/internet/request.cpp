@@ -132,8 +132,8 @@ TransferRequest Request::make(const Target& target) const {
         if ((trusted || !is_secret(header)) && (m_with_body || !describes_body(header)))
             request.headers.push_back(header);
     if (m_negotiation) {
-        if (!m_negotiation->token().empty())
-            request.headers.push_back({"Authorization", "Negotiate " + m_negotiation->token()});
+        const std::string authorization = m_negotiation->authorization();
+        if (!authorization.empty()) request.headers.push_back({"Authorization", authorization});
     } else {
         request.login = m_login;
     }
@@ -166,8 +166,12 @@ DWORD Request::send(std::u16string_view headers, const void* body, std::size_t s
 void Request::choose_logins() {
     m_login = choose_login(m_target.origin(), m_given);
     m_proxy_login = choose_login(proxy_origin(), m_proxy_given);
-    const bool negotiates = m_login && m_login->scheme == CURLAUTH_NEGOTIATE;
-    m_negotiation = negotiates ? std::make_unique<Negotiation>(m_target.host, m_login->credentials) : nullptr;
+    m_negotiation.reset();
+    if (m_login && Negotiation::is_needed(m_login->scheme, m_login->credentials)) begin_negotiation();
+}
+
+void Request::begin_negotiation() {
+    m_negotiation = std::make_unique<Negotiation>(m_login->scheme, m_target.host, m_login->credentials);
 }
 
 // Sends, and sends again after each challenge that can be met and each redirect.
@@ -249,17 +253,15 @@ DWORD Request::lead_negotiation() {
     DWORD error = m_transfer.start(question);
     if (!error) error = m_transfer.finish_sending();
     if (error || continue_negotiation()) return error;
-    m_negotiation = std::make_unique<Negotiation>(m_target.host, m_login->credentials);
+    begin_negotiation();
     return ERROR_SUCCESS;
 }
 
 // True when the answer is the server's part in it, and there is one of our own to send.
 bool Request::continue_negotiation() {
     if (!m_negotiation || m_transfer.headers().status() != 401) return false;
-    for (std::size_t i = 0; const auto challenge = m_transfer.headers().find("WWW-Authenticate", i); ++i) {
-        const std::string_view token = negotiate_token(*challenge);
-        if (!token.empty()) return m_negotiation->take(token);
-    }
+    for (std::size_t i = 0; const auto challenge = m_transfer.headers().find("WWW-Authenticate", i); ++i)
+        if (m_negotiation->take(*challenge)) return true;
     return false;
 }
 

@@ -52,6 +52,7 @@ private:
     void start_over(const Target& target, std::string verb);
     void choose_logins();
     DWORD run(const void* body, std::size_t size);
+    void begin_negotiation();
     DWORD lead_negotiation();
     bool continue_negotiation();
     Outcome judge();

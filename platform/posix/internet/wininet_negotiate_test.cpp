@@ -1,10 +1,11 @@
-// Signing in by Negotiate against a server that accepts by GSS-API, with the mechanism for NTLM that Debian
-// has.
+// Signing in by Negotiate, and by NTLM beyond ASCII, against a server that accepts by GSS-API, with the
+// mechanism for NTLM that Debian has.
 #include <gssapi/gssapi.h>
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -33,14 +34,16 @@ std::string bytes_of(std::string_view text) {
     return bytes;
 }
 
-// Lets alice in: by the connection that her exchange of tokens went over. What was asked is kept as
+// Lets one user in: by the connection that her exchange of tokens went over. What was asked is kept as
 // "METHOD[+token] body-size".
 struct Gate {
-    Gate() : server([this](Exchange& exchange) { serve(exchange); }) {
+    explicit Gate(std::string_view its_scheme = "Negotiate", const std::string& user = "alice:pw")
+        : scheme(its_scheme), server([this](Exchange& exchange) { serve(exchange); }) {
+        std::setlocale(LC_CTYPE, "C.UTF-8");  // by which the mechanism compares names
         std::string pattern = "/tmp/negotiate-XXXXXX";
         close(mkstemp(pattern.data()));
         users = pattern;
-        std::ofstream(users) << "CONTOSO:alice:pw\n";
+        std::ofstream(users) << "CONTOSO:" + user + "\n";
         setenv("NTLM_USER_FILE", users.c_str(), 1);
     }
     ~Gate() {
@@ -55,7 +58,7 @@ struct Gate {
     void serve(Exchange& exchange) {
         const std::lock_guard lock(mutex);
         const std::string authorization = exchange.header("Authorization");
-        const std::string_view token = platform::internet::negotiate_token(authorization);
+        const std::string_view token = platform::internet::token_of(authorization, scheme);
         seen.push_back(exchange.method + (token.empty() ? " " : "+token ") +
                        std::to_string(exchange.body.size()));
         if (token.empty()) return refuse(exchange, "");
@@ -71,16 +74,18 @@ struct Gate {
         gss_release_buffer(&minor, &output);
         if (major == GSS_S_COMPLETE && !drop_signed_in) {
             gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
-            exchange.answer("200 OK", "WWW-Authenticate: Negotiate" + answer + "\r\n", "in:" + exchange.body);
+            exchange.answer("200 OK", "", "in:" + exchange.body);
         } else {
             if (GSS_ERROR(major)) gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
             refuse(exchange, GSS_ERROR(major) ? "" : answer);
         }
     }
-    static void refuse(Exchange& exchange, const std::string& token) {
-        exchange.answer("401 Unauthorized", "WWW-Authenticate: Negotiate" + token + "\r\n", "who?");
+    void refuse(Exchange& exchange, const std::string& token) const {
+        exchange.answer("401 Unauthorized", "WWW-Authenticate: " + std::string(scheme) + token + "\r\n",
+                        "who?");
     }
 
+    const std::string_view scheme;
     std::string users;
     std::map<int, gss_ctx_id_t> contexts;
     std::vector<std::string> seen;
@@ -120,6 +125,23 @@ TEST(Negotiate, AWrongPasswordEndsAfterOneExchange) {
     set_login(request, u"alice", u"pw");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 200u);
+}
+
+// Libcurl's own NTLM would send the bytes of UTF-8 as letters.
+TEST(Negotiate, NtlmTakesNamesAndPasswordsInAnyScript) {
+    for (const auto& [user, name, password] :
+         std::vector<std::tuple<std::string, std::u16string, std::u16string>>{
+             {"j\u00FCrgen:pw", u"CONTOSO\\j\u00FCrgen", u"pw"},
+             {"alice:\u043F\u0430\u0440\u043E\u043B\u044C \u00DF\u20AC", u"alice",
+              u"\u043F\u0430\u0440\u043E\u043B\u044C \u00DF\u20AC"}}) {
+        Gate gate("NTLM", user);
+        Client client(gate.server.port());
+        const Handle request = client.open(u"GET", u"/");
+        set_login(request, name, password);
+        ASSERT_EQ(send(request), 0u);
+        EXPECT_EQ(status(request), 200u) << user;
+        EXPECT_EQ(gate.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
+    }
 }
 
 // An empty body that a server takes would be a document lost.
