@@ -225,8 +225,7 @@ Text PropertyWriter::win32_created(const Item& item) {
 }
 
 Text PropertyWriter::win32_attributes(const Item& item) {
-    if (!item.attributes.empty()) return xml::escape(item.attributes);
-    return item.folder ? "00000010" : "00000020";
+    return xml::escape(item.win32_attributes());
 }
 
 std::vector<FreeProperty> PropertyWriter::free_of(const Item& item) {

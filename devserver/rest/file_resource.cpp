@@ -47,7 +47,7 @@ Entity properties_entity(const Item& item, const std::string& id) {
     text("rtag", "rt:" + guid + "@" + std::to_string(item.etag));
     text("contenttag",
          "{" + guid + "}," + std::to_string(item.etag) + "," + std::to_string(item.content_tag));
-    text("winfileattribs", item.attributes);
+    text("winfileattribs", item.win32_attributes());
     text("timecreated", stamp.substr(0, stamp.size() - 1));
     auto written = iso_time(item.modified);
     text("timelastwritten", written.substr(0, written.size() - 1));

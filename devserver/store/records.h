@@ -60,6 +60,11 @@ struct Item {
 
     int major() const { return ui_version / 512; }
     int minor() const { return ui_version % 512; }
+    // Win32's, as eight hexadecimal digits; what no client has set is a folder or an archived file.
+    std::string win32_attributes() const {
+        if (!attributes.empty()) return attributes;
+        return folder ? "00000010" : "00000020";
+    }
     std::string version_label() const { return std::to_string(major()) + "." + std::to_string(minor()); }
 };
 

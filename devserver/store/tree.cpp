@@ -203,7 +203,6 @@ Item Store::create_folder(std::string_view path, const User& user) {
     folder.folder = true;
     folder.created = folder.modified = now();
     folder.author = folder.editor = user.id;
-    folder.attributes = "00000010";
     return require_item(insert_item(folder));
 }
 
