@@ -36,14 +36,38 @@ void RequireSameWeb(SharePoint::Object& object, const Name& other) {
                      E_INVALIDARG);
 }
 
-// A refused copy leaves an older document of another size where the copy should be.
-void RequireCopied(const SharePoint::Object& source, const Name::ObjectPtr& before, const Name& new_name) {
+constexpr size_t kBlock = 64 * 1024;
+
+// The next block of the body; a shorter one is the last.
+std::string ReadBlock(const Http::Response& response) {
+    std::string block(kBlock, '\0');
+    size_t filled = 0;
+    while (const size_t got = response.ReadBody(block.data() + filled, block.size() - filled)) filled += got;
+    block.resize(filled);
+    return block;
+}
+
+bool HaveSameContent(SharePoint::File& a, SharePoint::File& b) {
+    const Http::Response of_a = a.Read();
+    const Http::Response of_b = b.Read();
+    for (;;) {
+        const std::string block = ReadBlock(of_a);
+        if (block != ReadBlock(of_b)) return false;
+        if (block.size() < kBlock) return true;
+    }
+}
+
+// A refused copy leaves the older document where the copy should be. By time and size it may look like the
+// copy, so then the contents decide.
+void RequireCopied(SharePoint::Object& source, const Name::ObjectPtr& before, const Name& new_name) {
     TRACE_NAME("FileSystem::RequireCopied");
     static constexpr const char16_t* kRefused = u"The server did not copy the file.";
-    const SharePoint::Information now = RequireAt(new_name, kRefused)->GetInformation();
-    const bool untouched = before && before->GetInformation().m_modified_time == now.m_modified_time &&
-                           source.GetInformation().m_size != now.m_size;
-    CHECK_THROW(!untouched, HResultException, E_FAIL, kRefused);
+    const Name::ObjectPtr copy = RequireAt(new_name, kRefused);
+    const SharePoint::Information now = copy->GetInformation();
+    if (!before || before->GetInformation().m_modified_time != now.m_modified_time) return;
+    const bool is_copied = source.GetInformation().m_size == now.m_size && copy->AsFile() &&
+                           HaveSameContent(*source.AsFile(), *copy->AsFile());
+    CHECK_THROW(is_copied, HResultException, E_FAIL, kRefused);
 }
 
 // After a move the object stands at the new place and no longer at the old one.

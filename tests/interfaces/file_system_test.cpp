@@ -447,6 +447,22 @@ TEST_F(FileSystemTest, PropertiesOfItems) {
     EXPECT_EQ(fs()->get_Prop(Name("Folder").get(), u"Thumbnail", value.put()), E_INVALIDARG);
 }
 
+TEST_F(FileSystemTest, ARefusedCopyFailsAlsoWhereTheTargetLooksLikeTheCopy) {
+    Upload(server(), "alice", "from.txt", "11111");
+    Upload(server(), "alice", "to.txt", "22222");
+    Admin(server(), "checkout", "to.txt", "bob");
+    EXPECT_EQ(fs()->Copy(Name("from.txt").get(), Name("to.txt").get(), editor().details(), nullptr), E_FAIL);
+    EXPECT_NE(editor().TakeMessage().find("did not copy"), std::string::npos);
+    EXPECT_EQ(server().Document("to.txt"), "22222");
+    // Copied twice within a second, it is the same once more.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(fs()->Copy(Name("from.txt").get(), Name("new.txt").get(), editor().details(), nullptr),
+                  S_OK)
+            << editor().TakeMessage();
+    }
+    EXPECT_EQ(server().Document("new.txt"), "11111");
+}
+
 TEST_F(FileSystemTest, MakesMovesCopiesRenamesAndDeletes) {
     Upload(server(), "alice", "start.txt", "moved about");
     const auto run = [&](const char* what, HRESULT result) {
