@@ -7,6 +7,7 @@
 #include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 
 #include "core/failure.h"
@@ -32,6 +33,11 @@ Json ParseObject(const std::string& text) {
     json.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
     if (json.HasParseError() || !json.IsObject()) json.SetObject();
     return json;
+}
+
+std::int64_t Microseconds() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
 std::string TextOf(const rapidjson::Value& json, const char* name) {
@@ -107,7 +113,11 @@ std::string ServerOf(const std::string& url) {
 
 OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
              std::function<void(const std::string& url)> open)
-    : m_profile(profile), m_cipher(std::move(cipher)), m_terminal(terminal), m_open(std::move(open)) {}
+    : m_profile(profile),
+      m_cipher(std::move(cipher)),
+      m_terminal(terminal),
+      m_open(std::move(open)),
+      m_started(Microseconds()) {}
 
 void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value) const {
     m_profile.UpdateFile(kOverridesFile, [&](const std::optional<std::string>& text) {
@@ -149,7 +159,8 @@ std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
         return stored.empty() ? std::string() : m_cipher->Decrypt(kPurpose, stored);
     };
     try {
-        return Tokens{open("access"), open("refresh"), NumberOf(member->value, "expires", 0)};
+        return Tokens{open("access"), open("refresh"), NumberOf(member->value, "expires", 0),
+                      NumberOf(member->value, "stored", 0)};
     } catch (const Failure& failure) {
         m_profile.warn("stored tokens can't be used: " + std::string(failure.what()));
         return std::nullopt;
@@ -168,6 +179,7 @@ void OAuth::Store(const std::string& key, const Tokens& tokens) const {
         entry.AddMember("access", closed(tokens.access), memory);
         entry.AddMember("refresh", closed(tokens.refresh), memory);
         entry.AddMember("expires", tokens.expires, memory);
+        entry.AddMember("stored", Microseconds(), memory);
         SetMember(json, key, std::move(entry), memory);
         return Serialize(json);
     });
@@ -267,6 +279,13 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
     throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in before the code expired");
 }
 
+// Whoever asks has no token or a refused one. What lay in store before may be as old as that, so only a token
+// that another process got meanwhile is worth a try.
+bool OAuth::IsFresh(const OAuthRequest& request, const Tokens& tokens) const {
+    return !tokens.access.empty() && !m_in_use.contains({request.site, tokens.access}) &&
+           tokens.stored >= m_started && tokens.expires > std::time(nullptr) + 30;
+}
+
 std::string OAuth::GetToken(const OAuthRequest& request) {
     const std::lock_guard guard(m_mutex);
     fs::path lock_path = m_profile.file(kTokensFile);
@@ -276,10 +295,7 @@ std::string OAuth::GetToken(const OAuthRequest& request) {
     if (!lock) throw Failure(kInUse, "another sphost is signing in");
     const std::string key = KeyOf(request);
     std::optional<Tokens> tokens = Load(key);
-    const bool is_fresh = tokens && !tokens->access.empty() &&
-                          !m_in_use.contains({request.site, tokens->access}) &&
-                          tokens->expires > std::time(nullptr) + 30;
-    if (!is_fresh) {
+    if (!tokens || !IsFresh(request, *tokens)) {
         // A token that was refused right after it was renewed can't be helped by renewing once more.
         const bool was_renewed =
             tokens && m_renewed.contains(tokens->access) && tokens->expires > std::time(nullptr) + 30;

@@ -49,7 +49,7 @@ public:
     void NoteInUse(const std::string& site, const std::string& token);
 
     // An access token that was not given out before in this process for this place: one that another process
-    // renewed, a renewed one, or one from a new sign-in. Throws a Failure; 0x821704C7 when the person
+    // got meanwhile, a renewed one, or one from a new sign-in. Throws a Failure; 0x821704C7 when the person
     // declines or interrupts.
     std::string GetToken(const OAuthRequest& request);
 
@@ -61,7 +61,9 @@ private:
         std::string access;
         std::string refresh;
         std::int64_t expires = 0;  // seconds since 1970
+        std::int64_t stored = 0;   // microseconds since 1970
     };
+    bool IsFresh(const OAuthRequest& request, const Tokens& tokens) const;
     std::optional<Tokens> Load(const std::string& key) const;
     void Store(const std::string& key, const Tokens& tokens) const;
     std::optional<Tokens> Refresh(const OAuthRequest& request, const std::string& refresh_token) const;
@@ -73,6 +75,7 @@ private:
     std::shared_ptr<const Cipher> m_cipher;
     Terminal& m_terminal;
     const std::function<void(const std::string& url)> m_open;
+    const std::int64_t m_started;  // microseconds since 1970
     std::mutex m_mutex;
     std::set<std::pair<std::string, std::string>> m_in_use;  // places with tokens
     std::set<std::string> m_renewed;  // access tokens that came of a refresh in this process

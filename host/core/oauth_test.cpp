@@ -297,12 +297,12 @@ TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenTheSignInBeginsAnew) {
     EXPECT_EQ(server.device_codes, 2);
 }
 
-TEST_F(SignIn, ATokenOfAnotherProcessIsTakenUnlessTheServerRefusedIt) {
+TEST_F(SignIn, ATokenThatAnotherProcessGotMeanwhileIsTakenUnlessTheServerRefusedIt) {
     Process first(*this);
-    const std::string token = first.oauth.GetToken(Request());
     Process second(*this);
-    EXPECT_EQ(second.oauth.GetToken(Request()), token);
     Process third(*this);
+    const std::string token = first.oauth.GetToken(Request());
+    EXPECT_EQ(second.oauth.GetToken(Request()), token);
     third.oauth.NoteInUse("http://other/", token);
     EXPECT_EQ(third.oauth.GetToken(Request()), token) << "another place's server has it";
     third.oauth.NoteInUse(Request().site, token);
@@ -318,11 +318,19 @@ TEST_F(SignIn, ATokenOfAnotherProcessIsTakenUnlessTheServerRefusedIt) {
     EXPECT_EQ(fifth.oauth.GetToken(Request()), "access4") << "forgotten";
 }
 
+// It may be what the server refuses now, though the asking account never came to keep it.
+TEST_F(SignIn, ATokenFromBeforeIsRenewedWhateverItsExpiry) {
+    Process(*this).oauth.GetToken(Request());
+    Process second(*this);
+    EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
+    EXPECT_EQ(server.refreshes, 1);
+}
+
 TEST_F(SignIn, AnExpiredTokenIsNotGivenOut) {
     server.lifetime = 5;
     Process first(*this);
-    first.oauth.GetToken(Request());
     Process second(*this);
+    first.oauth.GetToken(Request());
     EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
     EXPECT_EQ(server.refreshes, 1);
 }
