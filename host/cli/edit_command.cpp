@@ -138,6 +138,7 @@ void Edit(Run& run) {
     const std::u16string wide_url = run.UrlOf(name.get());
     const std::string url = host::ToUtf8(wide_url);
     run.RefuseUnsent(wide_url, what);
+    const bool was_checked_out = run.IsCheckedOutToUser(name.get(), what);
     const auto file =
         run.Open(name.get(),
                  TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting | TMK::AFS_OpenFile_UserOpen, what);
@@ -162,6 +163,11 @@ void Edit(Run& run) {
                      (is_changed ? ", and 'sphost recover' has what was changed" : ""));
     }
     if (host::IsCanceled(run.cancel())) run.Check(host::kCanceled, is_changed ? saving : what);
+    if (!is_changed && was_checked_out) {
+        // To close it may give the check-out up, and with it what earlier edits have saved.
+        run.Say("not changed; still checked out to you");
+        return;
+    }
     if (!is_changed) {
         run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
         run.Say("not changed");

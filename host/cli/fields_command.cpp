@@ -37,7 +37,7 @@ std::string Changes(const std::vector<std::string>& arguments) {
 
 std::string ValueLine(const Value& value) {
     if (value.IsNull()) return "-";
-    if (value.IsString()) return host::PlainLine(value.GetString());
+    if (value.IsString()) return host::SafeLine(value.GetString());
     if (value.IsBool()) return value.GetBool() ? "yes" : "no";
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
@@ -46,13 +46,13 @@ std::string ValueLine(const Value& value) {
 }
 
 std::string FieldLine(const Value& field) {
-    std::string line = host::PlainLine(field["name"].GetString());
+    std::string line = host::SafeLine(field["name"].GetString());
     if (field["required"].GetBool()) line += " *";
     line += std::string(" (") + field["kind"].GetString() + "): " + ValueLine(field["value"]);
     if (!field.HasMember("choices")) return line + "\n";
     std::string choices;
     for (const Value& choice : field["choices"].GetArray())
-        choices += (choices.empty() ? "" : ", ") + host::PlainLine(choice.GetString());
+        choices += (choices.empty() ? "" : ", ") + host::SafeLine(choice.GetString());
     return line + (choices.empty() ? "" : "  [" + choices + "]") + "\n";
 }
 

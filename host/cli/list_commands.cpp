@@ -125,9 +125,7 @@ void Stat(Run& run) {
     text += "created:   " + host::FormatFileTime(row.created) +
             "\nmodified:  " + host::FormatFileTime(row.modified) + "\n";
     if (!row.folder()) {
-        Variant value;
-        run.Check(run.file_system()->get_Prop(name.get(), u"CheckedOut", value.put()), what);
-        const bool is_mine = value.type() == VT_BOOL && value.get().boolVal != VARIANT_FALSE;
+        const bool is_mine = run.IsCheckedOutToUser(name.get(), what);
         json.Key("checkedOut").Bool(is_mine);
         text += std::string("checked out to you: ") + (is_mine ? "yes" : "no") + "\n";
         WriteThumbnail(run, name.get(), json, text);

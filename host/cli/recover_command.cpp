@@ -53,7 +53,7 @@ std::string TimeText(std::int64_t seconds) {
 Server Compare(Run& run, const UnsentDocument& document, const std::string& what) {
     const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
     const auto info = run.FindInfo(name.get(), what);
-    if (!info) return Server::gone;
+    if (!info || IsFolder(info.get())) return Server::gone;
     ULONGLONG time = 0;
     run.Check(info->get_LastWriteTime(&time), what);
     // Without a known beginning nothing says that the server's version is the older one.

@@ -122,6 +122,12 @@ void Run::Exec(TMK::IAFS_File* file, LPCWSTR command, const std::string& what) {
     Check(file->Exec(command, nothing.get(), result.put(), details(), cancel()), what);
 }
 
+bool Run::IsCheckedOutToUser(TMK::IAFS_Name* name, const std::string& what) {
+    Variant value;
+    Check(m_file_system->get_Prop(name, u"CheckedOut", value.put()), what);
+    return value.type() == VT_BOOL && value.get().boolVal != VARIANT_FALSE;
+}
+
 std::u16string Run::UrlOf(TMK::IAFS_Name* name) {
     Bstr url;
     Check(m_file_system->NameToString(name, 0, nullptr, url.put()), "name");

@@ -54,6 +54,7 @@ public:
     ComPtr<TMK::IAFS_FileInfo> InfoOf(TMK::IAFS_Name* name, const std::string& what);
     ComPtr<TMK::IAFS_File> Open(TMK::IAFS_Name* name, DWORD flags, const std::string& what);
     void Exec(TMK::IAFS_File* file, LPCWSTR command, const std::string& what);
+    bool IsCheckedOutToUser(TMK::IAFS_Name* name, const std::string& what);
     std::u16string UrlOf(TMK::IAFS_Name* name);
     // A CommandError when earlier changes of the document still wait to be sent.
     void RefuseUnsent(const std::u16string& url, const std::string& what);

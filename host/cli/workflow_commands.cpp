@@ -15,6 +15,11 @@ bool IsCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& what)
     return value.type() == VT_BOOL && value.get().boolVal != VARIANT_FALSE;
 }
 
+void RequireCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& what) {
+    if (!IsCheckedOutToUser(run, file, what))
+        run.Fail(E_FAIL, what, "the document is not checked out to you");
+}
+
 }  // namespace
 
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what) {
@@ -56,9 +61,7 @@ void CheckIn(Run& run) {
     const bool is_told = options.Has("type") || options.Has("comment") || keep;
     const bool has_scripted_answer = !options.answers.empty();
     const auto file = OpenToAsk(run, what);
-    if (!IsCheckedOutToUser(run, file.get(), what)) {
-        run.Fail(E_FAIL, what, "the document is not checked out to you");
-    }
+    RequireCheckedOutToUser(run, file.get(), what);
     // Without anything said, somebody at a terminal is asked and a script gets the preferences' kind.
     if (is_told || (!has_scripted_answer && !run.host().terminal().CanAsk())) {
         run.host().prompts().AddAnswer("msg.checkInDialogMessage", answer);
@@ -72,6 +75,7 @@ void CheckIn(Run& run) {
 void Discard(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     const auto file = OpenToAsk(run, what);
+    RequireCheckedOutToUser(run, file.get(), what);
     run.Exec(file.get(), u"DiscardCheckOut", what);
     run.Say("check-out given up");
 }

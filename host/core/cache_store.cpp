@@ -29,6 +29,14 @@ std::string Stamp(const fs::path& path) {
            number(status.st_mtim.tv_nsec) + number(status.st_ctim.tv_sec) + number(status.st_ctim.tv_nsec);
 }
 
+// Whether the edited file is still there; anything else in its place is set aside.
+bool HasFile(const fs::path& path) {
+    std::error_code error;
+    if (fs::is_regular_file(path, error)) return true;
+    fs::rename(path, path.string() + ".replaced-" + std::to_string(getpid()), error);
+    return false;
+}
+
 std::string HashOf(const fs::path& path) {
     const Descriptor descriptor = OpenFile(path, O_RDONLY);
     crypto_generichash_state state;
@@ -113,7 +121,7 @@ std::string CacheStore::account() const {
 void CacheStore::SettleEdit(JournalEntry& entry) {
     const fs::path path = PathOf(entry);
     entry.editing = false;
-    const std::string stamp = Stamp(path);
+    const std::string stamp = HasFile(path) ? Stamp(path) : std::string();
     if (stamp.empty()) {
         entry.complete = entry.dirty;
     } else if (stamp != entry.edit_stamp && HashOf(path) != entry.edit_hash) {
@@ -231,9 +239,10 @@ bool CacheStore::FinishEdit(std::string_view url) {
     const auto open = OpenEntry(KeyOf(url));
     if (!open) throw Failure(E_FAIL, std::string(url) + " isn't open");
     return open->FinishEdit([](const fs::path& path, const JournalEntry& before) {
+        if (!HasFile(path))
+            throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
+                          path.string() + " was removed, or replaced by something that is no file");
         const std::string stamp = Stamp(path);
-        if (stamp.empty())
-            throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), path.string() + " was removed");
         return stamp != before.edit_stamp && HashOf(path) != before.edit_hash;
     });
 }

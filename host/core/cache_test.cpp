@@ -226,7 +226,8 @@ TEST_F(Cache, UnsentChangesAreNeverReplacedByOpening) {
 }
 
 TEST_F(Cache, AKillAtAnyPointOfAnEditLosesNothing) {
-    for (const char* name : {"same", "changed", "finished", "removed"}) WriteText(site.folder / name, "old");
+    for (const char* name : {"same", "changed", "finished", "removed", "folder"})
+        WriteText(site.folder / name, "old");
     const auto begin = [](World& w, const char* name) {
         w.Get(name);
         static ComPtr<TMK::IAFS_File> file;
@@ -242,6 +243,11 @@ TEST_F(Cache, AKillAtAnyPointOfAnEditLosesNothing) {
         EXPECT_TRUE(w.store->FinishEdit(UrlAt("finished")));
     });
     InKilledProcess([&](World& w) { fs::remove(begin(w, "removed")); });
+    const auto replace = [](const fs::path& path) {
+        fs::remove(path);
+        fs::create_directory(path);
+    };
+    InKilledProcess([&](World& w) { replace(begin(w, "folder")); });
     World world(folder / "profile", site);
     EXPECT_EQ(world.StateOf("same"), std::nullopt);
     EXPECT_EQ(world.StateOf("removed"), std::nullopt);
@@ -249,6 +255,12 @@ TEST_F(Cache, AKillAtAnyPointOfAnEditLosesNothing) {
     EXPECT_EQ(world.StateOf("finished"), State::unsent);
     EXPECT_EQ(ReadText(world.store->Unsent(UrlAt("changed"))->path), "new");
     EXPECT_EQ(world.Get("removed"), "old");
+    EXPECT_EQ(world.Get("folder"), "old");
+    InKilledProcess([&](World& w) {
+        replace(begin(w, "folder"));
+        EXPECT_THROW(w.store->FinishEdit(UrlAt("folder")), Failure);
+    });
+    EXPECT_EQ(world.Get("folder"), "old");
     EXPECT_EQ(world.store->Unsent().size(), 2u);
     world.store->Drop(UrlAt("changed"));
     EXPECT_EQ(world.Get("changed"), "old");

@@ -51,9 +51,13 @@ void BindText(sqlite3_stmt* statement, int index, const std::string& text) {
 
 void Journal::ThrowError() {
     const int code = m_database ? sqlite3_errcode(m_database.get()) : SQLITE_CANTOPEN;
-    const std::string reason = m_database ? sqlite3_errmsg(m_database.get()) : "out of memory";
+    std::string reason = m_database ? sqlite3_errmsg(m_database.get()) : "out of memory";
     HRESULT result = E_FAIL;
-    if (code == SQLITE_FULL) result = kDiskFull;
+    const int system_error = m_database ? sqlite3_system_errno(m_database.get()) : 0;
+    if (code == SQLITE_FULL || (code == SQLITE_IOERR && (system_error == ENOSPC || system_error == EDQUOT))) {
+        result = kDiskFull;
+        reason = "the disk is full";
+    }
     if (code == SQLITE_BUSY || code == SQLITE_LOCKED) result = kInUse;
     if (code == SQLITE_READONLY || code == SQLITE_CANTOPEN || code == SQLITE_PERM) result = E_ACCESSDENIED;
     if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB) result = kBadData;

@@ -98,10 +98,10 @@ std::size_t TagLength(std::string_view text, std::size_t at) {
     return IsTagName(inside.substr(0, inside.find_first_of(" \t\n/"))) ? end + 1 - at : 0;
 }
 
-std::string Plain(std::string_view text, bool one_line) {
+std::string Plain(std::string_view text, bool one_line, bool rich = true) {
     std::string plain;
     for (std::size_t i = 0; i < text.size();) {
-        if (const std::size_t tag = TagLength(text, i)) {
+        if (const std::size_t tag = rich ? TagLength(text, i) : 0) {
             i += tag;
             continue;
         }
@@ -125,6 +125,10 @@ std::string Plain(std::string_view text, bool one_line) {
 
 std::string PlainLine(std::string_view text) {
     return Plain(text, true);
+}
+
+std::string SafeLine(std::string_view text) {
+    return Plain(text, true, false);
 }
 
 std::string PlainText(std::string_view text) {

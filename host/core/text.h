@@ -35,6 +35,9 @@ std::string FormatResult(HRESULT result);
 // One line for a terminal: rich-text tags, control characters and line breaks gone.
 std::string PlainLine(std::string_view text);
 
+// The same for what isn't rich text: the control characters and line breaks gone.
+std::string SafeLine(std::string_view text);
+
 // Rich-text tags and control characters gone, line breaks kept.
 std::string PlainText(std::string_view text);
 

@@ -265,7 +265,8 @@ public:
 
 private:
     void RequireWindow() const {
-        const std::string asked = AskedBy() + " asks for a sign-in in a browser window, and ";
+        const std::string asked =
+            AskedBy() + " asks for a sign-in in a browser window, or refuses you this, and ";
         if (!fs::exists(m_program)) {
             throw Failure(E_NOTIMPL, asked + "the program " + m_program.filename().string() +
                                          ", which shows it, is not here");

@@ -48,6 +48,8 @@ TEST_P(MainJob, ListsALibraryWithOneListingRequest) {
     EXPECT_EQ(listed.status, 0) << listed.err;
     EXPECT_EQ(NamesIn(listed.out), (std::vector<std::string>{"Folder", "a.txt"}));
     EXPECT_EQ(m_server->Listings(), 1u);
+    EXPECT_EQ(NamesIn(Run({"ls", m_server->Site(), "--json"}).out),
+              std::vector<std::string>{"Shared Documents"});
 }
 
 TEST_P(MainJob, EditsSavesAndChecksIn) {
@@ -59,10 +61,21 @@ TEST_P(MainJob, EditsSavesAndChecksIn) {
     const Result checked_out = Run({"checkout", m_server->Url("a.txt")});
     EXPECT_EQ(checked_out.status, 0) << checked_out.err;
     EXPECT_NE(m_server->CheckedOutBy("a.txt").find("alice"), std::string::npos);
+    // What was saved and not checked in outlives an edit that changes nothing.
+    for (const char* preference : {"on_after_save=8", "on_close_checked_out_need_check_in=8"}) {
+        ASSERT_EQ(Run({"prefs", preference}).status, 0);
+    }
+    EXPECT_EQ(Run({"edit", m_server->Url("a.txt"), "--", "sh", "-c", "printf draft > \"$0\""}).status, 0);
+    const Result unchanged = Run({"edit", m_server->Url("a.txt"), "--", "true"});
+    EXPECT_EQ(unchanged.status, 0) << unchanged.err;
+    EXPECT_EQ(m_server->Document("a.txt"), "draft");
     const Result checked_in =
         Run({"checkin", m_server->Url("a.txt"), "--type", "major", "--comment", "Done"});
     EXPECT_EQ(checked_in.status, 0) << checked_in.err;
     EXPECT_EQ(m_server->CheckedOutBy("a.txt"), "");
+    const Result discarded = Run({"discard", m_server->Url("a.txt")});
+    EXPECT_EQ(discarded.status, 1);
+    EXPECT_NE(discarded.err.find("is not checked out to you"), std::string::npos) << discarded.err;
 }
 
 TEST_P(MainJob, NamesThatBreakOthersSurviveEveryOperation) {
