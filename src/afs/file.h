@@ -58,6 +58,7 @@ public:
     void CheckOut(bool check_outdated);
     void DiscardCheckOut();
     void CheckIn(const std::u16string& comment, uint32_t type, bool keep_checked_out);
+    SharePoint::FieldsData LoadRequiredFields();
     // Asks how to check in and does it; gives the action bits of the choice. `out_dont_show` may be null.
     uint32_t CheckInWithUi(bool on_close, bool* out_dont_show);
     void ResetCache();

@@ -119,13 +119,24 @@ void File::DiscardCheckOut() {
     TRACE_EXIT(u"");
 }
 
+// A server that has no columns to tell, as 2010, can have them filled on its own page alone.
+SharePoint::FieldsData File::LoadRequiredFields() {
+    TRACE_NAME("File::LoadRequiredFields");
+    try {
+        return ServerFile().LoadFields();
+    } catch (const Http::HttpException& failure) {
+        if (failure.status != 404) throw;
+        THROW_TRACED(HResultException, E_FAIL, Text(u"sp.msg.CheckInFailedRequiredPropertiesUnsupported"));
+    }
+}
+
 void File::CheckIn(const std::u16string& comment, uint32_t type, bool keep_checked_out) {
     TRACE_ENTRY("File::CheckIn");
     LOG_LINE(Log::verbose, u"calling server check in");
     const SharePoint::File::CheckInResult result = ServerFile().CheckIn(comment, type);
     CHECK_THROW(result != SharePoint::File::cirFail, HResultException, E_FAIL, Text(u"sp.msg.checkInFailed"));
     if (result == SharePoint::File::cirRequiredProperties) {
-        const SharePoint::FieldsData fields = ServerFile().LoadFields();
+        const SharePoint::FieldsData fields = LoadRequiredFields();
         CHECK_THROW(!fields.has_unsupported_required, HResultException, E_FAIL,
                     Text(u"sp.msg.CheckInFailedRequiredPropertiesUnsupported"));
         Ui::ShowMessageBox(m_inst.get(), Ui::kStyleWarning,

@@ -78,6 +78,25 @@ TEST_P(MainJob, EditsSavesAndChecksIn) {
     EXPECT_NE(discarded.err.find("is not checked out to you"), std::string::npos) << discarded.err;
 }
 
+TEST_P(MainJob, ACheckInWithoutARequiredColumnSaysSoAndKeepsTheDocument) {
+    const auto column = Http({.method = "POST",
+                              .url = m_server->Origin() + "/_dev/column",
+                              .body = R"({"name": "Stage", "type": "Text", "required": true})"});
+    ASSERT_EQ(column.status, 200) << column.body;
+    const std::string document = m_server->Url("a.txt");
+    ASSERT_EQ(Run({"checkout", document}).status, 0);
+    const Result refused = Run({"checkin", document, "--type", "major"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("Some required properties are not filled out for the document"),
+              std::string::npos)
+        << refused.err;
+    EXPECT_NE(m_server->CheckedOutBy("a.txt").find("alice"), std::string::npos);
+    if (GetParam() == std::string("2010")) return;  // which can't be told a column from here
+    EXPECT_EQ(Run({"fields", document, "Stage=a & <b>"}).status, 0);
+    EXPECT_EQ(Run({"checkin", document, "--type", "major"}).status, 0);
+    EXPECT_NE(Run({"fields", document}).out.find("Stage * (text): a & <b>"), std::string::npos);
+}
+
 TEST_P(MainJob, NamesThatBreakOthersSurviveEveryOperation) {
     const std::vector<std::string> names = {
         "C# & more.txt",    "100% sure.txt",   "it's.txt",
