@@ -47,6 +47,7 @@ constexpr std::array kRows{
     Row{0x80072EFE, "the connection was broken"},
     Row{0x80072EFF, "the connection was reset"},
     Row{0x80072F00, "the connection broke each time the upload was tried"},
+    Row{0x80072F08, "the server leads to an address that is not secure; nothing was sent there"},
     Row{0x80072F78, "the server's answer is not valid"},
     Row{0x80072F8F, "the server's certificate is not trusted"},
     Row{0x80072F7D, "a secure connection could not be made"},

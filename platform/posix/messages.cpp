@@ -85,6 +85,8 @@ constexpr Message kInternetMessages[] = {
     {ERROR_INTERNET_CONNECTION_RESET, u"The connection with the server was reset"},
     {ERROR_INTERNET_FORCE_RETRY, u"The server asks for the request to be sent again"},
     {ERROR_INTERNET_SEC_CERT_CN_INVALID, u"The server's certificate is for another name"},
+    {ERROR_INTERNET_HTTPS_TO_HTTP_ON_REDIR,
+     u"The server leads from a secure address to one that is not; nothing was sent there"},
     {ERROR_INTERNET_CLIENT_AUTH_CERT_NEEDED, u"The server asks for a client certificate"},
     {ERROR_INTERNET_INVALID_CA, u"The server's certificate comes from an authority that is not trusted"},
     {ERROR_HTTP_HEADER_NOT_FOUND, u"The header was not found"},

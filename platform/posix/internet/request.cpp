@@ -293,6 +293,7 @@ Request::Outcome Request::judge_redirect() {
     if (!location || location->empty()) return {};
     const std::optional<Target> next = resolve(m_target, *location);
     if (!next || ++m_redirects > kMaxRedirects) return {Step::failed, ERROR_HTTP_REDIRECT_FAILED};
+    if (m_target.secure && !next->secure) return {Step::failed, ERROR_INTERNET_HTTPS_TO_HTTP_ON_REDIR};
     if (turns_to_get(status, m_current_verb)) {
         m_current_verb = "GET";
         m_with_body = false;

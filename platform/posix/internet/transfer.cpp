@@ -251,14 +251,26 @@ DWORD Transfer::drive(Reached reached) {
     return ERROR_SUCCESS;
 }
 
+curl_off_t Transfer::uploaded() const {
+    curl_off_t bytes = 0;
+    curl_easy_getinfo(m_line->easy(), CURLINFO_SIZE_UPLOAD_T, &bytes);
+    return bytes;
+}
+
+// Whether the other end, be it a proxy, has taken the connection.
+bool Transfer::reached() const {
+    long port = 0;
+    curl_easy_getinfo(m_line->easy(), CURLINFO_LOCAL_PORT, &port);
+    return m_connected || port > 0;
+}
+
 // Bytes that the system took from the library's own upload buffer count as movement too. Connecting has a
-// limit of its own.
+// limit of its own; the handshake on a connection, and a proxy's word on a tunnel, have not.
 bool Transfer::idle_too_long(std::chrono::steady_clock::time_point& since) {
     const auto now = std::chrono::steady_clock::now();
-    curl_off_t uploaded = 0;
-    curl_easy_getinfo(m_line->easy(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
-    if (!m_connected || uploaded != m_seen_uploaded) {
-        m_seen_uploaded = uploaded;
+    const curl_off_t bytes = uploaded();
+    if (!reached() || bytes != m_seen_uploaded) {
+        m_seen_uploaded = bytes;
         since = now;
     }
     return now - since > m_limits.stall;
@@ -297,6 +309,8 @@ void Transfer::settle(CURLcode result) {
         m_error = ERROR_SUCCESS;
         m_answered = true;
     }
+    // Any other refusal of the tunnel is no answer of the server's.
+    if (m_error && !m_connected && tunnel_status >= 300) m_error = ERROR_INTERNET_CANNOT_CONNECT;
     if (!m_error && m_headers.complete()) m_answered = true;
     if (!m_error && !m_answered) m_error = ERROR_HTTP_INVALID_SERVER_RESPONSE;
 }
@@ -323,9 +337,7 @@ void Transfer::resume() {
 // The caller's memory is needed until all of it has been sent, or nobody wants the rest.
 bool Transfer::body_was_sent() const {
     if (!m_memory_body || m_headers.status() >= 300) return true;
-    curl_off_t uploaded = 0;
-    curl_easy_getinfo(m_line->easy(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
-    return static_cast<std::size_t>(uploaded) >= m_memory_body;
+    return static_cast<std::size_t>(uploaded()) >= m_memory_body;
 }
 
 DWORD Transfer::push(const void* data, std::size_t size) {

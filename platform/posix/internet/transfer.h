@@ -129,6 +129,8 @@ private:
     // Drives the exchange until `reached` or its end; the stall limit counts from the last byte that moved.
     template <class Reached>
     DWORD drive(Reached reached);
+    curl_off_t uploaded() const;
+    bool reached() const;
     bool idle_too_long(std::chrono::steady_clock::time_point& since);
     bool check_done();
     void settle(CURLcode result);

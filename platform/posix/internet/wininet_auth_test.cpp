@@ -164,10 +164,11 @@ TEST(Upload, WithoutCredentialsTheChallengeIsTheAnswer) {
 
 TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     std::vector<std::string> seen;
+    const char* refusal = "407 Proxy";
     RawServer proxy([&](Exchange& exchange) {
         seen.push_back(exchange.header("Proxy-Authorization"));
         if (exchange.method == "CONNECT" || seen.back() != kBasic)
-            exchange.answer("407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n");
+            exchange.answer(refusal, "Proxy-Authenticate: Basic realm=\"p\"\r\n");
         else
             exchange.answer("200 OK", "", exchange.target + exchange.header("Authorization"));
     });
@@ -187,6 +188,9 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     const Handle tunnel = client.open(u"GET", u"/x", INTERNET_FLAG_SECURE);
     EXPECT_EQ(send(tunnel), 0u);
     EXPECT_EQ(status(tunnel), 407u);
+    refusal = "403 Forbidden";
+    EXPECT_EQ(send(client.open(u"GET", u"/x", INTERNET_FLAG_SECURE)),
+              static_cast<DWORD>(ERROR_INTERNET_CANNOT_CONNECT));
     unsetenv("http_proxy");
     unsetenv("https_proxy");
     end_browser_session();

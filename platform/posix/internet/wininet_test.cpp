@@ -249,7 +249,10 @@ class Tls : public testing::Test {
 protected:
     void SetUp() override {
         m_server.reset(RawServer::with_tls(
-            [this](Exchange& exchange) { exchange.answer("200 OK", "", m_body); }, m_pem));
+            [this](Exchange& exchange) {
+                exchange.answer(m_headers.empty() ? "200 OK" : "302 Found", m_headers, m_body);
+            },
+            m_pem));
         char name[] = "/tmp/platform-ca-XXXXXX";
         const int file = mkstemp(name);
         ASSERT_GE(file, 0);
@@ -269,6 +272,7 @@ protected:
         return error;
     }
     std::string m_pem, m_file;
+    std::string m_headers;  // of a redirect, when there are any
     std::string m_body = "safe";
     std::unique_ptr<RawServer> m_server;
 };
@@ -282,6 +286,15 @@ TEST_F(Tls, UnknownAuthoritiesAndOtherNamesAreRefused) {
     EXPECT_EQ(try_host(u"localhost", body), static_cast<DWORD>(ERROR_INTERNET_DECODING_FAILED));
     setenv("SSL_CERT_FILE", "/nonexistent", 1);
     EXPECT_NE(try_host(u"127.0.0.1", body), 0u);
+}
+
+TEST_F(Tls, ARedirectToAPlainAddressIsNotFollowed) {
+    setenv("SSL_CERT_FILE", m_file.c_str(), 1);
+    RawServer plain([](Exchange& exchange) { exchange.answer("200 OK"); });
+    m_headers = "Location: http://127.0.0.1:" + std::to_string(plain.port()) + "/there\r\n";
+    std::string body;
+    EXPECT_EQ(try_host(u"127.0.0.1", body), static_cast<DWORD>(ERROR_INTERNET_HTTPS_TO_HTTP_ON_REDIR));
+    EXPECT_EQ(plain.requests(), 0);
 }
 
 TEST_F(Tls, RecordsThatComeFasterThanTheyAreReadWait) {
@@ -300,6 +313,11 @@ TEST(Security, AServerThatNeverShakesHandsEndsInATimeOut) {
     EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
     unsetenv("PLATFORM_CONNECT_TIMEOUT_MS");
+    // The server is reached, so that its silence has the shorter limit.
+    setenv("PLATFORM_RECEIVE_TIMEOUT_MS", "300", 1);
+    EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
+              static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
+    unsetenv("PLATFORM_RECEIVE_TIMEOUT_MS");
     DWORD milliseconds = 200;
     ASSERT_TRUE(InternetSetOptionW(client.connection, INTERNET_OPTION_CONNECT_TIMEOUT, &milliseconds, 4));
     EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
