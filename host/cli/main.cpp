@@ -16,7 +16,7 @@ namespace {
 enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3 };
 
 void Tell(const std::string& line) {
-    std::fprintf(stderr, "sphost: %s\n", line.c_str());
+    std::fprintf(stderr, "sphost: %s\n", host::WithoutPasswords(line).c_str());
 }
 
 host::fs::path BesideProgram(const char* name) {
@@ -94,6 +94,7 @@ private:
 };
 
 void RunCommand(const cli::Options& options, host::Terminal& terminal) {
+    if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
     host::HostOptions wanted;
     wanted.profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();

@@ -33,6 +33,12 @@ bool IsSameSite(std::u16string_view a, std::u16string_view b) {
     return host::EqualIgnoreCase(trim(a), trim(b));
 }
 
+std::string UserOf(const host::StoredAccount& account) {
+    Bstr user;
+    account.account->get_UserName(user.put());
+    return host::ToUtf8(user.view());
+}
+
 void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& what) {
     for (const auto& account : run.Accounts()) {
         if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) {
@@ -119,14 +125,18 @@ void PlaceAdd(Run& run) {
     ComPtr<TMK::IAFS_Name> root;
     run.Check(run.host().Bind(account.account.get(), run.cancel(), root), what);
     const std::u16string site = run.UrlOf(root.get());
-    RefuseKnownSite(run, site, what);
     // From here on the account is the site's, whatever page of it was named.
     const auto cab = account.data->View();
     run.Check(account.account->SaveTo(cab.get()), what);
     host::PutString(cab.get(), u"Url", site);
     host::PutString(cab.get(), u"WebUrl", site);
     account.account = host::Accounts::Restore(run.file_system(), *account.data);
-    run.host().accounts().Save(account);
+    {
+        // Another process may have added it while this one signed in.
+        const host::FileLock lock = run.host().accounts().LockAdding();
+        RefuseKnownSite(run, site, what);
+        run.host().accounts().Save(account);
+    }
     if (options.Has("json")) {
         JsonText json;
         json.StartObject().Key("url").String(EscapeUrl(site)).EndObject();
@@ -139,14 +149,12 @@ void PlaceList(Run& run) {
     JsonText json;
     json.StartArray();
     for (const auto& account : run.Accounts()) {
-        Bstr user;
-        account.account->get_UserName(user.put());
         const std::string url = EscapeUrl(host::Accounts::UrlOf(account.account.get()));
         const auto cab = account.data->View();
         Variant api;
         if (const auto item = host::ChildOf(cab.get(), u"APIVer")) item->get_v(api.put());
         const bool is_modern = api.type() == VT_I4 && api.get().lVal == 1;
-        const std::string name = host::ToUtf8(user.view());
+        const std::string name = UserOf(account);
         json.StartObject().Key("url").String(url).Key("user").Text(name);
         json.Key("api").String(is_modern ? "modern" : "compatible").EndObject();
         run.Say(url + (name.empty() ? "" : "  " + host::PlainLine(name)));
@@ -166,7 +174,7 @@ void PlaceRemove(Run& run) {
         }
     }
     run.host().accounts().Remove(account);
-    run.host().oauth().Forget(site);
+    run.host().oauth().Forget(site, UserOf(account));
     run.Say("removed " + EscapeUrl(host::ToUtf16(site)));
 }
 
@@ -174,11 +182,12 @@ void SignOut(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     auto account = run.AccountFor(ParseUrl(run.options().arguments[0]), what);
     const std::u16string site = host::Accounts::UrlOf(account.account.get());
+    const std::string user = UserOf(account);
     const Variant holder(static_cast<IUnknown*>(account.account.get()));
     const HRESULT result =
         run.file_system()->Exec(nullptr, u"SignOut", holder.get(), nullptr, nullptr, run.cancel());
     // What this profile keeps goes in any case, whatever the browser's part of it came to.
-    run.host().oauth().Forget(host::ToUtf8(site));
+    run.host().oauth().Forget(host::ToUtf8(site), user);
     const auto cab = account.data->View();
     run.Check(account.account->SaveTo(cab.get()), what);
     for (const auto* item : {u"AuthHeader", u"Password", u"AuthToken"}) host::PutString(cab.get(), item, u"");

@@ -17,6 +17,7 @@ struct Preference {
     Kind kind;
     int newest_without;         // dictionaries up to this version don't have it
     const char16_t* otherwise;  // what such a one means
+    LONG largest = INT32_MAX;   // of a number; the plug-in takes a larger one for its default
 };
 
 constexpr const char16_t* kHiddenPaths =
@@ -38,12 +39,12 @@ constexpr std::array kPreferences{
     Preference{u"on_close_checked_out_need_check_in", Kind::number, 0, u""},
     Preference{u"on_close_checked_out_no_need_check_in", Kind::number, 0, u""},
     Preference{u"days_to_store_logs", Kind::number, 0, u""},
-    Preference{u"log_level", Kind::number, 1, u"0"},
-    Preference{u"default_check_in_type", Kind::number, 2, u"1"},
+    Preference{u"log_level", Kind::number, 1, u"0", 4},
+    Preference{u"default_check_in_type", Kind::number, 2, u"1", 2},
     Preference{u"default_check_in_message", Kind::text, 2, u""},
     Preference{u"hide_paths", Kind::flag, 3, u"false"},
     Preference{u"hidden_paths", Kind::text, 3, kHiddenPaths},
-    Preference{u"api_version", Kind::number, 4, u"0"},
+    Preference{u"api_version", Kind::number, 4, u"0", 1},
     Preference{u"show_hidden_items", Kind::flag, 4, u"false"},
 };
 
@@ -118,7 +119,9 @@ void Write(TMK::ITMK_CabNode* dictionary, const Preference& preference, const st
     } else {
         LONG number = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-        if (error != std::errc{} || end != text.data() + text.size() || number < 0) refuse("a number");
+        const bool fits = error == std::errc{} && end == text.data() + text.size();
+        const std::string range = "a number from 0 to " + std::to_string(preference.largest);
+        if (!fits || number < 0 || number > preference.largest) refuse(range.c_str());
         value = Variant(number);
     }
     const Node item = Item(dictionary, preference.id);

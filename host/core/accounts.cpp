@@ -2,43 +2,28 @@
 // One thread at a time.
 #include "core/accounts.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
 #include <sodium.h>
 
+#include <algorithm>
 #include <array>
-#include <functional>
 
 #include "core/failure.h"
+#include "core/json.h"
 
 namespace host {
 
 namespace {
 
 constexpr std::string_view kFile = "accounts.json";
+constexpr std::string_view kSealPurpose = "stored account";
+constexpr int kLockPatienceMs = 10000;
 
-using Json = rapidjson::Document;
-
-// The stored list; nothing when the text isn't one.
-bool ParseList(const std::string& text, Json& list) {
-    list.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
-                                                                                       text.size());
-    if (list.HasParseError() || !list.IsArray()) return false;
-    for (const auto& item : list.GetArray()) {
-        if (!item.IsObject() || !item.HasMember("id") || !item["id"].IsString() || !item.HasMember("data") ||
-            !item["data"].IsObject()) {
-            return false;
-        }
-    }
-    return true;
-}
-
-std::string TextOf(const rapidjson::Value& json) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
-    json.Accept(writer);
-    return std::string(buffer.GetString(), buffer.GetSize());
+bool IsAccountList(const Json& list) {
+    if (!list.IsArray()) return false;
+    return std::all_of(list.Begin(), list.End(), [](const auto& item) {
+        return item.IsObject() && item.HasMember("id") && item["id"].IsString() && item.HasMember("data") &&
+               item["data"].IsObject();
+    });
 }
 
 std::string NewId() {
@@ -47,23 +32,27 @@ std::string NewId() {
     return ToHex(bytes.data(), bytes.size());
 }
 
-void SetAside(const Profile& profile) {
-    const fs::path aside = MoveAside(profile.file(kFile));
-    profile.warn("the list of accounts is damaged; the file was set aside as " + aside.string());
-}
-
-// Changes the stored list as one step.
-void Change(const Profile& profile, const std::function<void(Json&)>& change) {
-    profile.UpdateFile(kFile, [&](const std::optional<std::string>& text) {
-        Json list;
-        if (text && !ParseList(*text, list)) SetAside(profile);
-        if (!list.IsArray()) list.SetArray();
-        change(list);
-        return TextOf(list);
-    });
+bool IsSecret(const rapidjson::Value& value) {
+    return value.IsString() && Cipher::IsEnciphered({value.GetString(), value.GetStringLength()});
 }
 
 }  // namespace
+
+// Over all that says whose secrets they are and where they may go.
+std::string Accounts::SealOf(const rapidjson::Value& item) const {
+    return m_cipher->Seal(kSealPurpose, TextOf(item, "id") + " " + CompactText(item["data"]));
+}
+
+void Accounts::DropForeignSecrets(rapidjson::Value& item, Json::AllocatorType& memory) const {
+    rapidjson::Value& data = item["data"];
+    const bool has_secrets = std::any_of(data.MemberBegin(), data.MemberEnd(),
+                                         [](const auto& member) { return IsSecret(member.value); });
+    if (!has_secrets || TextOf(item, "seal") == SealOf(item)) return;
+    for (auto& member : data.GetObject())
+        if (IsSecret(member.value)) member.value.SetString("", memory);
+    m_profile.warn("the stored account of " + TextOf(data, "Url") +
+                   " was changed by something else, so its secrets can't be read");
+}
 
 ComPtr<TMK::IAFS_AccountData> Accounts::Restore(TMK::IAFS_FileSys* file_system, SettingsTree& data) {
     const auto cab = data.View();
@@ -76,18 +65,16 @@ ComPtr<TMK::IAFS_AccountData> Accounts::Restore(TMK::IAFS_FileSys* file_system, 
 
 std::vector<StoredAccount> Accounts::Load(TMK::IAFS_FileSys* file_system) const {
     std::vector<StoredAccount> accounts;
-    const auto text = ReadWhole(m_profile.file(kFile));
-    if (!text) return accounts;
-    Json list;
-    if (!ParseList(*text, list)) {
-        SetAside(m_profile);
-        return accounts;
-    }
-    for (const auto& item : list.GetArray()) {
-        StoredAccount account{item["id"].GetString(), std::make_shared<SettingsTree>(), nullptr};
+    Json list = m_profile.LoadJson(kFile, IsAccountList);
+    if (list.IsNull()) return accounts;
+    for (auto& item : list.GetArray()) {
+        StoredAccount account{TextOf(item, "id"), std::make_shared<SettingsTree>(), nullptr};
         try {
-            account.data->FromJson(TextOf(item["data"]));
+            DropForeignSecrets(item, list.GetAllocator());
+            account.data->FromJson(CompactText(item["data"]));
             account.account = Restore(file_system, *account.data);
+            if (UrlOf(account.account.get()).empty())
+                throw Failure(kBadData, "a stored account has no address");
             accounts.push_back(std::move(account));
         } catch (const Failure& failure) {
             m_profile.warn(std::string(failure.what()) + " (" + FormatResult(failure.code()) + ")");
@@ -102,30 +89,42 @@ void Accounts::Save(StoredAccount& account) const {
     if (FAILED(result)) throw Failure(result, "the account can't be saved");
     if (!account.id.empty() && !account.data->TakeChanged()) return;
     if (account.id.empty()) account.id = NewId();
-    Change(m_profile, [&](Json& list) {
+    const auto change = [&](Json& list) {
+        if (!list.IsArray()) list.SetArray();
         auto& memory = list.GetAllocator();
-        Json data(&memory);
-        const std::string text = account.data->ToJson();
-        data.Parse(text.data(), text.size());
-        for (auto& item : list.GetArray()) {
-            if (account.id == item["id"].GetString()) {
-                item["data"] = data.Move();
-                return;
-            }
-        }
+        const Json data = ParseJsonObject(account.data->ToJson());
         rapidjson::Value item(rapidjson::kObjectType);
         item.AddMember("id", rapidjson::Value(account.id.c_str(), memory), memory);
-        item.AddMember("data", data.Move(), memory);
-        list.PushBack(item.Move(), memory);
-    });
+        item.AddMember("data", rapidjson::Value(data, memory), memory);
+        item.AddMember("seal", rapidjson::Value(SealOf(item).c_str(), memory), memory);
+        const auto known = std::find_if(list.Begin(), list.End(), [&](const rapidjson::Value& other) {
+            return TextOf(other, "id") == account.id;
+        });
+        if (known != list.End()) {
+            *known = item.Move();
+        } else {
+            list.PushBack(item.Move(), memory);
+        }
+    };
+    m_profile.UpdateJson(kFile, change, IsAccountList);
+}
+
+FileLock Accounts::LockAdding() const {
+    fs::path path = m_profile.file(kFile);
+    path += ".add.lock";
+    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockPatienceMs);
+    if (!lock) throw Failure(kInUse, "another process adds a place");
+    return std::move(*lock);
 }
 
 void Accounts::Remove(const StoredAccount& account) const {
-    Change(m_profile, [&](Json& list) {
+    const auto change = [&](Json& list) {
+        if (!list.IsArray()) list.SetArray();
         for (auto item = list.Begin(); item != list.End();) {
-            item = account.id == (*item)["id"].GetString() ? list.Erase(item) : item + 1;
+            item = TextOf(*item, "id") == account.id ? list.Erase(item) : item + 1;
         }
-    });
+    };
+    m_profile.UpdateJson(kFile, change, IsAccountList);
 }
 
 std::u16string Accounts::UrlOf(TMK::IAFS_AccountData* account) {

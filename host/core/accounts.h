@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/cipher.h"
 #include "core/profile.h"
 #include "hostapi/iafs.h"
 #include "platform/com_ptr.h"
@@ -21,14 +22,18 @@ struct StoredAccount {
 
 class Accounts {
 public:
-    explicit Accounts(const Profile& profile) : m_profile(profile) {}
+    Accounts(const Profile& profile, std::shared_ptr<const Cipher> cipher)
+        : m_profile(profile), m_cipher(std::move(cipher)) {}
 
-    // Makes every stored account through the file system; what it refuses is told and left in the file.
+    // Makes every stored account through the file system; what it refuses is told and left in the file. One
+    // that something else has changed comes without its secrets, lest they go to another place or user.
     std::vector<StoredAccount> Load(TMK::IAFS_FileSys* file_system) const;
     // Makes an account from a tree. Throws a Failure.
     static ComPtr<TMK::IAFS_AccountData> Restore(TMK::IAFS_FileSys* file_system, SettingsTree& data);
     // Saves what the account holds now; a stored one is replaced, a new one gets an id.
     void Save(StoredAccount& account) const;
+    // Keeps other processes from adding places as long as it lives. Throws a Failure.
+    FileLock LockAdding() const;
     void Remove(const StoredAccount& account) const;
 
     static std::u16string UrlOf(TMK::IAFS_AccountData* account);
@@ -36,7 +41,11 @@ public:
     static const StoredAccount* Find(const std::vector<StoredAccount>& accounts, const std::u16string& url);
 
 private:
+    std::string SealOf(const rapidjson::Value& item) const;
+    void DropForeignSecrets(rapidjson::Value& item, Json::AllocatorType& memory) const;
+
     const Profile& m_profile;
+    std::shared_ptr<const Cipher> m_cipher;
 };
 
 }  // namespace host

@@ -84,7 +84,7 @@ std::string Cipher::Encrypt(std::string_view purpose, std::string_view plain) co
 }
 
 std::string Cipher::Decrypt(std::string_view purpose, std::string_view text) const {
-    if (!text.starts_with(kPrefix)) throw Failure(E_INVALIDARG, "the stored text is not enciphered");
+    if (!IsEnciphered(text)) throw Failure(E_INVALIDARG, "the stored text is not enciphered");
     constexpr std::size_t kNonce = crypto_aead_xchacha20poly1305_ietf_NPUBBYTES;
     constexpr std::size_t kTag = crypto_aead_xchacha20poly1305_ietf_ABYTES;
     const auto box = FromBase64(text.substr(kPrefix.size()));
@@ -99,6 +99,19 @@ std::string Cipher::Decrypt(std::string_view purpose, std::string_view text) con
     sodium_memzero(key.data(), key.size());
     if (result != 0) throw refused;
     return plain;
+}
+
+bool Cipher::IsEnciphered(std::string_view text) {
+    return text.starts_with(kPrefix);
+}
+
+std::string Cipher::Seal(std::string_view purpose, std::string_view text) const {
+    Key key = Derive(purpose);
+    std::array<unsigned char, crypto_generichash_BYTES> hash;
+    crypto_generichash(hash.data(), hash.size(), reinterpret_cast<const unsigned char*>(text.data()),
+                       text.size(), key.data(), key.size());
+    sodium_memzero(key.data(), key.size());
+    return ToBase64(hash.data(), hash.size());
 }
 
 }  // namespace host

@@ -25,6 +25,11 @@ public:
     // changed or belongs to another key or purpose.
     std::string Decrypt(std::string_view purpose, std::string_view text) const;
 
+    static bool IsEnciphered(std::string_view text);
+
+    // A keyed hash of a text: who can't read the key file can't make one.
+    std::string Seal(std::string_view purpose, std::string_view text) const;
+
 private:
     static constexpr std::size_t kKeySize = 32;
     using Key = std::array<unsigned char, kKeySize>;

@@ -2,16 +2,12 @@
 // Any thread.
 #include "core/cookie_store.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <algorithm>
 #include <ctime>
 #include <functional>
 
 #include "core/failure.h"
+#include "core/json.h"
 
 namespace host {
 
@@ -20,27 +16,8 @@ namespace {
 constexpr std::string_view kFile = "cookies.json";
 constexpr std::string_view kPurpose = "browser cookies";
 
-using Json = rapidjson::Document;
-
-Json Parse(const std::string& text) {
-    Json json;
-    json.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
-                                                                                       text.size());
-    if (json.HasParseError()) json.SetNull();
-    return json;
-}
-
-template <class Writer>
-std::string Write(const rapidjson::Value& json) {
-    rapidjson::StringBuffer buffer;
-    Writer writer(buffer);
-    json.Accept(writer);
-    return {buffer.GetString(), buffer.GetSize()};
-}
-
 std::string DomainOf(const rapidjson::Value& cookie) {
-    const auto member = cookie.FindMember("domain");
-    return member != cookie.MemberEnd() && member->value.IsString() ? member->value.GetString() : "";
+    return TextOf(cookie, "domain");
 }
 
 // Rather than of one host.
@@ -63,35 +40,32 @@ bool LivesOn(const rapidjson::Value& cookie) {
 
 // Only the cookies that `keep` names, as text.
 std::string Filter(const std::string& cookies, const std::function<bool(const rapidjson::Value&)>& keep) {
-    Json json = Parse(cookies);
-    if (!json.IsArray()) return "[]";
-    for (auto at = json.Begin(); at != json.End();) {
-        at = at->IsObject() && keep(*at) ? at + 1 : json.Erase(at);
+    std::optional<Json> json = ParseJson(cookies);
+    if (!json || !json->IsArray()) return "[]";
+    for (auto at = json->Begin(); at != json->End();) {
+        at = at->IsObject() && keep(*at) ? at + 1 : json->Erase(at);
     }
-    return Write<rapidjson::Writer<rapidjson::StringBuffer>>(json);
+    return CompactText(*json);
 }
 
-// The groups and their texts; a file that is none is begun anew.
-Json Groups(const std::optional<std::string>& content) {
-    Json json = Parse(content.value_or("{}"));
-    if (!json.IsObject()) json.SetObject();
-    return json;
+// Of one group alone, so that no other's can be put in its place.
+std::string PurposeOf(const std::string& group) {
+    return std::string(kPurpose) + " " + group;
 }
 
 std::string CookiesOf(const Json& groups, const std::string& group, const Cipher& cipher) {
-    const auto member = groups.FindMember(group.c_str());
-    if (member == groups.MemberEnd() || !member->value.IsString()) return "[]";
-    return cipher.Decrypt(kPurpose, member->value.GetString());
+    const std::string stored = groups.IsObject() ? TextOf(groups, group.c_str()) : "";
+    return stored.empty() ? "[]" : cipher.Decrypt(PurposeOf(group), stored);
 }
 
-std::string With(Json groups, const std::string& group, const std::string& cookies, const Cipher& cipher) {
+void SetCookies(Json& groups, const std::string& group, const std::string& cookies, const Cipher& cipher) {
+    if (!groups.IsObject()) groups.SetObject();
     auto& memory = groups.GetAllocator();
     groups.RemoveMember(group.c_str());
     if (cookies != "[]") {
         groups.AddMember(rapidjson::Value(group.c_str(), memory),
-                         rapidjson::Value(cipher.Encrypt(kPurpose, cookies).c_str(), memory), memory);
+                         rapidjson::Value(cipher.Encrypt(PurposeOf(group), cookies).c_str(), memory), memory);
     }
-    return Write<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(groups);
 }
 
 }  // namespace
@@ -101,7 +75,7 @@ CookieStore::CookieStore(const Profile& profile, std::shared_ptr<const Cipher> c
 
 std::string CookieStore::Load(const std::u16string& group) const {
     try {
-        return Filter(CookiesOf(Groups(ReadWhole(m_profile.file(kFile))), ToUtf8(group), *m_cipher), LivesOn);
+        return Filter(CookiesOf(m_profile.LoadJson(kFile), ToUtf8(group), *m_cipher), LivesOn);
     } catch (const Failure& failure) {
         m_profile.warn(std::string("the browser's cookies can't be read, so it starts with none: ") +
                        failure.what());
@@ -110,9 +84,8 @@ std::string CookieStore::Load(const std::u16string& group) const {
 }
 
 void CookieStore::Save(const std::u16string& group, const std::string& cookies) {
-    m_profile.UpdateFile(kFile, [&](const std::optional<std::string>& content) {
-        return With(Groups(content), ToUtf8(group), Filter(cookies, LivesOn), *m_cipher);
-    });
+    m_profile.UpdateJson(
+        kFile, [&](Json& groups) { SetCookies(groups, ToUtf8(group), Filter(cookies, LivesOn), *m_cipher); });
 }
 
 void CookieStore::Delete(const std::u16string& group, const std::u16string& host) {
@@ -123,10 +96,10 @@ void CookieStore::Delete(const std::u16string& group, const std::u16string& host
                      wanted.GetAllocator());
     const std::string name = LowerDomain(wanted);
     const bool all_below = host.starts_with(u'.');
-    m_profile.UpdateFile(kFile, [&](const std::optional<std::string>& content) {
+    m_profile.UpdateJson(kFile, [&](Json& groups) {
         std::string left = "[]";
         try {
-            left = Filter(CookiesOf(Groups(content), ToUtf8(group), *m_cipher), [&](const auto& cookie) {
+            left = Filter(CookiesOf(groups, ToUtf8(group), *m_cipher), [&](const auto& cookie) {
                 const std::string domain = LowerDomain(cookie);
                 const bool goes_to_it = IsOfDomain(cookie) && name.ends_with("." + domain);
                 const bool lies_below = all_below && domain.ends_with("." + name);
@@ -135,7 +108,7 @@ void CookieStore::Delete(const std::u16string& group, const std::u16string& host
         } catch (const Failure&) {
             // Nobody can use what can't be deciphered, so the group goes as a whole.
         }
-        return With(Groups(content), ToUtf8(group), left, *m_cipher);
+        SetCookies(groups, ToUtf8(group), left, *m_cipher);
     });
 }
 

@@ -33,7 +33,7 @@ Host::Host(HostOptions options)
       m_browser(MakeBrowser(options)),
       m_events(Make<EventServer>()),
       m_oauth(m_profile, m_cipher, m_terminal),
-      m_accounts(m_profile),
+      m_accounts(m_profile, m_cipher),
       m_cache(std::make_shared<CacheStore>(m_profile.file("cache"),
                                            [this](const std::string& line) { NoteMessage(line); })),
       m_instance(MakeInstance(*this)),
@@ -201,17 +201,17 @@ HRESULT Host::DoOAuth(TMK::ITMK_CabNode* parameters) {
         site = request.site = ToUtf8(m_site);
         request.user = ToUtf8(m_user);
     }
-    if (const auto own = m_oauth.FindOverride(site)) {
-        if (!own->authority.empty()) request.authority = own->authority;
-        if (!own->client_id.empty()) request.client_id = own->client_id;
-        request.flow = own->flow;
-        request.redirect = own->redirect;
-    }
-    if (request.authority.empty() || request.scope.empty()) return E_INVALIDARG;
     ComPtr<TMK::ITMK_CabNode> token;
     parameters->get_Item(u"tokenData.accessToken", token.put());
     if (!token) return E_INVALIDARG;
     try {
+        if (const auto own = m_oauth.FindOverride(site)) {
+            if (!own->authority.empty()) request.authority = own->authority;
+            if (!own->client_id.empty()) request.client_id = own->client_id;
+            request.flow = own->flow;
+            request.redirect = own->redirect;
+        }
+        if (request.authority.empty() || request.scope.empty()) return E_INVALIDARG;
         return token->put_v(Variant(std::u16string_view(ToUtf16(m_oauth.GetToken(request)))).get());
     } catch (const Failure& failure) {
         NoteMessage(failure.what());

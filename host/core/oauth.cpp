@@ -2,10 +2,6 @@
 // Any thread; one sign-in at a time.
 #include "core/oauth.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
 #include <algorithm>
 #include <chrono>
 #include <ctime>
@@ -13,6 +9,7 @@
 #include "core/failure.h"
 #include "core/http_form.h"
 #include "core/interrupt.h"
+#include "core/json.h"
 
 namespace host {
 
@@ -26,23 +23,9 @@ constexpr int kSlowDown = 5;         // more seconds each time the server asks f
 constexpr int kMaxInterval = 120;
 constexpr std::int64_t kDefaultLifetime = 900;
 
-using Json = rapidjson::Document;
-
-Json ParseObject(const std::string& text) {
-    Json json;
-    json.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
-    if (json.HasParseError() || !json.IsObject()) json.SetObject();
-    return json;
-}
-
 std::int64_t Microseconds() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-}
-
-std::string TextOf(const rapidjson::Value& json, const char* name) {
-    const auto member = json.FindMember(name);
-    return member != json.MemberEnd() && member->value.IsString() ? member->value.GetString() : "";
 }
 
 // Some servers write numbers as texts.
@@ -52,13 +35,6 @@ std::int64_t NumberOf(const rapidjson::Value& json, const char* name, std::int64
     if (member->value.IsInt64()) return member->value.GetInt64();
     if (member->value.IsString()) return std::strtoll(member->value.GetString(), nullptr, 10);
     return otherwise;
-}
-
-std::string Serialize(const Json& json) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
-    json.Accept(writer);
-    return std::string(buffer.GetString(), buffer.GetSize());
 }
 
 void SetMember(rapidjson::Value& object, const std::string& name, rapidjson::Value value,
@@ -83,6 +59,11 @@ std::string FullScope(const OAuthRequest& request) {
 
 std::string KeyOf(const OAuthRequest& request) {
     return request.authority + " " + request.scope + " " + request.user;
+}
+
+// Of one sign-in alone, so that no other's token can be put in its place.
+std::string PurposeOf(const std::string& key, const char* name) {
+    return std::string(kPurpose) + " " + name + " " + key;
 }
 
 [[noreturn]] void ThrowRefusal(const FormAnswer& answer, const Json& json) {
@@ -120,8 +101,8 @@ OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Termi
       m_started(Microseconds()) {}
 
 void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value) const {
-    m_profile.UpdateFile(kOverridesFile, [&](const std::optional<std::string>& text) {
-        Json json = ParseObject(text.value_or("{}"));
+    m_profile.UpdateJson(kOverridesFile, [&](Json& json) {
+        if (!json.IsObject()) json.SetObject();
         auto& memory = json.GetAllocator();
         rapidjson::Value entry(rapidjson::kObjectType);
         entry.AddMember("authority", rapidjson::Value(value.authority.c_str(), memory), memory);
@@ -129,16 +110,21 @@ void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value)
         entry.AddMember("flow", rapidjson::Value(value.flow.c_str(), memory), memory);
         entry.AddMember("redirectURI", rapidjson::Value(value.redirect.c_str(), memory), memory);
         SetMember(json, ServerOf(site_url), std::move(entry), memory);
-        return Serialize(json);
     });
 }
 
 std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) const {
     const auto text = ReadWhole(m_profile.file(kOverridesFile));
     if (!text) return std::nullopt;
-    const Json json = ParseObject(*text);
-    const auto member = json.FindMember(ServerOf(site_url).c_str());
-    if (member == json.MemberEnd() || !member->value.IsObject()) return std::nullopt;
+    const std::optional<Json> json = ParseJson(*text);
+    // Without it a sign-in would turn to another authority than the person named.
+    if (!json || !json->IsObject()) {
+        throw Failure(kBadData,
+                      m_profile.file(kOverridesFile).string() +
+                          ", which says where sites are signed in to, is damaged; mend or remove it");
+    }
+    const auto member = json->FindMember(ServerOf(site_url).c_str());
+    if (member == json->MemberEnd() || !member->value.IsObject()) return std::nullopt;
     return OAuthOverride{TextOf(member->value, "authority"), TextOf(member->value, "clientID"),
                          TextOf(member->value, "flow"), TextOf(member->value, "redirectURI")};
 }
@@ -149,14 +135,13 @@ void OAuth::NoteInUse(const std::string& site, const std::string& token) {
 }
 
 std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
-    const auto text = ReadWhole(m_profile.file(kTokensFile));
-    if (!text) return std::nullopt;
-    const Json json = ParseObject(*text);
+    const Json json = m_profile.LoadJson(kTokensFile);
+    if (json.IsNull()) return std::nullopt;
     const auto member = json.FindMember(key.c_str());
     if (member == json.MemberEnd() || !member->value.IsObject()) return std::nullopt;
     const auto open = [&](const char* name) {
         const std::string stored = TextOf(member->value, name);
-        return stored.empty() ? std::string() : m_cipher->Decrypt(kPurpose, stored);
+        return stored.empty() ? std::string() : m_cipher->Decrypt(PurposeOf(key, name), stored);
     };
     try {
         return Tokens{open("access"), open("refresh"), NumberOf(member->value, "expires", 0),
@@ -168,39 +153,38 @@ std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
 }
 
 void OAuth::Store(const std::string& key, const Tokens& tokens) const {
-    m_profile.UpdateFile(kTokensFile, [&](const std::optional<std::string>& text) {
-        Json json = ParseObject(text.value_or("{}"));
+    m_profile.UpdateJson(kTokensFile, [&](Json& json) {
+        if (!json.IsObject()) json.SetObject();
         auto& memory = json.GetAllocator();
-        const auto closed = [&](const std::string& secret) {
-            return rapidjson::Value(secret.empty() ? "" : m_cipher->Encrypt(kPurpose, secret).c_str(),
-                                    memory);
+        const auto closed = [&](const char* name, const std::string& secret) {
+            const std::string text = secret.empty() ? "" : m_cipher->Encrypt(PurposeOf(key, name), secret);
+            return rapidjson::Value(text.c_str(), memory);
         };
         rapidjson::Value entry(rapidjson::kObjectType);
-        entry.AddMember("access", closed(tokens.access), memory);
-        entry.AddMember("refresh", closed(tokens.refresh), memory);
+        entry.AddMember("access", closed("access", tokens.access), memory);
+        entry.AddMember("refresh", closed("refresh", tokens.refresh), memory);
         entry.AddMember("expires", tokens.expires, memory);
         entry.AddMember("stored", Microseconds(), memory);
         SetMember(json, key, std::move(entry), memory);
-        return Serialize(json);
     });
 }
 
-void OAuth::Forget(const std::string& site_url) const {
+void OAuth::Forget(const std::string& site_url, const std::string& user) const {
     if (!fs::exists(m_profile.file(kTokensFile))) return;
     // A scope names the server without its port, in the letters that it was typed in.
     std::string server = ServerOf(site_url);
     const std::size_t host = server.find("://") + 3;
     const std::size_t colon = server.find(':', server.find(']') < server.size() ? server.find(']') : host);
     server = " " + server.substr(0, colon) + "/";
-    m_profile.UpdateFile(kTokensFile, [&](const std::optional<std::string>& text) {
-        Json json = ParseObject(text.value_or("{}"));
+    m_profile.UpdateJson(kTokensFile, [&](Json& json) {
+        if (!json.IsObject()) return;
         for (auto member = json.MemberBegin(); member != json.MemberEnd();) {
             std::string key = member->name.GetString();
+            const bool is_of_user = key.ends_with(" " + user) || key.ends_with(' ');
             std::transform(key.begin(), key.end(), key.begin(), ToLowerAscii);
             const bool is_of_server = key.find(server) != std::string::npos;
-            member = is_of_server ? json.EraseMember(member) : member + 1;
+            member = is_of_server && is_of_user ? json.EraseMember(member) : member + 1;
         }
-        return Serialize(json);
     });
 }
 
@@ -210,7 +194,7 @@ std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
                                                                     {"client_id", request.client_id},
                                                                     {"scope", FullScope(request)},
                                                                     {"refresh_token", refresh_token}});
-    const Json json = ParseObject(answer.body);
+    const Json json = ParseJsonObject(answer.body);
     const std::string access = TextOf(json, "access_token");
     if (answer.status != 200 || access.empty()) return std::nullopt;
     std::string refresh = TextOf(json, "refresh_token");
@@ -237,7 +221,7 @@ OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
                                                                     {"code", code.code},
                                                                     {"redirect_uri", code.redirect_uri},
                                                                     {"code_verifier", code.verifier}});
-    const Json json = ParseObject(answer.body);
+    const Json json = ParseJsonObject(answer.body);
     const std::string access = TextOf(json, "access_token");
     if (answer.status != 200 || access.empty()) ThrowRefusal(answer, json);
     return {access, TextOf(json, "refresh_token"),
@@ -247,7 +231,7 @@ OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
 OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
     const FormAnswer offer = PostForm(Endpoint(request, "devicecode"),
                                       {{"client_id", request.client_id}, {"scope", FullScope(request)}});
-    const Json code = ParseObject(offer.body);
+    const Json code = ParseJsonObject(offer.body);
     const std::string device_code = TextOf(code, "device_code");
     std::string address = TextOf(code, "verification_uri");
     if (address.empty()) address = TextOf(code, "verification_url");
@@ -262,7 +246,7 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
                                            {{"grant_type", "urn:ietf:params:oauth:grant-type:device_code"},
                                             {"client_id", request.client_id},
                                             {"device_code", device_code}});
-        const Json json = ParseObject(answer.body);
+        const Json json = ParseJsonObject(answer.body);
         const std::string access = TextOf(json, "access_token");
         if (answer.status == 200 && !access.empty()) {
             return {access, TextOf(json, "refresh_token"),

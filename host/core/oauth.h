@@ -43,6 +43,7 @@ public:
 
     // Stores an override for the server that a site's URL names.
     void SetOverride(const std::string& site_url, const OAuthOverride& value) const;
+    // Throws a Failure when the overrides can't be read.
     std::optional<OAuthOverride> FindOverride(const std::string& site_url) const;
 
     // A token that must not be given out again for this place, because its server has it already.
@@ -53,8 +54,8 @@ public:
     // declines or interrupts.
     std::string GetToken(const OAuthRequest& request);
 
-    // Forgets the tokens of all users for a scope that belongs to the server of this site.
-    void Forget(const std::string& site_url) const;
+    // Forgets a user's tokens for scopes that belong to the server of this site, and those of nobody named.
+    void Forget(const std::string& site_url, const std::string& user) const;
 
 private:
     struct Tokens {

@@ -20,6 +20,7 @@ namespace {
 
 using testing::ReadText;
 using testing::TempFolder;
+using testing::WriteText;
 
 // Answers each form by its grant type; one connection after the other.
 class SignInServer {
@@ -313,9 +314,46 @@ TEST_F(SignIn, ATokenThatAnotherProcessGotMeanwhileIsTakenUnlessTheServerRefused
     fourth.oauth.NoteInUse(Request().site, "access2");
     EXPECT_EQ(fourth.oauth.GetToken(Request()), "access3") << "a refused renewal is a new sign-in";
     EXPECT_EQ(server.device_codes, 2);
-    fourth.oauth.Forget("http://SITE:8080/sites/a");
+    fourth.oauth.Forget("http://SITE:8080/sites/a", "");
     Process fifth(*this);
     EXPECT_EQ(fifth.oauth.GetToken(Request()), "access4") << "forgotten";
+}
+
+TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
+    OAuthRequest alice = Request(), bob = Request();
+    alice.user = "alice";
+    bob.user = "bob";
+    Process first(*this);
+    const std::string hers = first.oauth.GetToken(alice), his = first.oauth.GetToken(bob);
+    Process second(*this);
+    second.oauth.Forget("http://site/", "bob");
+    EXPECT_EQ(ReadText(folder / "tokens.json").find(" bob"), std::string::npos);
+    EXPECT_NE(ReadText(folder / "tokens.json").find(" alice"), std::string::npos);
+    // Put in place of another's, a token can't be read.
+    std::string text = ReadText(folder / "tokens.json");
+    WriteText(folder / "tokens.json", text.replace(text.find(" alice"), 6, " bob"));
+    EXPECT_EQ(second.oauth.GetToken(bob), "access3");
+    EXPECT_EQ(server.device_codes, 3);
+    EXPECT_EQ(server.refreshes, 0);
+}
+
+TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
+    std::string told;
+    const Profile profile(folder.path(), [&](const std::string& line) { told += line + "\n"; });
+    OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), terminal);
+    oauth.SetOverride("http://site/", {"https://login/x", "id"});
+    for (const std::string& text : {std::string("{"), std::string("[1]"), std::string(100000, '[')}) {
+        WriteText(folder / "oauth.json", text);
+        EXPECT_THROW(oauth.FindOverride("http://site/"), Failure);
+    }
+    oauth.SetOverride("http://site/", {"https://login/x", "id"});
+    EXPECT_EQ(oauth.FindOverride("http://site/")->authority, "https://login/x");
+    WriteText(folder / "tokens.json", "[]");
+    EXPECT_EQ(oauth.GetToken(Request()), "access1");
+    for (const char* name : {"oauth.json.bad-1", "tokens.json.bad-1"}) {
+        EXPECT_TRUE(fs::exists(folder / name)) << name;
+        EXPECT_NE(told.find(name), std::string::npos) << told;
+    }
 }
 
 // It may be what the server refuses now, though the asking account never came to keep it.

@@ -32,8 +32,7 @@ std::shared_ptr<SettingsTree> Profile::LoadTree(std::string_view name) const {
     try {
         tree->FromJson(*content);
     } catch (const Failure& failure) {
-        const fs::path aside = MoveAside(file(name));
-        warn(std::string(failure.what()) + "; the file was set aside as " + aside.string());
+        SetAside(name, failure.what());
         tree = std::make_shared<SettingsTree>();
     }
     return tree;
@@ -51,15 +50,46 @@ void Profile::SaveTree(SettingsTree& tree, std::string_view name) const {
     }
 }
 
-void Profile::UpdateFile(std::string_view name,
-                         const std::function<std::string(const std::optional<std::string>&)>& change) const {
-    fs::path lock_path = file(name);
-    lock_path += ".lock";
-    const auto lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, kLockPatienceMs);
+FileLock Profile::Lock(std::string_view name) const {
+    fs::path path = file(name);
+    path += ".lock";
+    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockPatienceMs);
     if (!lock) throw Failure(kInUse, file(name).string() + " is in use by another process");
+    return std::move(*lock);
+}
+
+void Profile::SetAside(std::string_view name, const std::string& why) const {
+    const fs::path aside = MoveAside(file(name));
+    warn(why + "; the file was set aside as " + aside.string());
+}
+
+Json Profile::ReadJson(std::string_view name, IsSound* is_sound, bool& out_damaged) const {
     const auto content = ReadWhole(file(name));
-    const std::string changed = change(content);
-    if (!content || *content != changed) ReplaceFile(file(name), changed);
+    std::optional<Json> json = content ? ParseJson(*content) : std::nullopt;
+    out_damaged = content && !(json && is_sound(*json));
+    return json && !out_damaged ? std::move(*json) : Json();
+}
+
+Json Profile::LoadJson(std::string_view name, IsSound* is_sound) const {
+    bool damaged = false;
+    Json json = ReadJson(name, is_sound, damaged);
+    if (!damaged) return json;
+    const FileLock lock = Lock(name);
+    json = ReadJson(name, is_sound, damaged);  // another process may have mended it
+    if (damaged) SetAside(name, file(name).string() + " is damaged");
+    return json;
+}
+
+void Profile::UpdateJson(std::string_view name, const std::function<void(Json&)>& change,
+                         IsSound* is_sound) const {
+    const FileLock lock = Lock(name);
+    bool damaged = false;
+    Json json = ReadJson(name, is_sound, damaged);
+    if (damaged) SetAside(name, file(name).string() + " is damaged");
+    const std::string before = json.IsNull() ? std::string() : PrettyText(json);
+    change(json);
+    const std::string after = PrettyText(json);
+    if (after != before) ReplaceFile(file(name), after);
 }
 
 fs::path DefaultProfileFolder() {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "core/json.h"
 #include "core/posix_file.h"
 #include "core/settings_tree.h"
 
@@ -30,11 +31,21 @@ public:
     // Stores the tree if it changed.
     void SaveTree(SettingsTree& tree, std::string_view name) const;
 
-    // Runs `change` on the content of a JSON file under that file's lock, and stores what it returns.
-    void UpdateFile(std::string_view name,
-                    const std::function<std::string(const std::optional<std::string>&)>& change) const;
+    // Whether a stored document is of the shape that its reader needs.
+    using IsSound = bool(const Json&);
+    static bool IsObject(const Json& json) { return json.IsObject(); }
+
+    // A stored document, null when there is none. One that isn't sound is set aside and told.
+    Json LoadJson(std::string_view name, IsSound* is_sound = IsObject) const;
+    // Runs `change` on the document under its file's lock, and stores what it makes of it.
+    void UpdateJson(std::string_view name, const std::function<void(Json&)>& change,
+                    IsSound* is_sound = IsObject) const;
 
 private:
+    FileLock Lock(std::string_view name) const;
+    Json ReadJson(std::string_view name, IsSound* is_sound, bool& out_damaged) const;
+    void SetAside(std::string_view name, const std::string& why) const;
+
     fs::path m_folder;
     Warn m_warn;
 };

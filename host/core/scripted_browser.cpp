@@ -2,13 +2,13 @@
 // Main thread only.
 #include "core/scripted_browser.h"
 
-#include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <fstream>
 
 #include "core/failure.h"
+#include "core/json.h"
 #include "core/posix_file.h"
 
 namespace host {
@@ -112,7 +112,7 @@ private:
     const std::shared_ptr<const Script> m_script;
 };
 
-std::u16string TextOf(const rapidjson::Value& object, const char* name, std::u16string otherwise = {}) {
+std::u16string WideTextOf(const rapidjson::Value& object, const char* name, std::u16string otherwise = {}) {
     const auto member = object.FindMember(name);
     if (member == object.MemberEnd()) return otherwise;
     if (!member->value.IsString()) throw Failure(kBadData, std::string(name) + " is not a text");
@@ -133,13 +133,13 @@ void ForEach(const rapidjson::Value& object, const char* name, Read read) {
 
 Page ReadPage(const rapidjson::Value& item) {
     Page page;
-    page.url = TextOf(item, "url");
+    page.url = WideTextOf(item, "url");
     const auto success = item.FindMember("success");
     page.success = success == item.MemberEnd() || (success->value.IsBool() && success->value.GetBool());
     if (item.HasMember("cookies")) page.cookies.emplace();
     ForEach(item, "cookies", [&](const rapidjson::Value& cookie) {
-        page.cookies->push_back({TextOf(cookie, "name"), TextOf(cookie, "value"), TextOf(cookie, "domain"),
-                                 TextOf(cookie, "path", u"/")});
+        page.cookies->push_back({WideTextOf(cookie, "name"), WideTextOf(cookie, "value"),
+                                 WideTextOf(cookie, "domain"), WideTextOf(cookie, "path", u"/")});
     });
     return page;
 }
@@ -150,13 +150,11 @@ std::unique_ptr<Browser> LoadScriptedBrowser(MainThread& main_thread, const std:
     try {
         const auto text = ReadWhole(file);
         if (!text) throw Failure(kBadData, "there is no such file");
-        rapidjson::Document document;
-        document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text->data(),
-                                                                                               text->size());
-        if (document.HasParseError() || !document.IsObject()) throw Failure(kBadData, "it is no JSON object");
+        const std::optional<Json> document = ParseJson(*text);
+        if (!document || !document->IsObject()) throw Failure(kBadData, "it is no JSON object");
         Script script;
-        script.log = ToUtf8(TextOf(document, "log"));
-        ForEach(document, "pages",
+        script.log = TextOf(*document, "log");
+        ForEach(*document, "pages",
                 [&](const rapidjson::Value& item) { script.pages.push_back(ReadPage(item)); });
         return std::make_unique<ScriptedBrowser>(main_thread, std::move(script));
     } catch (const Failure& failure) {

@@ -2,13 +2,13 @@
 // Any thread, under the tree's lock.
 #include "core/settings_tree.h"
 
-#include <rapidjson/document.h>
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
 
 #include "core/failure.h"
+#include "core/json.h"
 
 namespace host {
 
@@ -16,8 +16,6 @@ using TMK::CabType;
 using NodePtr = std::shared_ptr<SettingNode>;
 
 namespace {
-
-constexpr int kMaxDepth = 64;
 
 NodePtr FindChild(const SettingNode& node, std::u16string_view id) {
     if (node.type != CabType::Dictionary) return nullptr;
@@ -78,22 +76,18 @@ bool Reshape(SettingNode& node, const ItemShape& shape) {
     return node.value.index() != 0;
 }
 
-using Json = rapidjson::Document;
-
-NodePtr NodeFromJson(const rapidjson::Value& json, int depth) {
-    if (depth > kMaxDepth) throw Failure(kBadData, "stored settings are nested too deep");
+NodePtr NodeFromJson(const rapidjson::Value& json) {
     auto node = std::make_shared<SettingNode>();
     if (json.IsObject()) {
         node->type = CabType::Dictionary;
         for (const auto& member : json.GetObject()) {
-            NodePtr child = NodeFromJson(member.value, depth + 1);
+            NodePtr child = NodeFromJson(member.value);
             child->id = ToUtf16({member.name.GetString(), member.name.GetStringLength()});
             node->children.push_back(std::move(child));
         }
     } else if (json.IsArray()) {
         node->type = CabType::Array;
-        for (const auto& element : json.GetArray())
-            node->children.push_back(NodeFromJson(element, depth + 1));
+        for (const auto& element : json.GetArray()) node->children.push_back(NodeFromJson(element));
     } else {
         if (json.IsBool()) node->value = json.GetBool();
         if (json.IsInt()) {
@@ -327,13 +321,9 @@ std::string SettingsTree::ToJson() const {
 }
 
 void SettingsTree::FromJson(std::string_view json) {
-    Json document;
-    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(json.data(),
-                                                                                           json.size());
-    if (document.HasParseError() || !document.IsObject()) {
-        throw Failure(kBadData, "stored settings are no JSON object");
-    }
-    NodePtr root = NodeFromJson(document, 0);
+    const std::optional<Json> document = ParseJson(json);
+    if (!document || !document->IsObject()) throw Failure(kBadData, "stored settings are no JSON object");
+    NodePtr root = NodeFromJson(*document);
     const std::lock_guard lock(m_mutex);
     m_root = std::move(root);
     if (!m_templates.empty()) Reshape(*m_root, m_templates.back()->root());

@@ -127,6 +127,18 @@ std::string PlainLine(std::string_view text) {
     return Plain(text, true);
 }
 
+std::string WithoutPasswords(std::string line) {
+    for (std::size_t at = line.find("://"); at != std::string::npos; at = line.find("://", at + 3)) {
+        const std::size_t start = at + 3;
+        const std::size_t end = std::min(line.find_first_of("/?# ", start), line.size());
+        const std::size_t host = line.rfind('@', end);
+        const std::size_t colon = line.find(':', start);
+        const bool has_password = host != std::string::npos && host > colon && host < end;
+        if (has_password) line.replace(colon + 1, host - colon - 1, "***");
+    }
+    return line;
+}
+
 std::string SafeLine(std::string_view text) {
     return Plain(text, true, false);
 }

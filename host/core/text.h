@@ -34,6 +34,8 @@ std::string FormatResult(HRESULT result);
 
 // One line for a terminal: rich-text tags, control characters and line breaks gone.
 std::string PlainLine(std::string_view text);
+// What stands for a password in the addresses of a line becomes "***".
+std::string WithoutPasswords(std::string line);
 
 // The same for what isn't rich text: the control characters and line breaks gone.
 std::string SafeLine(std::string_view text);

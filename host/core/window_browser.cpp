@@ -2,10 +2,6 @@
 // Main thread, but for what is marked otherwise.
 #include "core/window_browser.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
@@ -13,12 +9,12 @@
 
 #include "core/browser_program.h"
 #include "core/failure.h"
+#include "core/json.h"
 
 namespace host {
 
 namespace {
 
-using Json = rapidjson::Document;
 using Note = std::function<void(const std::string&)>;
 
 bool IsSetAny(std::initializer_list<const char*> variables) {
@@ -39,13 +35,6 @@ std::string AskedBy() {
                : "the site";
 }
 
-std::string Write(const rapidjson::Value& json) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    json.Accept(writer);
-    return {buffer.GetString(), buffer.GetSize()};
-}
-
 class Message {
 public:
     explicit Message(const char* what) : m_json(rapidjson::kObjectType) {
@@ -56,7 +45,7 @@ public:
     }
     Message& With(const char* name, int number) { return Add(name, rapidjson::Value(number)); }
     Message& With(const char* name, bool on) { return Add(name, rapidjson::Value(on)); }
-    std::string Line() const { return Write(m_json); }
+    std::string Line() const { return CompactText(m_json); }
 
 private:
     Message& Add(const char* name, rapidjson::Value value) {
@@ -66,10 +55,8 @@ private:
     Json m_json;
 };
 
-std::u16string TextOf(const rapidjson::Value& json, const char* name) {
-    const auto member = json.FindMember(name);
-    if (member == json.MemberEnd() || !member->value.IsString()) return {};
-    return ToUtf16({member->value.GetString(), member->value.GetStringLength()});
+std::u16string WideTextOf(const rapidjson::Value& json, const char* name) {
+    return ToUtf16(TextOf(json, name));
 }
 
 int NumberOf(const rapidjson::Value& json, const char* name) {
@@ -83,8 +70,8 @@ std::optional<std::vector<BrowserCookie>> CookiesOf(const rapidjson::Value& json
     std::vector<BrowserCookie> cookies;
     for (const auto& item : list->value.GetArray()) {
         if (!item.IsObject()) continue;
-        cookies.push_back(
-            {TextOf(item, "name"), TextOf(item, "value"), TextOf(item, "domain"), TextOf(item, "path")});
+        cookies.push_back({WideTextOf(item, "name"), WideTextOf(item, "value"), WideTextOf(item, "domain"),
+                           WideTextOf(item, "path")});
     }
     return cookies;
 }
@@ -109,15 +96,15 @@ struct Hearer {
 };
 
 void Tell(Hearer& hearer, const Json& message) {
-    const std::u16string event = TextOf(message, "event");
+    const std::u16string event = WideTextOf(message, "event");
     if (event == u"ready") {
         hearer.listener.OnReady();
     } else if (event == u"navigated") {
         hearer.has_page = true;
         const auto success = message.FindMember("success");
-        hearer.listener.OnNavigated(TextOf(message, "url"), success != message.MemberEnd() &&
-                                                                success->value.IsBool() &&
-                                                                success->value.GetBool());
+        hearer.listener.OnNavigated(WideTextOf(message, "url"), success != message.MemberEnd() &&
+                                                                    success->value.IsBool() &&
+                                                                    success->value.GetBool());
     } else if (event == u"cookies") {
         hearer.listener.OnCookies(CookiesOf(message));
     } else if (event == u"resized") {
@@ -181,10 +168,8 @@ private:
     }
     // The program's thread. What is to be kept is kept even when nobody hears any more.
     void OnLine(const std::string& line) {
-        auto message = std::make_shared<Json>();
-        message->Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
-        if (message->HasParseError() || !message->IsObject()) return;
-        if (TextOf(*message, "event") == u"store") {
+        const auto message = std::make_shared<const Json>(ParseJsonObject(line));
+        if (TextOf(*message, "event") == "store") {
             Keep(*message);
             return;
         }
@@ -194,7 +179,7 @@ private:
         const auto list = message.FindMember("cookies");
         if (list == message.MemberEnd()) return;
         try {
-            m_cookies.Save(m_group, Write(list->value));
+            m_cookies.Save(m_group, CompactText(list->value));
         } catch (const std::exception& failure) {
             m_note(std::string("the browser's cookies can't be kept: ") + failure.what());
         }

@@ -4,7 +4,9 @@
 #include <rapidjson/document.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
 #include "network.h"
 
@@ -461,29 +463,51 @@ TEST(Detection, KnowsAServerByWhatItAnswersAndNeverAsks) {
 
 // What was changed in the profile, or comes from another one, is told and brings nobody else's password.
 TEST(StoredSecrets, ThatCannotBeReadAreAskedForAgain) {
-    for (const bool foreign : {false, true}) {
-        Setting run(kWays[0], false, false);
+    for (const char* change : {"a foreign key", "a foreign account", "other bytes"}) {
+        SCOPED_TRACE(change);
+        Setting run(kWays[0], false, false), other(kWays[0], false, false);
         ASSERT_EQ(run.Add(Answer::right).status, 0);
+        const DevServer* asked = &*run.server;
         const auto accounts = run.host.Profile() / "accounts.json";
         std::string text = ReadFile(accounts);
-        if (foreign) {
-            Setting other(kWays[0], false, false);
+        if (change == std::string("a foreign key")) {
             ASSERT_EQ(other.Add(Answer::right).status, 0);
             std::filesystem::copy_file(other.host.Profile() / "key", run.host.Profile() / "key",
                                        std::filesystem::copy_options::overwrite_existing);
+        } else if (change == std::string("a foreign account")) {
+            for (auto at = text.find(run.server->Origin()); at != std::string::npos;
+                 at = text.find(run.server->Origin(), at + 1))
+                text.replace(at, run.server->Origin().size(), other.server->Origin());
+            WriteFile(accounts, text);
+            asked = &*other.server;
         } else {
             for (auto at = text.find("sph1:"); at != std::string::npos; at = text.find("sph1:", at + 1))
                 text[at + 30] = text[at + 30] == 'A' ? 'B' : 'A';
             WriteFile(accounts, text);
         }
-        run.server->ClearRequests();
-        const Result refused = run.host.Run({"ls", run.server->Url("")});
+        asked->ClearRequests();
+        const Result refused = run.host.Run({"ls", asked->Url("")});
         EXPECT_EQ(refused.status, 3) << refused.err;
         EXPECT_NE(refused.err.find("can't be read"), std::string::npos) << refused.err;
-        const Result again = run.Run({"ls", run.server->Url("")}, Answer::right);
+        EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 2) << refused.err;
+        const Result again = run.Run({"ls", asked->Url("")}, Answer::right);
         EXPECT_EQ(again.status, 0) << again.err;
-        EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0) << "what signed in is kept";
+        EXPECT_EQ(run.host.Run({"ls", asked->Url("")}).status, 0) << "what signed in is kept";
     }
+}
+
+TEST(StoredAccounts, APlaceThatSeveralProcessesAddIsOnePlace) {
+    Setting run(kWays[0], false, false);
+    ASSERT_EQ(run.host.Run({"place", "list"}).status, 0);
+    std::atomic<int> added = 0;
+    {
+        std::vector<std::jthread> processes;
+        for (int i = 0; i < 4; ++i)
+            processes.emplace_back([&] { added += run.Add(Answer::right).status == 0; });
+    }
+    EXPECT_EQ(added, 1);
+    const std::string list = run.host.Run({"place", "list"}).out;
+    EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 1) << list;
 }
 
 // The browser that people see, without a screen: it fills in the page by itself.
