@@ -214,7 +214,9 @@ HRESULT Host::DoOAuth(TMK::ITMK_CabNode* parameters) {
         if (request.authority.empty() || request.scope.empty()) return E_INVALIDARG;
         return token->put_v(Variant(std::u16string_view(ToUtf16(m_oauth.GetToken(request)))).get());
     } catch (const Failure& failure) {
-        NoteMessage(failure.what());
+        const bool was_refused = m_oauth.HasTokenInUse(site);
+        NoteMessage((was_refused ? "the server refuses the present sign-in, and a new one failed: " : "") +
+                    std::string(failure.what()));
         throw;
     }
 }

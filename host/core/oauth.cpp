@@ -22,6 +22,7 @@ constexpr int kDefaultInterval = 5;  // seconds, where the server names none
 constexpr int kSlowDown = 5;         // more seconds each time the server asks for it
 constexpr int kMaxInterval = 120;
 constexpr std::int64_t kDefaultLifetime = 900;
+constexpr long kTooManyRequests = 429;
 
 std::int64_t Microseconds() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -134,6 +135,11 @@ void OAuth::NoteInUse(const std::string& site, const std::string& token) {
     if (!token.empty()) m_in_use.emplace(site, token);
 }
 
+bool OAuth::HasTokenInUse(const std::string& site) {
+    const std::lock_guard lock(m_mutex);
+    return std::any_of(m_in_use.begin(), m_in_use.end(), [&](const auto& use) { return use.first == site; });
+}
+
 std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
     const Json json = m_profile.LoadJson(kTokensFile);
     if (json.IsNull()) return std::nullopt;
@@ -196,6 +202,8 @@ std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
                                                                     {"refresh_token", refresh_token}});
     const Json json = ParseJsonObject(answer.body);
     const std::string access = TextOf(json, "access_token");
+    // A server in trouble says nothing about the token; a new sign-in would meet the same trouble.
+    if (answer.status >= 500 || answer.status == kTooManyRequests) ThrowRefusal(answer, json);
     if (answer.status != 200 || access.empty()) return std::nullopt;
     std::string refresh = TextOf(json, "refresh_token");
     if (refresh.empty()) refresh = refresh_token;

@@ -48,6 +48,7 @@ public:
 
     // A token that must not be given out again for this place, because its server has it already.
     void NoteInUse(const std::string& site, const std::string& token);
+    bool HasTokenInUse(const std::string& site);
 
     // An access token that was not given out before in this process for this place: one that another process
     // got meanwhile, a renewed one, or one from a new sign-in. Throws a Failure; 0x821704C7 when the person

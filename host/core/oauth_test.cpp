@@ -46,6 +46,7 @@ public:
     std::atomic<int> pending{0};  // polls before the person has signed in
     std::atomic<bool> denied{false};
     std::atomic<bool> can_refresh{true};
+    std::atomic<int> trouble{0};  // the status of all answers, if any
     std::atomic<long> lifetime{3600};
     std::atomic<int> device_codes{0};
     std::atomic<int> refreshes{0};
@@ -57,6 +58,10 @@ private:
         if (request.find("/devicecode ") != std::string::npos) {
             ++device_codes;
             return R"({"device_code":"d","user_code":"AB-CD","verification_uri":"http://x/dev","interval":1,"expires_in":60})";
+        }
+        if (trouble) {
+            status = trouble;
+            return "<html>busy</html>";
         }
         last_form = request.substr(request.find("\r\n\r\n") + 4);
         const bool is_refresh = request.find("grant_type=refresh_token") != std::string::npos;
@@ -362,6 +367,23 @@ TEST_F(SignIn, ATokenFromBeforeIsRenewedWhateverItsExpiry) {
     Process second(*this);
     EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
     EXPECT_EQ(server.refreshes, 1);
+}
+
+TEST_F(SignIn, AServerInTroubleCostsNoSignIn) {
+    Process(*this).oauth.GetToken(Request());
+    Process second(*this);
+    for (const int status : {429, 500, 503}) {
+        server.trouble = status;
+        try {
+            second.oauth.GetToken(Request());
+            ADD_FAILURE() << status;
+        } catch (const Failure& failure) {
+            EXPECT_NE(std::string(failure.what()).find(std::to_string(status)), std::string::npos);
+        }
+    }
+    EXPECT_EQ(server.device_codes, 1);
+    server.trouble = 0;
+    EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
 }
 
 TEST_F(SignIn, AnExpiredTokenIsNotGivenOut) {
