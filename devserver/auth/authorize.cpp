@@ -14,7 +14,6 @@ namespace devserver {
 namespace {
 
 constexpr Seconds code_lifetime = 600;
-constexpr std::size_t most_codes = 1000;
 
 // http on this machine, with any port and path; nothing that a header can't hold.
 bool is_loopback(std::string_view uri) {
@@ -98,26 +97,16 @@ http::Response AuthorizePage::handle(http::Request& request) {
 
 http::Response AuthorizePage::give_code(AuthorizationCode grant, const User& user, const std::string& state) {
     auto code = base64url_encode(random_bytes(48));
-    auto redirect_uri = grant.redirect_uri;
     grant.user = user.id;
     grant.expires = now() + code_lifetime;
-    {
-        std::lock_guard lock(m_mutex);
-        std::erase_if(m_codes, [](const auto& entry) { return entry.second.expires <= now(); });
-        if (m_codes.size() >= most_codes) m_codes.erase(m_codes.begin());
-        m_codes[code] = std::move(grant);
-    }
-    return back_to(redirect_uri, "code=" + code, state);
+    m_store.put_authorization_code(code, grant);
+    return back_to(grant.redirect_uri, "code=" + code, state);
 }
 
 std::optional<AuthorizationCode> AuthorizePage::redeem(const std::string& code, const std::string& verifier) {
-    std::lock_guard lock(m_mutex);
-    auto found = m_codes.find(code);
-    if (found == m_codes.end()) return std::nullopt;
-    auto grant = std::move(found->second);
-    m_codes.erase(found);
-    bool proven = equal_in_constant_time(base64url_encode(sha256(verifier)), grant.challenge);
-    return proven && grant.expires > now() ? std::optional(std::move(grant)) : std::nullopt;
+    auto grant = m_store.take_authorization_code(code);
+    bool proven = grant && equal_in_constant_time(base64url_encode(sha256(verifier)), grant->challenge);
+    return proven ? std::move(grant) : std::nullopt;
 }
 
 }  // namespace devserver

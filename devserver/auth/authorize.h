@@ -2,8 +2,6 @@
 // client's proof (RFC 7636) and to a port of the client's own machine (RFC 8252 7.3). Owner: auth/oauth; any
 // thread.
 #pragma once
-#include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -11,12 +9,6 @@
 #include "store/store.h"
 
 namespace devserver {
-
-struct AuthorizationCode {
-    std::string client, scope, redirect_uri, challenge;
-    Id user = 0;
-    Seconds expires = 0;
-};
 
 class AuthorizePage {
 public:
@@ -32,8 +24,6 @@ private:
 
     Store& m_store;
     const std::string m_approve_user;
-    std::mutex m_mutex;
-    std::map<std::string, AuthorizationCode> m_codes;
 };
 
 }  // namespace devserver

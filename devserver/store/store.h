@@ -58,6 +58,12 @@ struct DeviceCode {
     bool denied = false;
 };
 
+struct AuthorizationCode {
+    std::string client, scope, redirect_uri, challenge;
+    Id user = 0;
+    Seconds expires = 0;
+};
+
 struct Upload {
     Id item = 0, user = 0;
     std::string blob;
@@ -164,6 +170,9 @@ public:
     void note_device_poll(const std::string& code, Seconds last_poll, int interval);
     // False when it was gone already.
     bool drop_device_code(const std::string& code);
+    void put_authorization_code(const std::string& code, const AuthorizationCode& grant);
+    // What a code that hasn't expired stands for; it is gone afterwards.
+    std::optional<AuthorizationCode> take_authorization_code(const std::string& code);
 
 private:
     using Lock = std::lock_guard<std::recursive_mutex>;

@@ -89,6 +89,26 @@ bool Store::drop_device_code(const std::string& code) {
     return true;
 }
 
+void Store::put_authorization_code(const std::string& code, const AuthorizationCode& grant) {
+    Lock lock(m_mutex);
+    m_database.run("DELETE FROM authorization_codes WHERE expires <= ?", now());
+    m_database.run("INSERT OR REPLACE INTO authorization_codes VALUES (?,?,?,?,?,?,?)", sha256_hex(code),
+                   grant.client, grant.scope, grant.redirect_uri, grant.challenge, grant.user, grant.expires);
+}
+
+std::optional<AuthorizationCode> Store::take_authorization_code(const std::string& code) {
+    Lock lock(m_mutex);
+    auto row = m_database.query(
+        "SELECT client, scope, redirect_uri, challenge, user, expires FROM authorization_codes WHERE hash=? "
+        "AND expires > ?",
+        sha256_hex(code), now());
+    if (!row.step()) return std::nullopt;
+    AuthorizationCode grant{row.text(0), row.text(1),    row.text(2),
+                            row.text(3), row.integer(4), row.integer(5)};
+    m_database.run("DELETE FROM authorization_codes WHERE hash=?", sha256_hex(code));
+    return grant;
+}
+
 void Store::start_upload(const std::string& id, const Upload& upload) {
     Lock lock(m_mutex);
     cancel_upload(id);

@@ -175,7 +175,7 @@ protected:
                "&code_challenge=" + base64url_encode(sha256(verifier));
     }
     Reply answer(const std::string& fields, const std::string& redirect = "http://127.0.0.1:9/x") const {
-        return server.send({.method = "POST", .path = query(redirect), .body = fields});
+        return server->send({.method = "POST", .path = query(redirect), .body = fields});
     }
     std::string code() const {
         auto location = answer("username=alice&password=alice&decision=approve").header("Location");
@@ -187,15 +187,24 @@ protected:
     Reply redeem(const std::string& code_value, const std::string& proof = verifier,
                  const std::string& client = "app",
                  const std::string& redirect = "http://127.0.0.1:9/x") const {
-        return server.send({.method = "POST",
-                            .path = "/organizations/oauth2/v2.0/token",
-                            .body = "grant_type=authorization_code&client_id=" + client +
-                                    "&redirect_uri=" + percent_encode(redirect) + "&code_verifier=" + proof +
-                                    "&code=" + code_value});
+        return server->send({.method = "POST",
+                             .path = "/organizations/oauth2/v2.0/token",
+                             .body = "grant_type=authorization_code&client_id=" + client +
+                                     "&redirect_uri=" + percent_encode(redirect) + "&code_verifier=" + proof +
+                                     "&code=" + code_value});
     }
 
-    ServerProcess server{{}};
+    TemporaryFolder data;
+    std::optional<ServerProcess> server{std::in_place, std::vector<std::string>{}, data.path()};
 };
+
+TEST_F(Authorize, ACodeOutlivesARestart) {
+    auto value = code();
+    EXPECT_EQ(server->stop(), 0);
+    server.emplace(std::vector<std::string>{}, data.path());
+    EXPECT_EQ(redeem(value).status, 200);
+    EXPECT_EQ(redeem(value).status, 400);
+}
 
 TEST_F(Authorize, ThePageComesBackWithACodeThatIsGoodOnce) {
     EXPECT_EQ(answer("username=alice&password=bob&decision=approve").status, 200);
@@ -204,7 +213,7 @@ TEST_F(Authorize, ThePageComesBackWithACodeThatIsGoodOnce) {
     ASSERT_EQ(granted.status, 200) << granted.body;
     auto json = granted.json();
     auto token = std::string("Authorization: Bearer ") + json["access_token"].GetString();
-    EXPECT_EQ(server.send({.path = "/sites/team/_api/web", .headers = {token}}).status, 200);
+    EXPECT_EQ(server->send({.path = "/sites/team/_api/web", .headers = {token}}).status, 200);
     EXPECT_TRUE(json.HasMember("refresh_token"));
     EXPECT_EQ(redeem(value).status, 400) << "a second time";
     auto declined = answer("decision=decline").header("Location");
@@ -219,11 +228,11 @@ TEST_F(Authorize, ACodeIsForItsClientItsPlaceAndItsProofAlone) {
     auto tried = code();
     EXPECT_EQ(redeem(tried, "wrong").status, 400);
     EXPECT_EQ(redeem(tried).status, 400) << "a wrong proof ends the code";
-    auto bare = server.send({.method = "POST",
-                             .path = "/organizations/oauth2/v2.0/token",
-                             .body = "grant_type=authorization_code&client_id=app&code=" + code()});
+    auto bare = server->send({.method = "POST",
+                              .path = "/organizations/oauth2/v2.0/token",
+                              .body = "grant_type=authorization_code&client_id=app&code=" + code()});
     EXPECT_EQ(bare.json()["error"], "invalid_request") << "no proof at all";
-    auto plain = server.send({.path = query("http://127.0.0.1:9/", "plain")});
+    auto plain = server->send({.path = query("http://127.0.0.1:9/", "plain")});
     EXPECT_TRUE(plain.header("Location").starts_with("http://127.0.0.1:9/?error=invalid_request"));
 }
 
@@ -245,12 +254,12 @@ TEST_F(Authorize, CodesGoToThisMachineOnly) {
 }
 
 TEST_F(Authorize, ThePageShowsTheTextsOfOthersAsText) {
-    auto shown = server.send({.path = query("http://localhost/") + "&login_hint=%22%3E%3Cscript%3E"});
+    auto shown = server->send({.path = query("http://localhost/") + "&login_hint=%22%3E%3Cscript%3E"});
     EXPECT_EQ(shown.status, 200);
     EXPECT_EQ(shown.body.find("<script"), std::string::npos) << shown.body;
-    auto typed = server.send({.method = "POST",
-                              .path = query("http://localhost/") + "&x=%22><script>",
-                              .body = "username=%22%3E%3Cscript%3E&password=x&decision=approve"});
+    auto typed = server->send({.method = "POST",
+                               .path = query("http://localhost/") + "&x=%22><script>",
+                               .body = "username=%22%3E%3Cscript%3E&password=x&decision=approve"});
     EXPECT_EQ(typed.status, 200);
     EXPECT_EQ(typed.body.find("<script"), std::string::npos) << typed.body;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "core/environment.h"
 #include "core/text.h"
 #include "platform/text.h"
 
@@ -66,12 +67,19 @@ std::string SystemText(HRESULT code) {
     return host::PlainLine(host::ToUtf8({text.data(), size}));
 }
 
+// A proxy's refusals come as failures of the request or of the connection.
+std::string ProxyHint(std::uint32_t code) {
+    const bool is_likely = code == 0x80004005 || code == 0x80072EFD;
+    if (!is_likely || !host::IsProxySet()) return {};
+    return "; the proxy on the way may refuse the request, or want a name and a password in its address";
+}
+
 }  // namespace
 
 std::string FriendlyText(HRESULT code) {
     const auto bits = static_cast<std::uint32_t>(code);
     const auto row = std::find_if(kRows.begin(), kRows.end(), [&](const Row& r) { return r.code == bits; });
-    if (row != kRows.end()) return row->text;
+    if (row != kRows.end()) return row->text + ProxyHint(bits);
     if ((bits & 0xFFFF0000) == 0x80190000)
         return "the server answered with status " + std::to_string(bits & 0xFFFF);
     const std::string text = SystemText(code);

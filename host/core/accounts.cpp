@@ -50,8 +50,9 @@ void Accounts::DropForeignSecrets(rapidjson::Value& item, Json::AllocatorType& m
     if (!has_secrets || TextOf(item, "seal") == SealOf(item)) return;
     for (auto& member : data.GetObject())
         if (IsSecret(member.value)) member.value.SetString("", memory);
-    m_profile.warn("the stored account of " + TextOf(data, "Url") +
-                   " was changed by something else, so its secrets can't be read");
+    m_profile.warn(
+        "the stored account of " + TextOf(data, "Url") +
+        " was changed by something else, or comes from another profile, so its secrets can't be read");
 }
 
 ComPtr<TMK::IAFS_AccountData> Accounts::Restore(TMK::IAFS_FileSys* file_system, SettingsTree& data) {

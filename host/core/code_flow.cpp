@@ -19,6 +19,7 @@
 #include <regex>
 #include <vector>
 
+#include "core/environment.h"
 #include "core/failure.h"
 #include "core/interrupt.h"
 #include "core/posix_file.h"
@@ -232,11 +233,7 @@ CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const
 }
 
 bool HasBrowser() {
-    for (const char* name : {"BROWSER", "DISPLAY", "WAYLAND_DISPLAY"}) {
-        const char* value = std::getenv(name);
-        if (value && *value) return true;
-    }
-    return false;
+    return IsAnySet({"BROWSER", "DISPLAY", "WAYLAND_DISPLAY"});
 }
 
 void OpenInBrowser(const std::string& url) {

@@ -8,6 +8,7 @@
 #include <set>
 
 #include "core/browser_program.h"
+#include "core/environment.h"
 #include "core/failure.h"
 #include "core/json.h"
 
@@ -17,20 +18,13 @@ namespace {
 
 using Note = std::function<void(const std::string&)>;
 
-bool IsSetAny(std::initializer_list<const char*> variables) {
-    return std::any_of(variables.begin(), variables.end(), [](const char* name) {
-        const char* value = std::getenv(name);
-        return value && *value;
-    });
-}
-
 bool HasDisplay() {
-    return IsSetAny({"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"});
+    return IsAnySet({"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"});
 }
 
 // A proxy that wants a password looks like a site that does.
 std::string AskedBy() {
-    return IsSetAny({"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+    return IsProxySet()
                ? "the site (or the proxy on the way to it, when its address lacks the name and the password)"
                : "the site";
 }
