@@ -348,8 +348,11 @@ Result Sphost::Run(const std::vector<std::string>& arguments, const std::string&
     return {status, ReadFile(options.out), ReadFile(options.err)};
 }
 
-std::unique_ptr<Process> Sphost::Start(const std::vector<std::string>& arguments) const {
-    return std::make_unique<Process>(Options(arguments));
+std::unique_ptr<Process> Sphost::Start(const std::vector<std::string>& arguments,
+                                       const std::string& input) const {
+    ProcessOptions options = Options(arguments);
+    options.input = input;
+    return std::make_unique<Process>(options);
 }
 
 void Sphost::AddPlace(const DevServer& server, const std::string& user) const {

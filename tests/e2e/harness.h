@@ -132,7 +132,8 @@ public:
     Sphost();
     Result Run(const std::vector<std::string>& arguments, const std::string& input = {}) const;
     // Starts and lets run.
-    std::unique_ptr<Process> Start(const std::vector<std::string>& arguments) const;
+    std::unique_ptr<Process> Start(const std::vector<std::string>& arguments,
+                                   const std::string& input = {}) const;
     // Adds the server's site as a place, signed in by a device code that the server approves at once.
     void AddPlaceByCode(const DevServer& server) const;
     // The same as `user`: with a token on a modern site, by name and password on an older one.
