@@ -21,6 +21,7 @@ constexpr std::u16string_view kTrimmedAtEnd = u" /?";
 constexpr std::u16string_view kHttp = u"http://";
 constexpr std::u16string_view kHttps = u"https://";
 constexpr size_t kMinLinkLength = 8;
+constexpr size_t kMaxPlainUrl = 1024;
 
 bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
     return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
@@ -228,6 +229,23 @@ CompareUrlsResult CompareUrls(const char16_t* url1, const char16_t* url2, std::u
     }
     if (relative_out) relative_out->clear();
     return ComparePaths(path1, path2, relative_out);
+}
+
+bool IsPlainlyBelow(std::u16string_view server_url, std::u16string_view url, std::u16string& out_relative) {
+    static constexpr std::u16string_view kToBeExamined = u"%?#\\\x7f";
+    if (server_url.empty() || url.size() <= server_url.size() + 1 || url.size() > kMaxPlainUrl ||
+        !url.starts_with(server_url) || url[server_url.size()] != u'/')
+        return false;
+    const std::u16string_view path = url.substr(server_url.size() + 1);
+    char16_t before = u'/';
+    for (const char16_t c : path) {
+        if (c < u' ' || kToBeExamined.find(c) != std::u16string_view::npos) return false;
+        if (before == u'/' && (c == u'/' || c == u'.')) return false;
+        before = c;
+    }
+    if (before == u'/' || before == u' ') return false;
+    out_relative.assign(path);
+    return true;
 }
 
 CompareUrlsResult CompareRelativeUrls(const std::u16string& path1, const std::u16string& path2,

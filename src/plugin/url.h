@@ -26,6 +26,10 @@ inline CompareUrlsResult CompareUrls(const std::u16string& url1, const std::u16s
 CompareUrlsResult CompareRelativeUrls(const std::u16string& path1, const std::u16string& path2,
                                       std::u16string* relative_out = nullptr);
 
+// Whether an address plainly lies below a server's: what needs no canonical form to be told. Then
+// `out_relative` is what CompareUrls gives; what is refused may lie there all the same.
+bool IsPlainlyBelow(std::u16string_view server_url, std::u16string_view url, std::u16string& out_relative);
+
 // The URL one level up, without a trailing slash; empty for a host or for text that is no URL.
 std::u16string GetUrlParent(const char16_t* url);
 inline std::u16string GetUrlParent(const std::u16string& url) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <vector>
 
 namespace {
@@ -44,6 +45,32 @@ TEST(CompareUrls, RefusesWhatIsNoUrl) {
     EXPECT_EQ(CompareUrls(static_cast<const char16_t*>(nullptr), u"https://h/a"), R::error);
     const std::u16string endless = u"https://h/" + std::u16string(5000, u'a');
     EXPECT_EQ(CompareUrls(endless.c_str(), u"https://h/a"), R::error);
+}
+
+TEST(IsPlainlyBelow, NeverSaysMoreThanTheComparison) {
+    constexpr std::u16string_view kAlphabet =
+        u"aaaBB1111  ..//-_%?#\\:;@&=+'\"<>|*[]{}~\u00E4\u4E2D\t\x7f\x01\xD83D\xDE00";
+    const std::u16string server = u"http://Server:8080";
+    std::mt19937 random(1);
+    int plain = 0;
+    for (int i = 0; i < 200'000; ++i) {
+        std::u16string url = server + (i % 9 ? u"/" : u"");
+        for (size_t left = random() % 12; left > 0; --left) url += kAlphabet[random() % kAlphabet.size()];
+        std::u16string relative, expected;
+        if (!IsPlainlyBelow(server, url, relative)) continue;
+        ++plain;
+        ASSERT_EQ(CompareUrls(server, url, &expected), R::url1_is_parent) << testing::PrintToString(url);
+        ASSERT_EQ(relative, expected) << testing::PrintToString(url);
+    }
+    EXPECT_GT(plain, 1000);
+    std::u16string relative;
+    EXPECT_TRUE(
+        IsPlainlyBelow(server, server + u"/sites/team/Shared Documents/it's & co. (1).pdf", relative));
+    EXPECT_EQ(relative, u"sites/team/Shared Documents/it's & co. (1).pdf");
+    for (const char16_t* url : {u"http://Server:8080", u"http://Server:8080/", u"http://Server:80801/a",
+                                u"https://Server:8080/a", u"http://Server:8080/a/../b", u"/a", u""})
+        EXPECT_FALSE(IsPlainlyBelow(server, url, relative));
+    EXPECT_FALSE(IsPlainlyBelow(u"", u"/a", relative));
 }
 
 TEST(CompareRelativeUrls, WorksOnServerRelativePaths) {

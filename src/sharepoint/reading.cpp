@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
+#include <utility>
 
 #include "http/log_text.h"
 #include "plugin/encoding.h"
@@ -22,31 +24,75 @@ constexpr size_t kMaxBody = size_t{256} * 1024 * 1024;
 // An element takes thirty times its shortest spelling in memory.
 constexpr ptrdiff_t kMaxXmlTags = 16'000'000;
 
-// The whole body. Exception when there is more of it than any listing has.
-std::string ReadMetadata(const Http::Response& response) {
+// The whole body, at the end of `body`. Exception when there is more of it than any listing has.
+template <typename Bytes>
+void ReadMetadata(Bytes& body, const Http::Response& response) {
     TRACE_NAME("SharePoint2010::Utility::ReadMetadata");
-    std::string body;
     std::array<char, 64 * 1024> block;
     while (const size_t size = response.ReadBody(block.data(), block.size())) {
         CHECK_THROW(size <= kMaxBody - body.size(), Exception,
                     u"The server's answer is too large to be read");
         body.append(block.data(), size);
     }
-    return body;
 }
+
+// Bytes in the XML parser's own memory, which a document can take over: a listing is too long to be copied.
+class ParserBytes {
+public:
+    ParserBytes() = default;
+    ParserBytes(const ParserBytes&) = delete;
+    ParserBytes& operator=(const ParserBytes&) = delete;
+    ~ParserBytes() { pugi::get_memory_deallocation_function()(m_data); }
+
+    size_t size() const { return m_size; }
+    std::string_view View() const { return {m_data, m_size}; }
+    void append(const char* bytes, size_t size) {
+        if (size > m_capacity - m_size) Grow(m_size + size);
+        std::memcpy(m_data + m_size, bytes, size);
+        m_size += size;
+    }
+    // Leaves nothing behind.
+    pugi::xml_parse_result ParseInto(pugi::xml_document& document) {
+        return document.load_buffer_inplace_own(std::exchange(m_data, nullptr), std::exchange(m_size, 0),
+                                                pugi::parse_default, pugi::encoding_auto);
+    }
+
+private:
+    static constexpr size_t kFirstCapacity = 256 * 1024;
+    static constexpr size_t kGrowth = 4;  // what isn't written to costs no memory
+
+    void Grow(size_t needed) {
+        size_t capacity = std::max(m_capacity, kFirstCapacity);
+        while (capacity < needed) capacity *= kGrowth;
+        auto* const data = static_cast<char*>(pugi::get_memory_allocation_function()(capacity));
+        if (!data) throw std::bad_alloc();
+        if (m_size) std::memcpy(data, m_data, m_size);
+        pugi::get_memory_deallocation_function()(m_data);
+        m_data = data;
+        m_capacity = capacity;
+    }
+
+    char* m_data = nullptr;
+    size_t m_size = 0;
+    size_t m_capacity = 0;
+};
 
 void LogBody(Log::Level level, const char* function, std::string_view body) {
     if (Log::IsOn(level)) Log::Write(level, function, Http::BodyForLog(body));
 }
 
+// The body's beginning, for the log, in `out_beginning` when there is one.
 pugi::xml_parse_result ParseXml(pugi::xml_document& out_document, const Http::Response& response,
-                                std::string& body) {
+                                std::u16string& out_beginning) {
     TRACE_NAME("SharePoint2010::Utility::ParseXml");
-    body = ReadMetadata(response);
+    ParserBytes body;
+    ReadMetadata(body, response);
+    const std::string_view bytes = body.View();
     // What is shorter than the limit needs no count.
-    CHECK_THROW(body.size() <= kMaxXmlTags || std::count(body.begin(), body.end(), '<') <= kMaxXmlTags,
+    CHECK_THROW(bytes.size() <= kMaxXmlTags || std::count(bytes.begin(), bytes.end(), '<') <= kMaxXmlTags,
                 Exception, u"The server's answer has too many elements to be read");
-    return out_document.load_buffer(body.data(), body.size(), pugi::parse_default, pugi::encoding_auto);
+    if (Log::IsOn(Log::error)) out_beginning = Http::BodyForLog(bytes);
+    return body.ParseInto(out_document);
 }
 
 // The number behind the last blank of a status line, 0 when there is none.
@@ -116,9 +162,10 @@ pugi::xml_node CallSoap(pugi::xml_document& out_document, Http::Session& http, c
 
 void ReadResponseXml(pugi::xml_document& out_document, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2010::Utility::ReadResponseXml");
-    std::string body;
-    const pugi::xml_parse_result result = ParseXml(out_document, response, body);
-    LogBody(result ? Log::verbose : Log::error, trace_function, body);
+    std::u16string beginning;
+    const pugi::xml_parse_result result = ParseXml(out_document, response, beginning);
+    const Log::Level level = result ? Log::verbose : Log::error;
+    if (Log::IsOn(level)) Log::Write(level, trace_function, beginning);
     if (!result) {
         THROW_TRACED(Exception, Log::Format(u"XML parse error \"%s\" at char %tu",
                                             Widen(result.description()), result.offset));
@@ -128,7 +175,8 @@ void ReadResponseXml(pugi::xml_document& out_document, const Http::Response& res
 
 bool ReadJson(Json::Document& out_document, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2010::Utility::ReadJson");
-    const std::string body = ReadMetadata(response);
+    std::string body;
+    ReadMetadata(body, response);
     LogBody(Log::verbose, trace_function, body);
     const bool parsed = out_document.Parse(body);
     if (!parsed) {
@@ -146,21 +194,21 @@ namespace SharePoint2013::Utility {
 
 void ReadString(std::u16string& out_text, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2013::Utility::ReadString");
-    out_text = FromUtf8(ReadMetadata(response));
+    std::string body;
+    ReadMetadata(body, response);
+    out_text = FromUtf8(body);
     TRACE_EXIT(u"");
 }
 
 void ReadXml(pugi::xml_document& out_document, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2013::Utility::ReadXml");
-    std::string body;
-    const pugi::xml_parse_result result = ParseXml(out_document, response, body);
-    if (!result) {
+    std::u16string beginning;
+    const pugi::xml_parse_result result = ParseXml(out_document, response, beginning);
+    const Log::Level level = result ? Log::verbose : Log::error;
+    if (!result)
         LOG_LINE(Log::error, u"XML parse error '%s' at char %tu", Widen(result.description()), result.offset);
-        LogBody(Log::error, trace_function, body);
-        out_document.reset();
-    } else {
-        LogBody(Log::verbose, trace_function, body);
-    }
+    if (Log::IsOn(level)) Log::Write(level, trace_function, beginning);
+    if (!result) out_document.reset();
     TRACE_EXIT(u"");
 }
 

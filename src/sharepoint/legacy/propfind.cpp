@@ -177,19 +177,24 @@ bool ReadProperties(const Properties& properties, SharePoint::Information& infor
     return true;
 }
 
+// The path of an item on the server; false for the item of another one.
+bool ReadPath(const std::u16string& server_url, const pugi::xml_node& response, std::u16string& out_path) {
+    TRACE_NAME("SharePoint2013::ParseWebDavPropfind");
+    const std::u16string href = FromUtf8(UrlDecode(response.child("D:href").text().get()));
+    if (IsPlainlyBelow(server_url, href, out_path)) return true;
+    const CompareUrlsResult to_server = CompareUrls(server_url, href, &out_path, false);
+    if (to_server <= CompareUrlsResult::url1_is_parent) return true;
+    LOG_LINE(Log::error, u"Unexpected result %u of comparison server URL '%s' to PROPFIND result URL '%s'",
+             to_server, MaskForLog(server_url), MaskForLog(href));
+    return false;
+}
+
 }  // namespace
 
 bool ParseWebDavPropfind(const std::u16string& server_url, const pugi::xml_node& response,
                          SharePoint::Information& out_information, bool& out_is_folder) {
     TRACE_ENTRY("SharePoint2013::ParseWebDavPropfind");
-    const std::u16string href = FromUtf8(UrlDecode(response.child("D:href").text().get()));
-    const CompareUrlsResult to_server = CompareUrls(server_url, href, &out_information.m_path, false);
-    if (to_server > CompareUrlsResult::url1_is_parent) {
-        LOG_LINE(Log::error,
-                 u"Unexpected result %u of comparison server URL '%s' to PROPFIND result URL '%s'", to_server,
-                 MaskForLog(server_url), MaskForLog(href));
-        return false;
-    }
+    if (!ReadPath(server_url, response, out_information.m_path)) return false;
     for (const pugi::xml_node propstat : response.children("D:propstat")) {
         if (std::string_view(propstat.child("D:status").text().get()).find("200") == std::string_view::npos) {
             LOG_LINE(Log::warning,
