@@ -2,6 +2,7 @@
 // nothing: canonical forms and components live on the stack.
 #include "plugin/url.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -358,17 +359,16 @@ std::u16string UrlEncodeQuoted(std::u16string_view text) {
 std::string UrlDecode(std::string_view bytes) {
     std::string decoded;
     decoded.reserve(bytes.size());
-    for (size_t at = 0; at < bytes.size(); ++at) {
-        if (bytes[at] == '%' && at + 2 < bytes.size()) {
-            const int high = HexValue(bytes[at + 1]);
-            const int low = HexValue(bytes[at + 2]);
-            if (high >= 0 && low >= 0) {
-                decoded += static_cast<char>(high * 16 + low);
-                at += 2;
-                continue;
-            }
-        }
-        decoded += bytes[at];
+    for (size_t at = 0; at < bytes.size();) {
+        const size_t mark = std::min(bytes.find('%', at), bytes.size());
+        decoded.append(bytes, at, mark - at);
+        at = mark;
+        if (at == bytes.size()) break;
+        const int high = at + 2 < bytes.size() ? HexValue(bytes[at + 1]) : -1;
+        const int low = at + 2 < bytes.size() ? HexValue(bytes[at + 2]) : -1;
+        const bool is_escape = high >= 0 && low >= 0;
+        decoded += is_escape ? static_cast<char>(high * 16 + low) : '%';
+        at += is_escape ? 3 : 1;
     }
     return decoded;
 }

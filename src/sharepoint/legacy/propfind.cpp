@@ -116,12 +116,13 @@ public:
     }
 
     uint64_t DateTime(Property property) const {
-        const auto text = Text(property);
-        if (!text) return 0;
-        if (const uint64_t time = SharePoint2010::Utility::ParseDateTimeIso8601(*text, Log::none))
-            return time;
-        if (const uint64_t time = ParseDateTimeRfc1123(ToUtf8(*text))) return time;
-        LogUnexpected("SharePoint2013::ReadWebDavPropChildDateTime", u"date-time", property, *text);
+        const pugi::xml_node child = m_children[property];
+        if (!child) return 0;
+        const std::string text = child.text().get();
+        const std::u16string wide = FromUtf8(text);
+        if (const uint64_t time = SharePoint2010::Utility::ParseDateTimeIso8601(wide, Log::none)) return time;
+        if (const uint64_t time = ParseDateTimeRfc1123(text)) return time;
+        LogUnexpected("SharePoint2013::ReadWebDavPropChildDateTime", u"date-time", property, wide);
         return 0;
     }
 
