@@ -44,6 +44,13 @@ std::u16string_view TrimSlashes(std::u16string_view path) {
     return path;
 }
 
+std::u16string MakeUri(const std::u16string& scheme, const std::u16string& host, uint16_t port) {
+    const bool is_default_port =
+        port == 0 || (port == INTERNET_DEFAULT_HTTP_PORT && EqualIgnoringCase(scheme, u"http://")) ||
+        (port == INTERNET_DEFAULT_HTTPS_PORT && EqualIgnoringCase(scheme, kSecureScheme));
+    return is_default_port ? scheme + host : scheme + host + u":" + Widen(std::to_string(port));
+}
+
 }  // namespace
 
 Session::Impl::~Impl() {
@@ -64,15 +71,6 @@ std::u16string Session::Impl::HeaderBlock(std::u16string_view length_line, const
         text += u"Authorization: Bearer " + auth_token + u"\n";
     }
     return text;
-}
-
-std::u16string Session::Impl::GetUri() const {
-    const bool is_default_port =
-        port == 0 || (EqualIgnoringCase(scheme, u"http://") && port == INTERNET_DEFAULT_HTTP_PORT) ||
-        (EqualIgnoringCase(scheme, kSecureScheme) && port == INTERNET_DEFAULT_HTTPS_PORT);
-    std::u16string uri = scheme + host;
-    if (!is_default_port) uri += u":" + Widen(std::to_string(port));
-    return uri;
 }
 
 Session::Session(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
@@ -97,6 +95,7 @@ std::shared_ptr<Session> Session::Create(const std::u16string& scheme, const std
     impl->scheme = scheme;
     impl->host = host;
     impl->port = port;
+    impl->uri = MakeUri(scheme, host, port);
     if (!credentials.user.empty()) impl->credentials[host] = credentials;
     if (!proxy_credentials.user.empty()) impl->proxy_credentials[host] = proxy_credentials;
     std::shared_ptr<Session> session(new Session(std::move(impl)));
@@ -134,7 +133,7 @@ void Session::CrackUri(const char16_t* uri, std::u16string* scheme, std::u16stri
 }
 
 std::u16string Session::GetUri() const {
-    return m_impl->GetUri();
+    return m_impl->uri;
 }
 
 void Session::ResetAuthorizationData(const Credentials& credentials) {

@@ -19,13 +19,13 @@ struct Session::Impl {
     uint32_t RequestFlags(uint32_t extra) const;
     // The header lines every request begins with, up to the caller's; `length_line` may be empty.
     std::u16string HeaderBlock(std::u16string_view length_line, const char16_t* headers) const;
-    std::u16string GetUri() const;
 
     Handle open_handle = nullptr;
     Handle connect_handle = nullptr;
     std::u16string scheme;
     std::u16string host;
     uint16_t port = 0;
+    std::u16string uri;  // of the three, asked for with each item of a listing
     AuthCookies cookies;
     std::u16string auth_token;
     CredentialsByHost credentials;

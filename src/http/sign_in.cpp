@@ -98,7 +98,7 @@ bool Session::Exchange::SignInWithCredentials() {
 
 bool Session::Exchange::SignInWithForms() {
     std::vector<std::u16string> required = GetHeaders(m_handle, u"X-Forms_Based_Auth_Required");
-    if (required.empty()) required.push_back(m_session.GetUri());
+    if (required.empty()) required.push_back(m_session.uri);
     std::vector<std::u16string> returns = GetHeaders(m_handle, u"X-Forms_Based_Auth_Return_Url");
     if (returns.empty()) returns.emplace_back();
     const std::u16string server_url = m_session.scheme + m_session.host;

@@ -23,6 +23,18 @@ constexpr std::u16string_view kHttp = u"http://";
 constexpr std::u16string_view kHttps = u"https://";
 constexpr size_t kMinLinkLength = 8;
 constexpr size_t kMaxPlainUrl = 1024;
+constexpr size_t kAscii = 128;
+
+constexpr std::array<bool, kAscii> MakeSet(std::u16string_view characters) {
+    std::array<bool, kAscii> set{};
+    for (size_t control = 0; control < u' '; ++control) set[control] = true;
+    for (const char16_t c : characters) set[c] = true;
+    return set;
+}
+
+// What the canonical form may change: anywhere, and where a name begins.
+constexpr auto kExamined = MakeSet(u"%?#\\\x7f");
+constexpr auto kExaminedAtStart = MakeSet(u"%?#\\\x7f/.");
 
 bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
     return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
@@ -233,18 +245,16 @@ CompareUrlsResult CompareUrls(const char16_t* url1, const char16_t* url2, std::u
 }
 
 bool IsPlainlyBelow(std::u16string_view server_url, std::u16string_view url, std::u16string& out_relative) {
-    static constexpr std::u16string_view kToBeExamined = u"%?#\\\x7f";
     if (server_url.empty() || url.size() <= server_url.size() + 1 || url.size() > kMaxPlainUrl ||
         !url.starts_with(server_url) || url[server_url.size()] != u'/')
         return false;
     const std::u16string_view path = url.substr(server_url.size() + 1);
-    char16_t before = u'/';
+    bool at_start = true;  // of a name
     for (const char16_t c : path) {
-        if (c < u' ' || kToBeExamined.find(c) != std::u16string_view::npos) return false;
-        if (before == u'/' && (c == u'/' || c == u'.')) return false;
-        before = c;
+        if (c < kAscii && (at_start ? kExaminedAtStart : kExamined)[c]) return false;
+        at_start = c == u'/';
     }
-    if (before == u'/' || before == u' ') return false;
+    if (at_start || path.back() == u' ') return false;
     out_relative.assign(path);
     return true;
 }

@@ -2,8 +2,8 @@
 #include "sharepoint/reading.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "http/log_text.h"
@@ -24,55 +24,47 @@ constexpr size_t kMaxBody = size_t{256} * 1024 * 1024;
 // An element takes thirty times its shortest spelling in memory.
 constexpr ptrdiff_t kMaxXmlTags = 16'000'000;
 
-// The whole body, at the end of `body`. Exception when there is more of it than any listing has.
-template <typename Bytes>
-void ReadMetadata(Bytes& body, const Http::Response& response) {
-    TRACE_NAME("SharePoint2010::Utility::ReadMetadata");
-    std::array<char, 64 * 1024> block;
-    while (const size_t size = response.ReadBody(block.data(), block.size())) {
-        CHECK_THROW(size <= kMaxBody - body.size(), Exception,
-                    u"The server's answer is too large to be read");
-        body.append(block.data(), size);
-    }
-}
-
-// Bytes in the XML parser's own memory, which a document can take over: a listing is too long to be copied.
-class ParserBytes {
+// The bytes of an answer, in the XML parser's own memory, which a document can take over: a listing is too
+// long to be copied.
+class Body {
 public:
-    ParserBytes() = default;
-    ParserBytes(const ParserBytes&) = delete;
-    ParserBytes& operator=(const ParserBytes&) = delete;
-    ~ParserBytes() { pugi::get_memory_deallocation_function()(m_data); }
-
-    size_t size() const { return m_size; }
-    std::string_view View() const { return {m_data, m_size}; }
-    void append(const char* bytes, size_t size) {
-        if (size > m_capacity - m_size) Grow(m_size + size);
-        std::memcpy(m_data + m_size, bytes, size);
-        m_size += size;
+    // Reads the whole answer. Exception when there is more of it than any listing has.
+    explicit Body(const Http::Response& response) {
+        TRACE_NAME("SharePoint2010::Utility::ReadMetadata");
+        for (;;) {
+            if (m_capacity - m_size < kBlock) Grow();
+            const size_t size = response.ReadBody(m_data.get() + m_size, kBlock);
+            if (size == 0) return;
+            CHECK_THROW(size <= kMaxBody - m_size, Exception, u"The server's answer is too large to be read");
+            m_size += size;
+        }
     }
-    // Leaves nothing behind.
-    pugi::xml_parse_result ParseInto(pugi::xml_document& document) {
-        return document.load_buffer_inplace_own(std::exchange(m_data, nullptr), std::exchange(m_size, 0),
-                                                pugi::parse_default, pugi::encoding_auto);
+    std::string_view Bytes() const { return {m_data.get(), m_size}; }
+    // The bytes are the document's from then on.
+    pugi::xml_parse_result ParseInto(pugi::xml_document& document) && {
+        return document.load_buffer_inplace_own(m_data.release(), m_size, pugi::parse_default,
+                                                pugi::encoding_auto);
     }
 
 private:
-    static constexpr size_t kFirstCapacity = 256 * 1024;
+    static constexpr size_t kBlock = 64 * 1024;
     static constexpr size_t kGrowth = 4;  // what isn't written to costs no memory
 
-    void Grow(size_t needed) {
-        size_t capacity = std::max(m_capacity, kFirstCapacity);
-        while (capacity < needed) capacity *= kGrowth;
-        auto* const data = static_cast<char*>(pugi::get_memory_allocation_function()(capacity));
+    struct Deallocate {
+        void operator()(char* data) const { pugi::get_memory_deallocation_function()(data); }
+    };
+
+    void Grow() {
+        const size_t capacity = std::clamp(m_capacity * kGrowth, kBlock, kMaxBody + kBlock);
+        std::unique_ptr<char, Deallocate> data(
+            static_cast<char*>(pugi::get_memory_allocation_function()(capacity)));
         if (!data) throw std::bad_alloc();
-        if (m_size) std::memcpy(data, m_data, m_size);
-        pugi::get_memory_deallocation_function()(m_data);
-        m_data = data;
+        if (m_size) std::memcpy(data.get(), m_data.get(), m_size);
+        m_data = std::move(data);
         m_capacity = capacity;
     }
 
-    char* m_data = nullptr;
+    std::unique_ptr<char, Deallocate> m_data;
     size_t m_size = 0;
     size_t m_capacity = 0;
 };
@@ -85,14 +77,13 @@ void LogBody(Log::Level level, const char* function, std::string_view body) {
 pugi::xml_parse_result ParseXml(pugi::xml_document& out_document, const Http::Response& response,
                                 std::u16string& out_beginning) {
     TRACE_NAME("SharePoint2010::Utility::ParseXml");
-    ParserBytes body;
-    ReadMetadata(body, response);
-    const std::string_view bytes = body.View();
+    Body body(response);
+    const std::string_view bytes = body.Bytes();
     // What is shorter than the limit needs no count.
     CHECK_THROW(bytes.size() <= kMaxXmlTags || std::count(bytes.begin(), bytes.end(), '<') <= kMaxXmlTags,
                 Exception, u"The server's answer has too many elements to be read");
     if (Log::IsOn(Log::error)) out_beginning = Http::BodyForLog(bytes);
-    return body.ParseInto(out_document);
+    return std::move(body).ParseInto(out_document);
 }
 
 // The number behind the last blank of a status line, 0 when there is none.
@@ -175,14 +166,13 @@ void ReadResponseXml(pugi::xml_document& out_document, const Http::Response& res
 
 bool ReadJson(Json::Document& out_document, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2010::Utility::ReadJson");
-    std::string body;
-    ReadMetadata(body, response);
-    LogBody(Log::verbose, trace_function, body);
-    const bool parsed = out_document.Parse(body);
+    const Body body(response);
+    LogBody(Log::verbose, trace_function, body.Bytes());
+    const bool parsed = out_document.Parse(body.Bytes());
     if (!parsed) {
         LOG_LINE(Log::error, u"JSON parse error %u at char %tu", out_document.ErrorCode(),
                  out_document.ErrorOffset());
-        LogBody(Log::error, trace_function, body);
+        LogBody(Log::error, trace_function, body.Bytes());
     }
     TRACE_EXIT(parsed ? u"true" : u"false");
     return parsed;
@@ -194,9 +184,7 @@ namespace SharePoint2013::Utility {
 
 void ReadString(std::u16string& out_text, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2013::Utility::ReadString");
-    std::string body;
-    ReadMetadata(body, response);
-    out_text = FromUtf8(body);
+    out_text = FromUtf8(Body(response).Bytes());
     TRACE_EXIT(u"");
 }
 

@@ -119,9 +119,9 @@ public:
         const pugi::xml_node child = m_children[property];
         if (!child) return 0;
         const std::string text = child.text().get();
+        if (const uint64_t time = ParseDateTimeRfc1123(text)) return time;
         const std::u16string wide = FromUtf8(text);
         if (const uint64_t time = SharePoint2010::Utility::ParseDateTimeIso8601(wide, Log::none)) return time;
-        if (const uint64_t time = ParseDateTimeRfc1123(text)) return time;
         LogUnexpected("SharePoint2013::ReadWebDavPropChildDateTime", u"date-time", property, wide);
         return 0;
     }
