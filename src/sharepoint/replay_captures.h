@@ -12,6 +12,7 @@
 
 struct Capture {
     std::string name;
+    std::string head;  // the last one, none where a body was recorded alone
     std::string body;
 };
 
@@ -19,14 +20,17 @@ inline bool AreCapturesGiven() {
     return std::getenv("REPLAY_CAPTURES") != nullptr;
 }
 
-// The body of a recorded exchange, which has one head or, after an interim answer, several.
-inline std::string WithoutHeads(std::string bytes) {
-    while (bytes.starts_with("HTTP/")) {
-        const size_t unix_end = bytes.find("\n\n"), end = bytes.find("\r\n\r\n");
-        if (std::min(unix_end, end) == std::string::npos) return {};
-        bytes.erase(0, end < unix_end ? end + 4 : unix_end + 2);
+// A recorded exchange has one head or, after an interim answer, several.
+inline Capture Separate(std::string name, std::string bytes) {
+    Capture capture{std::move(name), {}, std::move(bytes)};
+    while (capture.body.starts_with("HTTP/")) {
+        const size_t unix_end = capture.body.find("\n\n"), end = capture.body.find("\r\n\r\n");
+        const size_t start = end < unix_end ? end + 4 : unix_end + 2;
+        const bool is_cut = std::min(unix_end, end) == std::string::npos;
+        capture.head = capture.body.substr(0, is_cut ? std::string::npos : start);
+        capture.body.erase(0, capture.head.size());
     }
-    return bytes;
+    return capture;
 }
 
 // The files of one folder, in the order of their names; none where it isn't there. `extension` limits them.
@@ -40,8 +44,7 @@ inline std::vector<Capture> CapturesOf(const char* folder, const std::string& ex
             continue;
         std::ifstream stream(entry.path(), std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-        captures.push_back(
-            {std::string(folder) + "/" + entry.path().filename().string(), WithoutHeads(bytes)});
+        captures.push_back(Separate(std::string(folder) + "/" + entry.path().filename().string(), bytes));
     }
     std::sort(captures.begin(), captures.end(),
               [](const Capture& a, const Capture& b) { return a.name < b.name; });

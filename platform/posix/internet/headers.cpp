@@ -129,6 +129,7 @@ void ResponseHeaders::clear() {
     *this = ResponseHeaders();
 }
 
+// A folded line (RFC 9112 5.2) goes on with the header before it.
 bool ResponseHeaders::add_line(std::string_view line) {
     m_size += line.size();
     if (m_size > kLimit) return false;
@@ -146,7 +147,12 @@ bool ResponseHeaders::add_line(std::string_view line) {
     } else if (line.empty()) {
         m_complete = m_status != 0;
     } else if (!m_complete && !m_lines.empty()) {
-        m_lines.emplace_back(line);
+        const bool is_folded = line.front() == ' ' || line.front() == '\t';
+        if (!is_folded) {
+            m_lines.emplace_back(line);
+        } else if (m_lines.size() > 1) {  // nothing goes on behind the status line
+            (m_lines.back() += ' ') += trim(line);
+        }
     }
     return true;
 }

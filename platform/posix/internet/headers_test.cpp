@@ -60,6 +60,14 @@ TEST(ResponseHeaders, TheLastBlockCounts) {
     EXPECT_EQ(headers.lines().size(), 4u);
 }
 
+TEST(ResponseHeaders, AFoldedLineBelongsToTheOneBefore) {
+    const ResponseHeaders headers = block({"HTTP/1.1 200 OK\r\n", " Set-Cookie: no\r\n", "Allow: GET,\r\n",
+                                           "\t PUT\r\n", " Set-Cookie: evil=1\r\n", "B: 2\r\n", "\r\n"});
+    EXPECT_EQ(headers.find("Allow", 0), "GET, PUT Set-Cookie: evil=1");
+    EXPECT_EQ(headers.find("B", 0), "2");
+    EXPECT_EQ(headers.find("Set-Cookie", 0), std::nullopt);
+}
+
 TEST(ResponseHeaders, AreLimitedOverAllBlocks) {
     ResponseHeaders headers;
     const std::string line = "X: " + std::string(1000, 'x') + "\r\n";
