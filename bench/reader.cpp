@@ -4,8 +4,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "cli/commands.h"
-#include "core/text.h"
+#include "host/base/text.h"
+#include "host/cli/commands.h"
 
 namespace bench {
 

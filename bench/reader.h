@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "core/host.h"
-#include "core/host_objects.h"
 #include "harness.h"
+#include "host/base/host_objects.h"
+#include "host/core/host.h"
 
 namespace bench {
 

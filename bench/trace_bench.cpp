@@ -2,7 +2,7 @@
 // instructions of each are counted from outside (tools/run-benchmarks).
 #include <cstdio>
 
-#include "plugin/failure.h"
+#include "base/failure.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "plugin/url.h"
+#include "base/text/url.h"
 #include "report.h"
 
 extern "C" void* __libc_malloc(size_t size);

@@ -1,174 +1,148 @@
-// The window and its page.
+// Windows, their events and their modal loop.
 // Main thread only.
-#include "window.h"
+#include "host/browser/window.h"
 
-#include <QAuthenticator>
-#include <QCloseEvent>
-#include <QDialog>
-#include <QDialogButtonBox>
-#include <QFormLayout>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QLineEdit>
-#include <QNetworkProxy>
-#include <QResizeEvent>
-#include <QSslCertificate>
-#include <QSslConfiguration>
-#include <QWebEngineCertificateError>
-#include <QWebEngineNewWindowRequest>
-#include <QWebEngineProfile>
-#include <QWebEngineSettings>
+#include <algorithm>
+#include <optional>
+#include <pugixml.hpp>
 
-namespace browser {
+#include "host/base/failure.h"
+#include "host/base/interrupt.h"
+#include "host/base/object.h"
+
+namespace host {
 
 namespace {
 
-// The engine asks authorities of its own; what this program trusts beyond them, Qt knows.
-bool IsTrustedHere(const QWebEngineCertificateError& error) {
-    if (error.type() != QWebEngineCertificateError::CertificateAuthorityInvalid) return false;
-    return QSslCertificate::verify(error.certificateChain(), error.url().host()).isEmpty();
-}
+struct Size {
+    int width;
+    int height;
+};
 
-// By the name and the password in the proxy's address; without them the proxy's own page is shown.
-void AnswerProxy(const QUrl& url, QAuthenticator* answer, const QString&) {
-    for (const QNetworkProxy& proxy : QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url))) {
-        if (proxy.user().isEmpty()) continue;
-        answer->setUser(proxy.user());
-        answer->setPassword(proxy.password());
-        return;
+// Of a dialog in a document of templates; nothing when there is no such dialog.
+std::optional<Size> FindTemplate(const TMK::UIX_CreateObjParams& parameters) {
+    pugi::xml_document document;
+    if (!parameters.pTemplate || !parameters.szTemplateId ||
+        !document.load_buffer(parameters.pTemplate, parameters.nTemplateSize, pugi::parse_default,
+                              pugi::encoding_utf8)) {
+        return std::nullopt;
     }
+    const auto dialog = document.child("dialogs").find_child_by_attribute(
+        "dialog", "id", ToUtf8(parameters.szTemplateId).c_str());
+    if (!dialog) return std::nullopt;
+    return Size{dialog.attribute("width").as_int(), dialog.attribute("height").as_int()};
 }
 
 }  // namespace
 
-void Page::javaScriptAlert(const QUrl& origin, const QString& text) {
-    if (script_dialogs) QWebEnginePage::javaScriptAlert(origin, text);
-}
+class Window final : public Object<TMK::IUIX_Obj> {
+public:
+    Window(Windows& windows, TMK::IUIX_ObjImpl* implementation, Size size)
+        : m_windows(windows), m_implementation(implementation), m_size(size) {}
 
-bool Page::javaScriptConfirm(const QUrl& origin, const QString& text) {
-    return script_dialogs && QWebEnginePage::javaScriptConfirm(origin, text);
-}
-
-bool Page::javaScriptPrompt(const QUrl& origin, const QString& text, const QString& otherwise,
-                            QString* out_result) {
-    return script_dialogs && QWebEnginePage::javaScriptPrompt(origin, text, otherwise, out_result);
-}
-
-Window::Window(QWebEngineProfile& profile) : m_page(new Page(&profile, this)) {
-    setPage(m_page);
-    connect(m_page, &QWebEnginePage::loadFinished, this, [this](bool success) {
-        if (success) TryFill();
-        // It may put another in its own place.
-        if (const auto tell = on_navigated) tell(m_page->url(), success);
-    });
-    connect(m_page, &QWebEnginePage::titleChanged, this, [this] { ShowTitle(); });
-    connect(m_page, &QWebEnginePage::urlChanged, this, [this] { ShowTitle(); });
-    connect(m_page, &QWebEnginePage::windowCloseRequested, this, [this] { close(); });
-    // There is one window, and what a page opens is shown in that.
-    connect(m_page, &QWebEnginePage::newWindowRequested, this,
-            [this](QWebEngineNewWindowRequest& request) { m_page->setUrl(request.requestedUrl()); });
-    connect(m_page, &QWebEnginePage::authenticationRequired, this,
-            [this](const QUrl& url, QAuthenticator* answer) { AnswerChallenge(url, answer); });
-    connect(m_page, &QWebEnginePage::proxyAuthenticationRequired, this, &AnswerProxy);
-    connect(m_page, &QWebEnginePage::certificateError, this, [](QWebEngineCertificateError error) {
-        if (IsTrustedHere(error)) {
-            error.acceptCertificate();
-        } else {
-            error.rejectCertificate();
-        }
-    });
-}
-
-// The page has to go before the profile, whatever else holds the view.
-Window::~Window() {
-    on_navigated = nullptr;
-    on_closed = nullptr;
-    setPage(nullptr);
-    delete m_page;
-}
-
-void Window::Open(const QUrl& url) {
-    m_has_page = true;
-    setVisible(m_wanted);
-    m_page->setUrl(url);
-}
-
-void Window::SetShown(bool shown) {
-    m_wanted = shown;
-    if (m_has_page) setVisible(shown);
-}
-
-void Window::Suggest(int width, int height) {
-    if (m_has_size || width <= 0 || height <= 0) return;
-    m_has_size = true;
-    resize(width, height);
-}
-
-void Window::Set(const QString& setting, bool on) {
-    if (setting == "scripts") page()->settings()->setAttribute(QWebEngineSettings::JavascriptEnabled, on);
-    if (setting == "scriptDialogs") m_page->script_dialogs = on;
-    if (setting == "contextMenus") setContextMenuPolicy(on ? Qt::DefaultContextMenu : Qt::NoContextMenu);
-}
-
-// Who asks for a password is to be seen, and no page can write over it.
-void Window::ShowTitle() {
-    const QUrl url = m_page->url();
-    setWindowTitle((url.scheme() == "https" ? QString() : url.scheme() + "://") + url.host() + " - " +
-                   m_page->title());
-}
-
-void Window::TryFill() {
-    if (!m_fill) return;
-    const QJsonArray words{m_fill->user, m_fill->password};
-    const QString script = QStringLiteral(
-        "(function(words) {"
-        "  const password = document.querySelector('input[type=password]');"
-        "  if (!password || !password.form) return false;"
-        "  const user = password.form.querySelector('input[type=text],input[type=email],input:not([type])');"
-        "  if (user) user.value = words[0];"
-        "  password.value = words[1];"
-        "  password.form.requestSubmit();"
-        "  return true;"
-        "})(%1)");
-    m_page->runJavaScript(script.arg(QString::fromUtf8(QJsonDocument(words).toJson(QJsonDocument::Compact))),
-                          [this](const QVariant& filled) {
-                              if (filled.toBool()) m_fill.reset();
-                          });
-}
-
-// A server that asks for name and password without a page of its own.
-void Window::AnswerChallenge(const QUrl& url, QAuthenticator* answer) {
-    if (m_fill) {
-        answer->setUser(m_fill->user);
-        answer->setPassword(m_fill->password);
-        m_fill.reset();
-        return;
+    HRESULT get_WndHandle(HWND* out_window) override {
+        if (!out_window) return E_POINTER;
+        *out_window = Handle();
+        return S_OK;
     }
-    QDialog dialog(this);
-    dialog.setWindowTitle(url.host());
-    auto* const user = new QLineEdit(&dialog);
-    auto* const password = new QLineEdit(&dialog);
-    password->setEchoMode(QLineEdit::Password);
-    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
-    auto* const layout = new QFormLayout(&dialog);
-    layout->addRow("User name:", user);
-    layout->addRow("Password:", password);
-    layout->addRow(buttons);
-    connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
-    if (dialog.exec() != QDialog::Accepted) return;
-    answer->setUser(user->text());
-    answer->setPassword(password->text());
+    HRESULT GetFirstHWND(HWND* out_window) override { return get_WndHandle(out_window); }
+    HRESULT GetClientRect(RECT* out_rectangle) override {
+        if (!out_rectangle) return E_POINTER;
+        *out_rectangle = {0, 0, m_size.width, m_size.height};
+        return S_OK;
+    }
+
+    HRESULT DoModal(DWORD, LONGLONG* in_out_result) override {
+        if (!in_out_result) return E_POINTER;
+        if (!m_windows.m_main_thread.IsCurrent() || m_is_modal || !m_implementation) return E_UNEXPECTED;
+        const ComPtr<Window> alive(this);
+        m_is_modal = true;
+        m_result.reset();
+        if (const HRESULT result = Send(TMK::UIX_Event_InitDialog); FAILED(result)) {
+            m_is_modal = false;
+            return result;
+        }
+        Send(TMK::UIX_Event_ShowModal);
+        m_windows.m_main_thread.PumpUntil([this] { return m_result || InterruptFlag(); });
+        *in_out_result = m_result.value_or(0);
+        m_is_modal = false;
+        Send(TMK::UIX_Event_EndModal);
+        return S_OK;
+    }
+    HRESULT EndModal(LONGLONG result) override {
+        if (!m_is_modal || m_result) return S_FALSE;
+        m_result = result;
+        return S_OK;
+    }
+    HRESULT Destroy() override {
+        if (!m_implementation) return S_FALSE;
+        const ComPtr<Window> alive(this);
+        EndModal(0);
+        Send(TMK::UIX_Event_BeforeDestroy);
+        auto& all = m_windows.m_windows;
+        all.erase(std::remove(all.begin(), all.end(), alive), all.end());
+        // Whoever destroys it once more from here on finds it gone.
+        if (const auto implementation = std::exchange(m_implementation, nullptr))
+            implementation->put_Obj(nullptr);
+        return S_OK;
+    }
+
+    HWND Handle() { return reinterpret_cast<HWND>(this); }
+    void Resize(Size size) {
+        m_size = size;
+        Send(TMK::UIX_Event_Size);
+    }
+
+private:
+    HRESULT Send(DWORD code) {
+        const ComPtr<TMK::IUIX_ObjImpl> held = m_implementation;
+        if (!held) return S_FALSE;
+        TMK::UIX_Event event{};
+        event.nCode = code;
+        return held->OnEvent(&event);
+    }
+
+    Windows& m_windows;
+    ComPtr<TMK::IUIX_ObjImpl> m_implementation;
+    Size m_size;
+    bool m_is_modal = false;
+    std::optional<LONGLONG> m_result;
+};
+
+Windows::Windows(MainThread& main_thread) : m_main_thread(main_thread) {}
+
+Windows::~Windows() = default;
+
+HRESULT Windows::Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::IUIX_Obj>& out_window) {
+    if (!m_main_thread.IsCurrent()) return E_UNEXPECTED;
+    const auto size = FindTemplate(parameters);
+    if (!parameters.pImpl || !size) return E_INVALIDARG;
+    const auto window = Make<Window>(*this, parameters.pImpl, *size);
+    m_windows.push_back(window);
+    if (const HRESULT result = parameters.pImpl->put_Obj(window.get()); FAILED(result)) {
+        window->Destroy();
+        return result;
+    }
+    out_window = window;
+    return S_OK;
 }
 
-void Window::closeEvent(QCloseEvent* event) {
-    event->accept();
-    if (on_closed) on_closed();
+Window* Windows::Find(HWND handle) const {
+    const auto found = std::find_if(m_windows.begin(), m_windows.end(),
+                                    [&](const auto& window) { return window->Handle() == handle; });
+    return found == m_windows.end() ? nullptr : found->get();
 }
 
-void Window::resizeEvent(QResizeEvent* event) {
-    QWebEngineView::resizeEvent(event);
-    if (on_resized) on_resized(event->size().width(), event->size().height());
+void Windows::DestroyAll() {
+    while (!m_windows.empty()) ComPtr<Window>(m_windows.back())->Destroy();
 }
 
-}  // namespace browser
+void Windows::Resize(HWND handle, int width, int height) const {
+    if (const ComPtr<Window> window = Find(handle)) window->Resize({width, height});
+}
+
+void Windows::Close(HWND handle) const {
+    if (const ComPtr<Window> window = Find(handle)) window->EndModal(0);
+}
+
+}  // namespace host

@@ -1,66 +1,39 @@
-// The browser's one window: a page, with the name of its site in the title. Main thread only.
+// The windows that plug-ins make: their events and their modal loop. What fills one, a browser's pane, shows
+// it and resizes and closes it; on a terminal nothing else does. Main thread only.
 #pragma once
 
-#include <QWebEnginePage>
-#include <QWebEngineView>
-#include <functional>
-#include <optional>
+#include <vector>
 
-class QAuthenticator;
+#include "host/base/main_thread.h"
+#include "hostapi/iuix.h"
+#include "platform/com_ptr.h"
 
-namespace browser {
+namespace host {
 
-struct Fill {
-    QString user;
-    QString password;
-};
+class Window;
 
-class Page final : public QWebEnginePage {
+// All windows that were made and not destroyed yet.
+class Windows {
 public:
-    using QWebEnginePage::QWebEnginePage;
-    bool script_dialogs = true;
+    explicit Windows(MainThread& main_thread);
+    ~Windows();
+    Windows(const Windows&) = delete;
+    Windows& operator=(const Windows&) = delete;
 
-protected:
-    // What a page writes there may hold its secrets.
-    void javaScriptConsoleMessage(JavaScriptConsoleMessageLevel, const QString&, int,
-                                  const QString&) override {}
-    void javaScriptAlert(const QUrl& origin, const QString& text) override;
-    bool javaScriptConfirm(const QUrl& origin, const QString& text) override;
-    bool javaScriptPrompt(const QUrl& origin, const QString& text, const QString& otherwise,
-                          QString* out_result) override;
-};
-
-class Window final : public QWebEngineView {
-public:
-    explicit Window(QWebEngineProfile& profile);
-    ~Window() override;
-
-    void Open(const QUrl& url);
-    void SetShown(bool shown);
-    // The first says how large the window is to be; afterwards the person in front of it does.
-    void Suggest(int width, int height);
-    void Set(const QString& setting, bool on);
-    // Signs in by itself at the first page that asks for a password.
-    void FillOnce(Fill fill) { m_fill = std::move(fill); }
-
-    std::function<void(const QUrl& url, bool success)> on_navigated;
-    std::function<void(int width, int height)> on_resized;
-    std::function<void()> on_closed;
-
-protected:
-    void closeEvent(QCloseEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    // As IUIX_Inst::CreateObj.
+    HRESULT Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::IUIX_Obj>& out_window);
+    // By a handle, which may be of a window that is gone.
+    bool Has(HWND handle) const { return Find(handle) != nullptr; }
+    void Resize(HWND handle, int width, int height) const;
+    void Close(HWND handle) const;
+    void DestroyAll();
 
 private:
-    void TryFill();
-    void AnswerChallenge(const QUrl& url, QAuthenticator* answer);
-    void ShowTitle();
+    friend class Window;
+    Window* Find(HWND handle) const;
 
-    Page* m_page;
-    bool m_wanted = true;  // nothing is shown before there is a page
-    bool m_has_page = false;
-    bool m_has_size = false;
-    std::optional<Fill> m_fill;
+    MainThread& m_main_thread;
+    std::vector<ComPtr<Window>> m_windows;
 };
 
-}  // namespace browser
+}  // namespace host

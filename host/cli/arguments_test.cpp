@@ -1,9 +1,9 @@
 // The command line and the URLs on it.
 #include <gtest/gtest.h>
 
-#include "cli/options.h"
-#include "cli/url_argument.h"
-#include "core/failure.h"
+#include "host/base/failure.h"
+#include "host/cli/options.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 namespace {

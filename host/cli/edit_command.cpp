@@ -13,9 +13,9 @@
 #include <cstring>
 #include <memory>
 
-#include "cli/commands.h"
-#include "cli/url_argument.h"
-#include "core/interrupt.h"
+#include "host/base/interrupt.h"
+#include "host/cli/commands.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

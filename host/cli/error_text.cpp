@@ -1,12 +1,12 @@
 // Result codes in a person's words: one table, and the system's own texts behind it.
 // Any thread.
-#include "cli/error_text.h"
+#include "host/cli/error_text.h"
 
 #include <algorithm>
 #include <array>
 
-#include "core/environment.h"
-#include "core/text.h"
+#include "host/base/environment.h"
+#include "host/base/text.h"
 #include "platform/text.h"
 
 namespace cli {

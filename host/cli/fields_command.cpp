@@ -2,10 +2,10 @@
 // The command's worker thread.
 #include <rapidjson/document.h>
 
-#include "cli/commands.h"
-#include "cli/json.h"
-#include "cli/url_argument.h"
-#include "core/text.h"
+#include "host/base/text.h"
+#include "host/cli/commands.h"
+#include "host/cli/json.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

@@ -2,9 +2,9 @@
 // The command's worker thread.
 #include <cstdio>
 
-#include "cli/commands.h"
-#include "cli/json.h"
-#include "cli/url_argument.h"
+#include "host/cli/commands.h"
+#include "host/cli/json.h"
+#include "host/cli/url_argument.h"
 #include "hostapi/irgc.h"
 
 namespace cli {

@@ -7,9 +7,9 @@
 #include <clocale>
 #include <cstdio>
 
-#include "cli/commands.h"
-#include "cli/error_text.h"
-#include "core/interrupt.h"
+#include "host/base/interrupt.h"
+#include "host/cli/commands.h"
+#include "host/cli/error_text.h"
 
 namespace {
 

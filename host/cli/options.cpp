@@ -1,6 +1,6 @@
 // The command line as tables: options, and the commands that take them.
 // Main thread.
-#include "cli/options.h"
+#include "host/cli/options.h"
 
 #include <algorithm>
 #include <array>

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/task_dialog.h"
+#include "host/prompts/task_dialog.h"
 
 namespace cli {
 

@@ -1,6 +1,6 @@
 // Files that appear whole, and streams.
 // One thread.
-#include "cli/output_file.h"
+#include "host/cli/output_file.h"
 
 #include <fcntl.h>
 #include <stdlib.h>

@@ -2,7 +2,7 @@
 // else (a device, a pipe) takes the bytes as they come. Failures are thrown. One thread.
 #pragma once
 
-#include "core/posix_file.h"
+#include "host/base/posix_file.h"
 
 namespace cli {
 

@@ -1,8 +1,8 @@
 // place add, place list, place remove, signout: the remembered sites.
 // The command's worker thread.
-#include "cli/commands.h"
-#include "cli/json.h"
-#include "cli/url_argument.h"
+#include "host/cli/commands.h"
+#include "host/cli/json.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <charconv>
 
-#include "cli/commands.h"
-#include "cli/json.h"
+#include "host/cli/commands.h"
+#include "host/cli/json.h"
 
 namespace cli {
 

@@ -11,8 +11,8 @@
 #include <functional>
 #include <thread>
 
-#include "testing/fake_site.h"
-#include "testing/temp_folder.h"
+#include "host/testing/fake_site.h"
+#include "host/testing/temp_folder.h"
 
 namespace {
 

@@ -2,10 +2,10 @@
 // The command's worker thread.
 #include <ctime>
 
-#include "cli/commands.h"
-#include "cli/json.h"
-#include "cli/url_argument.h"
-#include "core/cache_entry.h"
+#include "host/cache/cache_entry.h"
+#include "host/cli/commands.h"
+#include "host/cli/json.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

@@ -1,15 +1,15 @@
 // One run of a command.
 // The command's worker thread.
-#include "cli/run.h"
+#include "host/cli/run.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
-#include "cli/error_text.h"
-#include "cli/url_argument.h"
-#include "core/interrupt.h"
+#include "host/base/interrupt.h"
+#include "host/cli/error_text.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "cli/options.h"
-#include "core/failure.h"
-#include "core/host.h"
-#include "core/host_objects.h"
+#include "host/base/failure.h"
+#include "host/base/host_objects.h"
+#include "host/cli/options.h"
+#include "host/core/host.h"
 
 namespace cli {
 

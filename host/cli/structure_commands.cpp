@@ -1,7 +1,7 @@
 // mkdir, rm, mv, cp, rename: the structure of a site. A server's refusal doesn't always come back as a
 // failure, so each looks at what has become of the item. The command's worker thread.
-#include "cli/commands.h"
-#include "cli/url_argument.h"
+#include "host/cli/commands.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <memory>
 
-#include "cli/commands.h"
-#include "cli/json.h"
-#include "cli/output_file.h"
-#include "cli/url_argument.h"
-#include "core/cache_entry.h"
+#include "host/cache/cache_entry.h"
+#include "host/cli/commands.h"
+#include "host/cli/json.h"
+#include "host/cli/output_file.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

@@ -1,11 +1,11 @@
 // URLs as people paste them.
 // Any thread.
-#include "cli/url_argument.h"
+#include "host/cli/url_argument.h"
 
 #include <optional>
 
-#include "core/failure.h"
-#include "core/text.h"
+#include "host/base/failure.h"
+#include "host/base/text.h"
 
 namespace cli {
 

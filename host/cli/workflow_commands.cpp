@@ -2,8 +2,8 @@
 // The command's worker thread.
 #include <array>
 
-#include "cli/commands.h"
-#include "cli/url_argument.h"
+#include "host/cli/commands.h"
+#include "host/cli/url_argument.h"
 
 namespace cli {
 

@@ -1,11 +1,11 @@
 // Strings as objects and the cipher for plug-ins.
 // Any thread; a string object by one thread at a time.
-#include "core/aux_extension.h"
+#include "host/core/aux_extension.h"
 
 #include <atomic>
 
-#include "core/failure.h"
-#include "core/object.h"
+#include "host/base/failure.h"
+#include "host/base/object.h"
 
 namespace host {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "core/cipher.h"
-#include "core/profile.h"
+#include "host/profile/cipher.h"
+#include "host/profile/profile.h"
 #include "hostapi/itmk.h"
 #include "platform/com_ptr.h"
 

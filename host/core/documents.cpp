@@ -1,9 +1,9 @@
 // The open documents. Any thread; reloading on the main thread.
-#include "core/documents.h"
+#include "host/core/documents.h"
 
 #include <algorithm>
 
-#include "core/failure.h"
+#include "host/base/failure.h"
 
 namespace host {
 

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <vector>
 
-#include "core/object.h"
+#include "host/base/object.h"
 #include "hostapi/itmk.h"
 
 namespace host {

@@ -1,9 +1,9 @@
 // The event server. Any thread.
-#include "core/events.h"
+#include "host/core/events.h"
 
 #include <algorithm>
 
-#include "core/failure.h"
+#include "host/base/failure.h"
 
 namespace host {
 

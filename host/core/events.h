@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/object.h"
+#include "host/base/object.h"
 #include "hostapi/itmk.h"
 
 namespace host {

@@ -1,15 +1,15 @@
 // The host and the life of its plug-in.
 // Main thread, unless the header says otherwise.
-#include "core/host.h"
+#include "host/core/host.h"
 
 #include <dlfcn.h>
 
-#include "core/aux_extension.h"
-#include "core/failure.h"
-#include "core/images.h"
-#include "core/instance.h"
-#include "core/scripted_browser.h"
-#include "core/window_browser.h"
+#include "host/base/failure.h"
+#include "host/browser/scripted_browser.h"
+#include "host/browser/window_browser.h"
+#include "host/core/aux_extension.h"
+#include "host/core/images.h"
+#include "host/core/instance.h"
 
 namespace host {
 

@@ -1,13 +1,13 @@
 // PNG pictures for plug-ins.
 // Any thread; an object by one thread at a time.
-#include "core/images.h"
+#include "host/core/images.h"
 
 #include <array>
 #include <vector>
 
-#include "core/failure.h"
-#include "core/object.h"
-#include "core/window.h"
+#include "host/base/failure.h"
+#include "host/base/object.h"
+#include "host/browser/window.h"
 
 namespace host {
 

@@ -1,16 +1,16 @@
 // The instance object and the extension "AFS".
 // Any thread.
-#include "core/instance.h"
+#include "host/core/instance.h"
 
 #include <algorithm>
 
-#include "core/aux_extension.h"
-#include "core/failure.h"
-#include "core/files_cache.h"
-#include "core/host.h"
-#include "core/images.h"
-#include "core/object.h"
-#include "core/web_view.h"
+#include "host/base/failure.h"
+#include "host/base/object.h"
+#include "host/browser/web_view.h"
+#include "host/cache/files_cache.h"
+#include "host/core/aux_extension.h"
+#include "host/core/host.h"
+#include "host/core/images.h"
 
 namespace host {
 

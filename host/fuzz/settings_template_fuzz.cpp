@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "core/failure.h"
-#include "core/settings_tree.h"
+#include "host/base/failure.h"
+#include "host/profile/settings_tree.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;

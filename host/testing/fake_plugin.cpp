@@ -2,7 +2,7 @@
 // Main thread.
 #include <cstdlib>
 
-#include "testing/fake_site.h"
+#include "host/testing/fake_site.h"
 
 extern "C" __attribute__((visibility("default"))) HRESULT TMKE_GetPlugin(TMK::ITMK_Plugin** output_plugin) {
     static host::testing::FakeSite site;

@@ -1,6 +1,6 @@
 // A folder of this machine as a site.
 // One thread at a time for each object.
-#include "testing/fake_site.h"
+#include "host/testing/fake_site.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <optional>
 #include <vector>
 
-#include "core/failure.h"
-#include "core/host_objects.h"
-#include "core/settings_tree.h"
+#include "host/base/failure.h"
+#include "host/base/host_objects.h"
+#include "host/profile/settings_tree.h"
 
 namespace host::testing {
 

@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
-#include "core/object.h"
-#include "core/posix_file.h"
+#include "host/base/object.h"
+#include "host/base/posix_file.h"
 #include "hostapi/itmk.h"
 
 namespace host::testing {

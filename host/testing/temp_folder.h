@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string>
 
-#include "core/posix_file.h"
+#include "host/base/posix_file.h"
 
 namespace host::testing {
 

@@ -1,7 +1,7 @@
 // Folder listings, item properties, lists of names.
 #include "afs/enumeration.h"
 
-#include "plugin/failure.h"
+#include "base/failure.h"
 
 EnumFolder::EnumFolder(Name& name) : m_name(&name) {
     TRACE_ENTRY("EnumFolder::EnumFolder");

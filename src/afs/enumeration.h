@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "afs/name.h"
+#include "base/scaffolding.h"
 #include "hostapi/iafs.h"
-#include "plugin/scaffolding.h"
 
 // A folder's children, read once when it is made.
 class EnumFolder final : public cCoClassDispatchT<EnumFolder, TMK::IAFS_EnumFolder> {

@@ -1,12 +1,12 @@
 // The file system's life, its plain properties, progress monitors, dialogs and accounts.
 #include "afs/file_system.h"
 
-#include "integration/message_box.h"
-#include "plugin/failure.h"
-#include "plugin/main_thread.h"
-#include "plugin/message_template.h"
+#include "base/failure.h"
+#include "base/main_thread.h"
+#include "base/text/message_template.h"
+#include "base/text/url.h"
+#include "dialogs/message_box.h"
 #include "plugin/plugin.h"
-#include "plugin/url.h"
 #include "session/account_data.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <unordered_map>
 
 #include "afs/name.h"
+#include "base/scaffolding.h"
 #include "hostapi/iafs.h"
-#include "plugin/scaffolding.h"
 
 class Plugin;
 

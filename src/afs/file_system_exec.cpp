@@ -1,9 +1,9 @@
 // The operations that the host asks for by name, and the properties of items.
-#include "afs/cache_callback.h"
+#include "afs/document/cache_callback.h"
 #include "afs/file_system.h"
+#include "base/failure.h"
 #include "hostapi/irgc.h"
 #include "platform/text.h"
-#include "plugin/failure.h"
 #include "plugin/plugin.h"
 #include "session/account_data.h"
 

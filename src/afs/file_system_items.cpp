@@ -1,10 +1,10 @@
 // Work on items: opening, creating, moving, copying, renaming, deleting, and what is known of them.
+#include "afs/document/file.h"
 #include "afs/enumeration.h"
-#include "afs/file.h"
 #include "afs/file_system.h"
-#include "plugin/failure.h"
+#include "base/failure.h"
+#include "base/text/url.h"
 #include "plugin/plugin.h"
-#include "plugin/url.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Names of the file system: strings to names and back, kinship, binding to places.
 #include "afs/file_system.h"
-#include "plugin/failure.h"
+#include "base/failure.h"
+#include "base/text/url.h"
 #include "plugin/plugin.h"
-#include "plugin/url.h"
 #include "session/account_data.h"
 #include "session/sharepoint_checker.h"
 

@@ -2,9 +2,9 @@
 #include "afs/name.h"
 
 #include "afs/file_system.h"
-#include "plugin/failure.h"
+#include "base/failure.h"
+#include "base/text/url.h"
 #include "plugin/plugin.h"
-#include "plugin/url.h"
 #include "session/account_data.h"
 
 namespace {

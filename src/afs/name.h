@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "base/scaffolding.h"
 #include "hostapi/iafs.h"
-#include "plugin/scaffolding.h"
 #include "session/session.h"
 #include "sharepoint/object.h"
 

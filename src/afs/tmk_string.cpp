@@ -1,7 +1,7 @@
 // A string as a host object.
 #include "afs/tmk_string.h"
 
-#include "plugin/failure.h"
+#include "base/failure.h"
 
 namespace Utility {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "base/scaffolding.h"
 #include "hostapi/common.h"
-#include "plugin/scaffolding.h"
 
 namespace Utility {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "base/scaffolding.h"
 #include "hostapi/itmk.h"
 #include "platform/webview2.h"
-#include "plugin/scaffolding.h"
 
 struct ScriptedCookie {
     std::u16string name;

@@ -1,8 +1,8 @@
 // The window's life, from its template to the code that it ends with, and the browser's events in between.
 #include "dialogs/web_view_dialog.h"
 
+#include "base/resources.h"
 #include "platform/com_ptr.h"
-#include "plugin/resources.h"
 
 namespace TMK {
 

@@ -5,9 +5,9 @@
 #include <functional>
 #include <string>
 
+#include "base/ui_object.h"
 #include "hostapi/itmk.h"
 #include "platform/webview2.h"
-#include "plugin/ui_object.h"
 
 namespace TMK {
 

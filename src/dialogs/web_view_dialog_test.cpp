@@ -6,9 +6,9 @@
 #include <pugixml.hpp>
 #include <set>
 
+#include "base/resources.h"
+#include "base/text/encoding.h"
 #include "dialogs/scripted_browser.h"
-#include "plugin/encoding.h"
-#include "plugin/resources.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "base/text/encoding.h"
 #include "http/cookies.h"
-#include "plugin/encoding.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::u16string header = FromUtf8({reinterpret_cast<const char*>(data), size});

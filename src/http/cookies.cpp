@@ -1,8 +1,8 @@
 // Cookie header text, and its way onto a request. Re-entrant.
 #include "http/cookies.h"
 
+#include "base/failure.h"
 #include "platform/wininet.h"
-#include "plugin/failure.h"
 
 namespace Http {
 

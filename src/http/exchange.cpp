@@ -4,11 +4,11 @@
 #include <cstring>
 #include <utility>
 
+#include "base/text/encoding.h"
 #include "http/handle.h"
 #include "http/log_text.h"
 #include "http/session_impl.h"
 #include "platform/wininet.h"
-#include "plugin/encoding.h"
 
 namespace Http {
 

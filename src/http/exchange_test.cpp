@@ -8,13 +8,13 @@
 #include <fstream>
 #include <iterator>
 
+#include "base/log.h"
+#include "base/text/encoding.h"
 #include "http/handle.h"
 #include "http/log_text.h"
 #include "http/loopback_test_server.h"
 #include "http/retry.h"
 #include "http/session.h"
-#include "plugin/encoding.h"
-#include "plugin/log.h"
 
 namespace {
 

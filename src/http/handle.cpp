@@ -6,9 +6,9 @@
 #include <memory>
 #include <new>
 
+#include "base/inet_error.h"
+#include "base/text/encoding.h"
 #include "platform/wininet.h"
-#include "plugin/encoding.h"
-#include "plugin/inet_error.h"
 
 namespace Http {
 

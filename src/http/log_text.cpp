@@ -3,10 +3,10 @@
 
 #include <array>
 
+#include "base/log.h"
+#include "base/text/encoding.h"
 #include "http/handle.h"
 #include "platform/text.h"
-#include "plugin/encoding.h"
-#include "plugin/log.h"
 
 namespace Http {
 

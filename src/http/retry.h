@@ -1,9 +1,9 @@
 // The rule of repeated sends. Stateless.
 #pragma once
 
+#include "base/log.h"
 #include "platform/base.h"
 #include "platform/wininet.h"
-#include "plugin/log.h"
 
 namespace Http {
 

@@ -1,8 +1,8 @@
 // The sends themselves. One thread a handle.
+#include "base/failure.h"
 #include "http/retry.h"
 #include "http/session_impl.h"
 #include "platform/wininet.h"
-#include "plugin/failure.h"
 
 namespace Http {
 

@@ -4,11 +4,11 @@
 #include <array>
 #include <utility>
 
+#include "base/failure.h"
+#include "base/text/encoding.h"
 #include "http/session_impl.h"
 #include "platform/text.h"
 #include "platform/wininet.h"
-#include "plugin/encoding.h"
-#include "plugin/failure.h"
 
 namespace Http {
 

@@ -1,7 +1,7 @@
 // The events of the editor, as far as they are answered.
 #include "integration/events_handler.h"
 
-#include "plugin/failure.h"
+#include "base/failure.h"
 
 HRESULT EventsHandler::Init() {
     TRACE_ENTRY("EventsHandler::Init");

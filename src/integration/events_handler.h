@@ -2,8 +2,8 @@
 // bars. Made and driven by Plugin on the main thread; UpdateCommandItems may be called on any thread.
 #pragma once
 
+#include "base/scaffolding.h"
 #include "hostapi/itmk.h"
-#include "plugin/scaffolding.h"
 
 class File;
 class Plugin;

@@ -1,5 +1,5 @@
 // The library's one doorway.
-#include "plugin/failure.h"
+#include "base/failure.h"
 #include "plugin/plugin.h"
 
 extern "C" __attribute__((visibility("default"))) HRESULT TMKE_GetPlugin(TMK::ITMK_Plugin** output_plugin) {

@@ -2,9 +2,9 @@
 #include "plugin/plugin.h"
 
 #include "afs/file_system.h"
+#include "base/failure.h"
+#include "base/resources.h"
 #include "integration/events_handler.h"
-#include "plugin/failure.h"
-#include "plugin/resources.h"
 
 const GUID Plugin::kClassId{0x666BE179, 0xFF02, 0x4C8B, {0x96, 0x90, 0x04, 0x1D, 0xA9, 0x18, 0x76, 0xE1}};
 

@@ -2,10 +2,10 @@
 // only.
 #pragma once
 
+#include "base/preferences.h"
+#include "base/scaffolding.h"
 #include "hostapi/itmk.h"
 #include "platform/com_ptr.h"
-#include "plugin/preferences.h"
-#include "plugin/scaffolding.h"
 
 class EventsHandler;
 class File;

@@ -1,5 +1,5 @@
 // What the plug-in says of itself, and the operations of the host's interface that it doesn't provide.
-#include "plugin/failure.h"
+#include "base/failure.h"
 #include "plugin/plugin.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // Accounts: their stored form, their secrets through the host's cipher, and which URLs belong to them.
 #include "session/account_data.h"
 
-#include "plugin/failure.h"
-#include "plugin/resources.h"
-#include "plugin/settings_access.h"
+#include "base/failure.h"
+#include "base/resources.h"
+#include "base/settings_access.h"
 #include "session/account_match.h"
 #include "session/cab_encryptor.h"
 

@@ -4,11 +4,11 @@
 
 #include <string>
 
+#include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 #include "http/session.h"
 #include "platform/com_ptr.h"
 #include "plugin/plugin.h"
-#include "plugin/scaffolding.h"
 
 // Tells an account of this plug-in from any other object.
 struct IAccountData : IUnknown {

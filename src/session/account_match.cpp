@@ -4,9 +4,9 @@
 #include <array>
 #include <string_view>
 
+#include "base/failure.h"
 #include "platform/text.h"
 #include "platform/url.h"
-#include "plugin/failure.h"
 
 namespace {
 

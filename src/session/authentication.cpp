@@ -3,12 +3,12 @@
 
 #include <new>
 
+#include "base/failure.h"
+#include "base/main_thread.h"
+#include "base/settings_access.h"
+#include "base/text/url.h"
 #include "dialogs/web_view_dialog.h"
 #include "platform/com_ptr.h"
-#include "plugin/failure.h"
-#include "plugin/main_thread.h"
-#include "plugin/settings_access.h"
-#include "plugin/url.h"
 #include "session/browser_cookies.h"
 #include "session/sign_in_server.h"
 

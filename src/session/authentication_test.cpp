@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "base/failure.h"
+#include "base/text/encoding.h"
 #include "dialogs/scripted_browser.h"
-#include "plugin/encoding.h"
-#include "plugin/failure.h"
 #include "session/browser_cookies.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // Strings of a settings node through the host's cipher.
 #include "session/cab_encryptor.h"
 
+#include "base/failure.h"
+#include "base/settings_access.h"
 #include "platform/com_ptr.h"
-#include "plugin/failure.h"
 #include "plugin/plugin.h"
-#include "plugin/settings_access.h"
 
 namespace CabEncryptor {
 

@@ -4,11 +4,11 @@
 #include <new>
 
 #include "afs/file_system.h"
+#include "base/failure.h"
+#include "base/main_thread.h"
 #include "dialogs/web_view_dialog.h"
 #include "platform/url.h"
 #include "platform/wininet.h"
-#include "plugin/failure.h"
-#include "plugin/main_thread.h"
 #include "plugin/plugin.h"
 #include "session/account_data.h"
 #include "session/authentication.h"

@@ -1,6 +1,6 @@
 // Whether a URL is served by SharePoint: a throw-away connection that asks nobody.
+#include "base/failure.h"
 #include "http/session.h"
-#include "plugin/failure.h"
 #include "session/session.h"
 #include "sharepoint/legacy/web.h"
 

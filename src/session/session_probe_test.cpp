@@ -1,9 +1,9 @@
 // Whether a string leads to SharePoint: its form, and what servers of every kind make of the probe.
 #include <gtest/gtest.h>
 
+#include "base/failure.h"
+#include "base/text/encoding.h"
 #include "http/loopback_test_server.h"
-#include "plugin/encoding.h"
-#include "plugin/failure.h"
 #include "session/session.h"
 #include "session/sharepoint_checker.h"
 

@@ -1,9 +1,9 @@
 // Who signed in to which server last.
 #include "session/sessions_memory.h"
 
+#include "base/failure.h"
 #include "platform/com_ptr.h"
 #include "platform/text.h"
-#include "plugin/failure.h"
 #include "plugin/plugin.h"
 
 namespace {

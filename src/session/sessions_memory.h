@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "base/settings_access.h"
 #include "hostapi/iafs.h"
 #include "http/session.h"
-#include "plugin/settings_access.h"
 
 class Plugin;
 

@@ -1,8 +1,8 @@
 // The form of a string, then the probe of its server.
 #include "session/sharepoint_checker.h"
 
-#include "plugin/failure.h"
-#include "plugin/url.h"
+#include "base/failure.h"
+#include "base/text/url.h"
 #include "session/session.h"
 
 namespace Utility::SharepointChecker {

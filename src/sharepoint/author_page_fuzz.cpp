@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "plugin/encoding.h"
+#include "base/text/encoding.h"
 #include "sharepoint/legacy/front_page.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

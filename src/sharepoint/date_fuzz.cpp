@@ -2,8 +2,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "plugin/encoding.h"
-#include "plugin/iso8601.h"
+#include "base/text/encoding.h"
+#include "base/text/iso8601.h"
 #include "sharepoint/reading.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -3,9 +3,9 @@
 
 #include <charconv>
 
-#include "plugin/encoding.h"
-#include "plugin/iso8601.h"
-#include "plugin/scaffolding.h"
+#include "base/scaffolding.h"
+#include "base/text/encoding.h"
+#include "base/text/iso8601.h"
 
 namespace SharePoint {
 

@@ -1,7 +1,7 @@
 // The columns' way from the server and back. One thread at a time.
-#include "plugin/encoding.h"
-#include "plugin/iso8601.h"
-#include "plugin/url.h"
+#include "base/text/encoding.h"
+#include "base/text/iso8601.h"
+#include "base/text/url.h"
 #include "sharepoint/fields.h"
 #include "sharepoint/reading.h"
 

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text/encoding.h"
 #include "http/loopback_test_server.h"
-#include "plugin/encoding.h"
 #include "sharepoint/fields_text.h"
 
 namespace {

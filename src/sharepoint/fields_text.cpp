@@ -5,8 +5,8 @@
 #include <charconv>
 #include <initializer_list>
 
-#include "plugin/encoding.h"
-#include "plugin/iso8601.h"
+#include "base/text/encoding.h"
+#include "base/text/iso8601.h"
 #include "sharepoint/json.h"
 
 #include <rapidjson/stringbuffer.h>

@@ -6,7 +6,7 @@
 
 #include <rapidjson/reader.h>
 
-#include "plugin/encoding.h"
+#include "base/text/encoding.h"
 
 namespace Json {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "plugin/failure.h"
+#include "base/failure.h"
 
 #ifdef RAPIDJSON_RAPIDJSON_H_
 #error "sharepoint/json.h comes before any header of the JSON library"

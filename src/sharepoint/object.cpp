@@ -1,7 +1,7 @@
 // What all dialects share about items: their names, and their trace form. Re-entrant.
 #include "sharepoint/object.h"
 
-#include "plugin/log.h"
+#include "base/log.h"
 
 namespace SharePoint {
 

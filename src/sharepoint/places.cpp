@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "plugin/failure.h"
-#include "plugin/log.h"
+#include "base/failure.h"
+#include "base/log.h"
 
 namespace SharePoint {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "plugin/url.h"
+#include "base/text/url.h"
 #include "sharepoint/object.h"
 
 namespace SharePoint {

@@ -6,9 +6,9 @@
 #include <memory>
 #include <utility>
 
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "http/log_text.h"
-#include "plugin/encoding.h"
-#include "plugin/url.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/log.h"
 #include "http/session.h"
-#include "plugin/log.h"
 #include "sharepoint/json.h"
 
 namespace SharePoint2010::Utility {

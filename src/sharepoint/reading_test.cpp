@@ -5,8 +5,8 @@
 
 #include <cstring>
 
+#include "base/text/encoding.h"
 #include "http/loopback_test_server.h"
-#include "plugin/encoding.h"
 
 namespace {
 

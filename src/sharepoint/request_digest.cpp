@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "plugin/log.h"
+#include "base/log.h"
 #include "sharepoint/reading.h"
 
 namespace SharePoint {

@@ -5,8 +5,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "plugin/encoding.h"
-#include "plugin/url.h"
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "sharepoint/legacy/web.h"
 #include "sharepoint/rest/web.h"
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <functional>
 
+#include "base/text/encoding.h"
 #include "contract_site.h"
-#include "plugin/encoding.h"
 #include "sharepoint/fields_text.h"
 
 namespace contract {

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "cli/commands.h"
-#include "core/text.h"
+#include "host/base/text.h"
+#include "host/cli/commands.h"
 
 namespace interfaces {
 

@@ -5,9 +5,9 @@
 #include <functional>
 #include <thread>
 
-#include "cli/commands.h"
-#include "core/text.h"
 #include "editor.h"
+#include "host/base/text.h"
+#include "host/cli/commands.h"
 #include "hostapi/irgc.h"
 
 namespace interfaces {

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <functional>
 
-#include "core/text.h"
 #include "decisions.h"
+#include "host/base/text.h"
 
 namespace interfaces {
 

@@ -1,7 +1,7 @@
 // Accounts in the host's settings tree and under its cipher, and the plug-in's own answers in each state.
 #include <gtest/gtest.h>
 
-#include "core/text.h"
+#include "host/base/text.h"
 #include "inside_host.h"
 #include "session/account_data.h"
 #include "session/account_match.h"

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <optional>
 
-#include "afs/cache_callback.h"
+#include "afs/document/cache_callback.h"
 #include "afs/enumeration.h"
 #include "afs/file_system.h"
 #include "afs/tmk_string.h"
-#include "core/text.h"
+#include "base/failure.h"
+#include "host/base/text.h"
 #include "inside_host.h"
-#include "plugin/failure.h"
 #include "session/account_data.h"
 
 namespace interfaces {

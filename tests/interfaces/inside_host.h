@@ -4,9 +4,9 @@
 
 #include <memory>
 
-#include "core/host.h"
-#include "core/host_objects.h"
 #include "harness.h"
+#include "host/base/host_objects.h"
+#include "host/core/host.h"
 #include "plugin/plugin.h"
 
 namespace interfaces {

@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "core/text.h"
+#include "base/failure.h"
 #include "dialogs/scripted_browser.h"
+#include "host/base/text.h"
 #include "http/loopback_test_server.h"
 #include "inside_host.h"
-#include "plugin/failure.h"
 #include "session/account_data.h"
 #include "session/session.h"
 #include "session/sessions_memory.h"

@@ -1,7 +1,7 @@
 // A host that lacks one of the extensions that the plug-in stands on.
 #include <gtest/gtest.h>
 
-#include "core/object.h"
+#include "host/base/object.h"
 #include "inside_host.h"
 
 namespace interfaces {

@@ -1,8 +1,8 @@
 // Operations on a document of an older server. One thread at a time.
 #include "sharepoint/legacy/file.h"
 
-#include "plugin/encoding.h"
-#include "plugin/url.h"
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/reading.h"
 

@@ -6,11 +6,11 @@
 #include <iterator>
 #include <string_view>
 
+#include "base/failure.h"
+#include "base/log.h"
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "http/log_text.h"
-#include "plugin/encoding.h"
-#include "plugin/failure.h"
-#include "plugin/log.h"
-#include "plugin/url.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/reading.h"
 

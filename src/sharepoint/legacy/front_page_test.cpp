@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text/encoding.h"
 #include "http/loopback_test_server.h"
-#include "plugin/encoding.h"
 
 namespace {
 

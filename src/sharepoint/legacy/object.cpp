@@ -1,7 +1,7 @@
 // Common operations of folders and files of an older server. One thread at a time.
 #include "sharepoint/legacy/object.h"
 
-#include "plugin/url.h"
+#include "base/text/url.h"
 #include "sharepoint/legacy/front_page.h"
 #include "sharepoint/legacy/protocol.h"
 

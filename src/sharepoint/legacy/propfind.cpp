@@ -7,10 +7,10 @@
 #include <optional>
 #include <sstream>
 
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "platform/base.h"
 #include "platform/text.h"
-#include "plugin/encoding.h"
-#include "plugin/url.h"
 #include "sharepoint/reading.h"
 
 namespace SharePoint2013 {

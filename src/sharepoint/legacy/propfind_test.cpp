@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "plugin/encoding.h"
+#include "base/text/encoding.h"
 
 namespace {
 

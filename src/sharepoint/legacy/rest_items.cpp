@@ -1,7 +1,7 @@
 // Reading of a document's record. Re-entrant.
 #include "sharepoint/legacy/rest_items.h"
 
-#include "plugin/log.h"
+#include "base/log.h"
 #include "sharepoint/reading.h"
 
 namespace SharePoint2013 {

@@ -6,10 +6,10 @@
 #include <memory>
 #include <string>
 
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "http/loopback_test_server.h"
 #include "http/session.h"
-#include "plugin/encoding.h"
-#include "plugin/url.h"
 #include "sharepoint/legacy/web.h"
 
 class OlderSiteFixture {

@@ -3,8 +3,8 @@
 
 #include <charconv>
 
-#include "plugin/encoding.h"
-#include "plugin/url.h"
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "sharepoint/legacy/file.h"
 #include "sharepoint/legacy/folder.h"
 #include "sharepoint/legacy/front_page.h"

@@ -1,5 +1,5 @@
 // Making, moving and copying on an older server. Any thread.
-#include "plugin/url.h"
+#include "base/text/url.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/legacy/web.h"
 #include "sharepoint/places.h"

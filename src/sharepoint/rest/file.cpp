@@ -4,8 +4,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "plugin/encoding.h"
-#include "plugin/url.h"
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/rest/protocol.h"
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "plugin/encoding.h"
-#include "plugin/failure.h"
+#include "base/failure.h"
+#include "base/text/encoding.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Operations on a folder. One thread at a time.
 #include "sharepoint/rest/folder.h"
 
-#include "plugin/url.h"
+#include "base/text/url.h"
 #include "sharepoint/rest/protocol.h"
 
 namespace SharePointRestAPI {

@@ -1,7 +1,7 @@
 // Addresses and answers of the REST interface. Pure functions.
 #include "sharepoint/rest/protocol.h"
 
-#include "plugin/url.h"
+#include "base/text/url.h"
 
 namespace SharePointRestAPI {
 

@@ -1,8 +1,8 @@
 // Finding and listing objects, and what the web knows for them: user, edit right, digest. Any thread.
 #include "sharepoint/rest/web.h"
 
-#include "plugin/encoding.h"
-#include "plugin/url.h"
+#include "base/text/encoding.h"
+#include "base/text/url.h"
 #include "sharepoint/places.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/rest/file.h"

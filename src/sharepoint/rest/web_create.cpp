@@ -1,5 +1,5 @@
 // Making of files and folders. Any thread.
-#include "plugin/url.h"
+#include "base/text/url.h"
 #include "sharepoint/places.h"
 #include "sharepoint/rest/protocol.h"
 #include "sharepoint/rest/web.h"

@@ -1,0 +1,62 @@
+// Ctrl-C as a flag and a descriptor.
+// Any thread; the handler runs in a signal.
+#include "host/base/interrupt.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace host {
+
+namespace {
+
+std::atomic<bool> g_interrupted{false};
+std::atomic<int> g_read_end{-1};
+std::atomic<int> g_write_end{-1};
+
+void OnSignal(int number) {
+    const int saved = errno;
+    if (g_interrupted.exchange(true)) {
+        signal(number, SIG_DFL);
+        raise(number);
+    } else {
+        const char byte = 1;
+        [[maybe_unused]] const ssize_t written = write(g_write_end, &byte, 1);
+    }
+    errno = saved;
+}
+
+}  // namespace
+
+const std::atomic<bool>& InterruptFlag() {
+    return g_interrupted;
+}
+
+int InterruptDescriptor() {
+    return g_read_end;
+}
+
+void InstallInterruptHandler() {
+    int ends[2];
+    if (g_read_end >= 0 || pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
+    g_write_end = ends[1];
+    g_read_end = ends[0];
+    struct sigaction action {};
+    action.sa_handler = OnSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+bool SleepUnlessInterrupted(int milliseconds) {
+    pollfd watched{g_read_end, POLLIN, 0};
+    poll(&watched, 1, milliseconds);
+    return !g_interrupted;
+}
+
+}  // namespace host

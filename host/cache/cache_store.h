@@ -1,0 +1,96 @@
+// The local copies of all documents: their folders, the journal beside them, who may write which, and what a
+// crash left unsent. Owned by the host instance, shared by its caches; any thread.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "host/cache/journal.h"
+#include "host/profile/profile.h"
+#include "platform/com_ptr.h"
+
+namespace host {
+
+class CacheEntry;
+
+// A document whose local copy holds something that the server doesn't have.
+struct UnsentDocument {
+    enum class State {
+        unsent,      // whole, and waiting to be sent
+        incomplete,  // a save into the cache was interrupted; what was there before is untouched
+        editing,     // open in another process right now
+        missing,     // the local copy is gone
+    };
+    State state;
+    JournalEntry entry;
+    fs::path path;
+    std::uint64_t size = 0;
+};
+
+class CacheStore {
+public:
+    // `folder` is made when missing. Throws a Failure.
+    CacheStore(fs::path folder, Warn warn);
+
+    // One folder, key and journal entry for a document's URL; an entry that isn't there yet comes back new.
+    static std::string KeyOf(std::string_view url);
+    JournalEntry Entry(std::string_view url);
+    fs::path FolderOf(const JournalEntry& entry) const { return m_folder / entry.folder; }
+    fs::path PathOf(const JournalEntry& entry) const { return FolderOf(entry) / entry.name; }
+    fs::path WorkPathOf(const JournalEntry& entry) const { return FolderOf(entry) / ".work"; }
+    fs::path LockPathOf(const JournalEntry& entry) const { return FolderOf(entry) / ".lock"; }
+
+    Journal& journal() { return m_journal; }
+    const std::string& boot() const { return m_boot; }
+    void warn(const std::string& line) const { m_profile_warn(line); }
+
+    // The account that new entries belong to.
+    void SetAccount(std::string url);
+    std::string account() const;
+
+    // What earlier runs left, after working out what interrupted ones did.
+    std::vector<UnsentDocument> Unsent();
+    // The same for one document; nothing when all of it was sent.
+    std::optional<UnsentDocument> Unsent(std::string_view url);
+
+    // Lets the next opening of this document take up what was not sent instead of refusing it.
+    void AllowUnsent(std::string_view url, bool allow);
+    bool IsUnsentAllowed(const std::string& key) const;
+
+    // Forgets a document and its local copy. 0x80070020 while another process has it open for writing.
+    void Drop(std::string_view url);
+    // Throws away a save that was interrupted in this process; the copy before it stays.
+    void DiscardIncomplete(std::string_view url);
+
+    // A program is about to change the local file of a document that is open here: journalled before it
+    // returns. Returns the local path. Throws a Failure.
+    fs::path BeginEdit(std::string_view url);
+    // The program has ended; true when the content of the file changed, which is then journalled as unsent.
+    bool FinishEdit(std::string_view url);
+
+    // The entries that are open in this process, one for each document.
+    ComPtr<CacheEntry> OpenEntry(const std::string& key);
+    void Register(const std::string& key, CacheEntry* entry);
+    void Unregister(const std::string& key, CacheEntry* entry);
+
+private:
+    std::optional<UnsentDocument> Examine(JournalEntry entry);
+    void SettleEdit(JournalEntry& entry);
+
+    fs::path m_folder;
+    Warn m_profile_warn;
+    Journal m_journal;
+    std::string m_boot;
+    mutable std::mutex m_mutex;
+    std::string m_account;
+    std::map<std::string, CacheEntry*> m_open;
+    std::map<std::string, bool> m_allowed;
+};
+
+// Safe as a file's name whatever the URL holds; the extension stays.
+std::string LocalNameOf(std::string_view url);
+
+}  // namespace host

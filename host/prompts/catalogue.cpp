@@ -1,0 +1,69 @@
+// Catalogues of strings.
+// Any thread.
+#include "host/prompts/catalogue.h"
+
+#include <array>
+#include <pugixml.hpp>
+
+#include "host/base/failure.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::u16string_view kMarker = u"$$$.";
+constexpr std::size_t kMaxDocument = 16u << 20;
+
+std::u16string_view WithoutMarker(std::u16string_view id) {
+    return id.starts_with(kMarker) ? id.substr(kMarker.size()) : id;
+}
+
+}  // namespace
+
+Catalogue::Catalogue() {
+    static constexpr std::array<std::pair<const char16_t*, const char16_t*>, 5> kOwn{{
+        {u"btn.ok", u"&OK"},
+        {u"btn.cancel", u"&Cancel"},
+        {u"btn.close", u"&Close"},
+        {u"btn.yes", u"&Yes"},
+        {u"btn.no", u"&No"},
+    }};
+    for (const auto& [id, text] : kOwn) m_texts[id] = text;
+}
+
+void Catalogue::Load(std::string_view xml) {
+    if (xml.size() > kMaxDocument) throw Failure(E_INVALIDARG, "the string catalogue is too large");
+    pugi::xml_document document;
+    const auto parsed =
+        document.load_buffer(xml.data(), xml.size(), pugi::parse_default, pugi::encoding_utf8);
+    const pugi::xml_node root = document.child("Localization");
+    if (!parsed || !root) throw Failure(E_INVALIDARG, "the string catalogue is no Localization document");
+    std::map<std::u16string, std::u16string, std::less<>> texts;
+    for (const auto& product : root.children("Product")) {
+        for (const auto& language : product.children("Language")) {
+            for (const auto& module : language.children("Module")) {
+                const std::string space = module.attribute("namespace").value();
+                const std::u16string prefix = space.empty() ? u"" : ToUtf16(space + ".");
+                for (const auto& text : module.child("Strings").children("text")) {
+                    texts[prefix + ToUtf16(text.attribute("id").value())] = ToUtf16(text.text().get());
+                }
+            }
+        }
+    }
+    const std::lock_guard lock(m_mutex);
+    for (auto& [id, text] : texts) m_texts[id] = std::move(text);
+}
+
+std::optional<std::u16string> Catalogue::Find(std::u16string_view id) const {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_texts.find(WithoutMarker(id));
+    if (found == m_texts.end()) return std::nullopt;
+    return found->second;
+}
+
+std::u16string Catalogue::Resolve(std::u16string_view text) const {
+    if (!text.starts_with(kMarker)) return std::u16string(text);
+    return Find(text).value_or(std::u16string(WithoutMarker(text)));
+}
+
+}  // namespace host

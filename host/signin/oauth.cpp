@@ -1,0 +1,304 @@
+// Device sign-in and the store of tokens.
+// Any thread; one sign-in at a time.
+#include "host/signin/oauth.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+
+#include "host/base/failure.h"
+#include "host/base/interrupt.h"
+#include "host/base/json.h"
+#include "host/signin/http_form.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::string_view kTokensFile = "tokens.json";
+constexpr std::string_view kOverridesFile = "oauth.json";
+constexpr std::string_view kPurpose = "oauth tokens";
+constexpr int kDefaultInterval = 5;  // seconds, where the server names none
+constexpr int kSlowDown = 5;         // more seconds each time the server asks for it
+constexpr int kMaxInterval = 120;
+constexpr std::int64_t kDefaultLifetime = 900;
+constexpr long kTooManyRequests = 429;
+
+std::int64_t Microseconds() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+// Some servers write numbers as texts.
+std::int64_t NumberOf(const rapidjson::Value& json, const char* name, std::int64_t otherwise) {
+    const auto member = json.FindMember(name);
+    if (member == json.MemberEnd()) return otherwise;
+    if (member->value.IsInt64()) return member->value.GetInt64();
+    if (member->value.IsString()) return std::strtoll(member->value.GetString(), nullptr, 10);
+    return otherwise;
+}
+
+void SetMember(rapidjson::Value& object, const std::string& name, rapidjson::Value value,
+               Json::AllocatorType& memory) {
+    object.RemoveMember(name.c_str());
+    object.AddMember(rapidjson::Value(name.c_str(), memory), value, memory);
+}
+
+char ToLowerAscii(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
+std::string Endpoint(const OAuthRequest& request, const char* name) {
+    std::string authority = request.authority;
+    while (authority.ends_with('/')) authority.pop_back();
+    return authority + "/oauth2/v2.0/" + name;
+}
+
+std::string FullScope(const OAuthRequest& request) {
+    return request.scope + " offline_access";
+}
+
+std::string KeyOf(const OAuthRequest& request) {
+    return request.authority + " " + request.scope + " " + request.user;
+}
+
+// Of one sign-in alone, so that no other's token can be put in its place.
+std::string PurposeOf(const std::string& key, const char* name) {
+    return std::string(kPurpose) + " " + name + " " + key;
+}
+
+[[noreturn]] void ThrowRefusal(const FormAnswer& answer, const Json& json) {
+    const std::string error = TextOf(json, "error");
+    const std::string description = TextOf(json, "error_description");
+    if (error == "access_denied" || error == "authorization_declined") {
+        throw Failure(kCanceled, "the sign-in was declined");
+    }
+    if (error == "expired_token")
+        throw Failure(HRESULT_FROM_WIN32(1460), "the code for the sign-in has expired");
+    std::string why = "the sign-in server answered with status " + std::to_string(answer.status);
+    if (!error.empty()) why += ", " + PlainLine(error);
+    if (!description.empty()) why += ": " + PlainLine(description);
+    throw Failure(E_ACCESSDENIED, why);
+}
+
+}  // namespace
+
+std::string ServerOf(const std::string& url) {
+    const std::size_t scheme = url.find("://");
+    if (scheme == std::string::npos) return {};
+    std::string server = url.substr(0, url.find_first_of("/?#", scheme + 3));
+    const std::size_t at = server.find('@', scheme);
+    if (at != std::string::npos) server.erase(scheme + 3, at - scheme - 2);
+    std::transform(server.begin(), server.end(), server.begin(), ToLowerAscii);
+    return server;
+}
+
+OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
+             std::function<void(const std::string& url)> open)
+    : m_profile(profile),
+      m_cipher(std::move(cipher)),
+      m_terminal(terminal),
+      m_open(std::move(open)),
+      m_started(Microseconds()) {}
+
+void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value) const {
+    m_profile.UpdateJson(kOverridesFile, [&](Json& json) {
+        if (!json.IsObject()) json.SetObject();
+        auto& memory = json.GetAllocator();
+        rapidjson::Value entry(rapidjson::kObjectType);
+        entry.AddMember("authority", rapidjson::Value(value.authority.c_str(), memory), memory);
+        entry.AddMember("clientID", rapidjson::Value(value.client_id.c_str(), memory), memory);
+        entry.AddMember("flow", rapidjson::Value(value.flow.c_str(), memory), memory);
+        entry.AddMember("redirectURI", rapidjson::Value(value.redirect.c_str(), memory), memory);
+        SetMember(json, ServerOf(site_url), std::move(entry), memory);
+    });
+}
+
+std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) const {
+    const auto text = ReadWhole(m_profile.file(kOverridesFile));
+    if (!text) return std::nullopt;
+    const std::optional<Json> json = ParseJson(*text);
+    // Without it a sign-in would turn to another authority than the person named.
+    if (!json || !json->IsObject()) {
+        throw Failure(kBadData,
+                      m_profile.file(kOverridesFile).string() +
+                          ", which says where sites are signed in to, is damaged; mend or remove it");
+    }
+    const auto member = json->FindMember(ServerOf(site_url).c_str());
+    if (member == json->MemberEnd() || !member->value.IsObject()) return std::nullopt;
+    return OAuthOverride{TextOf(member->value, "authority"), TextOf(member->value, "clientID"),
+                         TextOf(member->value, "flow"), TextOf(member->value, "redirectURI")};
+}
+
+void OAuth::NoteInUse(const std::string& site, const std::string& token) {
+    const std::lock_guard lock(m_mutex);
+    if (!token.empty()) m_in_use.emplace(site, token);
+}
+
+bool OAuth::HasTokenInUse(const std::string& site) {
+    const std::lock_guard lock(m_mutex);
+    return std::any_of(m_in_use.begin(), m_in_use.end(), [&](const auto& use) { return use.first == site; });
+}
+
+std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
+    const Json json = m_profile.LoadJson(kTokensFile);
+    if (json.IsNull()) return std::nullopt;
+    const auto member = json.FindMember(key.c_str());
+    if (member == json.MemberEnd() || !member->value.IsObject()) return std::nullopt;
+    const auto open = [&](const char* name) {
+        const std::string stored = TextOf(member->value, name);
+        return stored.empty() ? std::string() : m_cipher->Decrypt(PurposeOf(key, name), stored);
+    };
+    try {
+        return Tokens{open("access"), open("refresh"), NumberOf(member->value, "expires", 0),
+                      NumberOf(member->value, "stored", 0)};
+    } catch (const Failure& failure) {
+        m_profile.warn("stored tokens can't be used: " + std::string(failure.what()));
+        return std::nullopt;
+    }
+}
+
+void OAuth::Store(const std::string& key, const Tokens& tokens) const {
+    m_profile.UpdateJson(kTokensFile, [&](Json& json) {
+        if (!json.IsObject()) json.SetObject();
+        auto& memory = json.GetAllocator();
+        const auto closed = [&](const char* name, const std::string& secret) {
+            const std::string text = secret.empty() ? "" : m_cipher->Encrypt(PurposeOf(key, name), secret);
+            return rapidjson::Value(text.c_str(), memory);
+        };
+        rapidjson::Value entry(rapidjson::kObjectType);
+        entry.AddMember("access", closed("access", tokens.access), memory);
+        entry.AddMember("refresh", closed("refresh", tokens.refresh), memory);
+        entry.AddMember("expires", tokens.expires, memory);
+        entry.AddMember("stored", Microseconds(), memory);
+        SetMember(json, key, std::move(entry), memory);
+    });
+}
+
+void OAuth::Forget(const std::string& site_url, const std::string& user) const {
+    if (!fs::exists(m_profile.file(kTokensFile))) return;
+    // A scope names the server without its port, in the letters that it was typed in.
+    std::string server = ServerOf(site_url);
+    const std::size_t host = server.find("://") + 3;
+    const std::size_t colon = server.find(':', server.find(']') < server.size() ? server.find(']') : host);
+    server = " " + server.substr(0, colon) + "/";
+    m_profile.UpdateJson(kTokensFile, [&](Json& json) {
+        if (!json.IsObject()) return;
+        for (auto member = json.MemberBegin(); member != json.MemberEnd();) {
+            std::string key = member->name.GetString();
+            const bool is_of_user = key.ends_with(" " + user) || key.ends_with(' ');
+            std::transform(key.begin(), key.end(), key.begin(), ToLowerAscii);
+            const bool is_of_server = key.find(server) != std::string::npos;
+            member = is_of_server && is_of_user ? json.EraseMember(member) : member + 1;
+        }
+    });
+}
+
+std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
+                                            const std::string& refresh_token) const {
+    const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "refresh_token"},
+                                                                    {"client_id", request.client_id},
+                                                                    {"scope", FullScope(request)},
+                                                                    {"refresh_token", refresh_token}});
+    const Json json = ParseJsonObject(answer.body);
+    const std::string access = TextOf(json, "access_token");
+    // A server in trouble says nothing about the token; a new sign-in would meet the same trouble.
+    if (answer.status >= 500 || answer.status == kTooManyRequests) ThrowRefusal(answer, json);
+    if (answer.status != 200 || access.empty()) return std::nullopt;
+    std::string refresh = TextOf(json, "refresh_token");
+    if (refresh.empty()) refresh = refresh_token;
+    return Tokens{access, refresh, std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+}
+
+OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
+    const bool by_code = request.flow.empty() ? m_terminal.CanAsk() && HasBrowser() : request.flow == "code";
+    return by_code ? SignInByCode(request) : SignInByDevice(request);
+}
+
+OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
+    const CodeAnswer code = AskForCode(
+        {Endpoint(request, "authorize"), request.client_id, FullScope(request), request.user,
+         request.redirect},
+        [this](const std::string& url) {
+            m_terminal.Tell("To sign in, use the page that opens in your browser, or open " + PlainLine(url));
+            m_open(url);
+        });
+    const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "authorization_code"},
+                                                                    {"client_id", request.client_id},
+                                                                    {"scope", FullScope(request)},
+                                                                    {"code", code.code},
+                                                                    {"redirect_uri", code.redirect_uri},
+                                                                    {"code_verifier", code.verifier}});
+    const Json json = ParseJsonObject(answer.body);
+    const std::string access = TextOf(json, "access_token");
+    if (answer.status != 200 || access.empty()) ThrowRefusal(answer, json);
+    return {access, TextOf(json, "refresh_token"),
+            std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+}
+
+OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
+    const FormAnswer offer = PostForm(Endpoint(request, "devicecode"),
+                                      {{"client_id", request.client_id}, {"scope", FullScope(request)}});
+    const Json code = ParseJsonObject(offer.body);
+    const std::string device_code = TextOf(code, "device_code");
+    std::string address = TextOf(code, "verification_uri");
+    if (address.empty()) address = TextOf(code, "verification_url");
+    if (offer.status != 200 || device_code.empty()) ThrowRefusal(offer, code);
+    m_terminal.Tell("To sign in, open " + PlainLine(address) + " in a browser and enter the code " +
+                    PlainLine(TextOf(code, "user_code")));
+    const std::int64_t deadline = std::time(nullptr) + NumberOf(code, "expires_in", kDefaultLifetime);
+    auto interval = static_cast<int>(
+        std::clamp<std::int64_t>(NumberOf(code, "interval", kDefaultInterval), 1, kMaxInterval));
+    while (std::time(nullptr) < deadline) {
+        const FormAnswer answer = PostForm(Endpoint(request, "token"),
+                                           {{"grant_type", "urn:ietf:params:oauth:grant-type:device_code"},
+                                            {"client_id", request.client_id},
+                                            {"device_code", device_code}});
+        const Json json = ParseJsonObject(answer.body);
+        const std::string access = TextOf(json, "access_token");
+        if (answer.status == 200 && !access.empty()) {
+            return {access, TextOf(json, "refresh_token"),
+                    std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+        }
+        const std::string error = TextOf(json, "error");
+        if (error == "slow_down") {
+            interval = std::min(interval + kSlowDown, kMaxInterval);
+        } else if (error != "authorization_pending") {
+            ThrowRefusal(answer, json);
+        }
+        if (!SleepUnlessInterrupted(interval * 1000)) throw Failure(kCanceled, "the sign-in was interrupted");
+    }
+    throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in before the code expired");
+}
+
+// Whoever asks has no token or a refused one. What lay in store before may be as old as that, so only a token
+// that another process got meanwhile is worth a try.
+bool OAuth::IsFresh(const OAuthRequest& request, const Tokens& tokens) const {
+    return !tokens.access.empty() && !m_in_use.contains({request.site, tokens.access}) &&
+           tokens.stored >= m_started && tokens.expires > std::time(nullptr) + 30;
+}
+
+std::string OAuth::GetToken(const OAuthRequest& request) {
+    const std::lock_guard guard(m_mutex);
+    fs::path lock_path = m_profile.file(kTokensFile);
+    lock_path += ".signin.lock";
+    // While one process renews, the others wait and then find its result.
+    const auto lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, 120000);
+    if (!lock) throw Failure(kInUse, "another sphost is signing in");
+    const std::string key = KeyOf(request);
+    std::optional<Tokens> tokens = Load(key);
+    if (!tokens || !IsFresh(request, *tokens)) {
+        // A token that was refused right after it was renewed can't be helped by renewing once more.
+        const bool was_renewed =
+            tokens && m_renewed.contains(tokens->access) && tokens->expires > std::time(nullptr) + 30;
+        std::optional<Tokens> renewed;
+        if (tokens && !tokens->refresh.empty() && !was_renewed) renewed = Refresh(request, tokens->refresh);
+        if (renewed) m_renewed.insert(renewed->access);
+        tokens = renewed ? *renewed : SignIn(request);
+        Store(key, *tokens);
+    }
+    m_in_use.emplace(request.site, tokens->access);
+    return tokens->access;
+}
+
+}  // namespace host

@@ -1,0 +1,89 @@
+// Signing in with a code that a person enters on another page (RFC 8628) or in the person's own browser, and
+// keeping the tokens that come of it, enciphered in the profile. Any thread; one sign-in at a time.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "host/profile/cipher.h"
+#include "host/profile/profile.h"
+#include "host/prompts/terminal.h"
+#include "host/signin/code_flow.h"
+
+namespace host {
+
+struct OAuthRequest {
+    std::string authority;  // with or without a slash at its end
+    std::string client_id;
+    std::string scope;
+    std::string user;       // whose sign-in, empty when only one is there
+    std::string flow = {};  // as in the override
+    std::string redirect = {};
+    std::string site = {};  // the place that the token is for
+};
+
+// Where a site's sign-in is, when it isn't where the plug-in says, and which way it goes.
+struct OAuthOverride {
+    std::string authority;
+    std::string client_id;
+    std::string flow = {};      // "code", "device" or empty for what fits
+    std::string redirect = {};  // of the code flow, empty for any port of this machine
+};
+
+class OAuth {
+public:
+    // `open` shows a page to the person.
+    OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
+          std::function<void(const std::string& url)> open = OpenInBrowser);
+
+    // Stores an override for the server that a site's URL names.
+    void SetOverride(const std::string& site_url, const OAuthOverride& value) const;
+    // Throws a Failure when the overrides can't be read.
+    std::optional<OAuthOverride> FindOverride(const std::string& site_url) const;
+
+    // A token that must not be given out again for this place, because its server has it already.
+    void NoteInUse(const std::string& site, const std::string& token);
+    bool HasTokenInUse(const std::string& site);
+
+    // An access token that was not given out before in this process for this place: one that another process
+    // got meanwhile, a renewed one, or one from a new sign-in. Throws a Failure; 0x821704C7 when the person
+    // declines or interrupts.
+    std::string GetToken(const OAuthRequest& request);
+
+    // Forgets a user's tokens for scopes that belong to the server of this site, and those of nobody named.
+    void Forget(const std::string& site_url, const std::string& user) const;
+
+private:
+    struct Tokens {
+        std::string access;
+        std::string refresh;
+        std::int64_t expires = 0;  // seconds since 1970
+        std::int64_t stored = 0;   // microseconds since 1970
+    };
+    bool IsFresh(const OAuthRequest& request, const Tokens& tokens) const;
+    std::optional<Tokens> Load(const std::string& key) const;
+    void Store(const std::string& key, const Tokens& tokens) const;
+    std::optional<Tokens> Refresh(const OAuthRequest& request, const std::string& refresh_token) const;
+    Tokens SignIn(const OAuthRequest& request) const;
+    Tokens SignInByCode(const OAuthRequest& request) const;
+    Tokens SignInByDevice(const OAuthRequest& request) const;
+
+    const Profile& m_profile;
+    std::shared_ptr<const Cipher> m_cipher;
+    Terminal& m_terminal;
+    const std::function<void(const std::string& url)> m_open;
+    const std::int64_t m_started;  // microseconds since 1970
+    std::mutex m_mutex;
+    std::set<std::pair<std::string, std::string>> m_in_use;  // places with tokens
+    std::set<std::string> m_renewed;  // access tokens that came of a refresh in this process
+};
+
+// "scheme://host:port" of a URL, in lower case.
+std::string ServerOf(const std::string& url);
+
+}  // namespace host

@@ -1,0 +1,425 @@
+// Signing in, by device and by browser, against a small sign-in server: when a token is given out, renewed,
+// or asked for anew.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sodium.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include "host/base/failure.h"
+#include "host/signin/http_form.h"
+#include "host/signin/oauth.h"
+#include "host/testing/temp_folder.h"
+
+namespace host {
+namespace {
+
+using testing::ReadText;
+using testing::TempFolder;
+using testing::WriteText;
+
+// Answers each form by its grant type; one connection after the other.
+class SignInServer {
+public:
+    SignInServer() {
+        m_socket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(address);
+        bind(m_socket, reinterpret_cast<sockaddr*>(&address), size);
+        listen(m_socket, 8);
+        getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size);
+        authority = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/organizations/";
+        m_thread = std::thread([this] { Serve(); });
+    }
+    ~SignInServer() {
+        shutdown(m_socket, SHUT_RDWR);
+        m_thread.join();
+        close(m_socket);
+    }
+    std::string authority;
+    std::atomic<int> pending{0};  // polls before the person has signed in
+    std::atomic<bool> denied{false};
+    std::atomic<bool> can_refresh{true};
+    std::atomic<int> trouble{0};  // the status of all answers, if any
+    std::atomic<long> lifetime{3600};
+    std::atomic<int> device_codes{0};
+    std::atomic<int> refreshes{0};
+    std::string last_form;  // read once the answer to it has come
+
+private:
+    std::string Answer(const std::string& request, int& status) {
+        status = 200;
+        if (request.find("/devicecode ") != std::string::npos) {
+            ++device_codes;
+            return R"({"device_code":"d","user_code":"AB-CD","verification_uri":"http://x/dev","interval":1,"expires_in":60})";
+        }
+        if (trouble) {
+            status = trouble;
+            return "<html>busy</html>";
+        }
+        last_form = request.substr(request.find("\r\n\r\n") + 4);
+        const bool is_refresh = request.find("grant_type=refresh_token") != std::string::npos;
+        status = 400;
+        if (is_refresh && !can_refresh) return R"({"error":"invalid_grant"})";
+        if (!is_refresh && denied) return R"({"error":"access_denied"})";
+        if (!is_refresh && pending-- > 0) return R"({"error":"authorization_pending"})";
+        if (is_refresh) ++refreshes;
+        status = 200;
+        const std::string number = std::to_string(++m_tokens);
+        return R"({"access_token":"access)" + number + R"(","refresh_token":"refresh)" + number +
+               R"(","expires_in":)" + std::to_string(lifetime) + "}";
+    }
+    void Serve() {
+        for (;;) {
+            const int client = accept(m_socket, nullptr, nullptr);
+            if (client < 0) return;
+            std::string request;
+            char block[4096];
+            std::size_t body = std::string::npos;
+            std::size_t wanted = 0;
+            while (body == std::string::npos || request.size() < body + wanted) {
+                const ssize_t got = read(client, block, sizeof(block));
+                if (got <= 0) break;
+                request.append(block, static_cast<std::size_t>(got));
+                const std::size_t end = request.find("\r\n\r\n");
+                const std::size_t length = request.find("Content-Length: ");
+                if (end == std::string::npos || length == std::string::npos) continue;
+                body = end + 4;
+                wanted = std::stoul(request.substr(length + 16));
+            }
+            int status = 0;
+            const std::string text = Answer(request, status);
+            const std::string answer =
+                "HTTP/1.1 " + std::to_string(status) +
+                " X\r\nConnection: close\r\nContent-Length: " + std::to_string(text.size()) + "\r\n\r\n" +
+                text;
+            [[maybe_unused]] const ssize_t written = write(client, answer.data(), answer.size());
+            close(client);
+        }
+    }
+    int m_socket;
+    int m_tokens = 0;
+    std::thread m_thread;
+};
+
+class QuietTerminal final : public Terminal {
+public:
+    bool CanAsk() const override { return false; }
+    void Tell(std::string_view line) override { shown += line; }
+    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
+    std::string shown;
+};
+
+// The value of a form's or a query's member, as it is written there.
+std::string Member(const std::string& text, const std::string& name) {
+    const std::size_t at = text.find(name + "=");
+    if (at == std::string::npos) return {};
+    const std::size_t begin = at + name.size() + 1;
+    return text.substr(begin, text.find('&', begin) - begin);
+}
+
+// A browser whose person ends the sign-in page at once: it opens a connection that it doesn't use, asks for
+// other things, and then follows the page's way back with `result` behind it.
+class RedirectingBrowser {
+public:
+    ~RedirectingBrowser() {
+        if (m_thread.joinable()) m_thread.join();
+    }
+    void Open(const std::string& url) {
+        opened = url;
+        m_thread = std::thread([this] {
+            const std::string state = Member(opened, "state");
+            const std::string redirect = Member(opened, "redirect_uri");
+            m_port = std::stoi(redirect.substr(redirect.rfind("%3A") + 3));
+            std::string home = redirect.substr(redirect.find("%2F", redirect.rfind("%3A")));
+            for (auto at = home.find("%2F"); at != std::string::npos; at = home.find("%2F"))
+                home.replace(at, 3, "/");
+            const int idle = Connect();
+            for (const std::string& path :
+                 {std::string("/favicon.ico"), home + "?code=guessed&state=guessed", home + "?code=guessed",
+                  home + "?state=" + state + "&" + result}) {
+                answers.push_back(Get(path));
+            }
+            close(idle);
+        });
+    }
+    void Wait() { m_thread.join(); }
+
+    std::string result;
+    std::string opened;
+    std::vector<std::string> answers;
+
+private:
+    int Connect() const {
+        const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(m_port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        return client;
+    }
+    std::string Get(const std::string& path) const {
+        const int client = Connect();
+        // In two parts, as a slow line would bring it.
+        const std::string head = "GET " + path + " HT";
+        const std::string rest = "TP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+        for (const std::string& part : {head, rest}) {
+            EXPECT_EQ(write(client, part.data(), part.size()), static_cast<ssize_t>(part.size()));
+        }
+        std::string answer;
+        char block[1024];
+        for (ssize_t got; (got = read(client, block, sizeof(block))) > 0;)
+            answer.append(block, static_cast<std::size_t>(got));
+        close(client);
+        return answer;
+    }
+
+    int m_port = 0;
+    std::thread m_thread;
+};
+
+class SignIn : public ::testing::Test {
+protected:
+    // A process of its own on the same profile.
+    struct Process {
+        explicit Process(SignIn& test)
+            : profile(test.folder.path(), {}),
+              oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.terminal,
+                    [&test](const std::string& url) { test.browser.Open(url); }) {}
+        Profile profile;
+        OAuth oauth;
+    };
+    OAuthRequest Request() const {
+        return {server.authority, "client", "http://site/AllSites.Write", "", "device"};
+    }
+
+    TempFolder folder;
+    SignInServer server;
+    QuietTerminal terminal;
+    RedirectingBrowser browser;
+};
+
+TEST_F(SignIn, ShowsTheCodePollsAndKeepsTokensEnciphered) {
+    server.pending = 1;
+    Process process(*this);
+    EXPECT_EQ(process.oauth.GetToken(Request()), "access1");
+    EXPECT_NE(terminal.shown.find("http://x/dev"), std::string::npos);
+    EXPECT_NE(terminal.shown.find("AB-CD"), std::string::npos);
+    const std::string stored = ReadText(folder / "tokens.json");
+    EXPECT_EQ(stored.find("access1"), std::string::npos);
+    EXPECT_EQ(stored.find("refresh1"), std::string::npos);
+    EXPECT_NE(stored.find("sph1:"), std::string::npos);
+}
+
+TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
+    browser.result = "code=the%2Bcode%20x";
+    Process process(*this);
+    OAuthRequest request = Request();
+    request.flow = "code";
+    request.user = "alice@example.test";
+    EXPECT_EQ(process.oauth.GetToken(request), "access1");
+    browser.Wait();
+    EXPECT_TRUE(browser.opened.starts_with(server.authority + "oauth2/v2.0/authorize?")) << browser.opened;
+    EXPECT_EQ(Member(browser.opened, "login_hint"), "alice%40example.test");
+    EXPECT_EQ(Member(browser.opened, "code_challenge_method"), "S256");
+    EXPECT_NE(terminal.shown.find(browser.opened), std::string::npos) << "to be copied by hand";
+    ASSERT_EQ(browser.answers.size(), 4u);
+    for (int i = 0; i < 3; ++i) EXPECT_NE(browser.answers[i].find(" 404 "), std::string::npos) << i;
+    EXPECT_NE(browser.answers[3].find("You are signed in"), std::string::npos) << browser.answers[3];
+
+    EXPECT_EQ(Member(server.last_form, "grant_type"), "authorization_code");
+    EXPECT_EQ(Member(server.last_form, "code"), "the%2Bcode%20x");
+    EXPECT_EQ(Member(server.last_form, "redirect_uri"), Member(browser.opened, "redirect_uri"));
+    const std::string verifier = Member(server.last_form, "code_verifier");
+    EXPECT_GE(verifier.size(), 43u);
+    unsigned char hash[crypto_hash_sha256_BYTES];
+    crypto_hash_sha256(hash, reinterpret_cast<const unsigned char*>(verifier.data()), verifier.size());
+    char challenge[64];
+    sodium_bin2base64(challenge, sizeof(challenge), hash, sizeof(hash),
+                      sodium_base64_VARIANT_URLSAFE_NO_PADDING);
+    EXPECT_EQ(Member(browser.opened, "code_challenge"), challenge);
+    EXPECT_EQ(process.oauth.GetToken(request), "access2") << "renewed without the browser";
+    EXPECT_EQ(server.refreshes, 1);
+}
+
+TEST_F(SignIn, TheBrowserComesBackWhereTheRegistrationSays) {
+    browser.result = "code=x";
+    Process process(*this);
+    OAuthRequest request = Request();
+    request.flow = "code";
+    request.redirect = "http://localhost/back/here";
+    EXPECT_EQ(process.oauth.GetToken(request), "access1");
+    browser.Wait();
+    const std::string redirect = Member(browser.opened, "redirect_uri");
+    EXPECT_TRUE(redirect.starts_with("http%3A%2F%2Flocalhost%3A")) << redirect;
+    EXPECT_TRUE(redirect.ends_with("%2Fback%2Fhere")) << redirect;
+    EXPECT_EQ(Member(server.last_form, "redirect_uri"), redirect);
+    EXPECT_EQ(PortOfRedirect("http://LOCALHOST:8400"), 8400);
+    EXPECT_EQ(PortOfRedirect(""), 0);
+    for (const char* bad :
+         {"https://localhost/", "http://localhost.evil/", "http://127.0.0.1@evil/", "http://127.0.0.1:65536/",
+          "http://127.0.0.1/?a", "localhost", "http://10.0.0.1/", "http://localhost:/"}) {
+        EXPECT_THROW(PortOfRedirect(bad), Failure) << bad;
+    }
+}
+
+TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
+    for (const auto& [result, code, text] :
+         {std::tuple{"error=access_denied", kCanceled, "declined"},
+          std::tuple{"error=server_error&error_description=on+%22fire%22", E_ACCESSDENIED, "on \"fire\""}}) {
+        RedirectingBrowser other;
+        other.result = result;
+        Profile profile(folder.path(), {});
+        OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), terminal,
+                    [&](const std::string& url) { other.Open(url); });
+        OAuthRequest request = Request();
+        request.flow = "code";
+        try {
+            oauth.GetToken(request);
+            ADD_FAILURE() << result;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code(), code) << result;
+            EXPECT_NE(std::string(failure.what()).find(text), std::string::npos) << failure.what();
+        }
+        other.Wait();
+        EXPECT_NE(other.answers.back().find("without success"), std::string::npos);
+    }
+}
+
+TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenTheSignInBeginsAnew) {
+    Process process(*this);
+    EXPECT_EQ(process.oauth.GetToken(Request()), "access1");
+    EXPECT_EQ(process.oauth.GetToken(Request()), "access2") << "refused: renewed";
+    EXPECT_EQ(server.refreshes, 1);
+    EXPECT_EQ(process.oauth.GetToken(Request()), "access3") << "refused again: a new sign-in";
+    EXPECT_EQ(server.refreshes, 1);
+    EXPECT_EQ(server.device_codes, 2);
+}
+
+TEST_F(SignIn, ATokenThatAnotherProcessGotMeanwhileIsTakenUnlessTheServerRefusedIt) {
+    Process first(*this);
+    Process second(*this);
+    Process third(*this);
+    const std::string token = first.oauth.GetToken(Request());
+    EXPECT_EQ(second.oauth.GetToken(Request()), token);
+    third.oauth.NoteInUse("http://other/", token);
+    EXPECT_EQ(third.oauth.GetToken(Request()), token) << "another place's server has it";
+    third.oauth.NoteInUse(Request().site, token);
+    EXPECT_EQ(third.oauth.GetToken(Request()), "access2");
+    EXPECT_EQ(server.device_codes, 1);
+    server.can_refresh = false;
+    Process fourth(*this);
+    fourth.oauth.NoteInUse(Request().site, "access2");
+    EXPECT_EQ(fourth.oauth.GetToken(Request()), "access3") << "a refused renewal is a new sign-in";
+    EXPECT_EQ(server.device_codes, 2);
+    fourth.oauth.Forget("http://SITE:8080/sites/a", "");
+    Process fifth(*this);
+    EXPECT_EQ(fifth.oauth.GetToken(Request()), "access4") << "forgotten";
+}
+
+TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
+    OAuthRequest alice = Request(), bob = Request();
+    alice.user = "alice";
+    bob.user = "bob";
+    Process first(*this);
+    const std::string hers = first.oauth.GetToken(alice), his = first.oauth.GetToken(bob);
+    Process second(*this);
+    second.oauth.Forget("http://site/", "bob");
+    EXPECT_EQ(ReadText(folder / "tokens.json").find(" bob"), std::string::npos);
+    EXPECT_NE(ReadText(folder / "tokens.json").find(" alice"), std::string::npos);
+    // Put in place of another's, a token can't be read.
+    std::string text = ReadText(folder / "tokens.json");
+    WriteText(folder / "tokens.json", text.replace(text.find(" alice"), 6, " bob"));
+    EXPECT_EQ(second.oauth.GetToken(bob), "access3");
+    EXPECT_EQ(server.device_codes, 3);
+    EXPECT_EQ(server.refreshes, 0);
+}
+
+TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
+    std::string told;
+    const Profile profile(folder.path(), [&](const std::string& line) { told += line + "\n"; });
+    OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), terminal);
+    oauth.SetOverride("http://site/", {"https://login/x", "id"});
+    for (const std::string& text : {std::string("{"), std::string("[1]"), std::string(100000, '[')}) {
+        WriteText(folder / "oauth.json", text);
+        EXPECT_THROW(oauth.FindOverride("http://site/"), Failure);
+    }
+    oauth.SetOverride("http://site/", {"https://login/x", "id"});
+    EXPECT_EQ(oauth.FindOverride("http://site/")->authority, "https://login/x");
+    WriteText(folder / "tokens.json", "[]");
+    EXPECT_EQ(oauth.GetToken(Request()), "access1");
+    for (const char* name : {"oauth.json.bad-1", "tokens.json.bad-1"}) {
+        EXPECT_TRUE(fs::exists(folder / name)) << name;
+        EXPECT_NE(told.find(name), std::string::npos) << told;
+    }
+}
+
+// It may be what the server refuses now, though the asking account never came to keep it.
+TEST_F(SignIn, ATokenFromBeforeIsRenewedWhateverItsExpiry) {
+    Process(*this).oauth.GetToken(Request());
+    Process second(*this);
+    EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
+    EXPECT_EQ(server.refreshes, 1);
+}
+
+TEST_F(SignIn, AServerInTroubleCostsNoSignIn) {
+    Process(*this).oauth.GetToken(Request());
+    Process second(*this);
+    for (const int status : {429, 500, 503}) {
+        server.trouble = status;
+        try {
+            second.oauth.GetToken(Request());
+            ADD_FAILURE() << status;
+        } catch (const Failure& failure) {
+            EXPECT_NE(std::string(failure.what()).find(std::to_string(status)), std::string::npos);
+        }
+    }
+    EXPECT_EQ(server.device_codes, 1);
+    server.trouble = 0;
+    EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
+}
+
+TEST_F(SignIn, AnExpiredTokenIsNotGivenOut) {
+    server.lifetime = 5;
+    Process first(*this);
+    Process second(*this);
+    first.oauth.GetToken(Request());
+    EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
+    EXPECT_EQ(server.refreshes, 1);
+}
+
+TEST_F(SignIn, FailuresAreToldApart) {
+    Process process(*this);
+    const auto code = [&](const OAuthRequest& request) {
+        try {
+            process.oauth.GetToken(request);
+            return S_OK;
+        } catch (const Failure& failure) {
+            EXPECT_FALSE(std::string(failure.what()).empty());
+            return failure.code();
+        }
+    };
+    server.denied = true;
+    EXPECT_EQ(code(Request()), kCanceled);
+    EXPECT_EQ(code({"http://127.0.0.1:9/x", "c", "s", ""}), HRESULT_FROM_WIN32(12029));
+    EXPECT_EQ(code({"http://login.test/x", "c", "s", ""}), E_INVALIDARG) << "secrets travel over TLS alone";
+    EXPECT_EQ(code({"http://127.0.0.1.evil.test/x", "c", "s", ""}), E_INVALIDARG);
+}
+
+TEST_F(SignIn, OverridesBelongToTheServerOfTheSite) {
+    Process process(*this);
+    process.oauth.SetOverride("http://Site:8080/sites/a", {"https://login/x", "id"});
+    EXPECT_EQ(process.oauth.FindOverride("http://site:8080/other")->authority, "https://login/x");
+    EXPECT_EQ(process.oauth.FindOverride("http://site/other"), std::nullopt);
+    EXPECT_EQ(ServerOf("HTTPS://user@Host:1/x?y"), "https://host:1");
+}
+
+}  // namespace
+}  // namespace host

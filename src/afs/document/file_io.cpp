@@ -1,0 +1,207 @@
+// The bytes of a file, through its cache entry.
+#include "afs/document/cache_callback.h"
+#include "afs/document/file.h"
+#include "base/failure.h"
+#include "plugin/plugin.h"
+
+namespace {
+
+constexpr uint64_t kMaxPosition = INT64_MAX;
+
+// Clamped to what lies between 0 and the size, whatever the offset.
+LONGLONG Seek(LONGLONG base, LONGLONG offset, LONGLONG size) {
+    if (offset > 0 && base > static_cast<LONGLONG>(kMaxPosition) - offset) return size;
+    const LONGLONG pos = base + offset;
+    return pos < 0 ? 0 : pos > size ? size : pos;
+}
+
+}  // namespace
+
+HRESULT File::AcquireCache(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("File::AcquireCache");
+    const ComPtr<File> self(this);
+    const ComPtr<TMK::IAFS_FilesCache> files_cache = m_name->GetSession()->GetFilesCache();
+    CHECK_THROW(files_cache != nullptr, Exception, u"File cache is not found");
+    const ComPtr<TMK::IAFS_FilesCache2> newer = files_cache.as<TMK::IAFS_FilesCache2>();
+    HRESULT result = S_OK;
+    {
+        const std::lock_guard lock(m_cache_lock);
+        result = newer ? newer->QueryCache2(this, m_flags, m_cache.put())
+                       : files_cache->QueryCache(m_name.get(), m_flags, m_cache.put());
+        if (FAILED(result)) {
+            LOG_LINE(Log::error, u"QueryCache failed with result '%d' and returned %scache object", result,
+                     m_cache ? u"" : u"no ");
+        }
+        if (m_cache) TRACE_RETURN(S_OK);
+    }
+    const auto callback = MakeObject<CacheCallback>(*m_name);
+    LONGLONG size = 0;
+    if ((m_flags & TMK::AFS_OpenFile_CreateAlways) == 0) {
+        CHECK_RESULT(callback->GetSize(&size, out_error_details, cancel_flag));
+    }
+    const std::lock_guard lock(m_cache_lock);
+    result = files_cache->CreateCache(this, callback.get(), m_flags, size, 0, 0, 0, m_cache.put());
+    // Without an entry the first byte operation would fail and nobody would know why.
+    CHECK_RETURN_TEXT(m_cache != nullptr || SUCCEEDED(result), result, u"m_cache != nullptr");
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT File::Read(void* data, LONGLONG size, LONGLONG* out_size_read,
+                   TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("File::Read");
+    try {
+        CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
+        CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Read) != 0, E_SP_WRONG_MODE);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        LONGLONG size_read = 0;
+        CHECK_RESULT_TEXT(cache->Read(m_pos, data, size, &size_read, out_error_details, cancel_flag),
+                          u"m_cache->Read(m_pos, data, size, &size_read, out_error_details, cancel_flag)");
+        LOG_LINE(Log::verbose, u"read complete from pos=%lld, size=%lld, size_read=%lld", m_pos, size,
+                 size_read);
+        m_pos += size_read;
+        if (out_size_read) *out_size_read = size_read;
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT File::Write(const void* data, LONGLONG size, LONGLONG* out_size_written,
+                    TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("File::Write");
+    try {
+        CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
+        CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Write) != 0, E_SP_WRONG_MODE);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        LONGLONG size_written = 0;
+        CHECK_RESULT_TEXT(
+            cache->Write(m_pos, data, size, &size_written, out_error_details, cancel_flag),
+            u"m_cache->Write(m_pos, data, size, &size_written, out_error_details, cancel_flag)");
+        LOG_LINE(Log::verbose, u"write complete from pos=%lld, size=%lld, size_written=%lld", m_pos, size,
+                 size_written);
+        m_pos += size_written;
+        if (size_written != 0) m_dirty = true;
+        if (out_size_written) *out_size_written = size_written;
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT File::SetPos(LONGLONG offset, int32_t origin, LONGLONG* out_new_pos) {
+    TRACE_ENTRY("File::SetPos");
+    try {
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        LONGLONG size = 0;
+        CHECK_RESULT_TEXT(cache->get_Size(&size), u"m_cache->get_Size(&size)");
+        CHECK_THROW_TEXT(origin >= 0 && origin <= 2, u"origin", HResultException, E_INVALIDARG,
+                         u"Unsupported origin type");
+        LOG_LINE(Log::verbose, u"changing pos=%lld by offset=%lld type=%i, size=%lld", m_pos, offset, origin,
+                 size);
+        const LONGLONG base = origin == 0 ? 0 : origin == 1 ? m_pos : size;
+        m_pos = Seek(base, offset, size);
+        if (out_new_pos) *out_new_pos = m_pos;
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(nullptr)
+}
+
+HRESULT File::GetPos(LONGLONG* out_pos) {
+    TRACE_ENTRY("File::GetPos");
+    CHECK_RETURN(out_pos != nullptr, E_POINTER);
+    *out_pos = m_pos;
+    TRACE_RETURN(S_OK);
+}
+
+HRESULT File::SetSize(LONGLONG new_size, TMK::ITMK_ErrorDetails* out_error_details,
+                      TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("File::SetSize");
+    try {
+        CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
+        CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Write) != 0, E_SP_WRONG_MODE);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        CHECK_RESULT_TEXT(cache->SetSize(new_size, out_error_details, cancel_flag),
+                          u"m_cache->SetSize(new_size, out_error_details, cancel_flag)");
+        LOG_LINE(Log::verbose, u"set size to %lld", new_size);
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT File::GetSize(LONGLONG* out_size, TMK::ITMK_ErrorDetails* out_error_details,
+                      TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("File::GetSize");
+    try {
+        CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
+        CHECK_RETURN(out_size != nullptr, E_POINTER);
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        CHECK_RESULT_TEXT(cache->get_Size(out_size), u"m_cache->get_Size(out_size)");
+        if (out_error_details) out_error_details->Clear();
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+HRESULT File::Flush(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
+    TRACE_ENTRY("File::Flush");
+    try {
+        CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
+        if (!m_dirty) {
+            LOG_LINE(Log::verbose, u"nothing to flush for m_name='%s'", MaskForLog(m_name->GetUrl()));
+            TRACE_RETURN(S_OK);
+        }
+        const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
+        CHECK_RETURN_TEXT(cache != nullptr, E_FAIL, u"m_cache != nullptr");
+        LOG_LINE(Log::verbose, u"flushing to server m_name='%s'", MaskForLog(m_name->GetUrl()));
+        const HRESULT flush_result = cache->Flush(out_error_details, cancel_flag);
+        CHECK_RETURN_TEXT(SUCCEEDED(flush_result), flush_result, u"flush_result");
+        m_dirty = false;
+        m_need_checkin = true;
+        TakeModifiedTime();
+        TRACE_RETURN(S_OK);
+    }
+    HOST_BOUNDARY(out_error_details)
+}
+
+// The cache's callback fetched the record again after the upload, so that the user's own save is never a
+// conflict.
+void File::TakeModifiedTime() {
+    TRACE_NAME("File::Flush");
+    const uint64_t before = std::exchange(m_modified_time, Information().m_modified_time);
+    LOG_LINE(Log::verbose, u"updated m_modified_time from %llu to %llu", before, m_modified_time);
+}
+
+void File::ResetCache() {
+    TRACE_ENTRY("File::ResetCache");
+    CHECK_THROW(m_name->GetObject() != nullptr, HResultException, E_SP_NOT_FOUND);
+    CHECK_THROW(m_cache != nullptr, HResultException, E_SP_NOT_FOUND);
+    const auto files_cache = m_name->GetSession()->GetFilesCache();
+    {
+        const std::lock_guard lock(m_cache_lock);
+        m_cache.reset();
+        files_cache->ReleaseCache(this, 0);
+    }
+    if (const HRESULT result = files_cache->DeleteEntryEx(m_name.get(), 0); FAILED(result)) {
+        LOG_LINE(Log::error, u"DeleteEntryEx failed with result '%d'!", result);
+    }
+    CHECK_RESULT_THROW(AcquireCache(nullptr, nullptr));
+    m_pos = 0;
+    m_dirty = false;
+    m_modified_time = Information().m_modified_time;
+    TRACE_EXIT(u"");
+}
+
+void File::ReopenCacheFile(const VARIANT& data) {
+    TRACE_ENTRY("File::ReopenCacheFile");
+    CHECK_THROW(m_name->GetObject() != nullptr, HResultException, E_SP_NOT_FOUND);
+    CHECK_THROW(m_cache != nullptr, HResultException, E_SP_NOT_FOUND);
+    CHECK_THROW(data.vt == VT_BOOL, HResultException, E_INVALIDARG);
+    const bool for_read = data.boolVal != VARIANT_FALSE;
+    LOG_LINE(Log::verbose, u"%s", for_read ? u"reopening cache for read" : u"reopening cache for write");
+    const std::lock_guard lock(m_cache_lock);
+    CHECK_RESULT_THROW(for_read ? m_cache->ReopenForRead() : m_cache->ReopenForWrite());
+    TRACE_EXIT(u"");
+}
