@@ -6,7 +6,6 @@
 #include "base/text/message_template.h"
 #include "base/text/url.h"
 #include "dialogs/message_box.h"
-#include "plugin/plugin.h"
 #include "session/account_data.h"
 
 namespace {
@@ -17,7 +16,7 @@ constexpr size_t kFirstBuckets = 8;
 
 }  // namespace
 
-FileSystem::FileSystem(Plugin& plugin, TMK::IAFS_Inst* afs_inst)
+FileSystem::FileSystem(PluginContext& plugin, TMK::IAFS_Inst* afs_inst)
     : m_plugin(&plugin), m_afs_inst(afs_inst), m_progress_monitors(kFirstBuckets) {
     m_progress_monitors.max_load_factor(1.0F);
 }

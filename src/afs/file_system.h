@@ -8,21 +8,18 @@
 #include <unordered_map>
 
 #include "afs/name.h"
+#include "base/plugin_context.h"
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 
-class Plugin;
-
-class FileSystem final : public cCoClassDispatchT<FileSystem, TMK::IAFS_FileSys> {
+class FileSystem final : public cCoClassDispatchT<FileSystem, FileSystemContext> {
 public:
-    FileSystem(Plugin& plugin, TMK::IAFS_Inst* afs_inst);
+    FileSystem(PluginContext& plugin, TMK::IAFS_Inst* afs_inst);
     ~FileSystem() override;
 
-    // Empties the table of progress monitors and drops the references to the plug-in and the host.
-    void Detach();
-    Plugin* GetPlugin() const { return m_plugin.get(); }
-    // Throws HResultException E_FAIL after Detach.
-    ComPtr<TMK::IAFS_Inst> GetAFS() const;
+    void Detach() override;
+    PluginContext* GetPlugin() const override { return m_plugin.get(); }
+    ComPtr<TMK::IAFS_Inst> GetAFS() const override;
     // The local name behind a host's name; empty for null and for names of other file systems.
     ComPtr<Name> GetName(TMK::IAFS_Name* name) const;
 
@@ -94,7 +91,7 @@ private:
                          std::shared_ptr<SharePoint::File>& file);
     HRESULT CheckDlgFolder(const char* trace_function, TMK::IAFS_Name* initial_folder);
 
-    ComPtr<Plugin> m_plugin;
+    ComPtr<PluginContext> m_plugin;
     ComPtr<TMK::IAFS_Inst> m_afs_inst;
     mutable std::recursive_mutex m_monitors_lock;
     std::unordered_map<DWORD, ComPtr<TMK::ITMK_ProgressMon>, ThreadIdHash> m_progress_monitors;

@@ -4,7 +4,6 @@
 #include "base/failure.h"
 #include "hostapi/irgc.h"
 #include "platform/text.h"
-#include "plugin/plugin.h"
 #include "session/account_data.h"
 
 namespace {

@@ -4,7 +4,6 @@
 #include "afs/file_system.h"
 #include "base/failure.h"
 #include "base/text/url.h"
-#include "plugin/plugin.h"
 
 namespace {
 

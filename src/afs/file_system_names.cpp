@@ -2,7 +2,6 @@
 #include "afs/file_system.h"
 #include "base/failure.h"
 #include "base/text/url.h"
-#include "plugin/plugin.h"
 #include "session/account_data.h"
 #include "session/sharepoint_checker.h"
 

@@ -1,10 +1,9 @@
 // Names: how they are made, bound and printed.
 #include "afs/name.h"
 
-#include "afs/file_system.h"
 #include "base/failure.h"
+#include "base/plugin_context.h"
 #include "base/text/url.h"
-#include "plugin/plugin.h"
 #include "session/account_data.h"
 
 namespace {
@@ -64,7 +63,8 @@ ComPtr<Name> Name::Create(const ObjectPtr& object, const Name& other) {
     return name;
 }
 
-ComPtr<Name> Name::CreateRoot(AccountData& account_data, Plugin& plugin, TMK::IAFS_BindContext* context) {
+ComPtr<Name> Name::CreateRoot(AccountData& account_data, PluginContext& plugin,
+                              TMK::IAFS_BindContext* context) {
     TRACE_ENTRY("Name::CreateRoot");
     account_data.SetUrl(GetAbsoluteUrl(account_data.GetUrl()));
     const auto name = MakeObject<Name>(Session::Create(account_data, plugin, context));

@@ -11,7 +11,7 @@
 #include "sharepoint/object.h"
 
 class AccountData;
-class Plugin;
+class PluginContext;
 
 class Name final : public cCoClassUnknownT<Name, TMK::IAFS_Name> {
 public:
@@ -24,7 +24,8 @@ public:
     // For a server object found through `other`.
     static ComPtr<Name> Create(const ObjectPtr& object, const Name& other);
     // The first name of a place, with its session. Throws what Session::Create throws.
-    static ComPtr<Name> CreateRoot(AccountData& account_data, Plugin& plugin, TMK::IAFS_BindContext* context);
+    static ComPtr<Name> CreateRoot(AccountData& account_data, PluginContext& plugin,
+                                   TMK::IAFS_BindContext* context);
 
     // The absolute URL of a web address, a sharing link or a UNC form; E_INVALIDARG for anything else.
     static std::u16string GetAbsoluteUrl(const std::u16string& string);

@@ -2,9 +2,9 @@
 #include "base/failure.h"
 
 #include <array>
+#include <atomic>
 #include <new>
 
-#include "base/inet_error.h"
 #include "platform/text.h"
 
 namespace {
@@ -13,6 +13,8 @@ constexpr std::u16string_view kNoText = u"<no system error information avaliable
 constexpr DWORD kEnglish = 1033;
 constexpr DWORD kFirstInternetError = 12001;
 constexpr DWORD kExtendedInternetError = 12003;
+
+std::atomic<ServerErrorReader> g_server_error_reader = nullptr;
 
 // The words of a table of the system, empty when it has none.
 std::u16string SystemMessage(DWORD flags, HMODULE module, DWORD code) {
@@ -64,13 +66,17 @@ std::u16string GetResultText(HRESULT code) {
         OrNoText(SystemMessage(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(code))));
 }
 
+void SetServerErrorReader(ServerErrorReader reader) {
+    g_server_error_reader = reader;
+}
+
 std::u16string GetApiErrorText(DWORD code, bool& has_text) {
     has_text = false;
     if (code == 0) code = GetLastError();
     if (code == static_cast<DWORD>(E_CANCELED)) return u"Canceled";
     std::u16string text;
     if (code == kExtendedInternetError) {
-        text = GetServerErrorText();
+        if (const ServerErrorReader reader = g_server_error_reader) text = reader();
     } else if (code != 0) {
         text = TableText(code);
         has_text = true;

@@ -64,6 +64,11 @@ std::u16string GetResultText(HRESULT code);
 // whether the words came from a table of the system (false: they are the server's own, or there are none).
 std::u16string GetApiErrorText(DWORD code, bool& has_text);
 
+// Whoever talks to servers registers here what reads a server's own words for the last internet error of the
+// calling thread. Any thread.
+using ServerErrorReader = std::u16string (*)();
+void SetServerErrorReader(ServerErrorReader reader);
+
 // Turns the exception in flight into a result code, and hands its message to `out_error_details` if given.
 // Only to be called in a catch clause; see HOST_BOUNDARY.
 HRESULT FailureToResult(const char* function, TMK::ITMK_ErrorDetails* out_error_details) noexcept;

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "base/failure.h"
+#include "base/plugin_context.h"
 #include "base/settings_access.h"
 #include "base/text/url.h"
-#include "plugin/plugin.h"
 
 namespace {
 
@@ -82,7 +82,7 @@ Stored FindNewest(TMK::ITMK_CabNode* root) {
     return {Settings::GetChild(root, u"PreferencesV1"), 1};
 }
 
-ComPtr<TMK::ITMK_Cab> GetTree(Plugin& plugin, const char* trace_function) {
+ComPtr<TMK::ITMK_Cab> GetTree(PluginContext& plugin, const char* trace_function) {
     ComPtr<TMK::ITMK_Cab> settings;
     const HRESULT result = plugin.m_tmk_inst
                                ? plugin.m_tmk_inst->GetPluginSettings(&plugin, VARIANT_TRUE, settings.put())

@@ -8,7 +8,7 @@
 
 #include "platform/base.h"
 
-class Plugin;
+class PluginContext;
 
 struct Preferences {
     enum Actions : uint32_t {
@@ -43,7 +43,7 @@ struct Preferences {
 
 class PreferencesManager {
 public:
-    explicit PreferencesManager(Plugin& plugin) : m_plugin(plugin) {}
+    explicit PreferencesManager(PluginContext& plugin) : m_plugin(plugin) {}
 
     // Reads the newest dictionary that was ever saved; what it lacks keeps its default.
     void Load();
@@ -53,5 +53,5 @@ public:
     Preferences m_preferences;
 
 private:
-    Plugin& m_plugin;
+    PluginContext& m_plugin;
 };

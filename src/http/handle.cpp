@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 
-#include "base/inet_error.h"
 #include "base/text/encoding.h"
 #include "platform/wininet.h"
 
@@ -168,8 +167,6 @@ std::vector<std::u16string> GetHeaders(Handle handle) {
     return lines;
 }
 
-}  // namespace Http
-
 std::u16string GetServerErrorText() {
     DWORD error = 0;
     DWORD size = 0;
@@ -181,3 +178,5 @@ std::u16string GetServerErrorText() {
     text.resize(size);
     return text;
 }
+
+}  // namespace Http

@@ -36,4 +36,7 @@ std::vector<std::u16string> GetHeaders(Handle handle, const char16_t* name);
 // All header lines of the answer, the status line first. Failures as above.
 std::vector<std::u16string> GetHeaders(Handle handle);
 
+// The server's own words for the last internet error of this thread, empty when there are none.
+std::u16string GetServerErrorText();
+
 }  // namespace Http

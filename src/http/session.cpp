@@ -6,6 +6,7 @@
 
 #include "base/failure.h"
 #include "base/text/encoding.h"
+#include "http/handle.h"
 #include "http/session_impl.h"
 #include "platform/text.h"
 #include "platform/wininet.h"
@@ -26,6 +27,7 @@ bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
 }
 
 Handle OpenInternet() {
+    SetServerErrorReader(&GetServerErrorText);
     return InternetOpenW(GetUserAgent().c_str(), INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
 }
 

@@ -6,11 +6,11 @@
 #include "hostapi/itmk.h"
 
 class File;
-class Plugin;
+class PluginContext;
 
 class EventsHandler final : public cCoClassUnknownT<EventsHandler, TMK::IEventHandler> {
 public:
-    explicit EventsHandler(Plugin& plugin) : m_plugin(&plugin) {}
+    explicit EventsHandler(PluginContext& plugin) : m_plugin(&plugin) {}
 
     HRESULT Init();
     void Shutdown();
@@ -21,5 +21,5 @@ public:
     void UpdateCommandItems(File* file);
 
 private:
-    Plugin* m_plugin;  // the owner, not counted
+    PluginContext* m_plugin;  // the owner, not counted
 };

@@ -31,9 +31,9 @@ ComPtr<TMK::IUIX_Icon> BuildIcon(TMK::IUIX_Inst& uix) {
 
 }  // namespace
 
-Plugin::Plugin() : m_preferences_manager(*this) {}
-
-Plugin::~Plugin() = default;
+EventsHandler* Plugin::Events() const {
+    return static_cast<EventsHandler*>(m_events_handler.get());
+}
 
 HRESULT Plugin::Setup(TMK::ITMK_Inst* pInst) {
     TRACE_ENTRY("Plugin::Setup");
@@ -89,7 +89,7 @@ HRESULT Plugin::Init() {
         Log::ApplyPreferences(static_cast<int32_t>(preferences.log_level),
                               static_cast<int32_t>(preferences.days_to_store_logs));
         m_events_handler = MakeObject<EventsHandler>(*this);
-        CHECK_RESULT(m_events_handler->Init());
+        CHECK_RESULT_TEXT(Events()->Init(), u"m_events_handler->Init()");
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(nullptr)
@@ -113,7 +113,7 @@ HRESULT Plugin::Unload() {
     try {
         if (m_afs_inst && m_file_system) m_afs_inst->UnregisterFileSys(m_file_system.get());
         if (m_file_system) m_file_system->Detach();
-        if (m_events_handler) m_events_handler->Shutdown();
+        if (m_events_handler) Events()->Shutdown();
         m_file_system.reset();
         m_afs_inst.reset();
         m_aux_inst.reset();
@@ -129,5 +129,5 @@ HRESULT Plugin::Unload() {
 }
 
 void Plugin::OnFileStateChanged(File* file) {
-    if (m_events_handler) m_events_handler->UpdateCommandItems(file);
+    if (EventsHandler* const events = Events()) events->UpdateCommandItems(file);
 }

@@ -2,21 +2,14 @@
 // only.
 #pragma once
 
-#include "base/preferences.h"
+#include "base/plugin_context.h"
 #include "base/scaffolding.h"
-#include "hostapi/itmk.h"
-#include "platform/com_ptr.h"
 
 class EventsHandler;
-class File;
-class FileSystem;
 
-class Plugin final : public cCoClassUnknownT<Plugin, TMK::ITMK_Plugin> {
+class Plugin final : public cCoClassUnknownT<Plugin, PluginContext> {
 public:
     static const GUID kClassId;
-
-    Plugin();
-    ~Plugin() override;
 
     HRESULT get__GUID(GUID* out_guid) override;
     HRESULT get_Name(BSTR* out_name) override;
@@ -37,19 +30,10 @@ public:
     HRESULT ExportAdditionalData(IStream* stream) override;
     HRESULT ResetSettings() override;
 
-    // A file's check-out state or edit right changed; any thread.
-    void OnFileStateChanged(File* file);
-
-    ComPtr<TMK::ITMK_Inst> m_tmk_inst;
-    ComPtr<TMK::IAFS_Inst> m_afs_inst;
-    ComPtr<TMK::IAUX_Inst> m_aux_inst;
-    ComPtr<TMK::IUIX_Inst> m_uix_inst;
-    ComPtr<EventsHandler> m_events_handler;
-    ComPtr<FileSystem> m_file_system;
-    PreferencesManager m_preferences_manager;
-    ComPtr<TMK::IUIX_Icon> m_icon;
-    DWORD m_info_bar_id = 0;
+    void OnFileStateChanged(File* file) override;
 
 private:
     HRESULT InitSettings();
+    // The handler behind m_events_handler, null before Init.
+    EventsHandler* Events() const;
 };

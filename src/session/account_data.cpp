@@ -31,10 +31,10 @@ const char16_t* Emptiness(const std::u16string& text, const char16_t* empty, con
 
 }  // namespace
 
-AccountData::AccountData(Plugin& plugin, std::u16string url, uint32_t api_version)
+AccountData::AccountData(PluginContext& plugin, std::u16string url, uint32_t api_version)
     : m_url(std::move(url)), m_plugin(&plugin), m_api_version(api_version) {}
 
-HRESULT AccountData::Create(Plugin* i_plugin, TMK::ITMK_Cab* i_cab, ComPtr<AccountData>& o_account) {
+HRESULT AccountData::Create(PluginContext* i_plugin, TMK::ITMK_Cab* i_cab, ComPtr<AccountData>& o_account) {
     TRACE_ENTRY("AccountData::Create");
     CHECK_RETURN(i_plugin != nullptr, E_INVALIDARG);
     CHECK_RESULT_TEXT(ApplyCabTemplate(i_cab, IDR_ACCOUNT_DATA_CAB_XML, settings_name),

@@ -4,11 +4,11 @@
 
 #include <string>
 
+#include "base/plugin_context.h"
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 #include "http/session.h"
 #include "platform/com_ptr.h"
-#include "plugin/plugin.h"
 
 // Tells an account of this plug-in from any other object.
 struct IAccountData : IUnknown {
@@ -21,10 +21,10 @@ class AccountData final : public cCoClassDispatchT<AccountData, TMK::IAFS_Accoun
 public:
     static constexpr uint32_t kModernApi = 1;
 
-    AccountData(Plugin& plugin, std::u16string url, uint32_t api_version);
+    AccountData(PluginContext& plugin, std::u16string url, uint32_t api_version);
 
     // Reads an account from its settings node. A value that can't be read stays empty.
-    static HRESULT Create(Plugin* i_plugin, TMK::ITMK_Cab* i_cab, ComPtr<AccountData>& o_account);
+    static HRESULT Create(PluginContext* i_plugin, TMK::ITMK_Cab* i_cab, ComPtr<AccountData>& o_account);
     // The account behind a host object, null when it is none of this plug-in's.
     static ComPtr<AccountData> FromObject(IUnknown* object);
 
@@ -58,6 +58,6 @@ private:
     std::u16string m_auth_header;
     std::u16string m_auth_token;
     Http::Session::Credentials m_credentials;
-    ComPtr<Plugin> m_plugin;
+    ComPtr<PluginContext> m_plugin;
     uint32_t m_api_version;
 };

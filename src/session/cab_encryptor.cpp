@@ -2,13 +2,13 @@
 #include "session/cab_encryptor.h"
 
 #include "base/failure.h"
+#include "base/plugin_context.h"
 #include "base/settings_access.h"
 #include "platform/com_ptr.h"
-#include "plugin/plugin.h"
 
 namespace CabEncryptor {
 
-HRESULT SaveEncryptedString(Plugin* i_plugin, TMK::ITMK_CabNode* cab, LPCWSTR pzsFieldName,
+HRESULT SaveEncryptedString(PluginContext* i_plugin, TMK::ITMK_CabNode* cab, LPCWSTR pzsFieldName,
                             const std::u16string& value) {
     TRACE_ENTRY("CabEncryptor::SaveEncryptedString");
     CHECK_RETURN(i_plugin != nullptr, E_POINTER);
@@ -33,7 +33,7 @@ HRESULT SaveEncryptedString(Plugin* i_plugin, TMK::ITMK_CabNode* cab, LPCWSTR pz
     TRACE_RETURN(S_OK);
 }
 
-HRESULT LoadEncryptedString(Plugin* i_plugin, TMK::ITMK_CabNode* cab, LPCWSTR pzsFieldName,
+HRESULT LoadEncryptedString(PluginContext* i_plugin, TMK::ITMK_CabNode* cab, LPCWSTR pzsFieldName,
                             std::u16string& value) {
     TRACE_ENTRY("CabEncryptor::LoadEncryptedString");
     value.clear();

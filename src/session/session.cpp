@@ -3,13 +3,12 @@
 
 #include <new>
 
-#include "afs/file_system.h"
 #include "base/failure.h"
 #include "base/main_thread.h"
+#include "base/plugin_context.h"
 #include "dialogs/web_view_dialog.h"
 #include "platform/url.h"
 #include "platform/wininet.h"
-#include "plugin/plugin.h"
 #include "session/account_data.h"
 #include "session/authentication.h"
 #include "session/sessions_memory.h"
@@ -81,7 +80,7 @@ Session::~Session() {
     TRACE_EXIT(u"");
 }
 
-std::shared_ptr<Session> Session::Create(AccountData& io_account_data, Plugin& plugin,
+std::shared_ptr<Session> Session::Create(AccountData& io_account_data, PluginContext& plugin,
                                          TMK::IAFS_BindContext* bind_context) {
     TRACE_ENTRY("Session::Create");
     CHECK_THROW_TEXT(bind_context != nullptr, u"context != nullptr", HResultException, E_INVALIDARG,
@@ -117,7 +116,7 @@ std::shared_ptr<Session> Session::Create(AccountData& io_account_data, Plugin& p
     return self;
 }
 
-void Session::Connect(const AccountData& account, Plugin& plugin, Credentials& credentials) {
+void Session::Connect(const AccountData& account, PluginContext& plugin, Credentials& credentials) {
     std::u16string scheme;
     std::u16string host;
     uint16_t port = 0;
@@ -137,7 +136,8 @@ void Session::Connect(const AccountData& account, Plugin& plugin, Credentials& c
     if (!account.GetAuthToken().empty()) m_http->SetAuthToken(account.GetAuthToken());
 }
 
-void Session::SetSignInCallbacks(const AccountData& account, Plugin& plugin, Credentials& credentials) {
+void Session::SetSignInCallbacks(const AccountData& account, PluginContext& plugin,
+                                 Credentials& credentials) {
     TRACE_NAME("Session::Create");
     m_http->SetOnCredentials([context = context, &credentials](Credentials& record, const char16_t* host,
                                                                const char16_t* status_text) {
@@ -157,7 +157,7 @@ void Session::SetSignInCallbacks(const AccountData& account, Plugin& plugin, Cre
     });
 }
 
-void Session::SetFormsCallback(Plugin& plugin) {
+void Session::SetFormsCallback(PluginContext& plugin) {
     TRACE_NAME("Session::Create");
     m_http->SetOnAuthCookies([inst = plugin.m_tmk_inst](
                                  Http::Session::AuthCookies& cookies, const char16_t* server_url,
@@ -190,7 +190,7 @@ void Session::WriteBack(AccountData& account, const Credentials& credentials) co
     account.SetAuthToken(m_http->GetAuthToken());
 }
 
-HRESULT Session::SignOut(Plugin* pVInst, AccountData* pAcData) {
+HRESULT Session::SignOut(PluginContext* pVInst, AccountData* pAcData) {
     TRACE_ENTRY("Session::SignOut");
     CHECK_RETURN(pVInst != nullptr, E_INVALIDARG);
     CHECK_RETURN(pAcData != nullptr, E_INVALIDARG);
@@ -202,7 +202,7 @@ HRESULT Session::SignOut(Plugin* pVInst, AccountData* pAcData) {
 
 void Session::SignOut() {
     TRACE_ENTRY("Session::SignOut");
-    const ComPtr<Plugin> plugin(m_file_system ? m_file_system->GetPlugin() : nullptr);
+    const ComPtr<PluginContext> plugin(m_file_system ? m_file_system->GetPlugin() : nullptr);
     Credentials credentials;
     Try(trace_function, [&] {
         if (m_http && plugin) credentials = GetStoredCredentials(m_http->GetUri(), *plugin, context.get());
@@ -223,7 +223,7 @@ void Session::SignOut() {
     TRACE_EXIT(u"");
 }
 
-ComPtr<FileSystem> Session::GetFileSystem() const {
+ComPtr<FileSystemContext> Session::GetFileSystem() const {
     return m_file_system;
 }
 

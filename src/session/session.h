@@ -11,28 +11,28 @@
 #include "sharepoint/object.h"
 
 class AccountData;
-class FileSystem;
-class Plugin;
+class FileSystemContext;
+class PluginContext;
 
 class Session {
 public:
     // Connects, signing in when the server asks, and writes what was gained back into the account, which
     // stays as it was on failure. Throws HResultException, ApiException, Http::HttpException; E_CANCELED when
     // the user declines.
-    static std::shared_ptr<Session> Create(AccountData& io_account_data, Plugin& plugin,
+    static std::shared_ptr<Session> Create(AccountData& io_account_data, PluginContext& plugin,
                                            TMK::IAFS_BindContext* context);
 
     // Whether a URL is served by SharePoint at all, without any prompt.
     static bool IsSharePoint(const std::u16string& url);
 
     // Removes the stored sign-in of an account that has no session.
-    static HRESULT SignOut(Plugin* pVInst, AccountData* pAcData);
+    static HRESULT SignOut(PluginContext* pVInst, AccountData* pAcData);
 
     virtual ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    ComPtr<FileSystem> GetFileSystem() const;
+    ComPtr<FileSystemContext> GetFileSystem() const;
     ComPtr<TMK::IAFS_FilesCache> GetFilesCache() const;
     std::shared_ptr<SharePoint::Object> GetWeb() const;
     // Scheme, host and port.
@@ -46,14 +46,14 @@ public:
 private:
     Session();
 
-    void Connect(const AccountData& account, Plugin& plugin, Http::Session::Credentials& credentials);
-    void SetSignInCallbacks(const AccountData& account, Plugin& plugin,
+    void Connect(const AccountData& account, PluginContext& plugin, Http::Session::Credentials& credentials);
+    void SetSignInCallbacks(const AccountData& account, PluginContext& plugin,
                             Http::Session::Credentials& credentials);
-    void SetFormsCallback(Plugin& plugin);
+    void SetFormsCallback(PluginContext& plugin);
     void CreateWeb(const AccountData& account);
     void WriteBack(AccountData& account, const Http::Session::Credentials& credentials) const;
 
-    ComPtr<FileSystem> m_file_system;
+    ComPtr<FileSystemContext> m_file_system;
     ComPtr<TMK::IAFS_BindContext> context;
     ComPtr<TMK::IAFS_FilesCache> m_files_cache;
     std::shared_ptr<Http::Session> m_http;

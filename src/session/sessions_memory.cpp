@@ -2,9 +2,9 @@
 #include "session/sessions_memory.h"
 
 #include "base/failure.h"
+#include "base/plugin_context.h"
 #include "platform/com_ptr.h"
 #include "platform/text.h"
-#include "plugin/plugin.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ Settings::Node FindByUrl(TMK::ITMK_CabNode* sessions, const std::u16string& url)
 
 }  // namespace
 
-HRESULT GetSettings(Plugin& plugin, const std::u16string& url, bool create, Settings::Node& o_node) {
+HRESULT GetSettings(PluginContext& plugin, const std::u16string& url, bool create, Settings::Node& o_node) {
     TRACE_ENTRY("GetSettings");
     o_node.reset();
     CHECK_RETURN(plugin.m_tmk_inst != nullptr, E_FAIL);
@@ -46,7 +46,7 @@ HRESULT GetSettings(Plugin& plugin, const std::u16string& url, bool create, Sett
     TRACE_RETURN(S_OK);
 }
 
-Http::Session::Credentials GetStoredCredentials(const std::u16string& url, Plugin& plugin,
+Http::Session::Credentials GetStoredCredentials(const std::u16string& url, PluginContext& plugin,
                                                 TMK::IAFS_BindContext* context) {
     TRACE_ENTRY("GetStoredCredentials");
     Bstr user;

@@ -7,11 +7,11 @@
 #include "hostapi/iafs.h"
 #include "http/session.h"
 
-class Plugin;
+class PluginContext;
 
 // The element of the array "Sessions" for a server; null when there is none and `create` is false.
-HRESULT GetSettings(Plugin& plugin, const std::u16string& url, bool create, Settings::Node& o_node);
+HRESULT GetSettings(PluginContext& plugin, const std::u16string& url, bool create, Settings::Node& o_node);
 
 // What the host has stored for the place, or else the last user. Shows nothing. Throws HResultException.
-Http::Session::Credentials GetStoredCredentials(const std::u16string& url, Plugin& plugin,
+Http::Session::Credentials GetStoredCredentials(const std::u16string& url, PluginContext& plugin,
                                                 TMK::IAFS_BindContext* context);

@@ -35,7 +35,8 @@ protected:
         const auto files = m_inside.host().FileSystem();
         ASSERT_EQ(m_inside.host().Bind(m_account.get(), nullptr, m_root), S_OK);
         ASSERT_EQ(files->StringToName(u"Shared Documents/a.txt", 0, m_root.get(), m_name.put()), S_OK);
-        m_callback = MakeObject<CacheCallback>(*plugin.m_file_system->GetName(m_name.get()));
+        m_callback =
+            MakeObject<CacheCallback>(*static_cast<FileSystem&>(*plugin.m_file_system).GetName(m_name.get()));
         m_canceled->Cancel();
     }
     void TearDown() override {

@@ -2,11 +2,10 @@
 #include "afs/document/file.h"
 
 #include "afs/document/file_stream.h"
-#include "afs/file_system.h"
 #include "base/failure.h"
+#include "base/plugin_context.h"
 #include "dialogs/message_box.h"
 #include "platform/text.h"
-#include "plugin/plugin.h"
 
 namespace {
 
@@ -23,8 +22,8 @@ void PutBool(VARIANT* out_value, bool value) {
 
 File::File(Name& name, DWORD open_flags) : m_name(&name), m_flags(open_flags) {
     TRACE_NAME("File::File");
-    const ComPtr<FileSystem> file_system = m_name->GetSession()->GetFileSystem();
-    m_plugin = ComPtr<Plugin>(file_system ? file_system->GetPlugin() : nullptr);
+    const ComPtr<FileSystemContext> file_system = m_name->GetSession()->GetFileSystem();
+    m_plugin = ComPtr<PluginContext>(file_system ? file_system->GetPlugin() : nullptr);
     CHECK_THROW(m_plugin != nullptr && m_plugin->m_tmk_inst != nullptr, HResultException, E_FAIL);
     m_inst = m_plugin->m_tmk_inst;
 }

@@ -11,7 +11,7 @@
 #include "hostapi/iafs.h"
 #include "hostapi/itmk.h"
 
-class Plugin;
+class PluginContext;
 
 class File final : public cCoClassUnknownT<File, TMK::IAFS_File> {
 public:
@@ -109,7 +109,7 @@ private:
     ComPtr<TMK::IAFS_CacheEntry> GetCache() const;
 
     ComPtr<Name> m_name;
-    ComPtr<Plugin> m_plugin;
+    ComPtr<PluginContext> m_plugin;
     ComPtr<TMK::ITMK_Inst> m_inst;
     ComPtr<TMK::IAFS_CacheEntry> m_cache;
     mutable std::recursive_mutex m_cache_lock;

@@ -2,7 +2,6 @@
 #include "afs/document/file.h"
 #include "base/failure.h"
 #include "dialogs/message_box.h"
-#include "plugin/plugin.h"
 
 HRESULT File::Close(DWORD flags, TMK::ITMK_ErrorDetails* out_error_details,
                     TMK::ITMK_CancelFlag* cancel_flag) {

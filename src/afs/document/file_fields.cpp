@@ -1,7 +1,6 @@
 // The document's library columns, for hosts that show no properties dialog.
 #include "afs/document/file.h"
 #include "base/failure.h"
-#include "plugin/plugin.h"
 #include "sharepoint/fields_text.h"
 
 void File::GetFields(VARIANT* out_value) {

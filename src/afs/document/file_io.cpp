@@ -2,7 +2,6 @@
 #include "afs/document/cache_callback.h"
 #include "afs/document/file.h"
 #include "base/failure.h"
-#include "plugin/plugin.h"
 
 namespace {
 

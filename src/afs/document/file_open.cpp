@@ -3,7 +3,6 @@
 #include "afs/document/open_flags.h"
 #include "base/failure.h"
 #include "dialogs/message_box.h"
-#include "plugin/plugin.h"
 
 namespace {
 

@@ -5,7 +5,6 @@
 #include "base/failure.h"
 #include "base/text/iso8601.h"
 #include "dialogs/message_box.h"
-#include "plugin/plugin.h"
 
 HRESULT File::Reopen(DWORD new_open_flags, TMK::ITMK_ErrorDetails* out_error_details,
                      TMK::ITMK_CancelFlag* cancel_flag) {

@@ -6,7 +6,6 @@
 #include "base/text/iso8601.h"
 #include "dialogs/message_box.h"
 #include "platform/text.h"
-#include "plugin/plugin.h"
 
 namespace {
 
