@@ -7,7 +7,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "afs/name.h"
+#include "afs/names/name.h"
 #include "base/plugin_context.h"
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"

@@ -1,7 +1,7 @@
 // Work on items: opening, creating, moving, copying, renaming, deleting, and what is known of them.
 #include "afs/document/file.h"
-#include "afs/enumeration.h"
 #include "afs/file_system.h"
+#include "afs/names/enumeration.h"
 #include "base/failure.h"
 #include "base/text/url.h"
 

@@ -5,9 +5,9 @@
 #include <optional>
 
 #include "afs/document/cache_callback.h"
-#include "afs/enumeration.h"
 #include "afs/file_system.h"
-#include "afs/tmk_string.h"
+#include "afs/names/enumeration.h"
+#include "afs/names/tmk_string.h"
 #include "base/failure.h"
 #include "host/base/text.h"
 #include "inside_host.h"

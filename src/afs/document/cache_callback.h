@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "afs/name.h"
+#include "afs/names/name.h"
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 #include "http/exchange.h"

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string>
 
-#include "afs/name.h"
+#include "afs/names/name.h"
 #include "base/preferences.h"
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"

@@ -1,5 +1,5 @@
 // Folder listings, item properties, lists of names.
-#include "afs/enumeration.h"
+#include "afs/names/enumeration.h"
 
 #include "base/failure.h"
 

@@ -1,5 +1,5 @@
 // A string as a host object.
-#include "afs/tmk_string.h"
+#include "afs/names/tmk_string.h"
 
 #include "base/failure.h"
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "afs/name.h"
+#include "afs/names/name.h"
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 

@@ -1,5 +1,5 @@
 // Names: how they are made, bound and printed.
-#include "afs/name.h"
+#include "afs/names/name.h"
 
 #include "base/failure.h"
 #include "base/plugin_context.h"
