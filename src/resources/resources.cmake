@@ -1,5 +1,5 @@
 # What the library carries in itself: type, id, file.
-sp_embed_resources(sp_core g_sharepoint_resources
+sp_embed_resources(sp_base g_sharepoint_resources
     XML 101 ${CMAKE_CURRENT_SOURCE_DIR}/resources/dialogs.xml
     XML 102 ${CMAKE_CURRENT_SOURCE_DIR}/resources/localization.xml
     XML 103 ${CMAKE_CURRENT_SOURCE_DIR}/resources/settings_template.xml
