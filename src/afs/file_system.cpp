@@ -2,10 +2,7 @@
 #include "afs/file_system.h"
 
 #include "base/failure.h"
-#include "base/main_thread.h"
-#include "base/text/message_template.h"
-#include "base/text/url.h"
-#include "dialogs/message_box.h"
+#include "base/out_values.h"
 #include "session/account_data.h"
 
 namespace {
@@ -62,25 +59,17 @@ ComPtr<Name> FileSystem::GetName(TMK::IAFS_Name* name) const {
 
 HRESULT FileSystem::get_Name(BSTR* out_name) {
     TRACE_ENTRY("FileSystem::get_Name");
-    CHECK_RETURN(out_name != nullptr, E_POINTER);
-    *out_name = SysAllocString(u"SharePoint");
-    CHECK_RETURN(*out_name != nullptr, E_OUTOFMEMORY);
-    TRACE_RETURN(S_OK);
+    RETURN_STRING(out_name, u"SharePoint");
 }
 
 HRESULT FileSystem::get_Features(TMK::IAFS_Name*, DWORD* out_features) {
     TRACE_ENTRY("FileSystem::get_Features");
-    CHECK_RETURN(out_features != nullptr, E_POINTER);
-    *out_features = kFeatures;
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_features, kFeatures);
 }
 
 HRESULT FileSystem::get_UserText(BSTR* out_text) {
     TRACE_ENTRY("FileSystem::get_UserText");
-    CHECK_RETURN(out_text != nullptr, E_POINTER);
-    *out_text = SysAllocStringLen(m_user_text.data(), static_cast<UINT>(m_user_text.size()));
-    CHECK_RETURN(*out_text != nullptr, E_OUTOFMEMORY);
-    TRACE_RETURN(S_OK);
+    RETURN_STRING(out_text, m_user_text);
 }
 
 HRESULT FileSystem::put_UserText(LPCWSTR text) {

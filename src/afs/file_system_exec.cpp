@@ -2,18 +2,14 @@
 #include "afs/document/cache_callback.h"
 #include "afs/file_system.h"
 #include "base/failure.h"
+#include "base/text/ignore_case.h"
 #include "hostapi/irgc.h"
-#include "platform/text.h"
 #include "session/account_data.h"
 
 namespace {
 
 constexpr DWORD kLocalFileOpenFlags = 0xA00;
 constexpr LONG kAnyQualifier = -1;
-
-bool IsNamed(LPCWSTR name, LPCWSTR wanted) {
-    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, name, -1, wanted, -1) == CSTR_EQUAL;
-}
 
 // The elements of a safe array of variants, copied out; the array is locked only meanwhile. Throws
 // HResultException for anything else and for fewer than `least` elements.
@@ -61,10 +57,10 @@ HRESULT FileSystem::Exec(TMK::IAFS_Name* i_name, LPCWSTR i_operation_name, const
     try {
         CHECK_RETURN(!IsCanceled(i_cancel_flag), E_CANCELED);
         CHECK_RETURN(i_operation_name != nullptr, E_INVALIDARG);
-        if (IsNamed(i_operation_name, u"SignOut")) return ExecSignOut(i_name, i_data);
-        if (IsNamed(i_operation_name, u"CreateCacheOnLocalFile"))
+        if (EqualIgnoringCase(i_operation_name, u"SignOut")) return ExecSignOut(i_name, i_data);
+        if (EqualIgnoringCase(i_operation_name, u"CreateCacheOnLocalFile"))
             return ExecCreateCacheOnLocalFile(i_name, i_data);
-        if (IsNamed(i_operation_name, u"DeleteFileCacheEntry"))
+        if (EqualIgnoringCase(i_operation_name, u"DeleteFileCacheEntry"))
             return ExecDeleteFileCacheEntry(i_name, i_data);
         CHECK_RETURN_TEXT(false, E_INVALIDARG, u"E_INVALIDARG");
         return E_INVALIDARG;
@@ -127,11 +123,11 @@ HRESULT FileSystem::get_Prop(TMK::IAFS_Name* name, LPCWSTR prop_name, VARIANT* o
         CHECK_RETURN(out_value != nullptr, E_POINTER);
         VariantInit(out_value);
         CHECK_RETURN(prop_name != nullptr, E_INVALIDARG);
-        if (IsNamed(prop_name, u"CheckedOut")) return GetCheckedOut(name, out_value);
-        if (IsNamed(prop_name, u"Thumbnail")) return GetThumbnail(name, out_value);
-        CHECK_RETURN_TEXT(IsNamed(prop_name, u"CanCreateCacheOnLocalFile"), E_INVALIDARG, u"E_INVALIDARG");
-        out_value->vt = VT_BOOL;
-        out_value->boolVal = VARIANT_TRUE;
+        if (EqualIgnoringCase(prop_name, u"CheckedOut")) return GetCheckedOut(name, out_value);
+        if (EqualIgnoringCase(prop_name, u"Thumbnail")) return GetThumbnail(name, out_value);
+        CHECK_RETURN_TEXT(EqualIgnoringCase(prop_name, u"CanCreateCacheOnLocalFile"), E_INVALIDARG,
+                          u"E_INVALIDARG");
+        *out_value = Variant(true).detach();
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(nullptr)
@@ -152,9 +148,7 @@ HRESULT FileSystem::GetCheckedOut(TMK::IAFS_Name* name, VARIANT* out_value) {
     TRACE_ENTRY("FileSystem::GetCheckedOut");
     std::shared_ptr<SharePoint::File> file;
     if (const HRESULT failure = GetBoundFile(trace_function, name, file); FAILED(failure)) return failure;
-    const bool mine = file->GetCheckOutState(nullptr) == SharePoint::File::CheckOutState::me;
-    out_value->vt = VT_BOOL;
-    out_value->boolVal = mine ? VARIANT_TRUE : VARIANT_FALSE;
+    *out_value = Variant(file->GetCheckOutState(nullptr) == SharePoint::File::CheckOutState::me).detach();
     TRACE_RETURN(S_OK);
 }
 

@@ -82,6 +82,15 @@ Name::ObjectPtr RequireMoved(const Name& name, const Name& new_name, const char1
     return object;
 }
 
+// Moves or renames an item by `relocate`, which is given the path of the new place.
+template <typename Relocate>
+void RelocateItem(SharePoint::Object& item, const Name& name, Name& new_name, const char16_t* refusal,
+                  Relocate&& relocate) {
+    RequireSameWeb(item, new_name);
+    relocate(PathOf(new_name));
+    new_name.SetObject(RequireMoved(name, new_name, refusal));
+}
+
 }  // namespace
 
 // The two names of an operation, both local; shared by the operations that have a target.
@@ -164,10 +173,8 @@ HRESULT FileSystem::Move(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
         LOCAL_NAMES();
         const Name::ObjectPtr file = local_name->BindObject(SharePoint::Web::BindObjectType::file);
         CHECK_RETURN(file != nullptr, E_INVALIDARG);
-        RequireSameWeb(*file, *local_new_name);
-        file->AsFile()->Move(PathOf(*local_new_name));
-        local_new_name->SetObject(
-            RequireMoved(*local_name, *local_new_name, u"The server did not move the file."));
+        RelocateItem(*file, *local_name, *local_new_name, u"The server did not move the file.",
+                     [&](const std::u16string& path) { file->AsFile()->Move(path); });
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(out_error_details)
@@ -197,10 +204,8 @@ HRESULT FileSystem::Rename(TMK::IAFS_Name* name, TMK::IAFS_Name* new_name,
         LOCAL_NAMES();
         const Name::ObjectPtr object = local_name->BindObject();
         CHECK_RETURN(object != nullptr, E_INVALIDARG);
-        RequireSameWeb(*object, *local_new_name);
-        object->Rename(PathOf(*local_new_name));
-        local_new_name->SetObject(
-            RequireMoved(*local_name, *local_new_name, u"The server did not rename the item."));
+        RelocateItem(*object, *local_name, *local_new_name, u"The server did not rename the item.",
+                     [&](const std::u16string& path) { object->Rename(path); });
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(out_error_details)

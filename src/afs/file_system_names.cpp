@@ -1,6 +1,7 @@
 // Names of the file system: strings to names and back, kinship, binding to places.
 #include "afs/file_system.h"
 #include "base/failure.h"
+#include "base/out_values.h"
 #include "base/text/url.h"
 #include "session/account_data.h"
 #include "session/sharepoint_checker.h"
@@ -11,11 +12,7 @@ constexpr DWORD kMakingFlags = 1;  // flag words up to this one make a name
 
 BSTR AllocateWithoutTrailingSlash(std::u16string text) {
     if (text.ends_with(u'/')) text.pop_back();
-    return SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
-}
-
-VARIANT_BOOL ToVariantBool(bool value) {
-    return value ? VARIANT_TRUE : VARIANT_FALSE;
+    return AllocateString(text);
 }
 
 // Throws what Name::Create throws, and HResultException E_INVALIDARG for a URL that can't be compared.

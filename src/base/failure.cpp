@@ -1,4 +1,3 @@
-// Texts of failures, the log lines of checks, and the turn of exceptions into result codes.
 #include "base/failure.h"
 
 #include <array>

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "base/text/encoding.h"
+#include "base/text/ignore_case.h"
 #include "platform/files.h"
 #include "platform/text.h"
 
@@ -242,21 +243,9 @@ namespace {
 
 constexpr std::u16string_view kKeptTokens[] = {u"http://", u"https://", u"\\UNC\\", u"@SSL", u"DavWWWRoot"};
 
-char16_t ToLowerAscii(char16_t c) {
-    return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
-}
-
-bool StartsWithIgnoringCase(std::u16string_view text, std::u16string_view token) {
-    if (text.size() < token.size()) return false;
-    for (size_t i = 0; i < token.size(); ++i) {
-        if (ToLowerAscii(text[i]) != ToLowerAscii(token[i])) return false;
-    }
-    return true;
-}
-
 size_t KeptTokenLength(std::u16string_view text) {
     for (const std::u16string_view token : kKeptTokens) {
-        if (StartsWithIgnoringCase(text, token)) return token.size();
+        if (StartsWithIgnoringAsciiCase(text, token)) return token.size();
     }
     return 0;
 }

@@ -1,4 +1,3 @@
-// Calls from a worker thread onto the host's main thread.
 #include "base/main_thread.h"
 
 #include "base/failure.h"

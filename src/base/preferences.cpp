@@ -1,4 +1,3 @@
-// Loading by the version chain, and saving. Main thread only.
 #include "base/preferences.h"
 
 #include <string_view>

@@ -1,4 +1,3 @@
-// Look-ups in the library's own resource table.
 #include "base/resources.h"
 
 #include <cstring>

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
 #include <new>
 #include <utility>
 #include <vector>

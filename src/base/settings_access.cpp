@@ -1,4 +1,3 @@
-// Typed reading and writing of settings items.
 #include "base/settings_access.h"
 
 namespace Settings {
@@ -50,27 +49,19 @@ bool GetBool(TMK::ITMK_CabNode* dictionary, LPCWSTR id) {
 
 std::u16string GetString(TMK::ITMK_CabNode* dictionary, LPCWSTR id) {
     const Node item = GetChild(dictionary, id);
-    BSTR text = nullptr;
-    if (TypeOf(item.get()) != TMK::CabType::String || FAILED(item->get_String(&text)) || !text) return {};
-    std::u16string copy(text, SysStringLen(text));
-    SysFreeString(text);
-    return copy;
+    Bstr text;
+    if (TypeOf(item.get()) != TMK::CabType::String || FAILED(item->get_String(text.put()))) return {};
+    return text.str();
 }
 
 void SetInt(TMK::ITMK_CabNode* dictionary, LPCWSTR id, int32_t value) {
     const Node item = GetChild(dictionary, id);
-    VARIANT variant{};
-    variant.vt = VT_I4;
-    variant.lVal = value;
-    if (item) item->put_v(variant);
+    if (item) item->put_v(Variant(LONG{value}));
 }
 
 void SetBool(TMK::ITMK_CabNode* dictionary, LPCWSTR id, bool value) {
     const Node item = GetChild(dictionary, id);
-    VARIANT variant{};
-    variant.vt = VT_BOOL;
-    variant.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-    if (IsTypeOrUnset(item.get(), TMK::CabType::Bool)) item->put_v(variant);
+    if (IsTypeOrUnset(item.get(), TMK::CabType::Bool)) item->put_v(Variant(value));
 }
 
 bool SetString(TMK::ITMK_CabNode* dictionary, LPCWSTR id, const std::u16string& value) {

@@ -1,4 +1,3 @@
-// Fills the host's task dialog and reads its answers.
 #include "dialogs/message_box.h"
 
 #include "base/failure.h"
@@ -9,11 +8,9 @@ namespace Ui {
 namespace {
 
 std::u16string LoadText(TMK::ITMK_Inst* inst, const char16_t* text_id) {
-    BSTR text = nullptr;
-    if (!inst || FAILED(inst->GetLocalStr(text_id, &text)) || !text) return text_id;
-    std::u16string copy(text, SysStringLen(text));
-    SysFreeString(text);
-    return copy;
+    Bstr text;
+    if (!inst || FAILED(inst->GetLocalStr(text_id, text.put())) || !text) return text_id;
+    return text.str();
 }
 
 std::u16string NumberPlaceholders(std::u16string text) {
@@ -65,10 +62,9 @@ void ReadAnswers(TMK::ITMK_TaskDialog& dialog, bool* in_out_checked, const std::
     }
     if (radios) CHECK_RESULT_THROW(dialog.get_Radio(radios->in_out_index));
     if (edit) {
-        BSTR text = nullptr;
-        CHECK_RESULT_THROW(dialog.get_EditText(&text));
-        edit->in_out_text->assign(text ? text : u"", SysStringLen(text));
-        SysFreeString(text);
+        Bstr text;
+        CHECK_RESULT_THROW_TEXT(dialog.get_EditText(text.put()), u"dialog.get_EditText(&text)");
+        *edit->in_out_text = text.str();
     }
 }
 

@@ -1,4 +1,3 @@
-// Cookie header text, and its way onto a request. Re-entrant.
 #include "http/cookies.h"
 
 #include "base/failure.h"

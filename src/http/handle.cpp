@@ -1,4 +1,3 @@
-// Queries on request handles. One thread a handle.
 #include "http/handle.h"
 
 #include <array>

@@ -1,12 +1,11 @@
-// The masked texts of requests and answers. Re-entrant.
 #include "http/log_text.h"
 
 #include <array>
 
 #include "base/log.h"
 #include "base/text/encoding.h"
+#include "base/text/ignore_case.h"
 #include "http/handle.h"
-#include "platform/text.h"
 
 namespace Http {
 
@@ -43,11 +42,6 @@ constexpr HeaderRule kHeaderRules[] = {
     {u"X-Forms_Based_Auth_Required", Shown::masked},
     {u"X-Forms_Based_Auth_Return_Url", Shown::masked},
 };
-
-bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
-    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
-                          static_cast<int>(b.size())) == CSTR_EQUAL;
-}
 
 const HeaderRule* FindRule(std::u16string_view name) {
     for (const HeaderRule& rule : kHeaderRules) {

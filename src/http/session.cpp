@@ -6,6 +6,7 @@
 
 #include "base/failure.h"
 #include "base/text/encoding.h"
+#include "base/text/ignore_case.h"
 #include "http/handle.h"
 #include "http/session_impl.h"
 #include "platform/text.h"
@@ -20,11 +21,6 @@ constexpr char16_t kLoginServer[] = u"https://login.microsoftonline.com/";
 constexpr char16_t kOwnUserAgent[] =
     u"Mozilla/4.0 (compatible; MSIE 7.0; Windows NT 6.3; Trident/7.0; .NET4.0E; .NET4.0C; TessmarkEditor)";
 constexpr DWORD kConnectTimeout = 600'000;  // milliseconds
-
-bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
-    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
-                          static_cast<int>(b.size())) == CSTR_EQUAL;
-}
 
 Handle OpenInternet() {
     SetServerErrorReader(&GetServerErrorText);
@@ -188,6 +184,12 @@ void Session::SetOnAuthCookies(OnAuthCookies callback) {
 }
 void Session::SetOnAuthToken(OnAuthToken callback) {
     m_impl->on_auth_token = std::move(callback);
+}
+
+std::u16string GetHost(const std::u16string& url) {
+    std::u16string host;
+    Session::CrackUri(url.c_str(), nullptr, &host, nullptr, nullptr, nullptr);
+    return host;
 }
 
 std::shared_ptr<Session> ConnectToLoginServer() {

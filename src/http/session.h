@@ -77,6 +77,9 @@ private:
     std::unique_ptr<Impl> m_impl;
 };
 
+// The host of a URL. Throws what CrackUri throws.
+std::u16string GetHost(const std::u16string& url);
+
 // A connection to the sign-in server of hosted sites, without credentials.
 std::shared_ptr<Session> ConnectToLoginServer();
 

@@ -40,7 +40,7 @@ uint32_t Session::Exchange::Run() {
 void Session::Exchange::Send() {
     m_status = Http::SendRequest(m_handle, m_text, m_body, m_body_size);
     // After a redirect this is the host that answered, not the session's.
-    CrackUri(GetRequestUri(m_handle).c_str(), nullptr, &m_host, nullptr, nullptr, nullptr);
+    m_host = GetHost(GetRequestUri(m_handle));
 }
 
 bool Session::Exchange::IsNew() {

@@ -1,4 +1,3 @@
-// The events of the editor, as far as they are answered.
 #include "integration/events_handler.h"
 
 #include "base/failure.h"

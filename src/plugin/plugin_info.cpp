@@ -1,5 +1,5 @@
 // What the plug-in says of itself, and the operations of the host's interface that it doesn't provide.
-#include "base/failure.h"
+#include "base/out_values.h"
 #include "plugin/plugin.h"
 
 namespace {
@@ -13,22 +13,17 @@ constexpr const char16_t* kLegal =
 }  // namespace
 
 // A string getter under its own trace name and argument name.
-#define STRING_GETTER(operation, out_value, value)          \
-    HRESULT Plugin::operation(BSTR* out_value) {            \
-        TRACE_ENTRY("Plugin::" #operation);                 \
-        CHECK_RETURN(out_value != nullptr, E_POINTER);      \
-        *out_value = SysAllocString(value);                 \
-        CHECK_RETURN(*out_value != nullptr, E_OUTOFMEMORY); \
-        TRACE_RETURN(S_OK);                                 \
+#define STRING_GETTER(operation, out_value, value) \
+    HRESULT Plugin::operation(BSTR* out_value) {   \
+        TRACE_ENTRY("Plugin::" #operation);        \
+        RETURN_STRING(out_value, value);           \
     }
 
 // The same for a plain value.
 #define VALUE_GETTER(operation, type, out_value, value) \
     HRESULT Plugin::operation(type* out_value) {        \
         TRACE_ENTRY("Plugin::" #operation);             \
-        CHECK_RETURN(out_value != nullptr, E_POINTER);  \
-        *out_value = value;                             \
-        TRACE_RETURN(S_OK);                             \
+        RETURN_VALUE(out_value, value);                 \
     }
 
 // An operation that isn't provided.

@@ -1,7 +1,7 @@
-// Accounts: their stored form, their secrets through the host's cipher, and which URLs belong to them.
 #include "session/account_data.h"
 
 #include "base/failure.h"
+#include "base/out_values.h"
 #include "base/resources.h"
 #include "base/settings_access.h"
 #include "session/account_match.h"
@@ -10,14 +10,6 @@
 namespace {
 
 constexpr const char16_t* settings_name = u"SharePointAccountDataSettingsV1";
-
-HRESULT GiveString(const char* trace_function, const std::u16string& text, BSTR* out,
-                   const char16_t* out_check, const char16_t* allocation_check) {
-    CHECK_RETURN_TEXT(out != nullptr, E_POINTER, out_check);
-    *out = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
-    CHECK_RETURN_TEXT(*out != nullptr, E_OUTOFMEMORY, allocation_check);
-    return S_OK;
-}
 
 HRESULT GiveNull(const char* trace_function, IUnknown** o_value) {
     CHECK_RETURN(o_value != nullptr, E_POINTER);
@@ -67,18 +59,12 @@ void* AccountData::QueryFurther(const IID& iid) {
 
 HRESULT AccountData::get_URL(BSTR* o_url) {
     TRACE_ENTRY("AccountData::get_URL");
-    const HRESULT result =
-        GiveString(trace_function, m_url, o_url, u"o_url != nullptr", u"*o_url != nullptr");
-    if (FAILED(result)) return result;
-    TRACE_RETURN(S_OK);
+    RETURN_STRING(o_url, m_url);
 }
 
 HRESULT AccountData::get_UserName(BSTR* o_user_name) {
     TRACE_ENTRY("AccountData::get_UserName");
-    const HRESULT result = GiveString(trace_function, m_credentials.user, o_user_name,
-                                      u"o_user_name != nullptr", u"*o_user_name != nullptr");
-    if (FAILED(result)) return result;
-    TRACE_RETURN(S_OK);
+    RETURN_STRING(o_user_name, m_credentials.user);
 }
 
 HRESULT AccountData::SaveTo(TMK::ITMK_Cab* o_cab) {

@@ -1,11 +1,10 @@
-// Whether a URL belongs to an account.
 #include "session/account_match.h"
 
 #include <array>
 #include <string_view>
 
 #include "base/failure.h"
-#include "platform/text.h"
+#include "base/text/ignore_case.h"
 #include "platform/url.h"
 
 namespace {
@@ -13,9 +12,7 @@ namespace {
 using View = std::u16string_view;
 
 bool Equal(View a, View b) {
-    return a.size() == b.size() &&
-           CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
-                          static_cast<int>(b.size())) == CSTR_EQUAL;
+    return a.size() == b.size() && EqualIgnoringCase(a, b);
 }
 
 struct CrackedUrl {

@@ -1,4 +1,3 @@
-// The browser window of a forms sign-in, and the OAuth flow through the host.
 #include "session/authentication.h"
 
 #include <new>

@@ -1,12 +1,11 @@
-// Reading cookies out of a browser's list.
 #include "session/browser_cookies.h"
 
 #include <memory>
 #include <string_view>
 
+#include "base/text/ignore_case.h"
 #include "http/session.h"
 #include "platform/com_ptr.h"
-#include "platform/text.h"
 
 namespace {
 
@@ -18,11 +17,6 @@ std::u16string Get(ICoreWebView2Cookie* cookie, Getter getter) {
     if (FAILED((cookie->*getter)(&text)) || !text) return {};
     const std::unique_ptr<char16_t, void (*)(LPVOID)> owner(text, CoTaskMemFree);
     return text;
-}
-
-bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
-    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
-                          static_cast<int>(b.size())) == CSTR_EQUAL;
 }
 
 }  // namespace

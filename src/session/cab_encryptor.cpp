@@ -1,4 +1,3 @@
-// Strings of a settings node through the host's cipher.
 #include "session/cab_encryptor.h"
 
 #include "base/failure.h"

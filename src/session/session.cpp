@@ -194,9 +194,7 @@ HRESULT Session::SignOut(PluginContext* pVInst, AccountData* pAcData) {
     TRACE_ENTRY("Session::SignOut");
     CHECK_RETURN(pVInst != nullptr, E_INVALIDARG);
     CHECK_RETURN(pAcData != nullptr, E_INVALIDARG);
-    std::u16string host;
-    Http::Session::CrackUri(pAcData->GetUrl().c_str(), nullptr, &host, nullptr, nullptr, nullptr);
-    DeleteBrowserCookies(pVInst->m_tmk_inst.get(), host);
+    DeleteBrowserCookies(pVInst->m_tmk_inst.get(), Http::GetHost(pAcData->GetUrl()));
     TRACE_RETURN(S_OK);
 }
 
@@ -215,9 +213,7 @@ void Session::SignOut() {
         Http::ConnectToLoginServer()->SendRequest(u"GET", u"logout.srf", nullptr, nullptr, nullptr, 0, true);
     });
     if (!plugin || !plugin->m_tmk_inst) THROW_TRACED(ApiException);
-    std::u16string host;
-    Http::Session::CrackUri(m_http->GetUri().c_str(), nullptr, &host, nullptr, nullptr, nullptr);
-    DeleteBrowserCookies(plugin->m_tmk_inst.get(), host);
+    DeleteBrowserCookies(plugin->m_tmk_inst.get(), Http::GetHost(m_http->GetUri()));
     ClearCookie(m_http->GetUri(), u"FedAuth");
     ClearCookie(m_http->GetUri(), u"rtFa");
     TRACE_EXIT(u"");

@@ -1,17 +1,11 @@
-// Who signed in to which server last.
 #include "session/sessions_memory.h"
 
 #include "base/failure.h"
 #include "base/plugin_context.h"
+#include "base/text/ignore_case.h"
 #include "platform/com_ptr.h"
-#include "platform/text.h"
 
 namespace {
-
-bool IsSameUrl(const std::u16string& a, const std::u16string& b) {
-    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
-                          static_cast<int>(b.size())) == CSTR_EQUAL;
-}
 
 Settings::Node FindByUrl(TMK::ITMK_CabNode* sessions, const std::u16string& url) {
     UINT count = 0;
@@ -19,7 +13,7 @@ Settings::Node FindByUrl(TMK::ITMK_CabNode* sessions, const std::u16string& url)
     for (UINT index = 0; index < count; ++index) {
         Settings::Node element;
         if (SUCCEEDED(sessions->get_ItemAt(index, element.put())) && element &&
-            IsSameUrl(Settings::GetString(element.get(), u"Url"), url)) {
+            EqualIgnoringCase(Settings::GetString(element.get(), u"Url"), url)) {
             return element;
         }
     }

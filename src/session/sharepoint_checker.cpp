@@ -1,4 +1,3 @@
-// The form of a string, then the probe of its server.
 #include "session/sharepoint_checker.h"
 
 #include "base/failure.h"

@@ -1,8 +1,4 @@
-// Download and upload of one document.
 #include "afs/document/cache_callback.h"
-
-#include <algorithm>
-#include <optional>
 
 #include "afs/document/download_check.h"
 #include "base/failure.h"
@@ -25,8 +21,9 @@ std::shared_ptr<SharePoint::Object> CacheCallback::BindFile() {
 void CacheCallback::OpenDownload() {
     const auto object = BindFile();
     auto response = std::make_unique<Http::Response>(object->AsFile()->Read());
-    CheckIsDocument(*response, object->GetInformation().m_name);
-    m_announced_size = GetAnnouncedLength(*response, static_cast<LONGLONG>(object->GetInformation().m_size));
+    Afs::CheckIsDocument(*response, object->GetInformation().m_name);
+    m_announced_size =
+        Afs::GetAnnouncedLength(*response, static_cast<LONGLONG>(object->GetInformation().m_size));
     m_read_context = std::move(response);
 }
 
@@ -187,7 +184,7 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
             return E_FAIL;
         }
         try {
-            CheckIsNoPage(m_write_context->End());
+            Afs::CheckIsNoPage(m_write_context->End());
             CheckServerTookUpload();
         } catch (const ApiException& failure) {
             if (failure.code == kForceRetry) {

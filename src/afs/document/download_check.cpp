@@ -1,31 +1,26 @@
-// An error page or a sign-in page must never become a document.
 #include "afs/document/download_check.h"
 
 #include <algorithm>
 
 #include "base/failure.h"
+#include "base/text/ignore_case.h"
+
+namespace Afs {
 
 namespace {
 
 constexpr std::u16string_view kPageExtensions[] = {u".htm", u".html",  u".aspx",
                                                    u".mht", u".mhtml", u".xhtml"};
 
-std::u16string ToLowerAscii(std::u16string text) {
-    for (char16_t& c : text) {
-        if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + 32);
-    }
-    return text;
-}
-
 bool IsPageName(const std::u16string& file_name) {
-    const std::u16string lower = ToLowerAscii(file_name);
-    return std::any_of(std::begin(kPageExtensions), std::end(kPageExtensions),
-                       [&](std::u16string_view extension) { return lower.ends_with(extension); });
+    return std::any_of(
+        std::begin(kPageExtensions), std::end(kPageExtensions),
+        [&](std::u16string_view extension) { return EndsWithIgnoringAsciiCase(file_name, extension); });
 }
 
 bool IsPage(const Http::Response& response) {
     for (const std::u16string& type : response.GetHeaders(u"Content-Type")) {
-        if (ToLowerAscii(type).starts_with(u"text/html")) return true;
+        if (StartsWithIgnoringAsciiCase(type, u"text/html")) return true;
     }
     return false;
 }
@@ -67,3 +62,5 @@ std::optional<LONGLONG> GetAnnouncedLength(const Http::Response& response, LONGL
     const std::vector<std::u16string> values = response.GetHeaders(u"Content-Length");
     return values.empty() ? document_size : ReadLength(values.front()).value_or(document_size);
 }
+
+}  // namespace Afs

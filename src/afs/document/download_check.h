@@ -7,6 +7,8 @@
 #include "http/exchange.h"
 #include "platform/base.h"
 
+namespace Afs {
+
 // Throws HttpException for a status that is no success, and Exception for a web page where `file_name` is
 // none.
 void CheckIsDocument(const Http::Response& response, const std::u16string& file_name);
@@ -18,3 +20,5 @@ void CheckIsNoPage(const Http::Response& response);
 // The number of bytes to come: the answer's content length, or `document_size`; nothing for a chunked answer,
 // which tells its end by itself.
 std::optional<LONGLONG> GetAnnouncedLength(const Http::Response& response, LONGLONG document_size);
+
+}  // namespace Afs

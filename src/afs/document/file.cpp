@@ -3,19 +3,15 @@
 
 #include "afs/document/file_stream.h"
 #include "base/failure.h"
+#include "base/out_values.h"
 #include "base/plugin_context.h"
+#include "base/text/ignore_case.h"
 #include "dialogs/message_box.h"
-#include "platform/text.h"
 
 namespace {
 
-bool IsNamed(LPCWSTR name, LPCWSTR wanted) {
-    return name && CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, name, -1, wanted, -1) == CSTR_EQUAL;
-}
-
-void PutBool(VARIANT* out_value, bool value) {
-    out_value->vt = VT_BOOL;
-    out_value->boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+bool IsNamed(LPCWSTR name, std::u16string_view wanted) {
+    return name && EqualIgnoringCase(name, wanted);
 }
 
 }  // namespace
@@ -105,23 +101,17 @@ bool File::CanEdit(bool use_cached) {
 
 HRESULT File::get_Name(TMK::IAFS_Name** out_name) {
     TRACE_ENTRY("File::get_Name");
-    CHECK_RETURN(out_name != nullptr, E_POINTER);
-    *out_name = m_name.copy();
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_name, m_name.copy());
 }
 
 HRESULT File::get_OpenFlags(DWORD* out_open_flags) {
     TRACE_ENTRY("File::get_OpenFlags");
-    CHECK_RETURN(out_open_flags != nullptr, E_POINTER);
-    *out_open_flags = m_flags;
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_open_flags, m_flags);
 }
 
 HRESULT File::get_IoMode(DWORD* out_io_mode) {
     TRACE_ENTRY("File::get_IoMode");
-    CHECK_RETURN(out_io_mode != nullptr, E_POINTER);
-    *out_io_mode = 0;
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_io_mode, 0);
 }
 
 HRESULT File::Clone(TMK::IAFS_File** out_clone) {
@@ -170,10 +160,10 @@ HRESULT File::get_Prop(LPCWSTR name, VARIANT* out_value) {
             out_value->vt = VT_BSTR;
             out_value->bstrVal = path.detach();
         } else if (IsNamed(name, u"KeepCheckedOut")) {
-            PutBool(out_value, m_keep_checked_out);
+            *out_value = Variant(m_keep_checked_out).detach();
         } else {
             CHECK_RETURN_TEXT(IsNamed(name, u"CheckedOut"), E_INVALIDARG, u"E_INVALIDARG");
-            PutBool(out_value, ServerFile().GetCheckOutState(nullptr) == CheckOutState::me);
+            *out_value = Variant(ServerFile().GetCheckOutState(nullptr) == CheckOutState::me).detach();
         }
         TRACE_RETURN(S_OK);
     }

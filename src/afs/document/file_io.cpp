@@ -2,6 +2,7 @@
 #include "afs/document/cache_callback.h"
 #include "afs/document/file.h"
 #include "base/failure.h"
+#include "base/out_values.h"
 
 namespace {
 
@@ -108,9 +109,7 @@ HRESULT File::SetPos(LONGLONG offset, int32_t origin, LONGLONG* out_new_pos) {
 
 HRESULT File::GetPos(LONGLONG* out_pos) {
     TRACE_ENTRY("File::GetPos");
-    CHECK_RETURN(out_pos != nullptr, E_POINTER);
-    *out_pos = m_pos;
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_pos, m_pos);
 }
 
 HRESULT File::SetSize(LONGLONG new_size, TMK::ITMK_ErrorDetails* out_error_details,

@@ -32,7 +32,7 @@ BindOutcome TryBind(Name& name) {
 // again without swallowing what goes wrong.
 void File::CreateOrBindIfNeeded(DWORD flags, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::CreateOrBindIfNeeded");
-    const DWORD disposition = flags & OpenFlags::kDispositionMask;
+    const DWORD disposition = flags & Afs::OpenFlags::kDispositionMask;
     BindOutcome bound;
     if (disposition != TMK::AFS_OpenFile_CreateAlways) {
         CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
@@ -68,7 +68,7 @@ ComPtr<File> File::CreateAndOpenFile(Name& name, DWORD new_open_flags,
                                      TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::CreateAndOpenFile");
     CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
-    const ComPtr<File> file(new File(name, OpenFlags::Normalize(new_open_flags)));
+    const ComPtr<File> file(new File(name, Afs::OpenFlags::Normalize(new_open_flags)));
     file->CreateOrBindIfNeeded(file->m_flags, cancel_flag);
     file->m_modified_time = file->Information().m_modified_time;
     LOG_LINE(Log::verbose, u"modified_time=%llu", file->m_modified_time);
@@ -89,7 +89,7 @@ ComPtr<File> File::CreateAndOpenFile(Name& name, DWORD new_open_flags,
 
 File::OpenStep File::DecideOnOpen() {
     TRACE_NAME("File::CreateAndOpenFile");
-    const bool do_check_out = (m_flags & OpenFlags::kCheckOutMask) != 0;
+    const bool do_check_out = (m_flags & Afs::OpenFlags::kCheckOutMask) != 0;
     if (!m_can_edit) return DecideOnOpenWithoutRights(do_check_out);
     if (m_check_out_state == CheckOutState::me) return OpenStep::open;
     const bool other_user = m_check_out_state != CheckOutState::none;

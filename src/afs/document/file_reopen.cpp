@@ -15,11 +15,11 @@ HRESULT File::Reopen(DWORD new_open_flags, TMK::ITMK_ErrorDetails* out_error_det
                  u"m_name='%s', flags=%ul, m_modified_time=%llu, out_error_details=%p, cancel_flag=%p",
                  MaskForLog(m_name->GetUrl()), new_open_flags, m_modified_time,
                  static_cast<const void*>(out_error_details), static_cast<const void*>(cancel_flag));
-        const DWORD flags = OpenFlags::Normalize(new_open_flags);
+        const DWORD flags = Afs::OpenFlags::Normalize(new_open_flags);
         CreateOrBindIfNeeded(flags, cancel_flag);
         CanEdit(false);
         CheckRightsOnReopen(flags);
-        if (flags & OpenFlags::kCheckOutMask) {
+        if (flags & Afs::OpenFlags::kCheckOutMask) {
             if (!ConfirmConflict()) TRACE_RETURN(E_CANCELED);
             CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
             CheckOutForReopen(cancel_flag);

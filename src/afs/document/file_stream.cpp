@@ -1,4 +1,3 @@
-// A file as a stream.
 #include "afs/document/file_stream.h"
 
 #include <algorithm>

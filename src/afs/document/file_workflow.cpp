@@ -3,18 +3,14 @@
 #include "afs/document/file.h"
 #include "base/failure.h"
 #include "base/main_thread.h"
+#include "base/text/ignore_case.h"
 #include "base/text/iso8601.h"
 #include "dialogs/message_box.h"
-#include "platform/text.h"
 
 namespace {
 
 constexpr DWORD kStyleCheckIn = 0x100C0200;
 constexpr DWORD kReloadMode = 2;
-
-bool IsNamed(LPCWSTR name, LPCWSTR wanted) {
-    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, name, -1, wanted, -1) == CSTR_EQUAL;
-}
 
 }  // namespace
 
@@ -25,23 +21,23 @@ HRESULT File::Exec(LPCWSTR command, const VARIANT& data, VARIANT* out_value,
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(command != nullptr, E_INVALIDARG);
         LOG_LINE(Log::verbose, u"%s", command);
-        if (IsNamed(command, u"PerformAfterSave")) {
+        if (EqualIgnoringCase(command, u"PerformAfterSave")) {
             PerformAfterSave();
-        } else if (IsNamed(command, u"CheckInWithUi")) {
+        } else if (EqualIgnoringCase(command, u"CheckInWithUi")) {
             CheckInWithUi(false, nullptr);
-        } else if (IsNamed(command, u"CheckIn")) {
+        } else if (EqualIgnoringCase(command, u"CheckIn")) {
             CheckIn(Prefs().default_check_in_message, Prefs().default_check_in_type, false);
-        } else if (IsNamed(command, u"CheckOut")) {
+        } else if (EqualIgnoringCase(command, u"CheckOut")) {
             CheckOut(true);
-        } else if (IsNamed(command, u"DiscardCheckOut")) {
+        } else if (EqualIgnoringCase(command, u"DiscardCheckOut")) {
             DiscardCheckOut();
-        } else if (IsNamed(command, u"ReopenCacheFile")) {
+        } else if (EqualIgnoringCase(command, u"ReopenCacheFile")) {
             ReopenCacheFile(data);
-        } else if (IsNamed(command, u"ResetCache")) {
+        } else if (EqualIgnoringCase(command, u"ResetCache")) {
             ResetCache();
-        } else if (IsNamed(command, u"GetFields")) {
+        } else if (EqualIgnoringCase(command, u"GetFields")) {
             GetFields(out_value);
-        } else if (IsNamed(command, u"SetFields")) {
+        } else if (EqualIgnoringCase(command, u"SetFields")) {
             SetFields(data);
         } else {
             THROW_TRACED(HResultException, E_INVALIDARG,

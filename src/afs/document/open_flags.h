@@ -3,7 +3,7 @@
 
 #include "hostapi/iafs.h"
 
-namespace OpenFlags {
+namespace Afs::OpenFlags {
 
 inline constexpr DWORD kAccessMask = 3;
 inline constexpr DWORD kDispositionMask = 0x3C;
@@ -17,4 +17,4 @@ constexpr DWORD Normalize(DWORD flags) {
     return flags;
 }
 
-}  // namespace OpenFlags
+}  // namespace Afs::OpenFlags

@@ -1,7 +1,7 @@
-// Folder listings, item properties, lists of names.
 #include "afs/names/enumeration.h"
 
 #include "base/failure.h"
+#include "base/out_values.h"
 
 EnumFolder::EnumFolder(Name& name) : m_name(&name) {
     TRACE_ENTRY("EnumFolder::EnumFolder");
@@ -15,9 +15,7 @@ EnumFolder::EnumFolder(Name& name) : m_name(&name) {
 
 HRESULT EnumFolder::get_Name(TMK::IAFS_Name** out_name) {
     TRACE_ENTRY("EnumFolder::get_Name");
-    CHECK_RETURN(out_name != nullptr, E_POINTER);
-    *out_name = m_name.copy();
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_name, m_name.copy());
 }
 
 HRESULT EnumFolder::Next(TMK::IAFS_EnumFolderItem** out_enum_item) {
@@ -41,6 +39,8 @@ HRESULT EnumFolder::Reset(DWORD, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_RETURN(S_OK);
 }
 
+namespace Afs {
+
 ItemProperties::ItemProperties(Name& name) : m_name(&name) {
     TRACE_ENTRY("FileInfo::FileInfo");
     CHECK_THROW(m_name->BindObject() != nullptr, HResultException, E_SP_NO_SUCH_ELEMENT);
@@ -49,18 +49,12 @@ ItemProperties::ItemProperties(Name& name) : m_name(&name) {
 
 HRESULT ItemProperties::GetTitle(BSTR* out_title) const {
     TRACE_ENTRY("FileInfo::get_Title");
-    CHECK_RETURN(out_title != nullptr, E_POINTER);
-    const std::u16string& title = Information().m_name;
-    *out_title = SysAllocStringLen(title.data(), static_cast<UINT>(title.size()));
-    CHECK_RETURN(*out_title != nullptr, E_OUTOFMEMORY);
-    TRACE_RETURN(S_OK);
+    RETURN_STRING(out_title, Information().m_name);
 }
 
 HRESULT ItemProperties::GetAttributes(DWORD* out_attributes) const {
     TRACE_ENTRY("FileInfo::get_Attributes");
-    CHECK_RETURN(out_attributes != nullptr, E_POINTER);
-    *out_attributes = m_name->GetAttributes();
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_attributes, m_name->GetAttributes());
 }
 
 HRESULT ItemProperties::GetSize(ULONGLONG* out_size) const {
@@ -91,10 +85,10 @@ HRESULT ItemProperties::GetProp() const {
 
 HRESULT ItemProperties::GetName(TMK::IAFS_Name** out_name) const {
     TRACE_ENTRY("EnumFolderItem::get_Name");
-    CHECK_RETURN(out_name != nullptr, E_POINTER);
-    *out_name = m_name.copy();
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_name, m_name.copy());
 }
+
+}  // namespace Afs
 
 HRESULT NamesCollection::Create(TMK::IAFS_NamesCollection** out_object) {
     TRACE_ENTRY("NamesCollection::Create");
@@ -108,9 +102,7 @@ HRESULT NamesCollection::Create(TMK::IAFS_NamesCollection** out_object) {
 
 HRESULT NamesCollection::get_Count(UINT* out_count) {
     TRACE_ENTRY("NamesCollection::get_Count");
-    CHECK_RETURN(out_count != nullptr, E_POINTER);
-    *out_count = static_cast<UINT>(m_items.size());
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_count, static_cast<UINT>(m_items.size()));
 }
 
 HRESULT NamesCollection::get_Item(UINT index, TMK::IAFS_Name** out_item) {

@@ -24,6 +24,8 @@ private:
     size_t m_next = 0;
 };
 
+namespace Afs {
+
 // What is known of the item behind a name, for any interface that shows it.
 class ItemProperties {
 public:
@@ -66,12 +68,14 @@ protected:
     ItemProperties m_properties;
 };
 
-class FileInfo final : public FileInfoT<FileInfo, TMK::IAFS_FileInfo> {
+}  // namespace Afs
+
+class FileInfo final : public Afs::FileInfoT<FileInfo, TMK::IAFS_FileInfo> {
 public:
     using FileInfoT::FileInfoT;
 };
 
-class EnumFolderItem final : public FileInfoT<EnumFolderItem, TMK::IAFS_EnumFolderItem> {
+class EnumFolderItem final : public Afs::FileInfoT<EnumFolderItem, TMK::IAFS_EnumFolderItem> {
 public:
     using FileInfoT::FileInfoT;
     HRESULT get_Name(TMK::IAFS_Name** out_name) override { return m_properties.GetName(out_name); }

@@ -1,7 +1,7 @@
-// Names: how they are made, bound and printed.
 #include "afs/names/name.h"
 
 #include "base/failure.h"
+#include "base/out_values.h"
 #include "base/plugin_context.h"
 #include "base/text/url.h"
 #include "session/account_data.h"
@@ -89,9 +89,7 @@ std::u16string Name::GetAbsoluteUrl(const Session& session, const SharePoint::Ob
 
 HRESULT Name::get_FileSys(TMK::IAFS_FileSys** out_file_system) {
     TRACE_ENTRY("Name::get_FileSys");
-    CHECK_RETURN(out_file_system != nullptr, E_POINTER);
-    *out_file_system = m_session->GetFileSystem().copy();
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_file_system, m_session->GetFileSystem().copy());
 }
 
 Name::ObjectPtr Name::BindObject(BindObjectType type, bool use_cached) {

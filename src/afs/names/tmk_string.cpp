@@ -1,16 +1,12 @@
-// A string as a host object.
 #include "afs/names/tmk_string.h"
 
-#include "base/failure.h"
+#include "base/out_values.h"
 
 namespace Utility {
 
 HRESULT TMKString::get_Value(BSTR* out_value) {
     TRACE_ENTRY("TMKString::get_Value");
-    CHECK_RETURN(out_value != nullptr, E_POINTER);
-    *out_value = SysAllocStringLen(m_value.data(), static_cast<UINT>(m_value.size()));
-    CHECK_RETURN(*out_value != nullptr, E_OUTOFMEMORY);
-    TRACE_RETURN(S_OK);
+    RETURN_STRING(out_value, m_value);
 }
 
 HRESULT TMKString::put_Value(LPCWSTR value) {
@@ -24,9 +20,7 @@ HRESULT TMKString::put_Value(LPCWSTR value) {
 
 HRESULT TMKString::get_IsEmpty(VARIANT_BOOL* out_empty) {
     TRACE_ENTRY("TMKString::get_IsEmpty");
-    CHECK_RETURN(out_empty != nullptr, E_POINTER);
-    *out_empty = m_value.empty() ? VARIANT_TRUE : VARIANT_FALSE;
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_empty, ToVariantBool(m_value.empty()));
 }
 
 HRESULT TMKString::Clear() {
@@ -37,9 +31,7 @@ HRESULT TMKString::Clear() {
 
 HRESULT TMKString::get_Length(UINT* out_length) {
     TRACE_ENTRY("TMKString::get_Length");
-    CHECK_RETURN(out_length != nullptr, E_POINTER);
-    *out_length = static_cast<UINT>(m_value.size());
-    TRACE_RETURN(S_OK);
+    RETURN_VALUE(out_length, static_cast<UINT>(m_value.size()));
 }
 
 HRESULT TMKString::SetValue(LPCWSTR value, UINT length) {

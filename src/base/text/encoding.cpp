@@ -1,4 +1,3 @@
-// Conversions between UTF-16 and the encodings of the wire.
 #include "base/text/encoding.h"
 
 #include <cstdlib>

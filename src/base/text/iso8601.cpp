@@ -1,4 +1,3 @@
-// The server's date format through the standard stream time input, and the user's through the platform.
 #include "base/text/iso8601.h"
 
 #include <array>

@@ -1,4 +1,3 @@
-// Parsing and rendering of numbered placeholders.
 #include "base/text/message_template.h"
 
 #include <array>

@@ -8,7 +8,7 @@
 
 #include "base/failure.h"
 #include "base/text/encoding.h"
-#include "platform/text.h"
+#include "base/text/ignore_case.h"
 #include "platform/url.h"
 
 namespace {
@@ -35,15 +35,6 @@ constexpr std::array<bool, kAscii> MakeSet(std::u16string_view characters) {
 // What the canonical form may change: anywhere, and where a name begins.
 constexpr auto kExamined = MakeSet(u"%?#\\\x7f");
 constexpr auto kExaminedAtStart = MakeSet(u"%?#\\\x7f/.");
-
-bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
-    return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
-                          static_cast<int>(b.size())) == CSTR_EQUAL;
-}
-
-bool StartsWith(std::u16string_view text, std::u16string_view start) {
-    return text.size() >= start.size() && EqualIgnoringCase(text.substr(0, start.size()), start);
-}
 
 // A URL taken apart; the views point into the text that was cracked.
 struct Components {
@@ -122,7 +113,7 @@ CompareUrlsResult ComparePaths(std::u16string_view path1, std::u16string_view pa
 }
 
 bool HasWebScheme(std::u16string_view text) {
-    return StartsWith(text, kHttp) || StartsWith(text, kHttps);
+    return StartsWithIgnoringCase(text, kHttp) || StartsWithIgnoringCase(text, kHttps);
 }
 
 // Slash, colon, a letter, colon, slash, a letter, slash: a document type and a link kind.
@@ -192,7 +183,7 @@ std::optional<UncServer> ReadUncServer(std::u16string_view& rest) {
     server.host = rest.substr(0, rest.find_first_of(u"@\\"));
     if (server.host.empty() || HoldsAny(server.host, kInvalidInUnc)) return std::nullopt;
     rest.remove_prefix(server.host.size());
-    const bool ssl = StartsWith(rest, u"@SSL");
+    const bool ssl = StartsWithIgnoringCase(rest, u"@SSL");
     if (ssl) rest.remove_prefix(4);
     server.scheme = ssl ? kHttps : kHttp;
     if (rest.empty() || rest.front() != u'@') return server;
@@ -204,7 +195,7 @@ std::optional<UncServer> ReadUncServer(std::u16string_view& rest) {
 // What stands behind the server, with slashes; false when it can't be a path.
 bool ReadUncPath(std::u16string_view rest, std::u16string& path) {
     static constexpr std::u16string_view kRoot = u"\\DavWWWRoot";
-    if (StartsWith(rest, kRoot)) rest.remove_prefix(kRoot.size());
+    if (StartsWithIgnoringCase(rest, kRoot)) rest.remove_prefix(kRoot.size());
     if (!rest.empty() && rest.front() == u'\\') rest.remove_prefix(1);
     path.assign(rest);
     for (char16_t& c : path) {
@@ -308,7 +299,7 @@ bool IsFileLinkUrl(const char16_t* text) {
     if (!parts) return false;
     if (HasLinkShape(parts->path)) return true;
     if (!IsValidFileOrFolderUrlPath(parts->path) || parts->extra.size() < kMinLinkLength) return false;
-    return StartsWith(parts->extra, u"?share=");
+    return StartsWithIgnoringCase(parts->extra, u"?share=");
 }
 
 bool IsValidFileOrFolderUrlPath(std::u16string_view url) {
@@ -322,7 +313,7 @@ std::u16string WebDavPathToUrl(const char16_t* text) {
     if (!rest.empty() && rest.front() == u'?') {
         static constexpr std::u16string_view kUnc = u"\\UNC\\";
         rest.remove_prefix(1);
-        if (!StartsWith(rest, kUnc)) return {};
+        if (!StartsWithIgnoringCase(rest, kUnc)) return {};
         rest.remove_prefix(kUnc.size());
     }
     const std::optional<UncServer> server = ReadUncServer(rest);

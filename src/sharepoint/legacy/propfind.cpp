@@ -8,9 +8,9 @@
 #include <sstream>
 
 #include "base/text/encoding.h"
+#include "base/text/ignore_case.h"
 #include "base/text/url.h"
 #include "platform/base.h"
-#include "platform/text.h"
 #include "sharepoint/reading.h"
 
 namespace SharePoint2013 {
@@ -19,8 +19,7 @@ namespace {
 
 bool IsOneOf(const std::u16string& text, std::initializer_list<const char16_t*> words) {
     for (const char16_t* word : words) {
-        if (CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, text.c_str(), -1, word, -1) == CSTR_EQUAL)
-            return true;
+        if (EqualIgnoringCase(text, word)) return true;
     }
     return false;
 }
