@@ -56,7 +56,7 @@ public:
 
 private:
     // What a refusal is answered with: the server's or the proxy's.
-    struct CredentialsRoad {
+    struct CredentialsSource {
         CredentialsByHost& known;
         const OnCredentials& callback;
         uint32_t user_option;
@@ -68,8 +68,8 @@ private:
     bool SignIn();
     bool SignInWithCredentials();
     bool SignInWithForms();
-    void SetOptions(const CredentialsRoad& road, const Credentials& record);
-    CredentialsRoad RoadFor(uint32_t status);
+    void SetOptions(const CredentialsSource& source, const Credentials& record);
+    CredentialsSource SourceFor(uint32_t status);
 
     Impl& m_session;
     Handle m_handle;

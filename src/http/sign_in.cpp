@@ -61,7 +61,7 @@ bool Session::Exchange::SignIn() {
     return SignInWithCredentials();
 }
 
-Session::Exchange::CredentialsRoad Session::Exchange::RoadFor(uint32_t status) {
+Session::Exchange::CredentialsSource Session::Exchange::SourceFor(uint32_t status) {
     if (status == kProxyUnauthorized) {
         return {m_session.proxy_credentials, m_session.on_proxy_credentials, INTERNET_OPTION_PROXY_USERNAME,
                 INTERNET_OPTION_PROXY_PASSWORD};
@@ -70,29 +70,29 @@ Session::Exchange::CredentialsRoad Session::Exchange::RoadFor(uint32_t status) {
             INTERNET_OPTION_PASSWORD};
 }
 
-void Session::Exchange::SetOptions(const CredentialsRoad& road, const Credentials& record) {
-    SetTextOption(m_handle, road.user_option, record.user);
-    SetTextOption(m_handle, road.password_option, record.password);
+void Session::Exchange::SetOptions(const CredentialsSource& source, const Credentials& record) {
+    SetTextOption(m_handle, source.user_option, record.user);
+    SetTextOption(m_handle, source.password_option, record.password);
 }
 
 bool Session::Exchange::SignInWithCredentials() {
-    const CredentialsRoad road = RoadFor(m_status);
-    const auto stored = road.known.find(m_host);
-    if (stored != road.known.end() && !stored->second.user.empty() && !stored->second.password.empty()) {
-        SetOptions(road, stored->second);
+    const CredentialsSource source = SourceFor(m_status);
+    const auto stored = source.known.find(m_host);
+    if (stored != source.known.end() && !stored->second.user.empty() && !stored->second.password.empty()) {
+        SetOptions(source, stored->second);
         Send();
         if (IsNew()) return true;
     }
-    if (!road.callback) return false;
+    if (!source.callback) return false;
     Credentials record;
-    if (const auto known = road.known.find(m_host); known != road.known.end()) record = known->second;
+    if (const auto known = source.known.find(m_host); known != source.known.end()) record = known->second;
     const std::u16string status_text = GetStatusText(m_handle);
     const std::u16string asked_host = m_host;
-    road.callback(record, asked_host.c_str(), status_text.c_str());
-    SetOptions(road, record);
+    source.callback(record, asked_host.c_str(), status_text.c_str());
+    SetOptions(source, record);
     Send();
     // Credentials are kept only when they changed what the server said.
-    if (IsNew()) road.known[asked_host] = record;
+    if (IsNew()) source.known[asked_host] = record;
     return true;
 }
 

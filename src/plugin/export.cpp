@@ -1,4 +1,4 @@
-// The library's one doorway.
+// The one function that the library exports.
 #include "base/failure.h"
 #include "plugin/plugin.h"
 

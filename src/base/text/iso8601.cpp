@@ -6,7 +6,6 @@
 #include <iomanip>
 #include <sstream>
 
-#include "base/log.h"
 #include "base/text/encoding.h"
 #include "platform/text.h"
 
@@ -101,8 +100,8 @@ HRESULT ParseDateTimeIso8601(const std::u16string& text, SYSTEMTIME* out_time) {
 }
 
 std::u16string FormatDateTimeIso8601(const SYSTEMTIME& time, bool date_only) {
-    std::u16string text = Log::Format(u"%u", static_cast<uint32_t>(time.wYear)) + u"-" +
-                          TwoDigits(time.wMonth) + u"-" + TwoDigits(time.wDay);
+    std::u16string text =
+        Widen(std::to_string(time.wYear)) + u"-" + TwoDigits(time.wMonth) + u"-" + TwoDigits(time.wDay);
     if (date_only) return text;
     text += u"T" + TwoDigits(time.wHour) + u":" + TwoDigits(time.wMinute) + u":" + TwoDigits(time.wSecond);
     if (time.wMilliseconds != 0) {

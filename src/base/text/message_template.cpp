@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "base/log.h"
+#include "base/text/encoding.h"
 #include "platform/text.h"
 
 namespace {
@@ -63,7 +63,7 @@ void MessageTemplate::SetText(size_t index, std::u16string text) {
 }
 
 void MessageTemplate::SetNumber(size_t index, int64_t number) {
-    const std::u16string digits = Log::Format(u"%lld", number);
+    const std::u16string digits = Widen(std::to_string(number));
     std::array<char16_t, 128> formatted{};
     const bool done = GetNumberFormatW(LOCALE_SYSTEM_DEFAULT, 0, digits.c_str(), &SystemNumberFormat(),
                                        formatted.data(), static_cast<int>(formatted.size())) != 0;
