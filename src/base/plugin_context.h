@@ -1,6 +1,6 @@
 // What everything below plugin/ knows of the plug-in: the host's objects, the preferences, and whom to tell
-// of a change. The plug-in object is made of it and fills it. Members are written on the main thread while
-// the plug-in starts and ends, and only read in between.
+// of a change. The plug-in object derives from it. Members are written on the main thread while the plug-in
+// starts and ends, and only read in between.
 #pragma once
 
 #include "base/preferences.h"
@@ -10,7 +10,7 @@
 class File;
 class PluginContext;
 
-// What is known of the file system to those that it is built on.
+// What the layers below the file system know of it.
 class FileSystemContext : public TMK::IAFS_FileSys {
 public:
     // Empties the table of progress monitors and drops the references to the plug-in and the host.
