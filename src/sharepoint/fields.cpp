@@ -1,4 +1,3 @@
-// The columns' records, and the text that saves them. One thread at a time.
 #include "sharepoint/fields.h"
 
 #include <charconv>

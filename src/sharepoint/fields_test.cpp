@@ -28,7 +28,7 @@ struct Site {
     }
     FieldsData LoadAnswers() {
         served = 0;
-        return SharePoint::LoadFields("test", Source(), list_item_id);
+        return fields.Load("test", Source());
     }
     SharePoint::FieldsSource Source() {
         return {*session, u"sites/a%20b", u"sites/a b/it's.pdf", kAccept, is_verbose};
@@ -38,7 +38,7 @@ struct Site {
     std::string status = "200 OK";
     std::vector<std::string> answers;
     size_t served = 0;
-    std::u16string list_item_id;
+    SharePoint::DocumentFields fields;
     LoopbackTestServer server{[this](const LoopbackTestServer::Request&) {
         return Answer(status, served < answers.size() ? answers[served++] : "");
     }};
@@ -91,7 +91,7 @@ TEST(Fields, EachKindIsLoadedInBothFormsOfTheAnswer) {
                              Definition("F", 9), Definition("G", 9), Definition("H", 9), Definition("I", 2)}),
                       R"({"ID":17,"A":"a","B":"b","C":"2026-05-01T10:20:30Z","D":"x","E":true,"F":1.5,"G":7,)"
                       R"("H":5000000000,"I":null})");
-        EXPECT_EQ(site.list_item_id, u"17");
+        EXPECT_EQ(site.fields.m_list_item_id, u"17");
         EXPECT_FALSE(data.has_unsupported_required);
         EXPECT_EQ(
             ToUtf8(SharePoint::DescribeFields(data)),
@@ -129,7 +129,8 @@ TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
     };
     const auto save = [&](const std::function<std::u16string()>& get_digest,
                           const std::vector<std::shared_ptr<Field>>& fields) {
-        return SharePoint::SaveFields("test", site.Source(), get_digest, u"17", fields);
+        const SharePoint::DocumentFields kept{{fields, false}, u"17"};
+        return kept.Save("test", site.Source(), get_digest);
     };
     const std::vector<std::shared_ptr<Field>> one{
         std::make_shared<Field>(MakeField(2, Variant(std::u16string_view(u"x"))))};

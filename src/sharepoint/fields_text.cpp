@@ -1,4 +1,3 @@
-// The columns as JSON text. Pure functions.
 #include "sharepoint/fields_text.h"
 
 #include <algorithm>

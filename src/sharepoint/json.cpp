@@ -1,5 +1,3 @@
-// Parsing of JSON answers: one conversion to wide text, then in place, so that strings are not copied again.
-// Re-entrant.
 #include "sharepoint/json.h"
 
 #include <algorithm>
@@ -54,6 +52,7 @@ std::optional<uint64_t> LeadingDigits(std::u16string_view text) {
 
 }  // namespace
 
+// The text is parsed in place, so that strings are not copied again.
 bool Document::Parse(std::string_view bytes) {
     m_document.SetNull();
     m_text = FromUtf8(bytes);

@@ -1,5 +1,5 @@
-// JSON answers in wide characters. The one door to the JSON library, whose failed assertions become
-// exceptions. A document is a plain value; one thread at a time.
+// JSON answers in wide characters. All use of the JSON library goes through here: its failed assertions
+// become exceptions. A document is a plain value; one thread at a time.
 #pragma once
 
 #include <cstddef>

@@ -3,8 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "http/exchange.h"
@@ -29,6 +32,10 @@ std::u16string DescribeForLog(const Information& information, bool is_folder);
 // The part of a path behind its last "/", or the whole.
 std::u16string_view LastPathPart(std::u16string_view path);
 
+// A web can be neither renamed nor deleted: names the function in the log and throws Exception. `change` is
+// the word for what was asked.
+[[noreturn]] void RefuseChangeOfWeb(const char* trace_function, const char16_t* change);
+
 class Field;
 
 // A document's editable columns.
@@ -49,9 +56,9 @@ public:
 
     // This object as another kind, null when it isn't one. Just one of file and folder is not null; a web is
     // a folder.
-    virtual std::shared_ptr<File> AsFile() = 0;
-    virtual std::shared_ptr<Folder> AsFolder() = 0;
-    virtual std::shared_ptr<Web> AsWeb() = 0;
+    virtual std::shared_ptr<File> AsFile() { return nullptr; }
+    virtual std::shared_ptr<Folder> AsFolder() { return nullptr; }
+    virtual std::shared_ptr<Web> AsWeb() { return nullptr; }
     // Whether the current user may change this object; asks the server.
     virtual bool CanEdit() = 0;
     virtual std::shared_ptr<Web> GetWeb() = 0;
@@ -66,7 +73,10 @@ public:
     const std::u16string& GetRoot() const { return m_root; }
 
 protected:
-    Object() = default;
+    explicit Object(Information information)
+        : m_root(information.m_path), m_information(std::move(information)) {}
+    // Nothing but its path is known.
+    explicit Object(const std::u16string& path) : m_root(path) { m_information.m_path = path; }
 
     std::u16string m_root;
     Information m_information;
@@ -125,5 +135,10 @@ public:
     // The server's preview picture of the document. HttpException when there is none.
     virtual void GetThumbnail(std::string& out_bytes) = 0;
 };
+
+// The state of a document that `holder` has checked out; empty when nobody has, and then the current user is
+// not asked for.
+File::CheckOutState FindCheckOutState(const char* trace_function, const std::u16string& holder,
+                                      const std::function<std::u16string()>& get_current_user);
 
 }  // namespace SharePoint

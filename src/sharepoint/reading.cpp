@@ -1,4 +1,3 @@
-// The SOAP envelope, and bodies to documents. Re-entrant.
 #include "sharepoint/reading.h"
 
 #include <algorithm>

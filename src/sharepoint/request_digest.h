@@ -28,6 +28,9 @@ struct RequestDigest {
     static int64_t Now();
 };
 
+// Whether there is a digest; that there is none goes to the log.
+bool HasDigest(const char* trace_function, const std::u16string& digest);
+
 // Keeps the digest of one web. Any thread.
 class DigestKeeper {
 public:

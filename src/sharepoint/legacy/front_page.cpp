@@ -1,4 +1,3 @@
-// Requests to author.dll, and the search for fixed strings in what it answers.
 #include "sharepoint/legacy/front_page.h"
 
 #include <algorithm>

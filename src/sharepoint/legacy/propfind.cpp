@@ -1,4 +1,3 @@
-// Reading of a WebDAV answer's properties. Re-entrant.
 #include "sharepoint/legacy/propfind.h"
 
 #include <charconv>

@@ -20,6 +20,9 @@ inline constexpr const char16_t* kAcceptXml[] = {u"application/xml", u"text/xml"
 std::u16string FileAddress(const std::u16string& web, const std::u16string& path);
 std::u16string FolderAddress(const std::u16string& web, const std::u16string& path);
 
+// The header line that a change shows its digest in.
+std::u16string DigestHeader(const std::u16string& digest);
+
 inline constexpr uint32_t kFileDoesNotExist = 0x82000006;
 inline constexpr uint32_t kNoCheckedInVersion = 0x8107218A;
 inline constexpr uint32_t kRequiredPropertiesMissing = 0x80131600;
