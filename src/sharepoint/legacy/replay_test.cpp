@@ -8,9 +8,9 @@
 
 #include "sharepoint/legacy/front_page.h"
 #include "sharepoint/legacy/protocol.h"
-#include "sharepoint/legacy/site_test_fixture.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/tests/replay_captures.h"
+#include "sharepoint/tests/site_test_fixture.h"
 
 namespace {
 
@@ -81,7 +81,7 @@ protected:
         site.answers["POST /_vti_bin/Webs.asmx"] = Answer("200 OK", body);
     }
 
-    OlderSiteFixture site;
+    OlderSite site;
 };
 
 // A header, its lines as they were recorded, and its value with what was folded on one line.
@@ -218,9 +218,9 @@ TEST_F(OlderReplay, UsersAreNamedAsTheyStand) {
         SCOPED_TRACE(capture.name);
         const std::string line = "POST /sites/docs/_vti_bin/UserGroup.asmx";
         const std::string info = "<GetUserInfo xmlns=\"n\">" + Print(user) + "</GetUserInfo>";
-        site.answers[line] = OlderSiteFixture::Soap("GetCurrentUserInfo", info);
+        site.answers[line] = OlderSite::Soap("GetCurrentUserInfo", info);
         EXPECT_EQ(ToUtf8(site.web->GetCurrentUser()), user.attribute("LoginName").value());
-        site.answers[line] = OlderSiteFixture::Soap("GetUserInfo", info);
+        site.answers[line] = OlderSite::Soap("GetUserInfo", info);
         EXPECT_EQ(ToUtf8(site.web->GetUserDisplayName(u"x")), DisplayNameOf(user, "x"));
         ++users;
     }

@@ -7,8 +7,8 @@
 
 #include "sharepoint/rest/file_info.h"
 #include "sharepoint/rest/protocol.h"
-#include "sharepoint/rest/site_test_fixture.h"
 #include "sharepoint/tests/replay_captures.h"
+#include "sharepoint/tests/site_test_fixture.h"
 
 namespace {
 
@@ -191,7 +191,7 @@ size_t CountListed(const Expected* folder, const char* group, bool folders) {
 
 // Each capture as the answer to everything: only what lies below the verbose root tells something.
 TEST_F(Replay, AnswersTellWhatTheirVerboseRootHolds) {
-    SiteFixture site;
+    RestSite site;
     for (const char* folder : {"rest-verbose", "rest-nometadata", "errors"}) {
         for (const Capture& capture : CapturesOf(folder, ".json")) {
             SCOPED_TRACE(capture.name);
@@ -218,7 +218,7 @@ uint32_t CodeOf(const std::string& body) {
 }
 
 TEST_F(Replay, AnErrorGivesNeitherDigestNorEditRight) {
-    SiteFixture site;
+    RestSite site;
     for (const char* folder : {"rest-nometadata", "errors"}) {
         for (const Capture& capture : CapturesOf(folder, ".json")) {
             rapidjson::Document expected;
@@ -234,8 +234,8 @@ TEST_F(Replay, AnErrorGivesNeitherDigestNorEditRight) {
 }
 
 TEST_F(Replay, RefusalsOfTheWorkflowAreToldByTheirCode) {
-    SiteFixture site;
-    site.AddFile("sites/docs/a.pdf", SiteFixture::File("/sites/docs/a.pdf"));
+    RestSite site;
+    site.AddFile("sites/docs/a.pdf", RestSite::File("/sites/docs/a.pdf"));
     const auto object = site.Bind(u"sites/docs/a.pdf");
     ASSERT_NE(object, nullptr);
     for (const Capture& capture : CapturesOf("errors", ".json")) {
