@@ -20,6 +20,10 @@ std::string NameOf(Dialect dialect) {
     return dialect == Dialect::rest ? "Rest" : "Older";
 }
 
+std::ostream& operator<<(std::ostream& stream, Dialect dialect) {
+    return stream << NameOf(dialect);
+}
+
 class AnyWeb : public testing::TestWithParam<Dialect> {
 protected:
     std::unique_ptr<TestSite> m_site = MakeSite(GetParam());
