@@ -37,8 +37,8 @@ bool IsSupportedFieldKind(uint32_t kind);
 
 class Field {
 public:
-    // Gives the date object in the value, and puts one there first when there is none. E_UNEXPECTED for a
-    // field of another kind.
+    // The date object in the value; makes an empty one when there is none. E_UNEXPECTED for a field of
+    // another kind.
     HRESULT GetDateTimeData(ComPtr<IFieldDateTimeData>& out_data);
 
     std::u16string m_name;   // internal name, the key of the value in every request
@@ -59,13 +59,13 @@ struct FieldDate {
 };
 FieldDate DateOf(Field& field);
 
-// Where a document's columns are asked for, and in which form they come.
+// Where a document's columns are requested, and the form of the answers.
 struct FieldsSource {
     Http::Session& http;
     std::u16string web;   // encoded path of the web
     std::u16string path;  // of the document, relative to the server root
     const char16_t* const* accept;
-    bool is_verbose;  // what is asked for stands under "d"
+    bool is_verbose;  // the answer is the member "d"
 };
 
 // The columns that a document has in memory, and the list item that they belong to on the server.

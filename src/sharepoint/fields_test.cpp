@@ -1,5 +1,5 @@
-// The columns of a document against canned answers: what is asked, what each kind becomes, and the bytes that
-// save them.
+// The columns of a document with canned answers: the exact requests, the value of each kind, and the saved
+// text.
 #include "sharepoint/fields.h"
 
 #include <gtest/gtest.h>
@@ -203,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
                 .more = R"(,"A":"x")"}),
     NameOfRow());
 
-TEST(Fields, RefusalsAndAnswersOfAnotherShape) {
+TEST(Fields, AreNoneOrAFailureForAnswersOfAnotherShape) {
     Site site;
     EXPECT_TRUE(site.Load("[]", "{}").fields.empty());
     EXPECT_EQ(site.server.Lines().size(), 1u) << "without columns, no values are asked for";
@@ -227,7 +227,7 @@ TEST(Fields, RefusalsAndAnswersOfAnotherShape) {
     EXPECT_THROW(site.LoadAnswers(), Http::HttpException);
 }
 
-TEST(Fields, TheTextThatSavesThemIsExact) {
+TEST(Fields, AreSavedAsExactText) {
     EXPECT_EQ(Serialized({}), "}");
     EXPECT_EQ(Serialized({MakeField(7, Variant(u"x"))}), "}");
     EXPECT_EQ(

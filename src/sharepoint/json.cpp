@@ -13,7 +13,7 @@ namespace {
 using Builder = rapidjson::GenericDocument<Encoding>;
 using Size = rapidjson::SizeType;
 
-// Hands the parser's events to the document and ends the parse at answers nested too deep.
+// Passes the parser's events on to the document, and stops the parser when an answer is nested too deep.
 class DepthGuard {
 public:
     explicit DepthGuard(Builder& builder) : m_builder(builder) {}
@@ -65,7 +65,7 @@ bool Document::Parse(std::string_view bytes) {
             result =
                 reader.Parse<rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag>(stream, guard);
         } catch (const Exception&) {
-            // The parser takes the escape of half a character for its caller's mistake.
+            // Half of a surrogate pair as an escape makes the library's assertion fail.
             result = {rapidjson::kParseErrorStringUnicodeSurrogateInvalid, stream.Tell()};
         }
         return !result.IsError();

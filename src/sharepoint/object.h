@@ -32,8 +32,7 @@ std::u16string DescribeForLog(const Information& information, bool is_folder);
 // The part of a path behind its last "/", or the whole.
 std::u16string_view LastPathPart(std::u16string_view path);
 
-// A web can be neither renamed nor deleted: names the function in the log and throws Exception. `change` is
-// the word for what was asked.
+// Throws the Exception of a web that is to be renamed or deleted; `change` is "renaming" or "deleting".
 [[noreturn]] void RefuseChangeOfWeb(const char* trace_function, const char16_t* change);
 
 class Field;
@@ -124,7 +123,7 @@ public:
     // Paths are relative to the server root; what is at the target is replaced.
     virtual void Copy(const std::u16string& new_path) = 0;
     virtual void Move(const std::u16string& new_path) = 0;
-    // The document's bytes to come; the caller looks at the status before it believes them.
+    // The answer with the document's bytes; the caller checks its status first.
     virtual Http::Response Read() = 0;
     // An open upload of `size` bytes; the caller writes them and ends the request.
     virtual Http::Request Write(uint64_t size) = 0;
@@ -136,8 +135,8 @@ public:
     virtual void GetThumbnail(std::string& out_bytes) = 0;
 };
 
-// The state of a document that `holder` has checked out; empty when nobody has, and then the current user is
-// not asked for.
+// The check-out state of a document that `holder` has checked out. An empty `holder` is nobody; then the
+// current user is not asked for.
 File::CheckOutState FindCheckOutState(const char* trace_function, const std::u16string& holder,
                                       const std::function<std::u16string()>& get_current_user);
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint32_t kNotFound = 404;
 
-// The address, relative to the server, that tells what a sharing link stands for.
+// The address, relative to the server, of the file behind a sharing link.
 std::u16string FileLinkAddress(const std::u16string& url) {
     return u"_api/SP.RemoteWeb(@url)/web/"
            u"GetFileByUrl(@url)?$select=ServerRelativeUrl,Name,Length,TimeCreated,"
@@ -29,13 +29,13 @@ bool IsFolder(Web& web, const std::u16string& url) {
     }
 }
 
-// What has to be made so that a folder exists.
+// The folders to make so that one exists.
 struct MissingFolders {
     std::u16string path;                // the lowest folder that exists, relative to the server root
     std::vector<std::u16string> names;  // from the top down; empty when nothing is missing
 };
 
-// False when the URL isn't on the server or nothing of it exists.
+// False when the URL isn't on the server or none of its parents exists.
 bool FindMissingFolders(const char* trace_function, const std::u16string& server_url, Web& web,
                         const std::u16string& url, MissingFolders& out_missing) {
     std::u16string& path = out_missing.path;

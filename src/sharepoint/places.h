@@ -1,5 +1,5 @@
-// Where a URL leads on a site, and what the webs of both dialects do alike: being found, binding what is
-// behind a URL, making files and folders. No state; the log names the function that asks.
+// What the webs of both dialects have in common: how a web is found, where a URL leads on it, how objects are
+// bound, and how folders are made. No state; `trace_function` is the caller's name in the log.
 #pragma once
 
 #include <functional>
@@ -36,9 +36,9 @@ std::u16string RequireWebPath(const char* trace_function, Http::Session& http,
 // Names a web that the server gave no name after the part of its path before the last "/".
 void NameWebByItsPath(Information& web);
 
-// Where an object is looked for that is to be bound.
+// Where BindObject looks for an object.
 enum class Place {
-    refused,  // not on this site, or of another kind than wanted
+    refused,  // nowhere: it is not on this site, or of another kind than wanted
     web,      // the web itself
     link,     // behind a sharing link
     below,    // at its path, below the web
@@ -59,19 +59,19 @@ bool AskForFileLink(const char* trace_function, Http::Session& http, const std::
 bool FindPathInWeb(const char* trace_function, const WebPlace& web, const std::u16string& url,
                    std::u16string& out_path);
 
-// Whether the status that a request for the file gets says that there is none.
+// Whether the server answers the request for a file's status with "not found".
 bool IsFileKnownMissing(const char* trace_function, const WebPlace& web, const std::u16string& url,
                         const std::function<uint32_t(const std::u16string& path)>& ask_for_status);
 
-// Makes one folder in another, whose path is relative to the server root. False ends the making.
+// Makes the folder `name` in `parent`, a path relative to the server root; false when that fails.
 using FolderMaker = std::function<bool(const std::u16string& parent, const std::u16string& name)>;
 
-// Makes what is missing of a folder, from the top down, and looks for it through `web`. False when the URL
-// isn't on the server, nothing of it exists, or `make_folder` gives false.
+// Makes a folder and its missing parents, the highest first. False when the URL isn't on the server, none of
+// its parents exists, or `make_folder` fails.
 bool MakeMissingFolders(const char* trace_function, const std::u16string& server_url, Web& web,
                         const std::u16string& url, const FolderMaker& make_folder);
 
-// Below, a `DialectWeb` is the web of one dialect with the dialect's own steps.
+// A `DialectWeb` below is SharePointRestAPI::Web or SharePoint2013::Web.
 
 template <typename DialectWeb>
 std::shared_ptr<DialectWeb> CreateWeb(const char* trace_function, std::shared_ptr<Http::Session> http,
@@ -104,7 +104,7 @@ std::shared_ptr<Object> BindObject(const char* trace_function, DialectWeb& web, 
     return web.MakeObject(std::move(information), is_folder);
 }
 
-// False when the folder that a file is to lie in can't be made.
+// Makes the folder of a file when it is missing; false when that fails.
 template <typename DialectWeb>
 bool MakeParentFolder(const char* trace_function, DialectWeb& web, const std::u16string& file_url) {
     const std::u16string parent = GetUrlParent(file_url);

@@ -1,4 +1,4 @@
-// Answers of any shape as documents: broken and hostile JSON and XML, dates, and the SOAP exchange.
+// Broken and hostile JSON and XML, dates, and the SOAP exchange.
 #include "sharepoint/reading.h"
 
 #include <gtest/gtest.h>
@@ -66,11 +66,11 @@ TEST(Json, RefusesDeepNestingWithoutOverflow) {
     EXPECT_FALSE(Parses(Repeat("[", Json::kMaxDepth + 1) + Repeat("]", Json::kMaxDepth + 1)));
     EXPECT_FALSE(Parses(Repeat("[", 100'000) + Repeat("]", 100'000)));
     EXPECT_FALSE(Parses(Repeat("{\"d\":", 100'000)));
-    // Breadth is no depth.
+    // A long array isn't deep.
     EXPECT_TRUE(Parses("[" + Repeat("{},", 100'000) + "[]]"));
 }
 
-TEST(Json, KeepsTextOfEveryPlane) {
+TEST(Json, KeepsTextOfAllOfUnicode) {
     Json::Document document;
     ASSERT_TRUE(
         document.Parse("{\"\u00E4\":\"\U0001F600 \\ud83d\\ude00 \\u0041\\/\\n\",\"bad\":\"a\xFF"
@@ -89,7 +89,7 @@ TEST(Json, CanBeParsedAgain) {
     EXPECT_EQ(Json::Text(Json::Member(&document.Root(), u"a")), u"2");
 }
 
-TEST(Json, AccessToAnotherTypeThrowsAndNeverEnds) {
+TEST(Json, AccessToAnotherTypeThrows) {
     Json::Document document;
     ASSERT_TRUE(document.Parse("{\"a\":1}"));
     EXPECT_THROW(document.Root()[u"none"], Exception);
@@ -218,7 +218,7 @@ TEST(Xml, ThrowsOrLogsWhatIsNoXml) {
     EXPECT_EQ(text, u"vti_encoding=SR|utf8-nl \u00E4");
 }
 
-TEST(Xml, SurvivesDepthAndNeverExpandsEntities) {
+TEST(Xml, IsReadAtAnyDepthAndWithoutExpandingEntities) {
     std::string body;
     LoopbackTestServer server([&](const auto&) { return Answer("200 OK", body); });
     const auto session = Connect(server);

@@ -56,7 +56,7 @@ std::u16string DigestKeeper::Get(const char* trace_function, Http::Session& http
         }
         m_digest.text.clear();
     }
-    // Not under the lock: the request may wait for the user, on another thread.
+    // Without the lock: the request may wait for the user on another thread.
     Json::Document document;
     const Http::Response response = http.SendRequest(u"POST", web_path + u"/_api/contextinfo", accept,
                                                      nullptr, nullptr, 0, /*check_status=*/true);

@@ -94,7 +94,7 @@ File::Outcome File::CallLists(const char* trace_function, const std::u16string& 
     THROW_TRACED(Http::HttpException, response);
 }
 
-// The surplus element is left out of account by the server.
+// The server ignores the surplus element.
 File::DiscardResult File::DiscardCheckOut() {
     TRACE_ENTRY("SharePoint2013::File::DiscardCheckOut");
     const Outcome outcome =
@@ -103,7 +103,7 @@ File::DiscardResult File::DiscardCheckOut() {
     TRACE_RETURN(outcome.done ? dcrOk : dcrFail);
 }
 
-// The server's own XML reader judges a comment with characters of markup.
+// The comment is sent without escaping; the server decides about one with markup.
 File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) {
     TRACE_ENTRY("SharePoint2013::File::CheckIn");
     const Outcome outcome = CallLists(trace_function, u"CheckInFile",

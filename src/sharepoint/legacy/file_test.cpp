@@ -1,4 +1,4 @@
-// Documents of an older server against canned answers: every exchange, and every outcome of the workflow.
+// Documents of an older server with canned answers: the exact requests, and every result of the workflow.
 #include "sharepoint/legacy/file.h"
 
 #include <gtest/gtest.h>
@@ -96,7 +96,7 @@ TEST(OlderFile, TheWorkflowIsAskedOfTheListService) {
     }
 }
 
-// Every method's answer with one result.
+// The text of a result, which is the same for all methods.
 struct ResultRow {
     const char* name;
     const char* text;
@@ -137,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
         ResultRow{.name = "FalseOfAChoice", .text = "false", .status = "300 Choices"}),
     NameOfRow());
 
-// A fault, or an answer that is none: what the two operations make of it, nothing when it is thrown.
+// An answer of a failed call, and the results that it becomes; nothing when it is thrown.
 struct FaultRow {
     const char* name;
     std::string answer;
@@ -192,8 +192,8 @@ INSTANTIATE_TEST_SUITE_P(
         FaultRow{.name = "TooManyRequests", .answer = Answer("429 Too Many Requests"), .thrown_status = 429}),
     NameOfRow());
 
-// A page in place of an answer is a failure, and so is a redirection that leads nowhere.
-TEST(OlderFile, AnAnswerOfASuccessThatIsNoXmlIsAFailure) {
+// So is a redirection without an address.
+TEST(OlderFile, ASuccessWithoutXmlIsAFailure) {
     Fixture fixture;
     for (const std::string& answer :
          {Answer("200 OK", "Please sign in"), Answer("302 Found"), Answer("304 Not Modified")}) {

@@ -1,4 +1,4 @@
-// The author service: its requests to the byte, and what is read from its pages.
+// The author service: the exact requests, and what is read from its pages.
 #include "sharepoint/legacy/front_page.h"
 
 #include <gtest/gtest.h>
@@ -111,7 +111,7 @@ TEST(FrontPage, OnlySixTextsForbidEditing) {
     EXPECT_FALSE(FrontPage::ForbidsEditing(u""));
 }
 
-TEST(FrontPage, FailuresAreTheCarefulAnswer) {
+TEST(FrontPage, AFailureMeansNoRightAndNoUser) {
     AuthorService service;
     for (const std::string& answer : {Answer("200 OK"), Answer("401 Unauthorized"), Answer("500 Oops", "x"),
                                       Answer("404 Not Found"), std::string("no HTTP")}) {

@@ -20,7 +20,7 @@ const SharePoint::Information& Object::UpdateInformation() {
     const std::u16string path = m_information.m_path;
     SharePoint::Information told = m_information;
     m_web->Enumerate(path, false, &told);
-    // Nothing told is nothing learnt: without its time a newer version would look like the old one.
+    // An answer without properties has no time, by which a newer version is detected; the old record stays.
     if (!told.m_name.empty()) m_information = std::move(told);
     TRACE_EXIT(u"");
     return m_information;

@@ -1,4 +1,4 @@
-// Items of the older web and the web's users: what is moved, renamed and deleted, and who somebody is.
+// Items of an older web and its users: moves, deletions, the right to edit, names of users.
 #include "sharepoint/legacy/object.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ TEST(OlderObject, RenamesByAMoveThatReplacesItsTarget) {
     EXPECT_EQ(request.Header("overwrite"), "T");
     EXPECT_EQ(request.Header("accept"), "application/xml, text/xml");
     EXPECT_EQ(request.body, "");
-    // A failure of a part goes to the log alone.
+    // A partial failure is only logged.
     for (const char* status : {"HTTP/1.1 423", "HTTP/1.1 423 Locked", ""}) {
         site.answers[line] = OlderSite::ItemStatus(status);
         EXPECT_NO_THROW(object->Rename(u"x")) << status;
@@ -38,7 +38,7 @@ TEST(OlderObject, RenamesByAMoveThatReplacesItsTarget) {
     }
 }
 
-TEST(OlderObject, IsDeletedOnce) {
+TEST(OlderObject, IsDeletedByOneRequest) {
     OlderSite site;
     site.AddFolder("sites/docs/a%20b");
     const auto object = site.BindKnown(u"sites/docs/a b");
@@ -50,7 +50,7 @@ TEST(OlderObject, IsDeletedOnce) {
     EXPECT_THROW(object->Delete(), Http::HttpException);
 }
 
-TEST(OlderObject, KeepsItsInformationWhenItCannotBeHadAgain) {
+TEST(OlderObject, KeepsItsInformationWhenTheServerGivesNone) {
     OlderSite site;
     site.AddFile("sites/docs/a.pdf", "<D:displayname>first</D:displayname>");
     const auto object = site.BindKnown(u"sites/docs/a.pdf");
@@ -133,7 +133,7 @@ TEST(OlderUser, IsShownByNameAndMailOrByLogin) {
     EXPECT_EQ(show("Name=\"\" Email=\"b@x\"", u"d\\bob"), "b@x");
     EXPECT_EQ(show("Name=\"\" Email=\"\"", u"i:0#.w|d\\bob"), "d\\bob");
     EXPECT_EQ(show("LoginName=\"other\"", u"d\\bob"), "d\\bob");
-    // The login stands in the request as it is.
+    // The request has the login without escaping.
     site.server.Forget();
     site.web->GetUserDisplayName(u"i:0#.w|d\\a&b\u00E4");
     const auto request = site.server.Requests().at(0);

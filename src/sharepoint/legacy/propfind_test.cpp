@@ -1,4 +1,4 @@
-// What is made of one item of a WebDAV answer, property by property.
+// One item of a WebDAV answer as a record, property by property.
 #include "sharepoint/legacy/propfind.h"
 
 #include <gtest/gtest.h>
@@ -175,7 +175,7 @@ struct TextRow {
 
 class ItemText : public testing::TestWithParam<TextRow> {};
 
-TEST_P(ItemText, BecomesOneMemberOfTheRecord) {
+TEST_P(ItemText, BecomesTheMemberOfItsProperty) {
     const Item item = ReadFile(GetParam().property);
     EXPECT_EQ(item.information.m_modified_by, GetParam().author);
     EXPECT_EQ(item.information.m_checkout_user, GetParam().holder);

@@ -27,7 +27,7 @@ std::u16string AttributeOf(const pugi::xml_node& node, const char* name) {
     return FromUtf8(node.attribute(name).value());
 }
 
-// What plainly lies below is told without taking both paths apart; a long listing has little else.
+// A path that plainly lies below needs no full comparison; most items of a listing have such a path.
 bool IsSamePath(const std::u16string& path, const std::u16string& other) {
     const bool is_below = other.size() > path.size() + 1 && other[path.size()] == u'/' &&
                           other[path.size() + 1] != u'.' && other.starts_with(path);
@@ -158,7 +158,7 @@ bool Web::ReadInformation(const std::u16string& path, SharePoint::Information& o
     const pugi::xml_node response = document.child("D:multistatus").child("D:response");
     if (!response || !ParseWebDavPropfind(m_http->GetUri(), response, out_information, out_is_folder))
         return false;
-    // An item that the server tells nothing of has no time to compare: a save couldn't see a newer version.
+    // Without properties there is no time to compare, and a save couldn't detect a newer version.
     return !out_information.m_name.empty();
 }
 

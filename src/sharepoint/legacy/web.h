@@ -14,7 +14,7 @@
 
 namespace SharePoint2013 {
 
-// The first major version of a server that IsCompatible takes.
+// The oldest major version of a server for which IsCompatible is true.
 inline constexpr int kOldestCompatibleVersion = 15;
 
 class Web final : public SharePoint::Object,
@@ -29,7 +29,7 @@ public:
     // Asks for the path of the web that `object_path` lies in.
     static bool GetWebPath(Http::Session& http, const std::u16string& object_path,
                            std::u16string& out_web_path);
-    // For Create; without the web's information but its path.
+    // For Create; nothing but the web's path is known.
     Web(std::shared_ptr<Http::Session> http, const std::u16string& path)
         : SharePoint::Object(path), m_http(std::move(http)) {}
 
@@ -72,7 +72,7 @@ public:
     // Percent-encoded path of the web.
     std::u16string EncodedPath() const;
 
-    // The steps of BindObject. What is behind a link is a file.
+    // The steps of BindObject. A link always leads to a file.
     bool ReadInformation(const std::u16string& path, SharePoint::Information& out_information,
                          bool& out_is_folder);
     bool ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,

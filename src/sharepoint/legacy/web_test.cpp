@@ -1,5 +1,4 @@
-// The older web against canned answers: which requests it sends, to the byte, and what it makes of the
-// answers.
+// The older web with canned answers: the exact requests, and what becomes of the answers.
 #include "sharepoint/legacy/web.h"
 
 #include <gtest/gtest.h>
@@ -126,7 +125,7 @@ TEST(OlderBindObject, AsksOnceForAllProperties) {
     EXPECT_EQ(object->GetInformation().m_size, 7u);
 }
 
-TEST(OlderBindObject, OnlyA404IsNothing) {
+TEST(OlderBindObject, IsNullForA404AndThrowsForOtherFailures) {
     OlderSite site;
     for (const char* status : {"401 Unauthorized", "403 Forbidden", "423 Locked", "500 Oops", "503 Busy"}) {
         site.fallback = Answer(status);
@@ -228,7 +227,7 @@ TEST(OlderCreateFolder, FailsWhenTheServerRefuses) {
         site.answers["MKCOL /sites/docs/new"] = OlderSite::ItemStatus(status);
         EXPECT_EQ(site.web->CreateFolderNoBind(site.Url(u"sites/docs/new")), made) << status;
     }
-    // The first failure ends it: nothing is made below a folder that isn't there.
+    // Nothing is made below a folder that can't be made.
     site.answers["MKCOL /sites/docs/new"] = OlderSite::ItemStatus("423");
     site.server.Forget();
     EXPECT_FALSE(site.web->CreateFolderNoBind(site.Url(u"sites/docs/new/more")));

@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32_t kServerError = 500;
 
-// {"comment":"..."}, in the bytes of the process's locale.
+// {"comment":"..."} in the encoding of the process's locale.
 std::string CheckInBody(const std::u16string& comment) {
     const std::string bytes = ToLocaleBytes(comment);
     rapidjson::StringBuffer buffer;
@@ -26,7 +26,7 @@ std::string CheckInBody(const std::u16string& comment) {
     return buffer.GetString();
 }
 
-// The error code of an answer that may have one, 0 without.
+// The error code of an answer, 0 when it has none.
 uint32_t ReadErrorCode(const Http::Response& response) {
     if (response.GetStatus() != kServerError) return 0;
     Json::Document document;

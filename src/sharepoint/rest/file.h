@@ -32,7 +32,7 @@ public:
     Http::Request Write(uint64_t size) override;
 
 private:
-    // FILE address with the closing of its quoted path.
+    // The address of the file's resource, followed by `suffix`.
     std::u16string Address(const std::u16string& suffix) const;
     // `caller` is named in the log when there is no digest.
     void SendMoveOrCopy(const char* caller, const std::u16string& call);

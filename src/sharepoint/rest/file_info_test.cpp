@@ -1,4 +1,4 @@
-// Items of every shape to records.
+// Items in JSON, complete, partial and broken, as records.
 #include "sharepoint/rest/file_info.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ std::string File(const std::string& more) {
 struct PathRow {
     const char* name;
     const char* json;
-    // Of the item; no path when it can't be read.
+    // Null when the item can't be read.
     const char16_t* path = nullptr;
     const char16_t* shown_name = u"";
 };
@@ -169,7 +169,7 @@ TEST(FileInfo, IsReadWhenItsPropertiesWereNotAskedFor) {
     EXPECT_TRUE(Parse(File(R"(,"Properties":{"__deferred":{}})")).read);
 }
 
-TEST(FileInfo, FailsWhenTheHolderCannotBeAskedFor) {
+TEST(FileInfo, FailsWhenAskingForTheHolderThrows) {
     Json::Document document;
     ASSERT_TRUE(document.Parse(File(R"(,"CheckOutType":0)")));
     Information information;

@@ -1,4 +1,4 @@
-// Folders and files against canned answers: every exchange to the byte, and every outcome.
+// Folders and files over REST with canned answers: the exact requests, and every result.
 #include "sharepoint/rest/file.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ using Lines = std::vector<std::string>;
 // A site with the file "it's.pdf" and the folder "L", both bound.
 struct Fixture {
     Fixture() {
-        site.AddFile("sites/docs/it%27%27s.pdf", RestSite::File("/sites/docs/it's.pdf", file_more));
+        site.AddFile("sites/docs/it%27%27s.pdf", RestSite::File("/sites/docs/it's.pdf"));
         site.AddFolder("sites/docs/L", RestSite::Folder("/sites/docs/L"));
         file_object = site.Bind(u"sites/docs/it's.pdf");
         folder_object = site.Bind(u"sites/docs/L");
@@ -35,7 +35,6 @@ struct Fixture {
             RestSite::D("{\"LoginName\":\"" + login + "\"}");
     }
 
-    std::string file_more;
     RestSite site;
     std::shared_ptr<SharePoint::Object> file_object;
     std::shared_ptr<SharePoint::Object> folder_object;
@@ -63,7 +62,7 @@ TEST(Change, IsOneRequestWithADigestToTheExactAddress) {
     };
     for (const auto& row : rows) {
         fixture.site.server.Forget();
-        row.action();  // the server refuses it, and the operation doesn't look
+        row.action();  // the server refuses, which the operation ignores
         const auto requests = fixture.site.server.Requests();
         ASSERT_EQ(requests.size(), 2u) << row.line;
         EXPECT_EQ(requests[0].Line(), "POST /sites/docs/_api/contextinfo");
@@ -112,7 +111,7 @@ TEST(CheckOut, SucceedsForJustTwoStatuses) {
     }
 }
 
-// Nothing: the failure is thrown.
+// Nothing when the failure is thrown.
 using CheckIn = std::optional<File::CheckInResult>;
 using Discard = std::optional<File::DiscardResult>;
 

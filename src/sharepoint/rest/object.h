@@ -24,7 +24,7 @@ protected:
     Http::Response SendChange(const char16_t* verb, const std::u16string& address,
                               const std::u16string& digest, const char16_t* headers = u"",
                               const std::string* body = nullptr);
-    // The digest. Exception without one.
+    // The digest; Exception when there is none.
     std::u16string RequireDigest(const char* trace_function);
 
     std::shared_ptr<Web> m_web;

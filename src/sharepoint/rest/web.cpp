@@ -154,8 +154,7 @@ bool Web::ParseItem(const Json::Value& json, SharePoint::Information& out_inform
 
 std::u16string Web::FindCheckOutUser(const std::u16string& path) {
     TRACE_ENTRY("SharePointRestAPI::Web::FindCheckOutUser");
-    // An apostrophe stands single in this one address; a server that can't read it so is asked in the usual
-    // form.
+    // This address has single apostrophes; a server that refuses them gets the usual, doubled form.
     std::optional<std::u16string> user = AskForCheckOutUser(UrlEncode(path));
     if (!user && path.find(u'\'') != std::u16string::npos) user = AskForCheckOutUser(UrlEncodeQuoted(path));
     TRACE_EXIT(u"");

@@ -27,7 +27,7 @@ public:
     static bool GetWebPath(Http::Session& http, const std::u16string& object_path,
                            std::u16string& out_web_path);
 
-    // For Create; without the web's information but its path.
+    // For Create; nothing but the web's path is known.
     Web(std::shared_ptr<Http::Session> http, const std::u16string& path)
         : SharePoint::Object(path), m_http(std::move(http)) {}
 
@@ -73,13 +73,13 @@ public:
     std::shared_ptr<SharePoint::Object> MakeObject(SharePoint::Information information, bool is_folder);
 
 private:
-    // What stands at one address; false when it is no item.
+    // The item at one address; false when there is none.
     bool ReadItem(const std::u16string& address, SharePoint::Information* out_information,
                   bool* out_is_folder);
-    // Reads an item and, when it is checked out, asks for the holder.
+    // Reads an item; asks for the holder of a check-out.
     bool ParseItem(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder);
     std::u16string FindCheckOutUser(const std::u16string& path);
-    // Nothing when the server doesn't give an answer of the right shape.
+    // Nothing when the answer has no user.
     std::optional<std::u16string> AskForCheckOutUser(const std::u16string& encoded_path);
 
     std::shared_ptr<Http::Session> m_http;

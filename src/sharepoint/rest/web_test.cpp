@@ -1,4 +1,4 @@
-// The web against canned answers: which requests it sends, to the byte, and what it makes of the answers.
+// The web over REST with canned answers: the exact requests, and what becomes of the answers.
 #include "sharepoint/rest/web.h"
 
 #include <gtest/gtest.h>

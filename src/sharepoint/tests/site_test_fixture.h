@@ -39,14 +39,14 @@ public:
     // Makes the server know an item at a path of plain characters.
     virtual void AddPlainFile(const std::string& path) = 0;
     virtual void AddPlainFolder(const std::string& path) = 0;
-    // The answer to the question for a sharing link.
+    // The answer to LinkLine().
     virtual std::string LinkAnswer(const std::string& item_json) const = 0;
-    // The web of this site's kind that an object of the server belongs to.
+    // A web of this site's dialect.
     virtual std::shared_ptr<SharePoint::Object> CreateWeb(const std::u16string& url) = 0;
 
     std::u16string Url(const std::u16string& path) const { return server.Url() + u"/" + path; }
     std::string Host() const { return ToUtf8(server.Url()); }
-    // Line of the question what is behind the link ":b:/s/x/EaBc".
+    // The request line that asks for the file behind the link ":b:/s/x/EaBc".
     std::string LinkLine() const {
         return "GET /_api/SP.RemoteWeb(@url)/web/GetFileByUrl(@url)?$select=ServerRelativeUrl,Name,Length,"
                "TimeCreated,TimeLastModified,CheckedOutByUser/LoginName&$expand=CheckedOutByUser&@url='"
@@ -66,8 +66,8 @@ public:
 
     std::map<std::string, std::string> answers;
     std::string fallback;        // to all else
-    std::vector<Request> setup;  // what making the web asked
-    // Answers for the server itself when it gives something.
+    std::vector<Request> setup;  // the requests of making the web
+    // What the server answers by itself; nothing where `fallback` applies.
     using OwnReply = std::function<std::optional<std::string>(const Request&)>;
     OwnReply own_reply;
     LoopbackTestServer server{[this](const Request& request) { return Reply(request); }};

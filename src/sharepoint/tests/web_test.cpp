@@ -1,4 +1,4 @@
-// What the webs of both dialects do alike, against canned answers: binding, links, and what a web refuses.
+// What the webs of both dialects have in common, with canned answers: binding, links, refusals.
 #include <gtest/gtest.h>
 
 #include "sharepoint/tests/named_rows_test.h"
@@ -76,7 +76,7 @@ TEST_P(AnyWeb, FollowsASharingLinkToAFile) {
     EXPECT_TRUE(m_site->server.Lines().empty()) << "a link never leads to a folder";
 }
 
-// Every path lies below a web without a path, a link's too.
+// Every path lies below a web without a path, and so does the path of a link.
 TEST_P(AnyWeb, AtTheRootOfTheServerFollowsASharingLink) {
     const auto root = MakeSite(GetParam(), u"");
     root->answers[root->LinkLine()] = root->LinkAnswer(R"({"ServerRelativeUrl":"/L/a.pdf"})");
