@@ -1,4 +1,4 @@
-// The date form of server answers, read by hand: a listing has two of them for each item. Re-entrant.
+// Dates in ISO 8601, parsed by hand because a listing has two of them for each item. Re-entrant.
 #include <charconv>
 #include <string>
 
@@ -11,8 +11,8 @@ bool IsDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
 }
 
-// Reads fields of digits from the left, as formatted input does: blanks before a number are skipped, and a
-// sign counts as one of its places.
+// Reads fields of digits from the left by the rules of scanf: blanks before a number are skipped, and a sign
+// counts as one of its characters.
 class Scanner {
 public:
     explicit Scanner(std::u16string_view text) : m_text(text) {}

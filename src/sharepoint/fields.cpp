@@ -1,4 +1,3 @@
-// The columns' records, and the text that saves them. One thread at a time.
 #include "sharepoint/fields.h"
 
 #include <charconv>
@@ -46,15 +45,15 @@ std::u16string DateText(Field& field) {
     return FormatDateTimeIso8601(date.time, date.is_day);
 }
 
-// Six digits behind the point, whatever the process's locale.
+// With six digits behind a point, in any locale.
 std::u16string NumberText(double number) {
     char text[400];
     const auto end = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed, 6).ptr;
     return Widen({text, static_cast<size_t>(end - text)});
 }
 
-// A number that was loaded and not rewritten has no text of its own, and neither has a yes or no without a
-// value; the comma belongs to what is sent for them.
+// Sent for a boolean without a value, and for a number that isn't VT_R8, such as a loaded integer. The comma
+// is part of it.
 constexpr char16_t kNoText[] = u"null,";
 
 // Empty for a kind that is not sent.

@@ -37,8 +37,8 @@ bool IsSupportedFieldKind(uint32_t kind);
 
 class Field {
 public:
-    // Gives the date object in the value, and puts one there first when there is none. E_UNEXPECTED for a
-    // field of another kind.
+    // The date object in the value; makes an empty one when there is none. E_UNEXPECTED for a field of
+    // another kind.
     HRESULT GetDateTimeData(ComPtr<IFieldDateTimeData>& out_data);
 
     std::u16string m_name;   // internal name, the key of the value in every request
@@ -59,25 +59,31 @@ struct FieldDate {
 };
 FieldDate DateOf(Field& field);
 
-// Where a document's columns are asked for, and in which form they come.
+// Where a document's columns are requested, and the form of the answers.
 struct FieldsSource {
     Http::Session& http;
     std::u16string web;   // encoded path of the web
     std::u16string path;  // of the document, relative to the server root
     const char16_t* const* accept;
-    bool is_verbose;  // what is asked for stands under "d"
+    bool is_verbose;  // the answer is the member "d"
 };
 
-// Loads columns and values. `list_item_id` receives the item's id when it is empty. HResultException
-// E_NOTIMPL when no list item is behind the document, HttpException, Exception for an answer of another
-// shape.
-FieldsData LoadFields(const char* trace_function, const FieldsSource& source, std::u16string& list_item_id);
+// The columns that a document has in memory, and the list item that they belong to on the server.
+class DocumentFields {
+public:
+    // Fetches columns and values without keeping them; the first time, keeps the id of the list item.
+    // HResultException E_NOTIMPL when no list item is behind the document, HttpException, Exception for an
+    // answer of another shape.
+    FieldsData Load(const char* trace_function, const FieldsSource& source);
 
-// Writes the values of `fields`, if there are any; false without a digest, which is asked for only then.
-// HttpException when the server refuses.
-bool SaveFields(const char* trace_function, const FieldsSource& source,
-                const std::function<std::u16string()>& get_digest, const std::u16string& list_item_id,
-                const std::vector<std::shared_ptr<Field>>& fields);
+    // Writes the kept values, if there are any; false without a digest, which is asked for only then.
+    // HttpException when the server refuses.
+    bool Save(const char* trace_function, const FieldsSource& source,
+              const std::function<std::u16string()>& get_digest) const;
+
+    FieldsData m_fields_data;
+    std::u16string m_list_item_id;  // decimal; empty until the columns were loaded
+};
 
 // The JSON text of a change of these columns, in UTF-8. Values stand in it as they are, without escaping.
 std::string SerializeFields(const std::vector<std::shared_ptr<Field>>& fields);

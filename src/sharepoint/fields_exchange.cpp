@@ -1,9 +1,9 @@
-// The columns' way from the server and back. One thread at a time.
 #include "base/text/encoding.h"
 #include "base/text/iso8601.h"
 #include "base/text/url.h"
 #include "sharepoint/fields.h"
 #include "sharepoint/reading.h"
+#include "sharepoint/request_digest.h"
 
 namespace SharePoint {
 
@@ -158,14 +158,18 @@ std::u16string JoinNames(const FieldsData& fields) {
     return JoinStrings(names, u',');
 }
 
-}  // namespace
+// The id in a list item's answer as decimal text, empty when there is none.
+std::u16string ReadListItemId(const char* trace_function, const FieldsSource& source,
+                              const Json::Value* item) {
+    const Json::Value* id = Json::Member(item, u"ID");
+    if (id && id->IsUint()) return Widen(std::to_string(id->GetUint()));
+    LOG_LINE(Log::error, u"File '%s' ListItemAllFields has no uint field 'ID'", MaskForLog(source.path));
+    return {};
+}
 
-FieldsData LoadFields(const char* trace_function, const FieldsSource& source, std::u16string& list_item_id) {
-    FieldsData fields = LoadDefinitions(trace_function, source);
-    if (fields.fields.empty()) {
-        LOG_LINE(Log::verbose, u"No fields found for file '%s'", MaskForLog(source.path));
-        return fields;
-    }
+// Fills in the values of the defined columns, and the list item's id when it isn't known yet.
+void LoadValues(const char* trace_function, const FieldsSource& source, FieldsData& fields,
+                std::u16string& list_item_id) {
     const std::u16string names = JoinNames(fields);
     LOG_LINE(Log::verbose, u"File '%s' should have %llu fields: %s", MaskForLog(source.path),
              static_cast<uint64_t>(fields.fields.size()), MaskForLog(names));
@@ -176,37 +180,37 @@ FieldsData LoadFields(const char* trace_function, const FieldsSource& source, st
     const Json::Value* item =
         source.is_verbose ? Json::ObjectMember(&document.Root(), u"d") : &document.Root();
     ReadValues(trace_function, source, item, fields);
-    if (list_item_id.empty()) {
-        const Json::Value* id = Json::Member(item, u"ID");
-        if (id && id->IsUint()) {
-            list_item_id = Widen(std::to_string(id->GetUint()));
-        } else {
-            LOG_LINE(Log::error, u"File '%s' ListItemAllFields has no uint field 'ID'",
-                     MaskForLog(source.path));
-        }
+    if (list_item_id.empty()) list_item_id = ReadListItemId(trace_function, source, item);
+}
+
+}  // namespace
+
+FieldsData DocumentFields::Load(const char* trace_function, const FieldsSource& source) {
+    FieldsData fields = LoadDefinitions(trace_function, source);
+    if (fields.fields.empty()) {
+        LOG_LINE(Log::verbose, u"No fields found for file '%s'", MaskForLog(source.path));
+    } else {
+        LoadValues(trace_function, source, fields, m_list_item_id);
     }
+    TRACE_EXIT(static_cast<uint64_t>(fields.fields.size()));
     return fields;
 }
 
-bool SaveFields(const char* trace_function, const FieldsSource& source,
-                const std::function<std::u16string()>& get_digest, const std::u16string& list_item_id,
-                const std::vector<std::shared_ptr<Field>>& fields) {
-    if (fields.empty()) return true;
+bool DocumentFields::Save(const char* trace_function, const FieldsSource& source,
+                          const std::function<std::u16string()>& get_digest) const {
+    if (m_fields_data.fields.empty()) TRACE_RETURN(true);
     const std::u16string digest = get_digest();
-    if (digest.empty()) {
-        LOG_LINE(Log::error, u"Failed to get Request Digest");
-        return false;
-    }
-    const std::string body = SerializeFields(fields);
+    if (!HasDigest(trace_function, digest)) return false;
+    const std::string body = SerializeFields(m_fields_data.fields);
     const std::u16string headers =
         u"X-HTTP-Method:MERGE\nIF-MATCH:*\nAccept:application/json;odata=nometadata\n"
         u"Content-type:application/json\nX-RequestDigest:" +
         digest;
     source.http.SendRequest(u"POST",
-                            Address(source, u"/ListItemAllFields/ParentList/Items(" + list_item_id + u")"),
+                            Address(source, u"/ListItemAllFields/ParentList/Items(" + m_list_item_id + u")"),
                             source.accept, headers.c_str(), body.data(), static_cast<ptrdiff_t>(body.size()),
                             /*check_status=*/true);
-    return true;
+    TRACE_RETURN(true);
 }
 
 }  // namespace SharePoint

@@ -1,5 +1,5 @@
-// The columns of a document against canned answers: what is asked, what each kind becomes, and the bytes that
-// save them.
+// The columns of a document with canned answers: the exact requests, the value of each kind, and the saved
+// text.
 #include "sharepoint/fields.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 #include "base/text/encoding.h"
 #include "http/loopback_test_server.h"
 #include "sharepoint/fields_text.h"
+#include "sharepoint/tests/named_rows_test.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ constexpr const char16_t* kAccept[] = {u"application/json; odata=nometadata", nu
 const std::string kDocument =
     "GET /sites/a%20b/_api/Web/GetFileByServerRelativePath(decodedurl='/sites/a%20b/it%27%27s.pdf')";
 
-// Answers the two questions of a load in turn, in either form, and everything after with `last`.
+// Answers the two questions of a load in turn, in either form, and all else with an empty body.
 struct Site {
     FieldsData Load(const std::string& definitions, const std::string& item) {
         answers = {
@@ -28,7 +29,7 @@ struct Site {
     }
     FieldsData LoadAnswers() {
         served = 0;
-        return SharePoint::LoadFields("test", Source(), list_item_id);
+        return fields.Load("test", Source());
     }
     SharePoint::FieldsSource Source() {
         return {*session, u"sites/a%20b", u"sites/a b/it's.pdf", kAccept, is_verbose};
@@ -38,7 +39,7 @@ struct Site {
     std::string status = "200 OK";
     std::vector<std::string> answers;
     size_t served = 0;
-    std::u16string list_item_id;
+    SharePoint::DocumentFields fields;
     LoopbackTestServer server{[this](const LoopbackTestServer::Request&) {
         return Answer(status, served < answers.size() ? answers[served++] : "");
     }};
@@ -91,7 +92,7 @@ TEST(Fields, EachKindIsLoadedInBothFormsOfTheAnswer) {
                              Definition("F", 9), Definition("G", 9), Definition("H", 9), Definition("I", 2)}),
                       R"({"ID":17,"A":"a","B":"b","C":"2026-05-01T10:20:30Z","D":"x","E":true,"F":1.5,"G":7,)"
                       R"("H":5000000000,"I":null})");
-        EXPECT_EQ(site.list_item_id, u"17");
+        EXPECT_EQ(site.fields.m_list_item_id, u"17");
         EXPECT_FALSE(data.has_unsupported_required);
         EXPECT_EQ(
             ToUtf8(SharePoint::DescribeFields(data)),
@@ -129,12 +130,13 @@ TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
     };
     const auto save = [&](const std::function<std::u16string()>& get_digest,
                           const std::vector<std::shared_ptr<Field>>& fields) {
-        return SharePoint::SaveFields("test", site.Source(), get_digest, u"17", fields);
+        const SharePoint::DocumentFields kept{{fields, false}, u"17"};
+        return kept.Save("test", site.Source(), get_digest);
     };
     const std::vector<std::shared_ptr<Field>> one{
         std::make_shared<Field>(MakeField(2, Variant(std::u16string_view(u"x"))))};
     EXPECT_TRUE(save(digest, {}));
-    EXPECT_EQ(digests, 0) << "nothing to change asks for nothing";
+    EXPECT_EQ(digests, 0) << "without changes, no digest is asked for";
     EXPECT_FALSE(save([] { return std::u16string(); }, one));
     EXPECT_TRUE(site.server.Lines().empty());
     EXPECT_TRUE(save(digest, one));
@@ -150,39 +152,61 @@ TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
     EXPECT_THROW(save(digest, one), Http::HttpException);
 }
 
-TEST(Fields, WhatCantBeShownOrReadIsLeftOutAndToldWhenItIsRequired) {
-    const struct {
-        std::string definition, item;
-        size_t fields;
-        bool is_told;
-    } rows[] = {
-        {Definition("A", 7), "{}", 1, false},                     // a lookup
-        {Definition("A", 7, true), "{}", 1, true},                // a required one
-        {Definition("A", 15, true), "{}", 1, true},               // a kind beyond the known
-        {Definition("A", 2), "{}", 1, false},                     // no such member
-        {Definition("A", 2, true), "{}", 1, true},                //
-        {Definition("A", 4), R"({"A":"soon"})", 1, false},        // no date
-        {Definition("A", 4, true), R"({"A":"soon"})", 1, true},   //
-        {Definition("A", 4, true), R"({"A":null})", 2, false},    // no value is no failure
-        {Definition("A", 2, true), R"({"A":null})", 2, false},    //
-        {Definition("A", 2, true), R"({"A":3})", 2, false},       // nor is another type
-        {Definition("A", 8, true), R"({"A":"true"})", 2, false},  //
-        {Definition("A", 6, true, R"(,"Choices":{"results":["x"]})"), R"({"A":"x"})", 2, false},
-    };
-    for (const auto& row : rows) {
-        Site site;
-        const std::string item =
-            row.item == "{}" ? R"({"ID":1,"Z":"z"})" : R"({"ID":1,"Z":"z",)" + row.item.substr(1);
-        const FieldsData data = site.Load(Array({row.definition, Definition("Z", 2)}), item);
-        EXPECT_EQ(data.fields.size(), row.fields) << row.definition << row.item;
-        EXPECT_EQ(data.has_unsupported_required, row.is_told) << row.definition << row.item;
-    }
+struct LoadRow {
+    const char* name;
+    std::string definition;
+    std::string more = "";  // of the item, with a comma in front
+    bool is_kept = true;
+    bool has_unsupported_required = false;
+};
+
+class LoadedColumn : public testing::TestWithParam<LoadRow> {};
+
+TEST_P(LoadedColumn, IsLeftOutWhenItCannotBeShownOrRead) {
+    Site site;
+    const FieldsData data = site.Load(Array({GetParam().definition, Definition("Z", 2)}),
+                                      R"({"ID":1,"Z":"z")" + GetParam().more + "}");
+    EXPECT_EQ(data.fields.size(), GetParam().is_kept ? 2u : 1u);
+    EXPECT_EQ(data.has_unsupported_required, GetParam().has_unsupported_required);
 }
 
-TEST(Fields, RefusalsAndAnswersOfAnotherShape) {
+INSTANTIATE_TEST_SUITE_P(
+    Rows, LoadedColumn,
+    testing::Values(
+        LoadRow{.name = "Lookup", .definition = Definition("A", 7), .is_kept = false},
+        LoadRow{.name = "RequiredLookup",
+                .definition = Definition("A", 7, true),
+                .is_kept = false,
+                .has_unsupported_required = true},
+        LoadRow{.name = "RequiredOfUnknownKind",
+                .definition = Definition("A", 15, true),
+                .is_kept = false,
+                .has_unsupported_required = true},
+        LoadRow{.name = "NoValue", .definition = Definition("A", 2), .is_kept = false},
+        LoadRow{.name = "RequiredNoValue",
+                .definition = Definition("A", 2, true),
+                .is_kept = false,
+                .has_unsupported_required = true},
+        LoadRow{
+            .name = "NoDate", .definition = Definition("A", 4), .more = R"(,"A":"soon")", .is_kept = false},
+        LoadRow{.name = "RequiredNoDate",
+                .definition = Definition("A", 4, true),
+                .more = R"(,"A":"soon")",
+                .is_kept = false,
+                .has_unsupported_required = true},
+        LoadRow{.name = "NullDate", .definition = Definition("A", 4, true), .more = R"(,"A":null)"},
+        LoadRow{.name = "NullText", .definition = Definition("A", 2, true), .more = R"(,"A":null)"},
+        LoadRow{.name = "NumberAsText", .definition = Definition("A", 2, true), .more = R"(,"A":3)"},
+        LoadRow{.name = "TextAsBoolean", .definition = Definition("A", 8, true), .more = R"(,"A":"true")"},
+        LoadRow{.name = "WrappedChoices",
+                .definition = Definition("A", 6, true, R"(,"Choices":{"results":["x"]})"),
+                .more = R"(,"A":"x")"}),
+    NameOfRow());
+
+TEST(Fields, AreNoneOrAFailureForAnswersOfAnotherShape) {
     Site site;
     EXPECT_TRUE(site.Load("[]", "{}").fields.empty());
-    EXPECT_EQ(site.server.Lines().size(), 1u) << "without columns nothing more is asked";
+    EXPECT_EQ(site.server.Lines().size(), 1u) << "without columns, no values are asked for";
     site.answers = {R"({"other":1})"};
     EXPECT_TRUE(site.LoadAnswers().fields.empty());
     EXPECT_THROW(site.Load(R"([{"FieldTypeKind":2,"Required":false}])", "{}"), Exception);
@@ -203,7 +227,7 @@ TEST(Fields, RefusalsAndAnswersOfAnotherShape) {
     EXPECT_THROW(site.LoadAnswers(), Http::HttpException);
 }
 
-TEST(Fields, TheTextThatSavesThemIsExact) {
+TEST(Fields, AreSavedAsExactText) {
     EXPECT_EQ(Serialized({}), "}");
     EXPECT_EQ(Serialized({MakeField(7, Variant(u"x"))}), "}");
     EXPECT_EQ(
@@ -226,24 +250,60 @@ TEST(Fields, TheTextThatSavesThemIsExact) {
     EXPECT_EQ(MakeField(2, {}).GetDateTimeData(data), E_UNEXPECTED);
 }
 
-TEST(Fields, ChangesFitTheirColumnOrNothingIsChanged) {
+struct ChangeRow {
+    const char* name;
+    const char16_t* changes;
+    const char* saved = nullptr;  // null: refused
+};
+
+class Change : public testing::TestWithParam<ChangeRow> {};
+
+TEST_P(Change, FitsItsColumnOrIsRefused) {
     Site site;
     const FieldsData data = site.Load(
-        Array({Definition("A", 2, true, R"(,"MaxLength":5)"), Definition("C", 4),
+        Array({Definition("A", 2, true, R"(,"MaxLength":5)"), Definition("B", 3), Definition("C", 4),
                Definition("D", 6, false, R"(,"Choices":["x","y"])"), Definition("E", 8), Definition("F", 9)}),
-        R"({"ID":1,"A":"a","C":null,"D":"x","E":false,"F":7})");
-    const auto saved = [&](const char16_t* changes) {
-        return SharePoint::SerializeFields(SharePoint::ChangedFields(data, changes).fields);
+        R"({"ID":1,"A":"a","B":null,"C":null,"D":"x","E":false,"F":7})");
+    const auto saved = [&] {
+        return SharePoint::SerializeFields(SharePoint::ChangedFields(data, GetParam().changes).fields);
     };
-    EXPECT_EQ(saved(u"{}"), "}");
-    EXPECT_EQ(saved(uR"({"A":"\"\\\n"})"), R"({"A":"\"\\\n"})") << "what would break the body is escaped";
-    EXPECT_EQ(saved(uR"({"D":"y","E":"yes","F":"-2.5","C":"2026-05-01T10:20:30Z"})"),
-              R"({"D":"y","E":true,"F":-2.500000,"C":"2026-05-01T10:20:30"})");
-    for (const char16_t* changes : {u"", u"[]", uR"({"A":1})", uR"({"B":"x"})", uR"({"A":"longer"})",
-                                    uR"({"C":""})", uR"({"C":"today"})", uR"({"D":"z"})", uR"({"E":"maybe"})",
-                                    uR"({"F":""})", uR"({"F":"1x"})", uR"({"F":"inf"})", uR"({"F":"nan"})"}) {
-        EXPECT_THROW(saved(changes), HResultException) << ToUtf8(changes);
+    if (GetParam().saved) {
+        EXPECT_EQ(saved(), GetParam().saved);
+    } else {
+        EXPECT_THROW(saved(), HResultException);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Change,
+    testing::Values(
+        ChangeRow{.name = "Nothing", .changes = u"{}", .saved = "}"},
+        ChangeRow{.name = "TextAtItsLimit", .changes = uR"({"A":"12345"})", .saved = R"({"A":"12345"})"},
+        ChangeRow{.name = "TextBeyondItsLimit", .changes = uR"({"A":"123456"})"},
+        ChangeRow{.name = "EmptyText", .changes = uR"({"A":""})", .saved = R"({"A":""})"},
+        ChangeRow{.name = "TextThatWouldBreakTheBody",
+                  .changes = uR"({"A":"\"\\\n"})",
+                  .saved = R"({"A":"\"\\\n"})"},
+        ChangeRow{.name = "NonAsciiTextAtItsLimit",
+                  .changes = u"{\"A\":\"\u00E4\u00E4\u00E4\u00E4\u00E4\"}",
+                  .saved = "{\"A\":\"\u00E4\u00E4\u00E4\u00E4\u00E4\"}"},
+        ChangeRow{.name = "LongNote",
+                  .changes = uR"({"B":"longer than a text"})",
+                  .saved = R"({"B":"longer than a text"})"},
+        ChangeRow{.name = "AllOthers",
+                  .changes = uR"({"D":"y","E":"yes","F":"-2.5","C":"2026-05-01T10:20:30Z"})",
+                  .saved = R"({"D":"y","E":true,"F":-2.500000,"C":"2026-05-01T10:20:30"})"},
+        ChangeRow{.name = "NoJson", .changes = u""}, ChangeRow{.name = "Array", .changes = u"[]"},
+        ChangeRow{.name = "Number", .changes = uR"({"A":1})"},
+        ChangeRow{.name = "UnknownColumn", .changes = uR"({"X":"x"})"},
+        ChangeRow{.name = "EmptyDate", .changes = uR"({"C":""})"},
+        ChangeRow{.name = "NoDate", .changes = uR"({"C":"today"})"},
+        ChangeRow{.name = "NoChoice", .changes = uR"({"D":"z"})"},
+        ChangeRow{.name = "NoBoolean", .changes = uR"({"E":"maybe"})"},
+        ChangeRow{.name = "EmptyNumber", .changes = uR"({"F":""})"},
+        ChangeRow{.name = "TextBehindTheNumber", .changes = uR"({"F":"1x"})"},
+        ChangeRow{.name = "Infinity", .changes = uR"({"F":"inf"})"},
+        ChangeRow{.name = "NoNumber", .changes = uR"({"F":"nan"})"}),
+    NameOfRow());
 
 }  // namespace

@@ -1,4 +1,3 @@
-// The columns as JSON text. Pure functions.
 #include "sharepoint/fields_text.h"
 
 #include <algorithm>
@@ -103,7 +102,7 @@ void WriteField(Writer& writer, Field& field) {
     Refuse(u"The column '" + field.m_name + u"' takes " + wanted + u", not '" + std::u16string(text) + u"'.");
 }
 
-// The text as it stands between quotation marks in JSON; a change is written without escaping of its own.
+// The text escaped for JSON; SerializeFields writes it without escaping.
 Variant JsonText(std::u16string_view text) {
     Buffer buffer;
     Writer writer(buffer);

@@ -1,5 +1,3 @@
-// Parsing of JSON answers: one conversion to wide text, then in place, so that strings are not copied again.
-// Re-entrant.
 #include "sharepoint/json.h"
 
 #include <algorithm>
@@ -15,7 +13,7 @@ namespace {
 using Builder = rapidjson::GenericDocument<Encoding>;
 using Size = rapidjson::SizeType;
 
-// Hands the parser's events to the document and ends the parse at answers nested too deep.
+// Passes the parser's events on to the document, and stops the parser when an answer is nested too deep.
 class DepthGuard {
 public:
     explicit DepthGuard(Builder& builder) : m_builder(builder) {}
@@ -54,6 +52,7 @@ std::optional<uint64_t> LeadingDigits(std::u16string_view text) {
 
 }  // namespace
 
+// The text is parsed in place, so that strings are not copied again.
 bool Document::Parse(std::string_view bytes) {
     m_document.SetNull();
     m_text = FromUtf8(bytes);
@@ -66,7 +65,7 @@ bool Document::Parse(std::string_view bytes) {
             result =
                 reader.Parse<rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag>(stream, guard);
         } catch (const Exception&) {
-            // The parser takes the escape of half a character for its caller's mistake.
+            // Half of a surrogate pair as an escape makes the library's assertion fail.
             result = {rapidjson::kParseErrorStringUnicodeSurrogateInvalid, stream.Tell()};
         }
         return !result.IsError();

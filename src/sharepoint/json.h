@@ -1,5 +1,5 @@
-// JSON answers in wide characters. The one door to the JSON library, whose failed assertions become
-// exceptions. A document is a plain value; one thread at a time.
+// JSON answers in wide characters. All use of the JSON library goes through here: its failed assertions
+// become exceptions. A document is a plain value; one thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@
 #define RAPIDJSON_NOEXCEPT_ASSERT(expression) static_cast<void>(0)
 
 #include <rapidjson/allocators.h>
-// The library's empty stacks add an offset to a null pointer before they look at it; that finding is its own.
+// The library's empty stacks add an offset to a null pointer, which the sanitizer would report.
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((no_sanitize("pointer-overflow"))), apply_to = function)
 #endif
@@ -66,10 +66,10 @@ const Value* ObjectMember(const Value* value, std::u16string_view key);
 const Value* ArrayMember(const Value* value, std::u16string_view key);
 // The text of a string, empty for anything else.
 std::u16string_view Text(const Value* value);
-// An unsigned number, written as a number or as a string of digits; text behind the digits is ignored.
+// An unsigned number, written as a number or as text that begins with digits.
 std::optional<uint64_t> Unsigned(const Value* value);
 
-// The number at the start of a text as 32 bits, "-2147024891, System..." for one; nothing without digits.
+// The number at the start of a text such as "-2147024891, System..." as 32 bits; nothing without digits.
 std::optional<uint32_t> Code(const Value* value);
 
 }  // namespace Json

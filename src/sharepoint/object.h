@@ -3,8 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "http/exchange.h"
@@ -29,6 +32,9 @@ std::u16string DescribeForLog(const Information& information, bool is_folder);
 // The part of a path behind its last "/", or the whole.
 std::u16string_view LastPathPart(std::u16string_view path);
 
+// Throws the Exception of a web that is to be renamed or deleted; `change` is "renaming" or "deleting".
+[[noreturn]] void RefuseChangeOfWeb(const char* trace_function, const char16_t* change);
+
 class Field;
 
 // A document's editable columns.
@@ -49,9 +55,9 @@ public:
 
     // This object as another kind, null when it isn't one. Just one of file and folder is not null; a web is
     // a folder.
-    virtual std::shared_ptr<File> AsFile() = 0;
-    virtual std::shared_ptr<Folder> AsFolder() = 0;
-    virtual std::shared_ptr<Web> AsWeb() = 0;
+    virtual std::shared_ptr<File> AsFile() { return nullptr; }
+    virtual std::shared_ptr<Folder> AsFolder() { return nullptr; }
+    virtual std::shared_ptr<Web> AsWeb() { return nullptr; }
     // Whether the current user may change this object; asks the server.
     virtual bool CanEdit() = 0;
     virtual std::shared_ptr<Web> GetWeb() = 0;
@@ -66,7 +72,10 @@ public:
     const std::u16string& GetRoot() const { return m_root; }
 
 protected:
-    Object() = default;
+    explicit Object(Information information)
+        : m_root(information.m_path), m_information(std::move(information)) {}
+    // Nothing but its path is known.
+    explicit Object(const std::u16string& path) : m_root(path) { m_information.m_path = path; }
 
     std::u16string m_root;
     Information m_information;
@@ -114,7 +123,7 @@ public:
     // Paths are relative to the server root; what is at the target is replaced.
     virtual void Copy(const std::u16string& new_path) = 0;
     virtual void Move(const std::u16string& new_path) = 0;
-    // The document's bytes to come; the caller looks at the status before it believes them.
+    // The answer with the document's bytes; the caller checks its status first.
     virtual Http::Response Read() = 0;
     // An open upload of `size` bytes; the caller writes them and ends the request.
     virtual Http::Request Write(uint64_t size) = 0;
@@ -125,5 +134,10 @@ public:
     // The server's preview picture of the document. HttpException when there is none.
     virtual void GetThumbnail(std::string& out_bytes) = 0;
 };
+
+// The check-out state of a document that `holder` has checked out. An empty `holder` is nobody; then the
+// current user is not asked for.
+File::CheckOutState FindCheckOutState(const char* trace_function, const std::u16string& holder,
+                                      const std::function<std::u16string()>& get_current_user);
 
 }  // namespace SharePoint

@@ -1,4 +1,3 @@
-// The SOAP envelope, and bodies to documents. Re-entrant.
 #include "sharepoint/reading.h"
 
 #include <algorithm>
@@ -19,16 +18,16 @@ constexpr char kEnvelopeStart[] = R"(<?xml version="1.0" encoding="utf-8"?>)"
                                   R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/"><soap:Body><)";
 constexpr const char16_t* kAcceptXml[] = {u"text/xml", nullptr};
 
-// Metadata of more than 100,000 items; beyond it the server is at fault, and the memory is worth more.
+// Enough for the metadata of more than 100,000 items; a longer answer would take too much memory.
 constexpr size_t kMaxBody = size_t{256} * 1024 * 1024;
-// An element takes thirty times its shortest spelling in memory.
+// In memory an element is thirty times as long as the shortest tag.
 constexpr ptrdiff_t kMaxXmlTags = 16'000'000;
 
 // The bytes of an answer, in the XML parser's own memory, which a document can take over: a listing is too
 // long to be copied.
 class Body {
 public:
-    // Reads the whole answer. Exception when there is more of it than any listing has.
+    // Reads the whole answer. Exception when it is longer than the limit.
     explicit Body(const Http::Response& response) {
         TRACE_NAME("SharePoint2010::Utility::ReadMetadata");
         for (;;) {
@@ -40,7 +39,7 @@ public:
         }
     }
     std::string_view Bytes() const { return {m_data.get(), m_size}; }
-    // The bytes are the document's from then on.
+    // Hands the bytes over to the document.
     pugi::xml_parse_result ParseInto(pugi::xml_document& document) && {
         return document.load_buffer_inplace_own(m_data.release(), m_size, pugi::parse_default,
                                                 pugi::encoding_auto);
@@ -79,7 +78,7 @@ pugi::xml_parse_result ParseXml(pugi::xml_document& out_document, const Http::Re
     TRACE_NAME("SharePoint2010::Utility::ParseXml");
     Body body(response);
     const std::string_view bytes = body.Bytes();
-    // What is shorter than the limit needs no count.
+    // A text shorter than the limit needs no counting.
     CHECK_THROW(bytes.size() <= kMaxXmlTags || std::count(bytes.begin(), bytes.end(), '<') <= kMaxXmlTags,
                 Exception, u"The server's answer has too many elements to be read");
     if (Log::IsOn(Log::error)) out_beginning = Http::BodyForLog(bytes);
@@ -97,7 +96,7 @@ uint32_t StatusNumber(std::string_view status) {
     return number;
 }
 
-// Keeps the beginning of what is written.
+// Keeps the first bytes that are written.
 class BeginningWriter final : public pugi::xml_writer {
 public:
     void write(const void* data, size_t size) override {

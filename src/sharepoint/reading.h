@@ -31,7 +31,7 @@ void ReadResponseXml(pugi::xml_document& out_document, const Http::Response& res
 // False, and a line in the log, when the body isn't JSON.
 bool ReadJson(Json::Document& out_document, const Http::Response& response);
 
-// "2013-05-01T10:20:30.5Z" to a Windows file time; what stands behind the fraction is not looked at. 0 on
+// "2013-05-01T10:20:30.5Z" to a Windows file time; what follows the fraction is ignored. 0 on
 // failure, which is logged at `log_level`.
 uint64_t ParseDateTimeIso8601(std::u16string_view text, Log::Level log_level);
 

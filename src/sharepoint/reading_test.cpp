@@ -1,4 +1,4 @@
-// Answers of any shape to documents: hostile JSON, XML, dates, and the SOAP exchange.
+// Broken and hostile JSON and XML, dates, and the SOAP exchange.
 #include "sharepoint/reading.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 
 #include "base/text/encoding.h"
 #include "http/loopback_test_server.h"
+#include "sharepoint/tests/named_rows_test.h"
 
 namespace {
 
@@ -65,11 +66,11 @@ TEST(Json, RefusesDeepNestingWithoutOverflow) {
     EXPECT_FALSE(Parses(Repeat("[", Json::kMaxDepth + 1) + Repeat("]", Json::kMaxDepth + 1)));
     EXPECT_FALSE(Parses(Repeat("[", 100'000) + Repeat("]", 100'000)));
     EXPECT_FALSE(Parses(Repeat("{\"d\":", 100'000)));
-    // Breadth is no depth.
+    // A long array isn't deep.
     EXPECT_TRUE(Parses("[" + Repeat("{},", 100'000) + "[]]"));
 }
 
-TEST(Json, KeepsTextOfEveryPlane) {
+TEST(Json, KeepsTextOfAllOfUnicode) {
     Json::Document document;
     ASSERT_TRUE(
         document.Parse("{\"\u00E4\":\"\U0001F600 \\ud83d\\ude00 \\u0041\\/\\n\",\"bad\":\"a\xFF"
@@ -88,7 +89,7 @@ TEST(Json, CanBeParsedAgain) {
     EXPECT_EQ(Json::Text(Json::Member(&document.Root(), u"a")), u"2");
 }
 
-TEST(Json, AccessToAnotherTypeThrowsAndNeverEnds) {
+TEST(Json, AccessToAnotherTypeThrows) {
     Json::Document document;
     ASSERT_TRUE(document.Parse("{\"a\":1}"));
     EXPECT_THROW(document.Root()[u"none"], Exception);
@@ -96,30 +97,32 @@ TEST(Json, AccessToAnotherTypeThrowsAndNeverEnds) {
     EXPECT_THROW(document.Root().GetArray(), Exception);
 }
 
-TEST(Json, ReadsNumbersAlsoFromText) {
-    const struct {
-        const char* json;
-        std::optional<uint64_t> number;
-    } rows[] = {
-        {"\"18057\"", 18057u},
-        {"18057", 18057u},
-        {"\"18446744073709551615\"", UINT64_MAX},
-        {"\"99999999999999999999\"", UINT64_MAX},
-        {"\"12 bytes\"", 12u},
-        {"\"\"", std::nullopt},
-        {"\"-1\"", std::nullopt},
-        {"-1", std::nullopt},
-        {"1.5", std::nullopt},
-        {"null", std::nullopt},
-        {"{}", std::nullopt},
-    };
-    for (const auto& row : rows) {
-        Json::Document document;
-        ASSERT_TRUE(document.Parse(row.json));
-        EXPECT_EQ(Json::Unsigned(&document.Root()), row.number) << row.json;
-    }
-    EXPECT_EQ(Json::Unsigned(nullptr), std::nullopt);
+struct NumberRow {
+    const char* name;
+    const char* json;
+    std::optional<uint64_t> number = std::nullopt;
+};
+
+class JsonNumber : public testing::TestWithParam<NumberRow> {};
+
+TEST_P(JsonNumber, IsReadAlsoFromText) {
+    Json::Document document;
+    ASSERT_TRUE(document.Parse(GetParam().json));
+    EXPECT_EQ(Json::Unsigned(&document.Root()), GetParam().number);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, JsonNumber,
+    testing::Values(NumberRow{.name = "Text", .json = "\"18057\"", .number = 18057u},
+                    NumberRow{.name = "Number", .json = "18057", .number = 18057u},
+                    NumberRow{.name = "Largest", .json = "\"18446744073709551615\"", .number = UINT64_MAX},
+                    NumberRow{.name = "TooLarge", .json = "\"99999999999999999999\"", .number = UINT64_MAX},
+                    NumberRow{.name = "TextBehind", .json = "\"12 bytes\"", .number = 12u},
+                    NumberRow{.name = "Empty", .json = "\"\""},
+                    NumberRow{.name = "NegativeText", .json = "\"-1\""},
+                    NumberRow{.name = "Negative", .json = "-1"}, NumberRow{.name = "Fraction", .json = "1.5"},
+                    NumberRow{.name = "Null", .json = "null"}, NumberRow{.name = "Object", .json = "{}"}),
+    NameOfRow());
 
 TEST(ReadJson, TellsWhetherTheBodyIsJson) {
     std::string body = "{\"d\":1}";
@@ -137,35 +140,41 @@ TEST(ReadJson, TellsWhetherTheBodyIsJson) {
     EXPECT_TRUE(document.Root().IsNull());
 }
 
-TEST(Date, IsReadAsUtcWhateverZoneItNames) {
-    constexpr uint64_t kTime = 130118772300000000u;  // 2013-05-01 10:20:30
-    const struct {
-        const char16_t* text;
-        uint64_t time;
-    } rows[] = {
-        {u"2013-05-01T10:20:30", kTime},
-        {u"2013-05-01T10:20:30Z", kTime},
-        {u"2013-05-01T10:20:30+02:00", kTime},
-        {u"2013-05-01T10:20:30-07:00", kTime},
-        {u"2013-5-1T10:20:30", kTime},
-        {u"2013-05-01T10:20:30.", kTime},
-        {u"2013-05-01T10:20:30.0000000Z", kTime},
-        {u"1601-01-01T00:00:00Z", 0},
-        {u"2013-05-01", 0},
-        {u"2013-05-01 10:20:30", 0},
-        {u"2013-05-01T10:20", 0},
-        {u"2013-13-01T10:20:30", 0},
-        {u"2013-02-30T10:20:30", 0},
-        {u"2013-05-01T25:20:30", 0},
-        {u"20130501T102030Z", 0},
-        {u"2013-05--1T10:20:30", 0},
-        {u"", 0},
-        {u"Wed, 01 May 2013 10:20:30 GMT", 0},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(ParseDateTimeIso8601(row.text, Log::none), row.time) << ToUtf8(row.text);
-    }
+constexpr uint64_t kTime = 130118772300000000u;  // 2013-05-01 10:20:30
+
+struct DateRow {
+    const char* name;
+    const char16_t* text;
+    uint64_t time = 0;
+};
+
+class IsoDate : public testing::TestWithParam<DateRow> {};
+
+TEST_P(IsoDate, IsReadAsUtcWhateverItsZone) {
+    EXPECT_EQ(ParseDateTimeIso8601(GetParam().text, Log::none), GetParam().time);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, IsoDate,
+    testing::Values(DateRow{.name = "NoZone", .text = u"2013-05-01T10:20:30", .time = kTime},
+                    DateRow{.name = "Utc", .text = u"2013-05-01T10:20:30Z", .time = kTime},
+                    DateRow{.name = "East", .text = u"2013-05-01T10:20:30+02:00", .time = kTime},
+                    DateRow{.name = "West", .text = u"2013-05-01T10:20:30-07:00", .time = kTime},
+                    DateRow{.name = "ShortFields", .text = u"2013-5-1T10:20:30", .time = kTime},
+                    DateRow{.name = "PointAlone", .text = u"2013-05-01T10:20:30.", .time = kTime},
+                    DateRow{.name = "ZeroFraction", .text = u"2013-05-01T10:20:30.0000000Z", .time = kTime},
+                    DateRow{.name = "FirstTime", .text = u"1601-01-01T00:00:00Z"},
+                    DateRow{.name = "DayAlone", .text = u"2013-05-01"},
+                    DateRow{.name = "BlankForT", .text = u"2013-05-01 10:20:30"},
+                    DateRow{.name = "NoSeconds", .text = u"2013-05-01T10:20"},
+                    DateRow{.name = "NoSuchMonth", .text = u"2013-13-01T10:20:30"},
+                    DateRow{.name = "NoSuchDay", .text = u"2013-02-30T10:20:30"},
+                    DateRow{.name = "NoSuchHour", .text = u"2013-05-01T25:20:30"},
+                    DateRow{.name = "BasicForm", .text = u"20130501T102030Z"},
+                    DateRow{.name = "NegativeDay", .text = u"2013-05--1T10:20:30"},
+                    DateRow{.name = "Empty", .text = u""},
+                    DateRow{.name = "HttpForm", .text = u"Wed, 01 May 2013 10:20:30 GMT"}),
+    NameOfRow());
 
 TEST(Date, TakesTheFractionInSinglePrecision) {
     const uint64_t whole = ParseDateTimeIso8601(u"2013-05-01T10:20:30", Log::none);
@@ -209,7 +218,7 @@ TEST(Xml, ThrowsOrLogsWhatIsNoXml) {
     EXPECT_EQ(text, u"vti_encoding=SR|utf8-nl \u00E4");
 }
 
-TEST(Xml, SurvivesDepthAndNeverExpandsEntities) {
+TEST(Xml, IsReadAtAnyDepthAndWithoutExpandingEntities) {
     std::string body;
     LoopbackTestServer server([&](const auto&) { return Answer("200 OK", body); });
     const auto session = Connect(server);
@@ -303,31 +312,54 @@ TEST(Soap, IsOnePostOfAnEnvelope) {
     EXPECT_THROW(call(document), Http::HttpException);
 }
 
-TEST(Multistatus, FailsForAnItemWhoseLineEndsInAFailure) {
-    const struct {
-        const char* statuses;
-        bool ok;
-    } rows[] = {
-        {"", true},
-        {"<D:response><D:status>HTTP/1.1 200</D:status></D:response>", true},
-        {"<D:response><D:status>HTTP/1.1 399</D:status></D:response>", true},
-        {"<D:response><D:status>HTTP/1.1 423</D:status></D:response>", false},
-        {"<D:response><D:status>400</D:status></D:response>", false},
-        {"<D:response><D:status>HTTP/1.1 423 Locked</D:status></D:response>", true},
-        {"<D:response><D:url>a</D:url></D:response>", true},
-        {"<D:response><D:status>HTTP/1.1 </D:status></D:response>", true},
-        {"<D:response><D:status>x 99999999999999999999</D:status></D:response>", false},
-        {"<D:response><D:propstat><D:status>x 500</D:status></D:propstat></D:response>", true},
-        {"<D:response><D:status>x 500</D:status></D:response><D:response><D:status>x "
-         "200</D:status></D:response>",
-         false},
-    };
-    for (const auto& row : rows) {
-        pugi::xml_document document;
-        document.load_string(
-            ("<D:multistatus xmlns:D=\"DAV:\">" + std::string(row.statuses) + "</D:multistatus>").c_str());
-        EXPECT_EQ(CheckWebDavMultistatus(document, u"a", u"MOVE"), row.ok) << row.statuses;
-    }
+struct MultistatusRow {
+    const char* name;
+    const char* responses;
+    bool is_failure = false;
+};
+
+class Multistatus : public testing::TestWithParam<MultistatusRow> {};
+
+TEST_P(Multistatus, FailsForAnItemWhoseLineEndsInAFailure) {
+    pugi::xml_document document;
+    document.load_string(
+        ("<D:multistatus xmlns:D=\"DAV:\">" + std::string(GetParam().responses) + "</D:multistatus>")
+            .c_str());
+    EXPECT_NE(CheckWebDavMultistatus(document, u"a", u"MOVE"), GetParam().is_failure);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Multistatus,
+    testing::Values(
+        MultistatusRow{.name = "Empty", .responses = ""},
+        MultistatusRow{.name = "Done",
+                       .responses = "<D:response><D:status>HTTP/1.1 200</D:status></D:response>"},
+        MultistatusRow{.name = "LastRedirection",
+                       .responses = "<D:response><D:status>HTTP/1.1 399</D:status></D:response>"},
+        MultistatusRow{.name = "Locked",
+                       .responses = "<D:response><D:status>HTTP/1.1 423</D:status></D:response>",
+                       .is_failure = true},
+        MultistatusRow{.name = "NumberAlone",
+                       .responses = "<D:response><D:status>400</D:status></D:response>",
+                       .is_failure = true},
+        MultistatusRow{.name = "ReasonBehindTheNumber",
+                       .responses = "<D:response><D:status>HTTP/1.1 423 Locked</D:status></D:response>"},
+        MultistatusRow{.name = "NoStatus", .responses = "<D:response><D:url>a</D:url></D:response>"},
+        MultistatusRow{.name = "NoNumber",
+                       .responses = "<D:response><D:status>HTTP/1.1 </D:status></D:response>"},
+        MultistatusRow{.name = "LongNumber",
+                       .responses = "<D:response><D:status>x 99999999999999999999</D:status></D:response>",
+                       .is_failure = true},
+        MultistatusRow{
+            .name = "StatusOfProperties",
+            .responses = "<D:response><D:propstat><D:status>x 500</D:status></D:propstat></D:response>"},
+        MultistatusRow{.name = "FirstOfTwo",
+                       .responses = "<D:response><D:status>x 500</D:status></D:response>"
+                                    "<D:response><D:status>x 200</D:status></D:response>",
+                       .is_failure = true}),
+    NameOfRow());
+
+TEST(EmptyMultistatus, IsNoFailure) {
     EXPECT_TRUE(CheckWebDavMultistatus(pugi::xml_document(), u"a", u"MOVE"));
 }
 

@@ -1,8 +1,8 @@
-// Rules of the request digest.
 #include "sharepoint/request_digest.h"
 
 #include <chrono>
 
+#include "base/failure.h"
 #include "base/log.h"
 #include "sharepoint/reading.h"
 
@@ -15,6 +15,11 @@ constexpr int64_t kMargin = 5 * kNanosecondsPerSecond;
 
 bool RequestDigest::IsReusable(int64_t now) const {
     return !text.empty() && now - kMargin >= expiry;
+}
+
+bool HasDigest(const char* trace_function, const std::u16string& digest) {
+    if (digest.empty()) LOG_LINE(Log::error, u"Failed to get Request Digest");
+    return !digest.empty();
 }
 
 int64_t RequestDigest::Now() {
@@ -45,10 +50,13 @@ std::u16string DigestKeeper::Get(const char* trace_function, Http::Session& http
     const int64_t now = RequestDigest::Now();
     {
         const std::lock_guard guard(m_guard);
-        if (m_digest.IsReusable(now)) return m_digest.text;
+        if (m_digest.IsReusable(now)) {
+            TRACE_EXIT(u"non-empty digest");
+            return m_digest.text;
+        }
         m_digest.text.clear();
     }
-    // Not under the lock: the request may wait for the user, on another thread.
+    // Without the lock: the request may wait for the user on another thread.
     Json::Document document;
     const Http::Response response = http.SendRequest(u"POST", web_path + u"/_api/contextinfo", accept,
                                                      nullptr, nullptr, 0, /*check_status=*/true);
@@ -58,7 +66,9 @@ std::u16string DigestKeeper::Get(const char* trace_function, Http::Session& http
         information = Json::ObjectMember(Json::ObjectMember(information, u"d"), u"GetContextWebInformation");
     }
     const std::lock_guard guard(m_guard);
-    return m_digest.Read(trace_function, information, now) ? m_digest.text : std::u16string();
+    if (!m_digest.Read(trace_function, information, now)) return {};
+    if (!m_digest.text.empty()) TRACE_EXIT(u"non-empty digest");
+    return m_digest.text;
 }
 
 }  // namespace SharePoint

@@ -1,4 +1,4 @@
-// The request digest of a web, which every change shows to the server.
+// The request digest of a web: a token of the server that every change has to send.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ struct RequestDigest {
     std::u16string text;
     int64_t expiry = 0;  // monotonic nanoseconds
 
-    // Whether the digest stands without asking again: only once it has been overdue for five seconds. A
+    // Whether the digest is used without a request: only once it has been overdue for five seconds. A
     // younger one is fetched anew on every call, so that a change never goes out with a digest about to
     // expire.
     bool IsReusable(int64_t now) const;
@@ -28,11 +28,14 @@ struct RequestDigest {
     static int64_t Now();
 };
 
+// Whether there is a digest; logs an error when there is none.
+bool HasDigest(const char* trace_function, const std::u16string& digest);
+
 // Keeps the digest of one web. Any thread.
 class DigestKeeper {
 public:
-    // The digest that is kept, or a new one from the web at that path; empty when the answer holds none. In
-    // the verbose form it stands two members below the root. HttpException.
+    // The kept digest, or a new one from the web at that path; empty when the answer has none. In a verbose
+    // answer it is two members below the root. HttpException.
     std::u16string Get(const char* trace_function, Http::Session& http, const std::u16string& web_path,
                        const char16_t* const* accept, bool is_verbose);
 

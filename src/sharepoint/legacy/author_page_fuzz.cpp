@@ -1,4 +1,4 @@
-// Pages of the author service of any bytes: searched for what the plug-in asks.
+// Any bytes as a page of the author service.
 #include <cstdint>
 #include <cstdlib>
 

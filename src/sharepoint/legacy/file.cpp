@@ -1,4 +1,3 @@
-// Operations on a document of an older server. One thread at a time.
 #include "sharepoint/legacy/file.h"
 
 #include "base/text/encoding.h"
@@ -31,6 +30,23 @@ std::u16string File::PageElement() const {
     return u"<pageUrl>" + m_web->GetHttp().GetUri() + u"/" + Address() + u"</pageUrl>";
 }
 
+Http::Response File::Read() {
+    TRACE_ENTRY("SharePoint2013::File::Read");
+    Http::Response response =
+        m_web->GetHttp().SendRequest(u"GET", Address(), kAcceptBytes, nullptr, nullptr, 0,
+                                     /*check_status=*/true);
+    TRACE_EXIT(response.GetStatus());
+    return response;
+}
+
+Http::Request File::Write(uint64_t size) {
+    TRACE_ENTRY("SharePoint2013::File::Write");
+    Http::Request request = m_web->GetHttp().CreateRequest(Address(), kAcceptAny, size,
+                                                           u"Content-type:application/octet-stream\n");
+    TRACE_EXIT(u"");
+    return request;
+}
+
 void File::Copy(const std::u16string& new_path) {
     TRACE_ENTRY("SharePoint2013::File::Copy");
     m_web->SendMoveOrCopy(u"COPY", m_information.m_path, new_path);
@@ -46,15 +62,11 @@ void File::Move(const std::u16string& new_path) {
 File::CheckOutState File::GetCheckOutState(std::u16string* out_user) {
     TRACE_ENTRY("SharePoint2013::File::GetCheckOutState");
     UpdateInformation();
-    if (m_information.m_checkout_user.empty()) TRACE_RETURN(CheckOutState::none);
-    if (out_user) *out_user = m_web->GetUserDisplayName(m_information.m_checkout_user);
-    const std::u16string user = m_web->GetCurrentUser();
-    if (user.empty()) {
-        LOG_LINE(Log::error, u"Failed to get current user");
-        return CheckOutState::unknown;
-    }
-    if (m_information.m_checkout_user == user) TRACE_RETURN(CheckOutState::me);
-    TRACE_RETURN(CheckOutState::other_user);
+    const std::u16string& holder = m_information.m_checkout_user;
+    return SharePoint::FindCheckOutState(trace_function, holder, [&] {
+        if (out_user) *out_user = m_web->GetUserDisplayName(holder);
+        return m_web->GetCurrentUser();
+    });
 }
 
 bool File::CheckOut() {
@@ -82,7 +94,7 @@ File::Outcome File::CallLists(const char* trace_function, const std::u16string& 
     THROW_TRACED(Http::HttpException, response);
 }
 
-// The surplus element is left out of account by the server.
+// The server ignores the surplus element.
 File::DiscardResult File::DiscardCheckOut() {
     TRACE_ENTRY("SharePoint2013::File::DiscardCheckOut");
     const Outcome outcome =
@@ -91,7 +103,7 @@ File::DiscardResult File::DiscardCheckOut() {
     TRACE_RETURN(outcome.done ? dcrOk : dcrFail);
 }
 
-// The server's own XML reader judges a comment with characters of markup.
+// The comment is sent without escaping; the server decides about one with markup.
 File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) {
     TRACE_ENTRY("SharePoint2013::File::CheckIn");
     const Outcome outcome = CallLists(trace_function, u"CheckInFile",
@@ -102,43 +114,19 @@ File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) 
     TRACE_RETURN(outcome.done ? cirOk : cirFail);
 }
 
-Http::Response File::Read() {
-    TRACE_ENTRY("SharePoint2013::File::Read");
-    Http::Response response =
-        m_web->GetHttp().SendRequest(u"GET", Address(), kAcceptBytes, nullptr, nullptr, 0,
-                                     /*check_status=*/true);
-    TRACE_EXIT(response.GetStatus());
-    return response;
-}
-
-Http::Request File::Write(uint64_t size) {
-    TRACE_ENTRY("SharePoint2013::File::Write");
-    Http::Request request = m_web->GetHttp().CreateRequest(Address(), kAcceptAny, size,
-                                                           u"Content-type:application/octet-stream\n");
-    TRACE_EXIT(u"");
-    return request;
-}
-
-SharePoint::FieldsSource File::Columns() const {
+SharePoint::FieldsSource File::GetFieldsSource() const {
     return {m_web->GetHttp(), m_web->EncodedPath(), m_information.m_path, kAcceptNoMetadata,
             /*is_verbose=*/false};
 }
 
 SharePoint::FieldsData File::LoadFields() {
     TRACE_ENTRY("SharePoint2013::File::LoadFields");
-    SharePoint::FieldsData fields = SharePoint::LoadFields(trace_function, Columns(), m_list_item_id);
-    TRACE_EXIT(static_cast<uint64_t>(fields.fields.size()));
-    return fields;
+    return m_fields.Load(trace_function, GetFieldsSource());
 }
 
 bool File::SaveFields() {
     TRACE_ENTRY("SharePoint2013::File::SaveFields");
-    if (!SharePoint::SaveFields(
-            trace_function, Columns(), [this] { return m_web->GetDigest2013(); }, m_list_item_id,
-            m_fields_data.fields)) {
-        return false;
-    }
-    TRACE_RETURN(true);
+    return m_fields.Save(trace_function, GetFieldsSource(), [this] { return m_web->GetDigest2013(); });
 }
 
 void File::GetThumbnail(std::string& out_bytes) {

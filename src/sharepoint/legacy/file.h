@@ -1,5 +1,5 @@
-// A document of an older server: its bytes over WebDAV, its check-out workflow over SOAP. Shared; one thread
-// at a time.
+// A document of an older server: its bytes over WebDAV, its check-out workflow over SOAP, its columns over
+// REST. Shared; one thread at a time.
 #pragma once
 
 #include "sharepoint/fields.h"
@@ -9,12 +9,13 @@ namespace SharePoint2013 {
 
 class File final : public Object, public SharePoint::File, public std::enable_shared_from_this<File> {
 public:
-    File(SharePoint::Information information, std::shared_ptr<SharePoint2013::Web> web)
-        : Object(std::move(information), std::move(web)) {}
+    using Object::Object;
 
     std::shared_ptr<SharePoint::File> AsFile() override { return shared_from_this(); }
-    std::shared_ptr<SharePoint::Folder> AsFolder() override { return nullptr; }
+
     // A refusal is an HttpException, here and below.
+    Http::Response Read() override;
+    Http::Request Write(uint64_t size) override;
     void Copy(const std::u16string& new_path) override;
     void Move(const std::u16string& new_path) override;
 
@@ -22,12 +23,11 @@ public:
     bool CheckOut() override;
     DiscardResult DiscardCheckOut() override;
     CheckInResult CheckIn(const std::u16string& comment, uint32_t type) override;
-    Http::Response Read() override;
-    Http::Request Write(uint64_t size) override;
+
     SharePoint::FieldsData LoadFields() override;
-    const SharePoint::FieldsData& GetFields() const override { return m_fields_data; }
-    void SetFields(SharePoint::FieldsData data) override { m_fields_data = std::move(data); }
     bool SaveFields() override;
+    const SharePoint::FieldsData& GetFields() const override { return m_fields.m_fields_data; }
+    void SetFields(SharePoint::FieldsData data) override { m_fields.m_fields_data = std::move(data); }
     void GetThumbnail(std::string& out_bytes) override;
 
 private:
@@ -41,11 +41,9 @@ private:
     // Calls a method of the list service. HttpException for a fault other than `known_fault`.
     Outcome CallLists(const char* trace_function, const std::u16string& method,
                       const std::u16string& parameters, uint32_t known_fault);
+    SharePoint::FieldsSource GetFieldsSource() const;
 
-    SharePoint::FieldsSource Columns() const;
-
-    SharePoint::FieldsData m_fields_data;
-    std::u16string m_list_item_id;  // decimal; empty until the columns were loaded
+    SharePoint::DocumentFields m_fields;
 };
 
 }  // namespace SharePoint2013

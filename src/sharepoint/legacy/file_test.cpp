@@ -1,9 +1,10 @@
-// Documents of an older server against canned answers: every exchange, and every outcome of the workflow.
+// Documents of an older server with canned answers: the exact requests, and every result of the workflow.
 #include "sharepoint/legacy/file.h"
 
 #include <gtest/gtest.h>
 
-#include "sharepoint/legacy/site_test_fixture.h"
+#include "sharepoint/tests/named_rows_test.h"
+#include "sharepoint/tests/site_test_fixture.h"
 
 namespace {
 
@@ -26,19 +27,10 @@ struct Fixture {
                           code + "</errorcode></detail></soap:Fault></soap:Body></soap:Envelope>");
     }
 
-    OlderSiteFixture site;
+    OlderSite site;
     std::shared_ptr<SharePoint::Object> object;
     std::shared_ptr<File> file;
 };
-
-uint32_t StatusOf(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const Http::HttpException& failure) {
-        return failure.status;
-    }
-    return 0;
-}
 
 TEST(OlderFile, ReadsAndWritesAtItsOwnAddress) {
     Fixture fixture;
@@ -88,7 +80,7 @@ TEST(OlderFile, TheWorkflowIsAskedOfTheListService) {
          url + "<comment>a <b> \xC3\xA4</comment><CheckinType>2</CheckinType>"},
     };
     for (const auto& row : rows) {
-        fixture.site.answers[kLists] = OlderSiteFixture::Soap(row.method, "True");
+        fixture.site.answers[kLists] = OlderSite::Soap(row.method, "True");
         fixture.site.server.Forget();
         row.call();
         const auto requests = fixture.site.server.Requests();
@@ -104,58 +96,115 @@ TEST(OlderFile, TheWorkflowIsAskedOfTheListService) {
     }
 }
 
-TEST(OlderFile, BooleansOfResultsGoByTheirFirstLetter) {
+// The text of a result, which is the same for all methods.
+struct ResultRow {
+    const char* name;
+    const char* text;
+    bool is_done = false;
+    const char* status = "200 OK";
+};
+
+class SoapResult : public testing::TestWithParam<ResultRow> {};
+
+TEST_P(SoapResult, IsDoneByItsFirstLetter) {
     Fixture fixture;
-    for (const char* yes : {"true", "True", "1", "yes", "Y", "t"}) {
-        fixture.site.answers[kLists] = OlderSiteFixture::Soap("CheckOutFile", yes);
-        EXPECT_TRUE(fixture.file->CheckOut()) << yes;
-        fixture.site.answers[kLists] = OlderSiteFixture::Soap("UndoCheckOut", yes);
-        EXPECT_EQ(fixture.file->DiscardCheckOut(), File::dcrOk);
-        fixture.site.answers[kLists] = OlderSiteFixture::Soap("CheckInFile", yes);
-        EXPECT_EQ(fixture.file->CheckIn(u"", 1), File::cirOk);
-    }
-    for (const char* no : {"false", "0", "", "x"}) {
-        fixture.site.answers[kLists] = OlderSiteFixture::Soap("CheckOutFile", no);
-        EXPECT_FALSE(fixture.file->CheckOut()) << no;
-        fixture.site.answers[kLists] = OlderSiteFixture::Soap("UndoCheckOut", no);
-        EXPECT_EQ(fixture.file->DiscardCheckOut(), File::dcrFail);
-        fixture.site.answers[kLists] = OlderSiteFixture::Soap("CheckInFile", no);
-        EXPECT_EQ(fixture.file->CheckIn(u"", 1), File::cirFail);
-    }
-    fixture.site.answers[kLists] = OlderSiteFixture::Soap("Another", "true");
-    EXPECT_FALSE(fixture.file->CheckOut());
-    EXPECT_EQ(fixture.file->CheckIn(u"", 1), File::cirFail);
-    fixture.site.answers[kLists] = Answer("200 OK", "no XML");
-    EXPECT_THROW(fixture.file->CheckOut(), Exception);
-    EXPECT_THROW(fixture.file->CheckIn(u"", 1), Exception);
+    const auto answer_to = [&](const char* method) {
+        fixture.site.answers[kLists] = OlderSite::Soap(method, GetParam().text, GetParam().status);
+    };
+    answer_to("CheckOutFile");
+    EXPECT_EQ(fixture.file->CheckOut(), GetParam().is_done);
+    EXPECT_EQ(fixture.file->CheckIn(u"", 1), File::cirFail) << "the result of another method";
+    answer_to("UndoCheckOut");
+    EXPECT_EQ(fixture.file->DiscardCheckOut(), GetParam().is_done ? File::dcrOk : File::dcrFail);
+    answer_to("CheckInFile");
+    EXPECT_EQ(fixture.file->CheckIn(u"", 1), GetParam().is_done ? File::cirOk : File::cirFail);
+    EXPECT_FALSE(fixture.file->CheckOut()) << "the result of another method";
 }
 
-TEST(OlderFile, KnownFaultsAreResultsAndOthersFly) {
+INSTANTIATE_TEST_SUITE_P(
+    Rows, SoapResult,
+    testing::Values(
+        ResultRow{.name = "True", .text = "true", .is_done = true},
+        ResultRow{.name = "CapitalTrue", .text = "True", .is_done = true},
+        ResultRow{.name = "One", .text = "1", .is_done = true},
+        ResultRow{.name = "Yes", .text = "yes", .is_done = true},
+        ResultRow{.name = "CapitalY", .text = "Y", .is_done = true},
+        ResultRow{.name = "False", .text = "false"}, ResultRow{.name = "Zero", .text = "0"},
+        ResultRow{.name = "Empty", .text = ""}, ResultRow{.name = "OtherWord", .text = "x"},
+        ResultRow{.name = "TrueOfAChoice", .text = "true", .is_done = true, .status = "300 Choices"},
+        ResultRow{
+            .name = "TrueOfTheLastRedirection", .text = "true", .is_done = true, .status = "399 Elsewhere"},
+        ResultRow{.name = "FalseOfAChoice", .text = "false", .status = "300 Choices"}),
+    NameOfRow());
+
+// An answer of a failed call, and the results that it becomes; nothing when it is thrown.
+struct FaultRow {
+    const char* name;
+    std::string answer;
+    std::optional<File::DiscardResult> discard = std::nullopt;
+    std::optional<File::CheckInResult> check_in = std::nullopt;
+    uint32_t thrown_status = 500;
+};
+
+class SoapFault : public testing::TestWithParam<FaultRow> {};
+
+TEST_P(SoapFault, IsAResultWhenItsCodeIsKnown) {
     Fixture fixture;
-    for (const char* code : {"0x8107218A", "0x8107218a", "0X8107218A", "-2130239094", "2164728202"}) {
-        fixture.site.answers[kLists] = Fixture::Fault(code);
-        EXPECT_EQ(fixture.file->DiscardCheckOut(), File::dcrNoCheckedInVersion) << code;
-        EXPECT_EQ(StatusOf([&] { fixture.file->CheckIn(u"", 1); }), 500u) << code;
-        EXPECT_EQ(StatusOf([&] { fixture.file->CheckOut(); }), 500u) << code;
-    }
-    for (const char* code : {"0x82000009", "-2113929207"}) {
-        fixture.site.answers[kLists] = Fixture::Fault(code);
-        EXPECT_EQ(fixture.file->CheckIn(u"", 1), File::cirRequiredProperties) << code;
-        EXPECT_EQ(StatusOf([&] { fixture.file->DiscardCheckOut(); }), 500u) << code;
-    }
+    fixture.site.answers[kLists] = GetParam().answer;
+    std::optional<File::DiscardResult> discard;
+    std::optional<File::CheckInResult> check_in;
+    EXPECT_EQ(StatusOf([&] { discard = fixture.file->DiscardCheckOut(); }),
+              GetParam().discard ? 0 : GetParam().thrown_status);
+    EXPECT_EQ(StatusOf([&] { check_in = fixture.file->CheckIn(u"", 1); }),
+              GetParam().check_in ? 0 : GetParam().thrown_status);
+    EXPECT_EQ(StatusOf([&] { fixture.file->CheckOut(); }), GetParam().thrown_status);
+    EXPECT_EQ(discard, GetParam().discard);
+    EXPECT_EQ(check_in, GetParam().check_in);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, SoapFault,
+    testing::Values(
+        FaultRow{.name = "NoVersion",
+                 .answer = Fixture::Fault("0x8107218A"),
+                 .discard = File::dcrNoCheckedInVersion},
+        FaultRow{.name = "NoVersionInSmallLetters",
+                 .answer = Fixture::Fault("0X8107218a"),
+                 .discard = File::dcrNoCheckedInVersion},
+        FaultRow{.name = "NoVersionSigned",
+                 .answer = Fixture::Fault("-2130239094"),
+                 .discard = File::dcrNoCheckedInVersion},
+        FaultRow{.name = "NoVersionUnsigned",
+                 .answer = Fixture::Fault("2164728202"),
+                 .discard = File::dcrNoCheckedInVersion},
+        FaultRow{.name = "NoProperties",
+                 .answer = Fixture::Fault("0x82000009"),
+                 .check_in = File::cirRequiredProperties},
+        FaultRow{.name = "NoPropertiesSigned",
+                 .answer = Fixture::Fault("-2113929207"),
+                 .check_in = File::cirRequiredProperties},
+        FaultRow{.name = "OtherCode", .answer = Fixture::Fault("0x80070005")},
+        FaultRow{.name = "NoCode", .answer = Fixture::Fault("")},
+        FaultRow{.name = "NoNumber", .answer = Fixture::Fault("soon")},
+        FaultRow{.name = "NoXml", .answer = Answer("500 Oops", "no XML")},
+        FaultRow{.name = "NoBody", .answer = Answer("500 Oops")},
+        FaultRow{.name = "Forbidden", .answer = Answer("403 Forbidden"), .thrown_status = 403},
+        FaultRow{.name = "TooManyRequests", .answer = Answer("429 Too Many Requests"), .thrown_status = 429}),
+    NameOfRow());
+
+// So is a redirection without an address.
+TEST(OlderFile, ASuccessWithoutXmlIsAFailure) {
+    Fixture fixture;
     for (const std::string& answer :
-         {Fixture::Fault("0x80070005"), Fixture::Fault(""), Fixture::Fault("soon"),
-          Answer("500 Oops", "no XML"), Answer("500 Oops")}) {
+         {Answer("200 OK", "Please sign in"), Answer("302 Found"), Answer("304 Not Modified")}) {
         fixture.site.answers[kLists] = answer;
-        EXPECT_EQ(StatusOf([&] { fixture.file->DiscardCheckOut(); }), 500u) << answer;
-        EXPECT_EQ(StatusOf([&] { fixture.file->CheckIn(u"", 1); }), 500u) << answer;
+        EXPECT_THROW(fixture.file->CheckOut(), Exception) << answer;
+        EXPECT_THROW(fixture.file->DiscardCheckOut(), Exception) << answer;
+        EXPECT_THROW(fixture.file->CheckIn(u"", 1), Exception) << answer;
     }
-    fixture.site.answers[kLists] = Answer("403 Forbidden");
-    EXPECT_EQ(StatusOf([&] { fixture.file->DiscardCheckOut(); }), 403u);
-    EXPECT_EQ(StatusOf([&] { fixture.file->CheckIn(u"", 1); }), 403u);
 }
 
-TEST(OlderFile, ACheckOutIsOfNobodyMineOrAnothers) {
+TEST(OlderFile, TheHolderOfACheckOutIsComparedExactly) {
     Fixture fixture;
     const auto lock = [](const std::string& owner) {
         return "<D:lockdiscovery><D:activelock><D:owner>" + owner +
@@ -166,14 +215,14 @@ TEST(OlderFile, ACheckOutIsOfNobodyMineOrAnothers) {
     EXPECT_EQ(fixture.file->GetCheckOutState(nullptr), File::CheckOutState::none);
     fixture.site.AddFile(address, lock("d\\bob"));
     EXPECT_EQ(fixture.file->GetCheckOutState(nullptr), File::CheckOutState::unknown)
-        << "nobody tells who asks";
-    fixture.site.answers[users] = OlderSiteFixture::Soap(
+        << "the current user can't be told";
+    fixture.site.answers[users] = OlderSite::Soap(
         "GetCurrentUserInfo", "<GetUserInfo><User LoginName=\"d\\bob\" Name=\"Bob\"/></GetUserInfo>");
     EXPECT_EQ(fixture.file->GetCheckOutState(nullptr), File::CheckOutState::me);
     fixture.site.AddFile(address, lock("D\\bob"));
     std::u16string holder;
     EXPECT_EQ(fixture.file->GetCheckOutState(&holder), File::CheckOutState::other_user)
-        << "letter for letter";
+        << "another case is another user";
     EXPECT_EQ(holder, u"D\\bob");
 }
 

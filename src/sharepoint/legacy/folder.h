@@ -7,10 +7,8 @@ namespace SharePoint2013 {
 
 class Folder final : public Object, public SharePoint::Folder, public std::enable_shared_from_this<Folder> {
 public:
-    Folder(SharePoint::Information information, std::shared_ptr<SharePoint2013::Web> web)
-        : Object(std::move(information), std::move(web)) {}
+    using Object::Object;
 
-    std::shared_ptr<SharePoint::File> AsFile() override { return nullptr; }
     std::shared_ptr<SharePoint::Folder> AsFolder() override { return shared_from_this(); }
     std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override {
         return m_web->Enumerate(m_information.m_path, true, nullptr);

@@ -1,4 +1,3 @@
-// Requests to author.dll, and the search for fixed strings in what it answers.
 #include "sharepoint/legacy/front_page.h"
 
 #include <algorithm>
@@ -47,7 +46,7 @@ std::u16string Call(Http::Session& http, const std::u16string& web_path, const s
     return answer;
 }
 
-// Form encoding in which brackets, which delimit the list of addresses, are escaped by a backslash.
+// Form encoding with a backslash before brackets, which otherwise delimit the list of addresses.
 std::string EncodeListItem(std::u16string_view path) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string encoded;
@@ -76,7 +75,7 @@ void AppendCodePoint(std::u16string& text, uint32_t code) {
     }
 }
 
-// Appends what an entity without "&" and ";" stands for; false when it is none.
+// Appends the character of an entity, given without "&" and ";"; false when it is none.
 bool AppendEntity(std::u16string& text, std::u16string_view entity) {
     const std::string name = ToUtf8(entity);
     for (const auto& known : kEntities) {
@@ -95,7 +94,7 @@ bool AppendEntity(std::u16string& text, std::u16string_view entity) {
     return true;
 }
 
-// The place of the semicolon that ends what begins with an ampersand; numbers may be of any length.
+// The index of the semicolon that ends the entity at `at`; a number may have any length.
 size_t EndOfEntity(std::u16string_view value, size_t at) {
     static constexpr size_t kLongestName = 12;
     if (value.substr(at, 2) != u"&#") return value.substr(0, at + kLongestName).find(u';', at);

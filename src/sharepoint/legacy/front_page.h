@@ -1,5 +1,5 @@
-// Two calls of the FrontPage Server Extensions' remote procedures ([MS-FPSE]): may the user edit, and who is
-// he. Nothing is thrown; a failure is the careful answer. No state.
+// Two calls of the FrontPage Server Extensions' remote procedures ([MS-FPSE]): the right to edit, and the
+// current user. Nothing is thrown; after a failure there is no right and no user. No state.
 #pragma once
 
 #include <optional>
@@ -17,7 +17,7 @@ bool CanEdit(Http::Session& http, const std::u16string& web_path, const std::u16
 // The user's login, empty on failure.
 std::u16string GetCurrentUser(Http::Session& http, const std::u16string& web_path);
 
-// What an answer says: that the user can't edit; and the user's login, nothing when it has no such field.
+// Whether an answer says that the user can't edit; and the login in an answer, nothing without such a field.
 bool ForbidsEditing(std::u16string_view answer);
 std::optional<std::u16string> ReadUserName(std::u16string_view answer);
 

@@ -1,4 +1,4 @@
-// XML answers of any bytes: parsed, and every reader of XML let loose on what came of it.
+// Any bytes as an XML answer, given to every function that reads XML.
 #include <cstdint>
 #include <cstdlib>
 
@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!ok && !document.child("D:multistatus").child("D:response")) abort();
     SharePoint2013::SoapErrorCode(document);
     SharePoint2013::ReadSoapBool(document.first_child());
-    // No text for the log outgrows its line, however long the answer.
+    // The text for the log has a maximum length.
     if (XmlForLog(document).size() > 8192) abort();
     return 0;
 }

@@ -1,27 +1,17 @@
-// Common operations of folders and files of an older server. One thread at a time.
 #include "sharepoint/legacy/object.h"
 
+#include "base/failure.h"
 #include "base/text/url.h"
 #include "sharepoint/legacy/front_page.h"
 #include "sharepoint/legacy/protocol.h"
 
 namespace SharePoint2013 {
 
-Object::Object(SharePoint::Information information, std::shared_ptr<Web> web) : m_web(std::move(web)) {
-    m_information = std::move(information);
-    m_root = m_information.m_path;
-}
+Object::Object(SharePoint::Information information, std::shared_ptr<Web> web)
+    : SharePoint::Object(std::move(information)), m_web(std::move(web)) {}
 
 std::u16string Object::Address() const {
     return UrlEncode(m_information.m_path);
-}
-
-bool Object::CanEdit() {
-    TRACE_ENTRY("SharePoint2013::Object::CanEdit");
-    const bool can_edit =
-        FrontPage::CanEdit(m_web->GetHttp(), m_web->GetInformation().m_path, m_information.m_path);
-    TRACE_EXIT(can_edit ? u"true" : u"false");
-    return can_edit;
 }
 
 const SharePoint::Information& Object::UpdateInformation() {
@@ -30,7 +20,7 @@ const SharePoint::Information& Object::UpdateInformation() {
     const std::u16string path = m_information.m_path;
     SharePoint::Information told = m_information;
     m_web->Enumerate(path, false, &told);
-    // Nothing told is nothing learnt: without its time a newer version would look like the old one.
+    // An answer without properties has no time, by which a newer version is detected; the old record stays.
     if (!told.m_name.empty()) m_information = std::move(told);
     TRACE_EXIT(u"");
     return m_information;
@@ -49,6 +39,14 @@ void Object::Delete() {
     m_web->GetHttp().SendRequest(u"DELETE", Address(), kAcceptAny, nullptr, nullptr, 0,
                                  /*check_status=*/true);
     TRACE_EXIT(u"");
+}
+
+bool Object::CanEdit() {
+    TRACE_ENTRY("SharePoint2013::Object::CanEdit");
+    const bool can_edit =
+        FrontPage::CanEdit(m_web->GetHttp(), m_web->GetInformation().m_path, m_information.m_path);
+    TRACE_EXIT(can_edit ? u"true" : u"false");
+    return can_edit;
 }
 
 }  // namespace SharePoint2013

@@ -11,17 +11,17 @@ namespace SharePoint2013 {
 
 class Object : public SharePoint::Object {
 public:
-    bool CanEdit() override;
-    std::shared_ptr<SharePoint::Web> GetWeb() override { return m_web; }
-    std::shared_ptr<SharePoint::Web> AsWeb() override { return nullptr; }
+    Object(SharePoint::Information information, std::shared_ptr<Web> web);
+
     // These three throw HttpException when the server refuses.
     const SharePoint::Information& UpdateInformation() override;
     void Rename(const std::u16string& new_path) override;
     void Delete() override;
 
-protected:
-    Object(SharePoint::Information information, std::shared_ptr<Web> web);
+    bool CanEdit() override;
+    std::shared_ptr<SharePoint::Web> GetWeb() override { return m_web; }
 
+protected:
     // The address of the item, relative to the server.
     std::u16string Address() const;
 

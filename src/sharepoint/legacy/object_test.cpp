@@ -1,9 +1,9 @@
-// Items of the older web and the web's users: what is moved, renamed and deleted, and who somebody is.
+// Items of an older web and its users: moves, deletions, the right to edit, names of users.
 #include "sharepoint/legacy/object.h"
 
 #include <gtest/gtest.h>
 
-#include "sharepoint/legacy/site_test_fixture.h"
+#include "sharepoint/tests/site_test_fixture.h"
 
 namespace {
 
@@ -13,11 +13,9 @@ constexpr char kUserGroup[] = "POST /sites/docs/_vti_bin/UserGroup.asmx";
 constexpr char kAuthor[] = "POST /sites/docs/_vti_bin/_vti_aut/author.dll";
 
 TEST(OlderObject, RenamesByAMoveThatReplacesItsTarget) {
-    OlderSiteFixture site;
+    OlderSite site;
     site.AddFile("sites/docs/a%20b.pdf");
-    const auto object = site.Bind(u"sites/docs/a b.pdf");
-    ASSERT_NE(object, nullptr);
-    site.server.Forget();
+    const auto object = site.BindKnown(u"sites/docs/a b.pdf");
     const std::string line = "MOVE /sites/docs/a%20b.pdf";
     site.answers[line] = Answer("201 Created");
     object->Rename(u"sites/docs/it's \u00E4.pdf");
@@ -27,10 +25,9 @@ TEST(OlderObject, RenamesByAMoveThatReplacesItsTarget) {
     EXPECT_EQ(request.Header("overwrite"), "T");
     EXPECT_EQ(request.Header("accept"), "application/xml, text/xml");
     EXPECT_EQ(request.body, "");
-    // A part that failed is only logged, whether its line can be read or not.
+    // A partial failure is only logged.
     for (const char* status : {"HTTP/1.1 423", "HTTP/1.1 423 Locked", ""}) {
-        site.answers[line] = OlderSiteFixture::Multistatus("<D:response><D:url>a</D:url><D:status>" +
-                                                           std::string(status) + "</D:status></D:response>");
+        site.answers[line] = OlderSite::ItemStatus(status);
         EXPECT_NO_THROW(object->Rename(u"x")) << status;
     }
     site.answers[line] = Answer("207 Multi-Status", "<html>");
@@ -41,12 +38,10 @@ TEST(OlderObject, RenamesByAMoveThatReplacesItsTarget) {
     }
 }
 
-TEST(OlderObject, IsDeletedOnce) {
-    OlderSiteFixture site;
+TEST(OlderObject, IsDeletedByOneRequest) {
+    OlderSite site;
     site.AddFolder("sites/docs/a%20b");
-    const auto object = site.Bind(u"sites/docs/a b");
-    ASSERT_NE(object, nullptr);
-    site.server.Forget();
+    const auto object = site.BindKnown(u"sites/docs/a b");
     site.answers["DELETE /sites/docs/a%20b"] = Answer("204 No Content");
     object->Delete();
     ASSERT_EQ(site.server.Lines(), Lines{"DELETE /sites/docs/a%20b"});
@@ -55,21 +50,20 @@ TEST(OlderObject, IsDeletedOnce) {
     EXPECT_THROW(object->Delete(), Http::HttpException);
 }
 
-TEST(OlderObject, KeepsItsInformationWhenItCannotBeHadAgain) {
-    OlderSiteFixture site;
+TEST(OlderObject, KeepsItsInformationWhenTheServerGivesNone) {
+    OlderSite site;
     site.AddFile("sites/docs/a.pdf", "<D:displayname>first</D:displayname>");
-    const auto object = site.Bind(u"sites/docs/a.pdf");
-    ASSERT_NE(object, nullptr);
+    const auto object = site.BindKnown(u"sites/docs/a.pdf");
     site.AddFile("sites/docs/a.pdf", "<D:displayname>second</D:displayname>");
     EXPECT_EQ(object->UpdateInformation().m_name, u"second");
     std::string untold = site.File("sites/docs/a.pdf", "<D:displayname>third</D:displayname>");
     const size_t status = untold.find("200 OK");
     ASSERT_NE(status, std::string::npos);
     untold.replace(status, 6, "404 Not Found");
-    for (const std::string& answer : {Answer("200 OK", "<html>"), OlderSiteFixture::Multistatus(""),
-                                      OlderSiteFixture::Multistatus(untold),
-                                      OlderSiteFixture::Multistatus(site.File("sites/docs/other.pdf")),
-                                      OlderSiteFixture::Multistatus(site.Item("sites/docs/a.pdf", ""))}) {
+    for (const std::string& answer :
+         {Answer("200 OK", "<html>"), OlderSite::Multistatus(""), OlderSite::Multistatus(untold),
+          OlderSite::Multistatus(site.File("sites/docs/other.pdf")),
+          OlderSite::Multistatus(site.Item("sites/docs/a.pdf", ""))}) {
         site.answers["PROPFIND /sites/docs/a.pdf"] = answer;
         EXPECT_EQ(object->UpdateInformation().m_name, u"second") << answer;
     }
@@ -79,11 +73,9 @@ TEST(OlderObject, KeepsItsInformationWhenItCannotBeHadAgain) {
 }
 
 TEST(OlderObject, AsksTheAuthorServiceOfItsWebWhetherItCanBeEdited) {
-    OlderSiteFixture site;
+    OlderSite site;
     site.AddFolder("sites/docs/a");
-    const auto object = site.Bind(u"sites/docs/a");
-    ASSERT_NE(object, nullptr);
-    site.server.Forget();
+    const auto object = site.BindKnown(u"sites/docs/a");
     site.answers[kAuthor] = Answer("200 OK", "<li>vti_canmaybeedit\n<li>BX|true\n");
     EXPECT_TRUE(object->CanEdit());
     ASSERT_EQ(site.server.Lines(), Lines{kAuthor});
@@ -95,11 +87,11 @@ TEST(OlderObject, AsksTheAuthorServiceOfItsWebWhetherItCanBeEdited) {
     EXPECT_FALSE(object->CanEdit());
 }
 
-TEST(OlderUser, IsAskedForBySoapAndThenOfTheAuthorService) {
-    OlderSiteFixture site;
+TEST(OlderUser, IsAskedOfTheUserServiceAndThenOfTheAuthorService) {
+    OlderSite site;
     const auto user = [](const std::string& attributes) {
-        return OlderSiteFixture::Soap("GetCurrentUserInfo",
-                                      "<GetUserInfo xmlns=\"n\"><User " + attributes + "/></GetUserInfo>");
+        return OlderSite::Soap("GetCurrentUserInfo",
+                               "<GetUserInfo xmlns=\"n\"><User " + attributes + "/></GetUserInfo>");
     };
     site.answers[kAuthor] = Answer("200 OK", "<li>vti_username\n<li>SX|d&#92;fallback\n");
     site.answers[kUserGroup] = user("ID=\"4\" LoginName=\"i:0#.w|d\\bob\" Name=\"Bob\"");
@@ -115,8 +107,8 @@ TEST(OlderUser, IsAskedForBySoapAndThenOfTheAuthorService) {
         << request.body;
     for (const std::string& answer :
          {user("Name=\"Bob\""), user("LoginName=\"\""), Answer("500 Oops"), Answer("404 Not Found"),
-          OlderSiteFixture::Soap("GetCurrentUserInfo", ""), Answer("200 OK", "<soap:Envelope/>"),
-          OlderSiteFixture::Soap("GetUserInfo", "<GetUserInfo><User LoginName=\"x\"/></GetUserInfo>")}) {
+          OlderSite::Soap("GetCurrentUserInfo", ""), Answer("200 OK", "<soap:Envelope/>"),
+          OlderSite::Soap("GetUserInfo", "<GetUserInfo><User LoginName=\"x\"/></GetUserInfo>")}) {
         site.answers[kUserGroup] = answer;
         site.server.Forget();
         EXPECT_EQ(site.web->GetCurrentUserSoap2010(), u"") << answer;
@@ -129,11 +121,11 @@ TEST(OlderUser, IsAskedForBySoapAndThenOfTheAuthorService) {
     EXPECT_THROW(site.web->GetCurrentUser(), Exception);
 }
 
-TEST(OlderUser, IsShownByNameAndMailOrByWhatIsKnownOfHim) {
-    OlderSiteFixture site;
+TEST(OlderUser, IsShownByNameAndMailOrByLogin) {
+    OlderSite site;
     const auto show = [&](const std::string& attributes, const std::u16string& login) {
         site.answers[kUserGroup] =
-            OlderSiteFixture::Soap("GetUserInfo", "<GetUserInfo><User " + attributes + "/></GetUserInfo>");
+            OlderSite::Soap("GetUserInfo", "<GetUserInfo><User " + attributes + "/></GetUserInfo>");
         return ToUtf8(site.web->GetUserDisplayName(login));
     };
     EXPECT_EQ(show("Name=\"Bob &amp; B\" Email=\"b@x\"", u"d\\bob"), "Bob & B <b@x>");
@@ -141,7 +133,7 @@ TEST(OlderUser, IsShownByNameAndMailOrByWhatIsKnownOfHim) {
     EXPECT_EQ(show("Name=\"\" Email=\"b@x\"", u"d\\bob"), "b@x");
     EXPECT_EQ(show("Name=\"\" Email=\"\"", u"i:0#.w|d\\bob"), "d\\bob");
     EXPECT_EQ(show("LoginName=\"other\"", u"d\\bob"), "d\\bob");
-    // The login stands in the request as it is.
+    // The request has the login without escaping.
     site.server.Forget();
     site.web->GetUserDisplayName(u"i:0#.w|d\\a&b\u00E4");
     const auto request = site.server.Requests().at(0);
@@ -156,7 +148,7 @@ TEST(OlderUser, IsShownByNameAndMailOrByWhatIsKnownOfHim) {
 }
 
 TEST(OlderDigest, IsFetchedAnewForEachChangeWhileItIsYoung) {
-    OlderSiteFixture site(u"sites/my docs");
+    OlderSite site(u"sites/my docs");
     const std::string line = "POST /sites/my%20docs/_api/contextinfo";
     for (const char16_t* digest : {u"one", u"two"}) {
         site.answers[line] = Answer(

@@ -1,4 +1,3 @@
-// Reading of a WebDAV answer's properties. Re-entrant.
 #include "sharepoint/legacy/propfind.h"
 
 #include <charconv>
@@ -24,14 +23,14 @@ bool IsOneOf(const std::u16string& text, std::initializer_list<const char16_t*> 
     return false;
 }
 
-// Where in three-letter names of days or months one stands; -1 for none.
+// The index of a three-letter name of a day or month; -1 when it is none.
 int IndexOfName(std::string_view names, std::string_view wanted) {
     for (size_t at = 0; at < names.size(); at += 3)
         if (names.substr(at, 3) == wanted) return static_cast<int>(at / 3);
     return -1;
 }
 
-// The usual form, letter by letter: a listing has one of these for each item. False for any other.
+// The usual form, parsed by hand because a listing has one for each item. False for any other.
 bool ReadUsualForm(std::string_view text, std::tm& fields) {
     static constexpr std::string_view kForm = "???, 00 ??? 0000 00:00:00 GMT";
     if (text.size() != kForm.size()) return false;
@@ -55,9 +54,9 @@ bool ReadUsualForm(std::string_view text, std::tm& fields) {
     return fields.tm_wday >= 0 && fields.tm_mon >= 0;
 }
 
-// The same with what formatted input lets pass: more blanks, long names, either case.
+// The same with more blanks, long names or another case.
 bool ReadLooseForm(const std::string& text, std::tm& fields) {
-    if (text.find("GMT") == std::string::npos) return false;  // the library takes a cut text for a whole one
+    if (text.find("GMT") == std::string::npos) return false;  // std::get_time accepts a text that ends early
     std::istringstream stream(text);
     stream.imbue(std::locale::classic());  // the names of days and months are English
     stream >> std::get_time(&fields, "%a, %d %b %Y %H:%M:%S GMT");
@@ -177,7 +176,7 @@ bool ReadProperties(const Properties& properties, SharePoint::Information& infor
     return true;
 }
 
-// The path of an item on the server; false for the item of another one.
+// The path of an item; false when it is on another server.
 bool ReadPath(const std::u16string& server_url, const pugi::xml_node& response, std::u16string& out_path) {
     TRACE_NAME("SharePoint2013::ParseWebDavPropfind");
     const std::u16string href = FromUtf8(UrlDecode(response.child("D:href").text().get()));

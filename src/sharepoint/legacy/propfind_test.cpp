@@ -1,9 +1,10 @@
-// What is made of one item of a WebDAV answer, property by property.
+// One item of a WebDAV answer as a record, property by property.
 #include "sharepoint/legacy/propfind.h"
 
 #include <gtest/gtest.h>
 
 #include "base/text/encoding.h"
+#include "sharepoint/tests/named_rows_test.h"
 
 namespace {
 
@@ -74,7 +75,7 @@ TEST(Propfind, AFileNeedsOnlyItsLength) {
     EXPECT_EQ(empty.information.m_size, 0u);
 }
 
-TEST(Propfind, AFolderHasNeitherLengthNorHolder) {
+TEST(Propfind, AFolderHasNoLengthAndNoHolder) {
     const std::string lock =
         "<D:lockdiscovery><D:activelock><D:owner>d\\bob</D:owner></D:activelock></D:lockdiscovery>";
     const Item item = Read("<D:href>http://server/sites/docs/L/</D:href>" +
@@ -88,84 +89,169 @@ TEST(Propfind, AFolderHasNeitherLengthNorHolder) {
     EXPECT_TRUE(Read(kHref + Propstat("<D:isFolder>1</D:isFolder>")).read);
 }
 
-TEST(Propfind, BooleansHaveManyWords) {
-    for (const char* word : {"t", "T", "true", "TRUE", "y", "Y", "yes", "Yes", "1"})
-        EXPECT_TRUE(ReadFile("<D:isFolder>" + std::string(word) + "</D:isFolder>").is_folder) << word;
-    for (const char* word : {"f", "F", "false", "n", "no", "NO", "0", "", "2", "tru", " t", "on", "wahr"}) {
-        const Item item = ReadFile("<D:isFolder>" + std::string(word) + "</D:isFolder>");
-        EXPECT_TRUE(item.read && !item.is_folder) << word;
+struct WordRow {
+    const char* name;
+    const char* word;
+    bool is_folder = false;
+};
+
+class FolderWord : public testing::TestWithParam<WordRow> {};
+
+TEST_P(FolderWord, IsReadInEitherCase) {
+    const Item item = ReadFile("<D:isFolder>" + std::string(GetParam().word) + "</D:isFolder>");
+    EXPECT_TRUE(item.read);
+    EXPECT_EQ(item.is_folder, GetParam().is_folder);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, FolderWord,
+    testing::Values(WordRow{.name = "T", .word = "t", .is_folder = true},
+                    WordRow{.name = "CapitalT", .word = "T", .is_folder = true},
+                    WordRow{.name = "True", .word = "true", .is_folder = true},
+                    WordRow{.name = "CapitalTrue", .word = "TRUE", .is_folder = true},
+                    WordRow{.name = "Y", .word = "y", .is_folder = true},
+                    WordRow{.name = "Yes", .word = "Yes", .is_folder = true},
+                    WordRow{.name = "One", .word = "1", .is_folder = true}, WordRow{.name = "F", .word = "f"},
+                    WordRow{.name = "False", .word = "false"}, WordRow{.name = "No", .word = "NO"},
+                    WordRow{.name = "Zero", .word = "0"}, WordRow{.name = "Empty", .word = ""},
+                    WordRow{.name = "Two", .word = "2"}, WordRow{.name = "CutTrue", .word = "tru"},
+                    WordRow{.name = "Blank", .word = " t"}, WordRow{.name = "OtherWord", .word = "on"}),
+    NameOfRow());
+
+struct DateRow {
+    const char* name;
+    const char* text;
+    uint64_t time = 0;
+};
+
+class ItemDate : public testing::TestWithParam<DateRow> {};
+
+TEST_P(ItemDate, HasTwoForms) {
+    for (const bool created : {true, false}) {
+        const std::string name = created ? "D:creationdate" : "D:getlastmodified";
+        const Item item = ReadFile("<" + name + ">" + GetParam().text + "</" + name + ">");
+        ASSERT_TRUE(item.read);
+        EXPECT_EQ(item.information.m_created_time, created ? GetParam().time : 0);
+        EXPECT_EQ(item.information.m_modified_time, created ? 0 : GetParam().time);
     }
 }
 
-TEST(Propfind, DatesHaveTwoForms) {
-    const struct {
-        const char* text;
-        uint64_t time;
-    } rows[] = {
-        {"2013-05-01T10:20:30Z", kTime},
-        {"2013-05-01T10:20:30.5Z", kTime + 5'000'000},
-        {"2013-05-01T10:20:30+02:00", kTime},
-        {"Wed, 01 May 2013 10:20:30 GMT", kTime},
-        {"Wed, 1 May 2013 10:20:30 GMT", kTime},
-        {"wednesday,  01 may 2013 10:20:30 GMT", kTime},
-        {"Xyz, 01 May 2013 10:20:30 GMT", 0},
-        {"Wed, 01 Mai 2013 10:20:30 GMT", 0},
-        {"Wed, 31 Feb 2013 10:20:30 GMT", 0},
-        {"Wed, 01 May 2013 10:20:30", 0},
-        {"Wed, 01 May", 0},
-        {"Wed, 01 May 2013 25:20:30 GMT", 0},
-        {"Wed, 01 May 1600 10:20:30 GMT", 0},
-        {"01 May 2013 10:20:30 -0000", 0},
-        {"2013-05-01", 0},
-        {"yesterday", 0},
-        {"", 0},
-    };
-    for (const auto& row : rows) {
-        for (const bool created : {true, false}) {
-            const std::string name = created ? "D:creationdate" : "D:getlastmodified";
-            const Item item = ReadFile("<" + name + ">" + row.text + "</" + name + ">");
-            ASSERT_TRUE(item.read) << row.text;
-            EXPECT_EQ(item.information.m_created_time, created ? row.time : 0) << row.text;
-            EXPECT_EQ(item.information.m_modified_time, created ? 0 : row.time) << row.text;
-        }
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ItemDate,
+    testing::Values(
+        DateRow{.name = "Iso", .text = "2013-05-01T10:20:30Z", .time = kTime},
+        DateRow{.name = "IsoFraction", .text = "2013-05-01T10:20:30.5Z", .time = kTime + 5'000'000},
+        DateRow{.name = "IsoZone", .text = "2013-05-01T10:20:30+02:00", .time = kTime},
+        DateRow{.name = "Http", .text = "Wed, 01 May 2013 10:20:30 GMT", .time = kTime},
+        DateRow{.name = "HttpShortDay", .text = "Wed, 1 May 2013 10:20:30 GMT", .time = kTime},
+        DateRow{.name = "HttpLoose", .text = "wednesday,  01 may 2013 10:20:30 GMT", .time = kTime},
+        DateRow{.name = "HttpNoDay", .text = "Xyz, 01 May 2013 10:20:30 GMT"},
+        DateRow{.name = "HttpNoMonth", .text = "Wed, 01 Mai 2013 10:20:30 GMT"},
+        DateRow{.name = "HttpNoSuchDate", .text = "Wed, 31 Feb 2013 10:20:30 GMT"},
+        DateRow{.name = "HttpWithoutZone", .text = "Wed, 01 May 2013 10:20:30"},
+        DateRow{.name = "HttpCut", .text = "Wed, 01 May"},
+        DateRow{.name = "HttpNoHour", .text = "Wed, 01 May 2013 25:20:30 GMT"},
+        DateRow{.name = "HttpTooEarly", .text = "Wed, 01 May 1600 10:20:30 GMT"},
+        DateRow{.name = "Mail", .text = "01 May 2013 10:20:30 -0000"},
+        DateRow{.name = "IsoDay", .text = "2013-05-01"}, DateRow{.name = "Word", .text = "yesterday"},
+        DateRow{.name = "Empty", .text = ""}),
+    NameOfRow());
+
+std::string Lock(const std::string& owner) {
+    return "<D:lockdiscovery><D:activelock><D:owner>" + owner + "</D:owner></D:activelock></D:lockdiscovery>";
+}
+
+std::string Attributes(const std::string& text) {
+    return "<Z:Win32FileAttributes>" + text + "</Z:Win32FileAttributes>";
+}
+
+struct TextRow {
+    const char* name;
+    std::string property;
+    const char16_t* author = u"";
+    const char16_t* holder = u"";
+    uint32_t attributes = 0;
+};
+
+class ItemText : public testing::TestWithParam<TextRow> {};
+
+TEST_P(ItemText, BecomesTheMemberOfItsProperty) {
+    const Item item = ReadFile(GetParam().property);
+    EXPECT_EQ(item.information.m_modified_by, GetParam().author);
+    EXPECT_EQ(item.information.m_checkout_user, GetParam().holder);
+    EXPECT_EQ(item.information.m_attributes, GetParam().attributes);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ItemText,
+    testing::Values(
+        TextRow{.name = "AuthorOfAClaim",
+                .property = "<Office:modifiedby>i:0#.w|domain\\user</Office:modifiedby>",
+                .author = u"domain\\user"},
+        TextRow{.name = "AuthorOfTwoBars",
+                .property = "<Office:modifiedby>i:0#.f|membership|bob</Office:modifiedby>",
+                .author = u"bob"},
+        TextRow{.name = "AuthorOfADomain",
+                .property = "<Office:modifiedby>domain\\user</Office:modifiedby>",
+                .author = u"domain\\user"},
+        TextRow{.name = "AuthorBehindTheBar", .property = "<Office:modifiedby>odd|</Office:modifiedby>"},
+        TextRow{.name = "AuthorEmpty", .property = "<Office:modifiedby/>"},
+        TextRow{.name = "NoLock", .property = "<D:lockdiscovery/>"},
+        TextRow{.name = "LockWithoutOwner", .property = "<D:lockdiscovery><D:activelock/></D:lockdiscovery>"},
+        TextRow{.name = "OwnerEmpty", .property = Lock("")},
+        TextRow{.name = "OwnerInAnElement", .property = Lock("<D:href>x</D:href>")},
+        TextRow{
+            .name = "OwnerBetweenElements", .property = Lock("<D:x/>d\\bob<D:x/>more"), .holder = u"d\\bob"},
+        TextRow{.name = "OwnerAsCharacterData", .property = Lock("<![CDATA[d\\bob]]>"), .holder = u"d\\bob"},
+        TextRow{.name = "AttributesPadded", .property = Attributes("00000020"), .attributes = 0x20},
+        TextRow{.name = "AttributesShort", .property = Attributes("ff"), .attributes = 0xFF},
+        TextRow{.name = "AttributesAll", .property = Attributes("FFFFFFFF"), .attributes = 0xFFFFFFFF},
+        TextRow{.name = "AttributesTooLarge", .property = Attributes("100000000")},
+        TextRow{.name = "AttributesNoDigits", .property = Attributes("x")}),
+    NameOfRow());
+
+struct AddressRow {
+    const char* name;
+    const char* href;
+    const char* path = nullptr;  // null: refused
+};
+
+class ItemAddress : public testing::TestWithParam<AddressRow> {};
+
+TEST_P(ItemAddress, IsDecodedOnceAndMustBeOnTheServer) {
+    const Item item = Read("<D:href>" + std::string(GetParam().href) + "</D:href>" + Propstat(kLength));
+    ASSERT_EQ(item.read, GetParam().path != nullptr);
+    if (item.read) {
+        EXPECT_EQ(ToUtf8(item.information.m_path), GetParam().path);
     }
 }
 
-TEST(Propfind, TakesTheFirstTextOfTheLocksOwner) {
-    const auto owner = [](const std::string& lock) {
-        return ToUtf8(
-            ReadFile("<D:lockdiscovery>" + lock + "</D:lockdiscovery>").information.m_checkout_user);
-    };
-    EXPECT_EQ(owner(""), "");
-    EXPECT_EQ(owner("<D:activelock/>"), "");
-    EXPECT_EQ(owner("<D:activelock><D:owner/></D:activelock>"), "");
-    EXPECT_EQ(owner("<D:activelock><D:owner><D:href>x</D:href></D:owner></D:activelock>"), "");
-    EXPECT_EQ(owner("<D:activelock><D:owner><D:x/>d\\bob<D:x/>more</D:owner></D:activelock>"), "d\\bob");
-    EXPECT_EQ(owner("<D:activelock><D:owner><![CDATA[d\\bob]]></D:owner></D:activelock>"), "d\\bob");
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ItemAddress,
+    testing::Values(AddressRow{.name = "Escaped",
+                               .href = "http://server/a%20b/%C3%A4%23%2B+.pdf",
+                               .path = "a b/\xC3\xA4#++.pdf"},
+                    AddressRow{.name = "OtherSpelling", .href = "HTTP://SERVER:80/a.pdf", .path = "a.pdf"},
+                    AddressRow{
+                        .name = "EscapedTwice", .href = "http://server/a%2520b.pdf", .path = "a%20b.pdf"},
+                    AddressRow{.name = "NoEscape", .href = "http://server/100%.pdf", .path = "100%.pdf"},
+                    AddressRow{.name = "Root", .href = "http://server/", .path = ""},
+                    AddressRow{.name = "RootWithoutSlash", .href = "http://server", .path = ""},
+                    AddressRow{.name = "SlashAtTheEnd", .href = "http://server/a/b/", .path = "a/b"},
+                    AddressRow{.name = "PathOnly", .href = "/a.pdf"},
+                    AddressRow{.name = "NameOnly", .href = "a.pdf"},
+                    AddressRow{.name = "OtherScheme", .href = "https://server/a.pdf"},
+                    AddressRow{.name = "OtherPort", .href = "http://server:8080/a.pdf"},
+                    AddressRow{.name = "OtherHost", .href = "http://other/a.pdf"},
+                    AddressRow{.name = "LongerHost", .href = "http://server.other/a.pdf"},
+                    AddressRow{.name = "Empty", .href = ""}),
+    NameOfRow());
+
+TEST(Propfind, AnItemNeedsAnAddress) {
+    EXPECT_FALSE(Read(Propstat(kLength)).read);
 }
 
-TEST(Propfind, TheLastAuthorIsWhatFollowsTheLastBar) {
-    for (const auto& [text, user] :
-         {std::pair{"i:0#.w|domain\\user", u"domain\\user"}, std::pair{"i:0#.f|membership|bob", u"bob"},
-          std::pair{"domain\\user", u"domain\\user"}, std::pair{"odd|", u""}, std::pair{"", u""}}) {
-        EXPECT_EQ(ReadFile("<Office:modifiedby>" + std::string(text) + "</Office:modifiedby>")
-                      .information.m_modified_by,
-                  user);
-    }
-}
-
-TEST(Propfind, AttributesAreHexadecimal) {
-    for (const auto& [text, attributes] :
-         {std::pair{"00000020", 0x20u}, std::pair{"ff", 0xFFu}, std::pair{"FFFFFFFF", 0xFFFFFFFFu},
-          std::pair{"100000000", 0u}, std::pair{"x", 0u}, std::pair{"", 0u}}) {
-        EXPECT_EQ(ReadFile("<Z:Win32FileAttributes>" + std::string(text) + "</Z:Win32FileAttributes>")
-                      .information.m_attributes,
-                  attributes)
-            << text;
-    }
-}
-
-TEST(Propfind, ReadsTheFirstPropertiesThatCouldBeHad) {
+TEST(Propfind, ReadsTheFirstPropertiesWithStatus200) {
     const std::string name = "<D:displayname>other</D:displayname>";
     const Item item =
         Read(kHref + Propstat(name, "HTTP/1.1 404 Not Found") + Propstat(kLength) + Propstat(name + kLength));
@@ -182,34 +268,6 @@ TEST(Propfind, ReadsTheFirstPropertiesThatCouldBeHad) {
         EXPECT_EQ(empty.information.m_name, u"");
         EXPECT_EQ(empty.information.m_size, 0u);
     }
-}
-
-TEST(Propfind, TheAddressIsDecodedOnceAndMustBeOnTheServer) {
-    const struct {
-        const char* href;
-        const char* path;  // null: refused
-    } rows[] = {
-        {"http://server/a%20b/%C3%A4%23%2B+.pdf", "a b/\xC3\xA4#++.pdf"},
-        {"HTTP://SERVER:80/a.pdf", "a.pdf"},
-        {"http://server/a%2520b.pdf", "a%20b.pdf"},
-        {"http://server/100%.pdf", "100%.pdf"},
-        {"http://server/", ""},
-        {"http://server", ""},
-        {"http://server/a/b/", "a/b"},
-        {"/a.pdf", nullptr},
-        {"a.pdf", nullptr},
-        {"https://server/a.pdf", nullptr},
-        {"http://server:8080/a.pdf", nullptr},
-        {"http://other/a.pdf", nullptr},
-        {"http://server.other/a.pdf", nullptr},
-        {"", nullptr},
-    };
-    for (const auto& row : rows) {
-        const Item item = Read("<D:href>" + std::string(row.href) + "</D:href>" + Propstat(kLength));
-        EXPECT_EQ(item.read, row.path != nullptr) << row.href;
-        EXPECT_EQ(ToUtf8(item.information.m_path), row.path && item.read ? row.path : "") << row.href;
-    }
-    EXPECT_FALSE(Read(Propstat(kLength)).read) << "no address at all";
 }
 
 TEST(Propfind, OtherPrefixesAreOtherElements) {

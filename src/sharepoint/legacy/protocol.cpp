@@ -1,4 +1,3 @@
-// Reading of SOAP results and faults. Pure functions.
 #include "sharepoint/legacy/protocol.h"
 
 #include <charconv>

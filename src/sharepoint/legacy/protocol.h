@@ -1,5 +1,4 @@
-// The wire spelling of the older dialect: accept lists and the reading of its booleans and error codes. Pure
-// functions; re-entrant.
+// The older dialect's accept lists, booleans and error codes. Pure functions; re-entrant.
 #pragma once
 
 #include <cstdint>

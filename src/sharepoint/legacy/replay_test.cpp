@@ -1,5 +1,5 @@
-// Answers recorded from real servers, where the folder REPLAY_CAPTURES names them: XML and author.dll's pages
-// give what a plain walk through them gives, and what isn't meant for a question answers nothing.
+// Answers recorded from real servers, from the folder that REPLAY_CAPTURES names: the results are compared
+// with a plain search of the XML and of author.dll's pages.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -8,13 +8,13 @@
 
 #include "sharepoint/legacy/front_page.h"
 #include "sharepoint/legacy/protocol.h"
-#include "sharepoint/legacy/site_test_fixture.h"
 #include "sharepoint/reading.h"
-#include "sharepoint/replay_captures.h"
+#include "sharepoint/tests/replay_captures.h"
+#include "sharepoint/tests/site_test_fixture.h"
 
 namespace {
 
-// One recorded XML, walked along literal names.
+// One recorded XML answer, searched by literal names.
 class Recording {
 public:
     explicit Recording(const std::string& body)
@@ -81,10 +81,10 @@ protected:
         site.answers["POST /_vti_bin/Webs.asmx"] = Answer("200 OK", body);
     }
 
-    OlderSiteFixture site;
+    OlderSite site;
 };
 
-// A header, its lines as they were recorded, and its value with what was folded on one line.
+// A header: its lines as recorded, and its value with folded lines joined.
 struct RecordedHeader {
     std::string lines, name, value;
 };
@@ -107,7 +107,7 @@ std::vector<RecordedHeader> HeadersOf(const std::string& head) {
     return headers;
 }
 
-TEST_F(OlderReplay, HeadersAndStatusAreReadAsTheyStand) {
+TEST_F(OlderReplay, HeadersAndStatusAreReadExactly) {
     for (const char* folder : {"headers", "errors", "webdav", "fprpc", "soap"}) {
         for (const Capture& capture : CapturesOf(folder, ".txt")) {
             const bool is_alone = folder == std::string("headers") && capture.head.empty();
@@ -119,7 +119,7 @@ TEST_F(OlderReplay, HeadersAndStatusAreReadAsTheyStand) {
             std::string head = "HTTP/1.1 " + status + " Recorded\r\n";
             std::vector<RecordedHeader> sent;
             for (const RecordedHeader& header : recorded) {
-                // What describes the body or leads elsewhere has no meaning here.
+                // These describe the body or another address, and don't fit the answer sent here.
                 static const std::set<std::string> kLeftOut{"Content-Length", "Transfer-Encoding",
                                                             "Connection", "Content-Encoding", "Location"};
                 if (kLeftOut.contains(header.name)) continue;
@@ -139,8 +139,8 @@ TEST_F(OlderReplay, HeadersAndStatusAreReadAsTheyStand) {
     }
 }
 
-// Each SOAP answer is the answer to the method that it names.
-TEST_F(OlderReplay, SoapResultsAndFaultsAreReadAsTheyStand) {
+// Each recorded SOAP answer is sent as the answer to its own method.
+TEST_F(OlderReplay, SoapResultsAndFaultsAreReadExactly) {
     for (const Capture& capture : CapturesOf("soap")) {
         SCOPED_TRACE(capture.name);
         const Recording recording(capture.body);
@@ -161,8 +161,8 @@ TEST_F(OlderReplay, SoapResultsAndFaultsAreReadAsTheyStand) {
     }
 }
 
-// The web's own questions, answered with anything that a service ever said.
-TEST_F(OlderReplay, QuestionsTakeOnlyTheirOwnAnswers) {
+// The web's questions get every recorded answer, of whatever service.
+TEST_F(OlderReplay, EachQuestionUsesOnlyItsOwnAnswer) {
     for (const char* folder : {"soap", "webdav", "errors"}) {
         for (const Capture& capture : CapturesOf(folder)) {
             SCOPED_TRACE(capture.name);
@@ -188,7 +188,7 @@ TEST_F(OlderReplay, QuestionsTakeOnlyTheirOwnAnswers) {
     }
 }
 
-TEST_F(OlderReplay, TheWebOfAPageIsReadAsItStands) {
+TEST_F(OlderReplay, TheWebOfAPageIsReadExactly) {
     for (const Capture& capture : CapturesOf("soap")) {
         SCOPED_TRACE(capture.name);
         const Recording recording(capture.body);
@@ -206,8 +206,8 @@ TEST_F(OlderReplay, TheWebOfAPageIsReadAsItStands) {
     }
 }
 
-// Users as recorded, some without their envelope.
-TEST_F(OlderReplay, UsersAreNamedAsTheyStand) {
+// Recorded users; some are recorded without an envelope.
+TEST_F(OlderReplay, UsersAreReadExactly) {
     int users = 0;
     for (const Capture& capture : CapturesOf("soap")) {
         const Recording recording(capture.body);
@@ -218,16 +218,16 @@ TEST_F(OlderReplay, UsersAreNamedAsTheyStand) {
         SCOPED_TRACE(capture.name);
         const std::string line = "POST /sites/docs/_vti_bin/UserGroup.asmx";
         const std::string info = "<GetUserInfo xmlns=\"n\">" + Print(user) + "</GetUserInfo>";
-        site.answers[line] = OlderSiteFixture::Soap("GetCurrentUserInfo", info);
+        site.answers[line] = OlderSite::Soap("GetCurrentUserInfo", info);
         EXPECT_EQ(ToUtf8(site.web->GetCurrentUser()), user.attribute("LoginName").value());
-        site.answers[line] = OlderSiteFixture::Soap("GetUserInfo", info);
+        site.answers[line] = OlderSite::Soap("GetUserInfo", info);
         EXPECT_EQ(ToUtf8(site.web->GetUserDisplayName(u"x")), DisplayNameOf(user, "x"));
         ++users;
     }
     RecordProperty("users", users);
 }
 
-// An item of a listing as its properties have it; nothing for one that is passed over.
+// An item of a listing by its properties; nothing for one that Enumerate skips.
 struct Item {
     std::string name, owner;
     bool is_folder = false;
@@ -257,14 +257,14 @@ std::optional<Item> ReadItem(const pugi::xml_node& response) {
     return item;
 }
 
-// A listing as recorded, put below the test's own web; what was cut off within an item is ended well.
-TEST_F(OlderReplay, PropertiesOfAListingAreReadAsTheyStand) {
+// A recorded listing, moved below the test's web; an item that is cut off gets its missing end.
+TEST_F(OlderReplay, PropertiesOfAListingAreReadExactly) {
     int items = 0;
     for (const Capture& capture : CapturesOf("webdav")) {
         SCOPED_TRACE(capture.name);
         site.answers["PROPFIND /sites/docs"] = Answer("207 MULTI-STATUS", capture.body);
         EXPECT_TRUE(site.web->Enumerate().empty()) << "of another server, with other prefixes, or cut";
-        const Recording recording(capture.body);  // as far as it goes
+        const Recording recording(capture.body);  // the part that can be parsed
         const bool is_cut = !recording.IsXml();
         std::vector<Item> expected, listed;
         for (pugi::xml_node response : recording.Root().child("D:multistatus").children("D:response")) {
@@ -319,10 +319,10 @@ bool ForbidsEditing(const std::string& page) {
     return page.empty();
 }
 
-TEST_F(OlderReplay, AuthorPagesNameNobodyUnlessTheyDo) {
+TEST_F(OlderReplay, AuthorPagesAreReadExactly) {
     for (const Capture& capture : CapturesOf("fprpc")) {
         SCOPED_TRACE(capture.name);
-        // As recorded, and with the line ends that the recordings write out.
+        // As recorded, and with real line ends where the recordings spell them as words.
         const std::string with_line_ends =
             ReplaceAll(ReplaceAll(ReplaceAll(capture.body, "CRLF", "LF"), "LF\n", "LF"), "LF", "\n");
         for (const std::string& page : {capture.body, with_line_ends}) {

@@ -1,4 +1,3 @@
-// Reading of a document's record. Re-entrant.
 #include "sharepoint/legacy/rest_items.h"
 
 #include "base/log.h"

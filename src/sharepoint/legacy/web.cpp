@@ -1,4 +1,3 @@
-// Finding and listing objects of an older server's web, and its users. Any thread.
 #include "sharepoint/legacy/web.h"
 
 #include <charconv>
@@ -19,10 +18,8 @@ namespace SharePoint2013 {
 namespace {
 
 using SharePoint2010::Utility::CallSoap;
-using SharePoint2010::Utility::ReadJson;
 
 constexpr uint32_t kNotFound = 404;
-constexpr int kOldestCompatibleVersion = 15;
 constexpr std::string_view kPropfindBody =
     R"(<?xml version="1.0" ?><D:propfind xmlns:D="DAV:"><D:allprop/></D:propfind>)";
 
@@ -30,7 +27,7 @@ std::u16string AttributeOf(const pugi::xml_node& node, const char* name) {
     return FromUtf8(node.attribute(name).value());
 }
 
-// What plainly lies below is told without taking both paths apart; a long listing has little else.
+// A path that plainly lies below needs no full comparison; most items of a listing have such a path.
 bool IsSamePath(const std::u16string& path, const std::u16string& other) {
     const bool is_below = other.size() > path.size() + 1 && other[path.size()] == u'/' &&
                           other[path.size() + 1] != u'.' && other.starts_with(path);
@@ -45,15 +42,7 @@ pugi::xml_node UserOf(const pugi::xml_node& result) {
 
 std::shared_ptr<Web> Web::Create(std::shared_ptr<Http::Session> http, const std::u16string& object_url) {
     TRACE_ENTRY("SharePoint2013::Web::Create");
-    std::shared_ptr<Web> self(new Web(http));
-    const std::u16string object_path = SharePoint::RequirePath(trace_function, http->GetUri(), object_url);
-    CHECK_THROW(GetWebPath(*http, object_path, self->m_information.m_path), HResultException, E_INVALIDARG,
-                u"GetWebPath(*http, object_path, self->m_information.m_path)");
-    self->m_root = self->m_information.m_path;
-    LOG_LINE(Log::verbose, u"root='%s'", MaskForLog(self->m_root));
-    self->UpdateInformation();
-    TRACE_EXIT(u"");
-    return self;
+    return SharePoint::CreateWeb<Web>(trace_function, std::move(http), object_url);
 }
 
 bool Web::IsCompatible(const std::shared_ptr<Http::Session>& http, const std::u16string& url) {
@@ -109,16 +98,6 @@ const SharePoint::Information& Web::UpdateInformation() {
     SharePoint::NameWebByItsPath(m_information);
     TRACE_EXIT(u"");
     return m_information;
-}
-
-void Web::Rename(const std::u16string&) {
-    TRACE_ENTRY("SharePoint2013::Web::Rename");
-    THROW_TRACED(Exception, u"Root folder does not support renaming");
-}
-
-void Web::Delete() {
-    TRACE_ENTRY("SharePoint2013::Web::Delete");
-    THROW_TRACED(Exception, u"Root folder does not support deleting");
 }
 
 std::shared_ptr<SharePoint::Object> Web::MakeObject(SharePoint::Information information, bool is_folder) {
@@ -179,39 +158,22 @@ bool Web::ReadInformation(const std::u16string& path, SharePoint::Information& o
     const pugi::xml_node response = document.child("D:multistatus").child("D:response");
     if (!response || !ParseWebDavPropfind(m_http->GetUri(), response, out_information, out_is_folder))
         return false;
-    // An item that the server tells nothing of has no time to compare: a save couldn't see a newer version.
+    // Without properties there is no time to compare, and a save couldn't detect a newer version.
     return !out_information.m_name.empty();
 }
 
 std::shared_ptr<SharePoint::Object> Web::BindObject(const std::u16string& url, BindObjectType type) {
     TRACE_ENTRY("SharePoint2013::Web::BindObject");
-    std::u16string relative;
-    const auto place =
-        SharePoint::FindPlace(trace_function, m_http->GetUri(), m_information.m_path, url, type, relative);
-    if (place == SharePoint::Place::web) return shared_from_this();
-    if (place == SharePoint::Place::refused) return nullptr;
-    SharePoint::Information information;
-    bool is_folder = false;
-    const bool found = place == SharePoint::Place::link ? ReadFileLink(url, information)
-                                                        : ReadInformation(relative, information, is_folder);
-    if (!found || !SharePoint::IsOfType(trace_function, information, is_folder, type)) return nullptr;
-    LOG_LINE(Log::verbose, u"Binded object %s", SharePoint::DescribeForLog(information, is_folder));
-    TRACE_EXIT(u"");
-    return MakeObject(std::move(information), is_folder);
+    return SharePoint::BindObject(trace_function, *this, url, type);
 }
 
-bool Web::ReadFileLink(const std::u16string& url, SharePoint::Information& out_information) {
+bool Web::ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,
+                       bool& out_is_folder) {
     TRACE_NAME("SharePoint2013::Web::BindObject");
-    LOG_LINE(Log::verbose, u"Getting information from file link URL '%s'", MaskForLog(url));
-    Json::Document document;
-    const std::u16string address = SharePoint::FileLinkAddress(url);
-    if (!ReadJson(document, m_http->SendRequest(u"GET", address, kAcceptNoMetadata, nullptr, nullptr, 0,
-                                                /*check_status=*/true)))
-        return false;
-    if (!ParseRestFileInfo(document.Root(), out_information)) return false;
-    LOG_LINE(Log::verbose, u"Web::BindObject FileLinkURL %s",
-             SharePoint::DescribeForLog(out_information, false));
-    return true;
+    Json::Document answer;
+    out_is_folder = false;
+    return SharePoint::AskForFileLink(trace_function, *m_http, url, kAcceptNoMetadata, answer) &&
+           ParseRestFileInfo(answer.Root(), out_information);
 }
 
 std::u16string Web::GetCurrentUser() {
@@ -269,10 +231,8 @@ std::u16string Web::GetUserDisplayName(const std::u16string& login) {
 
 std::u16string Web::GetDigest2013() {
     TRACE_ENTRY("SharePoint2013::Web::GetDigest2013");
-    std::u16string digest = m_digest.Get(trace_function, *m_http, m_information.m_path, kAcceptNoMetadata,
-                                         /*is_verbose=*/false);
-    if (!digest.empty()) TRACE_EXIT(u"non-empty digest");
-    return digest;
+    return m_digest.Get(trace_function, *m_http, m_information.m_path, kAcceptNoMetadata,
+                        /*is_verbose=*/false);
 }
 
 }  // namespace SharePoint2013

@@ -1,4 +1,3 @@
-// Making, moving and copying on an older server. Any thread.
 #include "base/text/url.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/legacy/web.h"
@@ -8,70 +7,47 @@
 namespace SharePoint2013 {
 
 namespace {
-constexpr uint32_t kNotFound = 404;
 constexpr uint32_t kMultistatus = 207;
 }  // namespace
 
 bool Web::IsFileKnownMissing(const std::u16string& url) {
     TRACE_ENTRY("SharePoint2013::Web::IsFileKnownMissing");
-    std::u16string relative;
-    if (!SharePoint::FindPathInWeb(trace_function, m_http->GetUri(), m_information.m_path, url, relative))
-        return false;
-    const uint32_t status = m_http
-                                ->SendRequest(u"HEAD", UrlEncode(relative), kAcceptAny, nullptr, nullptr, 0,
-                                              /*check_status=*/false)
-                                .GetStatus();
-    TRACE_EXIT(status);
-    return status == kNotFound;
+    return SharePoint::IsFileKnownMissing(trace_function, GetPlace(), url, [this](const auto& path) {
+        return m_http->SendRequest(u"HEAD", UrlEncode(path), kAcceptAny, nullptr, nullptr, 0, false)
+            .GetStatus();
+    });
 }
 
 std::shared_ptr<SharePoint::Object> Web::CreateFile(const std::u16string& url) {
     TRACE_ENTRY("SharePoint2013::Web::CreateFile");
-    std::u16string relative;
-    if (!SharePoint::FindPathInWeb(trace_function, m_http->GetUri(), m_information.m_path, url, relative))
-        return nullptr;
-    LOG_LINE(Log::verbose, u"Sending PUT request to '%s'", MaskForLog(relative));
-    const std::u16string parent = GetUrlParent(url);
-    if (!parent.empty() && !CreateFolderNoBind(parent)) {
-        LOG_LINE(Log::error, u"Failed to create parent folder for file '%s'", MaskForLog(url));
-        return nullptr;
-    }
-    m_http->SendRequest(u"PUT", UrlEncode(relative), kAcceptAny, nullptr, nullptr, 0, /*check_status=*/true);
+    std::u16string path;
+    if (!SharePoint::FindPathInWeb(trace_function, GetPlace(), url, path)) return nullptr;
+    LOG_LINE(Log::verbose, u"Sending PUT request to '%s'", MaskForLog(path));
+    if (!SharePoint::MakeParentFolder(trace_function, *this, url)) return nullptr;
+    m_http->SendRequest(u"PUT", UrlEncode(path), kAcceptAny, nullptr, nullptr, 0, /*check_status=*/true);
     TRACE_EXIT(u"");
     return BindObject(url, BindObjectType::file);
 }
 
-std::shared_ptr<SharePoint::Object> Web::CreateFolder(const std::u16string& url) {
-    TRACE_ENTRY("SharePoint2013::Web::CreateFolder");
-    std::u16string relative;
-    if (!SharePoint::FindPathInWeb(trace_function, m_http->GetUri(), m_information.m_path, url, relative))
-        return nullptr;
-    if (!CreateFolderNoBind(url)) {
-        LOG_LINE(Log::error, u"Failed to create parent folder for folder '%s'", MaskForLog(url));
-        return nullptr;
-    }
-    TRACE_EXIT(u"");
-    return BindObject(url, BindObjectType::folder);
-}
-
 bool Web::CreateFolderNoBind(const std::u16string& url) {
     TRACE_ENTRY("SharePoint2013::Web::CreateFolderNoBind");
-    SharePoint::MissingFolders missing;
-    const auto exists = [this](const std::u16string& folder) {
-        return BindObject(folder, BindObjectType::folder) != nullptr;
-    };
-    if (!SharePoint::FindMissingFolders(trace_function, m_http->GetUri(), url, exists, missing)) return false;
-    std::u16string path = missing.path;
-    for (const std::u16string& name : missing.names) {
-        path += u"/" + name;
-        if (!SendMkcol(path)) {
+    const auto make = [&](const std::u16string& parent, const std::u16string& name) {
+        const std::u16string path = parent + u"/" + name;
+        const bool made = SendMkcol(path);
+        if (made) {
+            LOG_LINE(Log::verbose, u"Created folder '%s'", MaskForLog(path));
+        } else {
             LOG_LINE(Log::error, u"Failed to create folder path '%s' during creation of folder '%s'",
                      MaskForLog(path), MaskForLog(url));
-            return false;
         }
-        LOG_LINE(Log::verbose, u"Created folder '%s'", MaskForLog(path));
-    }
-    TRACE_RETURN(true);
+        return made;
+    };
+    return SharePoint::MakeMissingFolders(trace_function, m_http->GetUri(), *this, url, make);
+}
+
+std::shared_ptr<SharePoint::Object> Web::CreateFolder(const std::u16string& url) {
+    TRACE_ENTRY("SharePoint2013::Web::CreateFolder");
+    return SharePoint::CreateFolder(trace_function, *this, url);
 }
 
 bool Web::SendMkcol(const std::u16string& path) {

@@ -1,4 +1,3 @@
-// Operations on a document. One thread at a time.
 #include "sharepoint/rest/file.h"
 
 #include <rapidjson/stringbuffer.h>
@@ -15,7 +14,7 @@ namespace {
 
 constexpr uint32_t kServerError = 500;
 
-// {"comment":"..."}, in the bytes of the process's locale.
+// {"comment":"..."} in the encoding of the process's locale.
 std::string CheckInBody(const std::u16string& comment) {
     const std::string bytes = ToLocaleBytes(comment);
     rapidjson::StringBuffer buffer;
@@ -27,7 +26,7 @@ std::string CheckInBody(const std::u16string& comment) {
     return buffer.GetString();
 }
 
-// The error code of an answer that may have one, 0 without.
+// The error code of an answer, 0 when it has none.
 uint32_t ReadErrorCode(const Http::Response& response) {
     if (response.GetStatus() != kServerError) return 0;
     Json::Document document;
@@ -41,10 +40,42 @@ std::u16string File::Address(const std::u16string& suffix) const {
     return FileAddress(m_web->EncodedPath(), m_information.m_path) + u"')" + suffix;
 }
 
-void File::SendMoveOrCopy(const char* function, const std::u16string& call) {
+SharePoint::FieldsSource File::GetFieldsSource() const {
+    return {m_web->GetHttp(), m_web->EncodedPath(), m_information.m_path, kAcceptVerbose,
+            /*is_verbose=*/true};
+}
+
+File::CheckOutState File::GetCheckOutState(std::u16string*) {
+    TRACE_ENTRY("SharePointRestAPI::File::GetCheckOutState");
+    UpdateInformation();
+    return SharePoint::FindCheckOutState(trace_function, m_information.m_checkout_user,
+                                         [this] { return m_web->GetCurrentUser(); });
+}
+
+Http::Response File::Read() {
+    TRACE_ENTRY("SharePointRestAPI::File::Read");
+    LOG_LINE(Log::verbose, u"File::Read '%s'", MaskForLog(m_information.m_path));
+    Http::Response response =
+        m_web->GetHttp().SendRequest(u"GET", Address(u"/$value"), kAcceptAny, nullptr, nullptr, 0, false);
+    TRACE_EXIT(response.GetStatus());
+    return response;
+}
+
+void File::GetThumbnail(std::string& out_bytes) {
+    TRACE_ENTRY("SharePointRestAPI::File::GetThumbnail");
+    SharePoint::ReadPreview(m_web->GetHttp(), m_information.m_path, kAcceptVerbose, out_bytes);
+    TRACE_EXIT(static_cast<uint64_t>(out_bytes.size()));
+}
+
+SharePoint::FieldsData File::LoadFields() {
+    TRACE_ENTRY("SharePointRestAPI::File::LoadFields");
+    return m_fields.Load(trace_function, GetFieldsSource());
+}
+
+void File::SendMoveOrCopy(const char* caller, const std::u16string& call) {
     TRACE_NAME("SharePointRestAPI::File::Rename");
     LOG_LINE(Log::verbose, u"File::Rename '%s'", MaskForLog(m_information.m_path));
-    const std::u16string digest = RequireDigest(function);
+    const std::u16string digest = RequireDigest(caller);
     const Http::Response response = SendChange(u"POST", Address(call), digest);
     LOG_LINE(Log::verbose, u"File::Rename result: %i", response.GetStatus());
 }
@@ -74,27 +105,11 @@ void File::Delete() {
     TRACE_EXIT(u"");
 }
 
-File::CheckOutState File::GetCheckOutState(std::u16string*) {
-    TRACE_ENTRY("SharePointRestAPI::File::GetCheckOutState");
-    UpdateInformation();
-    if (m_information.m_checkout_user.empty()) TRACE_RETURN(CheckOutState::none);
-    const std::u16string user = m_web->GetCurrentUser();
-    if (user.empty()) {
-        LOG_LINE(Log::error, u"Failed to get current user");
-        return CheckOutState::unknown;
-    }
-    if (m_information.m_checkout_user == user) TRACE_RETURN(CheckOutState::me);
-    TRACE_RETURN(CheckOutState::other_user);
-}
-
 bool File::CheckOut() {
     TRACE_ENTRY("SharePointRestAPI::File::CheckOut");
     LOG_LINE(Log::verbose, u"File::CheckOut '%s'", MaskForLog(m_information.m_path));
     const std::u16string digest = m_web->GetDigest();
-    if (digest.empty()) {
-        LOG_LINE(Log::error, u"Failed to get Request Digest");
-        return false;
-    }
+    if (!SharePoint::HasDigest(trace_function, digest)) return false;
     const uint32_t status = SendChange(u"POST", Address(u"/CheckOut()"), digest).GetStatus();
     LOG_LINE(Log::verbose, u"File::CheckOut result: %i", status);
     TRACE_EXIT(u"");
@@ -105,10 +120,7 @@ File::DiscardResult File::DiscardCheckOut() {
     TRACE_ENTRY("SharePointRestAPI::File::DiscardCheckOut");
     LOG_LINE(Log::verbose, u"File::DiscardCheckOut '%s'", MaskForLog(m_information.m_path));
     const std::u16string digest = m_web->GetDigest();
-    if (digest.empty()) {
-        LOG_LINE(Log::error, u"Failed to get Request Digest");
-        return dcrFail;
-    }
+    if (!SharePoint::HasDigest(trace_function, digest)) return dcrFail;
     const Http::Response response = SendChange(u"POST", Address(u"/undocheckout()"), digest);
     LOG_LINE(Log::verbose, u"File::DiscardCheckOut result: %i", response.GetStatus());
     const auto result = DiscardResultOf(response.GetStatus(), ReadErrorCode(response));
@@ -121,10 +133,7 @@ File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) 
     TRACE_ENTRY("SharePointRestAPI::File::CheckIn");
     LOG_LINE(Log::verbose, u"File::CheckIn '%s'", MaskForLog(m_information.m_path));
     const std::u16string digest = m_web->GetDigest();
-    if (digest.empty()) {
-        LOG_LINE(Log::error, u"Failed to get Request Digest");
-        return cirFail;
-    }
+    if (!SharePoint::HasDigest(trace_function, digest)) return cirFail;
     const std::string body = CheckInBody(comment);
     const Http::Response response =
         SendChange(u"POST", Address(u"/CheckIn(checkintype=" + Widen(std::to_string(type)) + u")"), digest,
@@ -136,52 +145,20 @@ File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) 
     return *result;
 }
 
-Http::Response File::Read() {
-    TRACE_ENTRY("SharePointRestAPI::File::Read");
-    LOG_LINE(Log::verbose, u"File::Read '%s'", MaskForLog(m_information.m_path));
-    Http::Response response =
-        m_web->GetHttp().SendRequest(u"GET", Address(u"/$value"), kAcceptAny, nullptr, nullptr, 0, false);
-    TRACE_EXIT(response.GetStatus());
-    return response;
-}
-
 Http::Request File::Write(uint64_t size) {
     TRACE_ENTRY("SharePointRestAPI::File::Write");
     LOG_LINE(Log::verbose, u"File::Write '%s'", MaskForLog(m_information.m_path));
     const std::u16string headers =
-        u"Content-type:application/octet-stream\nX-RequestDigest:" + RequireDigest(trace_function);
+        u"Content-type:application/octet-stream\n" + DigestHeader(RequireDigest(trace_function));
     Http::Request request =
         m_web->GetHttp().CreateRequest(Address(u"/$value"), kAcceptAny, size, headers.c_str());
     TRACE_EXIT(u"");
     return request;
 }
 
-SharePoint::FieldsSource File::Columns() const {
-    return {m_web->GetHttp(), m_web->EncodedPath(), m_information.m_path, kAcceptVerbose,
-            /*is_verbose=*/true};
-}
-
-SharePoint::FieldsData File::LoadFields() {
-    TRACE_ENTRY("SharePointRestAPI::File::LoadFields");
-    SharePoint::FieldsData fields = SharePoint::LoadFields(trace_function, Columns(), m_list_item_id);
-    TRACE_EXIT(static_cast<uint64_t>(fields.fields.size()));
-    return fields;
-}
-
 bool File::SaveFields() {
     TRACE_ENTRY("SharePointRestAPI::File::SaveFields");
-    if (!SharePoint::SaveFields(
-            trace_function, Columns(), [this] { return m_web->GetDigest(); }, m_list_item_id,
-            m_fields_data.fields)) {
-        return false;
-    }
-    TRACE_RETURN(true);
-}
-
-void File::GetThumbnail(std::string& out_bytes) {
-    TRACE_ENTRY("SharePointRestAPI::File::GetThumbnail");
-    SharePoint::ReadPreview(m_web->GetHttp(), m_information.m_path, kAcceptVerbose, out_bytes);
-    TRACE_EXIT(static_cast<uint64_t>(out_bytes.size()));
+    return m_fields.Save(trace_function, GetFieldsSource(), [this] { return m_web->GetDigest(); });
 }
 
 }  // namespace SharePointRestAPI

@@ -8,38 +8,37 @@ namespace SharePointRestAPI {
 
 class File final : public Object, public SharePoint::File, public std::enable_shared_from_this<File> {
 public:
-    File(SharePoint::Information information, std::shared_ptr<SharePointRestAPI::Web> web)
-        : Object(std::move(information), std::move(web)) {}
+    using Object::Object;
 
     std::shared_ptr<SharePoint::File> AsFile() override { return shared_from_this(); }
-    std::shared_ptr<SharePoint::Folder> AsFolder() override { return nullptr; }
-    // The status of the answers of these four isn't looked at; the caller asks for the item again.
-    void Rename(const std::u16string& new_path) override;
-    void Delete() override;
-    void Copy(const std::u16string& new_path) override;
-    void Move(const std::u16string& new_path) override;
 
     CheckOutState GetCheckOutState(std::u16string* out_user) override;
+    Http::Response Read() override;
+    void GetThumbnail(std::string& out_bytes) override;
+    SharePoint::FieldsData LoadFields() override;
+    const SharePoint::FieldsData& GetFields() const override { return m_fields.m_fields_data; }
+    void SetFields(SharePoint::FieldsData data) override { m_fields.m_fields_data = std::move(data); }
+
+    // The status of the answers of these four isn't looked at; the caller asks for the item again.
+    void Rename(const std::u16string& new_path) override;
+    void Move(const std::u16string& new_path) override;
+    void Copy(const std::u16string& new_path) override;
+    void Delete() override;
+
     bool CheckOut() override;
     DiscardResult DiscardCheckOut() override;
     CheckInResult CheckIn(const std::u16string& comment, uint32_t type) override;
-    Http::Response Read() override;
-    Http::Request Write(uint64_t size) override;
-    SharePoint::FieldsData LoadFields() override;
-    const SharePoint::FieldsData& GetFields() const override { return m_fields_data; }
-    void SetFields(SharePoint::FieldsData data) override { m_fields_data = std::move(data); }
     bool SaveFields() override;
-    void GetThumbnail(std::string& out_bytes) override;
+    Http::Request Write(uint64_t size) override;
 
 private:
-    // FILE address with the closing of its quoted path.
+    // The address of the file's resource, followed by `suffix`.
     std::u16string Address(const std::u16string& suffix) const;
-    void SendMoveOrCopy(const char* function, const std::u16string& call);
+    // `caller` is named in the log when there is no digest.
+    void SendMoveOrCopy(const char* caller, const std::u16string& call);
+    SharePoint::FieldsSource GetFieldsSource() const;
 
-    SharePoint::FieldsSource Columns() const;
-
-    SharePoint::FieldsData m_fields_data;
-    std::u16string m_list_item_id;  // decimal; empty until the columns were loaded
+    SharePoint::DocumentFields m_fields;
 };
 
 }  // namespace SharePointRestAPI

@@ -1,4 +1,3 @@
-// Reading of items. Re-entrant.
 #include "sharepoint/rest/file_info.h"
 
 #include <charconv>

@@ -1,10 +1,11 @@
-// Items of every shape to records.
+// Items in JSON, complete, partial and broken, as records.
 #include "sharepoint/rest/file_info.h"
 
 #include <gtest/gtest.h>
 
 #include "base/failure.h"
 #include "base/text/encoding.h"
+#include "sharepoint/tests/named_rows_test.h"
 
 namespace {
 
@@ -33,67 +34,142 @@ std::string File(const std::string& more) {
     return R"({"ServerRelativeUrl":"/a/b.pdf")" + more + "}";
 }
 
-TEST(FileInfo, NeedsAPathAndNothingElse) {
-    const struct {
-        const char* json;
-        bool read;
-        const char16_t* path;
-        const char16_t* name;
-    } rows[] = {
-        {R"({"ServerRelativeUrl":"/a/b.pdf"})", true, u"a/b.pdf", u"b.pdf"},
-        {R"({"ServerRelativeUrl":"/a/b/"})", true, u"a/b", u"b"},
-        {R"({"ServerRelativeUrl":"/b","Name":""})", true, u"b", u"b"},
-        {R"({"ServerRelativeUrl":"/b","Name":null})", true, u"b", u"b"},
-        {R"({"ServerRelativeUrl":"/a/b","Name":"c"})", true, u"a/b", u"c"},
-        {R"({"ServerRelativeUrl":"/"})", true, u"", u""},
-        {R"({"ServerRelativeUrl":""})", false, u"", u""},
-        {R"({"ServerRelativeUrl":null,"Name":"c"})", false, u"", u""},
-        {R"({"ServerRelativeUrl":7})", false, u"", u""},
-        {R"({"ServerRelativeUrl":["/a"]})", false, u"", u""},
-        {"{}", false, u"", u""},
-        {"[]", false, u"", u""},
-        {"\"/a\"", false, u"", u""},
-    };
-    for (const auto& row : rows) {
-        const Parsed parsed = Parse(row.json);
-        EXPECT_EQ(parsed.read, row.read) << row.json;
-        if (!row.read) continue;
-        EXPECT_EQ(parsed.information.m_path, row.path) << row.json;
-        EXPECT_EQ(parsed.information.m_name, row.name) << row.json;
-        EXPECT_FALSE(parsed.is_folder);
-    }
+struct PathRow {
+    const char* name;
+    const char* json;
+    // Null when the item can't be read.
+    const char16_t* path = nullptr;
+    const char16_t* shown_name = u"";
+};
+
+class ItemPath : public testing::TestWithParam<PathRow> {};
+
+TEST_P(ItemPath, IsAllThatAnItemNeeds) {
+    const Parsed parsed = Parse(GetParam().json);
+    ASSERT_EQ(parsed.read, GetParam().path != nullptr);
+    if (!parsed.read) return;
+    EXPECT_EQ(parsed.information.m_path, GetParam().path);
+    EXPECT_EQ(parsed.information.m_name, GetParam().shown_name);
+    EXPECT_FALSE(parsed.is_folder);
 }
 
-TEST(FileInfo, IsAFolderByItsExactType) {
-    const std::pair<const char*, bool> rows[] = {
-        {R"(,"__metadata":{"type":"SP.Folder"})", true},  {R"(,"__metadata":{"type":"SP.File"})", false},
-        {R"(,"__metadata":{"type":"sp.folder"})", false}, {R"(,"__metadata":{"type":7})", false},
-        {R"(,"__metadata":"SP.Folder")", false},          {"", false},
-    };
-    for (const auto& [more, is_folder] : rows) {
-        const Parsed parsed = Parse(File(std::string(more) + R"(,"Length":"5","CheckOutType":0)"));
-        EXPECT_EQ(parsed.is_folder, is_folder) << more;
-        EXPECT_EQ(parsed.information.m_size, is_folder ? 0u : 5u);
-        EXPECT_EQ(parsed.asked.size(), is_folder ? 0u : 1u);
-    }
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ItemPath,
+    testing::Values(PathRow{.name = "Alone",
+                            .json = R"({"ServerRelativeUrl":"/a/b.pdf"})",
+                            .path = u"a/b.pdf",
+                            .shown_name = u"b.pdf"},
+                    PathRow{.name = "SlashAtTheEnd",
+                            .json = R"({"ServerRelativeUrl":"/a/b/"})",
+                            .path = u"a/b",
+                            .shown_name = u"b"},
+                    PathRow{.name = "EmptyName",
+                            .json = R"({"ServerRelativeUrl":"/b","Name":""})",
+                            .path = u"b",
+                            .shown_name = u"b"},
+                    PathRow{.name = "NullName",
+                            .json = R"({"ServerRelativeUrl":"/b","Name":null})",
+                            .path = u"b",
+                            .shown_name = u"b"},
+                    PathRow{.name = "OtherName",
+                            .json = R"({"ServerRelativeUrl":"/a/b","Name":"c"})",
+                            .path = u"a/b",
+                            .shown_name = u"c"},
+                    PathRow{.name = "Root", .json = R"({"ServerRelativeUrl":"/"})", .path = u""},
+                    PathRow{.name = "Empty", .json = R"({"ServerRelativeUrl":""})"},
+                    PathRow{.name = "Null", .json = R"({"ServerRelativeUrl":null,"Name":"c"})"},
+                    PathRow{.name = "Number", .json = R"({"ServerRelativeUrl":7})"},
+                    PathRow{.name = "Array", .json = R"({"ServerRelativeUrl":["/a"]})"},
+                    PathRow{.name = "None", .json = "{}"}, PathRow{.name = "NoObject", .json = "[]"},
+                    PathRow{.name = "Text", .json = "\"/a\""}),
+    NameOfRow());
+
+struct TypeRow {
+    const char* name;
+    const char* more = "";
+    bool is_folder = false;
+};
+
+class ItemType : public testing::TestWithParam<TypeRow> {};
+
+TEST_P(ItemType, IsAFolderByItsExactWord) {
+    const Parsed parsed = Parse(File(std::string(GetParam().more) + R"(,"Length":"5","CheckOutType":0)"));
+    const bool is_folder = GetParam().is_folder;
+    EXPECT_EQ(parsed.is_folder, is_folder);
+    EXPECT_EQ(parsed.information.m_size, is_folder ? 0u : 5u);
+    EXPECT_EQ(parsed.asked.size(), is_folder ? 0u : 1u) << "nobody has a folder checked out";
 }
 
-TEST(FileInfo, AsksForTheHolderOfACheckOutAlone) {
-    const std::pair<const char*, bool> rows[] = {
-        {R"(,"CheckOutType":0)", true},     {R"(,"CheckOutType":1)", true},
-        {R"(,"CheckOutType":2)", false},    {R"(,"CheckOutType":"0")", false},
-        {R"(,"CheckOutType":null)", false}, {R"(,"CheckOutType":0.5)", false},
-        {R"(,"CheckOutType":-1)", true},    {"", false},
-    };
-    for (const auto& [more, asked] : rows) {
-        const Parsed parsed = Parse(File(more));
-        EXPECT_EQ(parsed.asked.size(), asked ? 1u : 0u) << more;
-        EXPECT_EQ(parsed.information.m_checkout_user, asked ? u"holder" : u"") << more;
-    }
-    EXPECT_EQ(Parse(File(R"(,"CheckOutType":0)")).asked, std::vector<std::u16string>{u"a/b.pdf"});
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ItemType,
+    testing::Values(
+        TypeRow{.name = "Folder", .more = R"(,"__metadata":{"type":"SP.Folder"})", .is_folder = true},
+        TypeRow{.name = "File", .more = R"(,"__metadata":{"type":"SP.File"})"},
+        TypeRow{.name = "OtherCase", .more = R"(,"__metadata":{"type":"sp.folder"})"},
+        TypeRow{.name = "Number", .more = R"(,"__metadata":{"type":7})"},
+        TypeRow{.name = "NoObject", .more = R"(,"__metadata":"SP.Folder")"}, TypeRow{.name = "None"}),
+    NameOfRow());
+
+struct CheckOutRow {
+    const char* name;
+    const char* more = "";
+    bool is_asked = false;
+};
+
+class CheckOutType : public testing::TestWithParam<CheckOutRow> {};
+
+TEST_P(CheckOutType, DecidesWhetherTheHolderIsAskedFor) {
+    const Parsed parsed = Parse(File(GetParam().more));
+    const std::vector<std::u16string> path{u"a/b.pdf"};
+    EXPECT_EQ(parsed.asked, GetParam().is_asked ? path : std::vector<std::u16string>());
+    EXPECT_EQ(parsed.information.m_checkout_user, GetParam().is_asked ? u"holder" : u"");
 }
 
-TEST(FileInfo, FailsWhenTheHolderCannotBeAskedFor) {
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CheckOutType,
+    testing::Values(CheckOutRow{.name = "Online", .more = R"(,"CheckOutType":0)", .is_asked = true},
+                    CheckOutRow{.name = "Offline", .more = R"(,"CheckOutType":1)", .is_asked = true},
+                    CheckOutRow{.name = "Unknown", .more = R"(,"CheckOutType":-1)", .is_asked = true},
+                    CheckOutRow{.name = "None", .more = R"(,"CheckOutType":2)"},
+                    CheckOutRow{.name = "Text", .more = R"(,"CheckOutType":"0")"},
+                    CheckOutRow{.name = "Null", .more = R"(,"CheckOutType":null)"},
+                    CheckOutRow{.name = "Fraction", .more = R"(,"CheckOutType":0.5)"},
+                    CheckOutRow{.name = "Missing"}),
+    NameOfRow());
+
+struct AttributesRow {
+    const char* name;
+    const char* value;
+    std::optional<uint32_t> attributes = std::nullopt;  // nothing when the item can't be read
+};
+
+class Attributes : public testing::TestWithParam<AttributesRow> {};
+
+TEST_P(Attributes, AreHexadecimalText) {
+    const Parsed parsed =
+        Parse(File(R"(,"Properties":{"vti_x005f_winfileattribs":)" + std::string(GetParam().value) + "}"));
+    ASSERT_EQ(parsed.read, GetParam().attributes.has_value());
+    EXPECT_EQ(parsed.information.m_attributes, GetParam().attributes.value_or(0));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Attributes,
+    testing::Values(AttributesRow{.name = "Padded", .value = "\"00000020\"", .attributes = 0x20},
+                    AttributesRow{.name = "Prefixed", .value = "\"0x2a\"", .attributes = 0x2A},
+                    AttributesRow{.name = "All", .value = "\"FFFFFFFF\"", .attributes = 0xFFFFFFFF},
+                    AttributesRow{.name = "TextBehind", .value = "\"20 and more\"", .attributes = 0x20},
+                    AttributesRow{.name = "Null", .value = "null", .attributes = 0},
+                    AttributesRow{.name = "Number", .value = "32", .attributes = 0},
+                    AttributesRow{.name = "Empty", .value = "\"\""},
+                    AttributesRow{.name = "NoDigits", .value = "\"zz\""},
+                    AttributesRow{.name = "TooLarge", .value = "\"1FFFFFFFF\""}),
+    NameOfRow());
+
+TEST(FileInfo, IsReadWhenItsPropertiesWereNotAskedFor) {
+    EXPECT_TRUE(Parse(File(R"(,"Properties":{"__deferred":{}})")).read);
+}
+
+TEST(FileInfo, FailsWhenAskingForTheHolderThrows) {
     Json::Document document;
     ASSERT_TRUE(document.Parse(File(R"(,"CheckOutType":0)")));
     Information information;
@@ -103,32 +179,6 @@ TEST(FileInfo, FailsWhenTheHolderCannotBeAskedFor) {
         [](const std::u16string&) -> std::u16string { throw HResultException(E_CANCELED); }));
     EXPECT_FALSE(SharePointRestAPI::ParseRestFileInfo(
         document.Root(), information, is_folder, [](const std::u16string&) -> std::u16string { throw 7; }));
-}
-
-TEST(FileInfo, ReadsAttributesInHexadecimal) {
-    const struct {
-        const char* value;
-        bool read;
-        uint32_t attributes;
-    } rows[] = {
-        {"\"00000020\"", true, 0x20},
-        {"\"0x2a\"", true, 0x2A},
-        {"\"FFFFFFFF\"", true, 0xFFFFFFFF},
-        {"\"20 and more\"", true, 0x20},
-        {"null", true, 0},
-        {"32", true, 0},
-        {"\"\"", false, 0},
-        {"\"zz\"", false, 0},
-        {"\"1FFFFFFFF\"", false, 0},
-    };
-    for (const auto& row : rows) {
-        const Parsed parsed =
-            Parse(File(R"(,"Properties":{"vti_x005f_winfileattribs":)" + std::string(row.value) + "}"));
-        EXPECT_EQ(parsed.read, row.read) << row.value;
-        if (!row.read) continue;
-        EXPECT_EQ(parsed.information.m_attributes, row.attributes) << row.value;
-    }
-    EXPECT_TRUE(Parse(File(R"(,"Properties":{"__deferred":{}})")).read);
 }
 
 TEST(FileInfo, TakesTimesThatAreTextAndDates) {

@@ -1,4 +1,4 @@
-// Folders and files against canned answers: every exchange to the byte, and every outcome.
+// Folders and files over REST with canned answers: the exact requests, and every result.
 #include "sharepoint/rest/file.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,8 @@
 #include <functional>
 
 #include "sharepoint/rest/protocol.h"
-#include "sharepoint/rest/site_test_fixture.h"
+#include "sharepoint/tests/named_rows_test.h"
+#include "sharepoint/tests/site_test_fixture.h"
 
 namespace {
 
@@ -17,8 +18,8 @@ using Lines = std::vector<std::string>;
 // A site with the file "it's.pdf" and the folder "L", both bound.
 struct Fixture {
     Fixture() {
-        site.AddFile("sites/docs/it%27%27s.pdf", SiteFixture::File("/sites/docs/it's.pdf", file_more));
-        site.AddFolder("sites/docs/L", SiteFixture::Folder("/sites/docs/L"));
+        site.AddFile("sites/docs/it%27%27s.pdf", RestSite::File("/sites/docs/it's.pdf"));
+        site.AddFolder("sites/docs/L", RestSite::Folder("/sites/docs/L"));
         file_object = site.Bind(u"sites/docs/it's.pdf");
         folder_object = site.Bind(u"sites/docs/L");
         file = file_object->AsFile();
@@ -29,13 +30,12 @@ struct Fixture {
     }
     void SetCheckOut(const std::string& login) {
         site.AddFile("sites/docs/it%27%27s.pdf",
-                     SiteFixture::File("/sites/docs/it's.pdf", R"(,"CheckOutType":0)"));
+                     RestSite::File("/sites/docs/it's.pdf", R"(,"CheckOutType":0)"));
         site.answers["GET " + site.FileAddress("sites/docs/it%27s.pdf") + "')/CheckedOutByUser"] =
-            SiteFixture::D("{\"LoginName\":\"" + login + "\"}");
+            RestSite::D("{\"LoginName\":\"" + login + "\"}");
     }
 
-    std::string file_more;
-    SiteFixture site;
+    RestSite site;
     std::shared_ptr<SharePoint::Object> file_object;
     std::shared_ptr<SharePoint::Object> folder_object;
     std::shared_ptr<File> file;
@@ -62,8 +62,7 @@ TEST(Change, IsOneRequestWithADigestToTheExactAddress) {
     };
     for (const auto& row : rows) {
         fixture.site.server.Forget();
-        // The server refuses each of them, which none of them looks at.
-        row.action();
+        row.action();  // the server refuses, which the operation ignores
         const auto requests = fixture.site.server.Requests();
         ASSERT_EQ(requests.size(), 2u) << row.line;
         EXPECT_EQ(requests[0].Line(), "POST /sites/docs/_api/contextinfo");
@@ -101,78 +100,104 @@ TEST(Change, IsNotSentWithoutADigest) {
 
 TEST(CheckOut, SucceedsForJustTwoStatuses) {
     Fixture fixture;
-    const std::pair<const char*, bool> rows[] = {{"200 OK", true},      {"204 No", true},
-                                                 {"201 Made", false},   {"304 Same", false},
-                                                 {"423 Locked", false}, {"500 Oops", false}};
-    for (const auto& [status, accepted] : rows) {
-        fixture.site.answers[fixture.FileLine("POST", "')/CheckOut()")] = Answer(status);
-        EXPECT_EQ(fixture.file->CheckOut(), accepted) << status;
+    const std::string line = fixture.FileLine("POST", "')/CheckOut()");
+    for (const char* accepted : {"200 OK", "204 No Content"}) {
+        fixture.site.answers[line] = Answer(accepted);
+        EXPECT_TRUE(fixture.file->CheckOut()) << accepted;
+    }
+    for (const char* refused : {"201 Created", "304 Not Modified", "423 Locked", "500 Oops"}) {
+        fixture.site.answers[line] = Answer(refused);
+        EXPECT_FALSE(fixture.file->CheckOut()) << refused;
     }
 }
 
-TEST(Outcome, OfACheckInAndADiscardFollowsStatusAndCode) {
-    using namespace SharePointRestAPI;
-    constexpr uint32_t kThrown = 99;
-    const struct {
-        uint32_t status;
-        uint32_t code;
-        uint32_t check_in;
-        uint32_t discard;
-    } rows[] = {
-        {200, 0, File::cirOk, File::dcrOk},
-        {204, 0, File::cirOk, File::dcrOk},
-        {204, kRequiredPropertiesMissing, File::cirOk, File::dcrOk},
-        {201, 0, File::cirFail, File::dcrFail},
-        {203, 0, File::cirFail, File::dcrFail},
-        {205, 0, File::cirFail, File::dcrFail},
-        {399, 0, File::cirFail, File::dcrFail},
-        {199, 0, kThrown, kThrown},
-        {400, kRequiredPropertiesMissing, kThrown, kThrown},
-        {404, 0, kThrown, kThrown},
-        {500, 0, kThrown, kThrown},
-        {500, kRequiredPropertiesMissing, File::cirRequiredProperties, kThrown},
-        {500, kNoCheckedInVersion, kThrown, File::dcrNoCheckedInVersion},
-        {501, kRequiredPropertiesMissing, kThrown, kThrown},
-        {0, 0, kThrown, kThrown},
-    };
-    for (const auto& row : rows) {
-        const auto check_in = CheckInResultOf(row.status, row.code);
-        const auto discard = DiscardResultOf(row.status, row.code);
-        EXPECT_EQ(check_in ? static_cast<uint32_t>(*check_in) : kThrown, row.check_in) << row.status;
-        EXPECT_EQ(discard ? static_cast<uint32_t>(*discard) : kThrown, row.discard) << row.status;
-    }
+// Nothing when the failure is thrown.
+using CheckIn = std::optional<File::CheckInResult>;
+using Discard = std::optional<File::DiscardResult>;
+
+struct OutcomeRow {
+    const char* name;
+    uint32_t status = 0;
+    uint32_t code = 0;
+    CheckIn check_in = std::nullopt;
+    Discard discard = std::nullopt;
+};
+
+class Outcome : public testing::TestWithParam<OutcomeRow> {};
+
+TEST_P(Outcome, FollowsStatusAndCode) {
+    EXPECT_EQ(SharePointRestAPI::CheckInResultOf(GetParam().status, GetParam().code), GetParam().check_in);
+    EXPECT_EQ(SharePointRestAPI::DiscardResultOf(GetParam().status, GetParam().code), GetParam().discard);
 }
 
-TEST(ErrorCode, IsTheNumberInFrontOfItsText) {
-    const struct {
-        const char* json;
-        std::optional<uint32_t> code;
-    } rows[] = {
-        {R"({"error":{"code":"-2146232832, Microsoft.SharePoint.SPException"}})", 0x80131600u},
-        {R"({"error":{"code":"-2113929210"}})", 0x82000006u},
-        {R"({"error":{"code":"-2130239094, x"}})", 0x8107218Au},
-        {R"({"error":{"code":"7x"}})", 7u},
-        {R"({"error":{"code":"99999999999999999999"}})", 0xFFFFFFFFu},
-        {R"({"error":{"code":"x7"}})", std::nullopt},
-        {R"({"error":{"code":"-"}})", std::nullopt},
-        {R"({"error":{"code":7}})", std::nullopt},
-        {R"({"error":{}})", std::nullopt},
-        {R"({"error":"7"})", std::nullopt},
-        {R"({"odata.error":{"code":"7"}})", std::nullopt},
-        {"[]", std::nullopt},
-        {"null", std::nullopt},
-    };
-    for (const auto& row : rows) {
-        Json::Document document;
-        ASSERT_TRUE(document.Parse(row.json));
-        EXPECT_EQ(SharePointRestAPI::ErrorCode(document.Root()), row.code) << row.json;
-    }
+constexpr uint32_t kNoProperties = 0x80131600;
+constexpr uint32_t kNoVersion = 0x8107218A;
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Outcome,
+    testing::Values(
+        OutcomeRow{.name = "Done", .status = 200, .check_in = File::cirOk, .discard = File::dcrOk},
+        OutcomeRow{.name = "DoneWithoutBody", .status = 204, .check_in = File::cirOk, .discard = File::dcrOk},
+        OutcomeRow{.name = "DoneWhateverTheCode",
+                   .status = 204,
+                   .code = kNoProperties,
+                   .check_in = File::cirOk,
+                   .discard = File::dcrOk},
+        OutcomeRow{.name = "Created", .status = 201, .check_in = File::cirFail, .discard = File::dcrFail},
+        OutcomeRow{.name = "Reset", .status = 205, .check_in = File::cirFail, .discard = File::dcrFail},
+        OutcomeRow{
+            .name = "LastRedirection", .status = 399, .check_in = File::cirFail, .discard = File::dcrFail},
+        OutcomeRow{.name = "Interim", .status = 199},
+        OutcomeRow{.name = "CodeOnABadRequest", .status = 400, .code = kNoProperties},
+        OutcomeRow{.name = "NotFound", .status = 404},
+        OutcomeRow{.name = "ServerErrorWithoutCode", .status = 500},
+        OutcomeRow{.name = "NoProperties",
+                   .status = 500,
+                   .code = kNoProperties,
+                   .check_in = File::cirRequiredProperties},
+        OutcomeRow{
+            .name = "NoVersion", .status = 500, .code = kNoVersion, .discard = File::dcrNoCheckedInVersion},
+        OutcomeRow{.name = "CodeOnAnotherServerError", .status = 501, .code = kNoProperties},
+        OutcomeRow{.name = "NoAnswer"}),
+    NameOfRow());
+
+struct ErrorRow {
+    const char* name;
+    const char* json;
+    std::optional<uint32_t> code = std::nullopt;
+};
+
+class ErrorCode : public testing::TestWithParam<ErrorRow> {};
+
+TEST_P(ErrorCode, IsTheNumberInFrontOfItsText) {
+    Json::Document document;
+    ASSERT_TRUE(document.Parse(GetParam().json));
+    EXPECT_EQ(SharePointRestAPI::ErrorCode(document.Root()), GetParam().code);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ErrorCode,
+    testing::Values(
+        ErrorRow{.name = "WithClass",
+                 .json = R"({"error":{"code":"-2146232832, Microsoft.SharePoint.SPException"}})",
+                 .code = 0x80131600u},
+        ErrorRow{.name = "Alone", .json = R"({"error":{"code":"-2113929210"}})", .code = 0x82000006u},
+        ErrorRow{.name = "Positive", .json = R"({"error":{"code":"7x"}})", .code = 7u},
+        ErrorRow{
+            .name = "TooLong", .json = R"({"error":{"code":"99999999999999999999"}})", .code = 0xFFFFFFFFu},
+        ErrorRow{.name = "NoDigitFirst", .json = R"({"error":{"code":"x7"}})"},
+        ErrorRow{.name = "OnlySign", .json = R"({"error":{"code":"-"}})"},
+        ErrorRow{.name = "Number", .json = R"({"error":{"code":7}})"},
+        ErrorRow{.name = "NoCode", .json = R"({"error":{}})"},
+        ErrorRow{.name = "ErrorAsText", .json = R"({"error":"7"})"},
+        ErrorRow{.name = "OtherForm", .json = R"({"odata.error":{"code":"7"}})"},
+        ErrorRow{.name = "Array", .json = "[]"}),
+    NameOfRow());
 
 TEST(CheckIn, SendsTypeAndCommentAndReadsTheRefusal) {
     Fixture fixture;
     const std::string line = fixture.FileLine("POST", "')/CheckIn(checkintype=1)");
-    fixture.site.answers[line] = SiteFixture::D("{\"CheckIn\":null}");
+    fixture.site.answers[line] = RestSite::D("{\"CheckIn\":null}");
     EXPECT_EQ(fixture.file->CheckIn(u"say \"hi\" \\ \n", 1), File::cirOk);
     const auto request = fixture.site.server.Requests().back();
     EXPECT_EQ(request.Line(), line);
@@ -208,7 +233,7 @@ TEST(CheckIn, SendsTheCommentInTheLocalesBytes) {
 TEST(DiscardCheckOut, ReadsTheRefusalOfAFileWithoutAVersion) {
     Fixture fixture;
     const std::string line = fixture.FileLine("POST", "')/undocheckout()");
-    fixture.site.answers[line] = SiteFixture::D("{\"UndoCheckOut\":null}");
+    fixture.site.answers[line] = RestSite::D("{\"UndoCheckOut\":null}");
     EXPECT_EQ(fixture.file->DiscardCheckOut(), File::dcrOk);
     fixture.site.answers[line] = Answer("500 Oops", R"({"error":{"code":"-2130246262, x"}})");
     EXPECT_THROW(fixture.file->DiscardCheckOut(), Http::HttpException);
@@ -221,7 +246,8 @@ TEST(CheckOutState, ComparesTheHolderWithTheCurrentUserExactly) {
     Fixture fixture;
     EXPECT_EQ(fixture.file->GetCheckOutState(nullptr), File::CheckOutState::none);
     for (const std::string& line : fixture.site.server.Lines()) {
-        EXPECT_EQ(line.find("currentUser"), std::string::npos) << "nobody holds it, so nobody is asked for";
+        EXPECT_EQ(line.find("currentUser"), std::string::npos)
+            << "without a holder, the current user is not asked for";
     }
     fixture.SetCheckOut("i:0#.f|membership|alice");
     EXPECT_EQ(fixture.file->GetCheckOutState(nullptr), File::CheckOutState::unknown);
@@ -232,7 +258,7 @@ TEST(CheckOutState, ComparesTheHolderWithTheCurrentUserExactly) {
     };
     for (const auto& [login, state] : rows) {
         fixture.site.answers["GET /sites/docs/_api/web/currentUser"] =
-            SiteFixture::D("{\"LoginName\":\"" + std::string(login) + "\"}");
+            RestSite::D("{\"LoginName\":\"" + std::string(login) + "\"}");
         EXPECT_EQ(fixture.file->GetCheckOutState(nullptr), state) << login;
     }
 }
@@ -240,7 +266,7 @@ TEST(CheckOutState, ComparesTheHolderWithTheCurrentUserExactly) {
 TEST(UpdateInformation, KeepsTheOldRecordWhenTheServerGivesNone) {
     Fixture fixture;
     fixture.site.AddFile("sites/docs/it%27%27s.pdf",
-                         SiteFixture::File("/sites/docs/it's.pdf", R"(,"Length":"9")"));
+                         RestSite::File("/sites/docs/it's.pdf", R"(,"Length":"9")"));
     EXPECT_EQ(fixture.file_object->UpdateInformation().m_size, 9u);
     fixture.site.answers.clear();
     for (const std::string& answer : {Answer("404 Not Found"), Answer("503 Busy", "<html/>"),
@@ -296,17 +322,6 @@ TEST(Thumbnail, IsReadWholeFromTheRootOfTheServer) {
     fixture.site.answers[line] = Answer("200 OK", std::string("\x89PNG\0\n", 6));
     fixture.file->GetThumbnail(bytes);
     EXPECT_EQ(bytes, std::string("\x89PNG\0\n", 6));
-}
-
-TEST(Object, KeepsItsWebAlive) {
-    Fixture fixture;
-    std::weak_ptr<SharePointRestAPI::Web> web = fixture.site.web;
-    fixture.site.web.reset();
-    fixture.file.reset();
-    fixture.folder_object.reset();
-    EXPECT_EQ(fixture.file_object->GetWeb(), web.lock());
-    fixture.file_object.reset();
-    EXPECT_TRUE(web.expired());
 }
 
 }  // namespace

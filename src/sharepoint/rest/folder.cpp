@@ -1,4 +1,3 @@
-// Operations on a folder. One thread at a time.
 #include "sharepoint/rest/folder.h"
 
 #include "base/text/url.h"

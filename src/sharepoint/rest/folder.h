@@ -7,15 +7,13 @@ namespace SharePointRestAPI {
 
 class Folder final : public Object, public SharePoint::Folder, public std::enable_shared_from_this<Folder> {
 public:
-    Folder(SharePoint::Information information, std::shared_ptr<SharePointRestAPI::Web> web)
-        : Object(std::move(information), std::move(web)) {}
+    using Object::Object;
 
-    std::shared_ptr<SharePoint::File> AsFile() override { return nullptr; }
     std::shared_ptr<SharePoint::Folder> AsFolder() override { return shared_from_this(); }
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override;
     // The status of the answers isn't looked at; the caller asks for the item again.
     void Rename(const std::u16string& new_path) override;
     void Delete() override;
-    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override;
 };
 
 }  // namespace SharePointRestAPI

@@ -1,4 +1,4 @@
-// Answers of any bytes: parsed, and every reader of answers let loose on what came of it.
+// Any bytes as a JSON answer, given to every function that reads JSON.
 #include <cstdint>
 #include <cstdlib>
 

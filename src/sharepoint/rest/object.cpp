@@ -1,14 +1,9 @@
-// Common operations of folders and files. One thread at a time.
 #include "sharepoint/rest/object.h"
 
+#include "base/failure.h"
 #include "sharepoint/rest/protocol.h"
 
 namespace SharePointRestAPI {
-
-Object::Object(SharePoint::Information information, std::shared_ptr<Web> web) : m_web(std::move(web)) {
-    m_information = std::move(information);
-    m_root = m_information.m_path;
-}
 
 bool Object::CanEdit() {
     TRACE_ENTRY("SharePointRestAPI::Object::CanEdit");
@@ -29,18 +24,16 @@ const SharePoint::Information& Object::UpdateInformation() {
 Http::Response Object::SendChange(const char16_t* verb, const std::u16string& address,
                                   const std::u16string& digest, const char16_t* headers,
                                   const std::string* body) {
-    const std::u16string lines = headers + (u"X-RequestDigest:" + digest);
+    const std::u16string lines = headers + DigestHeader(digest);
     return m_web->GetHttp().SendRequest(verb, address, kAcceptVerbose, lines.c_str(),
                                         body ? body->data() : nullptr,
                                         body ? static_cast<ptrdiff_t>(body->size()) : 0, false);
 }
 
-std::u16string Object::RequireDigest(const char* function) {
-    static constexpr std::u16string_view kMessage = u"Failed to get Request Digest";
-    const std::u16string digest = m_web->GetDigest();
-    if (!digest.empty()) return digest;
-    if (Log::IsOn(Log::error)) Log::Write(Log::error, function, kMessage);
-    throw Exception(kMessage);
+std::u16string Object::RequireDigest(const char* trace_function) {
+    std::u16string digest = m_web->GetDigest();
+    if (!SharePoint::HasDigest(trace_function, digest)) throw Exception(u"Failed to get Request Digest");
+    return digest;
 }
 
 }  // namespace SharePointRestAPI

@@ -1,4 +1,4 @@
-// What a folder and a file of a web have in common: the item's record, its web, and the way of a change.
+// What a folder and a file of a web have in common: the item's record, its web, and the request of a change.
 // Shared; one thread at a time.
 #pragma once
 
@@ -12,20 +12,20 @@ namespace SharePointRestAPI {
 
 class Object : public SharePoint::Object {
 public:
+    Object(SharePoint::Information information, std::shared_ptr<Web> web)
+        : SharePoint::Object(std::move(information)), m_web(std::move(web)) {}
+
     bool CanEdit() override;
     std::shared_ptr<SharePoint::Web> GetWeb() override { return m_web; }
     const SharePoint::Information& UpdateInformation() override;
-    std::shared_ptr<SharePoint::Web> AsWeb() override { return nullptr; }
 
 protected:
-    Object(SharePoint::Information information, std::shared_ptr<Web> web);
-
     // Sends a request that changes the site, with the digest on its header lines.
     Http::Response SendChange(const char16_t* verb, const std::u16string& address,
                               const std::u16string& digest, const char16_t* headers = u"",
                               const std::string* body = nullptr);
-    // The digest, or Exception with the failure's words.
-    std::u16string RequireDigest(const char* function);
+    // The digest; Exception when there is none.
+    std::u16string RequireDigest(const char* trace_function);
 
     std::shared_ptr<Web> m_web;
 };

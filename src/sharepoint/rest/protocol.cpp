@@ -1,4 +1,3 @@
-// Addresses and answers of the REST interface. Pure functions.
 #include "sharepoint/rest/protocol.h"
 
 #include "base/text/url.h"
@@ -54,6 +53,10 @@ std::u16string FileAddress(const std::u16string& web, const std::u16string& path
 
 std::u16string FolderAddress(const std::u16string& web, const std::u16string& path) {
     return Address(web, u"GetFolderByServerRelativePath", path);
+}
+
+std::u16string DigestHeader(const std::u16string& digest) {
+    return u"X-RequestDigest:" + digest;
 }
 
 std::optional<uint32_t> ErrorCode(const Json::Value& answer) {

@@ -1,14 +1,14 @@
-// Answers recorded from real servers, where the folder REPLAY_CAPTURES names them: each is read the way an
-// independent parser reads it, and one without the expected shape counts as nothing.
+// Answers recorded from real servers, from the folder that REPLAY_CAPTURES names: the results are compared
+// with those of an independent parser.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdio>
 
-#include "sharepoint/replay_captures.h"
 #include "sharepoint/rest/file_info.h"
 #include "sharepoint/rest/protocol.h"
-#include "sharepoint/rest/site_test_fixture.h"
+#include "sharepoint/tests/replay_captures.h"
+#include "sharepoint/tests/site_test_fixture.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ protected:
     }
 };
 
-// What is nested in brackets most deeply, outside of strings.
+// The greatest depth of brackets outside of strings.
 unsigned DepthOf(const std::string& bytes) {
     unsigned depth = 0, deepest = 0;
     bool in_text = false;
@@ -40,7 +40,7 @@ unsigned DepthOf(const std::string& bytes) {
     return deepest;
 }
 
-// False, and null, for what is no JSON or nested too deep.
+// False, and a null document, for bytes that are no JSON or nested too deep.
 bool ReadExpected(const std::string& bytes, rapidjson::Document& out_expected) {
     constexpr unsigned kFlags = rapidjson::kParseIterativeFlag;
     bool parsed = DepthOf(bytes) <= Json::kMaxDepth;
@@ -114,7 +114,7 @@ bool IsItem(const Expected* item) {
     return end != text.c_str() && number <= UINT32_MAX;
 }
 
-// Compares one item with what was read of it.
+// Parses one item and compares the record with it.
 void CheckItem(const Expected& item, const Json::Value& wide) {
     SharePoint::Information information;
     bool is_folder = true;
@@ -151,7 +151,7 @@ size_t CheckItems(const Expected& value, const Json::Value& wide) {
             ++count;
         }
         for (const auto& member : value.GetObject()) {
-            if (&value.FindMember(member.name)->value != &member.value) continue;  // said twice
+            if (&value.FindMember(member.name)->value != &member.value) continue;  // a duplicate name
             const Json::Value* other = Json::Member(&wide, FromUtf8(Text(&member.name)));
             EXPECT_NE(other, nullptr) << member.name.GetString();
             if (other) count += CheckItems(member.value, *other);
@@ -164,14 +164,14 @@ size_t CheckItems(const Expected& value, const Json::Value& wide) {
     return count;
 }
 
-TEST_F(Replay, EveryItemIsReadAsItStands) {
+TEST_F(Replay, EveryItemIsReadExactly) {
     size_t items = 0;
     for (const char* folder : {"rest-verbose", "rest-nometadata", "errors"}) {
         for (const Capture& capture : CapturesOf(folder, ".json")) {
             SCOPED_TRACE(capture.name);
             Json::Document document;
             const bool is_read = document.Parse(capture.body);
-            if (!IsUtf8(capture.body)) continue;  // read with marks in place of what isn't
+            if (!IsUtf8(capture.body)) continue;  // invalid bytes become replacement characters
             rapidjson::Document expected;
             EXPECT_EQ(is_read, ReadExpected(capture.body, expected));
             items += CheckItems(expected, document.Root());
@@ -189,9 +189,9 @@ size_t CountListed(const Expected* folder, const char* group, bool folders) {
     return count;
 }
 
-// Each capture as the answer to everything: only what lies below the verbose root tells something.
-TEST_F(Replay, AnswersTellWhatTheirVerboseRootHolds) {
-    SiteFixture site;
+// Each capture is the answer to every request; only what is below the verbose root counts.
+TEST_F(Replay, OnlyTheVerboseRootOfAnAnswerCounts) {
+    RestSite site;
     for (const char* folder : {"rest-verbose", "rest-nometadata", "errors"}) {
         for (const Capture& capture : CapturesOf(folder, ".json")) {
             SCOPED_TRACE(capture.name);
@@ -218,7 +218,7 @@ uint32_t CodeOf(const std::string& body) {
 }
 
 TEST_F(Replay, AnErrorGivesNeitherDigestNorEditRight) {
-    SiteFixture site;
+    RestSite site;
     for (const char* folder : {"rest-nometadata", "errors"}) {
         for (const Capture& capture : CapturesOf(folder, ".json")) {
             rapidjson::Document expected;
@@ -233,9 +233,9 @@ TEST_F(Replay, AnErrorGivesNeitherDigestNorEditRight) {
     }
 }
 
-TEST_F(Replay, RefusalsOfTheWorkflowAreToldByTheirCode) {
-    SiteFixture site;
-    site.AddFile("sites/docs/a.pdf", SiteFixture::File("/sites/docs/a.pdf"));
+TEST_F(Replay, RefusalsOfTheWorkflowFollowTheirCode) {
+    RestSite site;
+    site.AddFile("sites/docs/a.pdf", RestSite::File("/sites/docs/a.pdf"));
     const auto object = site.Bind(u"sites/docs/a.pdf");
     ASSERT_NE(object, nullptr);
     for (const Capture& capture : CapturesOf("errors", ".json")) {

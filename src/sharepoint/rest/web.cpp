@@ -1,4 +1,3 @@
-// Finding and listing objects, and what the web knows for them: user, edit right, digest. Any thread.
 #include "sharepoint/rest/web.h"
 
 #include "base/text/encoding.h"
@@ -19,12 +18,6 @@ using SharePoint2010::Utility::ReadJson;
 
 constexpr uint64_t kEditRights = 3;  // adding and changing items
 
-std::shared_ptr<SharePoint::Object> MakeObject(SharePoint::Information information, bool is_folder,
-                                               const std::shared_ptr<Web>& web) {
-    if (is_folder) return std::make_shared<Folder>(std::move(information), web);
-    return std::make_shared<File>(std::move(information), web);
-}
-
 Http::Response Get(Http::Session& http, const std::u16string& address, bool check_status = false) {
     return http.SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, check_status);
 }
@@ -33,15 +26,7 @@ Http::Response Get(Http::Session& http, const std::u16string& address, bool chec
 
 std::shared_ptr<Web> Web::Create(std::shared_ptr<Http::Session> http, const std::u16string& object_url) {
     TRACE_ENTRY("SharePointRestAPI::Web::Create");
-    std::shared_ptr<Web> self(new Web(http));
-    const std::u16string object_path = SharePoint::RequirePath(trace_function, http->GetUri(), object_url);
-    CHECK_THROW(GetWebPath(*http, object_path, self->m_information.m_path), HResultException, E_INVALIDARG,
-                u"GetWebPath(*http, object_path, self->m_information.m_path)");
-    self->m_root = self->m_information.m_path;
-    LOG_LINE(Log::verbose, u"root='%s'", MaskForLog(self->m_root));
-    self->UpdateInformation();
-    TRACE_EXIT(u"");
-    return self;
+    return SharePoint::CreateWeb<Web>(trace_function, std::move(http), object_url);
 }
 
 bool Web::GetWebPath(Http::Session& http, const std::u16string& object_path, std::u16string& out_web_path) {
@@ -80,18 +65,8 @@ const SharePoint::Information& Web::UpdateInformation() {
     return m_information;
 }
 
-void Web::Rename(const std::u16string&) {
-    TRACE_ENTRY("SharePointRestAPI::Web::Rename");
-    THROW_TRACED(Exception, u"Root folder does not support renaming");
-}
-
-void Web::Delete() {
-    TRACE_ENTRY("SharePointRestAPI::Web::Delete");
-    THROW_TRACED(Exception, u"Root folder does not support deleting");
-}
-
-bool Web::ReadInformation(const std::u16string& address, SharePoint::Information* out_information,
-                          bool* out_is_folder) {
+bool Web::ReadItem(const std::u16string& address, SharePoint::Information* out_information,
+                   bool* out_is_folder) {
     TRACE_NAME("SharePointRestAPI::Web::UpdateInformation");
     Json::Document document;
     if (!ReadJson(document, Get(*m_http, address))) return false;
@@ -110,8 +85,8 @@ bool Web::UpdateInformation(const std::u16string& path, SharePoint::Information*
     TRACE_ENTRY("SharePointRestAPI::Web::UpdateInformation");
     LOG_LINE(Log::verbose, u"Web::UpdateInformation '%s'", MaskForLog(path));
     const std::u16string web = EncodedPath();
-    const bool found = ReadInformation(FolderAddress(web, path) + u"')", out_information, out_is_folder) ||
-                       ReadInformation(FileAddress(web, path) + u"')", out_information, out_is_folder);
+    const bool found = ReadItem(FolderAddress(web, path) + u"')", out_information, out_is_folder) ||
+                       ReadItem(FileAddress(web, path) + u"')", out_information, out_is_folder);
     TRACE_EXIT(found ? u"true" : u"false");
     return found;
 }
@@ -127,7 +102,6 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
     ReadJson(document, Get(*m_http, FolderAddress(EncodedPath(), path) +
                                         u"')?$expand=Folders, Folders/Properties, Files, Files/Properties"));
     const Json::Value* folder = Json::ObjectMember(&document.Root(), u"d");
-    const std::shared_ptr<Web> self = shared_from_this();
     const auto append = [&](const char16_t* group, bool of_folders) {
         const Json::Value* results = Json::ArrayMember(Json::ObjectMember(folder, group), u"results");
         if (!results) return;
@@ -136,7 +110,7 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
             SharePoint::Information information;
             bool is_folder = false;
             if (!ParseItem(item, information, is_folder) || is_folder != of_folders) continue;
-            objects.push_back(MakeObject(std::move(information), is_folder, self));
+            objects.push_back(MakeObject(std::move(information), is_folder));
         }
     };
     append(u"Folders", true);
@@ -147,37 +121,30 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
 
 std::shared_ptr<SharePoint::Object> Web::BindObject(const std::u16string& url, BindObjectType type) {
     TRACE_ENTRY("SharePointRestAPI::Web::BindObject");
-    const std::u16string server_url = m_http->GetUri();
-    std::u16string relative;
-    const auto place =
-        SharePoint::FindPlace(trace_function, server_url, m_information.m_path, url, type, relative);
-    if (place == SharePoint::Place::web) return shared_from_this();
-    if (place == SharePoint::Place::refused) return nullptr;
-    SharePoint::Information information;
-    bool is_folder = false;
-    if (place == SharePoint::Place::link) {
-        if (!ReadFileLink(url, information, is_folder)) return nullptr;
-    } else if (!UpdateInformation(relative, &information, &is_folder)) {
-        LOG_LINE(Log::warning, u"Object '%s' is not found on the server", MaskForLog(relative));
-        return nullptr;
-    }
-    if (!SharePoint::IsOfType(trace_function, information, is_folder, type)) return nullptr;
-    LOG_LINE(Log::verbose, u"Binded object %s", DescribeForLog(information, is_folder));
-    TRACE_EXIT(u"");
-    return MakeObject(std::move(information), is_folder, shared_from_this());
+    return SharePoint::BindObject(trace_function, *this, url, type);
+}
+
+std::shared_ptr<SharePoint::Object> Web::MakeObject(SharePoint::Information information, bool is_folder) {
+    if (is_folder)
+        return std::make_shared<SharePointRestAPI::Folder>(std::move(information), shared_from_this());
+    return std::make_shared<SharePointRestAPI::File>(std::move(information), shared_from_this());
+}
+
+bool Web::ReadInformation(const std::u16string& path, SharePoint::Information& out_information,
+                          bool& out_is_folder) {
+    TRACE_NAME("SharePointRestAPI::Web::BindObject");
+    if (UpdateInformation(path, &out_information, &out_is_folder)) return true;
+    LOG_LINE(Log::warning, u"Object '%s' is not found on the server", MaskForLog(path));
+    return false;
 }
 
 bool Web::ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,
                        bool& out_is_folder) {
     TRACE_NAME("SharePointRestAPI::Web::BindObject");
-    LOG_LINE(Log::verbose, u"Getting information from file link URL '%s'", MaskForLog(url));
-    Json::Document document;
-    if (!ReadJson(document, Get(*m_http, SharePoint::FileLinkAddress(url), /*check_status=*/true)))
-        return false;
-    const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
-    if (!item || !ParseItem(*item, out_information, out_is_folder)) return false;
-    LOG_LINE(Log::verbose, u"Web::BindObject FileLinkURL %s", DescribeForLog(out_information, out_is_folder));
-    return true;
+    Json::Document answer;
+    if (!SharePoint::AskForFileLink(trace_function, *m_http, url, kAcceptVerbose, answer)) return false;
+    const Json::Value* item = Json::ObjectMember(&answer.Root(), u"d");
+    return item && ParseItem(*item, out_information, out_is_folder);
 }
 
 bool Web::ParseItem(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder) {
@@ -187,8 +154,7 @@ bool Web::ParseItem(const Json::Value& json, SharePoint::Information& out_inform
 
 std::u16string Web::FindCheckOutUser(const std::u16string& path) {
     TRACE_ENTRY("SharePointRestAPI::Web::FindCheckOutUser");
-    // An apostrophe stands single in this one address; a server that can't read it so is asked in the usual
-    // form.
+    // This address has single apostrophes; a server that refuses them gets the usual, doubled form.
     std::optional<std::u16string> user = AskForCheckOutUser(UrlEncode(path));
     if (!user && path.find(u'\'') != std::u16string::npos) user = AskForCheckOutUser(UrlEncodeQuoted(path));
     TRACE_EXIT(u"");
@@ -240,10 +206,7 @@ bool Web::CanEdit(const std::u16string& path) {
 
 std::u16string Web::GetDigest() {
     TRACE_ENTRY("SharePointRestAPI::Web::GetDigest");
-    std::u16string digest = m_digest.Get(trace_function, *m_http, m_information.m_path, kAcceptVerbose,
-                                         /*is_verbose=*/true);
-    if (!digest.empty()) TRACE_EXIT(u"non-empty digest");
-    return digest;
+    return m_digest.Get(trace_function, *m_http, m_information.m_path, kAcceptVerbose, /*is_verbose=*/true);
 }
 
 }  // namespace SharePointRestAPI

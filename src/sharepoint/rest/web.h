@@ -10,6 +10,7 @@
 #include "http/session.h"
 #include "sharepoint/json.h"
 #include "sharepoint/object.h"
+#include "sharepoint/places.h"
 #include "sharepoint/request_digest.h"
 
 namespace SharePointRestAPI {
@@ -26,32 +27,36 @@ public:
     static bool GetWebPath(Http::Session& http, const std::u16string& object_path,
                            std::u16string& out_web_path);
 
-    std::shared_ptr<SharePoint::File> AsFile() override { return nullptr; }
+    // For Create; nothing but the web's path is known.
+    Web(std::shared_ptr<Http::Session> http, const std::u16string& path)
+        : SharePoint::Object(path), m_http(std::move(http)) {}
+
     std::shared_ptr<SharePoint::Folder> AsFolder() override { return shared_from_this(); }
     std::shared_ptr<SharePoint::Web> AsWeb() override { return shared_from_this(); }
-    bool CanEdit() override { return false; }
     std::shared_ptr<SharePoint::Web> GetWeb() override { return shared_from_this(); }
+    bool CanEdit() override { return false; }
     const SharePoint::Information& UpdateInformation() override;
-    void Rename(const std::u16string& new_path) override;
-    void Delete() override;
-
+    void Rename(const std::u16string&) override {
+        SharePoint::RefuseChangeOfWeb("SharePointRestAPI::Web::Rename", u"renaming");
+    }
+    void Delete() override { SharePoint::RefuseChangeOfWeb("SharePointRestAPI::Web::Delete", u"deleting"); }
     std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override;
+    // Folders first, then files. A file that is checked out costs one more request.
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(const std::u16string& path);
     std::shared_ptr<SharePoint::Object> BindObject(const std::u16string& url, BindObjectType type) override;
     bool IsFileKnownMissing(const std::u16string& url) override;
     std::shared_ptr<SharePoint::Object> CreateFile(const std::u16string& url) override;
     std::shared_ptr<SharePoint::Object> CreateFolder(const std::u16string& url) override;
+    bool CreateFolderNoBind(const std::u16string& url);
 
-    // The same for an item of this web; paths are relative to the server root. False when it isn't there; the
-    // out arguments may be null.
+    // What the server says of an item of this web; paths are relative to the server root. False when it isn't
+    // there; the out arguments may be null.
     bool UpdateInformation(const std::u16string& path, SharePoint::Information* out_information,
                            bool* out_is_folder);
-    // Folders first, then files. A file that is checked out costs one more request.
-    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(const std::u16string& path);
-    bool CreateFolderNoBind(const std::u16string& url);
-    // The login, empty when unknown.
-    std::u16string GetCurrentUser();
     // True also for a document that isn't there: it may be made.
     bool CanEdit(const std::u16string& path);
+    // The login, empty when unknown.
+    std::u16string GetCurrentUser();
     // The server's form digest for changes, empty on failure. HttpException.
     std::u16string GetDigest();
 
@@ -59,21 +64,23 @@ public:
     // Percent-encoded path of the web, the start of the URLs of its requests.
     std::u16string EncodedPath() const;
 
-private:
-    explicit Web(std::shared_ptr<Http::Session> http) : m_http(std::move(http)) {}
-
-    bool ReadInformation(const std::u16string& address, SharePoint::Information* out_information,
-                         bool* out_is_folder);
-    // Reads an item and, when it is checked out, asks for the holder.
-    bool ParseItem(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder);
-    std::u16string FindCheckOutUser(const std::u16string& path);
-    // Nothing when the server doesn't give an answer of the right shape.
-    std::optional<std::u16string> AskForCheckOutUser(const std::u16string& encoded_path);
-    std::shared_ptr<SharePoint::Object> BindInformation(SharePoint::Information information, bool is_folder,
-                                                        BindObjectType type);
+    // The steps of BindObject.
+    SharePoint::WebPlace GetPlace() const { return {m_http->GetUri(), m_information.m_path}; }
     bool ReadFileLink(const std::u16string& url, SharePoint::Information& out_information,
                       bool& out_is_folder);
-    bool CreateMissingFolders(std::u16string path, const std::vector<std::u16string>& missing);
+    bool ReadInformation(const std::u16string& path, SharePoint::Information& out_information,
+                         bool& out_is_folder);
+    std::shared_ptr<SharePoint::Object> MakeObject(SharePoint::Information information, bool is_folder);
+
+private:
+    // The item at one address; false when there is none.
+    bool ReadItem(const std::u16string& address, SharePoint::Information* out_information,
+                  bool* out_is_folder);
+    // Reads an item; asks for the holder of a check-out.
+    bool ParseItem(const Json::Value& json, SharePoint::Information& out_information, bool& out_is_folder);
+    std::u16string FindCheckOutUser(const std::u16string& path);
+    // Nothing when the answer has no user.
+    std::optional<std::u16string> AskForCheckOutUser(const std::u16string& encoded_path);
 
     std::shared_ptr<Http::Session> m_http;
     SharePoint::DigestKeeper m_digest;
