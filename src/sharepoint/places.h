@@ -71,7 +71,8 @@ using FolderMaker = std::function<bool(const std::u16string& parent, const std::
 bool MakeMissingFolders(const char* trace_function, const std::u16string& server_url, Web& web,
                         const std::u16string& url, const FolderMaker& make_folder);
 
-// A `DialectWeb` below is SharePointRestAPI::Web or SharePoint2013::Web.
+// What Create, BindObject, CreateFile and CreateFolder of the two webs share. `DialectWeb` is
+// SharePointRestAPI::Web or SharePoint2013::Web, whose own steps these call.
 
 template <typename DialectWeb>
 std::shared_ptr<DialectWeb> CreateWeb(const char* trace_function, std::shared_ptr<Http::Session> http,

@@ -93,7 +93,6 @@ INSTANTIATE_TEST_SUITE_P(
         VersionRow{
             .name = "OneNumber", .headers = "MicrosoftSharePointTeamServices: 15\r\n", .is_compatible = true},
         VersionRow{.name = "Of2010", .headers = "MicrosoftSharePointTeamServices: 14.0.0.7015\r\n"},
-        VersionRow{.name = "OneDigit", .headers = "MicrosoftSharePointTeamServices: 6.0.2.5530\r\n"},
         VersionRow{.name = "NoNumber", .headers = "MicrosoftSharePointTeamServices: x16\r\n"},
         VersionRow{.name = "TwoVersions",
                    .headers = "MicrosoftSharePointTeamServices: 14.0\r\n"

@@ -67,10 +67,6 @@ INSTANTIATE_TEST_SUITE_P(
                             .json = R"({"ServerRelativeUrl":"/b","Name":""})",
                             .path = u"b",
                             .shown_name = u"b"},
-                    PathRow{.name = "NullName",
-                            .json = R"({"ServerRelativeUrl":"/b","Name":null})",
-                            .path = u"b",
-                            .shown_name = u"b"},
                     PathRow{.name = "OtherName",
                             .json = R"({"ServerRelativeUrl":"/a/b","Name":"c"})",
                             .path = u"a/b",
@@ -78,10 +74,8 @@ INSTANTIATE_TEST_SUITE_P(
                     PathRow{.name = "Root", .json = R"({"ServerRelativeUrl":"/"})", .path = u""},
                     PathRow{.name = "Empty", .json = R"({"ServerRelativeUrl":""})"},
                     PathRow{.name = "Null", .json = R"({"ServerRelativeUrl":null,"Name":"c"})"},
-                    PathRow{.name = "Number", .json = R"({"ServerRelativeUrl":7})"},
                     PathRow{.name = "Array", .json = R"({"ServerRelativeUrl":["/a"]})"},
-                    PathRow{.name = "None", .json = "{}"}, PathRow{.name = "NoObject", .json = "[]"},
-                    PathRow{.name = "Text", .json = "\"/a\""}),
+                    PathRow{.name = "None", .json = "{}"}),
     NameOfRow());
 
 struct TypeRow {
@@ -106,7 +100,6 @@ INSTANTIATE_TEST_SUITE_P(
         TypeRow{.name = "Folder", .more = R"(,"__metadata":{"type":"SP.Folder"})", .is_folder = true},
         TypeRow{.name = "File", .more = R"(,"__metadata":{"type":"SP.File"})"},
         TypeRow{.name = "OtherCase", .more = R"(,"__metadata":{"type":"sp.folder"})"},
-        TypeRow{.name = "Number", .more = R"(,"__metadata":{"type":7})"},
         TypeRow{.name = "NoObject", .more = R"(,"__metadata":"SP.Folder")"}, TypeRow{.name = "None"}),
     NameOfRow());
 
@@ -129,7 +122,6 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, CheckOutType,
     testing::Values(CheckOutRow{.name = "Online", .more = R"(,"CheckOutType":0)", .is_asked = true},
                     CheckOutRow{.name = "Offline", .more = R"(,"CheckOutType":1)", .is_asked = true},
-                    CheckOutRow{.name = "Unknown", .more = R"(,"CheckOutType":-1)", .is_asked = true},
                     CheckOutRow{.name = "None", .more = R"(,"CheckOutType":2)"},
                     CheckOutRow{.name = "Text", .more = R"(,"CheckOutType":"0")"},
                     CheckOutRow{.name = "Null", .more = R"(,"CheckOutType":null)"},
@@ -156,7 +148,6 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, Attributes,
     testing::Values(AttributesRow{.name = "Padded", .value = "\"00000020\"", .attributes = 0x20},
                     AttributesRow{.name = "Prefixed", .value = "\"0x2a\"", .attributes = 0x2A},
-                    AttributesRow{.name = "All", .value = "\"FFFFFFFF\"", .attributes = 0xFFFFFFFF},
                     AttributesRow{.name = "TextBehind", .value = "\"20 and more\"", .attributes = 0x20},
                     AttributesRow{.name = "Null", .value = "null", .attributes = 0},
                     AttributesRow{.name = "Number", .value = "32", .attributes = 0},
