@@ -2,11 +2,11 @@
 // Owner: app/service, only when asked for; any thread.
 #include "admin/admin.h"
 
-#include "app/column_text.h"
 #include "base/text.h"
+#include "content/column_text.h"
+#include "content/sharing.h"
 #include "faults/apply.h"
 #include "odata/format.h"
-#include "rest/sharing.h"
 
 namespace devserver {
 namespace {

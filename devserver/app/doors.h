@@ -1,9 +1,9 @@
 // The protocols behind the sign-in, and which of them a generation of server has.
 // Owner: app/service; any thread.
 #pragma once
-#include "app/documents.h"
-#include "app/generation.h"
 #include "auth/digest.h"
+#include "base/generation.h"
+#include "content/documents.h"
 #include "dav/dav_server.h"
 #include "frontpage/frontpage_server.h"
 #include "rest/rest_api.h"

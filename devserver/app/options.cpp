@@ -6,8 +6,8 @@
 #include <functional>
 #include <map>
 
-#include "app/column_text.h"
 #include "base/text.h"
+#include "content/column_text.h"
 
 namespace devserver {
 namespace {

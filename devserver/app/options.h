@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "app/generation.h"
 #include "auth/forms.h"
 #include "auth/oauth.h"
+#include "base/generation.h"
 #include "dav/dav_server.h"
 #include "http/server.h"
 #include "store/records.h"

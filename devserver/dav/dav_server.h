@@ -1,8 +1,8 @@
 // WebDAV on every document's and folder's own address, by RFC 4918 and such servers' own extensions.
 // Owner: app/service; any thread.
 #pragma once
-#include "app/documents.h"
-#include "app/generation.h"
+#include "base/generation.h"
+#include "content/documents.h"
 #include "dav/if_header.h"
 #include "http/message.h"
 #include "store/store.h"

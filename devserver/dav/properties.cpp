@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "app/documents.h"
 #include "base/text.h"
+#include "content/documents.h"
 #include "dav/dav_error.h"
 #include "rest/resource.h"
 

@@ -2,8 +2,8 @@
 // Owner: rest/; a request's thread alone.
 
 #include "base/text.h"
+#include "content/sharing.h"
 #include "rest/file_resource.h"
-#include "rest/sharing.h"
 
 namespace devserver::rest {
 namespace {

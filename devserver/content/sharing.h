@@ -1,5 +1,5 @@
 // Sharing links: addresses with ":b:" and the like in front, and what they lead to.
-// Owner: rest/; any thread.
+// Owner: content/; any thread.
 #pragma once
 #include <optional>
 #include <string>

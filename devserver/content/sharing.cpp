@@ -1,6 +1,6 @@
 // Sharing links: addresses with ":b:" and the like in front, and what they lead to.
-// Owner: rest/; any thread.
-#include "rest/sharing.h"
+// Owner: content/; any thread.
+#include "content/sharing.h"
 
 #include "base/text.h"
 

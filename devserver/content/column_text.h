@@ -1,5 +1,5 @@
 // A library column as JSON describes it, on the command line and in the admin call.
-// Owner: app/ and admin/; any thread.
+// Owner: content/; any thread.
 #pragma once
 #include <stdexcept>
 #include <string>

@@ -1,5 +1,5 @@
 // A small picture of a document's first page, drawn from nothing but its name and size.
-// Owner: app/documents; any thread.
+// Owner: content/documents; any thread.
 #pragma once
 #include <string>
 

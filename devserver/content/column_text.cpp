@@ -1,6 +1,6 @@
 // A library column as JSON describes it, on the command line and in the admin call.
-// Owner: app/ and admin/; any thread.
-#include "app/column_text.h"
+// Owner: content/; any thread.
+#include "content/column_text.h"
 
 #include <rapidjson/document.h>
 

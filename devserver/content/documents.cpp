@@ -1,12 +1,12 @@
 // Documents by their own address, their old versions, previews, sharing links and the front page.
 // Owner: app/service; any thread.
-#include "app/documents.h"
+#include "content/documents.h"
 
-#include "app/preview.h"
 #include "base/clock.h"
 #include "base/text.h"
+#include "content/preview.h"
+#include "content/sharing.h"
 #include "rest/resource.h"
-#include "rest/sharing.h"
 
 namespace devserver {
 namespace {
