@@ -153,7 +153,7 @@ http::Response Admin::document(const http::Request& request) {
     response.headers.set("X-Modified", iso_time(item->modified));
     response.headers.set("X-Modified-By", editor ? editor->name : "");
     response.headers.set("X-Checked-Out-By", holder ? holder->name : "");
-    response.headers.set("X-Sharing-Link", request.base_url + rest::sharing_path(m_store, *item));
+    response.headers.set("X-Sharing-Link", request.base_url + sharing_path(m_store, *item));
     return response;
 }
 

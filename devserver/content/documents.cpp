@@ -6,7 +6,6 @@
 #include "base/text.h"
 #include "content/preview.h"
 #include "content/sharing.h"
-#include "rest/resource.h"
 
 namespace devserver {
 namespace {
@@ -48,8 +47,8 @@ http::Response DocumentPages::handle(http::Request& request, const User& user) {
 }
 
 http::Response DocumentPages::document(const http::Request& request) {
-    if (rest::is_sharing_path(request.path)) {
-        auto item = rest::find_shared(m_store, request.base_url, request.raw_path);
+    if (is_sharing_path(request.path)) {
+        auto item = find_shared(m_store, request.base_url, request.raw_path);
         if (!item) return not_found();
         auto response = http::make_response(302, "", "");
         response.headers.set("Location", request.base_url + encode_path(item->path));
@@ -62,7 +61,7 @@ http::Response DocumentPages::document(const http::Request& request) {
                                    "<!DOCTYPE html><html><head><title>" + html_escape(item->name) +
                                        "</title></head><body><h1>" + html_escape(item->path) +
                                        "</h1></body></html>");
-    return content(request, item->blob, item->name, rest::etag_of(*item), item->modified);
+    return content(request, item->blob, item->name, etag_of(*item), item->modified);
 }
 
 http::Response DocumentPages::old_version(const http::Request& request, std::size_t at) {
@@ -74,7 +73,7 @@ http::Response DocumentPages::old_version(const http::Request& request, std::siz
     if (!item || item->folder) return not_found();
     for (const auto& version : m_store.versions(item->id))
         if (version.ui_version == *number)
-            return content(request, version.blob, item->name, rest::etag_of(*item), version.created);
+            return content(request, version.blob, item->name, etag_of(*item), version.created);
     return not_found();
 }
 

@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 
-namespace devserver::rest {
+namespace devserver {
 namespace {
 
 struct Kind {
@@ -46,4 +46,4 @@ std::optional<Item> find_shared(Store& store, const std::string& server_url, con
     return guid ? store.item_by_guid(*guid) : std::nullopt;
 }
 
-}  // namespace devserver::rest
+}  // namespace devserver

@@ -6,7 +6,7 @@
 
 #include "store/store.h"
 
-namespace devserver::rest {
+namespace devserver {
 
 // The path of the link to an item, with a leading '/'.
 std::string sharing_path(Store& store, const Item& item);
@@ -14,4 +14,4 @@ std::string sharing_path(Store& store, const Item& item);
 std::optional<Item> find_shared(Store& store, const std::string& server_url, const std::string& url);
 bool is_sharing_path(std::string_view path);
 
-}  // namespace devserver::rest
+}  // namespace devserver

@@ -7,7 +7,6 @@
 #include "dav/dav_error.h"
 #include "dav/dav_server.h"
 #include "dav/properties.h"
-#include "rest/resource.h"
 
 namespace devserver::dav {
 namespace {
@@ -48,7 +47,7 @@ http::Response DavServer::put(Call& call) {
     auto item = m_store.add_file(call.path, std::move(content), call.user, true);
     http::Response response;
     response.status = call.item ? 200 : 201;
-    response.headers.set("ETag", rest::etag_of(item));
+    response.headers.set("ETag", etag_of(item));
     response.headers.set("Last-Modified", http_date(item.modified));
     response.headers.set("ResourceTag", "rt:" + to_upper(item.guid) + "@" + std::to_string(item.etag));
     if (!call.item) response.headers.set("Location", writer_for(call).href(item.path));

@@ -5,7 +5,6 @@
 #include "base/text.h"
 #include "dav/dav_error.h"
 #include "dav/properties.h"
-#include "rest/resource.h"
 
 namespace devserver::dav {
 namespace {
@@ -168,7 +167,7 @@ void DavServer::require_conditions(const Call& call) {
         }
         ResourceState state;
         if (!item) return state;
-        state.etag = item->folder ? "" : rest::etag_of(*item);
+        state.etag = item->folder ? "" : etag_of(*item);
         if (auto lock = m_store.write_lock(item->id))
             state.token = lock->token;
         else if (item->checked_out_by != 0)
@@ -176,7 +175,7 @@ void DavServer::require_conditions(const Call& call) {
         return state;
     };
     if (!call.conditions.holds(state_of)) throw DavError(412, "The If header doesn't hold.");
-    auto etag = call.item && !call.item->folder ? rest::etag_of(*call.item) : std::string();
+    auto etag = call.item && !call.item->folder ? etag_of(*call.item) : std::string();
     auto match = call.request.headers.get("If-Match");
     if (!match.empty() && (match == "*" ? !call.item : match.find(etag) == std::string::npos || etag.empty()))
         throw DavError(412, "The file has changed.");

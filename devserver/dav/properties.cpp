@@ -7,7 +7,6 @@
 #include "base/text.h"
 #include "content/documents.h"
 #include "dav/dav_error.h"
-#include "rest/resource.h"
 
 namespace devserver::dav {
 namespace {
@@ -183,7 +182,7 @@ Text PropertyWriter::is_hidden(const Item&) {
 }
 
 Text PropertyWriter::content_type(const Item& item) {
-    return item.folder ? "application/octet-stream" : media_type_of(item.name);
+    return item.folder ? "application/octet-stream" : document_type_of(item.name);
 }
 
 Text PropertyWriter::content_length(const Item& item) {
@@ -203,7 +202,7 @@ Text PropertyWriter::creation_date(const Item& item) {
 }
 
 Text PropertyWriter::entity_tag(const Item& item) {
-    return xml::escape(rest::etag_of(item));
+    return xml::escape(etag_of(item));
 }
 
 Text PropertyWriter::repl_uid(const Item& item) {
@@ -272,10 +271,6 @@ std::string PropertyWriter::response(const Item& item, const PropertyRequest& re
     if (!found.empty() || missing.empty()) out += part(found, 200);
     if (!missing.empty()) out += part(missing, 404);
     return out + "</D:response>";
-}
-
-std::string media_type_of(const std::string& name) {
-    return document_type_of(name);
 }
 
 }  // namespace devserver::dav

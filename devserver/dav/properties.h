@@ -90,8 +90,6 @@ private:
 std::string property_element(const xml::Name& name, const std::string& content);
 // Whether clients may not set the property.
 bool is_protected(const xml::Name& name);
-// Media type by a file's name.
-std::string media_type_of(const std::string& name);
 // The token that stands for a check-out.
 std::string check_out_token(const Item& item);
 

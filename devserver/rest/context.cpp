@@ -64,10 +64,6 @@ std::string server_relative(const Context& context, std::string path) {
     return path;
 }
 
-std::string etag_of(const Item& item) {
-    return "\"{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "\"";
-}
-
 Value effective_permissions(const User& user) {
     Complex mask{"SP.BasePermissions", {}};
     const char* high = user.rights == Rights::edit ? "432" : user.rights == Rights::read ? "176" : "0";

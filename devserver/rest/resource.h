@@ -101,7 +101,6 @@ Entity library_entity(const Context& context, const Library& library);
 Entity list_item_entity(const Context& context, std::shared_ptr<const Item> item);
 Entity web_entity(const Context& context, const Web& web);
 Value effective_permissions(const User& user);
-std::string etag_of(const Item& item);
 
 // Applies $filter, $orderby, $skip and $top to a feed.
 Feed apply_feed_options(const Context& context, Feed feed);

@@ -68,6 +68,9 @@ struct Item {
     std::string version_label() const { return std::to_string(major()) + "." + std::to_string(minor()); }
 };
 
+// The entity tag of an item, quoted, as every protocol shows it.
+std::string etag_of(const Item& item);
+
 struct Version {
     int ui_version = 512, level = level::published;
     std::string blob, comment;

@@ -1,0 +1,11 @@
+#include "store/records.h"
+
+#include "base/text.h"
+
+namespace devserver {
+
+std::string etag_of(const Item& item) {
+    return "\"{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "\"";
+}
+
+}  // namespace devserver
