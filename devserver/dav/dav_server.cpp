@@ -109,7 +109,7 @@ http::Response DavServer::propfind(Call& call) {
     response.status = 207;
     response.headers.set("Content-Type", "text/xml; charset=utf-8");
     response.headers.set("Cache-Control", "no-cache");
-    response.producer = [=](http::BodySink& sink) {
+    response.producer = [=](BodySink& sink) {
         sink.write(PropertyWriter::multistatus_begin() + first);
         for (const auto& row : *rows) sink.write(writer->response(row, *request));
         sink.write(PropertyWriter::multistatus_end());

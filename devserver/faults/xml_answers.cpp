@@ -55,7 +55,7 @@ http::Response huge_multistatus(const FaultAction& action, const http::Request& 
     response.headers.set("Content-Type", xml_type);
     auto count = std::clamp<std::int64_t>(action.amount, 1, 100'000'000);
     auto folder = xml::escape(address_of(request));
-    response.producer = [count, folder](http::BodySink& sink) {
+    response.producer = [count, folder](BodySink& sink) {
         auto row = [&](const std::string& name, const std::string& more) {
             sink.write(
                 "<D:response><D:href>" + folder + (name.empty() ? "" : "/" + name) +

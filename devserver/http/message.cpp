@@ -66,10 +66,6 @@ std::string read_text(Request& request, std::size_t limit) {
     return text;
 }
 
-FileBody::~FileBody() {
-    ::close(m_descriptor);
-}
-
 Response make_response(int status, std::string content_type, std::string text) {
     Response response;
     response.status = status;

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/body.h"
 #include "base/text.h"
 
 namespace devserver::http {
@@ -39,19 +40,6 @@ public:
 
 private:
     std::vector<std::pair<std::string, std::string>> m_fields;
-};
-
-class BodySource {
-public:
-    virtual ~BodySource() = default;
-    // Returns the number of bytes read, 0 at the end; throws ConnectionLost when the body breaks off.
-    virtual std::size_t read(char* buffer, std::size_t size) = 0;
-};
-
-class BodySink {
-public:
-    virtual ~BodySink() = default;
-    virtual void write(std::string_view bytes) = 0;
 };
 
 // Whatever the application keeps with a request from plan() to finished().
@@ -86,21 +74,6 @@ struct Request {
 
 // The whole body as text; throws BadRequest 413 beyond `limit`.
 std::string read_text(Request& request, std::size_t limit = 4 << 20);
-
-// An open file that is sent as a body; closes its descriptor.
-class FileBody {
-public:
-    FileBody(int descriptor, std::uint64_t size) : m_descriptor(descriptor), m_size(size) {}
-    ~FileBody();
-    FileBody(const FileBody&) = delete;
-    FileBody& operator=(const FileBody&) = delete;
-    int descriptor() const { return m_descriptor; }
-    std::uint64_t size() const { return m_size; }
-
-private:
-    int m_descriptor;
-    std::uint64_t m_size;
-};
 
 struct Response {
     int status = 200;

@@ -55,7 +55,7 @@ std::string content_type(Mode mode, const Node& node) {
     return "application/xml;charset=utf-8";
 }
 
-void write_answer(const Answer& answer, Mode mode, http::BodySink& sink) {
+void write_answer(const Answer& answer, Mode mode, BodySink& sink) {
     mode == Mode::xml ? write_atom(answer, sink) : write_json(answer, mode, sink);
 }
 

@@ -44,7 +44,7 @@ void append_escaped(std::string& out, std::string_view text) {
 
 class JsonWriter {
 public:
-    JsonWriter(const Answer& answer, Mode mode, http::BodySink& sink)
+    JsonWriter(const Answer& answer, Mode mode, BodySink& sink)
         : m_answer(answer),
           m_mode(mode),
           m_sink(sink),
@@ -346,7 +346,7 @@ private:
 
     const Answer& m_answer;
     Mode m_mode;
-    http::BodySink& m_sink;
+    BodySink& m_sink;
     bool m_v4;
     std::string m_out;
 };
@@ -359,7 +359,7 @@ std::string json_text(std::string_view text) {
     return result;
 }
 
-void write_json(const Answer& answer, Mode mode, http::BodySink& sink) {
+void write_json(const Answer& answer, Mode mode, BodySink& sink) {
     JsonWriter(answer, mode, sink).run();
 }
 

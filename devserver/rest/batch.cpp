@@ -9,7 +9,7 @@
 namespace devserver::rest {
 namespace {
 
-class TextSource : public http::BodySource {
+class TextSource : public BodySource {
 public:
     explicit TextSource(std::string_view text) : m_text(text) {}
     std::size_t read(char* buffer, std::size_t size) override {

@@ -103,7 +103,7 @@ http::Response respond(Outcome outcome, const Context& context) {
         if (!etag.empty()) response.headers.set("ETag", etag);
     }
     if (answer->node.kind == Node::Kind::feed) check_feed(*answer->node.feed, answer->projection);
-    response.producer = [answer, mode](http::BodySink& sink) { write_answer(*answer, mode, sink); };
+    response.producer = [answer, mode](BodySink& sink) { write_answer(*answer, mode, sink); };
     return response;
 }
 

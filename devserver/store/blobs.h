@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "http/message.h"
+#include "base/body.h"
 
 namespace devserver {
 
@@ -19,7 +19,7 @@ public:
     BlobWriter& operator=(const BlobWriter&) = delete;
     // Throws std::runtime_error when the disk refuses.
     void write(const char* data, std::size_t size);
-    void write_all(http::BodySource& source);
+    void write_all(BodySource& source);
     // The content stays; returns its name.
     std::string keep();
     std::int64_t size() const { return m_size; }
@@ -36,8 +36,8 @@ public:
     explicit Blobs(std::string folder);
     std::unique_ptr<BlobWriter> create() const;
     // Null when the content isn't there.
-    std::shared_ptr<http::FileBody> open(const std::string& name) const;
-    void append(const std::string& name, http::BodySource& source, std::int64_t& added) const;
+    std::shared_ptr<FileBody> open(const std::string& name) const;
+    void append(const std::string& name, BodySource& source, std::int64_t& added) const;
     void remove(const std::string& name) const;
     // Removes what a killed run left behind; `is_known` tells which names are in use.
     void sweep(const std::function<bool(const std::string&)>& is_known) const;
