@@ -52,7 +52,7 @@ http::Response Admin::handle(http::Request& request) {
         if (operation == "token") return token(request);
         if (operation == "column") return column(request);
         if (operation == "expire-tokens" || operation == "expire-cookies") {
-            m_store.expire_tokens(operation == "expire-tokens" ? "access" : "forms");
+            m_tickets.expire_tokens(operation == "expire-tokens" ? "access" : "forms");
             return json(200, "{}");
         }
         if (operation == "expire-digests") {

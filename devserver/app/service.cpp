@@ -36,10 +36,11 @@ void add_server_headers(http::Response& response, Generation generation) {
 
 Service::Service(const Options& options, Store& store)
     : m_store(store),
+      m_tickets(store.database()),
       m_log(options.request_log_file),
       m_digests(store, options.digest_lifetime, options.optional_digest),
-      m_authenticator(store, options.sign_in, options.forms, options.data_folder),
-      m_authority(store, options.oauth),
+      m_authenticator(store, m_tickets, options.sign_in, options.forms, options.data_folder),
+      m_authority(store, m_tickets, options.oauth),
       m_generation(options.generation),
       m_doors(store, m_digests, options.generation, options.dav) {
     if (!options.faults_file.empty()) {
@@ -49,7 +50,8 @@ Service::Service(const Options& options, Store& store)
         if (!stream) throw UsageError("cannot read the fault plan " + options.faults_file);
         m_faults.add(text.str());
     }
-    if (options.admin) m_admin = std::make_unique<Admin>(m_store, m_faults, m_log, m_authority, m_digests);
+    if (options.admin)
+        m_admin = std::make_unique<Admin>(m_store, m_tickets, m_faults, m_log, m_authority, m_digests);
 }
 
 bool Service::stall_connection() {

@@ -11,6 +11,7 @@
 #include "auth/digest.h"
 #include "auth/oauth.h"
 #include "auth/sign_in.h"
+#include "auth/tickets.h"
 #include "faults/plan.h"
 #include "http/message.h"
 #include "store/store.h"
@@ -31,6 +32,7 @@ private:
     http::Response serve_guarded(http::Request& request);
 
     Store& m_store;
+    Tickets m_tickets;
     RequestLog m_log;
     FaultPlan m_faults;
     FormDigests m_digests;

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "auth/tickets.h"
 #include "http/message.h"
 #include "store/store.h"
 
@@ -26,12 +27,13 @@ public:
 
 class BearerAuthenticator : public Authenticator {
 public:
-    explicit BearerAuthenticator(Store& store) : m_store(store) {}
+    BearerAuthenticator(Store& store, Tickets& tickets) : m_store(store), m_tickets(tickets) {}
     std::optional<User> authenticate(const http::Request& request) override;
     http::Response challenge(const http::Request& request) override;
 
 private:
     Store& m_store;
+    Tickets& m_tickets;
 };
 
 // The sign-in authority's constants, shared by challenge and token answers.

@@ -99,12 +99,12 @@ http::Response AuthorizePage::give_code(AuthorizationCode grant, const User& use
     auto code = base64url_encode(random_bytes(48));
     grant.user = user.id;
     grant.expires = now() + code_lifetime;
-    m_store.put_authorization_code(code, grant);
+    m_tickets.put_authorization_code(code, grant);
     return back_to(grant.redirect_uri, "code=" + code, state);
 }
 
 std::optional<AuthorizationCode> AuthorizePage::redeem(const std::string& code, const std::string& verifier) {
-    auto grant = m_store.take_authorization_code(code);
+    auto grant = m_tickets.take_authorization_code(code);
     bool proven = grant && equal_in_constant_time(base64url_encode(sha256(verifier)), grant->challenge);
     return proven ? std::move(grant) : std::nullopt;
 }

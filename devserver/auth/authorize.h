@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "auth/tickets.h"
 #include "http/message.h"
 #include "store/store.h"
 
@@ -13,8 +14,8 @@ namespace devserver {
 class AuthorizePage {
 public:
     // With `approve_user` nobody is asked.
-    AuthorizePage(Store& store, std::string approve_user)
-        : m_store(store), m_approve_user(std::move(approve_user)) {}
+    AuthorizePage(Store& store, Tickets& tickets, std::string approve_user)
+        : m_store(store), m_tickets(tickets), m_approve_user(std::move(approve_user)) {}
     http::Response handle(http::Request& request);
     // The grant of a code for this verifier; each code is good for one try.
     std::optional<AuthorizationCode> redeem(const std::string& code, const std::string& verifier);
@@ -23,6 +24,7 @@ private:
     http::Response give_code(AuthorizationCode grant, const User& user, const std::string& state);
 
     Store& m_store;
+    Tickets& m_tickets;
     const std::string m_approve_user;
 };
 

@@ -30,7 +30,7 @@ http::Response unauthorized(const std::string& challenge) {
 std::optional<User> BearerAuthenticator::authenticate(const http::Request& request) {
     auto value = bearer_token(request);
     if (value.empty()) return std::nullopt;
-    auto token = m_store.token(value, "access");
+    auto token = m_tickets.token(value, "access");
     if (!token || token->expires <= now()) return std::nullopt;
     return m_store.user_by_id(token->user);
 }
@@ -41,7 +41,7 @@ http::Response BearerAuthenticator::challenge(const http::Request& request) {
     std::string detail, diagnostics;
     if (value.empty()) {
         text += "No authorization information was found.";
-    } else if (m_store.token(value, "access")) {
+    } else if (m_tickets.token(value, "access")) {
         text += "Invalid JWT token. The token is expired.";
         diagnostics =
             "3000006;reason=\"Token contains invalid signature or is expired.\";category=\"invalid_client\"";

@@ -81,7 +81,7 @@ http::Response forms_challenge(const http::Request& request, bool with_return_ur
 std::optional<User> FormsAuthenticator::authenticate(const http::Request& request) {
     auto value = cookie_of(request, "FedAuth");
     if (value.empty()) return std::nullopt;
-    auto token = m_store.token(value, token_kind);
+    auto token = m_tickets.token(value, token_kind);
     if (!token || token->expires <= now()) return std::nullopt;
     return m_store.user_by_id(token->user);
 }
@@ -129,14 +129,14 @@ void FormsAuthenticator::set_cookies(const http::Request& request, const User& u
                                      http::Response& response) {
     auto value = base64_encode(random_bytes(96));
     auto expires = now() + m_options.cookie_lifetime;
-    m_store.put_token(value, token_kind, {user.id, expires, "", ""});
+    m_tickets.put_token(value, token_kind, {user.id, expires, "", ""});
     auto end = cookie_end(request, keep ? std::optional(expires) : std::nullopt);
     response.headers.add("Set-Cookie", "rtFa=" + base64_encode(random_bytes(96)) + end);
     response.headers.add("Set-Cookie", "FedAuth=" + value + end);
 }
 
 http::Response FormsAuthenticator::sign_out(const http::Request& request) {
-    if (auto value = cookie_of(request, "FedAuth"); !value.empty()) m_store.drop_token(value);
+    if (auto value = cookie_of(request, "FedAuth"); !value.empty()) m_tickets.drop_token(value);
     auto response = html_page("<h1>You are signed out</h1>");
     for (const char* name : {"rtFa", "FedAuth"})
         response.headers.add("Set-Cookie", std::string(name) + "=" + cookie_end(request, 0));

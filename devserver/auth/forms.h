@@ -15,7 +15,8 @@ struct FormsOptions {
 
 class FormsAuthenticator : public Authenticator {
 public:
-    FormsAuthenticator(Store& store, FormsOptions options) : m_store(store), m_options(options) {}
+    FormsAuthenticator(Store& store, Tickets& tickets, FormsOptions options)
+        : m_store(store), m_tickets(tickets), m_options(options) {}
     // By the cookie FedAuth; the other one belongs to the page.
     std::optional<User> authenticate(const http::Request& request) override;
     // Browsers are led to the page; other clients get a 403 that says where it is (MS-OFBA 2.2.2).
@@ -30,6 +31,7 @@ private:
     void set_cookies(const http::Request& request, const User& user, bool keep, http::Response& response);
 
     Store& m_store;
+    Tickets& m_tickets;
     const FormsOptions m_options;
 };
 

@@ -75,7 +75,7 @@ http::Response OAuthAuthority::device_code(http::Request& request) {
     record.interval = m_options.poll_interval;
     if (auto user = m_store.user_by_name(m_options.approve_user)) record.user = user->id;
     auto code = base64url_encode(random_bytes(48));
-    m_store.put_device_code(code, record);
+    m_tickets.put_device_code(code, record);
     auto address = request.base_url + "/devicelogin";
     return json(200, "{\"user_code\":" + odata::json_text(record.user_code) + ",\"device_code\":" +
                          odata::json_text(code) + ",\"verification_uri\":" + odata::json_text(address) +
@@ -114,39 +114,39 @@ http::Response OAuthAuthority::redeem_code(const QueryParameters& form) {
 
 http::Response OAuthAuthority::redeem_device_code(const QueryParameters& form) {
     auto code = query_value(form, "device_code");
-    auto record = m_store.device_code(code);
+    auto record = m_tickets.device_code(code);
     if (!record) return oauth_error("invalid_grant", "The device code isn't known or was used before.");
     if (record->client != query_value(form, "client_id"))
         return oauth_error("invalid_client", "The device code was given to another client.");
     if (record->expires <= now()) {
-        m_store.drop_device_code(code);
+        m_tickets.drop_device_code(code);
         return oauth_error("expired_token", "The device code has expired.");
     }
     if (record->denied) {
-        m_store.drop_device_code(code);
+        m_tickets.drop_device_code(code);
         return oauth_error("authorization_declined", "The person declined.");
     }
     if (record->user == 0) {
         bool too_soon = record->last_poll != 0 && now() - record->last_poll < record->interval;
-        m_store.note_device_poll(code, now(), record->interval + (too_soon ? 5 : 0));
+        m_tickets.note_device_poll(code, now(), record->interval + (too_soon ? 5 : 0));
         return too_soon ? oauth_error("slow_down", "Poll less often.")
                         : oauth_error("authorization_pending", "Nobody has entered the code yet.");
     }
     // Of two that come at once, one is too late.
-    auto user = m_store.drop_device_code(code) ? m_store.user_by_id(record->user) : std::nullopt;
+    auto user = m_tickets.drop_device_code(code) ? m_store.user_by_id(record->user) : std::nullopt;
     if (!user) return oauth_error("invalid_grant", "The device code was used before, or its user is gone.");
     return grant(*user, record->scope, record->client);
 }
 
 http::Response OAuthAuthority::redeem_refresh_token(const QueryParameters& form) {
     auto value = query_value(form, "refresh_token");
-    auto token = m_store.token(value, "refresh");
+    auto token = m_tickets.token(value, "refresh");
     if (!token || token->expires <= now())
         return oauth_error("invalid_grant",
                            "The refresh token isn't known, was used before, or has expired.");
     if (token->client != query_value(form, "client_id"))
         return oauth_error("invalid_client", "The refresh token was given to another client.");
-    auto user = m_store.drop_token(value) ? m_store.user_by_id(token->user) : std::nullopt;
+    auto user = m_tickets.drop_token(value) ? m_store.user_by_id(token->user) : std::nullopt;
     if (!user) return oauth_error("invalid_grant", "The refresh token was used before, or its user is gone.");
     auto scope = query_value(form, "scope");
     return grant(*user, scope.empty() ? token->scope : scope, token->client);
@@ -163,15 +163,15 @@ std::string OAuthAuthority::issue_access_token(const User& user, const std::stri
                                                const std::string& client, std::optional<int> lifetime) {
     auto value = base64url_encode("{\"typ\":\"JWT\",\"alg\":\"none\"}") + "." +
                  base64url_encode(random_bytes(48)) + "." + base64url_encode(random_bytes(32));
-    m_store.put_token(value, "access",
-                      {user.id, now() + lifetime.value_or(m_options.token_lifetime), scope, client});
+    m_tickets.put_token(value, "access",
+                        {user.id, now() + lifetime.value_or(m_options.token_lifetime), scope, client});
     return value;
 }
 
 http::Response OAuthAuthority::grant(const User& user, const std::string& scope, const std::string& client) {
     auto access = issue_access_token(user, scope, client);
     auto refresh = base64url_encode(random_bytes(64));
-    m_store.put_token(refresh, "refresh", {user.id, now() + refresh_lifetime, scope, client});
+    m_tickets.put_token(refresh, "refresh", {user.id, now() + refresh_lifetime, scope, client});
     auto lifetime = std::to_string(m_options.token_lifetime);
     return json(200, "{\"token_type\":\"Bearer\",\"scope\":" + odata::json_text(scope) +
                          ",\"expires_in\":" + lifetime + ",\"ext_expires_in\":" + lifetime +
@@ -185,8 +185,7 @@ http::Response OAuthAuthority::login_page(http::Request& request) {
     if (request.method == "POST") {
         auto form = parse_query(http::read_text(request, 65536));
         code = to_upper(trim(query_value(form, "user_code")));
-        auto device = m_store.pending_user_code(code);
-        auto record = device ? m_store.device_code(*device) : std::nullopt;
+        auto record = m_tickets.device_code_by_user_code(code);
         auto user = m_store.user_by_name(query_value(form, "username"));
         if (!record || record->expires <= now()) {
             note = "This code isn't known, or has expired.";
@@ -194,7 +193,7 @@ http::Response OAuthAuthority::login_page(http::Request& request) {
             note = "The name or the password is incorrect.";
         } else {
             bool denied = query_value(form, "decision") == "decline";
-            m_store.decide_device_code(*device, denied ? 0 : user->id, denied);
+            m_tickets.decide_device_code(code, denied ? 0 : user->id, denied);
             return html_page(denied ? "<h1>Declined</h1>"
                                     : "<h1>You are signed in</h1><p>Go back to the device; "
                                       "this page may be closed.</p>");

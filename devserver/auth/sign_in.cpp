@@ -10,15 +10,16 @@
 
 namespace devserver {
 
-SignIn::SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms,
-               const std::string& data_folder) {
-    for (const auto& name : schemes) m_schemes.push_back(make_scheme(store, name, forms, data_folder));
+SignIn::SignIn(Store& store, Tickets& tickets, const std::vector<std::string>& schemes,
+               const FormsOptions& forms, const std::string& data_folder) {
+    for (const auto& name : schemes)
+        m_schemes.push_back(make_scheme(store, tickets, name, forms, data_folder));
 }
 
-std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, const std::string& name,
+std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, Tickets& tickets, const std::string& name,
                                                    const FormsOptions& forms,
                                                    const std::string& data_folder) {
-    if (name == "bearer") return std::make_unique<BearerAuthenticator>(store);
+    if (name == "bearer") return std::make_unique<BearerAuthenticator>(store, tickets);
     if (name == "basic") return std::make_unique<BasicAuthenticator>(store);
     if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
     if (name == "ntlm" || name == "negotiate") {
@@ -27,7 +28,7 @@ std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, const std::stri
                                                         name == "ntlm" ? "NTLM" : "Negotiate");
     }
     if (name == "forms") {
-        auto scheme = std::make_unique<FormsAuthenticator>(store, forms);
+        auto scheme = std::make_unique<FormsAuthenticator>(store, tickets, forms);
         m_forms = scheme.get();
         return scheme;
     }

@@ -15,7 +15,7 @@ class SignIn : public Authenticator {
 public:
     // Names of schemes: bearer, basic, digest, ntlm, negotiate, forms. Throws std::invalid_argument with one
     // clear line. Before the first thread starts; NTLM keeps a file in `data_folder`.
-    SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms,
+    SignIn(Store& store, Tickets& tickets, const std::vector<std::string>& schemes, const FormsOptions& forms,
            const std::string& data_folder);
     std::optional<User> authenticate(const http::Request& request) override;
     // The first scheme's answer, with a WWW-Authenticate header for each; in the middle of an exchange that
@@ -26,7 +26,7 @@ public:
     std::optional<http::Response> handle(http::Request& request);
 
 private:
-    std::unique_ptr<Authenticator> make_scheme(Store& store, const std::string& name,
+    std::unique_ptr<Authenticator> make_scheme(Store& store, Tickets& tickets, const std::string& name,
                                                const FormsOptions& forms, const std::string& data_folder);
 
     std::shared_ptr<NtlmAccounts> m_accounts;  // if one of the schemes needs them

@@ -1,55 +1,16 @@
-// The store's short-lived things: tokens, device codes, uploads in pieces.
-// Owner: store/; any thread.
+#include "auth/tickets.h"
+
+#include "base/clock.h"
 #include "base/crypto.h"
 #include "base/text.h"
-#include "store/store.h"
 
 namespace devserver {
+namespace {
 
-void Store::put_token(const std::string& value, const std::string& kind, const Token& token) {
-    Lock lock(m_mutex);
-    m_database.run("DELETE FROM tokens WHERE expires < ?", now() - 86400);
-    m_database.run("INSERT OR REPLACE INTO tokens VALUES (?,?,?,?,?,?)", sha256_hex(value), kind, token.user,
-                   token.expires, token.scope, token.client);
-}
+#define SELECT_DEVICE_CODE \
+    "SELECT user_code, client, scope, expires, last_poll, interval, user, denied FROM device_codes WHERE "
 
-std::optional<Token> Store::token(const std::string& value, const std::string& kind) {
-    Lock lock(m_mutex);
-    auto row = m_database.query("SELECT user, expires, scope, client FROM tokens WHERE hash=? AND kind=?",
-                                sha256_hex(value), kind);
-    if (!row.step()) return std::nullopt;
-    return Token{row.integer(0), row.integer(1), row.text(2), row.text(3)};
-}
-
-bool Store::drop_token(const std::string& value) {
-    Lock lock(m_mutex);
-    auto hash = sha256_hex(value);
-    bool known = m_database.query("SELECT 1 FROM tokens WHERE hash=?", hash).step();
-    m_database.run("DELETE FROM tokens WHERE hash=?", hash);
-    return known;
-}
-
-void Store::expire_tokens(const std::string& kind) {
-    Lock lock(m_mutex);
-    m_database.run("UPDATE tokens SET expires=? WHERE kind=?", now() - 1, kind);
-}
-
-void Store::put_device_code(const std::string& code, const DeviceCode& record) {
-    Lock lock(m_mutex);
-    m_database.run("DELETE FROM device_codes WHERE expires < ?", now() - 3600);
-    m_database.run("INSERT OR REPLACE INTO device_codes VALUES (?,?,?,?,?,?,?,?,?)", sha256_hex(code),
-                   record.user_code, record.client, record.scope, record.expires, record.last_poll,
-                   record.interval, record.user, record.denied);
-    m_database.run("INSERT OR REPLACE INTO settings VALUES (?, ?)", "device:" + record.user_code, code);
-}
-
-std::optional<DeviceCode> Store::device_code(const std::string& code) {
-    Lock lock(m_mutex);
-    auto row = m_database.query(
-        "SELECT user_code, client, scope, expires, last_poll, interval, user, denied FROM device_codes WHERE "
-        "hash=?",
-        sha256_hex(code));
-    if (!row.step()) return std::nullopt;
+DeviceCode read_device_code(const Statement& row) {
     DeviceCode record;
     record.user_code = row.text(0);
     record.client = row.text(1);
@@ -62,42 +23,96 @@ std::optional<DeviceCode> Store::device_code(const std::string& code) {
     return record;
 }
 
-std::optional<std::string> Store::pending_user_code(const std::string& user_code) {
-    Lock lock(m_mutex);
-    auto row = m_database.query("SELECT value FROM settings WHERE name=?", "device:" + to_upper(user_code));
+}  // namespace
+
+Tickets::Tickets(Database& database) : m_database(database) {
+    DatabaseLock lock(m_database);
+    m_database.execute(R"sql(
+CREATE TABLE IF NOT EXISTS tokens (
+    hash TEXT PRIMARY KEY, kind TEXT NOT NULL, user INTEGER NOT NULL, expires INTEGER NOT NULL,
+    scope TEXT NOT NULL, client TEXT NOT NULL);
+CREATE TABLE IF NOT EXISTS device_codes (
+    hash TEXT PRIMARY KEY, user_code TEXT NOT NULL, client TEXT NOT NULL, scope TEXT NOT NULL,
+    expires INTEGER NOT NULL, last_poll INTEGER NOT NULL, interval INTEGER NOT NULL, user INTEGER NOT NULL,
+    denied INTEGER NOT NULL);
+CREATE TABLE IF NOT EXISTS authorization_codes (
+    hash TEXT PRIMARY KEY, client TEXT NOT NULL, scope TEXT NOT NULL, redirect_uri TEXT NOT NULL,
+    challenge TEXT NOT NULL, user INTEGER NOT NULL, expires INTEGER NOT NULL);
+)sql");
+}
+
+void Tickets::put_token(const std::string& value, const std::string& kind, const Token& token) {
+    DatabaseLock lock(m_database);
+    m_database.run("DELETE FROM tokens WHERE expires < ?", now() - 86400);
+    m_database.run("INSERT OR REPLACE INTO tokens VALUES (?,?,?,?,?,?)", sha256_hex(value), kind, token.user,
+                   token.expires, token.scope, token.client);
+}
+
+std::optional<Token> Tickets::token(const std::string& value, const std::string& kind) {
+    DatabaseLock lock(m_database);
+    auto row = m_database.query("SELECT user, expires, scope, client FROM tokens WHERE hash=? AND kind=?",
+                                sha256_hex(value), kind);
     if (!row.step()) return std::nullopt;
-    return row.text(0);
+    return Token{row.integer(0), row.integer(1), row.text(2), row.text(3)};
 }
 
-void Store::decide_device_code(const std::string& code, Id user, bool denied) {
-    Lock lock(m_mutex);
-    m_database.run("UPDATE device_codes SET user=?, denied=? WHERE hash=?", user, denied, sha256_hex(code));
+bool Tickets::drop_token(const std::string& value) {
+    DatabaseLock lock(m_database);
+    return m_database.run("DELETE FROM tokens WHERE hash=?", sha256_hex(value)) > 0;
 }
 
-void Store::note_device_poll(const std::string& code, Seconds last_poll, int interval) {
-    Lock lock(m_mutex);
+void Tickets::expire_tokens(const std::string& kind) {
+    DatabaseLock lock(m_database);
+    m_database.run("UPDATE tokens SET expires=? WHERE kind=?", now() - 1, kind);
+}
+
+void Tickets::put_device_code(const std::string& code, const DeviceCode& record) {
+    DatabaseLock lock(m_database);
+    m_database.run("DELETE FROM device_codes WHERE expires < ?", now() - 3600);
+    m_database.run("INSERT OR REPLACE INTO device_codes VALUES (?,?,?,?,?,?,?,?,?)", sha256_hex(code),
+                   record.user_code, record.client, record.scope, record.expires, record.last_poll,
+                   record.interval, record.user, record.denied);
+}
+
+std::optional<DeviceCode> Tickets::device_code(const std::string& code) {
+    DatabaseLock lock(m_database);
+    auto row = m_database.query(SELECT_DEVICE_CODE "hash=?", sha256_hex(code));
+    if (!row.step()) return std::nullopt;
+    return read_device_code(row);
+}
+
+std::optional<DeviceCode> Tickets::device_code_by_user_code(const std::string& user_code) {
+    DatabaseLock lock(m_database);
+    auto row = m_database.query(SELECT_DEVICE_CODE "user_code=?", to_upper(user_code));
+    if (!row.step()) return std::nullopt;
+    return read_device_code(row);
+}
+
+void Tickets::decide_device_code(const std::string& user_code, Id user, bool denied) {
+    DatabaseLock lock(m_database);
+    m_database.run("UPDATE device_codes SET user=?, denied=? WHERE user_code=?", user, denied, user_code);
+}
+
+void Tickets::note_device_poll(const std::string& code, Seconds last_poll, int interval) {
+    DatabaseLock lock(m_database);
     m_database.run("UPDATE device_codes SET last_poll=?, interval=? WHERE hash=?", last_poll, interval,
                    sha256_hex(code));
 }
 
-bool Store::drop_device_code(const std::string& code) {
-    Lock lock(m_mutex);
-    auto record = device_code(code);
-    if (!record) return false;
-    m_database.run("DELETE FROM settings WHERE name=?", "device:" + record->user_code);
-    m_database.run("DELETE FROM device_codes WHERE hash=?", sha256_hex(code));
-    return true;
+bool Tickets::drop_device_code(const std::string& code) {
+    DatabaseLock lock(m_database);
+    return m_database.run("DELETE FROM device_codes WHERE hash=?", sha256_hex(code)) > 0;
 }
 
-void Store::put_authorization_code(const std::string& code, const AuthorizationCode& grant) {
-    Lock lock(m_mutex);
+void Tickets::put_authorization_code(const std::string& code, const AuthorizationCode& grant) {
+    DatabaseLock lock(m_database);
     m_database.run("DELETE FROM authorization_codes WHERE expires <= ?", now());
     m_database.run("INSERT OR REPLACE INTO authorization_codes VALUES (?,?,?,?,?,?,?)", sha256_hex(code),
                    grant.client, grant.scope, grant.redirect_uri, grant.challenge, grant.user, grant.expires);
 }
 
-std::optional<AuthorizationCode> Store::take_authorization_code(const std::string& code) {
-    Lock lock(m_mutex);
+std::optional<AuthorizationCode> Tickets::take_authorization_code(const std::string& code) {
+    DatabaseLock lock(m_database);
     auto row = m_database.query(
         "SELECT client, scope, redirect_uri, challenge, user, expires FROM authorization_codes WHERE hash=? "
         "AND expires > ?",
@@ -107,62 +122,6 @@ std::optional<AuthorizationCode> Store::take_authorization_code(const std::strin
                             row.text(3), row.integer(4), row.integer(5)};
     m_database.run("DELETE FROM authorization_codes WHERE hash=?", sha256_hex(code));
     return grant;
-}
-
-void Store::start_upload(const std::string& id, const Upload& upload) {
-    Lock lock(m_mutex);
-    cancel_upload(id);
-    m_database.run("INSERT INTO uploads VALUES (?,?,?,?,?)", id, upload.item, upload.user, upload.blob,
-                   upload.size);
-}
-
-std::optional<Upload> Store::upload(const std::string& id) {
-    Lock lock(m_mutex);
-    auto row = m_database.query("SELECT item, user, blob, size FROM uploads WHERE id=?", id);
-    if (!row.step()) return std::nullopt;
-    return Upload{row.integer(0), row.integer(1), row.text(2), row.integer(3)};
-}
-
-void Store::advance_upload(const std::string& id, std::int64_t size) {
-    Lock lock(m_mutex);
-    m_database.run("UPDATE uploads SET size=? WHERE id=?", size, id);
-}
-
-Item Store::finish_upload(const std::string& id, const User& user) {
-    Lock lock(m_mutex);
-    auto piece = upload(id);
-    if (!piece) throw StoreError(Fault::not_found, id);
-    auto file = require_file(piece->item);
-    require_writable(file, user);
-    Transaction transaction(m_database);
-    auto old_blob = file.blob;
-    // A first content that comes in pieces belongs to the version that the empty file was made with.
-    if (file.level != level::checked_out && file.size > 0) {
-        push_version(file);
-        bool minor = library_of(file).minor_versions;
-        file.ui_version = minor ? file.ui_version + 1 : (file.major() + 1) * 512;
-        file.level = minor ? level::draft : level::published;
-        file.comment.clear();
-    }
-    file.blob = piece->blob;
-    file.size = piece->size;
-    file.modified = now();
-    file.editor = user.id;
-    ++file.etag;
-    ++file.content_tag;
-    save(file);
-    m_database.run("DELETE FROM uploads WHERE id=?", id);
-    transaction.commit();
-    release_blob(old_blob);
-    return require_item(file.id);
-}
-
-void Store::cancel_upload(const std::string& id) {
-    Lock lock(m_mutex);
-    if (auto piece = upload(id)) {
-        m_database.run("DELETE FROM uploads WHERE id=?", id);
-        release_blob(piece->blob);
-    }
 }
 
 }  // namespace devserver

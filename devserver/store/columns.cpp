@@ -40,7 +40,7 @@ constexpr char choice_separator = '\n';
 }  // namespace
 
 std::vector<Column> Store::columns(Id library) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Column> result;
     for (const auto& base : base_columns) {
         Column column;
@@ -87,7 +87,7 @@ std::vector<Column> Store::columns(Id library) {
 }
 
 void Store::put_column(Id library, const Column& column) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::string choices;
     for (const auto& choice : column.choices) choices += (choices.empty() ? "" : "\n") + choice;
     auto guid = column.guid;
@@ -105,7 +105,7 @@ void Store::put_column(Id library, const Column& column) {
 }
 
 std::map<std::string, std::string> Store::values(Id item) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::map<std::string, std::string> result;
     auto rows = m_database.query("SELECT name, value FROM item_values WHERE item=?", item);
     while (rows.step()) result[rows.text(0)] = rows.text(1);
@@ -113,7 +113,7 @@ std::map<std::string, std::string> Store::values(Id item) {
 }
 
 Item Store::set_values(Id id, const std::map<std::string, std::string>& given, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
     require_writable(item, user);
     Transaction transaction(m_database);

@@ -1,9 +1,10 @@
 // A thin layer over SQLite: statements prepared once, parameters bound by position.
-// Owner: store/; guarded by the store's mutex.
+// Owner: store/; any thread, with the database locked.
 #pragma once
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -51,6 +52,9 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
+    // Held for the length of an operation; the thread that holds it may take it again.
+    void lock() { m_mutex.lock(); }
+    void unlock() { m_mutex.unlock(); }
     void execute(const char* script);
     // A statement ready to step; only one use of the same text may be open at a time.
     template <typename... Values>
@@ -75,9 +79,12 @@ public:
 private:
     sqlite3_stmt* prepare(const char* sql);
 
+    std::recursive_mutex m_mutex;
     sqlite3* m_database = nullptr;
     std::unordered_map<std::string, sqlite3_stmt*> m_statements;
 };
+
+using DatabaseLock = std::lock_guard<Database>;
 
 // Commits when told to, else rolls back; nested ones belong to the outermost.
 class Transaction {

@@ -9,7 +9,7 @@
 namespace devserver {
 
 bool Store::has_blob(const std::string& blob) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     return m_database
         .query(
             "SELECT 1 FROM items WHERE blob=?1 UNION SELECT 1 FROM versions WHERE blob=?1 "
@@ -41,7 +41,7 @@ void Store::push_version(const Item& file) {
 }
 
 std::vector<Version> Store::versions(Id file) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Version> result;
     auto rows = m_database.query(
         "SELECT ui_version, level, blob, comment, size, created, author FROM versions WHERE item=? ORDER BY "
@@ -100,7 +100,7 @@ Item Store::new_file(const Place& place, const std::string& path, const User& us
 
 Item Store::add_file(std::string_view path, std::unique_ptr<BlobWriter> content, const User& user,
                      bool overwrite) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     if (auto existing = find(path)) {
         if (existing->folder || !overwrite) throw StoreError(Fault::already_exists, existing->path);
         return write(existing->id, std::move(content), user);
@@ -113,7 +113,7 @@ Item Store::add_file(std::string_view path, std::unique_ptr<BlobWriter> content,
 
 Item Store::add_published(std::string_view path, std::unique_ptr<BlobWriter> content, Seconds modified,
                           const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = new_file(place_for(path), std::string(path), user);
     file.created = file.modified = modified;
     file.ui_version = 512;
@@ -125,7 +125,7 @@ Item Store::add_published(std::string_view path, std::unique_ptr<BlobWriter> con
 }
 
 void Store::add_many(std::string_view folder_path, int count, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     Transaction transaction(m_database);
     auto folder = create_folder(folder_path, user);
     auto content = m_blobs.create();
@@ -148,7 +148,7 @@ void Store::add_many(std::string_view folder_path, int count, const User& user) 
 
 Item Store::write(Id id, std::unique_ptr<BlobWriter> content, const User& user, bool force,
                   std::optional<Seconds> modified) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     if (!force) require_writable(file, user);
     auto library = library_of(file);
@@ -175,7 +175,7 @@ Item Store::write(Id id, std::unique_ptr<BlobWriter> content, const User& user, 
 }
 
 Item Store::check_out(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     if (file.checked_out_by != 0)
         throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
@@ -194,7 +194,7 @@ Item Store::check_out(Id id, const User& user) {
 }
 
 Item Store::undo_check_out(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     if (file.checked_out_by == 0) throw StoreError(Fault::not_checked_out, file.path);
     require_writable(file, user);
@@ -231,7 +231,7 @@ void Store::require_columns(const Item& file) {
 }
 
 Item Store::check_in(Id id, const std::string& comment, CheckInType type, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     if (file.checked_out_by == 0) throw StoreError(Fault::not_checked_out, file.path);
     require_writable(file, user);
@@ -259,7 +259,7 @@ Item Store::check_in(Id id, const std::string& comment, CheckInType type, const 
 }
 
 Item Store::publish(Id id, const std::string& comment, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
     if (file.checked_out_by != 0)
@@ -275,7 +275,7 @@ Item Store::publish(Id id, const std::string& comment, const User& user) {
 }
 
 Item Store::unpublish(Id id, const std::string& comment, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
     if (file.checked_out_by != 0)
@@ -294,7 +294,7 @@ Item Store::unpublish(Id id, const std::string& comment, const User& user) {
 }
 
 void Store::remove_version(Id id, int ui_version, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
     auto all = versions(id);
@@ -306,7 +306,7 @@ void Store::remove_version(Id id, int ui_version, const User& user) {
 }
 
 Item Store::restore_version(Id id, int ui_version, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
     auto all = versions(id);

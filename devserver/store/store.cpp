@@ -76,7 +76,7 @@ Id Store::make_root_item(const std::string& name, Id parent, Id library) {
 
 void Store::set_up_site(const std::string& site_path, const std::string& library_title, bool force_checkout,
                         bool minor_versions) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     Transaction transaction(m_database);
     for (const std::string& path : {std::string(), site_path}) {
         if (std::any_of(m_webs.begin(), m_webs.end(),
@@ -106,7 +106,7 @@ void Store::set_up_site(const std::string& site_path, const std::string& library
 }
 
 void Store::put_user(const std::string& name, const std::string& password, Rights rights) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto email = name + "@" + mail_domain;
     m_database.run(
         "INSERT INTO users (name, login, title, email, password, rights) VALUES (?,?,?,?,?,?) "
@@ -115,7 +115,7 @@ void Store::put_user(const std::string& name, const std::string& password, Right
 }
 
 std::optional<User> Store::user_by_name(std::string_view name) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto row = m_database.query(
         "SELECT id, name, login, title, email, password, rights FROM users "
         "WHERE name=?1 OR login=?1 COLLATE NOCASE OR email=?1 COLLATE NOCASE",
@@ -125,7 +125,7 @@ std::optional<User> Store::user_by_name(std::string_view name) {
 }
 
 std::optional<User> Store::user_by_id(Id id) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto row =
         m_database.query("SELECT id, name, login, title, email, password, rights FROM users WHERE id=?", id);
     if (!row.step()) return std::nullopt;
@@ -133,7 +133,7 @@ std::optional<User> Store::user_by_id(Id id) {
 }
 
 std::vector<User> Store::users() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<User> result;
     auto rows =
         m_database.query("SELECT id, name, login, title, email, password, rights FROM users ORDER BY id");
@@ -147,7 +147,7 @@ std::string Store::login_of(Id user) {
 }
 
 std::string Store::secret(const std::string& purpose) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     {
         auto row = m_database.query("SELECT value FROM settings WHERE name=?", "secret:" + purpose);
         if (row.step()) return row.text(0);
@@ -157,23 +157,23 @@ std::string Store::secret(const std::string& purpose) {
 }
 
 void Store::renew_secret(const std::string& purpose) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     m_database.run("INSERT OR REPLACE INTO settings VALUES (?, ?)", "secret:" + purpose,
                    hex_encode(random_bytes(32)));
 }
 
 bool Store::is_seeded() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     return m_database.query("SELECT 1 FROM settings WHERE name='seeded'").step();
 }
 
 void Store::set_seeded() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     m_database.run("INSERT OR REPLACE INTO settings VALUES ('seeded', '1')");
 }
 
 Web Store::site() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::string path;
     {
         auto row = m_database.query("SELECT value FROM settings WHERE name='site'");
@@ -187,7 +187,7 @@ Web Store::root_web() {
 }
 
 std::optional<Web> Store::web_at(std::string_view path) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     while (!path.empty() && path.front() == '/') path.remove_prefix(1);
     while (!path.empty() && path.back() == '/') path.remove_suffix(1);
     for (const auto& web : m_webs)
@@ -196,7 +196,7 @@ std::optional<Web> Store::web_at(std::string_view path) {
 }
 
 Web Store::web_of(std::string_view path) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     while (!path.empty() && path.front() == '/') path.remove_prefix(1);
     for (const auto& web : m_webs) {
         if (!starts_with_ignoring_case(path, web.path)) continue;
@@ -224,7 +224,7 @@ Library read_library(const Statement& row) {
 }  // namespace
 
 std::vector<Library> Store::libraries(Id web) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Library> result;
     static const std::string sql =
         std::string("SELECT ") + library_columns + " FROM libraries WHERE web=? ORDER BY id";
@@ -234,7 +234,7 @@ std::vector<Library> Store::libraries(Id web) {
 }
 
 std::optional<Library> Store::library(Id id) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     static const std::string sql = std::string("SELECT ") + library_columns + " FROM libraries WHERE id=?";
     auto row = m_database.query(sql.c_str(), id);
     if (!row.step()) return std::nullopt;

@@ -1,9 +1,8 @@
-// Everything that the site remembers: accounts, webs, libraries, documents, versions, check-outs, tokens.
-// Owner: app/main makes one; every operation takes the store's lock and may be called from any thread.
+// Everything that the site remembers: accounts, webs, libraries, documents, versions, check-outs.
+// Owner: app/main makes one; every operation locks the database and may be called from any thread.
 #pragma once
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -44,26 +43,6 @@ struct StoreError : std::runtime_error {
 
 enum class CheckInType { minor = 0, major = 1, overwrite = 2 };
 
-struct Token {
-    Id user = 0;
-    Seconds expires = 0;
-    std::string scope, client;
-};
-
-struct DeviceCode {
-    std::string user_code, client, scope;
-    Seconds expires = 0, last_poll = 0;
-    int interval = 1;
-    Id user = 0;  // 0: nobody has approved it yet
-    bool denied = false;
-};
-
-struct AuthorizationCode {
-    std::string client, scope, redirect_uri, challenge;
-    Id user = 0;
-    Seconds expires = 0;
-};
-
 struct Upload {
     Id item = 0, user = 0;
     std::string blob;
@@ -73,6 +52,8 @@ struct Upload {
 class Store {
 public:
     explicit Store(const std::string& folder);
+    // For what else is kept beside the documents.
+    Database& database() { return m_database; }
 
     // --- Site and accounts
     void set_up_site(const std::string& site_path, const std::string& library_title, bool force_checkout,
@@ -156,26 +137,7 @@ public:
     Item finish_upload(const std::string& id, const User& user);
     void cancel_upload(const std::string& id);
 
-    // --- Tokens; only their hashes are kept
-    void put_token(const std::string& value, const std::string& kind, const Token& token);
-    std::optional<Token> token(const std::string& value, const std::string& kind);
-    // False when it was gone already.
-    bool drop_token(const std::string& value);
-    void expire_tokens(const std::string& kind);
-    void put_device_code(const std::string& code, const DeviceCode& record);
-    std::optional<DeviceCode> device_code(const std::string& code);
-    std::optional<std::string> pending_user_code(const std::string& user_code);
-    // What the person decided; user 0 and `denied` for no.
-    void decide_device_code(const std::string& code, Id user, bool denied);
-    void note_device_poll(const std::string& code, Seconds last_poll, int interval);
-    // False when it was gone already.
-    bool drop_device_code(const std::string& code);
-    void put_authorization_code(const std::string& code, const AuthorizationCode& grant);
-    // What a code that hasn't expired stands for; it is gone afterwards.
-    std::optional<AuthorizationCode> take_authorization_code(const std::string& code);
-
 private:
-    using Lock = std::lock_guard<std::recursive_mutex>;
     struct Place {
         Item parent;
         std::string name;
@@ -205,7 +167,6 @@ private:
 
     Database m_database;
     Blobs m_blobs;
-    std::recursive_mutex m_mutex;
     LoginForm m_login_form = LoginForm::membership;
     std::vector<Web> m_webs;  // longest path first
 };

@@ -78,7 +78,7 @@ std::string Store::path_of(Id id) {
 }
 
 std::optional<Item> Store::item(Id id) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto path = path_of(id);
     auto row = m_database.query("SELECT " ITEM_COLUMNS " FROM items i WHERE id=?", id);
     if (!row.step()) return std::nullopt;
@@ -88,7 +88,7 @@ std::optional<Item> Store::item(Id id) {
 }
 
 std::optional<Item> Store::item_by_guid(std::string_view guid) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     Id id = 0;
     {
         auto row =
@@ -100,7 +100,7 @@ std::optional<Item> Store::item_by_guid(std::string_view guid) {
 }
 
 std::optional<Item> Store::find(std::string_view path) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto web = web_of(path);
     auto parts = path_parts(path);
     auto skipped = path_parts(web.path).size();
@@ -120,7 +120,7 @@ std::optional<Item> Store::find(std::string_view path) {
 }
 
 std::vector<Item> Store::children(const Item& folder, bool folders) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Item> result;
     auto rows =
         m_database.query("SELECT " ITEM_COLUMNS
@@ -135,7 +135,7 @@ std::vector<Item> Store::children(const Item& folder, bool folders) {
 }
 
 std::vector<Item> Store::library_items(Id library, Id after, int limit) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Id> ids;
     {
         auto rows = m_database.query(
@@ -188,7 +188,7 @@ Id Store::insert_item(const Item& item) {
 }
 
 Item Store::create_folder(std::string_view path, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto place = place_for(path);
     if (auto existing = find(path)) {
         if (!existing->folder) throw StoreError(Fault::already_exists, existing->path);
@@ -227,7 +227,7 @@ void Store::remove_tree(const Item& item) {
 }
 
 void Store::remove(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
     auto library = library_of(item);
     if (item.library == 0 || library.root_item == item.id)
@@ -239,7 +239,7 @@ void Store::remove(Id id, const User& user) {
 }
 
 std::string Store::recycle(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
     if (item.library == 0 || library_of(item).root_item == item.id)
         throw StoreError(Fault::not_allowed_here, item.path);
@@ -259,7 +259,7 @@ bool Store::target_taken(const Place& place, Id mover, bool overwrite, const Use
 }
 
 Item Store::move(Id id, std::string_view new_path, bool overwrite, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
     auto place = place_for(new_path);
     if (item.library == 0 || library_of(item).root_item == item.id || place.parent.library == 0)
@@ -278,7 +278,7 @@ Item Store::move(Id id, std::string_view new_path, bool overwrite, const User& u
 }
 
 Item Store::copy(Id id, std::string_view new_path, bool overwrite, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto source = require_item(id);
     if (source.folder) {
         if (find(new_path)) throw StoreError(Fault::already_exists, std::string(new_path));
