@@ -1,5 +1,3 @@
-// Operations for tests under /_dev/: faults, request log, and changes behind the clients' backs.
-// Owner: app/service, only when asked for; any thread.
 #include "admin/admin.h"
 
 #include "base/text.h"

@@ -1,5 +1,3 @@
-// What was asked and answered, for tests: methods, addresses, sizes; names of headers, never their values.
-// Owner: app/service; any thread.
 #include "admin/request_log.h"
 
 #include <chrono>

@@ -1,5 +1,3 @@
-// The protocols behind the sign-in, and which of them a generation of server has.
-// Owner: app/service; any thread.
 #include "app/doors.h"
 
 #include <algorithm>

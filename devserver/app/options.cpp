@@ -1,5 +1,3 @@
-// The command line of the server.
-// Owner: app/main; read once at the start.
 #include "app/options.h"
 
 #include <fstream>

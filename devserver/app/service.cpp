@@ -1,5 +1,3 @@
-// The whole server behind one door: faults, sign-in, REST, documents, admin, request log.
-// Owner: app/main; called from every connection's thread.
 #include "app/service.h"
 
 #include <fstream>

@@ -1,5 +1,3 @@
-// The authorize end of the OAuth authority.
-// Owner: auth/oauth; any thread.
 #include "auth/authorize.h"
 
 #include <algorithm>

@@ -1,5 +1,3 @@
-// Signing in on the site's own page.
-// Owner: auth/; any thread.
 #include "auth/forms.h"
 
 #include <algorithm>

@@ -1,5 +1,3 @@
-// NTLM and Negotiate.
-// Owner: auth/; any thread.
 #include "auth/negotiate.h"
 
 #include <gssapi/gssapi.h>

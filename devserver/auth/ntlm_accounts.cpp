@@ -1,5 +1,3 @@
-// Users for NTLM.
-// Owner: auth/; made before the first thread starts.
 #include "auth/ntlm_accounts.h"
 
 #include <fcntl.h>

@@ -1,5 +1,3 @@
-// The OAuth authority: device codes, tokens, and the page on which a person approves a device.
-// Owner: app/service; any thread.
 #include "auth/oauth.h"
 
 #include "auth/authenticator.h"

@@ -1,5 +1,3 @@
-// The ways of signing in that a site offers.
-// Owner: app/service; any thread.
 #include "auth/sign_in.h"
 
 #include <stdexcept>

@@ -1,5 +1,3 @@
-// Text helpers of the development server: UTF-8 only, no state.
-// Owner: everyone in devserver/; any thread.
 #include "base/text.h"
 
 #include <algorithm>

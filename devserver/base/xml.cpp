@@ -1,5 +1,3 @@
-// Small XML helpers: escaping, and reading request bodies with namespaces resolved.
-// Owner: everyone in devserver/; any thread.
 #include "base/xml.h"
 
 #include "base/text.h"

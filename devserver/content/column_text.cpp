@@ -1,5 +1,3 @@
-// A library column as JSON describes it, on the command line and in the admin call.
-// Owner: content/; any thread.
 #include "content/column_text.h"
 
 #include <rapidjson/document.h>

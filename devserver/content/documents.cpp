@@ -1,5 +1,3 @@
-// Documents by their own address, their old versions, previews, sharing links and the front page.
-// Owner: app/service; any thread.
 #include "content/documents.h"
 
 #include "base/clock.h"

@@ -1,5 +1,3 @@
-// A small picture of a document's first page, drawn from nothing but its name and size.
-// Owner: content/documents; any thread.
 #include "content/preview.h"
 
 #include <algorithm>

@@ -1,5 +1,3 @@
-// Sharing links: addresses with ":b:" and the like in front, and what they lead to.
-// Owner: content/; any thread.
 #include "content/sharing.h"
 
 #include "base/text.h"

@@ -1,5 +1,3 @@
-// WebDAV on every document's and folder's own address: which method does what, and who may.
-// Owner: app/service; any thread.
 #include "dav/dav_server.h"
 
 #include "base/text.h"

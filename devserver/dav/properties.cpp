@@ -1,5 +1,3 @@
-// The properties of a file or folder as such servers write them, with the prefixes they use.
-// Owner: dav/; a request's thread alone.
 #include "dav/properties.h"
 
 #include <algorithm>

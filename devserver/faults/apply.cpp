@@ -1,5 +1,3 @@
-// What a fault does to a request before it is served and to its answer afterwards.
-// Owner: app/service; a request's thread alone.
 #include "faults/apply.h"
 
 #include <algorithm>

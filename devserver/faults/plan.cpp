@@ -1,5 +1,3 @@
-// The fault plan: rules that make chosen requests go wrong.
-// Owner: app/service; any thread.
 #include "faults/plan.h"
 
 #include <rapidjson/document.h>

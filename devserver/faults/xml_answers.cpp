@@ -1,5 +1,3 @@
-// The faults of the XML dialects: hostile documents, locks, SOAP faults and partial failures.
-// Owner: faults/apply; a request's thread alone.
 #include "faults/xml_answers.h"
 
 #include <algorithm>

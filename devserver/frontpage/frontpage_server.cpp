@@ -1,5 +1,3 @@
-// FrontPage's remote calls: "/_vti_bin/_vti_aut/author.dll", "/_vti_bin/shtml.dll" and "/_vti_inf.html".
-// Owner: app/service; any thread.
 #include "frontpage/frontpage_server.h"
 
 #include "base/clock.h"

@@ -1,5 +1,3 @@
-// The RPC packets of FrontPage's server extensions: requests with bracketed lists, answers as HTML lists.
-// Owner: frontpage/; a request's thread alone.
 #include "frontpage/vermeer.h"
 
 #include "base/text.h"

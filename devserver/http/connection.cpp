@@ -1,5 +1,3 @@
-// The exchanges of one connection: head, body, answer, keep-alive, and the faults on the wire.
-// Owner: http/server; runs on the connection's own thread.
 #include "http/connection.h"
 
 #include <algorithm>

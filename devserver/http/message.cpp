@@ -1,5 +1,3 @@
-// A request and a response as the rest of the server sees them; bodies are streams.
-// Owner: http/; a message belongs to the thread of its connection.
 #include "http/message.h"
 
 #include <unistd.h>

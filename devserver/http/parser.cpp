@@ -1,5 +1,3 @@
-// Reads one request's head and decodes a chunked body; all of Beast is behind this header.
-// Owner: http/connection; one parser per request.
 #include "http/parser.h"
 
 #include <boost/beast/core/buffers_prefix.hpp>

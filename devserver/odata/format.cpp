@@ -1,5 +1,3 @@
-// The formats of answers: three of JSON, their newer spelling, and Atom; which one a client asks for.
-// Owner: odata/; a request's thread alone.
 #include "odata/format.h"
 
 #include "base/text.h"

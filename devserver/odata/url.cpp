@@ -1,5 +1,3 @@
-// The part of an address behind "/_api/": segments with their arguments, aliases resolved.
-// Owner: odata/; a request's thread alone.
 #include "odata/url.h"
 
 #include "odata/errors.h"

@@ -1,5 +1,3 @@
-// What an answer consists of before a format is chosen: values, entities, feeds.
-// Owner: odata/; a request's thread alone.
 #include "odata/value.h"
 
 #include <algorithm>

@@ -1,5 +1,3 @@
-// Many requests in one multipart request.
-// Owner: rest/; a request's thread alone.
 #include "rest/batch.h"
 
 #include "base/crypto.h"

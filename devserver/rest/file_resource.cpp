@@ -1,5 +1,3 @@
-// A document: its properties, content, check-out and check-in, versions, moving and copying.
-// Owner: rest/; a request's thread alone.
 #include "rest/file_resource.h"
 
 #include "base/text.h"

@@ -1,5 +1,3 @@
-// $filter expressions over an entity's properties.
-// Owner: rest/; a request's thread alone.
 #include "rest/filter.h"
 
 #include <cstdlib>

@@ -1,5 +1,3 @@
-// The REST interface: from an address behind "/_api/" to an answer in the format asked for.
-// Owner: app/service; any thread.
 #include "rest/rest_api.h"
 
 #include <algorithm>

@@ -1,5 +1,3 @@
-// The older versions of a document.
-// Owner: rest/; a request's thread alone.
 #include "rest/version_resource.h"
 
 #include <algorithm>

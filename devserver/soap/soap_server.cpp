@@ -1,5 +1,3 @@
-// The SOAP services under "/_vti_bin/": Webs, UserGroup and Lists, in every web and at the root.
-// Owner: app/service; any thread.
 #include "soap/soap_server.h"
 
 #include "base/text.h"

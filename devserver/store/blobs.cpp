@@ -1,5 +1,3 @@
-// Contents of documents: one file each in a folder, under names that the store makes up.
-// Owner: store/; any thread.
 #include "store/blobs.h"
 
 #include <fcntl.h>

@@ -1,5 +1,3 @@
-// The store's site, accounts and small settings.
-// Owner: app/main makes one; any thread.
 #include "store/store.h"
 
 #include <sys/stat.h>

@@ -1,5 +1,3 @@
-// Files and folders over POSIX.
-// Any thread; a handle belongs to one thread at a time.
 #include "platform/files.h"
 
 #include <dirent.h>

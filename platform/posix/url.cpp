@@ -1,5 +1,3 @@
-// Canonical form and components of URLs, by the rules of the system's own shell and internet libraries.
-// Any thread; nothing is allocated and nothing is kept.
 #include "platform/url.h"
 
 #include <algorithm>

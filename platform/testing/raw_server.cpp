@@ -1,5 +1,3 @@
-// An HTTP server for tests that says exactly the bytes a test gives it.
-// The handler runs on a thread per connection; the server ends with its object.
 #include "testing/raw_server.h"
 
 #include <arpa/inet.h>

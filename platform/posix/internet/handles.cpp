@@ -1,5 +1,3 @@
-// The table that guards the objects behind internet handles.
-// Any thread.
 #include "internet/handles.h"
 
 #include <array>

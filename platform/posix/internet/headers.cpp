@@ -1,5 +1,3 @@
-// The headers of a request as callers write them, and the header block of an answer as it comes in.
-// Plain values: one thread at a time.
 #include "internet/headers.h"
 
 #include <algorithm>

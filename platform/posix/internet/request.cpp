@@ -1,5 +1,3 @@
-// A request that can be sent again and again: its headers, its sign-in, and the places it is redirected to.
-// One call at a time (each takes the lock); closing may come from any thread.
 #include "internet/request.h"
 
 #include <algorithm>

@@ -1,5 +1,3 @@
-// Where a request goes: scheme, host, port and what stands in the request line.
-// Plain values: one thread at a time.
 #include "internet/target.h"
 
 #include <curl/curl.h>

@@ -1,5 +1,3 @@
-// One exchange with a server over the transfer library, driven by the thread that waits for it.
-// A transfer belongs to one thread at a time.
 #include "internet/transfer.h"
 
 #include <openssl/ssl.h>

@@ -1,5 +1,3 @@
-// The calls of the internet layer: they look the handle up, check the arguments and set the last error.
-// Any thread.
 #include "platform/wininet.h"
 
 #include <algorithm>
