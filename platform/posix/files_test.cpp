@@ -98,9 +98,9 @@ TEST_F(Files, FailuresHaveTheirNumbers) {
     EXPECT_FALSE(RemoveDirectoryW(path(u"folder").c_str()));
     EXPECT_EQ(GetLastError(), ERROR_DIR_NOT_EMPTY);
     EXPECT_EQ(
-        CreateFileW(path(u"folder\\file").c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr),
+        CreateFileW(path(u"no\\file").c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr),
         INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
     EXPECT_TRUE(DeleteFileW(path(u"folder\\file").c_str()));
     EXPECT_FALSE(DeleteFileW(path(u"folder\\file").c_str()));
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);

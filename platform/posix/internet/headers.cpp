@@ -66,15 +66,6 @@ bool equals_ignoring_case(std::string_view a, std::string_view b) {
                       [](char x, char y) { return lower(x) == lower(y); });
 }
 
-std::string to_utf8(std::u16string_view text) {
-    std::string bytes(text.size() * 3, '\0');
-    if (text.empty()) return bytes;
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                                         static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(size));
-    return bytes;
-}
-
 std::u16string from_header_bytes(std::string_view bytes) {
     std::u16string text(bytes.size(), u'\0');
     if (bytes.empty()) return text;

@@ -70,7 +70,6 @@ Request::Request(std::shared_ptr<Connection> connection, std::string verb, std::
     : Object(kKind),
       m_connection(std::move(connection)),
       m_verb(std::move(verb)),
-      m_flags(flags),
       m_home{home_of(*m_connection, flags, std::move(object))},
       m_connect_timeout(m_connection->connect_timeout),
       m_target(m_home),
@@ -270,7 +269,7 @@ Request::Outcome Request::judge() {
     if (status == 401) return judge_challenge(false);
     if (status == 407) return judge_challenge(true);
     note_success();
-    if (is_redirect(status) && !(m_flags & INTERNET_FLAG_NO_AUTO_REDIRECT)) return judge_redirect();
+    if (is_redirect(status)) return judge_redirect();
     return {};
 }
 
@@ -334,8 +333,6 @@ DWORD Request::query(DWORD level, void* buffer, DWORD* size, DWORD* index) {
             return give_text(from_header_bytes(headers.reason()), buffer, size);
         case HTTP_QUERY_RAW_HEADERS:
             return give_text(join_lines(headers.lines(), std::u16string_view(u"\0", 1)), buffer, size);
-        case HTTP_QUERY_RAW_HEADERS_CRLF:
-            return give_text(join_lines(headers.lines(), u"\r\n").append(u"\r\n"), buffer, size);
         case HTTP_QUERY_CUSTOM: {
             if (!buffer) return ERROR_INVALID_PARAMETER;
             const auto* name = static_cast<const char16_t*>(buffer);

@@ -64,7 +64,6 @@ private:
 
     const std::shared_ptr<Connection> m_connection;
     const std::string m_verb;
-    const DWORD m_flags;
     Target m_home;
     std::atomic<bool> m_closed{false};
 

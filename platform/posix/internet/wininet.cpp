@@ -10,6 +10,7 @@
 #include "internet/request.h"
 
 using namespace platform::internet;
+using platform::to_utf8;
 
 namespace {
 
