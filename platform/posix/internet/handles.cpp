@@ -4,6 +4,8 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "testing/open_handles.h"
+
 namespace platform::internet {
 
 namespace {
@@ -55,6 +57,15 @@ std::shared_ptr<Object> remove_handle(HINTERNET handle) {
     const std::lock_guard lock(part.mutex);
     const auto node = part.objects.extract(number);
     return node ? node.mapped() : nullptr;
+}
+
+std::size_t open_handle_count() {
+    std::size_t count = 0;
+    for (Part& part : table().parts) {
+        const std::lock_guard lock(part.mutex);
+        count += part.objects.size();
+    }
+    return count;
 }
 
 }  // namespace platform::internet

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <set>
 
 #include "testing/client.h"
 #include "testing/raw_server.h"
@@ -11,7 +12,8 @@ namespace testing_support {
 namespace {
 
 constexpr DWORD kRetry = ERROR_INTERNET_FORCE_RETRY;
-constexpr char kBasic[] = "Basic YWxpY2U6cHc=";  // alice:pw
+constexpr char kBasic[] = "Basic YWxpY2U6cHc=";       // alice:pw
+constexpr char kBasicOfBob[] = "Basic Ym9iOnNpdGU=";  // bob:site
 
 // Lets alice in by Basic, or by whoever can answer a Digest challenge in her name.
 struct Gate {
@@ -22,7 +24,7 @@ struct Gate {
               seen.push_back(authorization);
               const bool digest = authorization.find("Digest username=\"alice\"") == 0 &&
                                   authorization.find("nonce=\"n1\"") != std::string::npos;
-              if (authorization == kBasic || digest)
+              if (!locked && (authorization == kBasic || digest))
                   exchange.answer("200 OK", "", "in:" + exchange.body);
               else
                   exchange.answer("401 Unauthorized", offers, "who?");
@@ -30,9 +32,25 @@ struct Gate {
     ~Gate() { end_browser_session(); }
 
     std::vector<std::string> seen;
+    bool locked = false;  // nobody is let in
     std::mutex mutex;
     RawServer server;
 };
+
+// Signs alice in, so that the process remembers her.
+void sign_in(Gate& gate) {
+    Client client(gate.server.port());
+    const Handle request = client.open(u"GET", u"/");
+    set_login(request, u"alice", u"pw");
+    ASSERT_EQ(send(request), 0u);
+}
+
+// The status of a request that sets no credentials; 0 for none.
+DWORD ask(Gate& gate) {
+    Client client(gate.server.port());
+    const Handle request = client.open(u"GET", u"/");
+    return send(request) ? 0 : status(request);
+}
 
 const char kBasicOffer[] = "WWW-Authenticate: Basic realm=\"r\"\r\n";
 const char kBothOffers[] =
@@ -87,12 +105,7 @@ TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
     Gate gate(kBasicOffer);
     RawServer other(
         [](Exchange& exchange) { exchange.answer("200 OK", "", exchange.header("Authorization")); });
-    {
-        Client client(gate.server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, u"alice", u"pw");
-        ASSERT_EQ(send(request), 0u);
-    }
+    sign_in(gate);
     Client client(gate.server.port());
     const Handle later = client.open(u"GET", u"/later");
     ASSERT_EQ(send(later), 0u);
@@ -122,6 +135,22 @@ TEST(Credentials, ThatFailAreNotRemembered) {
     EXPECT_EQ(gate.seen.back(), "");
 }
 
+TEST(Credentials, ARefusalForgetsThoseOfItsHostAlone) {
+    Gate refusing(kBasicOffer), other(kBasicOffer);
+    sign_in(refusing);
+    sign_in(other);
+    refusing.locked = true;
+    EXPECT_EQ(ask(refusing), 401u);
+    EXPECT_EQ(refusing.seen.back(), kBasic);
+    refusing.locked = false;
+    EXPECT_EQ(ask(refusing), 401u) << "refused credentials are sent again";
+    EXPECT_EQ(ask(other), 200u) << "another host's credentials are gone";
+    sign_in(refusing);
+    end_browser_session();
+    EXPECT_EQ(ask(refusing), 401u);
+    EXPECT_EQ(ask(other), 401u);
+}
+
 TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
     for (const char* offers : {kBasicOffer, kBothOffers}) {
         Gate gate(offers);
@@ -139,12 +168,7 @@ TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
 
 TEST(Upload, ADigestRememberedFromElsewhereNeedsOneRetryAtMost) {
     Gate gate(kBothOffers);
-    {
-        Client client(gate.server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, u"alice", u"pw");
-        ASSERT_EQ(send(request), 0u);
-    }
+    sign_in(gate);
     Client client(gate.server.port());
     const Handle request = client.open(u"PUT", u"/doc");
     const std::string body(500'000, 'x');
@@ -162,6 +186,20 @@ TEST(Upload, WithoutCredentialsTheChallengeIsTheAnswer) {
     EXPECT_EQ(status(request), 401u);
 }
 
+// Makes a server the proxy of the process while it lives.
+struct ProxySetting {
+    explicit ProxySetting(const RawServer& proxy) {
+        const std::string address = "http://127.0.0.1:" + std::to_string(proxy.port());
+        setenv("http_proxy", address.c_str(), 1);
+        setenv("https_proxy", address.c_str(), 1);
+    }
+    ~ProxySetting() {
+        unsetenv("http_proxy");
+        unsetenv("https_proxy");
+        end_browser_session();
+    }
+};
+
 TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     std::vector<std::string> seen;
     const char* refusal = "407 Proxy";
@@ -172,9 +210,7 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
         else
             exchange.answer("200 OK", "", exchange.target + exchange.header("Authorization"));
     });
-    const std::string address = "http://127.0.0.1:" + std::to_string(proxy.port());
-    setenv("http_proxy", address.c_str(), 1);
-    setenv("https_proxy", address.c_str(), 1);
+    const ProxySetting setting(proxy);
     Client client(80, u"site.invalid");
     const Handle request = client.open(u"GET", u"/x");
     ASSERT_EQ(send(request), 0u);
@@ -191,10 +227,72 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     refusal = "403 Forbidden";
     EXPECT_EQ(send(client.open(u"GET", u"/x", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_CANNOT_CONNECT));
-    unsetenv("http_proxy");
-    unsetenv("https_proxy");
-    end_browser_session();
 }
+
+struct CredentialsRow {
+    const char* name;
+    bool for_proxy, for_site;
+    DWORD status;
+    std::set<std::string> proxy_was_shown, site_was_shown;
+};
+
+class ProxyCredentials : public testing::TestWithParam<CredentialsRow> {};
+
+// Alice may use the proxy, bob the site behind it.
+TEST_P(ProxyCredentials, GoToTheOneThatTheyAreFor) {
+    std::mutex mutex;
+    std::set<std::string> proxy_was_shown, site_was_shown;
+    RawServer proxy([&](Exchange& exchange) {
+        const std::lock_guard lock(mutex);
+        const std::string for_proxy = exchange.header("Proxy-Authorization");
+        const std::string for_site = exchange.header("Authorization");
+        proxy_was_shown.insert(for_proxy);
+        site_was_shown.insert(for_site);
+        if (for_proxy != kBasic)
+            exchange.answer("407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n");
+        else if (for_site != kBasicOfBob)
+            exchange.answer("401 Unauthorized", kBasicOffer);
+        else
+            exchange.answer("200 OK");
+    });
+    const ProxySetting setting(proxy);
+    Client client(80, u"site.invalid");
+    const Handle request = client.open(u"GET", u"/x");
+    if (GetParam().for_proxy) set_login(request, u"alice", u"pw", true);
+    if (GetParam().for_site) set_login(request, u"bob", u"site");
+    ASSERT_EQ(send(request), 0u);
+    EXPECT_EQ(status(request), GetParam().status);
+    // The next request has no more than what is remembered.
+    const Handle later = client.open(u"GET", u"/later");
+    ASSERT_EQ(send(later), 0u);
+    if (GetParam().status == 200) {
+        EXPECT_EQ(status(later), 200u);
+    }
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(proxy_was_shown, GetParam().proxy_was_shown);
+    EXPECT_EQ(site_was_shown, GetParam().site_was_shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(Proxy, ProxyCredentials,
+                         testing::Values(CredentialsRow{.name = "BothSignIn",
+                                                        .for_proxy = true,
+                                                        .for_site = true,
+                                                        .status = 200,
+                                                        .proxy_was_shown = {"", kBasic},
+                                                        .site_was_shown = {"", kBasicOfBob}},
+                                         CredentialsRow{.name = "TheSitesAreNoAnswerToTheProxy",
+                                                        .for_proxy = false,
+                                                        .for_site = true,
+                                                        .status = 407,
+                                                        .proxy_was_shown = {""},
+                                                        .site_was_shown = {""}},
+                                         CredentialsRow{.name = "TheProxysAreNoAnswerToTheSite",
+                                                        .for_proxy = true,
+                                                        .for_site = false,
+                                                        .status = 401,
+                                                        .proxy_was_shown = {"", kBasic},
+                                                        .site_was_shown = {""}}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace testing_support

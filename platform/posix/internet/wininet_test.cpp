@@ -9,10 +9,13 @@
 #include <thread>
 
 #include "testing/client.h"
+#include "testing/open_handles.h"
 #include "testing/raw_server.h"
 
 namespace testing_support {
 namespace {
+
+using platform::internet::open_handle_count;
 
 std::u16string query_text(HINTERNET request, DWORD level) {
     char16_t buffer[1024];
@@ -204,6 +207,20 @@ TEST(Handles, WrongUseIsAnErrorAndNeverACrash) {
     EXPECT_FALSE(InternetCloseHandle(request));
     EXPECT_EQ(send(request), ERROR_INVALID_HANDLE);
     EXPECT_FALSE(InternetConnectW(connection, u"h", 80, nullptr, nullptr, 3, 0, 0));
+}
+
+TEST(Handles, CallsThatFailLeaveNoneOpen) {
+    const std::size_t before = open_handle_count();
+    {
+        Client client(1);
+        EXPECT_FALSE(InternetOpenW(u"agent\r\n", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
+        EXPECT_FALSE(InternetConnectW(client.session, u"bad host", 80, nullptr, nullptr, 3, 0, 0));
+        EXPECT_FALSE(HttpOpenRequestW(client.connection, u"G E T", u"/", nullptr, nullptr, nullptr, 0, 0));
+        LPCWSTR accept[] = {u"text/html\r\nX-Injected: 1", u"bad\x01type", nullptr};
+        EXPECT_FALSE(HttpOpenRequestW(client.connection, u"GET", u"/", nullptr, nullptr, accept, 0, 0));
+        EXPECT_EQ(open_handle_count(), before + 2);
+    }
+    EXPECT_EQ(open_handle_count(), before);
 }
 
 TEST(Handles, ClosingEndsACallOnAnotherThread) {

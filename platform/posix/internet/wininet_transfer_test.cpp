@@ -220,10 +220,7 @@ TEST(Upload, BytesGoOutAsTheyArePushed) {
         RawServer::Body::left);
     Client client(server.port());
     const Handle request = client.open(u"PUT", u"/");
-    INTERNET_BUFFERSW buffers{};
-    buffers.dwStructSize = sizeof buffers;
-    buffers.dwBufferTotal = 2000;
-    ASSERT_TRUE(HttpSendRequestExW(request, &buffers, nullptr, 0, 0));
+    ASSERT_TRUE(begin_upload(request, 2000));
     const std::string half(1000, 'h');
     DWORD written = 0;
     ASSERT_TRUE(InternetWriteFile(request, half.data(), 1000, &written));
@@ -254,10 +251,7 @@ TEST(Upload, TooFewBytesNeverLookLikeADocument) {
     RawServer server([](Exchange& exchange) { exchange.answer("200 OK"); });
     Client client(server.port());
     const Handle request = client.open(u"PUT", u"/");
-    INTERNET_BUFFERSW buffers{};
-    buffers.dwStructSize = sizeof buffers;
-    buffers.dwBufferTotal = 10;
-    ASSERT_TRUE(HttpSendRequestExW(request, &buffers, nullptr, 0, 0));
+    ASSERT_TRUE(begin_upload(request, 10));
     DWORD written = 0;
     ASSERT_TRUE(InternetWriteFile(request, "four", 4, &written));
     EXPECT_FALSE(HttpEndRequestW(request, nullptr, 0, 0));
