@@ -4,8 +4,8 @@
 #include "auth/pages.h"
 #include "base/clock.h"
 #include "base/crypto.h"
+#include "base/json.h"
 #include "base/text.h"
-#include "odata/format.h"
 
 namespace devserver {
 namespace {
@@ -13,17 +13,18 @@ namespace {
 constexpr const char* prefix = "/organizations/";
 constexpr Seconds refresh_lifetime = 90 * 24 * 3600;
 
-http::Response json(int status, const std::string& text) {
-    auto response = http::make_response(status, "application/json; charset=utf-8", text);
+// The members of an object that is still open become the answer.
+http::Response answer(int status, JsonWriter& json) {
+    auto response = http::make_response(status, "application/json; charset=utf-8", json.end_object().take());
     response.headers.set("Cache-Control", "no-store");
     response.headers.set("Pragma", "no-cache");
     return response;
 }
 
 http::Response oauth_error(const std::string& code, const std::string& description, int status = 400) {
-    return json(status, "{\"error\":" + odata::json_text(code) +
-                            ",\"error_description\":" + odata::json_text(description) +
-                            ",\"timestamp\":" + odata::json_text(iso_time(now())) + "}");
+    JsonWriter json;
+    json.object().member("error", code).member("error_description", description);
+    return answer(status, json.member("timestamp", iso_time(now())));
 }
 
 // Letters that are read out loud without doubt.
@@ -53,13 +54,16 @@ std::optional<http::Response> OAuthAuthority::handle(http::Request& request) {
 
 http::Response OAuthAuthority::configuration(const http::Request& request) const {
     auto base = request.base_url + prefix + "oauth2/v2.0/";
-    return json(200, "{\"token_endpoint\":" + odata::json_text(base + "token") +
-                         ",\"device_authorization_endpoint\":" + odata::json_text(base + "devicecode") +
-                         ",\"authorization_endpoint\":" + odata::json_text(base + "authorize") +
-                         ",\"issuer\":" + odata::json_text(request.base_url + prefix + "v2.0") +
-                         ",\"token_endpoint_auth_methods_supported\":[\"none\"],"
-                         "\"response_types_supported\":[\"code\"],\"subject_types_supported\":[\"pairwise\"],"
-                         "\"scopes_supported\":[\"openid\",\"profile\",\"offline_access\"]}");
+    JsonWriter json;
+    json.object().member("token_endpoint", base + "token");
+    json.member("device_authorization_endpoint", base + "devicecode");
+    json.member("authorization_endpoint", base + "authorize");
+    json.member("issuer", request.base_url + prefix + "v2.0");
+    json.key("token_endpoint_auth_methods_supported").array().value("none").end_array();
+    json.key("response_types_supported").array().value("code").end_array();
+    json.key("subject_types_supported").array().value("pairwise").end_array();
+    json.key("scopes_supported").array().value("openid").value("profile").value("offline_access").end_array();
+    return answer(200, json);
 }
 
 http::Response OAuthAuthority::device_code(http::Request& request) {
@@ -75,15 +79,14 @@ http::Response OAuthAuthority::device_code(http::Request& request) {
     auto code = base64url_encode(random_bytes(48));
     m_tickets.put_device_code(code, record);
     auto address = request.base_url + "/devicelogin";
-    return json(200, "{\"user_code\":" + odata::json_text(record.user_code) + ",\"device_code\":" +
-                         odata::json_text(code) + ",\"verification_uri\":" + odata::json_text(address) +
-                         ",\"verification_uri_complete\":" +
-                         odata::json_text(address + "?user_code=" + record.user_code) +
-                         ",\"expires_in\":" + std::to_string(m_options.device_code_lifetime) +
-                         ",\"interval\":" + std::to_string(record.interval) + ",\"message\":" +
-                         odata::json_text("To sign in, open the page " + address + " and enter the code " +
-                                          record.user_code + ".") +
-                         "}");
+    JsonWriter json;
+    json.object().member("user_code", record.user_code).member("device_code", code);
+    json.member("verification_uri", address);
+    json.member("verification_uri_complete", address + "?user_code=" + record.user_code);
+    json.member("expires_in", m_options.device_code_lifetime).member("interval", record.interval);
+    json.member("message",
+                "To sign in, open the page " + address + " and enter the code " + record.user_code + ".");
+    return answer(200, json);
 }
 
 http::Response OAuthAuthority::token(http::Request& request) {
@@ -159,8 +162,9 @@ http::Response OAuthAuthority::redeem_password(const QueryParameters& form) {
 
 std::string OAuthAuthority::issue_access_token(const User& user, const std::string& scope,
                                                const std::string& client, std::optional<int> lifetime) {
-    auto value = base64url_encode("{\"typ\":\"JWT\",\"alg\":\"none\"}") + "." +
-                 base64url_encode(random_bytes(48)) + "." + base64url_encode(random_bytes(32));
+    auto head = JsonWriter().object().member("typ", "JWT").member("alg", "none").end_object().take();
+    auto value = base64url_encode(head) + "." + base64url_encode(random_bytes(48)) + "." +
+                 base64url_encode(random_bytes(32));
     m_tickets.put_token(value, "access",
                         {user.id, now() + lifetime.value_or(m_options.token_lifetime), scope, client});
     return value;
@@ -170,11 +174,10 @@ http::Response OAuthAuthority::grant(const User& user, const std::string& scope,
     auto access = issue_access_token(user, scope, client);
     auto refresh = base64url_encode(random_bytes(64));
     m_tickets.put_token(refresh, "refresh", {user.id, now() + refresh_lifetime, scope, client});
-    auto lifetime = std::to_string(m_options.token_lifetime);
-    return json(200, "{\"token_type\":\"Bearer\",\"scope\":" + odata::json_text(scope) +
-                         ",\"expires_in\":" + lifetime + ",\"ext_expires_in\":" + lifetime +
-                         ",\"access_token\":" + odata::json_text(access) +
-                         ",\"refresh_token\":" + odata::json_text(refresh) + "}");
+    JsonWriter json;
+    json.object().member("token_type", "Bearer").member("scope", scope);
+    json.member("expires_in", m_options.token_lifetime).member("ext_expires_in", m_options.token_lifetime);
+    return answer(200, json.member("access_token", access).member("refresh_token", refresh));
 }
 
 http::Response OAuthAuthority::login_page(http::Request& request) {

@@ -1,12 +1,11 @@
 #include "faults/plan.h"
 
 #include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <algorithm>
 
 #include "base/clock.h"
+#include "base/json.h"
 #include "base/text.h"
 
 namespace devserver {
@@ -121,13 +120,6 @@ FaultAction parse_action(const Json& object) {
     return action;
 }
 
-std::string written(const Json& value) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    value.Accept(writer);
-    return buffer.GetString();
-}
-
 std::shared_ptr<regex_t> compile_pattern(const std::string& text) {
     auto pattern = std::make_unique<regex_t>();
     if (::regcomp(pattern.get(), text.c_str(), REG_EXTENDED | REG_ICASE | REG_NOSUB) != 0)
@@ -142,7 +134,7 @@ FaultRule parse_rule(const Json& object) {
     if (!object.IsObject()) throw FaultSyntaxError("a fault rule must be an object");
     check_members(object, {"match", "fault"}, "rule");
     FaultRule rule;
-    rule.source = written(object);
+    rule.source = json_text(object);
     auto match = object.FindMember("match");
     if (match != object.MemberEnd()) {
         if (!match->value.IsObject()) throw FaultSyntaxError("'match' must be an object");
@@ -202,11 +194,13 @@ void FaultPlan::clear() {
 
 std::string FaultPlan::describe() {
     std::lock_guard lock(m_mutex);
-    std::string text = "[";
-    for (const auto& rule : m_rules)
-        text += std::string(text.size() > 1 ? "," : "") + "{\"rule\":" + rule.source +
-                ",\"seen\":" + std::to_string(rule.seen) + ",\"fired\":" + std::to_string(rule.fired) + "}";
-    return text + "]";
+    JsonWriter json;
+    json.array();
+    for (const auto& rule : m_rules) {
+        json.object().key("rule").raw(rule.source);
+        json.member("seen", rule.seen).member("fired", rule.fired).end_object();
+    }
+    return json.end_array().take();
 }
 
 bool FaultPlan::stall_connection() {

@@ -30,6 +30,5 @@ http::Response error_response(const ApiError& error, Mode mode);
 // The writers behind write_answer.
 void write_json(const Answer& answer, Mode mode, BodySink& sink);
 void write_atom(const Answer& answer, BodySink& sink);
-std::string json_text(std::string_view text);  // quoted and escaped
 
 }  // namespace devserver::odata

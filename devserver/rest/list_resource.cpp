@@ -1,11 +1,9 @@
 // Libraries, their columns and their items, as the REST interface shows lists.
 // Owner: rest/; a request's thread alone.
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/json.h"
 #include "base/text.h"
 #include "rest/file_resource.h"
 
@@ -172,7 +170,7 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
         if (text.empty()) return "null";
         auto time = parse_iso_time(text.size() == 10 ? text + "T00:00:00Z" : text);
         if (!time) return refuse();
-        return odata::json_text(iso_time(*time));
+        return json_text(iso_time(*time));
     }
     if (column.kind == 2 && value.IsString() &&
         utf16_length({value.GetString(), value.GetStringLength()}) >
@@ -188,10 +186,7 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
     if (column.kind == 6 && value.IsString() && value.GetStringLength() > 0 &&
         std::find(column.choices.begin(), column.choices.end(), value.GetString()) == column.choices.end())
         return refuse();
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    value.Accept(writer);
-    return buffer.GetString();
+    return json_text(value);
 }
 
 // The members of an update that are columns, as stored values; throws for what no column is.
@@ -300,7 +295,7 @@ private:
             if (known && name == "FileLeafRef")
                 new_name = text;
             else if (known)
-                values[name] = odata::json_text(text);
+                values[name] = json_text(text);
             failed |= !known;
             rows.push_back(
                 {"SP.ListItemFormUpdateValue",
