@@ -40,7 +40,7 @@ Service::Service(const Options& options, Store& store)
       m_authenticator(store, m_tickets, options.sign_in, options.forms, options.data_folder),
       m_authority(store, m_tickets, options.oauth),
       m_generation(options.generation),
-      m_doors(store, m_digests, options.generation, options.dav) {
+      m_router(store, m_digests, options.generation, options.dav) {
     if (!options.faults_file.empty()) {
         std::ifstream stream(options.faults_file);
         std::stringstream text;
@@ -107,7 +107,7 @@ http::Response Service::serve(http::Request& request) {
     auto user = m_authenticator.authenticate(request);
     if (!user) return m_authenticator.challenge(request);
     exchange_of(request).user = user->name;
-    auto response = m_doors.serve(request, *user);
+    auto response = m_router.serve(request, *user);
     m_authenticator.conclude(request, response);
     return response;
 }

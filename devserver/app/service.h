@@ -5,8 +5,8 @@
 
 #include "admin/admin.h"
 #include "admin/request_log.h"
-#include "app/doors.h"
 #include "app/options.h"
+#include "app/protocol_router.h"
 #include "auth/authenticator.h"
 #include "auth/digest.h"
 #include "auth/oauth.h"
@@ -39,7 +39,7 @@ private:
     SignIn m_authenticator;
     OAuthAuthority m_authority;
     Generation m_generation;
-    Doors m_doors;
+    ProtocolRouter m_router;
     std::unique_ptr<Admin> m_admin;
 };
 

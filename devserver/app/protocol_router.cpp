@@ -1,4 +1,4 @@
-#include "app/doors.h"
+#include "app/protocol_router.h"
 
 #include <algorithm>
 
@@ -34,7 +34,7 @@ http::Response not_found() {
 
 }  // namespace
 
-http::Response Doors::serve(http::Request& request, const User& user) {
+http::Response ProtocolRouter::serve(http::Request& request, const User& user) {
     bool rest = rest::RestApi::owns(request);
     if (m_generation == Generation::modern)
         return rest ? m_rest.handle(request, user) : m_documents.handle(request, user);

@@ -11,9 +11,9 @@
 
 namespace devserver {
 
-class Doors {
+class ProtocolRouter {
 public:
-    Doors(Store& store, FormDigests& digests, Generation generation, dav::DavOptions dav_options)
+    ProtocolRouter(Store& store, FormDigests& digests, Generation generation, dav::DavOptions dav_options)
         : m_generation(generation),
           m_rest(store, digests),
           m_documents(store),
