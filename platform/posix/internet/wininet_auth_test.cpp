@@ -231,6 +231,7 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
 
 struct CredentialsRow {
     const char* name;
+    bool proxy_is_open;  // to everybody
     bool for_proxy, for_site;
     DWORD status;
     std::set<std::string> proxy_was_shown, site_was_shown;
@@ -248,7 +249,7 @@ TEST_P(ProxyCredentials, GoToTheOneThatTheyAreFor) {
         const std::string for_site = exchange.header("Authorization");
         proxy_was_shown.insert(for_proxy);
         site_was_shown.insert(for_site);
-        if (for_proxy != kBasic)
+        if (for_proxy != kBasic && !GetParam().proxy_is_open)
             exchange.answer("407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n");
         else if (for_site != kBasicOfBob)
             exchange.answer("401 Unauthorized", kBasicOffer);
@@ -275,18 +276,28 @@ TEST_P(ProxyCredentials, GoToTheOneThatTheyAreFor) {
 
 INSTANTIATE_TEST_SUITE_P(Proxy, ProxyCredentials,
                          testing::Values(CredentialsRow{.name = "BothSignIn",
+                                                        .proxy_is_open = false,
                                                         .for_proxy = true,
                                                         .for_site = true,
                                                         .status = 200,
                                                         .proxy_was_shown = {"", kBasic},
                                                         .site_was_shown = {"", kBasicOfBob}},
+                                         CredentialsRow{.name = "AnOpenProxyIsShownNone",
+                                                        .proxy_is_open = true,
+                                                        .for_proxy = false,
+                                                        .for_site = true,
+                                                        .status = 200,
+                                                        .proxy_was_shown = {""},
+                                                        .site_was_shown = {"", kBasicOfBob}},
                                          CredentialsRow{.name = "TheSitesAreNoAnswerToTheProxy",
+                                                        .proxy_is_open = false,
                                                         .for_proxy = false,
                                                         .for_site = true,
                                                         .status = 407,
                                                         .proxy_was_shown = {""},
                                                         .site_was_shown = {""}},
                                          CredentialsRow{.name = "TheProxysAreNoAnswerToTheSite",
+                                                        .proxy_is_open = false,
                                                         .for_proxy = true,
                                                         .for_site = false,
                                                         .status = 401,
