@@ -12,14 +12,8 @@ namespace {
 
 DeviceCode read_device_code(const Statement& row) {
     DeviceCode record;
-    record.user_code = row.text(0);
-    record.client = row.text(1);
-    record.scope = row.text(2);
-    record.expires = row.integer(3);
-    record.last_poll = row.integer(4);
-    record.interval = static_cast<int>(row.integer(5));
-    record.user = row.integer(6);
-    record.denied = row.integer(7) != 0;
+    row.read(record.user_code, record.client, record.scope, record.expires, record.last_poll, record.interval,
+             record.user, record.denied);
     return record;
 }
 
@@ -53,7 +47,9 @@ std::optional<Token> Tickets::token(const std::string& value, const std::string&
     auto row = m_database.query("SELECT user, expires, scope, client FROM tokens WHERE hash=? AND kind=?",
                                 sha256_hex(value), kind);
     if (!row.step()) return std::nullopt;
-    return Token{row.integer(0), row.integer(1), row.text(2), row.text(3)};
+    Token result;
+    row.read(result.user, result.expires, result.scope, result.client);
+    return result;
 }
 
 bool Tickets::drop_token(const std::string& value) {
@@ -118,8 +114,8 @@ std::optional<AuthorizationCode> Tickets::take_authorization_code(const std::str
         "AND expires > ?",
         sha256_hex(code), now());
     if (!row.step()) return std::nullopt;
-    AuthorizationCode grant{row.text(0), row.text(1),    row.text(2),
-                            row.text(3), row.integer(4), row.integer(5)};
+    AuthorizationCode grant;
+    row.read(grant.client, grant.scope, grant.redirect_uri, grant.challenge, grant.user, grant.expires);
     m_database.run("DELETE FROM authorization_codes WHERE hash=?", sha256_hex(code));
     return grant;
 }

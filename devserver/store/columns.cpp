@@ -65,22 +65,12 @@ std::vector<Column> Store::columns(Id library) {
         library);
     while (rows.step()) {
         Column column;
-        column.name = rows.text(0);
-        column.title = rows.text(1);
-        column.kind = static_cast<int>(rows.integer(2));
-        column.type_name = rows.text(3);
-        column.required = rows.integer(4) != 0;
-        column.description = rows.text(5);
-        column.default_value = rows.text(6);
-        if (auto choices = rows.text(7); !choices.empty()) column.choices = split(choices, choice_separator);
-        column.max_length = static_cast<int>(rows.integer(8));
-        column.display_format = static_cast<int>(rows.integer(9));
-        column.guid = rows.text(10);
+        std::string choices;
+        rows.read(column.name, column.title, column.kind, column.type_name, column.required,
+                  column.description, column.default_value, choices, column.max_length, column.display_format,
+                  column.guid, column.hidden, column.read_only, column.minimum, column.maximum);
+        if (!choices.empty()) column.choices = split(choices, choice_separator);
         column.group = "Custom Columns";
-        column.hidden = rows.integer(11) != 0;
-        column.read_only = rows.integer(12) != 0;
-        if (!rows.is_null(13)) column.minimum = rows.real(13);
-        if (!rows.is_null(14)) column.maximum = rows.real(14);
         result.push_back(column);
     }
     return result;
@@ -120,10 +110,7 @@ Item Store::set_values(Id id, const std::map<std::string, std::string>& given, c
     for (const auto& [name, value] : given)
         m_database.run("INSERT OR REPLACE INTO item_values VALUES (?,?,?)", id, name, value);
     if (!item.folder && item.checked_out_by == 0) {
-        push_version(item);
-        bool minor = library_of(item).minor_versions;
-        item.ui_version = minor ? item.ui_version + 1 : (item.major() + 1) * 512;
-        item.level = minor ? level::draft : level::published;
+        begin_version(item);
         item.comment.clear();
     }
     item.modified = now();

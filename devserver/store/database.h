@@ -28,6 +28,12 @@ public:
     std::string text(int column) const;
     double real(int column) const { return sqlite3_column_double(m_statement, column); }
     bool is_null(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
+    // Reads the row's columns in order into as many values.
+    template <typename... Values>
+    void read(Values&... values) const {
+        int column = 0;
+        (read_column(column++, values), ...);
+    }
 
     void bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
     void bind(int index, int value) { sqlite3_bind_int64(m_statement, index, value); }
@@ -41,6 +47,15 @@ public:
     void bind(int index, std::nullptr_t) { sqlite3_bind_null(m_statement, index); }
 
 private:
+    void read_column(int column, std::string& value) const { value = text(column); }
+    void read_column(int column, std::optional<double>& value) const {
+        value = is_null(column) ? std::nullopt : std::optional(real(column));
+    }
+    template <typename Number>
+    void read_column(int column, Number& value) const {
+        value = static_cast<Number>(integer(column));
+    }
+
     sqlite3_stmt* m_statement;
     sqlite3* m_database;
 };

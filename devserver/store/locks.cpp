@@ -1,4 +1,4 @@
-// The store's write locks and free-form properties, as the WebDAV door keeps them.
+// The store's write locks and free-form properties, for WebDAV.
 // Owner: store/; any thread.
 #include "base/clock.h"
 #include "store/store.h"
@@ -8,12 +8,7 @@ namespace {
 
 WriteLock read_lock(const Statement& row) {
     WriteLock lock;
-    lock.token = row.text(0);
-    lock.item = row.integer(1);
-    lock.user = row.integer(2);
-    lock.owner = row.text(3);
-    lock.timeout = static_cast<int>(row.integer(4));
-    lock.expires = row.integer(5);
+    row.read(lock.token, lock.item, lock.user, lock.owner, lock.timeout, lock.expires);
     return lock;
 }
 
@@ -61,7 +56,10 @@ std::vector<FreeProperty> Store::free_properties(Id item) {
     DatabaseLock lock(m_database);
     std::vector<FreeProperty> result;
     auto rows = m_database.query("SELECT space, name, value FROM free_properties WHERE item=?", item);
-    while (rows.step()) result.push_back({rows.text(0), rows.text(1), rows.text(2)});
+    while (rows.step()) {
+        auto& property = result.emplace_back();
+        rows.read(property.space, property.name, property.value);
+    }
     return result;
 }
 
@@ -72,7 +70,12 @@ std::map<Id, std::vector<FreeProperty>> Store::free_properties_below(Id folder) 
         "SELECT p.item, p.space, p.name, p.value FROM free_properties p JOIN items i ON i.id=p.item WHERE "
         "i.parent=?",
         folder);
-    while (rows.step()) result[rows.integer(0)].push_back({rows.text(1), rows.text(2), rows.text(3)});
+    while (rows.step()) {
+        Id item = 0;
+        FreeProperty property;
+        rows.read(item, property.space, property.name, property.value);
+        result[item].push_back(std::move(property));
+    }
     return result;
 }
 

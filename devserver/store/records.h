@@ -70,6 +70,7 @@ struct Item {
 
 // The entity tag of an item, quoted, as every protocol shows it.
 std::string etag_of(const Item& item);
+std::string resource_tag_of(const Item& item);
 
 struct Version {
     int ui_version = 512, level = level::published;

@@ -63,6 +63,8 @@ public:
     void put_user(const std::string& name, const std::string& password, Rights rights);
     std::optional<User> user_by_name(std::string_view name);  // also by login and by mail address
     std::optional<User> user_by_id(Id id);
+    // Empty for an unknown user.
+    std::string login_of(Id user);
     std::vector<User> users();
     std::string secret(const std::string& purpose);  // random, made once
     void renew_secret(const std::string& purpose);
@@ -154,14 +156,18 @@ private:
     bool has_blob(const std::string& blob);
     void release_blob(const std::string& blob);
     void push_version(const Item& file);
+    void begin_version(Item& file);
+    Item replace_content(Item file, const std::string& blob, std::int64_t size, Seconds modified,
+                         Transaction& transaction);
+    void require_checked_in(const Item& file);
     std::optional<Version> newest_version(Id file);
     void save(const Item& file);
     void require_columns(const Item& file);
     Id insert_item(const Item& item);
     void remove_tree(const Item& item);
     void require_tree_free(const Item& item, const User& user);
+    void require_movable(const Item& item, const User& user);
     Item new_file(const Place& place, const std::string& path, const User& user);
-    std::string login_of(Id user);
     Library library_of(const Item& item);
     bool target_taken(const Place& place, Id mover, bool overwrite, const User& user);
 

@@ -33,26 +33,10 @@ bool is_valid_name(std::string_view name) {
 
 Item Store::read_item(const Statement& row, const std::string& parent_path) const {
     Item item;
-    item.id = row.integer(0);
-    item.guid = row.text(1);
-    item.parent = row.integer(2);
-    item.library = row.integer(3);
-    item.name = row.text(4);
-    item.folder = row.integer(5) != 0;
-    item.created = row.integer(6);
-    item.modified = row.integer(7);
-    item.author = row.integer(8);
-    item.editor = row.integer(9);
-    item.blob = row.text(10);
-    item.comment = row.text(11);
-    item.attributes = row.text(12);
-    item.size = row.integer(13);
-    item.etag = row.integer(14);
-    item.content_tag = row.integer(15);
-    item.ui_version = static_cast<int>(row.integer(16));
-    item.level = static_cast<int>(row.integer(17));
-    item.checked_out_by = row.integer(18);
-    item.checked_out_at = row.integer(19);
+    row.read(item.id, item.guid, item.parent, item.library, item.name, item.folder, item.created,
+             item.modified, item.author, item.editor, item.blob, item.comment, item.attributes, item.size,
+             item.etag, item.content_tag, item.ui_version, item.level, item.checked_out_by,
+             item.checked_out_at);
     for (const auto& web : m_webs)
         if (web.root_item == item.id) {
             item.path = web.server_relative_url();
@@ -212,6 +196,13 @@ void Store::require_tree_free(const Item& item, const User& user) {
         for (const auto& child : children(item, folders)) require_tree_free(child, user);
 }
 
+// Sites and libraries stay where they are, and so does what somebody else has locked or checked out.
+void Store::require_movable(const Item& item, const User& user) {
+    if (item.library == 0 || library_of(item).root_item == item.id)
+        throw StoreError(Fault::not_allowed_here, item.path);
+    require_tree_free(item, user);
+}
+
 void Store::remove_tree(const Item& item) {
     if (item.folder)
         for (bool folders : {false, true})
@@ -229,10 +220,7 @@ void Store::remove_tree(const Item& item) {
 void Store::remove(Id id, const User& user) {
     DatabaseLock lock(m_database);
     auto item = require_item(id);
-    auto library = library_of(item);
-    if (item.library == 0 || library.root_item == item.id)
-        throw StoreError(Fault::not_allowed_here, item.path);
-    require_tree_free(item, user);
+    require_movable(item, user);
     Transaction transaction(m_database);
     remove_tree(item);
     transaction.commit();
@@ -241,9 +229,7 @@ void Store::remove(Id id, const User& user) {
 std::string Store::recycle(Id id, const User& user) {
     DatabaseLock lock(m_database);
     auto item = require_item(id);
-    if (item.library == 0 || library_of(item).root_item == item.id)
-        throw StoreError(Fault::not_allowed_here, item.path);
-    require_tree_free(item, user);
+    require_movable(item, user);
     m_database.run("UPDATE items SET parent=NULL, recycled_from=? WHERE id=?", item.path, id);
     return random_guid();
 }
@@ -262,11 +248,10 @@ Item Store::move(Id id, std::string_view new_path, bool overwrite, const User& u
     DatabaseLock lock(m_database);
     auto item = require_item(id);
     auto place = place_for(new_path);
-    if (item.library == 0 || library_of(item).root_item == item.id || place.parent.library == 0)
-        throw StoreError(Fault::not_allowed_here, item.path);
+    if (place.parent.library == 0) throw StoreError(Fault::not_allowed_here, item.path);
     for (auto above = std::optional<Item>(place.parent); above; above = this->item(above->parent))
         if (above->id == item.id) throw StoreError(Fault::not_allowed_here, item.path);
-    require_tree_free(item, user);
+    require_movable(item, user);
     Transaction transaction(m_database);
     if (target_taken(place, id, overwrite, user))
         throw StoreError(Fault::already_exists, std::string(new_path));

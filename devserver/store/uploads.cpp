@@ -1,3 +1,5 @@
+// Uploads in pieces: what has come so far, until it becomes a document.
+// Owner: store/; any thread.
 #include "store/store.h"
 
 namespace devserver {
@@ -13,7 +15,9 @@ std::optional<Upload> Store::upload(const std::string& id) {
     DatabaseLock lock(m_database);
     auto row = m_database.query("SELECT item, user, blob, size FROM uploads WHERE id=?", id);
     if (!row.step()) return std::nullopt;
-    return Upload{row.integer(0), row.integer(1), row.text(2), row.integer(3)};
+    Upload result;
+    row.read(result.item, result.user, result.blob, result.size);
+    return result;
 }
 
 void Store::advance_upload(const std::string& id, std::int64_t size) {
@@ -28,26 +32,14 @@ Item Store::finish_upload(const std::string& id, const User& user) {
     auto file = require_file(piece->item);
     require_writable(file, user);
     Transaction transaction(m_database);
-    auto old_blob = file.blob;
     // A first content that comes in pieces belongs to the version that the empty file was made with.
     if (file.level != level::checked_out && file.size > 0) {
-        push_version(file);
-        bool minor = library_of(file).minor_versions;
-        file.ui_version = minor ? file.ui_version + 1 : (file.major() + 1) * 512;
-        file.level = minor ? level::draft : level::published;
+        begin_version(file);
         file.comment.clear();
     }
-    file.blob = piece->blob;
-    file.size = piece->size;
-    file.modified = now();
-    file.editor = user.id;
-    ++file.etag;
-    ++file.content_tag;
-    save(file);
     m_database.run("DELETE FROM uploads WHERE id=?", id);
-    transaction.commit();
-    release_blob(old_blob);
-    return require_item(file.id);
+    file.editor = user.id;
+    return replace_content(file, piece->blob, piece->size, now(), transaction);
 }
 
 void Store::cancel_upload(const std::string& id) {
