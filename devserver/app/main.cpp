@@ -69,9 +69,6 @@ int main(int count, char** arguments) {
         }
         if (options.exit_with_parent) end_with_parent();
         return serve(options);
-    } catch (const UsageError& error) {
-        std::cerr << "spdevserver: " << error.what() << std::endl;
-        return 2;
     } catch (const std::invalid_argument& error) {
         std::cerr << "spdevserver: " << error.what() << std::endl;
         return 2;

@@ -64,7 +64,7 @@ std::string cookie_end(const http::Request& request, std::optional<Seconds> expi
 }  // namespace
 
 http::Response forms_challenge(const http::Request& request, bool with_return_url) {
-    auto response = http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+    auto response = http::forbidden();
     response.headers.set("X-Forms_Based_Auth_Required", request.base_url + page_address(return_path));
     if (with_return_url)
         response.headers.set("X-Forms_Based_Auth_Return_Url", request.base_url + return_path);

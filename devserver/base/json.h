@@ -58,6 +58,29 @@ private:
     rapidjson::Writer<rapidjson::StringBuffer> m_writer;
 };
 
+// A member of an object, or `otherwise` where it is missing; Error with one clear line for one of another
+// type.
+template <typename Error, typename Value>
+Value json_member(const rapidjson::Value& object, const char* name, Value otherwise) {
+    auto member = object.FindMember(name);
+    if (member == object.MemberEnd()) return otherwise;
+    const auto& value = member->value;
+    auto refuse = [&](const char* type) { throw Error(std::string("'") + name + "' must be " + type); };
+    if constexpr (std::same_as<Value, std::string>) {
+        if (!value.IsString()) refuse("a text");
+        return {value.GetString(), value.GetStringLength()};
+    } else if constexpr (std::same_as<Value, bool>) {
+        if (!value.IsBool()) refuse("true or false");
+        return value.GetBool();
+    } else if constexpr (std::integral<Value>) {
+        if (!value.Is<Value>()) refuse("a whole number");
+        return value.Get<Value>();
+    } else {
+        if (!value.IsNumber()) refuse("a number");
+        return value.GetDouble();
+    }
+}
+
 // A text as a JSON value, quoted and escaped.
 std::string json_text(std::string_view text);
 // A parsed value, written again.

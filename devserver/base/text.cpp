@@ -118,6 +118,14 @@ std::string encode_path(std::string_view path) {
     return percent_encode(path, "-_.~/'()!@$*,;:=");
 }
 
+std::pair<std::string, std::string> split_address(const std::string& address) {
+    auto scheme = address.find("://");
+    if (scheme == std::string::npos) return {"", address};
+    auto slash = address.find('/', scheme + 3);
+    if (slash == std::string::npos) return {address.substr(scheme + 3), "/"};
+    return {address.substr(scheme + 3, slash - scheme - 3), address.substr(slash)};
+}
+
 QueryParameters parse_query(std::string_view query) {
     QueryParameters result;
     if (query.empty()) return result;

@@ -28,6 +28,8 @@ std::string percent_decode(std::string_view text, bool plus_is_blank = false);
 std::string percent_encode(std::string_view text, std::string_view also_plain = "-_.~");
 // A path as an address shows it: '/' and the apostrophe stay.
 std::string encode_path(std::string_view path);
+// The host of an absolute address, and its path; a bare path has no host.
+std::pair<std::string, std::string> split_address(const std::string& address);
 using QueryParameters = std::vector<std::pair<std::string, std::string>>;
 // application/x-www-form-urlencoded pairs in order.
 QueryParameters parse_query(std::string_view query);

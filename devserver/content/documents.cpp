@@ -31,7 +31,7 @@ std::string document_type_of(const std::string& name) {
 
 http::Response DocumentPages::handle(http::Request& request, const User& user) {
     if (user.rights == Rights::none) {
-        auto response = http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+        auto response = http::forbidden();
         response.headers.set("X-MSDAVEXT_Error", "917656; Access+denied.");
         return response;
     }

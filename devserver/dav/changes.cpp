@@ -21,15 +21,6 @@ bool lies_within(const std::string& path, const std::string& folder) {
            path[folder.size()] == '/';
 }
 
-// The host of an absolute address, and its path; a bare path has no host.
-std::pair<std::string, std::string> split_address(const std::string& address) {
-    auto scheme = address.find("://");
-    if (scheme == std::string::npos) return {"", address};
-    auto slash = address.find('/', scheme + 3);
-    if (slash == std::string::npos) return {address.substr(scheme + 3), "/"};
-    return {address.substr(scheme + 3, slash - scheme - 3), address.substr(slash)};
-}
-
 }  // namespace
 
 http::Response DavServer::put(Call& call) {
@@ -49,7 +40,7 @@ http::Response DavServer::put(Call& call) {
     response.status = call.item ? 200 : 201;
     response.headers.set("ETag", etag_of(item));
     response.headers.set("Last-Modified", http_date(item.modified));
-    response.headers.set("ResourceTag", "rt:" + to_upper(item.guid) + "@" + std::to_string(item.etag));
+    response.headers.set("ResourceTag", resource_tag_of(item));
     if (!call.item) response.headers.set("Location", writer_for(call).href(item.path));
     return response;
 }

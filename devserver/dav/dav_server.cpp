@@ -124,15 +124,11 @@ void DavServer::require_item(const Call& call) const {
 }
 
 std::optional<DavServer::Blocked> DavServer::blocked(const Call& call, const Item& item) {
-    auto login_of = [&](Id user) {
-        auto record = m_store.user_by_id(user);
-        return record ? record->login : std::string();
-    };
     if (item.checked_out_by != 0 && item.checked_out_by != call.user.id)
-        return Blocked{item.path, login_of(item.checked_out_by), true};
+        return Blocked{item.path, m_store.login_of(item.checked_out_by), true};
     auto lock = m_store.write_lock(item.id);
     if (lock && (lock->user != call.user.id || !call.conditions.submits(lock->token)))
-        return Blocked{item.path, login_of(lock->user), false};
+        return Blocked{item.path, m_store.login_of(lock->user), false};
     return std::nullopt;
 }
 
@@ -155,14 +151,7 @@ void DavServer::require_unlocked(const Call& call, const Item& item) {
 void DavServer::require_conditions(const Call& call) {
     auto state_of = [&](const std::string& resource) {
         auto item = call.item;
-        if (!resource.empty()) {
-            auto path = resource;
-            if (auto scheme = path.find("://"); scheme != std::string::npos) {
-                auto slash = path.find('/', scheme + 3);
-                path = slash == std::string::npos ? "/" : path.substr(slash);
-            }
-            item = m_store.find(percent_decode(path));
-        }
+        if (!resource.empty()) item = m_store.find(percent_decode(split_address(resource).second));
         ResourceState state;
         if (!item) return state;
         state.etag = item->folder ? "" : etag_of(*item);

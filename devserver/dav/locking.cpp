@@ -26,11 +26,6 @@ int timeout_of(const http::Request& request) {
     return default_timeout;
 }
 
-std::string new_token() {
-    return "opaquelocktoken:{" + to_upper(random_guid()) + "}" +
-           replace_all(replace_all(iso_time(now()), "-", ""), ":", "");
-}
-
 }  // namespace
 
 http::Response DavServer::lock_answer(const Call& call, const Item& item, const WriteLock& lock, int status) {
@@ -58,10 +53,8 @@ http::Response DavServer::refresh_lock(Call& call) {
 
 // A new lock is refused whoever holds the one that is there.
 void DavServer::require_free_of_locks(const Call& call) {
-    auto lock = m_store.write_lock(call.item->id);
-    if (!lock) return;
-    auto holder = m_store.user_by_id(lock->user);
-    throw locked(call.path, holder ? holder->login : "", false);
+    if (auto lock = m_store.write_lock(call.item->id))
+        throw locked(call.path, m_store.login_of(lock->user), false);
 }
 
 http::Response DavServer::lock(Call& call) {
@@ -84,7 +77,7 @@ http::Response DavServer::lock(Call& call) {
         status = 201;
     }
     WriteLock record;
-    record.token = new_token();
+    record.token = lock_token(random_guid(), now());
     record.item = call.item->id;
     record.user = call.user.id;
     record.owner = std::string(trim(xml::content_of(xml::child(root, "owner"))));

@@ -17,13 +17,6 @@ struct PrefixRow {
 constexpr PrefixRow prefixes[] = {
     {dav_space, "D"}, {win32_space, "Z"}, {office_space, "Office"}, {repl_space, "Repl"}};
 
-// Digits and 'T', 'Z' of a time, as lock tokens carry it.
-std::string token_time(Seconds time) {
-    auto text = iso_time(time);
-    std::erase_if(text, [](char c) { return c == '-' || c == ':'; });
-    return text;
-}
-
 std::string active_lock(const std::string& owner, const std::string& token, const std::string& timeout) {
     return "<D:activelock><D:locktype><D:write/></D:locktype><D:lockscope><D:exclusive/></D:lockscope>"
            "<D:depth>0</D:depth><D:owner>" +
@@ -44,8 +37,14 @@ std::string property_element(const xml::Name& name, const std::string& content) 
     return out + (content.empty() ? "/>" : ">" + content + "</" + tag + ">");
 }
 
+std::string lock_token(const std::string& guid, Seconds time) {
+    auto digits = iso_time(time);
+    std::erase_if(digits, [](char c) { return c == '-' || c == ':'; });
+    return "opaquelocktoken:{" + to_upper(guid) + "}" + digits;
+}
+
 std::string check_out_token(const Item& item) {
-    return "opaquelocktoken:{" + to_upper(item.guid) + "}" + token_time(item.checked_out_at);
+    return lock_token(item.guid, item.checked_out_at);
 }
 
 pugi::xml_node parse_body(pugi::xml_document& document, const std::string& body, std::string_view root_name) {
@@ -89,8 +88,7 @@ void PropertyWriter::use_free_properties(std::map<Id, std::vector<FreeProperty>>
 
 const std::string& PropertyWriter::login(Id user) {
     auto [place, is_new] = m_logins.try_emplace(user);
-    if (is_new)
-        if (auto record = m_store.user_by_id(user)) place->second = xml::escape(record->login);
+    if (is_new) place->second = xml::escape(m_store.login_of(user));
     return place->second;
 }
 

@@ -90,6 +90,8 @@ private:
 std::string property_element(const xml::Name& name, const std::string& content);
 // Whether clients may not set the property.
 bool is_protected(const xml::Name& name);
+// A token of the form that such servers give to locks.
+std::string lock_token(const std::string& guid, Seconds time);
 // The token that stands for a check-out.
 std::string check_out_token(const Item& item);
 

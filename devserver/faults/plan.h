@@ -59,6 +59,8 @@ struct FaultAction {
     std::string content_type, code, message, location, user, document;
     std::optional<std::int64_t> modified;
     std::vector<std::pair<std::string, std::string>> headers;
+
+    int status_or(int otherwise) const { return status ? status : otherwise; }
 };
 
 struct FaultRule {

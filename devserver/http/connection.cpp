@@ -51,6 +51,17 @@ private:
     std::size_t m_begin = 0, m_end = 0;
 };
 
+// Lets a planned stall or reset happen at its byte, and cuts a block that would go beyond it.
+std::uint64_t up_to_fault(Transport& transport, const std::optional<std::uint64_t>& stall_after,
+                          const std::optional<std::uint64_t>& drop_after, std::uint64_t total,
+                          std::uint64_t wanted) {
+    if (stall_after && total >= *stall_after) transport.stall();
+    if (drop_after && total >= *drop_after) transport.reset();
+    for (const auto& limit : {stall_after, drop_after})
+        if (limit) wanted = std::min(wanted, *limit - total);
+    return wanted;
+}
+
 // Draws a request's body from the connection, and says "100 Continue" where the client waits for it.
 class RequestBody : public BodySource {
 public:
@@ -67,7 +78,7 @@ public:
         if (m_done) return 0;
         if (m_expects_continue) m_transport.write("HTTP/1.1 100 Continue\r\n\r\n");
         m_expects_continue = false;
-        size = apply_faults(size);
+        size = up_to_fault(m_transport, m_plan.stall_up_after, m_plan.drop_up_after, m_total, size);
         auto count = m_chunked ? read_chunked(buffer, size) : read_counted(buffer, size);
         m_total += count;
         return count;
@@ -78,14 +89,6 @@ public:
     std::uint64_t total() const { return m_total; }
 
 private:
-    std::size_t apply_faults(std::size_t size) {
-        if (m_plan.stall_up_after && m_total >= *m_plan.stall_up_after) m_transport.stall();
-        if (m_plan.drop_up_after && m_total >= *m_plan.drop_up_after) m_transport.reset();
-        for (const auto& limit : {m_plan.stall_up_after, m_plan.drop_up_after})
-            if (limit) size = std::min<std::size_t>(size, *limit - m_total);
-        return size;
-    }
-
     std::size_t read_counted(char* buffer, std::size_t size) {
         size = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_left));
         auto count = m_input.take(buffer, size);
@@ -144,10 +147,7 @@ public:
 
 private:
     std::uint64_t next_block(std::uint64_t wanted) {
-        if (m_plan.stall_down_after && m_total >= *m_plan.stall_down_after) m_transport.stall();
-        if (m_plan.drop_down_after && m_total >= *m_plan.drop_down_after) m_transport.reset();
-        for (const auto& limit : {m_plan.stall_down_after, m_plan.drop_down_after})
-            if (limit) wanted = std::min(wanted, *limit - m_total);
+        wanted = up_to_fault(m_transport, m_plan.stall_down_after, m_plan.drop_down_after, m_total, wanted);
         if (m_plan.bytes_per_second > 0)
             wanted = std::min<std::uint64_t>(
                 wanted, static_cast<std::uint64_t>(std::max<std::int64_t>(1, m_plan.bytes_per_second / 10)));

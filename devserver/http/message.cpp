@@ -64,6 +64,14 @@ std::string read_text(Request& request, std::size_t limit) {
     return text;
 }
 
+Response not_found_page() {
+    return make_response(404, "text/html; charset=utf-8", "<html><body>404 NOT FOUND</body></html>");
+}
+
+Response forbidden() {
+    return make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+}
+
 Response make_response(int status, std::string content_type, std::string text) {
     Response response;
     response.status = status;

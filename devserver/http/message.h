@@ -88,6 +88,8 @@ struct Response {
 };
 
 Response make_response(int status, std::string content_type, std::string text);
+Response not_found_page();
+Response forbidden();
 // Cuts a whole file answer to the one range of bytes that the request asks for, or makes it a 416.
 void apply_range(const Request& request, Response& response);
 // Turns any kind of body into text; for answers that are known to be small.

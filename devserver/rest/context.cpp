@@ -1,5 +1,7 @@
 // What all resources need of their request.
 // Owner: rest/; a request's thread alone.
+#include <algorithm>
+
 #include "base/text.h"
 #include "rest/resource.h"
 
@@ -45,6 +47,16 @@ Outcome Outcome::raw(http::Response response) {
 ApiError Resource::not_supported() {
     return {405, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
             "The HTTP method isn't supported for this resource."};
+}
+
+ResourcePtr Resource::by_key(Context& context, const Segment& segment,
+                             std::initializer_list<std::string_view> methods) {
+    bool known = std::ranges::any_of(methods, [&](std::string_view method) { return segment.is(method); });
+    return known && !segment.arguments.empty() ? key(context, segment.arguments[0].value) : nullptr;
+}
+
+Outcome recycle(Context& context, const Item& item) {
+    return Outcome::of(Node::of(Value::guid(context.store.recycle(item.id, context.user))), "Recycle");
 }
 
 std::string free_path(Store& store, const std::string& path) {

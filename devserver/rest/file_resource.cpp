@@ -23,9 +23,9 @@ constexpr Link file_links[] = {{"Author"},
                                {"ServerRelativePath", true},
                                {"VroomDriveID", true}};
 
-Node user_node(const Context& context, Id user, const std::string& id) {
-    auto record = context.store.user_by_id(user);
-    return record ? Node::of(user_entity(*record, id)) : Node::nothing();
+std::string content_tag_of(const Item& item) {
+    return "{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "," +
+           std::to_string(item.content_tag);
 }
 
 // The property bag, with names as an address can carry them.
@@ -33,7 +33,6 @@ Entity properties_entity(const Item& item, const std::string& id) {
     Entity entity;
     entity.type = "SP.PropertyValues";
     entity.id = id;
-    auto guid = to_upper(item.guid);
     auto stamp = iso_time(item.created);
     auto text = [&](const char* name, std::string value) {
         entity.add("vti_x005f_" + std::string(name), Value::of_text(std::move(value)));
@@ -42,9 +41,8 @@ Entity properties_entity(const Item& item, const std::string& id) {
         entity.add("vti_x005f_" + std::string(name), Value::int32(value));
     };
     text("etag", etag_of(item));
-    text("rtag", "rt:" + guid + "@" + std::to_string(item.etag));
-    text("contenttag",
-         "{" + guid + "}," + std::to_string(item.etag) + "," + std::to_string(item.content_tag));
+    text("rtag", resource_tag_of(item));
+    text("contenttag", content_tag_of(item));
     text("winfileattribs", item.win32_attributes());
     text("timecreated", stamp.substr(0, stamp.size() - 1));
     auto written = iso_time(item.modified);
@@ -63,10 +61,6 @@ Entity properties_entity(const Item& item, const std::string& id) {
     }
     number("doclibrowid", item.id);
     return entity;
-}
-
-std::string file_id(const Item& item) {
-    return "Web/GetFileByServerRelativePath(decodedurl='" + replace_all(item.path, "'", "''") + "')";
 }
 
 Node resolve_file_link(const Context& context, const std::shared_ptr<const Item>& item,
@@ -91,13 +85,16 @@ Node resolve_file_link(const Context& context, const std::shared_ptr<const Item>
 
 }  // namespace
 
+std::string file_id(const Item& item) {
+    return "Web/GetFileByServerRelativePath(decodedurl='" + replace_all(item.path, "'", "''") + "')";
+}
+
 Node properties_node(const Item& item, const std::string& id) {
     return Node::of(properties_entity(item, id));
 }
 
 Entity file_entity(const Context& context, std::shared_ptr<const Item> item) {
     Entity entity;
-    auto guid = to_upper(item->guid);
     auto flat = replace_all(item->guid, "-", "");
     entity.type = "SP.File";
     entity.id = file_id(*item);
@@ -108,8 +105,7 @@ Entity file_entity(const Context& context, std::shared_ptr<const Item> item) {
     entity.properties.reserve(22);
     entity.add("CheckInComment", Value::of_text(item->comment));
     entity.add("CheckOutType", Value::int32(item->checked_out_by != 0 ? 0 : 2));
-    entity.add("ContentTag", Value::of_text("{" + guid + "}," + std::to_string(item->etag) + "," +
-                                            std::to_string(item->content_tag)));
+    entity.add("ContentTag", Value::of_text(content_tag_of(*item)));
     entity.add("CustomizedPageStatus", Value::int32(0));
     entity.add("ETag", Value::of_text(etag_of(*item)));
     entity.add("Exists", Value::boolean(true));
@@ -156,8 +152,7 @@ Outcome FileResource::answer(Context& context, const Item& item) const {
 }
 
 Outcome FileResource::get(Context& context) {
-    auto outcome = answer(context, require(context));
-    return outcome;
+    return answer(context, require(context));
 }
 
 Outcome FileResource::remove(Context& context) {
@@ -314,8 +309,7 @@ std::optional<Outcome> FileResource::placement(Context& context, const Segment& 
     }
     if (segment.is("Recycle")) {
         context.require_edit();
-        return Outcome::of(Node::of(Value::guid(context.store.recycle(require(context).id, context.user))),
-                           "Recycle");
+        return recycle(context, require(context));
     }
     if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
     if (segment.is("SaveBinaryStream")) return write_content(context);

@@ -28,6 +28,8 @@ private:
 
 // A resource that answers with a finished node.
 ResourcePtr make_node(Node node, std::string name);
+// The address of a document below its web's _api/.
+std::string file_id(const Item& item);
 Node properties_node(const Item& item, const std::string& id);
 http::Response content_response(const Context& context, const std::string& blob);
 

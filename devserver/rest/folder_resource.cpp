@@ -71,6 +71,10 @@ Node resolve_folder_link(const Context& context, const std::shared_ptr<const Ite
     return Node::nothing();
 }
 
+Outcome folder_outcome(const Context& context, const Item& folder, std::string name) {
+    return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), std::move(name));
+}
+
 std::string join(const Item& folder, const std::string& name) {
     return (folder.path == "/" ? "" : folder.path) + "/" + name;
 }
@@ -90,9 +94,7 @@ public:
     explicit FilesResource(Item folder) : m_folder(std::move(folder)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if ((segment.is("getByUrl") || segment.is("getByPath")) && !segment.arguments.empty())
-            return key(context, segment.arguments[0].value);
-        return nullptr;
+        return by_key(context, segment, {"getByUrl", "getByPath"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
@@ -136,9 +138,7 @@ public:
     explicit FoldersResource(Item folder) : m_folder(std::move(folder)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if ((segment.is("getByUrl") || segment.is("getByPath")) && !segment.arguments.empty())
-            return key(context, segment.arguments[0].value);
-        return nullptr;
+        return by_key(context, segment, {"getByUrl", "getByPath"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
@@ -161,8 +161,7 @@ public:
         std::string path = member->value.GetString();
         context.require_edit();
         auto folder = context.store.create_folder(path[0] == '/' ? path : join(m_folder, path), context.user);
-        auto outcome =
-            Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), "Folder");
+        auto outcome = folder_outcome(context, folder, "Folder");
         outcome.status = 201;
         return outcome;
     }
@@ -177,7 +176,7 @@ public:
         bool is_path = starts_with_ignoring_case(name, join(m_folder, ""));
         auto folder =
             context.store.create_folder(is_path ? name : child_path(context, m_folder, name), context.user);
-        return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), "AddUsingPath");
+        return folder_outcome(context, folder, "AddUsingPath");
     }
 
 private:
@@ -217,8 +216,7 @@ public:
         }
         if (segment.is("Recycle")) {
             context.require_edit();
-            return Outcome::of(Node::of(Value::guid(context.store.recycle(require().id, context.user))),
-                               "Recycle");
+            return recycle(context, require());
         }
         if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
         if (segment.is("AddSubFolder") || segment.is("AddSubFolderUsingPath"))
@@ -226,9 +224,7 @@ public:
         return std::nullopt;
     }
 
-    Outcome get(Context& context) override {
-        return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(require()))), "Folder");
-    }
+    Outcome get(Context& context) override { return folder_outcome(context, require(), "Folder"); }
 
     Outcome remove(Context& context) override {
         context.require_edit();

@@ -117,11 +117,7 @@ Value default_of(const Column& column) {
 
 Node resolve_item_link(const Context& context, const std::shared_ptr<const Item>& item,
                        std::string_view name) {
-    auto user = [&](Id id) {
-        auto record = context.store.user_by_id(id);
-        return record ? Node::of(user_entity(*record, "Web/GetUserById(" + std::to_string(id) + ")"))
-                      : Node::nothing();
-    };
+    auto user = [&](Id id) { return user_node(context, id, user_id(id)); };
     if (name == "EffectiveBasePermissions") return Node::of(effective_permissions(context.user));
     if (name == "File") return item->folder ? Node::nothing() : Node::of(file_entity(context, item));
     if (name == "Folder") return item->folder ? Node::of(folder_entity(context, item)) : Node::nothing();
@@ -234,8 +230,7 @@ public:
         if (segment.is("ValidateUpdateListItem")) return validate_update(context);
         if (segment.is("Recycle")) {
             context.require_edit();
-            return Outcome::of(Node::of(Value::guid(context.store.recycle(m_item.id, context.user))),
-                               "Recycle");
+            return recycle(context, m_item);
         }
         if (segment.is("DeleteObject")) return remove(context);
         return std::nullopt;
@@ -321,8 +316,7 @@ public:
     explicit ItemsResource(Library library) : m_library(std::move(library)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if (!segment.is("getById") || segment.arguments.empty()) return nullptr;
-        return key(context, segment.arguments[0].value);
+        return by_key(context, segment, {"getById"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {

@@ -82,6 +82,9 @@ public:
 
 protected:
     static ApiError not_supported();
+    // What a method such as getById leads to: the element of its first argument; null for other segments.
+    ResourcePtr by_key(Context& context, const Segment& segment,
+                       std::initializer_list<std::string_view> methods);
 };
 
 ResourcePtr make_root(Context& context);
@@ -97,10 +100,16 @@ ResourcePtr make_users();
 Entity file_entity(const Context& context, std::shared_ptr<const Item> item);
 Entity folder_entity(const Context& context, std::shared_ptr<const Item> item);
 Entity user_entity(const User& user, std::string id);
+// Null for an unknown user.
+Node user_node(const Context& context, Id user, const std::string& id);
+std::string user_id(Id user);
 Entity library_entity(const Context& context, const Library& library);
 Entity list_item_entity(const Context& context, std::shared_ptr<const Item> item);
 Entity web_entity(const Context& context, const Web& web);
 Value effective_permissions(const User& user);
+
+// The operation that moves an item to the recycle bin.
+Outcome recycle(Context& context, const Item& item);
 
 // Applies $filter, $orderby, $skip and $top to a feed.
 Feed apply_feed_options(const Context& context, Feed feed);
