@@ -35,7 +35,7 @@ TEST(Bstr, LengthStandsInFrontAndAZeroBehind) {
     EXPECT_EQ(SysAllocStringLen(nullptr, 0xFFFFFFFF), nullptr);
 }
 
-TEST(Variant, CopyOwnsAllOfItsOwn) {
+TEST(Variant, ACopyOwnsItsTextAndItsReference) {
     Counted object;
     {
         Variant text(u"text");

@@ -83,7 +83,7 @@ bool native_path(LPCWSTR path, std::string& native) {
     }
 }
 
-// File handles are descriptors, moved away from null.
+// A file handle is the descriptor plus one, so that none is null.
 HANDLE to_handle(int descriptor) {
     return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(descriptor) + 1);
 }

@@ -1,4 +1,4 @@
-// The calls of the internet layer with their handles kept in order, for tests.
+// The calls of the internet layer with handles that close themselves, for tests.
 // One thread at a time, like the handles.
 #pragma once
 

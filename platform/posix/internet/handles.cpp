@@ -23,7 +23,7 @@ struct Table {
 
 constexpr std::uintptr_t kStep = 4;
 
-// Lives as long as the process: callers may leave handles open to the last.
+// Never destroyed: callers may leave handles open until the process ends.
 Table& table() {
     static Table* const instance = new Table;
     return *instance;

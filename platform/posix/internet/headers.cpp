@@ -139,7 +139,7 @@ bool ResponseHeaders::add_line(std::string_view line) {
         const bool is_folded = line.front() == ' ' || line.front() == '\t';
         if (!is_folded) {
             m_lines.emplace_back(line);
-        } else if (m_lines.size() > 1) {  // nothing goes on behind the status line
+        } else if (m_lines.size() > 1) {  // a status line has no continuation
             (m_lines.back() += ' ') += trim(line);
         }
     }

@@ -139,7 +139,7 @@ BOOL InternetSetOptionW(HINTERNET handle, DWORD option, LPVOID buffer, DWORD siz
         switch (option) {
             case INTERNET_OPTION_END_BROWSER_SESSION:
                 CredentialStore::instance().clear();
-                LinePool::end_session();
+                CurlHandlePool::end_session();
                 return ERROR_SUCCESS;
             case INTERNET_OPTION_CONNECT_TIMEOUT:
                 return set_timeout(handle, buffer, size);

@@ -15,9 +15,9 @@ constexpr DWORD kRetry = ERROR_INTERNET_FORCE_RETRY;
 constexpr char kBasic[] = "Basic YWxpY2U6cHc=";       // alice:pw
 constexpr char kBasicOfBob[] = "Basic Ym9iOnNpdGU=";  // bob:site
 
-// Lets alice in by Basic, or by whoever can answer a Digest challenge in her name.
-struct Gate {
-    explicit Gate(std::string offers)
+// Accepts alice by Basic or Digest, and offers the schemes of `offers`.
+struct ProtectedServer {
+    explicit ProtectedServer(std::string offers)
         : server([this, offers](Exchange& exchange) {
               const std::lock_guard lock(mutex);
               const std::string authorization = exchange.header("Authorization");
@@ -29,25 +29,25 @@ struct Gate {
               else
                   exchange.answer("401 Unauthorized", offers, "who?");
           }) {}
-    ~Gate() { end_browser_session(); }
+    ~ProtectedServer() { end_browser_session(); }
 
     std::vector<std::string> seen;
-    bool locked = false;  // nobody is let in
+    bool locked = false;  // accepts nobody
     std::mutex mutex;
     RawServer server;
 };
 
 // Signs alice in, so that the process remembers her.
-void sign_in(Gate& gate) {
-    Client client(gate.server.port());
+void sign_in(ProtectedServer& site) {
+    Client client(site.server.port());
     const Handle request = client.open(u"GET", u"/");
     set_login(request, u"alice", u"pw");
     ASSERT_EQ(send(request), 0u);
 }
 
 // The status of a request that sets no credentials; 0 for none.
-DWORD ask(Gate& gate) {
-    Client client(gate.server.port());
+DWORD ask(ProtectedServer& site) {
+    Client client(site.server.port());
     const Handle request = client.open(u"GET", u"/");
     return send(request) ? 0 : status(request);
 }
@@ -58,8 +58,8 @@ const char kBothOffers[] =
     "qop=\"auth\"\r\n";
 
 TEST(Challenge, ReachesTheCallerAndTakesTheOptionsAfterwards) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"GET", u"/");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 401u);
@@ -72,41 +72,41 @@ TEST(Challenge, ReachesTheCallerAndTakesTheOptionsAfterwards) {
     set_login(request, u"alice", u"pw");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 200u);
-    EXPECT_EQ(gate.seen.size(), 3u);
-    EXPECT_EQ(gate.seen.front(), "");
-    EXPECT_EQ(gate.server.connections(), 1);
+    EXPECT_EQ(site.seen.size(), 3u);
+    EXPECT_EQ(site.seen.front(), "");
+    EXPECT_EQ(site.server.connections(), 1);
 }
 
-TEST(Challenge, IsMetAtOnceWhenTheOptionsCameFirst) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+TEST(Challenge, IsAnsweredAtOnceWhenTheOptionsWereSetBefore) {
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"POST", u"/");
     set_login(request, u"alice", u"pw");
     char body[] = "text";
     ASSERT_TRUE(HttpSendRequestW(request, nullptr, 0, body, 4));
     DWORD error = 0;
     EXPECT_EQ(read_all(request, error), "in:text");
-    EXPECT_EQ(gate.seen, (std::vector<std::string>{"", kBasic}));
+    EXPECT_EQ(site.seen, (std::vector<std::string>{"", kBasic}));
 }
 
 TEST(Challenge, BasicIsNeverSentWhereDigestIsOffered) {
-    Gate gate(kBothOffers);
-    Client client(gate.server.port());
+    ProtectedServer site(kBothOffers);
+    Client client(site.server.port());
     for (const bool first : {true, false}) {
         const Handle request = client.open(u"GET", u"/");
         if (first) set_login(request, u"alice", u"pw");
         ASSERT_EQ(send(request), 0u);
         EXPECT_EQ(status(request), 200u);
     }
-    for (const std::string& authorization : gate.seen) EXPECT_NE(authorization.substr(0, 5), "Basic");
+    for (const std::string& authorization : site.seen) EXPECT_NE(authorization.substr(0, 5), "Basic");
 }
 
 TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
-    Gate gate(kBasicOffer);
+    ProtectedServer site(kBasicOffer);
     RawServer other(
         [](Exchange& exchange) { exchange.answer("200 OK", "", exchange.header("Authorization")); });
-    sign_in(gate);
-    Client client(gate.server.port());
+    sign_in(site);
+    Client client(site.server.port());
     const Handle later = client.open(u"GET", u"/later");
     ASSERT_EQ(send(later), 0u);
     EXPECT_EQ(status(later), 200u);
@@ -116,27 +116,27 @@ TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
     DWORD error = 0;
     ASSERT_EQ(send(foreign), 0u);
     EXPECT_EQ(read_all(foreign, error), "");
-    const int connections = gate.server.connections();
+    const int connections = site.server.connections();
     end_browser_session();
     const Handle after = client.open(u"GET", u"/after");
     ASSERT_EQ(send(after), 0u);
     EXPECT_EQ(status(after), 401u);
-    EXPECT_EQ(gate.server.connections(), connections + 1);
+    EXPECT_EQ(site.server.connections(), connections + 1);
 }
 
 TEST(Credentials, ThatFailAreNotRemembered) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"GET", u"/");
     set_login(request, u"alice", u"wrong");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 401u);
     ASSERT_EQ(send(client.open(u"GET", u"/")), 0u);
-    EXPECT_EQ(gate.seen.back(), "");
+    EXPECT_EQ(site.seen.back(), "");
 }
 
 TEST(Credentials, ARefusalForgetsThoseOfItsHostAlone) {
-    Gate refusing(kBasicOffer), other(kBasicOffer);
+    ProtectedServer refusing(kBasicOffer), other(kBasicOffer);
     sign_in(refusing);
     sign_in(other);
     refusing.locked = true;
@@ -153,8 +153,8 @@ TEST(Credentials, ARefusalForgetsThoseOfItsHostAlone) {
 
 TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
     for (const char* offers : {kBasicOffer, kBothOffers}) {
-        Gate gate(offers);
-        Client client(gate.server.port());
+        ProtectedServer site(offers);
+        Client client(site.server.port());
         const Handle request = client.open(u"PUT", u"/doc");
         set_login(request, u"alice", u"pw");
         EXPECT_EQ(upload(request, "bytes"), kRetry);
@@ -162,14 +162,14 @@ TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
         DWORD error = 0;
         EXPECT_EQ(status(request), 200u);
         EXPECT_EQ(read_all(request, error), "in:bytes");
-        EXPECT_EQ(gate.seen.size(), 2u);
+        EXPECT_EQ(site.seen.size(), 2u);
     }
 }
 
 TEST(Upload, ADigestRememberedFromElsewhereNeedsOneRetryAtMost) {
-    Gate gate(kBothOffers);
-    sign_in(gate);
-    Client client(gate.server.port());
+    ProtectedServer site(kBothOffers);
+    sign_in(site);
+    Client client(site.server.port());
     const Handle request = client.open(u"PUT", u"/doc");
     const std::string body(500'000, 'x');
     DWORD error = upload(request, body);
@@ -179,8 +179,8 @@ TEST(Upload, ADigestRememberedFromElsewhereNeedsOneRetryAtMost) {
 }
 
 TEST(Upload, WithoutCredentialsTheChallengeIsTheAnswer) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"PUT", u"/doc");
     EXPECT_EQ(upload(request, "bytes"), 0u);
     EXPECT_EQ(status(request), 401u);

@@ -35,7 +35,7 @@ std::string location(const RawServer& server, const char* path, const char* host
     return std::string("Location: http://") + host + ":" + std::to_string(server.port()) + path + "\r\n";
 }
 
-TEST(Request, GoesOutAsItWasMade) {
+TEST(Request, SendsTheTargetAndTheHeadersThatWereSet) {
     Exchange seen;
     RawServer server([&](Exchange& exchange) {
         seen = exchange;
@@ -148,7 +148,7 @@ TEST(Redirect, SecretsStayWithTheirHost) {
     EXPECT_EQ(server.connections(), 1);
 }
 
-TEST(Redirect, FormsTurnIntoQuestionsAndOtherBodiesAreSentOn) {
+TEST(Redirect, APostBecomesAGetAfter302AndIsSentAgainAfter307) {
     std::string seen;
     RawServer server([&](Exchange& exchange) {
         if (exchange.target == "/302") return void(exchange.answer("302 Found", "Location: /end\r\n"));
@@ -197,7 +197,7 @@ TEST(Handles, WrongUseIsAnErrorAndNeverACrash) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INTERNET_INCORRECT_HANDLE_STATE));
     EXPECT_FALSE(InternetWriteFile(request, buffer, 8, &count));
     EXPECT_FALSE(HttpEndRequestW(request, nullptr, 0, 0));
-    // Parents may go first.
+    // Parents may be closed first.
     EXPECT_TRUE(InternetCloseHandle(session));
     EXPECT_TRUE(InternetCloseHandle(connection));
     EXPECT_EQ(send(request), 0u);
@@ -320,14 +320,14 @@ TEST_F(Tls, RecordsThatComeFasterThanTheyAreReadWait) {
     EXPECT_TRUE(body == m_body);
 }
 
-TEST(Security, AServerThatNeverShakesHandsEndsInATimeOut) {
+TEST(Security, AHandshakeThatNeverComesEndsInATimeOut) {
     RawServer plain([](Exchange&) {});
     Client client(plain.port());
     setenv("PLATFORM_CONNECT_TIMEOUT_MS", "300", 1);
     EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
     unsetenv("PLATFORM_CONNECT_TIMEOUT_MS");
-    // The server is reached, so that its silence has the shorter limit.
+    // The connection stands, so the limit for silence applies.
     setenv("PLATFORM_RECEIVE_TIMEOUT_MS", "300", 1);
     EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));

@@ -96,7 +96,7 @@ struct IStream : ISequentialStream {
     virtual HRESULT Clone(IStream** out_stream) = 0;
 };
 
-// Memory that changes hands without being a BSTR.
+// Memory that its receiver frees, other than a BSTR.
 LPVOID CoTaskMemAlloc(SIZE_T size);  // null when there is none
 void CoTaskMemFree(LPVOID memory);   // takes null
 
@@ -199,10 +199,10 @@ inline constexpr UINT GHND = GMEM_MOVEABLE | GMEM_ZEROINIT;
 // A global memory block; its bytes are reached by locking it.
 HGLOBAL GlobalAlloc(UINT flags, SIZE_T size);
 LPVOID GlobalLock(HGLOBAL memory);
-BOOL GlobalUnlock(HGLOBAL memory);  // FALSE when the last lock has gone
+BOOL GlobalUnlock(HGLOBAL memory);  // FALSE when no lock is left
 HGLOBAL GlobalFree(HGLOBAL memory);
 
 // A stream over a block (a new empty one for null), which grows with it and may own it.
 HRESULT CreateStreamOnHGlobal(HGLOBAL memory, BOOL delete_on_release, IStream** out_stream);
-// A stream over a copy of the bytes, at its start; null if memory is short.
+// A stream over a copy of the bytes, at its start; null when there is no memory.
 IStream* SHCreateMemStream(const BYTE* data, UINT size);

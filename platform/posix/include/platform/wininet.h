@@ -1,7 +1,6 @@
-// The internet layer: sessions, connections, requests, answers. Every call is synchronous.
-// Any thread may call with any handle; one request handle serves one thread at a time, and closing it from
-// another ends its calls. A closed or foreign handle gives ERROR_INVALID_HANDLE.
-// PLATFORM_CONNECT_TIMEOUT_MS and PLATFORM_RECEIVE_TIMEOUT_MS in the environment lower the limits.
+// The internet layer: sessions, connections, requests and answers, all synchronous. Any thread may use any
+// handle; a request serves one thread at a time, and closing it from another ends its calls. A closed handle
+// gives ERROR_INVALID_HANDLE. PLATFORM_CONNECT_TIMEOUT_MS and PLATFORM_RECEIVE_TIMEOUT_MS lower the limits.
 #pragma once
 
 #include "platform/base.h"
@@ -111,7 +110,7 @@ BOOL HttpQueryInfoW(HINTERNET request, DWORD level, LPVOID buffer, DWORD* size, 
 // A body that ends early fails with ERROR_INTERNET_CONNECTION_ABORTED.
 BOOL InternetReadFile(HINTERNET request, LPVOID buffer, DWORD size, DWORD* read);
 
-// The text of the thread's last failure that came with words of its own; size in units.
+// The text of the thread's last failure that has a text of its own; size in units.
 BOOL InternetGetLastResponseInfoW(DWORD* error, LPWSTR buffer, DWORD* size);
 
 // There is no cookie jar, so there is nothing to change: TRUE for a valid URL and name.
