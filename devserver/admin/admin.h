@@ -1,4 +1,4 @@
-// Operations for tests under /_dev/: faults, request log, and changes behind the clients' backs.
+// Operations for tests under /_dev/: faults, the request log, and changes that other users make.
 // Owner: app/service, only when asked for; any thread.
 #pragma once
 #include "admin/request_log.h"

@@ -44,8 +44,8 @@ void RequestLog::finish(std::size_t number, const http::Request& request, const 
     if (m_lines.size() > max_lines) m_lines.erase(m_lines.begin());
 }
 
-// A client can read the log before the thread that answered it has come here; a stalled exchange isn't waited
-// for.
+// A client can ask for the log before the thread that answered it has written its line. The wait is short, so
+// that a stalled exchange doesn't hold it up.
 void RequestLog::await_finished(std::unique_lock<std::mutex>& lock) {
     m_changed.wait_for(lock, std::chrono::seconds(1), [this] { return m_running.empty(); });
 }
@@ -55,7 +55,7 @@ std::string RequestLog::json() {
     await_finished(lock);
     JsonWriter json;
     json.array();
-    // One line a request, for people who read it.
+    // One line for each request, for human readers.
     for (const auto& [number, line] : m_lines) json.raw(json.size() > 1 ? "\n" + line : line);
     return json.end_array().take();
 }

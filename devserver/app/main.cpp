@@ -1,4 +1,4 @@
-// The program spdevserver: reads its options, fills a new site, serves until it is told to end.
+// The program spdevserver: reads its options, fills a new site, serves until a signal ends it.
 // Owner: the process; the main thread.
 #include <signal.h>
 #include <sys/prctl.h>

@@ -8,7 +8,7 @@
 namespace devserver {
 namespace {
 
-// What came to the REST interface after 2013.
+// Operations that the REST interface got after 2013.
 bool is_newer_rest(const http::Request& request) {
     static constexpr std::string_view names[] = {"/$batch",
                                                  "AddUsingPath",

@@ -1,4 +1,4 @@
-// The protocols behind the sign-in, and which of them a generation of server has.
+// Passes requests to the protocols that a generation of server has.
 // Owner: app/service; any thread.
 #pragma once
 #include "auth/digest.h"
@@ -20,7 +20,7 @@ public:
           m_dav(store, m_documents, dav_options),
           m_soap(store),
           m_frontpage(store, generation) {}
-    // Serves a request of somebody who is signed in.
+    // Serves a request of a user who is signed in.
     http::Response serve(http::Request& request, const User& user);
 
 private:

@@ -1,4 +1,4 @@
-// The whole server behind one door: faults, sign-in, REST, documents, admin, request log.
+// The server as one HTTP application: faults, sign-in, protocols, admin operations, request log.
 // Owner: app/main; called from every connection's thread.
 #pragma once
 #include <memory>

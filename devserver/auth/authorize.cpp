@@ -13,7 +13,7 @@ namespace {
 
 constexpr Seconds code_lifetime = 600;
 
-// http on this machine, with any port and path; nothing that a header can't hold.
+// http on this machine, with any port and path, in characters that a header may hold.
 bool is_loopback(std::string_view uri) {
     for (std::string_view host : {"http://127.0.0.1", "http://localhost", "http://[::1]"}) {
         if (!starts_with_ignoring_case(uri, host)) continue;
@@ -44,7 +44,7 @@ http::Response back_to(const std::string& redirect_uri, const std::string& answe
     return response;
 }
 
-// What is wrong with a question, as the "error" that goes back; nothing for a good one.
+// The "error" for a faulty request; empty for a good one.
 std::string fault_of(const QueryParameters& query) {
     auto type = query_value(query, "response_type"), mode = query_value(query, "response_mode");
     if (type.empty()) return "invalid_request";

@@ -1,4 +1,4 @@
-// Bearer tokens: who a token belongs to, and the challenge when there is none; and what all schemes share.
+// Bearer tokens and their challenge, and what all schemes share.
 // Owner: auth/; any thread.
 #include "auth/authenticator.h"
 #include "base/json.h"

@@ -29,7 +29,7 @@ std::string cookie_of(const http::Request& request, std::string_view name) {
     return {};
 }
 
-// Never to another server, and nothing that a header can't hold.
+// An address of this server in characters that a header may hold; the default page for any other.
 std::string checked_return(const http::Request& request, std::string target) {
     if (target.starts_with(request.base_url + "/")) target.erase(0, request.base_url.size());
     bool is_local =

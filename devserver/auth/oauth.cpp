@@ -13,7 +13,7 @@ namespace {
 constexpr const char* prefix = "/organizations/";
 constexpr Seconds refresh_lifetime = 90 * 24 * 3600;
 
-// The members of an object that is still open become the answer.
+// Closes the object and makes it the answer.
 http::Response answer(int status, JsonWriter& json) {
     auto response = http::make_response(status, "application/json; charset=utf-8", json.end_object().take());
     response.headers.set("Cache-Control", "no-store");
@@ -27,7 +27,7 @@ http::Response oauth_error(const std::string& code, const std::string& descripti
     return answer(status, json.member("timestamp", iso_time(now())));
 }
 
-// Letters that are read out loud without doubt.
+// Letters that are not mistaken for each other.
 std::string make_user_code() {
     constexpr std::string_view letters = "BCDFGHJKLMNPQRSTVWXZ";
     std::string code;
@@ -39,7 +39,7 @@ std::string make_user_code() {
 
 std::optional<http::Response> OAuthAuthority::handle(http::Request& request) {
     if (equals_ignoring_case(request.path, "/devicelogin")) return login_page(request);
-    // Any tenant name may stand where "organizations" stands by default.
+    // Any tenant name is accepted in the place of "organizations".
     auto second = request.path.find('/', 1);
     if (second == std::string::npos) return std::nullopt;
     auto rest = to_lower(std::string_view(request.path).substr(second));
@@ -133,7 +133,7 @@ http::Response OAuthAuthority::redeem_device_code(const QueryParameters& form) {
         return too_soon ? oauth_error("slow_down", "Poll less often.")
                         : oauth_error("authorization_pending", "Nobody has entered the code yet.");
     }
-    // Of two that come at once, one is too late.
+    // Of two requests at the same time only one gets the tokens.
     auto user = m_tickets.drop_device_code(code) ? m_store.user_by_id(record->user) : std::nullopt;
     if (!user) return oauth_error("invalid_grant", "The device code was used before, or its user is gone.");
     return grant(*user, record->scope, record->client);

@@ -25,7 +25,7 @@ public:
           m_tickets(tickets),
           m_options(options),
           m_authorize(store, tickets, options.approve_user) {}
-    // Nothing when the path isn't the authority's.
+    // Nothing for a path that isn't the authority's.
     std::optional<http::Response> handle(http::Request& request);
     std::string issue_access_token(const User& user, const std::string& scope, const std::string& client,
                                    std::optional<int> lifetime = {});

@@ -52,7 +52,7 @@ void SignIn::conclude(const http::Request& request, http::Response& response) {
 http::Response SignIn::challenge(const http::Request& request) {
     for (auto& scheme : m_schemes)
         if (scheme->in_exchange(request)) return scheme->challenge(request);
-    // What a client says of pages decides, whatever comes first (MS-OFBA 2.2.1).
+    // The client's header about sign-in pages decides, whatever the order of the schemes (MS-OFBA 2.2.1).
     auto pages = request.headers.get("X-Forms_Based_Auth_Accepted");
     if (m_forms && equals_ignoring_case(pages, "t")) return m_forms->challenge(request);
     bool no_pages = m_schemes.size() > 1 && equals_ignoring_case(pages, "f");

@@ -1,5 +1,5 @@
-// What people sign in with for a while: tokens, device codes, authorization codes. Only hashes of them are
-// kept. Owner: app/service makes one, on the store's database; any thread.
+// Tokens, device codes and authorization codes. The database has their hashes alone.
+// Owner: app/service makes one, on the store's database; any thread.
 #pragma once
 #include <optional>
 #include <string>
@@ -50,7 +50,7 @@ public:
     bool drop_device_code(const std::string& code);
 
     void put_authorization_code(const std::string& code, const AuthorizationCode& grant);
-    // What a code that hasn't expired stands for; it is gone afterwards.
+    // The grant of a code that hasn't expired; the code is removed.
     std::optional<AuthorizationCode> take_authorization_code(const std::string& code);
 
 private:

@@ -11,7 +11,7 @@
 
 namespace devserver {
 
-// Writes one JSON text in order; commas and colons come by themselves.
+// Writes one JSON text in order, with commas and colons where they belong.
 class JsonWriter {
 public:
     JsonWriter() : m_writer(m_buffer) {}

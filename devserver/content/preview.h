@@ -1,4 +1,4 @@
-// A small picture of a document's first page, drawn from nothing but its name and size.
+// A small picture that stands for a document's first page, made from the name and the size alone.
 // Owner: content/documents; any thread.
 #pragma once
 #include <string>

@@ -1,4 +1,4 @@
-// Sharing links: addresses with ":b:" and the like in front, and what they lead to.
+// Sharing links: addresses that begin with ":b:" or the like, and the items behind them.
 // Owner: content/; any thread.
 #pragma once
 #include <optional>

@@ -62,7 +62,7 @@ void DavServer::require_in_library(const Item& item) {
         throw DavError(403, "A site or a library can't be moved, replaced or deleted.", 917656);
 }
 
-// Removes what nobody holds; folders stay where something in them stays.
+// Removes all items but those in the list and the folders above them.
 void DavServer::remove_free_parts(const Call& call, const Item& item, const std::vector<Blocked>& list) {
     bool stays = std::ranges::any_of(
         list, [&](const Blocked& one) { return one.path == item.path || lies_within(one.path, item.path); });
@@ -105,13 +105,13 @@ DavServer::Target DavServer::target_of(const Call& call) {
     return target;
 }
 
-// Makes room at the destination; a file that a file replaces is left to the store.
+// Removes what is at the destination, unless a file replaces a file, which the store does itself.
 void DavServer::clear_target(const Call& call, const Target& target) {
     bool replaced_by_store = !target.existing || (!target.existing->folder && !call.item->folder);
     if (!replaced_by_store) m_store.remove(target.existing->id, call.user);
 }
 
-// Throws what forbids the operation before anything has changed.
+// Throws when the operation isn't possible, before anything has changed.
 void DavServer::require_possible(const Call& call, const Target& target, bool move) {
     bool same = target.replaces(*call.item) == Target::Replaces::itself;
     if ((same && (!move || target.path == call.item->path)) || lies_within(target.path, call.item->path) ||
@@ -128,8 +128,8 @@ void DavServer::require_possible(const Call& call, const Target& target, bool mo
     if (replaces) require_in_library(*target.existing);
 }
 
-// The answer when something in the tree is held; throws 423 where the item itself is what is held.
-std::optional<http::Response> DavServer::held(const Call& call, const Item& item) {
+// The answer when something in the tree is locked or checked out; throws 423 for a file itself.
+std::optional<http::Response> DavServer::blocked_answer(const Call& call, const Item& item) {
     auto list = blocked_in(call, item);
     if (list.empty()) return std::nullopt;
     if (!item.folder) require_unlocked(call, item);
@@ -144,9 +144,9 @@ http::Response DavServer::move_or_copy(Call& call, bool move) {
     require_possible(call, target, move);
     bool replaces = target.replaces(*call.item) == Target::Replaces::other;
     if (move)
-        if (auto response = held(call, *call.item)) return std::move(*response);
+        if (auto response = blocked_answer(call, *call.item)) return std::move(*response);
     if (replaces) {
-        if (auto response = held(call, *target.existing)) return std::move(*response);
+        if (auto response = blocked_answer(call, *target.existing)) return std::move(*response);
         clear_target(call, target);
     }
     bool shallow = !move && call.item->folder && call.request.headers.get("Depth") == "0";

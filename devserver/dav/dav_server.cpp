@@ -23,7 +23,7 @@ http::Response DavServer::handle(http::Request& request, const User& user) {
         if (user.rights == Rights::none) throw access_denied();
         bool reads = request.method == "GET" || request.method == "HEAD";
         if (reads || is_page(request.path)) return m_pages.handle(request, user);
-        // An address with a fragment is never a resource's own.
+        // No resource has an address with a fragment.
         if (request.target.find('#') != std::string::npos) throw DavError(400, "The address has a fragment.");
         Call call{request, user, request.path, false, {}, IfHeader::parse(request.headers.get("If"))};
         while (call.path.size() > 1 && call.path.back() == '/') {
@@ -70,7 +70,7 @@ http::Response DavServer::options(const Call&) {
     return response;
 }
 
-// Names the document library that an address lies in.
+// Names the document library of an address.
 http::Response DavServer::library_of(const Call& call) {
     require_item(call);
     auto library = m_store.library(call.item->library);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int default_timeout = 600, longest_timeout = 86'400;
 
-// The first timeout that the client would like and the server can give.
+// The first timeout of the header that the server can give.
 int timeout_of(const http::Request& request) {
     for (const auto& part : split(request.headers.get("Timeout"), ',')) {
         auto text = trim(part);
@@ -51,7 +51,7 @@ http::Response DavServer::refresh_lock(Call& call) {
     return lock_answer(call, *call.item, *lock, 200);
 }
 
-// A new lock is refused whoever holds the one that is there.
+// There is at most one lock, so that even its owner gets no second one.
 void DavServer::require_free_of_locks(const Call& call) {
     if (auto lock = m_store.write_lock(call.item->id))
         throw locked(call.path, m_store.login_of(lock->user), false);

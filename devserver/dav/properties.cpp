@@ -229,7 +229,7 @@ std::vector<FreeProperty> PropertyWriter::free_of(const Item& item) {
     return found == m_free->end() ? std::vector<FreeProperty>{} : found->second;
 }
 
-// The elements that are there; those asked for that aren't go to `missing`.
+// The elements of the properties that exist; others that were asked for go to `missing`.
 std::string PropertyWriter::found_of(const Item& item, const PropertyRequest& request, std::string& missing) {
     std::string found;
     auto free = free_of(item);

@@ -23,7 +23,7 @@ enum class Asked { all, names, some };
 // The root element of a body, which must be this one of "DAV:"; throws DavError 400.
 pugi::xml_node parse_body(pugi::xml_document& document, const std::string& body, std::string_view root_name);
 
-// What a PROPFIND wants to know.
+// What a PROPFIND asks for.
 struct PropertyRequest {
     Asked asked = Asked::all;
     std::vector<xml::Name> names;
@@ -92,7 +92,7 @@ std::string property_element(const xml::Name& name, const std::string& content);
 bool is_protected(const xml::Name& name);
 // A token of the form that such servers give to locks.
 std::string lock_token(const std::string& guid, Seconds time);
-// The token that stands for a check-out.
+// The lock token of a check-out.
 std::string check_out_token(const Item& item);
 
 }  // namespace devserver::dav

@@ -1,4 +1,4 @@
-// The fault plan: rules that make chosen requests go wrong.
+// The fault plan: rules that make the requests they match fail.
 // Owner: app/service; any thread.
 #pragma once
 #include <regex.h>
@@ -72,7 +72,7 @@ struct FaultRule {
     std::string source;  // the rule's own JSON
 };
 
-// A rule that doesn't make sense; one clear line.
+// A rule that can't be used; its text is one clear line.
 struct FaultSyntaxError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

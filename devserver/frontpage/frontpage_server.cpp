@@ -99,7 +99,7 @@ void FrontPageServer::describe_document(RpcPage& page, const Item& item, const s
     page.begin_list().element(item.folder ? "url" : "document_name", name).element("meta_info").begin_list();
     page.metadata("vti_timecreated", time_value(item.created));
     page.metadata("vti_timelastmodified", time_value(item.modified));
-    // A matter of permissions; who holds the document is told below.
+    // By the permissions alone; a check-out is told below.
     page.metadata("vti_canmaybeedit", yes_or_no(user.rights == Rights::edit));
     if (item.folder) {
         page.metadata("vti_isexecutable", "BR|false").metadata("vti_isbrowsable", "BR|true");

@@ -16,7 +16,7 @@ constexpr std::size_t input_size = 256 * 1024;
 constexpr std::size_t direct_answer_limit = 64 * 1024;
 constexpr std::uint64_t max_drained_body = 1 << 20;
 
-// Bytes that came in and aren't used yet.
+// Bytes that were received and not used yet.
 class Input {
 public:
     explicit Input(Transport& transport) : m_transport(transport), m_buffer(input_size, '\0') {}
@@ -24,7 +24,7 @@ public:
     std::string_view pending() const { return {m_buffer.data() + m_begin, m_end - m_begin}; }
     void consume(std::size_t count) { m_begin += count; }
 
-    // Reads more behind what is pending; false at the orderly end.
+    // Reads more after what is pending; false when the client has closed.
     bool fill(int timeout_seconds) {
         if (m_begin > 0) {
             std::copy(m_buffer.begin() + static_cast<std::ptrdiff_t>(m_begin),
@@ -62,7 +62,7 @@ std::uint64_t up_to_fault(Transport& transport, const std::optional<std::uint64_
     return wanted;
 }
 
-// Draws a request's body from the connection, and says "100 Continue" where the client waits for it.
+// Reads a request's body from the connection, after a "100 Continue" where the client waits for it.
 class RequestBody : public BodySource {
 public:
     RequestBody(Transport& transport, Input& input, RequestParser& parser, const Request& request,
@@ -119,7 +119,7 @@ private:
     std::uint64_t m_left, m_total = 0;
 };
 
-// Writes an answer's body and lets the planned faults happen at their byte.
+// Writes an answer's body, with the planned faults at their byte.
 class AnswerWriter {
 public:
     AnswerWriter(Transport& transport, const WirePlan& plan) : m_transport(transport), m_plan(plan) {}
@@ -174,7 +174,7 @@ std::string head_text(const Response& response) {
     return head + "\r\n";
 }
 
-// Collects a produced body; what stays small goes out with its length, the rest in chunks.
+// Collects a produced body: a small one is sent with its length, a larger one in chunks.
 class ProducedBody : public BodySink {
 public:
     ProducedBody(Response& response, AnswerWriter& writer, Transport& transport, bool chunks)
@@ -288,7 +288,7 @@ private:
             }
             if (pending.size() > max_head_size) throw BadRequest(431, "The header is too large.");
             searched = pending.size();
-            // A header that drips in must not hold its connection for ever.
+            // A header that comes slowly must not keep its connection for ever.
             if (pending.empty()) begun = Clock::now();
             if (Clock::now() - begun > std::chrono::seconds(idle_seconds))
                 throw BadRequest(408, "Request Timeout");
@@ -340,7 +340,7 @@ private:
         return keep;
     }
 
-    // Takes in what a refused upload still has on its way, when that is little or the connection is worth it.
+    // Reads the rest of a refused upload, when it is small or the connection has to be kept.
     static bool drain(RequestBody& body, bool any_size) {
         if (body.done()) return true;
         if (!any_size && !body.small_rest()) return false;
@@ -397,7 +397,7 @@ void serve_connection(Transport& transport, Application& application, const std:
         if (application.stall_connection()) transport.stall();
         Connection(transport, application, scheme).run();
     } catch (const std::exception&) {
-        // A connection that ends badly concerns its peer alone.
+        // A broken connection ends by itself; the server goes on.
     }
 }
 

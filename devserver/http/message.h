@@ -42,7 +42,7 @@ private:
     std::vector<std::pair<std::string, std::string>> m_fields;
 };
 
-// Whatever the application keeps with a request from plan() to finished().
+// What the application keeps with a request from plan() to finished().
 struct Attachment {
     virtual ~Attachment() = default;
 };
@@ -84,7 +84,7 @@ struct Response {
     std::uint64_t file_length = 0;
     std::function<void(BodySink&)> producer;  // writes the body; its length isn't known before
     bool close = false;                       // end the connection after this answer
-    bool keep = false;                        // take in a refused body of any size, to keep the connection
+    bool keep = false;                        // read a refused body of any size, to keep the connection
 };
 
 Response make_response(int status, std::string content_type, std::string text);
@@ -103,11 +103,11 @@ struct WirePlan {
     bool stall_in_headers = false;
     std::optional<std::uint64_t> stall_down_after, drop_down_after, stall_up_after, drop_up_after;
     std::optional<std::int64_t> length_error;  // added to the announced content length
-    std::int64_t bytes_per_second = 0;         // 0: as fast as it goes
+    std::int64_t bytes_per_second = 0;         // 0: unlimited
     int delay_milliseconds = 0;
 };
 
-// What one exchange came to, for the request log.
+// The result of one exchange, for the request log.
 struct ExchangeResult {
     int status = 0;  // 0: nothing was answered
     std::uint64_t bytes_in = 0;

@@ -16,7 +16,7 @@ constexpr const char* value_namespaces =
 constexpr const char* scheme = "http://schemas.microsoft.com/ado/2007/08/dataservices/scheme";
 constexpr const char* related = "http://schemas.microsoft.com/ado/2007/08/dataservices/related/";
 
-// XML 1.0 has no place for most control characters.
+// XML 1.0 forbids most control characters.
 std::string xml_escape(std::string_view text) {
     std::string clean;
     for (char c : text)

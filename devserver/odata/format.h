@@ -1,4 +1,4 @@
-// The formats of answers: three of JSON, their newer spelling, and Atom; which one a client asks for.
+// The formats of answers: three of JSON, the newer names of two of them, and Atom.
 // Owner: odata/; a request's thread alone.
 #pragma once
 #include <string>
@@ -20,7 +20,7 @@ struct Answer {
     Node node;
     std::string name;  // of the operation or property; the key of a value in some formats
     Projection projection;
-    std::string api_url;  // the web's address with "/_api/" behind it
+    std::string api_url;  // the web's address followed by "/_api/"
     int status = 200;
 };
 

@@ -1,4 +1,4 @@
-// Writes answers as JSON: verbose, with little or no metadata, and the newer spelling of these.
+// Writes answers as JSON: verbose, with minimal or no metadata, in the older and the newer spelling.
 // Owner: odata/; a request's thread alone.
 #include <cmath>
 #include <cstdio>

@@ -5,7 +5,7 @@
 namespace devserver::odata {
 namespace {
 
-// Cuts at `separator` where it stands outside of quotes and parentheses.
+// Splits at `separator` outside of quotes and parentheses.
 std::vector<std::string> split_outside(std::string_view text, char separator) {
     std::vector<std::string> parts(1);
     int depth = 0;

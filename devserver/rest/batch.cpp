@@ -103,7 +103,7 @@ private:
         }
     }
 
-    // Drops headers that describe the part's transport; its body is what stands in the part.
+    // Drops headers about the part's transport; the body is the rest of the part.
     static std::string absolute(const std::string& head) {
         std::string result;
         for (const auto& line : split(head, '\n')) {

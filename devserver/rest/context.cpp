@@ -1,4 +1,4 @@
-// What all resources need of their request.
+// What all resources use: their request, outcomes, and shared operations.
 // Owner: rest/; a request's thread alone.
 #include <algorithm>
 

@@ -28,7 +28,7 @@ std::string content_tag_of(const Item& item) {
            std::to_string(item.content_tag);
 }
 
-// The property bag, with names as an address can carry them.
+// The property bag, with names as they may stand in an address.
 Entity properties_entity(const Item& item, const std::string& id) {
     Entity entity;
     entity.type = "SP.PropertyValues";
@@ -141,7 +141,7 @@ http::Response content_response(const Context& context, const std::string& blob)
 
 const Item& FileResource::require(Context& context) const {
     if (m_item && !m_item->folder) return *m_item;
-    // A missing file is only noticed by what is asked of it; its list item is looked for first.
+    // Real servers look for the list item first, so that a missing file gives another error there.
     if (context.projection.names("listitemallfields") || context.projection.expanded("listitemallfields"))
         throw odata::no_list_item();
     throw odata::file_does_not_exist(m_path);

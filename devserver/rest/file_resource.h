@@ -14,7 +14,7 @@ public:
     Outcome get(Context& context) override;
     Outcome remove(Context& context) override;
     Outcome write_content(Context& context);
-    // The document; throws what a missing one answers.
+    // The document; throws the error for a missing one.
     const Item& require(Context& context) const;
 
 private:

@@ -185,7 +185,7 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
     return json_text(value);
 }
 
-// The members of an update that are columns, as stored values; throws for what no column is.
+// The stored values for the members of an update; throws for a member that is no column.
 std::map<std::string, std::string> values_from(const rapidjson::Document& body,
                                                const std::vector<Column>& columns) {
     std::map<std::string, std::string> result;

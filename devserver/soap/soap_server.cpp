@@ -15,7 +15,7 @@ constexpr ServiceRow services[] = {{"webs.asmx", soap_space, webs},
                                    {"usergroup.asmx", directory_space, user_group},
                                    {"lists.asmx", soap_space, lists}};
 
-// The action that a header names must be the operation of the body.
+// Throws when the SOAPAction header names another operation than the body.
 void check_action(const http::Request& request, const Operation& operation) {
     auto header = request.headers.get("SOAPAction");
     auto action = std::string(trim(header));

@@ -1,4 +1,4 @@
-// Contents of documents: one file each in a folder, under names that the store makes up.
+// Contents of documents: one file each in a folder, under random names.
 // Owner: store/; any thread.
 #pragma once
 #include <cstdint>
@@ -10,14 +10,14 @@
 
 namespace devserver {
 
-// A content that is being written; removed again unless it is kept.
+// A content that is being written; removed unless it is kept.
 class BlobWriter {
 public:
     BlobWriter(std::string folder, std::string name);
     ~BlobWriter();
     BlobWriter(const BlobWriter&) = delete;
     BlobWriter& operator=(const BlobWriter&) = delete;
-    // Throws std::runtime_error when the disk refuses.
+    // Throws std::runtime_error when the disk is full or fails.
     void write(const char* data, std::size_t size);
     void write_all(BodySource& source);
     // The content stays; returns its name.
@@ -39,7 +39,7 @@ public:
     std::shared_ptr<FileBody> open(const std::string& name) const;
     void append(const std::string& name, BodySource& source, std::int64_t& added) const;
     void remove(const std::string& name) const;
-    // Removes what a killed run left behind; `is_known` tells which names are in use.
+    // Removes files that a killed process left behind; `is_known` tells which names are in use.
     void sweep(const std::function<bool(const std::string&)>& is_known) const;
 
 private:

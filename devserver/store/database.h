@@ -67,7 +67,7 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    // Held for the length of an operation; the thread that holds it may take it again.
+    // Locked during an operation; the same thread may lock it again.
     void lock() { m_mutex.lock(); }
     void unlock() { m_mutex.unlock(); }
     void execute(const char* script);
@@ -101,7 +101,7 @@ private:
 
 using DatabaseLock = std::lock_guard<Database>;
 
-// Commits when told to, else rolls back; nested ones belong to the outermost.
+// Rolls back unless it is committed; a nested one is part of the outermost.
 class Transaction {
 public:
     explicit Transaction(Database& database);

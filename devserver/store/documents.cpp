@@ -15,7 +15,7 @@ void take_content(Item& file, BlobWriter& content) {
     file.blob = content.keep();
 }
 
-// Makes a new file version 1.0, checked out by nobody, whatever its library begins with.
+// Makes a new file version 1.0 without a check-out, whatever the settings of its library.
 void publish_first(Item& file) {
     file.ui_version = 512;
     file.level = level::published;
@@ -77,7 +77,7 @@ std::vector<Version> Store::versions(Id file) {
     return result;
 }
 
-// Keeps the document as it is as an older version, and gives it the next number.
+// Keeps the present state as an older version, and gives the document the next number.
 void Store::begin_version(Item& file) {
     push_version(file);
     bool minor = library_of(file).minor_versions;
@@ -85,7 +85,7 @@ void Store::begin_version(Item& file) {
     file.level = minor ? level::draft : level::published;
 }
 
-// Stores a changed document with another content; the old content goes unless a version has it.
+// Stores a changed document with another content; the old one is removed unless a version has it.
 Item Store::replace_content(Item file, const std::string& blob, std::int64_t size, Seconds modified,
                             Transaction& transaction) {
     auto old_blob = std::exchange(file.blob, blob);
@@ -114,7 +114,7 @@ void Store::save(const Item& file) {
         file.content_tag, file.ui_version, file.level, file.checked_out_by, file.checked_out_at, file.id);
 }
 
-// A file that isn't in the database yet, with the version and check-out that its library begins with.
+// A file that isn't in the database yet, with the first version and check-out of its library.
 Item Store::new_file(const Place& place, const std::string& path, const User& user) {
     if (place.parent.library == 0) throw StoreError(Fault::not_allowed_here, path);
     auto library = library_of(place.parent);

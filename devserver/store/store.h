@@ -30,7 +30,7 @@ enum class Fault {
     not_allowed_here,
 };
 
-// A refusal of the store; `subject` is the path or name concerned, `who` the login in the way.
+// A refusal of the store; `subject` is the path or name concerned, `who` the login of the user who blocks it.
 struct StoreError : std::runtime_error {
     StoreError(Fault what, std::string about, std::string whom = {})
         : std::runtime_error("store refused: " + about),
@@ -52,13 +52,13 @@ struct Upload {
 class Store {
 public:
     explicit Store(const std::string& folder);
-    // For what else is kept beside the documents.
+    // For tables of other classes.
     Database& database() { return m_database; }
 
     // --- Site and accounts
     void set_up_site(const std::string& site_path, const std::string& library_title, bool force_checkout,
                      bool minor_versions);
-    // The login names that users get who aren't known yet.
+    // The form of login names for new users.
     void use_logins(LoginForm form) { m_login_form = form; }
     void put_user(const std::string& name, const std::string& password, Rights rights);
     std::optional<User> user_by_name(std::string_view name);  // also by login and by mail address
@@ -72,7 +72,7 @@ public:
     void set_seeded();
     Web site();
     Web root_web();
-    // The web that a server-relative path lies in.
+    // The web of a server-relative path.
     Web web_of(std::string_view path);
     std::optional<Web> web_at(std::string_view path);
     std::vector<Library> libraries(Id web);
@@ -92,7 +92,7 @@ public:
 
     // --- Documents
     const Blobs& blobs() const { return m_blobs; }
-    // Throws what would stop this user from writing the document now.
+    // Throws when the user can't write the document now.
     void require_writable(const Item& file, const User& user);
     Item add_file(std::string_view path, std::unique_ptr<BlobWriter> content, const User& user,
                   bool overwrite);
@@ -123,7 +123,7 @@ public:
     std::map<Id, WriteLock> write_locks();
     // False when there is a lock on the item already.
     bool add_write_lock(const WriteLock& lock);
-    // Stores the lock's new end.
+    // Stores the lock's new timeout and end.
     void extend_write_lock(const WriteLock& lock);
     void drop_write_lock(Id item);
     std::vector<FreeProperty> free_properties(Id item);

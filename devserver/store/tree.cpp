@@ -196,7 +196,7 @@ void Store::require_tree_free(const Item& item, const User& user) {
         for (const auto& child : children(item, folders)) require_tree_free(child, user);
 }
 
-// Sites and libraries stay where they are, and so does what somebody else has locked or checked out.
+// Throws for sites and libraries, and for what another user has locked or checked out.
 void Store::require_movable(const Item& item, const User& user) {
     if (item.library == 0 || library_of(item).root_item == item.id)
         throw StoreError(Fault::not_allowed_here, item.path);
@@ -234,7 +234,7 @@ std::string Store::recycle(Id id, const User& user) {
     return random_guid();
 }
 
-// True when the place is free for `mover`, after an overwritten file has gone.
+// Whether something else is at the place; a file that may be overwritten is removed first.
 bool Store::target_taken(const Place& place, Id mover, bool overwrite, const User& user) {
     auto existing = find((place.parent.path == "/" ? "" : place.parent.path) + "/" + place.name);
     if (!existing || existing->id == mover) return false;

@@ -1,4 +1,4 @@
-// Uploads in pieces: what has come so far, until it becomes a document.
+// Uploads in pieces: the bytes that have come, until they become a document.
 // Owner: store/; any thread.
 #include "store/store.h"
 
@@ -32,7 +32,7 @@ Item Store::finish_upload(const std::string& id, const User& user) {
     auto file = require_file(piece->item);
     require_writable(file, user);
     Transaction transaction(m_database);
-    // A first content that comes in pieces belongs to the version that the empty file was made with.
+    // The first content of an empty file belongs to the version that the file was made with.
     if (file.level != level::checked_out && file.size > 0) {
         begin_version(file);
         file.comment.clear();
