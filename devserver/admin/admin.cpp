@@ -1,12 +1,10 @@
-// Operations for tests under /_dev/: faults, request log, and changes behind the clients' backs.
-// Owner: app/service, only when asked for; any thread.
 #include "admin/admin.h"
 
-#include "app/column_text.h"
+#include "base/json.h"
 #include "base/text.h"
+#include "content/column_text.h"
+#include "content/sharing.h"
 #include "faults/apply.h"
-#include "odata/format.h"
-#include "rest/sharing.h"
 
 namespace devserver {
 namespace {
@@ -15,8 +13,16 @@ http::Response json(int status, const std::string& text) {
     return http::make_response(status, "application/json; charset=utf-8", text);
 }
 
+http::Response json_member(int status, const char* name, const std::string& text) {
+    return json(status, JsonWriter().object().member(name, text).end_object().take());
+}
+
 http::Response refusal(int status, const std::string& text) {
-    return json(status, "{\"error\":" + odata::json_text(text) + "}");
+    return json_member(status, "error", text);
+}
+
+http::Response done() {
+    return json(200, JsonWriter().object().end_object().take());
 }
 
 std::string argument(const http::Request& request, const char* name) {
@@ -25,11 +31,11 @@ std::string argument(const http::Request& request, const char* name) {
 
 std::string item_json(Store& store, const Item& item) {
     auto holder = store.user_by_id(item.checked_out_by);
-    return "{\"path\":" + odata::json_text(item.path) +
-           ",\"version\":" + odata::json_text(item.version_label()) +
-           ",\"size\":" + std::to_string(item.size) +
-           ",\"modified\":" + odata::json_text(iso_time(item.modified)) +
-           ",\"checked_out_by\":" + (holder ? odata::json_text(holder->name) : "null") + "}";
+    JsonWriter writer;
+    writer.object().member("path", item.path).member("version", item.version_label());
+    writer.member("size", item.size).member("modified", iso_time(item.modified)).key("checked_out_by");
+    holder ? writer.value(holder->name) : writer.null();
+    return writer.end_object().take();
 }
 
 }  // namespace
@@ -52,12 +58,12 @@ http::Response Admin::handle(http::Request& request) {
         if (operation == "token") return token(request);
         if (operation == "column") return column(request);
         if (operation == "expire-tokens" || operation == "expire-cookies") {
-            m_store.expire_tokens(operation == "expire-tokens" ? "access" : "forms");
-            return json(200, "{}");
+            m_tickets.expire_tokens(operation == "expire-tokens" ? "access" : "forms");
+            return done();
         }
         if (operation == "expire-digests") {
             m_digests.expire_all();
-            return json(200, "{}");
+            return done();
         }
     } catch (const StoreError& error) {
         return refusal(error.fault == Fault::not_found ? 404 : 409, error.what());
@@ -80,7 +86,7 @@ http::Response Admin::faults(http::Request& request) {
 http::Response Admin::requests(const http::Request& request) {
     if (request.method == "DELETE") {
         m_log.clear();
-        return json(200, "[]");
+        return json(200, JsonWriter().array().end_array().take());
     }
     return request.method == "GET" ? json(200, m_log.json()) : refusal(405, "GET or DELETE");
 }
@@ -124,14 +130,14 @@ http::Response Admin::token(const http::Request& request) {
         lifetime = static_cast<int>(*number);
     }
     auto value = m_authority.issue_access_token(*user, "test", "admin", lifetime);
-    return json(200, "{\"access_token\":" + odata::json_text(value) + "}");
+    return json_member(200, "access_token", value);
 }
 
 http::Response Admin::column(http::Request& request) {
     try {
         auto column = parse_column(http::read_text(request));
         m_store.put_column(m_store.libraries(m_store.site().id).at(0).id, column);
-        return json(200, "{}");
+        return done();
     } catch (const ColumnSyntaxError& error) {
         return refusal(400, error.what());
     }
@@ -153,7 +159,7 @@ http::Response Admin::document(const http::Request& request) {
     response.headers.set("X-Modified", iso_time(item->modified));
     response.headers.set("X-Modified-By", editor ? editor->name : "");
     response.headers.set("X-Checked-Out-By", holder ? holder->name : "");
-    response.headers.set("X-Sharing-Link", request.base_url + rest::sharing_path(m_store, *item));
+    response.headers.set("X-Sharing-Link", request.base_url + sharing_path(m_store, *item));
     return response;
 }
 

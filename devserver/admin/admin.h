@@ -1,9 +1,10 @@
-// Operations for tests under /_dev/: faults, request log, and changes behind the clients' backs.
+// Operations for tests under /_dev/: faults, the request log, and changes that other users make.
 // Owner: app/service, only when asked for; any thread.
 #pragma once
 #include "admin/request_log.h"
 #include "auth/digest.h"
 #include "auth/oauth.h"
+#include "auth/tickets.h"
 #include "faults/plan.h"
 #include "http/message.h"
 #include "store/store.h"
@@ -12,8 +13,14 @@ namespace devserver {
 
 class Admin {
 public:
-    Admin(Store& store, FaultPlan& faults, RequestLog& log, OAuthAuthority& authority, FormDigests& digests)
-        : m_store(store), m_faults(faults), m_log(log), m_authority(authority), m_digests(digests) {}
+    Admin(Store& store, Tickets& tickets, FaultPlan& faults, RequestLog& log, OAuthAuthority& authority,
+          FormDigests& digests)
+        : m_store(store),
+          m_tickets(tickets),
+          m_faults(faults),
+          m_log(log),
+          m_authority(authority),
+          m_digests(digests) {}
     static bool owns(const http::Request& request);
     http::Response handle(http::Request& request);
 
@@ -27,6 +34,7 @@ private:
     http::Response document(const http::Request& request);
 
     Store& m_store;
+    Tickets& m_tickets;
     FaultPlan& m_faults;
     RequestLog& m_log;
     OAuthAuthority& m_authority;

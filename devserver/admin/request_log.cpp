@@ -1,12 +1,10 @@
-// What was asked and answered, for tests: methods, addresses, sizes; names of headers, never their values.
-// Owner: app/service; any thread.
 #include "admin/request_log.h"
 
 #include <chrono>
 #include <stdexcept>
 
 #include "base/clock.h"
-#include "odata/format.h"
+#include "base/json.h"
 
 namespace devserver {
 namespace {
@@ -27,18 +25,17 @@ std::size_t RequestLog::begin() {
 
 void RequestLog::finish(std::size_t number, const http::Request& request, const http::ExchangeResult& result,
                         const std::string& user) {
-    using odata::json_text;
-    std::string names;
-    for (const auto& [name, value] : request.headers.all())
-        names += (names.empty() ? "" : ",") + json_text(name);
-    auto method = request.headers.get("X-HTTP-Method");
-    auto line = "{\"number\":" + std::to_string(number) + ",\"time\":" + json_text(iso_time(now())) +
-                ",\"method\":" + json_text(request.method) + ",\"http_method_header\":" + json_text(method) +
-                ",\"depth\":" + json_text(request.headers.get("Depth")) +
-                ",\"path\":" + json_text(request.path) + ",\"query\":" + json_text(request.query_text) +
-                ",\"status\":" + std::to_string(result.status) + ",\"user\":" + json_text(user) +
-                ",\"bytes_in\":" + std::to_string(result.bytes_in) +
-                ",\"bytes_out\":" + std::to_string(result.bytes_out) + ",\"headers\":[" + names + "]}";
+    JsonWriter json;
+    json.object().member("number", number).member("time", iso_time(now()));
+    json.member("method", request.method);
+    json.member("http_method_header", request.headers.get("X-HTTP-Method"));
+    json.member("depth", request.headers.get("Depth"));
+    json.member("path", request.path).member("query", request.query_text);
+    json.member("status", result.status).member("user", user);
+    json.member("bytes_in", result.bytes_in).member("bytes_out", result.bytes_out);
+    json.key("headers").array();
+    for (const auto& [name, value] : request.headers.all()) json.value(name);
+    auto line = json.end_array().end_object().take();
     std::lock_guard lock(m_mutex);
     m_running.erase(number);
     m_changed.notify_all();
@@ -47,8 +44,8 @@ void RequestLog::finish(std::size_t number, const http::Request& request, const 
     if (m_lines.size() > max_lines) m_lines.erase(m_lines.begin());
 }
 
-// A client can read the log before the thread that answered it has come here; a stalled exchange isn't waited
-// for.
+// A client can ask for the log before the thread that answered it has written its line. The wait is short, so
+// that a stalled exchange doesn't hold it up.
 void RequestLog::await_finished(std::unique_lock<std::mutex>& lock) {
     m_changed.wait_for(lock, std::chrono::seconds(1), [this] { return m_running.empty(); });
 }
@@ -56,9 +53,11 @@ void RequestLog::await_finished(std::unique_lock<std::mutex>& lock) {
 std::string RequestLog::json() {
     std::unique_lock lock(m_mutex);
     await_finished(lock);
-    std::string text = "[";
-    for (const auto& [number, line] : m_lines) text += (text.size() > 1 ? ",\n" : "") + line;
-    return text + "]";
+    JsonWriter json;
+    json.array();
+    // One line for each request, for human readers.
+    for (const auto& [number, line] : m_lines) json.raw(json.size() > 1 ? "\n" + line : line);
+    return json.end_array().take();
 }
 
 void RequestLog::clear() {

@@ -1,4 +1,4 @@
-// What was asked and answered, for tests: methods, addresses, sizes; names of headers, never their values.
+// The request log for tests: methods, addresses, sizes, names of headers; never their values.
 // Owner: app/service; any thread.
 #pragma once
 #include <condition_variable>
@@ -16,7 +16,7 @@ class RequestLog {
 public:
     // Also appends to `file` unless it is empty; throws when that can't be written.
     explicit RequestLog(const std::string& file);
-    // Takes note of a request before it is served; the result gives its number.
+    // Counts a request before it is served; returns its number.
     std::size_t begin();
     void finish(std::size_t number, const http::Request& request, const http::ExchangeResult& result,
                 const std::string& user);

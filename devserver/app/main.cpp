@@ -1,4 +1,4 @@
-// The program spdevserver: reads its options, fills a new site, serves until it is told to end.
+// The program spdevserver: reads its options, fills a new site, serves until a signal ends it.
 // Owner: the process; the main thread.
 #include <signal.h>
 #include <sys/prctl.h>
@@ -69,9 +69,6 @@ int main(int count, char** arguments) {
         }
         if (options.exit_with_parent) end_with_parent();
         return serve(options);
-    } catch (const UsageError& error) {
-        std::cerr << "spdevserver: " << error.what() << std::endl;
-        return 2;
     } catch (const std::invalid_argument& error) {
         std::cerr << "spdevserver: " << error.what() << std::endl;
         return 2;

@@ -1,13 +1,11 @@
-// The command line of the server.
-// Owner: app/main; read once at the start.
 #include "app/options.h"
 
 #include <fstream>
 #include <functional>
 #include <map>
 
-#include "app/column_text.h"
 #include "base/text.h"
+#include "content/column_text.h"
 
 namespace devserver {
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "app/generation.h"
 #include "auth/forms.h"
 #include "auth/oauth.h"
+#include "base/generation.h"
 #include "dav/dav_server.h"
 #include "http/server.h"
 #include "store/records.h"
@@ -38,8 +38,8 @@ struct Options {
          exit_with_parent = false, help = false;
 };
 
-struct UsageError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+struct UsageError : std::invalid_argument {
+    using std::invalid_argument::invalid_argument;
 };
 
 // Throws UsageError with one clear line.

@@ -1,5 +1,3 @@
-// Fills a new site with documents.
-// Owner: app/main; runs before the server listens.
 #include "app/seed.h"
 
 #include <sys/stat.h>

@@ -1,5 +1,3 @@
-// The whole server behind one door: faults, sign-in, REST, documents, admin, request log.
-// Owner: app/main; called from every connection's thread.
 #include "app/service.h"
 
 #include <fstream>
@@ -36,12 +34,13 @@ void add_server_headers(http::Response& response, Generation generation) {
 
 Service::Service(const Options& options, Store& store)
     : m_store(store),
+      m_tickets(store.database()),
       m_log(options.request_log_file),
       m_digests(store, options.digest_lifetime, options.optional_digest),
-      m_authenticator(store, options.sign_in, options.forms, options.data_folder),
-      m_authority(store, options.oauth),
+      m_authenticator(store, m_tickets, options.sign_in, options.forms, options.data_folder),
+      m_authority(store, m_tickets, options.oauth),
       m_generation(options.generation),
-      m_doors(store, m_digests, options.generation, options.dav) {
+      m_router(store, m_digests, options.generation, options.dav) {
     if (!options.faults_file.empty()) {
         std::ifstream stream(options.faults_file);
         std::stringstream text;
@@ -49,7 +48,8 @@ Service::Service(const Options& options, Store& store)
         if (!stream) throw UsageError("cannot read the fault plan " + options.faults_file);
         m_faults.add(text.str());
     }
-    if (options.admin) m_admin = std::make_unique<Admin>(m_store, m_faults, m_log, m_authority, m_digests);
+    if (options.admin)
+        m_admin = std::make_unique<Admin>(m_store, m_tickets, m_faults, m_log, m_authority, m_digests);
 }
 
 bool Service::stall_connection() {
@@ -107,7 +107,7 @@ http::Response Service::serve(http::Request& request) {
     auto user = m_authenticator.authenticate(request);
     if (!user) return m_authenticator.challenge(request);
     exchange_of(request).user = user->name;
-    auto response = m_doors.serve(request, *user);
+    auto response = m_router.serve(request, *user);
     m_authenticator.conclude(request, response);
     return response;
 }

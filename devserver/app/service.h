@@ -1,16 +1,17 @@
-// The whole server behind one door: faults, sign-in, REST, documents, admin, request log.
+// The server as one HTTP application: faults, sign-in, protocols, admin operations, request log.
 // Owner: app/main; called from every connection's thread.
 #pragma once
 #include <memory>
 
 #include "admin/admin.h"
 #include "admin/request_log.h"
-#include "app/doors.h"
 #include "app/options.h"
+#include "app/protocol_router.h"
 #include "auth/authenticator.h"
 #include "auth/digest.h"
 #include "auth/oauth.h"
 #include "auth/sign_in.h"
+#include "auth/tickets.h"
 #include "faults/plan.h"
 #include "http/message.h"
 #include "store/store.h"
@@ -31,13 +32,14 @@ private:
     http::Response serve_guarded(http::Request& request);
 
     Store& m_store;
+    Tickets m_tickets;
     RequestLog m_log;
     FaultPlan m_faults;
     FormDigests m_digests;
     SignIn m_authenticator;
     OAuthAuthority m_authority;
     Generation m_generation;
-    Doors m_doors;
+    ProtocolRouter m_router;
     std::unique_ptr<Admin> m_admin;
 };
 

@@ -1,5 +1,3 @@
-// The authorize end of the OAuth authority.
-// Owner: auth/oauth; any thread.
 #include "auth/authorize.h"
 
 #include <algorithm>
@@ -15,7 +13,7 @@ namespace {
 
 constexpr Seconds code_lifetime = 600;
 
-// http on this machine, with any port and path; nothing that a header can't hold.
+// http on this machine, with any port and path, in characters that a header may hold.
 bool is_loopback(std::string_view uri) {
     for (std::string_view host : {"http://127.0.0.1", "http://localhost", "http://[::1]"}) {
         if (!starts_with_ignoring_case(uri, host)) continue;
@@ -46,7 +44,7 @@ http::Response back_to(const std::string& redirect_uri, const std::string& answe
     return response;
 }
 
-// What is wrong with a question, as the "error" that goes back; nothing for a good one.
+// The "error" for a faulty request; empty for a good one.
 std::string fault_of(const QueryParameters& query) {
     auto type = query_value(query, "response_type"), mode = query_value(query, "response_mode");
     if (type.empty()) return "invalid_request";
@@ -99,12 +97,12 @@ http::Response AuthorizePage::give_code(AuthorizationCode grant, const User& use
     auto code = base64url_encode(random_bytes(48));
     grant.user = user.id;
     grant.expires = now() + code_lifetime;
-    m_store.put_authorization_code(code, grant);
+    m_tickets.put_authorization_code(code, grant);
     return back_to(grant.redirect_uri, "code=" + code, state);
 }
 
 std::optional<AuthorizationCode> AuthorizePage::redeem(const std::string& code, const std::string& verifier) {
-    auto grant = m_store.take_authorization_code(code);
+    auto grant = m_tickets.take_authorization_code(code);
     bool proven = grant && equal_in_constant_time(base64url_encode(sha256(verifier)), grant->challenge);
     return proven ? std::move(grant) : std::nullopt;
 }

@@ -1,6 +1,7 @@
-// Bearer tokens: who a token belongs to, and the challenge when there is none; and what all schemes share.
+// Bearer tokens and their challenge, and what all schemes share.
 // Owner: auth/; any thread.
 #include "auth/authenticator.h"
+#include "base/json.h"
 #include "base/text.h"
 
 namespace devserver {
@@ -30,28 +31,29 @@ http::Response unauthorized(const std::string& challenge) {
 std::optional<User> BearerAuthenticator::authenticate(const http::Request& request) {
     auto value = bearer_token(request);
     if (value.empty()) return std::nullopt;
-    auto token = m_store.token(value, "access");
+    auto token = m_tickets.token(value, "access");
     if (!token || token->expires <= now()) return std::nullopt;
     return m_store.user_by_id(token->user);
 }
 
 http::Response BearerAuthenticator::challenge(const http::Request& request) {
     auto value = bearer_token(request);
-    std::string text = "{\"error_description\":\"";
-    std::string detail, diagnostics;
+    std::string text, detail, diagnostics;
     if (value.empty()) {
-        text += "No authorization information was found.";
-    } else if (m_store.token(value, "access")) {
-        text += "Invalid JWT token. The token is expired.";
+        text = "No authorization information was found.";
+    } else if (m_tickets.token(value, "access")) {
+        text = "Invalid JWT token. The token is expired.";
         diagnostics =
             "3000006;reason=\"Token contains invalid signature or is expired.\";category=\"invalid_client\"";
         detail = ",error=\"invalid_token\",error_description=\"The token is expired.\"";
     } else {
-        text += "Invalid JWT token.";
+        text = "Invalid JWT token.";
         diagnostics = "3000003;reason=\"The token isn't known.\";category=\"invalid_client\"";
         detail = ",error=\"invalid_token\",error_description=\"The token isn't known.\"";
     }
-    auto response = http::make_response(401, "application/json; charset=utf-8", text + "\"}");
+    auto response =
+        http::make_response(401, "application/json; charset=utf-8",
+                            JsonWriter().object().member("error_description", text).end_object().take());
     response.headers.set("WWW-Authenticate",
                          "Bearer realm=\"" + realm_of(m_store) +
                              "\",client_id=\"00000003-0000-0ff1-ce00-000000000000\",trusted_issuers=\"" +

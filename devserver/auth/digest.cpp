@@ -1,5 +1,3 @@
-// Form digests: proofs, bound to a user and a time, that a change was meant.
-// Owner: auth/; any thread.
 #include "auth/digest.h"
 
 #include "base/clock.h"

@@ -1,4 +1,4 @@
-// Form digests: proofs, bound to a user and a time, that a change was meant.
+// Form digests, which prove that a change comes from a page of the site: bound to a user and a time.
 // Owner: auth/; any thread.
 #pragma once
 #include <string>
@@ -10,13 +10,13 @@ namespace devserver {
 
 class FormDigests {
 public:
-    // `optional`: a change that brings no digest at all passes too.
+    // `optional`: a change without a digest is accepted too.
     FormDigests(Store& store, int lifetime_seconds, bool optional = false)
         : m_store(store), m_lifetime(lifetime_seconds), m_optional(optional) {}
     std::string issue(const User& user);
     bool accepts(std::string_view digest, const User& user);
     int lifetime_seconds() const { return m_lifetime; }
-    // Makes every digest that was given out stale.
+    // Makes every issued digest stale.
     void expire_all() { m_store.renew_secret("digest"); }
 
 private:

@@ -1,5 +1,3 @@
-// Signing in on the site's own page.
-// Owner: auth/; any thread.
 #include "auth/forms.h"
 
 #include <algorithm>
@@ -31,7 +29,7 @@ std::string cookie_of(const http::Request& request, std::string_view name) {
     return {};
 }
 
-// Never to another server, and nothing that a header can't hold.
+// An address of this server in characters that a header may hold; the default page for any other.
 std::string checked_return(const http::Request& request, std::string target) {
     if (target.starts_with(request.base_url + "/")) target.erase(0, request.base_url.size());
     bool is_local =
@@ -66,7 +64,7 @@ std::string cookie_end(const http::Request& request, std::optional<Seconds> expi
 }  // namespace
 
 http::Response forms_challenge(const http::Request& request, bool with_return_url) {
-    auto response = http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+    auto response = http::forbidden();
     response.headers.set("X-Forms_Based_Auth_Required", request.base_url + page_address(return_path));
     if (with_return_url)
         response.headers.set("X-Forms_Based_Auth_Return_Url", request.base_url + return_path);
@@ -81,7 +79,7 @@ http::Response forms_challenge(const http::Request& request, bool with_return_ur
 std::optional<User> FormsAuthenticator::authenticate(const http::Request& request) {
     auto value = cookie_of(request, "FedAuth");
     if (value.empty()) return std::nullopt;
-    auto token = m_store.token(value, token_kind);
+    auto token = m_tickets.token(value, token_kind);
     if (!token || token->expires <= now()) return std::nullopt;
     return m_store.user_by_id(token->user);
 }
@@ -129,14 +127,14 @@ void FormsAuthenticator::set_cookies(const http::Request& request, const User& u
                                      http::Response& response) {
     auto value = base64_encode(random_bytes(96));
     auto expires = now() + m_options.cookie_lifetime;
-    m_store.put_token(value, token_kind, {user.id, expires, "", ""});
+    m_tickets.put_token(value, token_kind, {user.id, expires, "", ""});
     auto end = cookie_end(request, keep ? std::optional(expires) : std::nullopt);
     response.headers.add("Set-Cookie", "rtFa=" + base64_encode(random_bytes(96)) + end);
     response.headers.add("Set-Cookie", "FedAuth=" + value + end);
 }
 
 http::Response FormsAuthenticator::sign_out(const http::Request& request) {
-    if (auto value = cookie_of(request, "FedAuth"); !value.empty()) m_store.drop_token(value);
+    if (auto value = cookie_of(request, "FedAuth"); !value.empty()) m_tickets.drop_token(value);
     auto response = html_page("<h1>You are signed out</h1>");
     for (const char* name : {"rtFa", "FedAuth"})
         response.headers.add("Set-Cookie", std::string(name) + "=" + cookie_end(request, 0));

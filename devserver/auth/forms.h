@@ -1,5 +1,6 @@
 // Signing in on the site's own page, which sets cookies (MS-OFBA): the cookies, the answer that names the
-// page, the page itself, and signing out. Owner: auth/; any thread.
+// page, the page itself, and signing out.
+// Owner: auth/; any thread.
 #pragma once
 #include <optional>
 #include <string>
@@ -10,30 +11,32 @@ namespace devserver {
 
 struct FormsOptions {
     int cookie_lifetime = 12 * 3600;  // seconds
-    bool return_url = true;           // answers say where the sign-in ends
+    bool return_url = true;           // whether answers name the address where the sign-in ends
 };
 
 class FormsAuthenticator : public Authenticator {
 public:
-    FormsAuthenticator(Store& store, FormsOptions options) : m_store(store), m_options(options) {}
-    // By the cookie FedAuth; the other one belongs to the page.
+    FormsAuthenticator(Store& store, Tickets& tickets, FormsOptions options)
+        : m_store(store), m_tickets(tickets), m_options(options) {}
+    // By the cookie FedAuth alone.
     std::optional<User> authenticate(const http::Request& request) override;
-    // Browsers are led to the page; other clients get a 403 that says where it is (MS-OFBA 2.2.2).
+    // Browsers are redirected to the page; other clients get a 403 with its address (MS-OFBA 2.2.2).
     http::Response challenge(const http::Request& request) override;
-    // The pages that need no sign-in; nothing when the path is none of theirs.
+    // Serves the pages that need no sign-in; nothing for any other path.
     std::optional<http::Response> handle(http::Request& request);
 
 private:
     http::Response sign_in(http::Request& request);
     http::Response sign_out(const http::Request& request);
-    // Without `keep` the browser forgets them when it ends; the server forgets them all the same.
+    // Without `keep` the cookies last as long as the browser runs; on the server they expire as usual.
     void set_cookies(const http::Request& request, const User& user, bool keep, http::Response& response);
 
     Store& m_store;
+    Tickets& m_tickets;
     const FormsOptions m_options;
 };
 
-// An answer that sends a client which is no browser to the page (MS-OFBA 2.2.2).
+// The 403 that tells a client other than a browser where the page is (MS-OFBA 2.2.2).
 http::Response forms_challenge(const http::Request& request, bool with_return_url);
 
 }  // namespace devserver

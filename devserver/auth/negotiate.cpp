@@ -1,5 +1,3 @@
-// NTLM and Negotiate.
-// Owner: auth/; any thread.
 #include "auth/negotiate.h"
 
 #include <gssapi/gssapi.h>
@@ -14,7 +12,7 @@ namespace {
 
 constexpr std::size_t longest_token = 64 * 1024;
 
-// The exchange of one connection, and then its outcome.
+// The exchange of one connection, and its result.
 struct Exchange : http::Attachment {
     explicit Exchange(std::string name) : scheme(std::move(name)) {}
     ~Exchange() override { drop(); }
@@ -27,7 +25,7 @@ struct Exchange : http::Attachment {
     const std::string scheme;
     gss_ctx_id_t context = GSS_C_NO_CONTEXT;
     std::string answer;  // the token that the client waits for
-    Id user = 0;         // signed in
+    Id user = 0;         // 0: not signed in yet
 };
 
 Exchange* exchange_of(const http::Request& request, const std::string& scheme) {
@@ -36,7 +34,7 @@ Exchange* exchange_of(const http::Request& request, const std::string& scheme) {
     return exchange && exchange->scheme == scheme ? exchange : nullptr;
 }
 
-// The type of an NTLM message (MS-NLMP 2.2.1), 0 for what is none.
+// The type of an NTLM message (MS-NLMP 2.2.1), 0 for anything else.
 int ntlm_type(std::string_view token) {
     constexpr std::string_view signature("NTLMSSP\0", 8);
     return token.size() > 12 && token.substr(0, signature.size()) == signature ? token[8] : 0;
@@ -52,8 +50,8 @@ void put_number_at(std::string& bytes, std::size_t at, std::size_t value) {
     for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(value >> 8 * i & 255);
 }
 
-// Servers take messages without the version field, as several clients send them; the mechanism insists on it.
-// So an empty one is put in, and what lies behind it in a message of type 3 is named by where it lies now.
+// Several clients send messages without the version field, and servers accept them; the mechanism doesn't. So
+// an empty field is inserted, and the offsets of what follows it in a message of type 3 are moved.
 void add_missing_version(std::string& token) {
     constexpr std::size_t version_size = 8, first_size = 40, third_size = 64;
     if (ntlm_type(token) == 1 && token.size() < first_size) token.resize(first_size, '\0');
@@ -67,7 +65,7 @@ void add_missing_version(std::string& token) {
     token.insert(third_size, version_size, '\0');
 }
 
-// A client's first message: of NTLM, or of any mechanism in the frame of GSS-API (RFC 2743 3.1).
+// Whether this is a client's first message: of NTLM, or of any mechanism in GSS-API's frame (RFC 2743 3.1).
 bool begins_exchange(std::string_view token) {
     return ntlm_type(token) == 1 || token.front() == 0x60;
 }
@@ -76,17 +74,17 @@ std::string text_of(gss_buffer_desc buffer) {
     return {static_cast<const char*>(buffer.value), buffer.length};
 }
 
-// "CONTOSO\alice", or nothing for nobody in particular.
+// "CONTOSO\alice"; empty for an anonymous user.
 std::string name_of(gss_name_t name) {
     OM_uint32 minor = 0;
     gss_buffer_desc shown = GSS_C_EMPTY_BUFFER;
     if (name == GSS_C_NO_NAME || GSS_ERROR(gss_display_name(&minor, name, &shown, nullptr))) return {};
     auto text = text_of(shown);
     gss_release_buffer(&minor, &shown);
-    return text.substr(0, text.find('\0'));  // some come with their zero
+    return text.substr(0, text.find('\0'));  // some include a terminating zero
 }
 
-// Takes the client's next token; the name of whoever is signed in by it. False when the exchange has failed.
+// Takes the client's next token; `signed_in` is the user's name once it is known. False for a failure.
 bool accept(gss_cred_id_t credential, Exchange& exchange, std::string token, std::string& signed_in) {
     add_missing_version(token);
     OM_uint32 minor = 0, flags = 0;
@@ -154,7 +152,7 @@ void NegotiateAuthenticator::forget_other_ways(const http::Request& request) {
 http::Response NegotiateAuthenticator::challenge(const http::Request& request) {
     if (!in_exchange(request)) return unauthorized(m_scheme);
     auto response = unauthorized(m_scheme + " " + exchange_of(request, m_scheme)->answer);
-    response.keep = true;  // on another connection the client would begin again, for ever
+    response.keep = true;  // on another connection the client would begin again
     return response;
 }
 

@@ -1,7 +1,6 @@
 // Signing in by an exchange of tokens with one connection: NTLM and Negotiate over HTTP (RFC 4559, MS-NTHT),
-// through GSS-API and whichever mechanisms this machine has. What a connection has signed in to holds for it
-// until another Authorization header comes.
-// Owner: auth/; any thread.
+// through the GSS-API mechanisms of this machine. A connection stays signed in until another Authorization
+// header comes. Owner: auth/; any thread.
 #pragma once
 #include <memory>
 #include <string>

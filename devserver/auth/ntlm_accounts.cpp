@@ -1,5 +1,3 @@
-// Users for NTLM.
-// Owner: auth/; made before the first thread starts.
 #include "auth/ntlm_accounts.h"
 
 #include <fcntl.h>
@@ -24,7 +22,7 @@ constexpr char domain[] = "CONTOSO";
 char ntlm_oid[] = "\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a";
 char spnego_oid[] = "\x2b\x06\x01\x05\x05\x02";
 
-// NTLM's hashes are made of UTF-16; ill-formed text yields what comes before its fault.
+// NTLM hashes UTF-16; ill-formed text is cut at its first fault.
 std::string utf16_of(std::string text) {
     auto converter = ::iconv_open("UTF-16LE", "UTF-8");
     std::string wide(text.size() * 2, '\0');
@@ -36,7 +34,7 @@ std::string utf16_of(std::string text) {
     return wide;
 }
 
-// MD4 is one of OpenSSL's old algorithms, which only a context of their own brings in.
+// OpenSSL has MD4 in its legacy provider alone, which is loaded into a context of its own.
 class PasswordHash {
 public:
     PasswordHash() {
@@ -65,7 +63,7 @@ private:
     std::unique_ptr<EVP_MD, Release<EVP_MD_free>> m_algorithm;
 };
 
-// Lines that name no domain, so that the mechanism takes whichever one the client sends.
+// The lines name no domain, so that the mechanism accepts any that the client sends.
 std::string lines_of(Store& store) {
     PasswordHash hash;
     std::string text;
@@ -86,7 +84,7 @@ void write_file(const std::string& file, const std::string& text) {
 
 gss_cred_id_t acquire(const std::string& file) {
     OM_uint32 minor = 0;
-    // Without a service's name, of which clients would demand that it is the one they ask for.
+    // Without a service name, since clients would compare it with the one they ask for.
     char text[256] = "@localhost";
     ::gethostname(text + 1, sizeof text - 2);
     gss_buffer_desc buffer{std::char_traits<char>::length(text), text};

@@ -1,4 +1,4 @@
-// The store's users as GSS-API's mechanism for NTLM knows them, and the credential that takes them in.
+// The store's users for the NTLM mechanism of GSS-API, and the credential that accepts them.
 // Owner: auth/; made before the first thread starts, then any thread.
 #pragma once
 #include <gssapi/gssapi.h>

@@ -1,13 +1,11 @@
-// The OAuth authority: device codes, tokens, and the page on which a person approves a device.
-// Owner: app/service; any thread.
 #include "auth/oauth.h"
 
 #include "auth/authenticator.h"
 #include "auth/pages.h"
 #include "base/clock.h"
 #include "base/crypto.h"
+#include "base/json.h"
 #include "base/text.h"
-#include "odata/format.h"
 
 namespace devserver {
 namespace {
@@ -15,20 +13,21 @@ namespace {
 constexpr const char* prefix = "/organizations/";
 constexpr Seconds refresh_lifetime = 90 * 24 * 3600;
 
-http::Response json(int status, const std::string& text) {
-    auto response = http::make_response(status, "application/json; charset=utf-8", text);
+// Closes the object and makes it the answer.
+http::Response answer(int status, JsonWriter& json) {
+    auto response = http::make_response(status, "application/json; charset=utf-8", json.end_object().take());
     response.headers.set("Cache-Control", "no-store");
     response.headers.set("Pragma", "no-cache");
     return response;
 }
 
 http::Response oauth_error(const std::string& code, const std::string& description, int status = 400) {
-    return json(status, "{\"error\":" + odata::json_text(code) +
-                            ",\"error_description\":" + odata::json_text(description) +
-                            ",\"timestamp\":" + odata::json_text(iso_time(now())) + "}");
+    JsonWriter json;
+    json.object().member("error", code).member("error_description", description);
+    return answer(status, json.member("timestamp", iso_time(now())));
 }
 
-// Letters that are read out loud without doubt.
+// Letters that are not mistaken for each other.
 std::string make_user_code() {
     constexpr std::string_view letters = "BCDFGHJKLMNPQRSTVWXZ";
     std::string code;
@@ -40,7 +39,7 @@ std::string make_user_code() {
 
 std::optional<http::Response> OAuthAuthority::handle(http::Request& request) {
     if (equals_ignoring_case(request.path, "/devicelogin")) return login_page(request);
-    // Any tenant name may stand where "organizations" stands by default.
+    // Any tenant name is accepted in the place of "organizations".
     auto second = request.path.find('/', 1);
     if (second == std::string::npos) return std::nullopt;
     auto rest = to_lower(std::string_view(request.path).substr(second));
@@ -55,13 +54,16 @@ std::optional<http::Response> OAuthAuthority::handle(http::Request& request) {
 
 http::Response OAuthAuthority::configuration(const http::Request& request) const {
     auto base = request.base_url + prefix + "oauth2/v2.0/";
-    return json(200, "{\"token_endpoint\":" + odata::json_text(base + "token") +
-                         ",\"device_authorization_endpoint\":" + odata::json_text(base + "devicecode") +
-                         ",\"authorization_endpoint\":" + odata::json_text(base + "authorize") +
-                         ",\"issuer\":" + odata::json_text(request.base_url + prefix + "v2.0") +
-                         ",\"token_endpoint_auth_methods_supported\":[\"none\"],"
-                         "\"response_types_supported\":[\"code\"],\"subject_types_supported\":[\"pairwise\"],"
-                         "\"scopes_supported\":[\"openid\",\"profile\",\"offline_access\"]}");
+    JsonWriter json;
+    json.object().member("token_endpoint", base + "token");
+    json.member("device_authorization_endpoint", base + "devicecode");
+    json.member("authorization_endpoint", base + "authorize");
+    json.member("issuer", request.base_url + prefix + "v2.0");
+    json.key("token_endpoint_auth_methods_supported").array().value("none").end_array();
+    json.key("response_types_supported").array().value("code").end_array();
+    json.key("subject_types_supported").array().value("pairwise").end_array();
+    json.key("scopes_supported").array().value("openid").value("profile").value("offline_access").end_array();
+    return answer(200, json);
 }
 
 http::Response OAuthAuthority::device_code(http::Request& request) {
@@ -75,17 +77,16 @@ http::Response OAuthAuthority::device_code(http::Request& request) {
     record.interval = m_options.poll_interval;
     if (auto user = m_store.user_by_name(m_options.approve_user)) record.user = user->id;
     auto code = base64url_encode(random_bytes(48));
-    m_store.put_device_code(code, record);
+    m_tickets.put_device_code(code, record);
     auto address = request.base_url + "/devicelogin";
-    return json(200, "{\"user_code\":" + odata::json_text(record.user_code) + ",\"device_code\":" +
-                         odata::json_text(code) + ",\"verification_uri\":" + odata::json_text(address) +
-                         ",\"verification_uri_complete\":" +
-                         odata::json_text(address + "?user_code=" + record.user_code) +
-                         ",\"expires_in\":" + std::to_string(m_options.device_code_lifetime) +
-                         ",\"interval\":" + std::to_string(record.interval) + ",\"message\":" +
-                         odata::json_text("To sign in, open the page " + address + " and enter the code " +
-                                          record.user_code + ".") +
-                         "}");
+    JsonWriter json;
+    json.object().member("user_code", record.user_code).member("device_code", code);
+    json.member("verification_uri", address);
+    json.member("verification_uri_complete", address + "?user_code=" + record.user_code);
+    json.member("expires_in", m_options.device_code_lifetime).member("interval", record.interval);
+    json.member("message",
+                "To sign in, open the page " + address + " and enter the code " + record.user_code + ".");
+    return answer(200, json);
 }
 
 http::Response OAuthAuthority::token(http::Request& request) {
@@ -114,39 +115,39 @@ http::Response OAuthAuthority::redeem_code(const QueryParameters& form) {
 
 http::Response OAuthAuthority::redeem_device_code(const QueryParameters& form) {
     auto code = query_value(form, "device_code");
-    auto record = m_store.device_code(code);
+    auto record = m_tickets.device_code(code);
     if (!record) return oauth_error("invalid_grant", "The device code isn't known or was used before.");
     if (record->client != query_value(form, "client_id"))
         return oauth_error("invalid_client", "The device code was given to another client.");
     if (record->expires <= now()) {
-        m_store.drop_device_code(code);
+        m_tickets.drop_device_code(code);
         return oauth_error("expired_token", "The device code has expired.");
     }
     if (record->denied) {
-        m_store.drop_device_code(code);
+        m_tickets.drop_device_code(code);
         return oauth_error("authorization_declined", "The person declined.");
     }
     if (record->user == 0) {
         bool too_soon = record->last_poll != 0 && now() - record->last_poll < record->interval;
-        m_store.note_device_poll(code, now(), record->interval + (too_soon ? 5 : 0));
+        m_tickets.note_device_poll(code, now(), record->interval + (too_soon ? 5 : 0));
         return too_soon ? oauth_error("slow_down", "Poll less often.")
                         : oauth_error("authorization_pending", "Nobody has entered the code yet.");
     }
-    // Of two that come at once, one is too late.
-    auto user = m_store.drop_device_code(code) ? m_store.user_by_id(record->user) : std::nullopt;
+    // Of two requests at the same time only one gets the tokens.
+    auto user = m_tickets.drop_device_code(code) ? m_store.user_by_id(record->user) : std::nullopt;
     if (!user) return oauth_error("invalid_grant", "The device code was used before, or its user is gone.");
     return grant(*user, record->scope, record->client);
 }
 
 http::Response OAuthAuthority::redeem_refresh_token(const QueryParameters& form) {
     auto value = query_value(form, "refresh_token");
-    auto token = m_store.token(value, "refresh");
+    auto token = m_tickets.token(value, "refresh");
     if (!token || token->expires <= now())
         return oauth_error("invalid_grant",
                            "The refresh token isn't known, was used before, or has expired.");
     if (token->client != query_value(form, "client_id"))
         return oauth_error("invalid_client", "The refresh token was given to another client.");
-    auto user = m_store.drop_token(value) ? m_store.user_by_id(token->user) : std::nullopt;
+    auto user = m_tickets.drop_token(value) ? m_store.user_by_id(token->user) : std::nullopt;
     if (!user) return oauth_error("invalid_grant", "The refresh token was used before, or its user is gone.");
     auto scope = query_value(form, "scope");
     return grant(*user, scope.empty() ? token->scope : scope, token->client);
@@ -161,22 +162,22 @@ http::Response OAuthAuthority::redeem_password(const QueryParameters& form) {
 
 std::string OAuthAuthority::issue_access_token(const User& user, const std::string& scope,
                                                const std::string& client, std::optional<int> lifetime) {
-    auto value = base64url_encode("{\"typ\":\"JWT\",\"alg\":\"none\"}") + "." +
-                 base64url_encode(random_bytes(48)) + "." + base64url_encode(random_bytes(32));
-    m_store.put_token(value, "access",
-                      {user.id, now() + lifetime.value_or(m_options.token_lifetime), scope, client});
+    auto head = JsonWriter().object().member("typ", "JWT").member("alg", "none").end_object().take();
+    auto value = base64url_encode(head) + "." + base64url_encode(random_bytes(48)) + "." +
+                 base64url_encode(random_bytes(32));
+    m_tickets.put_token(value, "access",
+                        {user.id, now() + lifetime.value_or(m_options.token_lifetime), scope, client});
     return value;
 }
 
 http::Response OAuthAuthority::grant(const User& user, const std::string& scope, const std::string& client) {
     auto access = issue_access_token(user, scope, client);
     auto refresh = base64url_encode(random_bytes(64));
-    m_store.put_token(refresh, "refresh", {user.id, now() + refresh_lifetime, scope, client});
-    auto lifetime = std::to_string(m_options.token_lifetime);
-    return json(200, "{\"token_type\":\"Bearer\",\"scope\":" + odata::json_text(scope) +
-                         ",\"expires_in\":" + lifetime + ",\"ext_expires_in\":" + lifetime +
-                         ",\"access_token\":" + odata::json_text(access) +
-                         ",\"refresh_token\":" + odata::json_text(refresh) + "}");
+    m_tickets.put_token(refresh, "refresh", {user.id, now() + refresh_lifetime, scope, client});
+    JsonWriter json;
+    json.object().member("token_type", "Bearer").member("scope", scope);
+    json.member("expires_in", m_options.token_lifetime).member("ext_expires_in", m_options.token_lifetime);
+    return answer(200, json.member("access_token", access).member("refresh_token", refresh));
 }
 
 http::Response OAuthAuthority::login_page(http::Request& request) {
@@ -185,8 +186,7 @@ http::Response OAuthAuthority::login_page(http::Request& request) {
     if (request.method == "POST") {
         auto form = parse_query(http::read_text(request, 65536));
         code = to_upper(trim(query_value(form, "user_code")));
-        auto device = m_store.pending_user_code(code);
-        auto record = device ? m_store.device_code(*device) : std::nullopt;
+        auto record = m_tickets.device_code_by_user_code(code);
         auto user = m_store.user_by_name(query_value(form, "username"));
         if (!record || record->expires <= now()) {
             note = "This code isn't known, or has expired.";
@@ -194,7 +194,7 @@ http::Response OAuthAuthority::login_page(http::Request& request) {
             note = "The name or the password is incorrect.";
         } else {
             bool denied = query_value(form, "decision") == "decline";
-            m_store.decide_device_code(*device, denied ? 0 : user->id, denied);
+            m_tickets.decide_device_code(code, denied ? 0 : user->id, denied);
             return html_page(denied ? "<h1>Declined</h1>"
                                     : "<h1>You are signed in</h1><p>Go back to the device; "
                                       "this page may be closed.</p>");

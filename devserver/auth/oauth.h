@@ -5,6 +5,7 @@
 #include <string>
 
 #include "auth/authorize.h"
+#include "auth/tickets.h"
 #include "http/message.h"
 #include "store/store.h"
 
@@ -19,9 +20,12 @@ struct OAuthOptions {
 
 class OAuthAuthority {
 public:
-    OAuthAuthority(Store& store, const OAuthOptions& options)
-        : m_store(store), m_options(options), m_authorize(store, options.approve_user) {}
-    // Nothing when the path isn't the authority's.
+    OAuthAuthority(Store& store, Tickets& tickets, const OAuthOptions& options)
+        : m_store(store),
+          m_tickets(tickets),
+          m_options(options),
+          m_authorize(store, tickets, options.approve_user) {}
+    // Nothing for a path that isn't the authority's.
     std::optional<http::Response> handle(http::Request& request);
     std::string issue_access_token(const User& user, const std::string& scope, const std::string& client,
                                    std::optional<int> lifetime = {});
@@ -38,6 +42,7 @@ private:
     http::Response grant(const User& user, const std::string& scope, const std::string& client);
 
     Store& m_store;
+    Tickets& m_tickets;
     const OAuthOptions m_options;
     AuthorizePage m_authorize;
 };

@@ -1,5 +1,3 @@
-// The HTML pages on which people sign in.
-// Owner: auth/; any thread.
 #include "auth/pages.h"
 
 #include "base/text.h"

@@ -7,14 +7,14 @@
 
 namespace devserver {
 
-// A page of its own: never kept by caches, and it runs no script.
+// A whole page, which caches don't keep and which runs no script.
 http::Response html_page(const std::string& inner);
 
 struct SignInForm {
     std::string title = "Sign in";
     std::string action;             // where the form is sent
     std::string note;               // a sentence above it; may be empty
-    std::string user = {};          // a name to begin with
+    std::string user = {};          // the name that the field begins with
     std::string extra_fields = {};  // HTML between password and buttons
     std::string buttons = "<button>Sign in</button>";
 };

@@ -1,5 +1,3 @@
-// Basic and Digest.
-// Owner: auth/; any thread.
 #include "auth/password.h"
 
 #include <openssl/evp.h>

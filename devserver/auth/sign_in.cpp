@@ -1,5 +1,3 @@
-// The ways of signing in that a site offers.
-// Owner: app/service; any thread.
 #include "auth/sign_in.h"
 
 #include <stdexcept>
@@ -10,15 +8,16 @@
 
 namespace devserver {
 
-SignIn::SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms,
-               const std::string& data_folder) {
-    for (const auto& name : schemes) m_schemes.push_back(make_scheme(store, name, forms, data_folder));
+SignIn::SignIn(Store& store, Tickets& tickets, const std::vector<std::string>& schemes,
+               const FormsOptions& forms, const std::string& data_folder) {
+    for (const auto& name : schemes)
+        m_schemes.push_back(make_scheme(store, tickets, name, forms, data_folder));
 }
 
-std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, const std::string& name,
+std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, Tickets& tickets, const std::string& name,
                                                    const FormsOptions& forms,
                                                    const std::string& data_folder) {
-    if (name == "bearer") return std::make_unique<BearerAuthenticator>(store);
+    if (name == "bearer") return std::make_unique<BearerAuthenticator>(store, tickets);
     if (name == "basic") return std::make_unique<BasicAuthenticator>(store);
     if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
     if (name == "ntlm" || name == "negotiate") {
@@ -27,7 +26,7 @@ std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, const std::stri
                                                         name == "ntlm" ? "NTLM" : "Negotiate");
     }
     if (name == "forms") {
-        auto scheme = std::make_unique<FormsAuthenticator>(store, forms);
+        auto scheme = std::make_unique<FormsAuthenticator>(store, tickets, forms);
         m_forms = scheme.get();
         return scheme;
     }
@@ -53,7 +52,7 @@ void SignIn::conclude(const http::Request& request, http::Response& response) {
 http::Response SignIn::challenge(const http::Request& request) {
     for (auto& scheme : m_schemes)
         if (scheme->in_exchange(request)) return scheme->challenge(request);
-    // What a client says of pages decides, whatever comes first (MS-OFBA 2.2.1).
+    // The client's header about sign-in pages decides, whatever the order of the schemes (MS-OFBA 2.2.1).
     auto pages = request.headers.get("X-Forms_Based_Auth_Accepted");
     if (m_forms && equals_ignoring_case(pages, "t")) return m_forms->challenge(request);
     bool no_pages = m_schemes.size() > 1 && equals_ignoring_case(pages, "f");

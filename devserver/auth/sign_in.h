@@ -1,4 +1,4 @@
-// The ways of signing in that a site offers, tried in turn.
+// The ways of signing in that a site offers, tried in order.
 // Owner: app/service; any thread.
 #pragma once
 #include <memory>
@@ -13,20 +13,21 @@ namespace devserver {
 
 class SignIn : public Authenticator {
 public:
-    // Names of schemes: bearer, basic, digest, ntlm, negotiate, forms. Throws std::invalid_argument with one
-    // clear line. Before the first thread starts; NTLM keeps a file in `data_folder`.
-    SignIn(Store& store, const std::vector<std::string>& schemes, const FormsOptions& forms,
+    // Schemes are bearer, basic, digest, ntlm, negotiate and forms; throws std::invalid_argument with one
+    // clear line for others. Made before the first thread starts; NTLM keeps a file in `data_folder`.
+    SignIn(Store& store, Tickets& tickets, const std::vector<std::string>& schemes, const FormsOptions& forms,
            const std::string& data_folder);
     std::optional<User> authenticate(const http::Request& request) override;
-    // The first scheme's answer, with a WWW-Authenticate header for each; in the middle of an exchange that
-    // scheme's alone. A client that announces pages is sent to the page, one that refuses them to the others.
+    // The first scheme's answer with a WWW-Authenticate header for each scheme, or, during an exchange, for
+    // that scheme alone. A client that accepts sign-in pages gets the page, one that refuses them the other
+    // schemes.
     http::Response challenge(const http::Request& request) override;
     void conclude(const http::Request& request, http::Response& response) override;
-    // The pages of a sign-in, which need none; nothing when the path is none of theirs.
+    // Serves the pages of a sign-in; nothing for any other path.
     std::optional<http::Response> handle(http::Request& request);
 
 private:
-    std::unique_ptr<Authenticator> make_scheme(Store& store, const std::string& name,
+    std::unique_ptr<Authenticator> make_scheme(Store& store, Tickets& tickets, const std::string& name,
                                                const FormsOptions& forms, const std::string& data_folder);
 
     std::shared_ptr<NtlmAccounts> m_accounts;  // if one of the schemes needs them

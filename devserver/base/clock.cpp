@@ -1,5 +1,3 @@
-// Times as seconds since 1970 UTC, and their texts on the wire.
-// Owner: everyone in devserver/; any thread.
 #include "base/clock.h"
 
 #include <cstdio>

@@ -1,5 +1,3 @@
-// Random values and digests, over OpenSSL.
-// Owner: everyone in devserver/; any thread.
 #include "base/crypto.h"
 
 #include <openssl/crypto.h>

@@ -1,5 +1,3 @@
-// Text helpers of the development server: UTF-8 only, no state.
-// Owner: everyone in devserver/; any thread.
 #include "base/text.h"
 
 #include <algorithm>
@@ -118,6 +116,14 @@ std::string percent_encode(std::string_view text, std::string_view also_plain) {
 
 std::string encode_path(std::string_view path) {
     return percent_encode(path, "-_.~/'()!@$*,;:=");
+}
+
+std::pair<std::string, std::string> split_address(const std::string& address) {
+    auto scheme = address.find("://");
+    if (scheme == std::string::npos) return {"", address};
+    auto slash = address.find('/', scheme + 3);
+    if (slash == std::string::npos) return {address.substr(scheme + 3), "/"};
+    return {address.substr(scheme + 3, slash - scheme - 3), address.substr(slash)};
 }
 
 QueryParameters parse_query(std::string_view query) {

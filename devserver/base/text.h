@@ -19,15 +19,17 @@ std::string to_upper(std::string_view text);
 std::string_view trim(std::string_view text);
 std::vector<std::string> split(std::string_view text, char separator);
 std::string replace_all(std::string text, std::string_view from, std::string_view to);
-// Decimal number with an optional sign; the whole text must be used up.
+// Decimal number with an optional sign; the text may have nothing else.
 std::optional<std::int64_t> parse_integer(std::string_view text);
 
-// Decodes %XX once; a broken escape stays as it stands.
+// Decodes %XX once; a broken escape is kept.
 std::string percent_decode(std::string_view text, bool plus_is_blank = false);
 // Escapes all but letters, digits and the characters of `also_plain`.
 std::string percent_encode(std::string_view text, std::string_view also_plain = "-_.~");
-// A path as an address shows it: '/' and the apostrophe stay.
+// A path as it stands in an address: '/' and the apostrophe stay.
 std::string encode_path(std::string_view path);
+// The host of an absolute address, and its path; a bare path has no host.
+std::pair<std::string, std::string> split_address(const std::string& address);
 using QueryParameters = std::vector<std::pair<std::string, std::string>>;
 // application/x-www-form-urlencoded pairs in order.
 QueryParameters parse_query(std::string_view query);

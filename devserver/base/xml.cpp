@@ -1,5 +1,3 @@
-// Small XML helpers: escaping, and reading request bodies with namespaces resolved.
-// Owner: everyone in devserver/; any thread.
 #include "base/xml.h"
 
 #include "base/text.h"
@@ -15,7 +13,7 @@ std::pair<std::string_view, std::string_view> prefix_and_local(std::string_view 
     return {name.substr(0, colon), name.substr(colon + 1)};
 }
 
-// The address that a prefix stands for at this element; null when it isn't declared.
+// The namespace of a prefix at this element; null when it isn't declared.
 const char* space_of(pugi::xml_node element, std::string_view prefix) {
     if (prefix == "xml") return "http://www.w3.org/XML/1998/namespace";
     auto declaration = prefix.empty() ? std::string("xmlns") : "xmlns:" + std::string(prefix);

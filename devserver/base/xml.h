@@ -8,12 +8,12 @@
 
 namespace devserver::xml {
 
-// A body that isn't acceptable XML.
+// A body that isn't well-formed XML, or beyond the limits.
 struct Malformed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// A name with its namespace's address.
+// A local name with its namespace.
 struct Name {
     std::string space, local;
     bool is(std::string_view wanted_space, std::string_view wanted_local) const {
@@ -22,14 +22,14 @@ struct Name {
     auto operator<=>(const Name&) const = default;
 };
 
-// Escapes text for use between tags and in attributes; leaves out what no XML document may hold.
+// Escapes text for use between tags and in attributes; leaves out characters that XML forbids.
 std::string escape(std::string_view text);
 // Parses a whole body; throws Malformed for broken XML, undeclared prefixes and too deep nesting.
 void parse(pugi::xml_document& document, const std::string& text);
 Name name_of(const pugi::xml_node& element);
 // The first child element of this local name, whatever its prefix; null when there is none.
 pugi::xml_node child(const pugi::xml_node& parent, std::string_view local);
-// The element's content as XML that stands on its own, with every namespace declared where it is used.
+// The element's content as XML with every namespace declared where it is used.
 std::string content_of(const pugi::xml_node& element);
 
 }  // namespace devserver::xml

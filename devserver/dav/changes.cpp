@@ -7,7 +7,6 @@
 #include "dav/dav_error.h"
 #include "dav/dav_server.h"
 #include "dav/properties.h"
-#include "rest/resource.h"
 
 namespace devserver::dav {
 namespace {
@@ -20,15 +19,6 @@ std::string parent_of(const std::string& path) {
 bool lies_within(const std::string& path, const std::string& folder) {
     return path.size() > folder.size() && starts_with_ignoring_case(path, folder) &&
            path[folder.size()] == '/';
-}
-
-// The host of an absolute address, and its path; a bare path has no host.
-std::pair<std::string, std::string> split_address(const std::string& address) {
-    auto scheme = address.find("://");
-    if (scheme == std::string::npos) return {"", address};
-    auto slash = address.find('/', scheme + 3);
-    if (slash == std::string::npos) return {address.substr(scheme + 3), "/"};
-    return {address.substr(scheme + 3, slash - scheme - 3), address.substr(slash)};
 }
 
 }  // namespace
@@ -48,9 +38,9 @@ http::Response DavServer::put(Call& call) {
     auto item = m_store.add_file(call.path, std::move(content), call.user, true);
     http::Response response;
     response.status = call.item ? 200 : 201;
-    response.headers.set("ETag", rest::etag_of(item));
+    response.headers.set("ETag", etag_of(item));
     response.headers.set("Last-Modified", http_date(item.modified));
-    response.headers.set("ResourceTag", "rt:" + to_upper(item.guid) + "@" + std::to_string(item.etag));
+    response.headers.set("ResourceTag", resource_tag_of(item));
     if (!call.item) response.headers.set("Location", writer_for(call).href(item.path));
     return response;
 }
@@ -72,7 +62,7 @@ void DavServer::require_in_library(const Item& item) {
         throw DavError(403, "A site or a library can't be moved, replaced or deleted.", 917656);
 }
 
-// Removes what nobody holds; folders stay where something in them stays.
+// Removes all items but those in the list and the folders above them.
 void DavServer::remove_free_parts(const Call& call, const Item& item, const std::vector<Blocked>& list) {
     bool stays = std::ranges::any_of(
         list, [&](const Blocked& one) { return one.path == item.path || lies_within(one.path, item.path); });
@@ -115,13 +105,13 @@ DavServer::Target DavServer::target_of(const Call& call) {
     return target;
 }
 
-// Makes room at the destination; a file that a file replaces is left to the store.
+// Removes what is at the destination, unless a file replaces a file, which the store does itself.
 void DavServer::clear_target(const Call& call, const Target& target) {
     bool replaced_by_store = !target.existing || (!target.existing->folder && !call.item->folder);
     if (!replaced_by_store) m_store.remove(target.existing->id, call.user);
 }
 
-// Throws what forbids the operation before anything has changed.
+// Throws when the operation isn't possible, before anything has changed.
 void DavServer::require_possible(const Call& call, const Target& target, bool move) {
     bool same = target.replaces(*call.item) == Target::Replaces::itself;
     if ((same && (!move || target.path == call.item->path)) || lies_within(target.path, call.item->path) ||
@@ -138,8 +128,8 @@ void DavServer::require_possible(const Call& call, const Target& target, bool mo
     if (replaces) require_in_library(*target.existing);
 }
 
-// The answer when something in the tree is held; throws 423 where the item itself is what is held.
-std::optional<http::Response> DavServer::held(const Call& call, const Item& item) {
+// The answer when something in the tree is locked or checked out; throws 423 for a file itself.
+std::optional<http::Response> DavServer::blocked_answer(const Call& call, const Item& item) {
     auto list = blocked_in(call, item);
     if (list.empty()) return std::nullopt;
     if (!item.folder) require_unlocked(call, item);
@@ -154,9 +144,9 @@ http::Response DavServer::move_or_copy(Call& call, bool move) {
     require_possible(call, target, move);
     bool replaces = target.replaces(*call.item) == Target::Replaces::other;
     if (move)
-        if (auto response = held(call, *call.item)) return std::move(*response);
+        if (auto response = blocked_answer(call, *call.item)) return std::move(*response);
     if (replaces) {
-        if (auto response = held(call, *target.existing)) return std::move(*response);
+        if (auto response = blocked_answer(call, *target.existing)) return std::move(*response);
         clear_target(call, target);
     }
     bool shallow = !move && call.item->folder && call.request.headers.get("Depth") == "0";

@@ -1,5 +1,3 @@
-// A refusal of the WebDAV door: status, the extended error such servers add, and a condition from RFC 4918.
-// Owner: dav/; a request's thread alone.
 #include "dav/dav_error.h"
 
 #include "base/text.h"

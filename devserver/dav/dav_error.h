@@ -1,4 +1,4 @@
-// A refusal of the WebDAV door: status, the extended error such servers add, and a condition from RFC 4918.
+// A refusal over WebDAV: status, the extended error of such servers, and a condition from RFC 4918.
 // Owner: dav/; a request's thread alone.
 #pragma once
 #include <stdexcept>

@@ -1,11 +1,8 @@
-// WebDAV on every document's and folder's own address: which method does what, and who may.
-// Owner: app/service; any thread.
 #include "dav/dav_server.h"
 
 #include "base/text.h"
 #include "dav/dav_error.h"
 #include "dav/properties.h"
-#include "rest/resource.h"
 
 namespace devserver::dav {
 namespace {
@@ -26,7 +23,7 @@ http::Response DavServer::handle(http::Request& request, const User& user) {
         if (user.rights == Rights::none) throw access_denied();
         bool reads = request.method == "GET" || request.method == "HEAD";
         if (reads || is_page(request.path)) return m_pages.handle(request, user);
-        // An address with a fragment is never a resource's own.
+        // No resource has an address with a fragment.
         if (request.target.find('#') != std::string::npos) throw DavError(400, "The address has a fragment.");
         Call call{request, user, request.path, false, {}, IfHeader::parse(request.headers.get("If"))};
         while (call.path.size() > 1 && call.path.back() == '/') {
@@ -73,7 +70,7 @@ http::Response DavServer::options(const Call&) {
     return response;
 }
 
-// Names the document library that an address lies in.
+// Names the document library of an address.
 http::Response DavServer::library_of(const Call& call) {
     require_item(call);
     auto library = m_store.library(call.item->library);
@@ -110,7 +107,7 @@ http::Response DavServer::propfind(Call& call) {
     response.status = 207;
     response.headers.set("Content-Type", "text/xml; charset=utf-8");
     response.headers.set("Cache-Control", "no-cache");
-    response.producer = [=](http::BodySink& sink) {
+    response.producer = [=](BodySink& sink) {
         sink.write(PropertyWriter::multistatus_begin() + first);
         for (const auto& row : *rows) sink.write(writer->response(row, *request));
         sink.write(PropertyWriter::multistatus_end());
@@ -127,15 +124,11 @@ void DavServer::require_item(const Call& call) const {
 }
 
 std::optional<DavServer::Blocked> DavServer::blocked(const Call& call, const Item& item) {
-    auto login_of = [&](Id user) {
-        auto record = m_store.user_by_id(user);
-        return record ? record->login : std::string();
-    };
     if (item.checked_out_by != 0 && item.checked_out_by != call.user.id)
-        return Blocked{item.path, login_of(item.checked_out_by), true};
+        return Blocked{item.path, m_store.login_of(item.checked_out_by), true};
     auto lock = m_store.write_lock(item.id);
     if (lock && (lock->user != call.user.id || !call.conditions.submits(lock->token)))
-        return Blocked{item.path, login_of(lock->user), false};
+        return Blocked{item.path, m_store.login_of(lock->user), false};
     return std::nullopt;
 }
 
@@ -158,17 +151,10 @@ void DavServer::require_unlocked(const Call& call, const Item& item) {
 void DavServer::require_conditions(const Call& call) {
     auto state_of = [&](const std::string& resource) {
         auto item = call.item;
-        if (!resource.empty()) {
-            auto path = resource;
-            if (auto scheme = path.find("://"); scheme != std::string::npos) {
-                auto slash = path.find('/', scheme + 3);
-                path = slash == std::string::npos ? "/" : path.substr(slash);
-            }
-            item = m_store.find(percent_decode(path));
-        }
+        if (!resource.empty()) item = m_store.find(percent_decode(split_address(resource).second));
         ResourceState state;
         if (!item) return state;
-        state.etag = item->folder ? "" : rest::etag_of(*item);
+        state.etag = item->folder ? "" : etag_of(*item);
         if (auto lock = m_store.write_lock(item->id))
             state.token = lock->token;
         else if (item->checked_out_by != 0)
@@ -176,7 +162,7 @@ void DavServer::require_conditions(const Call& call) {
         return state;
     };
     if (!call.conditions.holds(state_of)) throw DavError(412, "The If header doesn't hold.");
-    auto etag = call.item && !call.item->folder ? rest::etag_of(*call.item) : std::string();
+    auto etag = call.item && !call.item->folder ? etag_of(*call.item) : std::string();
     auto match = call.request.headers.get("If-Match");
     if (!match.empty() && (match == "*" ? !call.item : match.find(etag) == std::string::npos || etag.empty()))
         throw DavError(412, "The file has changed.");

@@ -1,8 +1,8 @@
 // WebDAV on every document's and folder's own address, by RFC 4918 and such servers' own extensions.
 // Owner: app/service; any thread.
 #pragma once
-#include "app/documents.h"
-#include "app/generation.h"
+#include "base/generation.h"
+#include "content/documents.h"
 #include "dav/if_header.h"
 #include "http/message.h"
 #include "store/store.h"
@@ -31,7 +31,7 @@ private:
         std::optional<Item> item;
         IfHeader conditions;
     };
-    // An item that stands in the way of a tree operation, and why.
+    // A locked or checked out item that an operation would change.
     struct Blocked {
         std::string path, login;
         bool checked_out = false;
@@ -63,14 +63,14 @@ private:
     void require_edit(const Call& call) const;
     void require_item(const Call& call) const;
     void require_conditions(const Call& call);
-    // Throws 423 for a check-out or lock of somebody else, or a lock whose token isn't shown.
+    // Throws 423 for a check-out or lock of another user, or a lock whose token the client doesn't send.
     void require_unlocked(const Call& call, const Item& item);
     std::optional<Blocked> blocked(const Call& call, const Item& item);
     std::vector<Blocked> blocked_in(const Call& call, const Item& item);
     void remove_free_parts(const Call& call, const Item& item, const std::vector<Blocked>& blocked);
     Target target_of(const Call& call);
     void require_possible(const Call& call, const Target& target, bool move);
-    std::optional<http::Response> held(const Call& call, const Item& item);
+    std::optional<http::Response> blocked_answer(const Call& call, const Item& item);
     void clear_target(const Call& call, const Target& target);
     PropertyWriter writer_for(const Call& call);
     http::Response partial_failure(const Call& call, const std::vector<Blocked>& blocked);

@@ -1,5 +1,3 @@
-// The If header of RFC 4918, section 10.4: its lists, the tokens in it, and whether it holds.
-// Owner: dav/; a request's thread alone.
 #include "dav/if_header.h"
 
 #include <algorithm>

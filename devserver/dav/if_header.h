@@ -17,7 +17,7 @@ struct ConditionList {
     std::vector<Condition> conditions;
 };
 
-// What a resource is at the moment: its entity tag and its lock's token, empty where there is none.
+// The present entity tag and lock token of a resource, empty where there is none.
 struct ResourceState {
     std::string etag, token;
 };
@@ -29,7 +29,7 @@ public:
     static IfHeader parse(const std::string& text);
     bool empty() const { return m_lists.empty(); }
     bool holds(const std::function<ResourceState(const std::string& resource)>& state_of) const;
-    // Whether the client shows that it knows the lock.
+    // Whether the client has sent this lock token.
     bool submits(const std::string& token) const;
     // The first token, empty when there is none.
     std::string first_token() const;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int default_timeout = 600, longest_timeout = 86'400;
 
-// The first timeout that the client would like and the server can give.
+// The first timeout of the header that the server can give.
 int timeout_of(const http::Request& request) {
     for (const auto& part : split(request.headers.get("Timeout"), ',')) {
         auto text = trim(part);
@@ -24,11 +24,6 @@ int timeout_of(const http::Request& request) {
             return static_cast<int>(std::clamp<std::int64_t>(*seconds, 1, longest_timeout));
     }
     return default_timeout;
-}
-
-std::string new_token() {
-    return "opaquelocktoken:{" + to_upper(random_guid()) + "}" +
-           replace_all(replace_all(iso_time(now()), "-", ""), ":", "");
 }
 
 }  // namespace
@@ -56,12 +51,10 @@ http::Response DavServer::refresh_lock(Call& call) {
     return lock_answer(call, *call.item, *lock, 200);
 }
 
-// A new lock is refused whoever holds the one that is there.
+// There is at most one lock, so that even its owner gets no second one.
 void DavServer::require_free_of_locks(const Call& call) {
-    auto lock = m_store.write_lock(call.item->id);
-    if (!lock) return;
-    auto holder = m_store.user_by_id(lock->user);
-    throw locked(call.path, holder ? holder->login : "", false);
+    if (auto lock = m_store.write_lock(call.item->id))
+        throw locked(call.path, m_store.login_of(lock->user), false);
 }
 
 http::Response DavServer::lock(Call& call) {
@@ -84,7 +77,7 @@ http::Response DavServer::lock(Call& call) {
         status = 201;
     }
     WriteLock record;
-    record.token = new_token();
+    record.token = lock_token(random_guid(), now());
     record.item = call.item->id;
     record.user = call.user.id;
     record.owner = std::string(trim(xml::content_of(xml::child(root, "owner"))));

@@ -1,13 +1,10 @@
-// The properties of a file or folder as such servers write them, with the prefixes they use.
-// Owner: dav/; a request's thread alone.
 #include "dav/properties.h"
 
 #include <algorithm>
 
-#include "app/documents.h"
 #include "base/text.h"
+#include "content/documents.h"
 #include "dav/dav_error.h"
-#include "rest/resource.h"
 
 namespace devserver::dav {
 namespace {
@@ -19,13 +16,6 @@ struct PrefixRow {
 };
 constexpr PrefixRow prefixes[] = {
     {dav_space, "D"}, {win32_space, "Z"}, {office_space, "Office"}, {repl_space, "Repl"}};
-
-// Digits and 'T', 'Z' of a time, as lock tokens carry it.
-std::string token_time(Seconds time) {
-    auto text = iso_time(time);
-    std::erase_if(text, [](char c) { return c == '-' || c == ':'; });
-    return text;
-}
 
 std::string active_lock(const std::string& owner, const std::string& token, const std::string& timeout) {
     return "<D:activelock><D:locktype><D:write/></D:locktype><D:lockscope><D:exclusive/></D:lockscope>"
@@ -47,8 +37,14 @@ std::string property_element(const xml::Name& name, const std::string& content) 
     return out + (content.empty() ? "/>" : ">" + content + "</" + tag + ">");
 }
 
+std::string lock_token(const std::string& guid, Seconds time) {
+    auto digits = iso_time(time);
+    std::erase_if(digits, [](char c) { return c == '-' || c == ':'; });
+    return "opaquelocktoken:{" + to_upper(guid) + "}" + digits;
+}
+
 std::string check_out_token(const Item& item) {
-    return "opaquelocktoken:{" + to_upper(item.guid) + "}" + token_time(item.checked_out_at);
+    return lock_token(item.guid, item.checked_out_at);
 }
 
 pugi::xml_node parse_body(pugi::xml_document& document, const std::string& body, std::string_view root_name) {
@@ -92,8 +88,7 @@ void PropertyWriter::use_free_properties(std::map<Id, std::vector<FreeProperty>>
 
 const std::string& PropertyWriter::login(Id user) {
     auto [place, is_new] = m_logins.try_emplace(user);
-    if (is_new)
-        if (auto record = m_store.user_by_id(user)) place->second = xml::escape(record->login);
+    if (is_new) place->second = xml::escape(m_store.login_of(user));
     return place->second;
 }
 
@@ -183,7 +178,7 @@ Text PropertyWriter::is_hidden(const Item&) {
 }
 
 Text PropertyWriter::content_type(const Item& item) {
-    return item.folder ? "application/octet-stream" : media_type_of(item.name);
+    return item.folder ? "application/octet-stream" : document_type_of(item.name);
 }
 
 Text PropertyWriter::content_length(const Item& item) {
@@ -203,7 +198,7 @@ Text PropertyWriter::creation_date(const Item& item) {
 }
 
 Text PropertyWriter::entity_tag(const Item& item) {
-    return xml::escape(rest::etag_of(item));
+    return xml::escape(etag_of(item));
 }
 
 Text PropertyWriter::repl_uid(const Item& item) {
@@ -234,7 +229,7 @@ std::vector<FreeProperty> PropertyWriter::free_of(const Item& item) {
     return found == m_free->end() ? std::vector<FreeProperty>{} : found->second;
 }
 
-// The elements that are there; those asked for that aren't go to `missing`.
+// The elements of the properties that exist; others that were asked for go to `missing`.
 std::string PropertyWriter::found_of(const Item& item, const PropertyRequest& request, std::string& missing) {
     std::string found;
     auto free = free_of(item);
@@ -272,10 +267,6 @@ std::string PropertyWriter::response(const Item& item, const PropertyRequest& re
     if (!found.empty() || missing.empty()) out += part(found, 200);
     if (!missing.empty()) out += part(missing, 404);
     return out + "</D:response>";
-}
-
-std::string media_type_of(const std::string& name) {
-    return document_type_of(name);
 }
 
 }  // namespace devserver::dav

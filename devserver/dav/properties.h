@@ -23,7 +23,7 @@ enum class Asked { all, names, some };
 // The root element of a body, which must be this one of "DAV:"; throws DavError 400.
 pugi::xml_node parse_body(pugi::xml_document& document, const std::string& body, std::string_view root_name);
 
-// What a PROPFIND wants to know.
+// What a PROPFIND asks for.
 struct PropertyRequest {
     Asked asked = Asked::all;
     std::vector<xml::Name> names;
@@ -90,9 +90,9 @@ private:
 std::string property_element(const xml::Name& name, const std::string& content);
 // Whether clients may not set the property.
 bool is_protected(const xml::Name& name);
-// Media type by a file's name.
-std::string media_type_of(const std::string& name);
-// The token that stands for a check-out.
+// A token of the form that such servers give to locks.
+std::string lock_token(const std::string& guid, Seconds time);
+// The lock token of a check-out.
 std::string check_out_token(const Item& item);
 
 }  // namespace devserver::dav

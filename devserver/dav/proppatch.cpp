@@ -22,7 +22,7 @@ bool is_hexadecimal(const std::string& text) {
            text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
 }
 
-// What a body wants to change; all of it is done, or nothing.
+// The changes of one body, which are made all or not at all.
 class PropertyUpdate {
 public:
     explicit PropertyUpdate(const pugi::xml_node& root) {

@@ -1,5 +1,3 @@
-// What a fault does to a request before it is served and to its answer afterwards.
-// Owner: app/service; a request's thread alone.
 #include "faults/apply.h"
 
 #include <algorithm>
@@ -22,23 +20,21 @@ std::string document_of(const FaultAction& action, const http::Request& request)
     return replace_all(request.path.substr(begin, end - begin), "''", "'");
 }
 
+http::Response plain_answer(const FaultAction& action, int status) {
+    return http::make_response(action.status_or(status), action.content_type, action.text.value_or(""));
+}
+
 http::Response error_answer(const FaultAction& action, const http::Request& request) {
-    int status = action.status ? action.status : 500;
-    http::Response response;
-    if (!action.code.empty() || !action.message.empty()) {
-        auto code = action.code.empty() ? "-1, Microsoft.SharePoint.SPException" : action.code;
-        auto message = action.message.empty() ? "An injected error." : action.message;
-        response =
-            odata::error_response({status, code, message}, odata::choose_mode(request.headers.get("Accept")));
-    } else {
-        response = http::make_response(status, action.content_type, action.text.value_or(""));
-    }
-    return response;
+    if (action.code.empty() && action.message.empty()) return plain_answer(action, 500);
+    auto code = action.code.empty() ? "-1, Microsoft.SharePoint.SPException" : action.code;
+    auto message = action.message.empty() ? "An injected error." : action.message;
+    return odata::error_response({action.status_or(500), code, message},
+                                 odata::choose_mode(request.headers.get("Accept")));
 }
 
 http::Response sign_in_page(const FaultAction& action) {
     return http::make_response(
-        action.status ? action.status : 200, "text/html; charset=utf-8",
+        action.status_or(200), "text/html; charset=utf-8",
         action.text.value_or("<!DOCTYPE html><html><head><title>Sign in to your account</title></head>"
                              "<body><form method=\"post\" action=\"/login\"><input name=\"loginfmt\">"
                              "</form></body></html>"));
@@ -52,15 +48,32 @@ http::Response nested_answer(const FaultAction& action) {
     for (std::size_t i = 0; i < depth; ++i) text += "{\"d\":";
     text += "null";
     text.append(depth, '}');
-    return http::make_response(action.status ? action.status : 200,
-                               "application/json;odata=verbose;charset=utf-8", text);
+    return http::make_response(action.status_or(200), "application/json;odata=verbose;charset=utf-8", text);
 }
 
 http::Response redirect_answer(const FaultAction& action, const http::Request& request) {
-    auto response = http::make_response(action.status ? action.status : 302, "", "");
+    auto response = http::make_response(action.status_or(302), "", "");
     response.headers.set("Location", action.loop ? request.base_url + request.target : action.location);
     return response;
 }
+
+// The faults that take an answer's place.
+struct AnswerRow {
+    FaultKind kind;
+    http::Response (*make)(const FaultAction& action, const http::Request& request);
+};
+constexpr AnswerRow answers[] = {
+    {FaultKind::status, error_answer},
+    {FaultKind::body, [](auto& action, auto&) { return plain_answer(action, 200); }},
+    {FaultKind::sign_in_page, [](auto& action, auto&) { return sign_in_page(action); }},
+    {FaultKind::forms_403, [](auto&, auto& request) { return forms_challenge(request, true); }},
+    {FaultKind::nested, [](auto& action, auto&) { return nested_answer(action); }},
+    {FaultKind::xml_entities, [](auto& action, auto&) { return expanding_entities(action); }},
+    {FaultKind::huge_multistatus, huge_multistatus},
+    {FaultKind::locked, locked_answer},
+    {FaultKind::soap_fault, [](auto& action, auto&) { return soap_fault_answer(action); }},
+    {FaultKind::partial_failure, partial_failure_answer},
+    {FaultKind::redirect, redirect_answer}};
 
 void rewrite_upload(const FaultAction& action, const http::Request& request, Store& store) {
     auto item = store.find(document_of(action, request));
@@ -110,46 +123,10 @@ std::optional<http::Response> answer_instead(const std::vector<FaultAction>& act
                                              const http::Request& request, bool served) {
     for (const auto& action : actions) {
         if (action.run_first != served) continue;
-        std::optional<http::Response> response;
-        switch (action.kind) {
-            case FaultKind::status:
-                response = error_answer(action, request);
-                break;
-            case FaultKind::body:
-                response = http::make_response(action.status ? action.status : 200, action.content_type,
-                                               action.text.value_or(""));
-                break;
-            case FaultKind::sign_in_page:
-                response = sign_in_page(action);
-                break;
-            case FaultKind::forms_403:
-                response = forms_challenge(request, true);
-                break;
-            case FaultKind::nested:
-                response = nested_answer(action);
-                break;
-            case FaultKind::xml_entities:
-                response = expanding_entities(action);
-                break;
-            case FaultKind::huge_multistatus:
-                response = huge_multistatus(action, request);
-                break;
-            case FaultKind::locked:
-                response = locked_answer(action, request);
-                break;
-            case FaultKind::soap_fault:
-                response = soap_fault_answer(action);
-                break;
-            case FaultKind::partial_failure:
-                response = partial_failure_answer(action, request);
-                break;
-            case FaultKind::redirect:
-                response = redirect_answer(action, request);
-                break;
-            default:
-                continue;
-        }
-        for (const auto& [name, value] : action.headers) response->headers.add(name, value);
+        auto row = std::ranges::find(answers, action.kind, &AnswerRow::kind);
+        if (row == std::end(answers)) continue;
+        auto response = row->make(action, request);
+        for (const auto& [name, value] : action.headers) response.headers.add(name, value);
         return response;
     }
     return std::nullopt;

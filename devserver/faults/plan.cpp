@@ -1,14 +1,11 @@
-// The fault plan: rules that make chosen requests go wrong.
-// Owner: app/service; any thread.
 #include "faults/plan.h"
 
 #include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <algorithm>
 
 #include "base/clock.h"
+#include "base/json.h"
 #include "base/text.h"
 
 namespace devserver {
@@ -49,18 +46,11 @@ constexpr KindRow kinds[] = {{"stall-connect", FaultKind::stall_connect},
 using Json = rapidjson::Value;
 
 std::string text_member(const Json& object, const char* name) {
-    auto member = object.FindMember(name);
-    if (member == object.MemberEnd()) return {};
-    if (!member->value.IsString()) throw FaultSyntaxError(std::string("'") + name + "' must be a text");
-    return {member->value.GetString(), member->value.GetStringLength()};
+    return json_member<FaultSyntaxError, std::string>(object, name, {});
 }
 
 std::int64_t number_member(const Json& object, const char* name, std::int64_t otherwise) {
-    auto member = object.FindMember(name);
-    if (member == object.MemberEnd()) return otherwise;
-    if (!member->value.IsInt64())
-        throw FaultSyntaxError(std::string("'") + name + "' must be a whole number");
-    return member->value.GetInt64();
+    return json_member<FaultSyntaxError>(object, name, otherwise);
 }
 
 bool flag_member(const Json& object, const char* name) {
@@ -123,13 +113,6 @@ FaultAction parse_action(const Json& object) {
     return action;
 }
 
-std::string written(const Json& value) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    value.Accept(writer);
-    return buffer.GetString();
-}
-
 std::shared_ptr<regex_t> compile_pattern(const std::string& text) {
     auto pattern = std::make_unique<regex_t>();
     if (::regcomp(pattern.get(), text.c_str(), REG_EXTENDED | REG_ICASE | REG_NOSUB) != 0)
@@ -144,7 +127,7 @@ FaultRule parse_rule(const Json& object) {
     if (!object.IsObject()) throw FaultSyntaxError("a fault rule must be an object");
     check_members(object, {"match", "fault"}, "rule");
     FaultRule rule;
-    rule.source = written(object);
+    rule.source = json_text(object);
     auto match = object.FindMember("match");
     if (match != object.MemberEnd()) {
         if (!match->value.IsObject()) throw FaultSyntaxError("'match' must be an object");
@@ -204,11 +187,13 @@ void FaultPlan::clear() {
 
 std::string FaultPlan::describe() {
     std::lock_guard lock(m_mutex);
-    std::string text = "[";
-    for (const auto& rule : m_rules)
-        text += std::string(text.size() > 1 ? "," : "") + "{\"rule\":" + rule.source +
-                ",\"seen\":" + std::to_string(rule.seen) + ",\"fired\":" + std::to_string(rule.fired) + "}";
-    return text + "]";
+    JsonWriter json;
+    json.array();
+    for (const auto& rule : m_rules) {
+        json.object().key("rule").raw(rule.source);
+        json.member("seen", rule.seen).member("fired", rule.fired).end_object();
+    }
+    return json.end_array().take();
 }
 
 bool FaultPlan::stall_connection() {
@@ -230,45 +215,37 @@ std::vector<FaultAction> FaultPlan::match(const http::Request& request) {
     return actions;
 }
 
+namespace {
+
+using Bytes = std::optional<std::uint64_t>;
+
+// The faults of the wire, and what each asks of the connection.
+struct WireRow {
+    FaultKind kind;
+    void (*ask)(http::WirePlan& plan, const FaultAction& action, Bytes after);
+};
+constexpr WireRow wire_faults[] = {
+    {FaultKind::stall, [](auto& plan, auto&, Bytes) { plan.stall_before_answer = true; }},
+    {FaultKind::stall_headers, [](auto& plan, auto&, Bytes) { plan.stall_in_headers = true; }},
+    {FaultKind::stall_body, [](auto& plan, auto&, Bytes after) { plan.stall_down_after = after; }},
+    {FaultKind::stall_upload, [](auto& plan, auto&, Bytes after) { plan.stall_up_after = after; }},
+    {FaultKind::drop_body, [](auto& plan, auto&, Bytes after) { plan.drop_down_after = after; }},
+    {FaultKind::drop_upload, [](auto& plan, auto&, Bytes after) { plan.drop_up_after = after; }},
+    {FaultKind::close, [](auto& plan, auto&, Bytes) { plan.close_before_answer = true; }},
+    {FaultKind::length, [](auto& plan, auto& action, Bytes) { plan.length_error = action.amount; }},
+    {FaultKind::slow, [](auto& plan, auto& action,
+                         Bytes) { plan.bytes_per_second = std::max<std::int64_t>(1, action.amount); }},
+    {FaultKind::delay,
+     [](auto& plan, auto& action, Bytes) { plan.delay_milliseconds = static_cast<int>(action.amount); }}};
+
+}  // namespace
+
 http::WirePlan wire_plan(const std::vector<FaultAction>& actions) {
     http::WirePlan plan;
-    for (const auto& action : actions) {
-        auto after = static_cast<std::uint64_t>(std::max<std::int64_t>(0, action.after));
-        switch (action.kind) {
-            case FaultKind::stall:
-                plan.stall_before_answer = true;
-                break;
-            case FaultKind::stall_headers:
-                plan.stall_in_headers = true;
-                break;
-            case FaultKind::stall_body:
-                plan.stall_down_after = after;
-                break;
-            case FaultKind::stall_upload:
-                plan.stall_up_after = after;
-                break;
-            case FaultKind::drop_body:
-                plan.drop_down_after = after;
-                break;
-            case FaultKind::drop_upload:
-                plan.drop_up_after = after;
-                break;
-            case FaultKind::close:
-                plan.close_before_answer = true;
-                break;
-            case FaultKind::length:
-                plan.length_error = action.amount;
-                break;
-            case FaultKind::slow:
-                plan.bytes_per_second = std::max<std::int64_t>(1, action.amount);
-                break;
-            case FaultKind::delay:
-                plan.delay_milliseconds = static_cast<int>(action.amount);
-                break;
-            default:
-                break;
-        }
-    }
+    for (const auto& action : actions)
+        for (const auto& row : wire_faults)
+            if (row.kind == action.kind)
+                row.ask(plan, action, static_cast<std::uint64_t>(std::max<std::int64_t>(0, action.after)));
     return plan;
 }
 

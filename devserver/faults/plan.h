@@ -1,4 +1,4 @@
-// The fault plan: rules that make chosen requests go wrong.
+// The fault plan: rules that make the requests they match fail.
 // Owner: app/service; any thread.
 #pragma once
 #include <regex.h>
@@ -59,6 +59,8 @@ struct FaultAction {
     std::string content_type, code, message, location, user, document;
     std::optional<std::int64_t> modified;
     std::vector<std::pair<std::string, std::string>> headers;
+
+    int status_or(int otherwise) const { return status ? status : otherwise; }
 };
 
 struct FaultRule {
@@ -70,7 +72,7 @@ struct FaultRule {
     std::string source;  // the rule's own JSON
 };
 
-// A rule that doesn't make sense; one clear line.
+// A rule that can't be used; its text is one clear line.
 struct FaultSyntaxError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

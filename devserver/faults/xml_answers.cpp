@@ -1,5 +1,3 @@
-// The faults of the XML dialects: hostile documents, locks, SOAP faults and partial failures.
-// Owner: faults/apply; a request's thread alone.
 #include "faults/xml_answers.h"
 
 #include <algorithm>
@@ -17,10 +15,6 @@ constexpr const char* multistatus =
     "<D:multistatus xmlns:D=\"DAV:\" xmlns:Office=\"urn:schemas-microsoft-com:office:office\" "
     "xmlns:Z=\"urn:schemas-microsoft-com:\">";
 
-int status_of(const FaultAction& action, int otherwise) {
-    return action.status ? action.status : otherwise;
-}
-
 std::string address_of(const http::Request& request) {
     auto path = request.path;
     while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -34,7 +28,7 @@ http::Response nested_xml(const FaultAction& action, std::size_t depth) {
     text.reserve(text.size() + depth * 26);
     for (std::size_t i = 0; i < depth; ++i) text += "<D:response>";
     for (std::size_t i = 0; i < depth; ++i) text += "</D:response>";
-    return http::make_response(status_of(action, 207), xml_type, text + "</D:multistatus>");
+    return http::make_response(action.status_or(207), xml_type, text + "</D:multistatus>");
 }
 
 http::Response expanding_entities(const FaultAction& action) {
@@ -46,16 +40,16 @@ http::Response expanding_entities(const FaultAction& action) {
     }
     text += std::string("]>") + multistatus + "<D:response><D:href>&e" + std::to_string(depth) +
             ";</D:href></D:response></D:multistatus>";
-    return http::make_response(status_of(action, 207), xml_type, text);
+    return http::make_response(action.status_or(207), xml_type, text);
 }
 
 http::Response huge_multistatus(const FaultAction& action, const http::Request& request) {
     http::Response response;
-    response.status = status_of(action, 207);
+    response.status = action.status_or(207);
     response.headers.set("Content-Type", xml_type);
     auto count = std::clamp<std::int64_t>(action.amount, 1, 100'000'000);
     auto folder = xml::escape(address_of(request));
-    response.producer = [count, folder](http::BodySink& sink) {
+    response.producer = [count, folder](BodySink& sink) {
         auto row = [&](const std::string& name, const std::string& more) {
             sink.write(
                 "<D:response><D:href>" + folder + (name.empty() ? "" : "/" + name) +
@@ -100,7 +94,7 @@ http::Response soap_fault_answer(const FaultAction& action) {
                     ? std::string()
                     : "<errorcode xmlns=\"" + space + "\">" + xml::escape(action.code) + "</errorcode>";
     return http::make_response(
-        status_of(action, 500), xml_type,
+        action.status_or(500), xml_type,
         std::string(declaration) +
             "<soap:Envelope xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\"><soap:Body><soap:Fault>"
             "<faultcode>soap:Server</faultcode><faultstring>Exception of type "

@@ -15,7 +15,7 @@ http::Response huge_multistatus(const FaultAction& action, const http::Request& 
 http::Response locked_answer(const FaultAction& action, const http::Request& request);
 // 500 with a fault whose error code is `code`, as written.
 http::Response soap_fault_answer(const FaultAction& action);
-// 207 with one failure; `text` stands in the place of its status line.
+// 207 with one failure; `text` replaces its status line.
 http::Response partial_failure_answer(const FaultAction& action, const http::Request& request);
 
 }  // namespace devserver

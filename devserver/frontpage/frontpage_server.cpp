@@ -1,5 +1,3 @@
-// FrontPage's remote calls: "/_vti_bin/_vti_aut/author.dll", "/_vti_bin/shtml.dll" and "/_vti_inf.html".
-// Owner: app/service; any thread.
 #include "frontpage/frontpage_server.h"
 
 #include "base/clock.h"
@@ -40,13 +38,10 @@ bool FrontPageServer::owns(const http::Request& request) {
 
 http::Response FrontPageServer::handle(http::Request& request, const User& user) {
     if (ends_with(request.path, information)) return describe();
-    if (user.rights == Rights::none)
-        return http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+    if (user.rights == Rights::none) return http::forbidden();
     if (request.method != "POST") return http::make_response(405, "text/plain", "This address takes POST.");
     auto web = m_store.web_at(web_path_of(request.path));
-    if (!web)
-        return http::make_response(404, "text/html; charset=utf-8",
-                                   "<html><body>404 NOT FOUND</body></html>");
+    if (!web) return http::not_found_page();
     auto rpc = RpcRequest::parse(http::read_text(request));
     auto response = http::make_response(200, "text/html; charset=utf-8", call(rpc, *web, user));
     response.headers.set("Cache-Control", "no-cache");
@@ -100,21 +95,18 @@ std::string FrontPageServer::open_service(const RpcRequest& rpc, const Web& web,
 
 void FrontPageServer::describe_document(RpcPage& page, const Item& item, const std::string& name,
                                         const User& user) {
-    auto login = [&](Id id) {
-        auto record = m_store.user_by_id(id);
-        return value("SR", record ? record->login : "");
-    };
+    auto login = [&](Id id) { return value("SR", m_store.login_of(id)); };
     page.begin_list().element(item.folder ? "url" : "document_name", name).element("meta_info").begin_list();
     page.metadata("vti_timecreated", time_value(item.created));
     page.metadata("vti_timelastmodified", time_value(item.modified));
-    // A matter of permissions; who holds the document is told below.
+    // By the permissions alone; a check-out is told below.
     page.metadata("vti_canmaybeedit", yes_or_no(user.rights == Rights::edit));
     if (item.folder) {
         page.metadata("vti_isexecutable", "BR|false").metadata("vti_isbrowsable", "BR|true");
     } else {
         page.metadata("vti_author", login(item.author)).metadata("vti_modifiedby", login(item.editor));
         page.metadata("vti_filesize", "IR|" + std::to_string(item.size));
-        page.metadata("vti_rtag", value("SW", "rt:" + to_upper(item.guid) + "@" + std::to_string(item.etag)));
+        page.metadata("vti_rtag", value("SW", resource_tag_of(item)));
         page.metadata("vti_sourcecontrolversion", value("SR", "V" + item.version_label()));
         page.metadata("vti_sourcecontrolcookie", "SR|fp_internal");
         if (item.checked_out_by != 0) {

@@ -1,7 +1,7 @@
 // FrontPage's remote calls: "/_vti_bin/_vti_aut/author.dll", "/_vti_bin/shtml.dll" and "/_vti_inf.html".
 // Owner: app/service; any thread.
 #pragma once
-#include "app/generation.h"
+#include "base/generation.h"
 #include "frontpage/vermeer.h"
 #include "http/message.h"
 #include "store/store.h"

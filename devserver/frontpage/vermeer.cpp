@@ -1,5 +1,3 @@
-// The RPC packets of FrontPage's server extensions: requests with bracketed lists, answers as HTML lists.
-// Owner: frontpage/; a request's thread alone.
 #include "frontpage/vermeer.h"
 
 #include "base/text.h"
@@ -7,7 +5,7 @@
 namespace devserver::frontpage {
 namespace {
 
-// Entities by number for what would end or open something in such a page.
+// Writes characters with a meaning in such a page as numeric entities.
 std::string page_text(std::string_view text) {
     std::string out;
     for (char c : text) {

@@ -1,5 +1,3 @@
-// The exchanges of one connection: head, body, answer, keep-alive, and the faults on the wire.
-// Owner: http/server; runs on the connection's own thread.
 #include "http/connection.h"
 
 #include <algorithm>
@@ -18,7 +16,7 @@ constexpr std::size_t input_size = 256 * 1024;
 constexpr std::size_t direct_answer_limit = 64 * 1024;
 constexpr std::uint64_t max_drained_body = 1 << 20;
 
-// Bytes that came in and aren't used yet.
+// Bytes that were received and not used yet.
 class Input {
 public:
     explicit Input(Transport& transport) : m_transport(transport), m_buffer(input_size, '\0') {}
@@ -26,7 +24,7 @@ public:
     std::string_view pending() const { return {m_buffer.data() + m_begin, m_end - m_begin}; }
     void consume(std::size_t count) { m_begin += count; }
 
-    // Reads more behind what is pending; false at the orderly end.
+    // Reads more after what is pending; false when the client has closed.
     bool fill(int timeout_seconds) {
         if (m_begin > 0) {
             std::copy(m_buffer.begin() + static_cast<std::ptrdiff_t>(m_begin),
@@ -53,7 +51,18 @@ private:
     std::size_t m_begin = 0, m_end = 0;
 };
 
-// Draws a request's body from the connection, and says "100 Continue" where the client waits for it.
+// Lets a planned stall or reset happen at its byte, and cuts a block that would go beyond it.
+std::uint64_t up_to_fault(Transport& transport, const std::optional<std::uint64_t>& stall_after,
+                          const std::optional<std::uint64_t>& drop_after, std::uint64_t total,
+                          std::uint64_t wanted) {
+    if (stall_after && total >= *stall_after) transport.stall();
+    if (drop_after && total >= *drop_after) transport.reset();
+    for (const auto& limit : {stall_after, drop_after})
+        if (limit) wanted = std::min(wanted, *limit - total);
+    return wanted;
+}
+
+// Reads a request's body from the connection, after a "100 Continue" where the client waits for it.
 class RequestBody : public BodySource {
 public:
     RequestBody(Transport& transport, Input& input, RequestParser& parser, const Request& request,
@@ -69,7 +78,7 @@ public:
         if (m_done) return 0;
         if (m_expects_continue) m_transport.write("HTTP/1.1 100 Continue\r\n\r\n");
         m_expects_continue = false;
-        size = apply_faults(size);
+        size = up_to_fault(m_transport, m_plan.stall_up_after, m_plan.drop_up_after, m_total, size);
         auto count = m_chunked ? read_chunked(buffer, size) : read_counted(buffer, size);
         m_total += count;
         return count;
@@ -80,14 +89,6 @@ public:
     std::uint64_t total() const { return m_total; }
 
 private:
-    std::size_t apply_faults(std::size_t size) {
-        if (m_plan.stall_up_after && m_total >= *m_plan.stall_up_after) m_transport.stall();
-        if (m_plan.drop_up_after && m_total >= *m_plan.drop_up_after) m_transport.reset();
-        for (const auto& limit : {m_plan.stall_up_after, m_plan.drop_up_after})
-            if (limit) size = std::min<std::size_t>(size, *limit - m_total);
-        return size;
-    }
-
     std::size_t read_counted(char* buffer, std::size_t size) {
         size = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_left));
         auto count = m_input.take(buffer, size);
@@ -118,7 +119,7 @@ private:
     std::uint64_t m_left, m_total = 0;
 };
 
-// Writes an answer's body and lets the planned faults happen at their byte.
+// Writes an answer's body, with the planned faults at their byte.
 class AnswerWriter {
 public:
     AnswerWriter(Transport& transport, const WirePlan& plan) : m_transport(transport), m_plan(plan) {}
@@ -146,10 +147,7 @@ public:
 
 private:
     std::uint64_t next_block(std::uint64_t wanted) {
-        if (m_plan.stall_down_after && m_total >= *m_plan.stall_down_after) m_transport.stall();
-        if (m_plan.drop_down_after && m_total >= *m_plan.drop_down_after) m_transport.reset();
-        for (const auto& limit : {m_plan.stall_down_after, m_plan.drop_down_after})
-            if (limit) wanted = std::min(wanted, *limit - m_total);
+        wanted = up_to_fault(m_transport, m_plan.stall_down_after, m_plan.drop_down_after, m_total, wanted);
         if (m_plan.bytes_per_second > 0)
             wanted = std::min<std::uint64_t>(
                 wanted, static_cast<std::uint64_t>(std::max<std::int64_t>(1, m_plan.bytes_per_second / 10)));
@@ -176,7 +174,7 @@ std::string head_text(const Response& response) {
     return head + "\r\n";
 }
 
-// Collects a produced body; what stays small goes out with its length, the rest in chunks.
+// Collects a produced body: a small one is sent with its length, a larger one in chunks.
 class ProducedBody : public BodySink {
 public:
     ProducedBody(Response& response, AnswerWriter& writer, Transport& transport, bool chunks)
@@ -290,7 +288,7 @@ private:
             }
             if (pending.size() > max_head_size) throw BadRequest(431, "The header is too large.");
             searched = pending.size();
-            // A header that drips in must not hold its connection for ever.
+            // A header that comes slowly must not keep its connection for ever.
             if (pending.empty()) begun = Clock::now();
             if (Clock::now() - begun > std::chrono::seconds(idle_seconds))
                 throw BadRequest(408, "Request Timeout");
@@ -342,7 +340,7 @@ private:
         return keep;
     }
 
-    // Takes in what a refused upload still has on its way, when that is little or the connection is worth it.
+    // Reads the rest of a refused upload, when it is small or the connection has to be kept.
     static bool drain(RequestBody& body, bool any_size) {
         if (body.done()) return true;
         if (!any_size && !body.small_rest()) return false;
@@ -399,7 +397,7 @@ void serve_connection(Transport& transport, Application& application, const std:
         if (application.stall_connection()) transport.stall();
         Connection(transport, application, scheme).run();
     } catch (const std::exception&) {
-        // A connection that ends badly concerns its peer alone.
+        // A broken connection ends by itself; the server goes on.
     }
 }
 

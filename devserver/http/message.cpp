@@ -1,5 +1,3 @@
-// A request and a response as the rest of the server sees them; bodies are streams.
-// Owner: http/; a message belongs to the thread of its connection.
 #include "http/message.h"
 
 #include <unistd.h>
@@ -66,8 +64,12 @@ std::string read_text(Request& request, std::size_t limit) {
     return text;
 }
 
-FileBody::~FileBody() {
-    ::close(m_descriptor);
+Response not_found_page() {
+    return make_response(404, "text/html; charset=utf-8", "<html><body>404 NOT FOUND</body></html>");
+}
+
+Response forbidden() {
+    return make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
 }
 
 Response make_response(int status, std::string content_type, std::string text) {

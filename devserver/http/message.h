@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/body.h"
 #include "base/text.h"
 
 namespace devserver::http {
@@ -41,20 +42,7 @@ private:
     std::vector<std::pair<std::string, std::string>> m_fields;
 };
 
-class BodySource {
-public:
-    virtual ~BodySource() = default;
-    // Returns the number of bytes read, 0 at the end; throws ConnectionLost when the body breaks off.
-    virtual std::size_t read(char* buffer, std::size_t size) = 0;
-};
-
-class BodySink {
-public:
-    virtual ~BodySink() = default;
-    virtual void write(std::string_view bytes) = 0;
-};
-
-// Whatever the application keeps with a request from plan() to finished().
+// What the application keeps with a request from plan() to finished().
 struct Attachment {
     virtual ~Attachment() = default;
 };
@@ -87,21 +75,6 @@ struct Request {
 // The whole body as text; throws BadRequest 413 beyond `limit`.
 std::string read_text(Request& request, std::size_t limit = 4 << 20);
 
-// An open file that is sent as a body; closes its descriptor.
-class FileBody {
-public:
-    FileBody(int descriptor, std::uint64_t size) : m_descriptor(descriptor), m_size(size) {}
-    ~FileBody();
-    FileBody(const FileBody&) = delete;
-    FileBody& operator=(const FileBody&) = delete;
-    int descriptor() const { return m_descriptor; }
-    std::uint64_t size() const { return m_size; }
-
-private:
-    int m_descriptor;
-    std::uint64_t m_size;
-};
-
 struct Response {
     int status = 200;
     Headers headers;
@@ -111,10 +84,12 @@ struct Response {
     std::uint64_t file_length = 0;
     std::function<void(BodySink&)> producer;  // writes the body; its length isn't known before
     bool close = false;                       // end the connection after this answer
-    bool keep = false;                        // take in a refused body of any size, to keep the connection
+    bool keep = false;                        // read a refused body of any size, to keep the connection
 };
 
 Response make_response(int status, std::string content_type, std::string text);
+Response not_found_page();
+Response forbidden();
 // Cuts a whole file answer to the one range of bytes that the request asks for, or makes it a 416.
 void apply_range(const Request& request, Response& response);
 // Turns any kind of body into text; for answers that are known to be small.
@@ -128,11 +103,11 @@ struct WirePlan {
     bool stall_in_headers = false;
     std::optional<std::uint64_t> stall_down_after, drop_down_after, stall_up_after, drop_up_after;
     std::optional<std::int64_t> length_error;  // added to the announced content length
-    std::int64_t bytes_per_second = 0;         // 0: as fast as it goes
+    std::int64_t bytes_per_second = 0;         // 0: unlimited
     int delay_milliseconds = 0;
 };
 
-// What one exchange came to, for the request log.
+// The result of one exchange, for the request log.
 struct ExchangeResult {
     int status = 0;  // 0: nothing was answered
     std::uint64_t bytes_in = 0;

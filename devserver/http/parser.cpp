@@ -1,5 +1,3 @@
-// Reads one request's head and decodes a chunked body; all of Beast is behind this header.
-// Owner: http/connection; one parser per request.
 #include "http/parser.h"
 
 #include <boost/beast/core/buffers_prefix.hpp>
@@ -15,7 +13,7 @@ struct RequestParser::Impl {
 };
 
 RequestParser::RequestParser() : m_impl(std::make_unique<Impl>()) {
-    // An unset limit is mishandled by older releases of the library, so a huge one stands in for it.
+    // Older releases of the library mishandle an unset limit, so a huge one is set.
     m_impl->parser.body_limit(std::numeric_limits<std::uint64_t>::max());
     m_impl->parser.header_limit(static_cast<std::uint32_t>(max_head_size));
 }

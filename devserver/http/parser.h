@@ -1,4 +1,4 @@
-// Reads one request's head and decodes a chunked body; all of Beast is behind this header.
+// Reads one request's head and decodes a chunked body; only parser.cpp sees Beast.
 // Owner: http/connection; one parser per request.
 #pragma once
 #include <memory>
@@ -22,7 +22,7 @@ public:
         std::size_t produced = 0;
         bool done = false;
     };
-    // Decodes a piece of a chunked body; unconsumed input must be offered again with more behind it.
+    // Decodes a piece of a chunked body; unconsumed input has to be given again with more after it.
     Step decode_chunked(std::string_view input, char* output, std::size_t size);
 
 private:

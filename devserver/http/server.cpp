@@ -1,5 +1,3 @@
-// Listens on one address and serves each connection on a thread of its own, up to a bound.
-// Owner: app/main; start, run and stop belong to the main thread, stop also to a signal watcher.
 #include "http/server.h"
 
 #include <fcntl.h>

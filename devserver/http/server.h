@@ -1,4 +1,4 @@
-// Listens on one address and serves each connection on a thread of its own, up to a bound.
+// Listens on one address and serves each connection on a thread of its own, up to a limit.
 // Owner: app/main; start, run and stop belong to the main thread, stop also to a signal watcher.
 #pragma once
 #include <atomic>

@@ -1,5 +1,3 @@
-// One accepted socket, plain or TLS, with blocking reads and writes that end when the server stops.
-// Owner: http/server; used by the connection's own thread, but for interrupt().
 #include "http/transport.h"
 
 #include <fcntl.h>

@@ -1,5 +1,5 @@
-// One accepted socket, plain or TLS, with blocking reads and writes that end when the server stops.
-// Owner: http/server; used by the connection's own thread, but for interrupt().
+// One accepted socket, plain or TLS, with blocking reads and writes that end when the server does.
+// Owner: http/server; used by the connection's own thread, except for interrupt().
 #pragma once
 #include <atomic>
 #include <cstdint>
@@ -21,15 +21,16 @@ public:
 
     // Runs the TLS handshake where there is one; throws ConnectionLost.
     void handshake();
-    // Returns 0 at the orderly end; throws ConnectionLost on an error or after `timeout_seconds` of silence.
+    // Returns 0 when the client has closed; throws ConnectionLost on an error or after `timeout_seconds` of
+    // silence.
     std::size_t read(char* buffer, std::size_t size, int timeout_seconds);
     void write(std::string_view bytes);
     void send_file(int descriptor, std::uint64_t offset, std::uint64_t length);
-    // Holds the connection silently until the peer or the server ends it.
+    // Sends nothing and reads nothing until the client or the server ends the connection.
     void stall();
     // Ends the connection with a reset, so that the peer sees a broken connection.
     void reset();
-    // Says that nothing more is sent, and takes in what still comes, up to a limit.
+    // Closes the sending side and reads what still comes, up to a limit.
     void linger();
     // From another thread: makes blocked calls return.
     void interrupt();

@@ -16,7 +16,7 @@ constexpr const char* value_namespaces =
 constexpr const char* scheme = "http://schemas.microsoft.com/ado/2007/08/dataservices/scheme";
 constexpr const char* related = "http://schemas.microsoft.com/ado/2007/08/dataservices/related/";
 
-// XML 1.0 has no place for most control characters.
+// XML 1.0 forbids most control characters.
 std::string xml_escape(std::string_view text) {
     std::string clean;
     for (char c : text)
@@ -26,7 +26,7 @@ std::string xml_escape(std::string_view text) {
 
 class AtomWriter {
 public:
-    AtomWriter(const Answer& answer, http::BodySink& sink) : m_answer(answer), m_sink(sink) {}
+    AtomWriter(const Answer& answer, BodySink& sink) : m_answer(answer), m_sink(sink) {}
 
     void run() {
         m_out = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
@@ -173,13 +173,13 @@ private:
     }
 
     const Answer& m_answer;
-    http::BodySink& m_sink;
+    BodySink& m_sink;
     std::string m_out;
 };
 
 }  // namespace
 
-void write_atom(const Answer& answer, http::BodySink& sink) {
+void write_atom(const Answer& answer, BodySink& sink) {
     AtomWriter(answer, sink).run();
 }
 

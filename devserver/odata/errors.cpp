@@ -1,5 +1,3 @@
-// Refusals with the codes and words of the REST interface.
-// Owner: odata/; any thread.
 #include "odata/errors.h"
 
 namespace devserver::odata {

@@ -1,4 +1,4 @@
-// Refusals with the codes and words of the REST interface.
+// Refusals with the codes and texts of the REST interface.
 // Owner: odata/; any thread.
 #pragma once
 #include <stdexcept>

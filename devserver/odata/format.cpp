@@ -1,7 +1,6 @@
-// The formats of answers: three of JSON, their newer spelling, and Atom; which one a client asks for.
-// Owner: odata/; a request's thread alone.
 #include "odata/format.h"
 
+#include "base/json.h"
 #include "base/text.h"
 
 namespace devserver::odata {
@@ -55,37 +54,28 @@ std::string content_type(Mode mode, const Node& node) {
     return "application/xml;charset=utf-8";
 }
 
-void write_answer(const Answer& answer, Mode mode, http::BodySink& sink) {
+void write_answer(const Answer& answer, Mode mode, BodySink& sink) {
     mode == Mode::xml ? write_atom(answer, sink) : write_json(answer, mode, sink);
 }
 
 http::Response error_response(const ApiError& error, Mode mode) {
-    std::string message = error.what();
-    std::string text;
-    auto code = json_text(error.code);
-    auto plain = json_text(message);
-    switch (mode) {
-        case Mode::verbose:
-            text = "{\"error\":{\"code\":" + code + ",\"message\":{\"lang\":\"en-US\",\"value\":" + plain +
-                   "}}}";
-            break;
-        case Mode::minimal:
-        case Mode::none:
-            text = "{\"odata.error\":{\"code\":" + code +
-                   ",\"message\":{\"lang\":\"en-US\",\"value\":" + plain + "}}}";
-            break;
-        case Mode::v4_minimal:
-        case Mode::v4_none:
-            text = "{\"error\":{\"code\":" + code + ",\"message\":" + plain + "}}";
-            break;
-        case Mode::xml:
-            text =
-                "<?xml version=\"1.0\" encoding=\"utf-8\"?><m:error "
-                "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\"><m:code>" +
-                html_escape(error.code) + "</m:code><m:message xml:lang=\"en-US\">" + html_escape(message) +
-                "</m:message></m:error>";
-    }
-    return http::make_response(error.status, content_type(mode, Node::nothing()), text);
+    auto type = content_type(mode, Node::nothing());
+    if (mode == Mode::xml)
+        return http::make_response(
+            error.status, type,
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?><m:error "
+            "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\"><m:code>" +
+                html_escape(error.code) + "</m:code><m:message xml:lang=\"en-US\">" +
+                html_escape(error.what()) + "</m:message></m:error>");
+    bool light = mode == Mode::minimal || mode == Mode::none;
+    JsonWriter json;
+    json.object().key(light ? "odata.error" : "error").object();
+    json.member("code", error.code).key("message");
+    if (light || mode == Mode::verbose)
+        json.object().member("lang", "en-US").member("value", error.what()).end_object();
+    else
+        json.value(error.what());
+    return http::make_response(error.status, type, json.end_object().end_object().take());
 }
 
 }  // namespace devserver::odata

@@ -1,4 +1,4 @@
-// The formats of answers: three of JSON, their newer spelling, and Atom; which one a client asks for.
+// The formats of answers: three of JSON, the newer names of two of them, and Atom.
 // Owner: odata/; a request's thread alone.
 #pragma once
 #include <string>
@@ -20,16 +20,15 @@ struct Answer {
     Node node;
     std::string name;  // of the operation or property; the key of a value in some formats
     Projection projection;
-    std::string api_url;  // the web's address with "/_api/" behind it
+    std::string api_url;  // the web's address followed by "/_api/"
     int status = 200;
 };
 
-void write_answer(const Answer& answer, Mode mode, http::BodySink& sink);
+void write_answer(const Answer& answer, Mode mode, BodySink& sink);
 http::Response error_response(const ApiError& error, Mode mode);
 
 // The writers behind write_answer.
-void write_json(const Answer& answer, Mode mode, http::BodySink& sink);
-void write_atom(const Answer& answer, http::BodySink& sink);
-std::string json_text(std::string_view text);  // quoted and escaped
+void write_json(const Answer& answer, Mode mode, BodySink& sink);
+void write_atom(const Answer& answer, BodySink& sink);
 
 }  // namespace devserver::odata

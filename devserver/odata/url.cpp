@@ -1,5 +1,3 @@
-// The part of an address behind "/_api/": segments with their arguments, aliases resolved.
-// Owner: odata/; a request's thread alone.
 #include "odata/url.h"
 
 #include "odata/errors.h"
@@ -7,7 +5,7 @@
 namespace devserver::odata {
 namespace {
 
-// Cuts at `separator` where it stands outside of quotes and parentheses.
+// Splits at `separator` outside of quotes and parentheses.
 std::vector<std::string> split_outside(std::string_view text, char separator) {
     std::vector<std::string> parts(1);
     int depth = 0;

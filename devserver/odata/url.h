@@ -1,4 +1,4 @@
-// The part of an address behind "/_api/": segments with their arguments, aliases resolved.
+// The part of an address after "/_api/": segments with their arguments, aliases resolved.
 // Owner: odata/; a request's thread alone.
 #pragma once
 #include <string>
@@ -34,7 +34,7 @@ struct Segment {
 
 // `raw_path` is undecoded; throws ApiError 400 for what doesn't parse.
 std::vector<Segment> parse_segments(std::string_view raw_path, const QueryParameters& query);
-// One literal as it stands in an address or in an alias.
+// One literal of an address or an alias.
 Literal parse_literal(std::string_view text, const QueryParameters& query);
 
 }  // namespace devserver::odata

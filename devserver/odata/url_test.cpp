@@ -1,4 +1,4 @@
-// How addresses behind "/_api/" are read.
+// How addresses after "/_api/" are read.
 // Owner: devserver/odata.
 #include "odata/url.h"
 

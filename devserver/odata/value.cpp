@@ -1,5 +1,3 @@
-// What an answer consists of before a format is chosen: values, entities, feeds.
-// Owner: odata/; a request's thread alone.
 #include "odata/value.h"
 
 #include <algorithm>
@@ -9,7 +7,7 @@
 
 namespace devserver::odata {
 namespace {
-// Entities lead to each other in circles, so an expansion must end somewhere.
+// Entities link to each other in circles, so an expansion needs a limit.
 constexpr std::size_t max_depth = 8;
 }  // namespace
 

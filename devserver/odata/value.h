@@ -1,4 +1,4 @@
-// What an answer consists of before a format is chosen: values, entities, feeds.
+// The content of an answer before a format is chosen: values, entities, feeds.
 // Owner: odata/; a request's thread alone.
 #pragma once
 #include <cstdint>
@@ -72,7 +72,7 @@ inline Value Value::of_complex(Complex value) {
 
 struct Node;
 
-// A name under an entity that leads to something else; `on_request` ones appear only when asked for.
+// A link of an entity; one that is `on_request` appears only when it is asked for.
 struct Link {
     std::string_view name;
     bool on_request = false;
@@ -81,7 +81,7 @@ struct Link {
 
 struct Entity {
     std::string type;
-    std::string id;  // relative to the web's _api/, undecorated
+    std::string id;  // relative to the web's _api/
     std::string etag;
     bool polymorphic = false;  // others of its collection may have more properties
     Properties properties;
@@ -118,7 +118,7 @@ class Projection {
 public:
     static Projection parse(std::string_view select, std::string_view expand);
     bool selects(std::string_view name) const;
-    // True when nothing was left out by $select.
+    // Whether $select leaves nothing out.
     bool selects_all() const { return m_select.empty() || m_star; }
     bool names(std::string_view name) const;
     // The part below an expanded name; null when it isn't expanded.

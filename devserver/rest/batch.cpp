@@ -1,5 +1,3 @@
-// Many requests in one multipart request.
-// Owner: rest/; a request's thread alone.
 #include "rest/batch.h"
 
 #include "base/crypto.h"
@@ -9,7 +7,7 @@
 namespace devserver::rest {
 namespace {
 
-class TextSource : public http::BodySource {
+class TextSource : public BodySource {
 public:
     explicit TextSource(std::string_view text) : m_text(text) {}
     std::size_t read(char* buffer, std::size_t size) override {
@@ -105,7 +103,7 @@ private:
         }
     }
 
-    // Drops headers that describe the part's transport; its body is what stands in the part.
+    // Drops headers about the part's transport; the body is the rest of the part.
     static std::string absolute(const std::string& head) {
         std::string result;
         for (const auto& line : split(head, '\n')) {

@@ -1,5 +1,7 @@
-// What all resources need of their request.
+// What all resources use: their request, outcomes, and shared operations.
 // Owner: rest/; a request's thread alone.
+#include <algorithm>
+
 #include "base/text.h"
 #include "rest/resource.h"
 
@@ -47,6 +49,16 @@ ApiError Resource::not_supported() {
             "The HTTP method isn't supported for this resource."};
 }
 
+ResourcePtr Resource::by_key(Context& context, const Segment& segment,
+                             std::initializer_list<std::string_view> methods) {
+    bool known = std::ranges::any_of(methods, [&](std::string_view method) { return segment.is(method); });
+    return known && !segment.arguments.empty() ? key(context, segment.arguments[0].value) : nullptr;
+}
+
+Outcome recycle(Context& context, const Item& item) {
+    return Outcome::of(Node::of(Value::guid(context.store.recycle(item.id, context.user))), "Recycle");
+}
+
 std::string free_path(Store& store, const std::string& path) {
     auto dot = path.rfind('.');
     if (dot == std::string::npos || dot < path.rfind('/')) dot = path.size();
@@ -62,10 +74,6 @@ std::string server_relative(const Context& context, std::string path) {
     if (path.empty() || path[0] != '/')
         path = (context.web.path.empty() ? "" : "/" + context.web.path) + "/" + path;
     return path;
-}
-
-std::string etag_of(const Item& item) {
-    return "\"{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "\"";
 }
 
 Value effective_permissions(const User& user) {

@@ -1,5 +1,3 @@
-// A document: its properties, content, check-out and check-in, versions, moving and copying.
-// Owner: rest/; a request's thread alone.
 #include "rest/file_resource.h"
 
 #include "base/text.h"
@@ -25,17 +23,16 @@ constexpr Link file_links[] = {{"Author"},
                                {"ServerRelativePath", true},
                                {"VroomDriveID", true}};
 
-Node user_node(const Context& context, Id user, const std::string& id) {
-    auto record = context.store.user_by_id(user);
-    return record ? Node::of(user_entity(*record, id)) : Node::nothing();
+std::string content_tag_of(const Item& item) {
+    return "{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "," +
+           std::to_string(item.content_tag);
 }
 
-// The property bag, with names as an address can carry them.
+// The property bag, with names as they may stand in an address.
 Entity properties_entity(const Item& item, const std::string& id) {
     Entity entity;
     entity.type = "SP.PropertyValues";
     entity.id = id;
-    auto guid = to_upper(item.guid);
     auto stamp = iso_time(item.created);
     auto text = [&](const char* name, std::string value) {
         entity.add("vti_x005f_" + std::string(name), Value::of_text(std::move(value)));
@@ -44,9 +41,8 @@ Entity properties_entity(const Item& item, const std::string& id) {
         entity.add("vti_x005f_" + std::string(name), Value::int32(value));
     };
     text("etag", etag_of(item));
-    text("rtag", "rt:" + guid + "@" + std::to_string(item.etag));
-    text("contenttag",
-         "{" + guid + "}," + std::to_string(item.etag) + "," + std::to_string(item.content_tag));
+    text("rtag", resource_tag_of(item));
+    text("contenttag", content_tag_of(item));
     text("winfileattribs", item.win32_attributes());
     text("timecreated", stamp.substr(0, stamp.size() - 1));
     auto written = iso_time(item.modified);
@@ -65,10 +61,6 @@ Entity properties_entity(const Item& item, const std::string& id) {
     }
     number("doclibrowid", item.id);
     return entity;
-}
-
-std::string file_id(const Item& item) {
-    return "Web/GetFileByServerRelativePath(decodedurl='" + replace_all(item.path, "'", "''") + "')";
 }
 
 Node resolve_file_link(const Context& context, const std::shared_ptr<const Item>& item,
@@ -93,13 +85,16 @@ Node resolve_file_link(const Context& context, const std::shared_ptr<const Item>
 
 }  // namespace
 
+std::string file_id(const Item& item) {
+    return "Web/GetFileByServerRelativePath(decodedurl='" + replace_all(item.path, "'", "''") + "')";
+}
+
 Node properties_node(const Item& item, const std::string& id) {
     return Node::of(properties_entity(item, id));
 }
 
 Entity file_entity(const Context& context, std::shared_ptr<const Item> item) {
     Entity entity;
-    auto guid = to_upper(item->guid);
     auto flat = replace_all(item->guid, "-", "");
     entity.type = "SP.File";
     entity.id = file_id(*item);
@@ -110,8 +105,7 @@ Entity file_entity(const Context& context, std::shared_ptr<const Item> item) {
     entity.properties.reserve(22);
     entity.add("CheckInComment", Value::of_text(item->comment));
     entity.add("CheckOutType", Value::int32(item->checked_out_by != 0 ? 0 : 2));
-    entity.add("ContentTag", Value::of_text("{" + guid + "}," + std::to_string(item->etag) + "," +
-                                            std::to_string(item->content_tag)));
+    entity.add("ContentTag", Value::of_text(content_tag_of(*item)));
     entity.add("CustomizedPageStatus", Value::int32(0));
     entity.add("ETag", Value::of_text(etag_of(*item)));
     entity.add("Exists", Value::boolean(true));
@@ -147,7 +141,7 @@ http::Response content_response(const Context& context, const std::string& blob)
 
 const Item& FileResource::require(Context& context) const {
     if (m_item && !m_item->folder) return *m_item;
-    // A missing file is only noticed by what is asked of it; its list item is looked for first.
+    // Real servers look for the list item first, so that a missing file gives another error there.
     if (context.projection.names("listitemallfields") || context.projection.expanded("listitemallfields"))
         throw odata::no_list_item();
     throw odata::file_does_not_exist(m_path);
@@ -158,8 +152,7 @@ Outcome FileResource::answer(Context& context, const Item& item) const {
 }
 
 Outcome FileResource::get(Context& context) {
-    auto outcome = answer(context, require(context));
-    return outcome;
+    return answer(context, require(context));
 }
 
 Outcome FileResource::remove(Context& context) {
@@ -316,8 +309,7 @@ std::optional<Outcome> FileResource::placement(Context& context, const Segment& 
     }
     if (segment.is("Recycle")) {
         context.require_edit();
-        return Outcome::of(Node::of(Value::guid(context.store.recycle(require(context).id, context.user))),
-                           "Recycle");
+        return recycle(context, require(context));
     }
     if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
     if (segment.is("SaveBinaryStream")) return write_content(context);

@@ -14,7 +14,7 @@ public:
     Outcome get(Context& context) override;
     Outcome remove(Context& context) override;
     Outcome write_content(Context& context);
-    // The document; throws what a missing one answers.
+    // The document; throws the error for a missing one.
     const Item& require(Context& context) const;
 
 private:
@@ -28,6 +28,8 @@ private:
 
 // A resource that answers with a finished node.
 ResourcePtr make_node(Node node, std::string name);
+// The address of a document below its web's _api/.
+std::string file_id(const Item& item);
 Node properties_node(const Item& item, const std::string& id);
 http::Response content_response(const Context& context, const std::string& blob);
 

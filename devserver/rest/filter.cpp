@@ -1,5 +1,3 @@
-// $filter expressions over an entity's properties.
-// Owner: rest/; a request's thread alone.
 #include "rest/filter.h"
 
 #include <cstdlib>
@@ -45,7 +43,7 @@ std::string text_of(const Operand& operand) {
                                                         : std::string();
 }
 
-// Less than 0, 0, more than 0; texts compare without regard to case, as a list does.
+// Less than 0, 0 or more than 0; case makes no difference, as in lists.
 int compare(const Operand& a, const Operand& b) {
     if (a.index() != b.index()) return a.index() < b.index() ? -1 : 1;
     if (std::holds_alternative<std::string>(a)) return text_of(a).compare(text_of(b));

@@ -71,12 +71,15 @@ Node resolve_folder_link(const Context& context, const std::shared_ptr<const Ite
     return Node::nothing();
 }
 
+Outcome folder_outcome(const Context& context, const Item& folder, std::string name) {
+    return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), std::move(name));
+}
+
 std::string join(const Item& folder, const std::string& name) {
     return (folder.path == "/" ? "" : folder.path) + "/" + name;
 }
 
-// The name of a child, from whichever argument brings it; absolute and relative addresses are cut to the
-// name.
+// The path of a child by the name, the absolute or the server-relative address that an argument gives.
 std::string child_path(const Context& context, const Item& folder, std::string given) {
     if (starts_with_ignoring_case(given, context.server_url + "/")) given = server_relative(context, given);
     if (starts_with_ignoring_case(given, join(folder, ""))) given = given.substr(join(folder, "").size());
@@ -85,20 +88,31 @@ std::string child_path(const Context& context, const Item& folder, std::string g
     return join(folder, given);
 }
 
-class FilesResource : public Resource {
+// The files or the folders of a folder, each by its name.
+class ChildrenResource : public Resource {
 public:
-    explicit FilesResource(Item folder) : m_folder(std::move(folder)) {}
-
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if ((segment.is("getByUrl") || segment.is("getByPath")) && !segment.arguments.empty())
-            return key(context, segment.arguments[0].value);
-        return nullptr;
+        return by_key(context, segment, {"getByUrl", "getByPath"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
         auto path = child_path(context, m_folder, value.text);
-        return make_file(path, context.store.find(path));
+        return m_make(path, context.store.find(path));
     }
+
+protected:
+    using Make = ResourcePtr (*)(std::string path, std::optional<Item> item);
+    ChildrenResource(Item folder, Make make) : m_folder(std::move(folder)), m_make(make) {}
+
+    const Item m_folder;
+
+private:
+    const Make m_make;
+};
+
+class FilesResource : public ChildrenResource {
+public:
+    explicit FilesResource(Item folder) : ChildrenResource(std::move(folder), make_file) {}
 
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
         bool adds = segment.is("Add") || segment.is("AddUsingPath");
@@ -126,25 +140,11 @@ public:
     Outcome get(Context& context) override {
         return Outcome::of(Node::of(apply_feed_options(context, files_feed(context, m_folder))), "Files");
     }
-
-private:
-    Item m_folder;
 };
 
-class FoldersResource : public Resource {
+class FoldersResource : public ChildrenResource {
 public:
-    explicit FoldersResource(Item folder) : m_folder(std::move(folder)) {}
-
-    ResourcePtr child(Context& context, const Segment& segment) override {
-        if ((segment.is("getByUrl") || segment.is("getByPath")) && !segment.arguments.empty())
-            return key(context, segment.arguments[0].value);
-        return nullptr;
-    }
-
-    ResourcePtr key(Context& context, const odata::Literal& value) override {
-        auto path = child_path(context, m_folder, value.text);
-        return make_folder(path, context.store.find(path));
-    }
+    explicit FoldersResource(Item folder) : ChildrenResource(std::move(folder), make_folder) {}
 
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
         if (!context.is_post() || !(segment.is("Add") || segment.is("AddUsingPath"))) return std::nullopt;
@@ -161,8 +161,7 @@ public:
         std::string path = member->value.GetString();
         context.require_edit();
         auto folder = context.store.create_folder(path[0] == '/' ? path : join(m_folder, path), context.user);
-        auto outcome =
-            Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), "Folder");
+        auto outcome = folder_outcome(context, folder, "Folder");
         outcome.status = 201;
         return outcome;
     }
@@ -177,11 +176,8 @@ public:
         bool is_path = starts_with_ignoring_case(name, join(m_folder, ""));
         auto folder =
             context.store.create_folder(is_path ? name : child_path(context, m_folder, name), context.user);
-        return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), "AddUsingPath");
+        return folder_outcome(context, folder, "AddUsingPath");
     }
-
-private:
-    Item m_folder;
 };
 
 class FolderResource : public Resource {
@@ -217,8 +213,7 @@ public:
         }
         if (segment.is("Recycle")) {
             context.require_edit();
-            return Outcome::of(Node::of(Value::guid(context.store.recycle(require().id, context.user))),
-                               "Recycle");
+            return recycle(context, require());
         }
         if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
         if (segment.is("AddSubFolder") || segment.is("AddSubFolderUsingPath"))
@@ -226,9 +221,7 @@ public:
         return std::nullopt;
     }
 
-    Outcome get(Context& context) override {
-        return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(require()))), "Folder");
-    }
+    Outcome get(Context& context) override { return folder_outcome(context, require(), "Folder"); }
 
     Outcome remove(Context& context) override {
         context.require_edit();

@@ -1,11 +1,9 @@
 // Libraries, their columns and their items, as the REST interface shows lists.
 // Owner: rest/; a request's thread alone.
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/json.h"
 #include "base/text.h"
 #include "rest/file_resource.h"
 
@@ -119,11 +117,7 @@ Value default_of(const Column& column) {
 
 Node resolve_item_link(const Context& context, const std::shared_ptr<const Item>& item,
                        std::string_view name) {
-    auto user = [&](Id id) {
-        auto record = context.store.user_by_id(id);
-        return record ? Node::of(user_entity(*record, "Web/GetUserById(" + std::to_string(id) + ")"))
-                      : Node::nothing();
-    };
+    auto user = [&](Id id) { return user_node(context, id, user_id(id)); };
     if (name == "EffectiveBasePermissions") return Node::of(effective_permissions(context.user));
     if (name == "File") return item->folder ? Node::nothing() : Node::of(file_entity(context, item));
     if (name == "Folder") return item->folder ? Node::of(folder_entity(context, item)) : Node::nothing();
@@ -172,7 +166,7 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
         if (text.empty()) return "null";
         auto time = parse_iso_time(text.size() == 10 ? text + "T00:00:00Z" : text);
         if (!time) return refuse();
-        return odata::json_text(iso_time(*time));
+        return json_text(iso_time(*time));
     }
     if (column.kind == 2 && value.IsString() &&
         utf16_length({value.GetString(), value.GetStringLength()}) >
@@ -188,13 +182,10 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
     if (column.kind == 6 && value.IsString() && value.GetStringLength() > 0 &&
         std::find(column.choices.begin(), column.choices.end(), value.GetString()) == column.choices.end())
         return refuse();
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    value.Accept(writer);
-    return buffer.GetString();
+    return json_text(value);
 }
 
-// The members of an update that are columns, as stored values; throws for what no column is.
+// The stored values for the members of an update; throws for a member that is no column.
 std::map<std::string, std::string> values_from(const rapidjson::Document& body,
                                                const std::vector<Column>& columns) {
     std::map<std::string, std::string> result;
@@ -239,8 +230,7 @@ public:
         if (segment.is("ValidateUpdateListItem")) return validate_update(context);
         if (segment.is("Recycle")) {
             context.require_edit();
-            return Outcome::of(Node::of(Value::guid(context.store.recycle(m_item.id, context.user))),
-                               "Recycle");
+            return recycle(context, m_item);
         }
         if (segment.is("DeleteObject")) return remove(context);
         return std::nullopt;
@@ -300,7 +290,7 @@ private:
             if (known && name == "FileLeafRef")
                 new_name = text;
             else if (known)
-                values[name] = odata::json_text(text);
+                values[name] = json_text(text);
             failed |= !known;
             rows.push_back(
                 {"SP.ListItemFormUpdateValue",
@@ -326,8 +316,7 @@ public:
     explicit ItemsResource(Library library) : m_library(std::move(library)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if (!segment.is("getById") || segment.arguments.empty()) return nullptr;
-        return key(context, segment.arguments[0].value);
+        return by_key(context, segment, {"getById"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {

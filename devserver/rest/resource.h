@@ -1,4 +1,4 @@
-// A thing that an address of the REST interface leads to, and the request it is asked in.
+// A resource of the REST interface, and the request for it.
 // Owner: rest/; a request's thread alone.
 #pragma once
 #include <rapidjson/document.h>
@@ -39,15 +39,15 @@ struct Context {
     std::string web_url() const { return server_url + (web.path.empty() ? "" : "/" + encode_path(web.path)); }
     std::string api_url() const { return web_url() + "/_api/"; }
     bool is_post() const { return method == "POST"; }
-    // Throws access denied unless the user may change things.
+    // Throws access denied unless the user may edit.
     void require_edit() const;
-    // Throws 412 when the request's If-Match names another state.
+    // Throws 412 when the request's If-Match has another tag.
     void require_match(const std::string& etag) const;
     // The body as JSON; an empty object for an empty body; throws 400 for anything else.
     rapidjson::Document json_body() const;
 };
 
-// What an operation answers: a node under a name, or a response made by the operation itself.
+// The answer of an operation: a node with a name, or a response that the operation made itself.
 struct Outcome {
     Node node;
     std::string name;
@@ -67,13 +67,13 @@ using ResourcePtr = std::unique_ptr<Resource>;
 class Resource {
 public:
     virtual ~Resource() = default;
-    // What the next segment leads to; null when it isn't known here.
+    // The resource of the next segment; null when it isn't known here.
     virtual ResourcePtr child(Context&, const Segment&) { return nullptr; }
-    // An element of a collection by its key; null when this is no collection.
+    // An element of a collection by its key; null when this isn't a collection.
     virtual ResourcePtr key(Context&, const odata::Literal&) { return nullptr; }
     // The last segment as an operation; nothing when it isn't one.
     virtual std::optional<Outcome> operation(Context&, const Segment&) { return std::nullopt; }
-    // What a GET answers.
+    // The answer of a GET.
     virtual Outcome get(Context& context) = 0;
     virtual Outcome put(Context&) { throw not_supported(); }
     virtual Outcome post(Context& context) { return get(context); }
@@ -82,6 +82,9 @@ public:
 
 protected:
     static ApiError not_supported();
+    // What a method such as getById leads to: the element of its first argument; null for other segments.
+    ResourcePtr by_key(Context& context, const Segment& segment,
+                       std::initializer_list<std::string_view> methods);
 };
 
 ResourcePtr make_root(Context& context);
@@ -97,11 +100,16 @@ ResourcePtr make_users();
 Entity file_entity(const Context& context, std::shared_ptr<const Item> item);
 Entity folder_entity(const Context& context, std::shared_ptr<const Item> item);
 Entity user_entity(const User& user, std::string id);
+// Null for an unknown user.
+Node user_node(const Context& context, Id user, const std::string& id);
+std::string user_id(Id user);
 Entity library_entity(const Context& context, const Library& library);
 Entity list_item_entity(const Context& context, std::shared_ptr<const Item> item);
 Entity web_entity(const Context& context, const Web& web);
 Value effective_permissions(const User& user);
-std::string etag_of(const Item& item);
+
+// The operation that moves an item to the recycle bin.
+Outcome recycle(Context& context, const Item& item);
 
 // Applies $filter, $orderby, $skip and $top to a feed.
 Feed apply_feed_options(const Context& context, Feed feed);
@@ -117,9 +125,9 @@ Feed feed_of(std::vector<Element> elements, Make make) {
             },
             {}};
 }
-// The path itself, or the first with a number behind the name's stem that nothing stands at.
+// The path itself, or the first free one with a number after the name's stem.
 std::string free_path(Store& store, const std::string& path);
-// A server-relative path as an argument brings it: absolute addresses of this server are cut.
+// The server-relative path of an argument, which may be an absolute address of this server.
 std::string server_relative(const Context& context, std::string path);
 
 }  // namespace devserver::rest

@@ -1,5 +1,3 @@
-// The REST interface: from an address behind "/_api/" to an answer in the format asked for.
-// Owner: app/service; any thread.
 #include "rest/rest_api.h"
 
 #include <algorithm>
@@ -26,7 +24,7 @@ std::string effective_method(const http::Request& request) {
     return request.method == "POST" && !given.empty() ? to_upper(given) : request.method;
 }
 
-// Names in $select that an entity has neither as property nor as link are refused.
+// Throws for a name in $select that is neither a property nor a link of the entity.
 void check_selection(const Entity& entity, const odata::Projection& projection) {
     if (entity.polymorphic) return;
     for (const auto& name : projection.selected()) {
@@ -37,7 +35,7 @@ void check_selection(const Entity& entity, const odata::Projection& projection) 
     }
 }
 
-// Looks at the first element, so that a refusal comes before the answer has begun.
+// Checks the first element before the answer begins, since a refusal is possible no later.
 void check_feed(Feed& feed, const odata::Projection& projection) {
     auto first = std::make_shared<Entity>();
     if (!feed.next(*first)) {
@@ -103,7 +101,7 @@ http::Response respond(Outcome outcome, const Context& context) {
         if (!etag.empty()) response.headers.set("ETag", etag);
     }
     if (answer->node.kind == Node::Kind::feed) check_feed(*answer->node.feed, answer->projection);
-    response.producer = [answer, mode](http::BodySink& sink) { write_answer(*answer, mode, sink); };
+    response.producer = [answer, mode](BodySink& sink) { write_answer(*answer, mode, sink); };
     return response;
 }
 

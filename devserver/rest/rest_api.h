@@ -1,4 +1,4 @@
-// The REST interface: from an address behind "/_api/" to an answer in the format asked for.
+// The REST interface: from an address after "/_api/" to an answer in the format that the client asks for.
 // Owner: app/service; any thread.
 #pragma once
 #include "auth/digest.h"
@@ -11,7 +11,7 @@ namespace devserver::rest {
 class RestApi {
 public:
     RestApi(Store& store, FormDigests& digests) : m_store(store), m_digests(digests) {}
-    // True when the path is one of the interface's, whatever web stands in front.
+    // Whether the path is one of the interface's, in whichever web.
     static bool owns(const http::Request& request);
     // `batched`: the digest was checked for the batch as a whole.
     http::Response handle(http::Request& request, const User& user, bool batched = false);
@@ -25,7 +25,7 @@ private:
     FormDigests& m_digests;
 };
 
-// A refusal of the store in the interface's words.
+// The interface's error for a refusal of the store.
 odata::ApiError api_error_of(const StoreError& error, const std::string& server_url);
 
 }  // namespace devserver::rest

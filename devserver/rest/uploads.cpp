@@ -1,5 +1,3 @@
-// Uploads in pieces: start, go on, finish, cancel.
-// Owner: rest/; a request's thread alone.
 #include "rest/uploads.h"
 
 #include "base/text.h"

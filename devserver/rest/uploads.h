@@ -1,4 +1,4 @@
-// Uploads in pieces: start, go on, finish, cancel.
+// Uploads in pieces: start, continue, finish, cancel.
 // Owner: rest/; a request's thread alone.
 #pragma once
 #include <functional>

@@ -32,17 +32,25 @@ public:
             return nullptr;
         }
         if (!user) throw odata::user_not_found();
-        return make_user(*user, "Web/GetUserById(" + std::to_string(user->id) + ")");
+        return make_user(*user, user_id(user->id));
     }
     Outcome get(Context& context) override {
-        auto feed = feed_of(context.store.users(), [](const User& user) {
-            return user_entity(user, "Web/GetUserById(" + std::to_string(user.id) + ")");
-        });
+        auto feed = feed_of(context.store.users(),
+                            [](const User& user) { return user_entity(user, user_id(user.id)); });
         return Outcome::of(Node::of(apply_feed_options(context, std::move(feed))), "SiteUsers");
     }
 };
 
 }  // namespace
+
+std::string user_id(Id user) {
+    return "Web/GetUserById(" + std::to_string(user) + ")";
+}
+
+Node user_node(const Context& context, Id user, const std::string& id) {
+    auto record = context.store.user_by_id(user);
+    return record ? Node::of(user_entity(*record, id)) : Node::nothing();
+}
 
 Entity user_entity(const User& user, std::string id) {
     Entity entity;

@@ -1,5 +1,3 @@
-// The older versions of a document.
-// Owner: rest/; a request's thread alone.
 #include "rest/version_resource.h"
 
 #include <algorithm>
@@ -12,18 +10,13 @@ namespace {
 
 constexpr Link version_links[] = {{"CreatedBy"}};
 
-std::string file_id(const Item& file) {
-    return "Web/GetFileByServerRelativePath(decodedurl='" + replace_all(file.path, "'", "''") + "')";
-}
-
 Entity version_entity(const Context& context, const Item& file, const Version& version) {
     Entity entity;
     entity.type = "SP.FileVersion";
     entity.id = file_id(file) + "/Versions(" + std::to_string(version.ui_version) + ")";
     entity.links = version_links;
     entity.resolve = [context, version, id = entity.id](std::string_view) {
-        auto user = context.store.user_by_id(version.author);
-        return user ? Node::of(user_entity(*user, id + "/CreatedBy")) : Node::nothing();
+        return user_node(context, version.author, id + "/CreatedBy");
     };
     auto in_web = file.path.substr(context.web.path.empty() ? 1 : context.web.path.size() + 2);
     entity.add("CheckInComment", Value::of_text(version.comment));
@@ -56,9 +49,9 @@ public:
         if (segment.is("$value") || segment.is("OpenBinaryStream"))
             return std::make_unique<VersionContentResource>(m_version);
         if (!segment.is("CreatedBy")) return nullptr;
-        auto author = context.store.user_by_id(m_version.author);
-        if (!author) return make_node(Node::nothing(), "CreatedBy");
-        return make_user(*author, version_entity(context, m_file, m_version).id + "/CreatedBy");
+        return make_node(user_node(context, m_version.author,
+                                   version_entity(context, m_file, m_version).id + "/CreatedBy"),
+                         "CreatedBy");
     }
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
         if (!context.is_post() || !segment.is("DeleteObject")) return std::nullopt;
@@ -83,8 +76,7 @@ public:
     explicit VersionsResource(Item file) : m_file(std::move(file)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if (!segment.is("getById") || segment.arguments.empty()) return nullptr;
-        return key(context, segment.arguments[0].value);
+        return by_key(context, segment, {"getById"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {

@@ -2,8 +2,8 @@
 // Owner: rest/; a request's thread alone.
 
 #include "base/text.h"
+#include "content/sharing.h"
 #include "rest/file_resource.h"
-#include "rest/sharing.h"
 
 namespace devserver::rest {
 namespace {
@@ -31,17 +31,14 @@ Item root_folder(const Context& context, const Web& web) {
 }
 
 Node resolve_web_link(const Context& context, const Web& web, std::string_view name) {
-    if (name == "CurrentUser")
-        return Node::of(
-            user_entity(context.user, "Web/GetUserById(" + std::to_string(context.user.id) + ")"));
+    if (name == "CurrentUser") return Node::of(user_entity(context.user, user_id(context.user.id)));
     if (name == "Lists") return Node::of(libraries_feed(context, web));
     if (name == "RootFolder")
         return Node::of(folder_entity(context, std::make_shared<Item>(root_folder(context, web))));
     if (name == "EffectiveBasePermissions") return Node::of(effective_permissions(context.user));
     if (name == "SiteUsers") {
-        return Node::of(feed_of(context.store.users(), [](const User& user) {
-            return user_entity(user, "Web/GetUserById(" + std::to_string(user.id) + ")");
-        }));
+        return Node::of(feed_of(context.store.users(),
+                                [](const User& user) { return user_entity(user, user_id(user.id)); }));
     }
     if (name == "AllProperties") {
         Entity properties;
@@ -114,8 +111,7 @@ public:
             return segment.is("GetFileById") ? make_file(item->path, item) : make_folder(item->path, item);
         }
         if (segment.is("GetList") || segment.is("GetListUsingPath")) return list_at(context, argument);
-        if (segment.is("CurrentUser"))
-            return make_user(context.user, "Web/GetUserById(" + std::to_string(context.user.id) + ")");
+        if (segment.is("CurrentUser")) return make_user(context.user, user_id(context.user.id));
         if (segment.is("GetUserById") || segment.is("EnsureUser")) return user(context, segment, argument);
         if (segment.is("SiteUsers")) return make_users();
         if (segment.is("Lists")) return make_libraries(m_web);
@@ -183,7 +179,7 @@ private:
             throw ApiError(400, "-2146232832, Microsoft.SharePoint.SPException",
                            "The specified user " + argument + " could not be found.");
         if (!found) throw odata::user_not_found();
-        return make_user(*found, "Web/GetUserById(" + std::to_string(found->id) + ")");
+        return make_user(*found, user_id(found->id));
     }
 
     Web m_web;

@@ -1,5 +1,3 @@
-// SOAP envelopes: the operation that a request calls, its answer, and faults with such servers' error codes.
-// Owner: soap/; a request's thread alone.
 #include "soap/envelope.h"
 
 #include <cstdio>

@@ -27,14 +27,14 @@ SoapFault missing_parameter(const std::string& name);
 SoapFault access_denied();
 SoapFault fault_of(const StoreError& error, const std::string& server_url);
 
-// One operation with its parameters, as the body of an envelope brings it.
+// The operation in the body of an envelope, with its parameters.
 class Operation {
 public:
     // Throws SoapFault for what isn't an envelope with an operation in it.
     explicit Operation(const std::string& body);
     const std::string& name() const { return m_name.local; }
     const std::string& space() const { return m_name.space; }
-    // A parameter's text, nothing when it isn't there.
+    // A parameter's text; nothing when it is missing.
     std::optional<std::string> parameter(const std::string& name) const;
 
 private:
@@ -43,7 +43,7 @@ private:
     xml::Name m_name;
 };
 
-// An answer whose result element holds `result` as it stands.
+// An answer whose result element has `result` as its content, unescaped.
 http::Response answer(const Operation& operation, const std::string& result);
 // An answer without a result element.
 http::Response empty_answer(const Operation& operation);

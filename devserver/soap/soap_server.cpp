@@ -1,5 +1,3 @@
-// The SOAP services under "/_vti_bin/": Webs, UserGroup and Lists, in every web and at the root.
-// Owner: app/service; any thread.
 #include "soap/soap_server.h"
 
 #include "base/text.h"
@@ -17,7 +15,7 @@ constexpr ServiceRow services[] = {{"webs.asmx", soap_space, webs},
                                    {"usergroup.asmx", directory_space, user_group},
                                    {"lists.asmx", soap_space, lists}};
 
-// The action that a header names must be the operation of the body.
+// Throws when the SOAPAction header names another operation than the body.
 void check_action(const http::Request& request, const Operation& operation) {
     auto header = request.headers.get("SOAPAction");
     auto action = std::string(trim(header));
@@ -35,8 +33,7 @@ bool SoapServer::owns(const http::Request& request) {
 }
 
 http::Response SoapServer::handle(http::Request& request, const User& user) {
-    if (user.rights == Rights::none)
-        return http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+    if (user.rights == Rights::none) return http::forbidden();
     auto at = find_ignoring_case(request.path, folder);
     auto web = m_store.web_at(request.path.substr(0, at));
     auto name = to_lower(request.path.substr(at + folder.size()));
@@ -58,7 +55,7 @@ http::Response SoapServer::handle(http::Request& request, const User& user) {
             return fault_response(fault_of(error, request.base_url));
         }
     }
-    return http::make_response(404, "text/html; charset=utf-8", "<html><body>404 NOT FOUND</body></html>");
+    return http::not_found_page();
 }
 
 std::optional<std::string> path_of_page(const Call& call, const std::string& address) {

@@ -7,7 +7,7 @@
 
 namespace devserver::soap {
 
-// Who calls which operation in which web.
+// A call of an operation: the user, the web and the parameters.
 struct Call {
     Store& store;
     const User& user;

@@ -1,4 +1,4 @@
-// The service UserGroup: who somebody is.
+// The service UserGroup: information about users.
 // Owner: soap/; a request's thread alone.
 #include "soap/soap_server.h"
 

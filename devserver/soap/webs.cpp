@@ -1,4 +1,4 @@
-// The service Webs: which web a page lies in, and what a web is called.
+// The service Webs: the web of a page, and the title of a web.
 // Owner: soap/; a request's thread alone.
 #include "base/text.h"
 #include "soap/soap_server.h"

@@ -1,5 +1,3 @@
-// Contents of documents: one file each in a folder, under names that the store makes up.
-// Owner: store/; any thread.
 #include "store/blobs.h"
 
 #include <fcntl.h>
@@ -50,7 +48,7 @@ void BlobWriter::write(const char* data, std::size_t size) {
     m_size += static_cast<std::int64_t>(size);
 }
 
-void BlobWriter::write_all(http::BodySource& source) {
+void BlobWriter::write_all(BodySource& source) {
     std::vector<char> block(block_size);
     while (auto count = source.read(block.data(), block.size())) write(block.data(), count);
 }
@@ -68,20 +66,20 @@ std::unique_ptr<BlobWriter> Blobs::create() const {
     return std::make_unique<BlobWriter>(m_folder, random_guid());
 }
 
-std::shared_ptr<http::FileBody> Blobs::open(const std::string& name) const {
+std::shared_ptr<FileBody> Blobs::open(const std::string& name) const {
     int descriptor = ::open((m_folder + "/" + name).c_str(), O_RDONLY | O_CLOEXEC);
     struct stat information {};
     if (descriptor < 0 || ::fstat(descriptor, &information) != 0) {
         if (descriptor >= 0) ::close(descriptor);
         return nullptr;
     }
-    return std::make_shared<http::FileBody>(descriptor, static_cast<std::uint64_t>(information.st_size));
+    return std::make_shared<FileBody>(descriptor, static_cast<std::uint64_t>(information.st_size));
 }
 
-void Blobs::append(const std::string& name, http::BodySource& source, std::int64_t& added) const {
+void Blobs::append(const std::string& name, BodySource& source, std::int64_t& added) const {
     int descriptor = ::open((m_folder + "/" + name).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (descriptor < 0) throw std::runtime_error("cannot go on with an upload");
-    http::FileBody guard(descriptor, 0);
+    FileBody guard(descriptor, 0);
     std::vector<char> block(block_size);
     while (auto count = source.read(block.data(), block.size())) {
         write_fully(descriptor, block.data(), count);

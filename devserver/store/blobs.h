@@ -1,4 +1,4 @@
-// Contents of documents: one file each in a folder, under names that the store makes up.
+// Contents of documents: one file each in a folder, under random names.
 // Owner: store/; any thread.
 #pragma once
 #include <cstdint>
@@ -6,20 +6,20 @@
 #include <memory>
 #include <string>
 
-#include "http/message.h"
+#include "base/body.h"
 
 namespace devserver {
 
-// A content that is being written; removed again unless it is kept.
+// A content that is being written; removed unless it is kept.
 class BlobWriter {
 public:
     BlobWriter(std::string folder, std::string name);
     ~BlobWriter();
     BlobWriter(const BlobWriter&) = delete;
     BlobWriter& operator=(const BlobWriter&) = delete;
-    // Throws std::runtime_error when the disk refuses.
+    // Throws std::runtime_error when the disk is full or fails.
     void write(const char* data, std::size_t size);
-    void write_all(http::BodySource& source);
+    void write_all(BodySource& source);
     // The content stays; returns its name.
     std::string keep();
     std::int64_t size() const { return m_size; }
@@ -36,10 +36,10 @@ public:
     explicit Blobs(std::string folder);
     std::unique_ptr<BlobWriter> create() const;
     // Null when the content isn't there.
-    std::shared_ptr<http::FileBody> open(const std::string& name) const;
-    void append(const std::string& name, http::BodySource& source, std::int64_t& added) const;
+    std::shared_ptr<FileBody> open(const std::string& name) const;
+    void append(const std::string& name, BodySource& source, std::int64_t& added) const;
     void remove(const std::string& name) const;
-    // Removes what a killed run left behind; `is_known` tells which names are in use.
+    // Removes files that a killed process left behind; `is_known` tells which names are in use.
     void sweep(const std::function<bool(const std::string&)>& is_known) const;
 
 private:

@@ -40,7 +40,7 @@ constexpr char choice_separator = '\n';
 }  // namespace
 
 std::vector<Column> Store::columns(Id library) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Column> result;
     for (const auto& base : base_columns) {
         Column column;
@@ -65,29 +65,19 @@ std::vector<Column> Store::columns(Id library) {
         library);
     while (rows.step()) {
         Column column;
-        column.name = rows.text(0);
-        column.title = rows.text(1);
-        column.kind = static_cast<int>(rows.integer(2));
-        column.type_name = rows.text(3);
-        column.required = rows.integer(4) != 0;
-        column.description = rows.text(5);
-        column.default_value = rows.text(6);
-        if (auto choices = rows.text(7); !choices.empty()) column.choices = split(choices, choice_separator);
-        column.max_length = static_cast<int>(rows.integer(8));
-        column.display_format = static_cast<int>(rows.integer(9));
-        column.guid = rows.text(10);
+        std::string choices;
+        rows.read(column.name, column.title, column.kind, column.type_name, column.required,
+                  column.description, column.default_value, choices, column.max_length, column.display_format,
+                  column.guid, column.hidden, column.read_only, column.minimum, column.maximum);
+        if (!choices.empty()) column.choices = split(choices, choice_separator);
         column.group = "Custom Columns";
-        column.hidden = rows.integer(11) != 0;
-        column.read_only = rows.integer(12) != 0;
-        if (!rows.is_null(13)) column.minimum = rows.real(13);
-        if (!rows.is_null(14)) column.maximum = rows.real(14);
         result.push_back(column);
     }
     return result;
 }
 
 void Store::put_column(Id library, const Column& column) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::string choices;
     for (const auto& choice : column.choices) choices += (choices.empty() ? "" : "\n") + choice;
     auto guid = column.guid;
@@ -105,7 +95,7 @@ void Store::put_column(Id library, const Column& column) {
 }
 
 std::map<std::string, std::string> Store::values(Id item) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::map<std::string, std::string> result;
     auto rows = m_database.query("SELECT name, value FROM item_values WHERE item=?", item);
     while (rows.step()) result[rows.text(0)] = rows.text(1);
@@ -113,17 +103,14 @@ std::map<std::string, std::string> Store::values(Id item) {
 }
 
 Item Store::set_values(Id id, const std::map<std::string, std::string>& given, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
     require_writable(item, user);
     Transaction transaction(m_database);
     for (const auto& [name, value] : given)
         m_database.run("INSERT OR REPLACE INTO item_values VALUES (?,?,?)", id, name, value);
     if (!item.folder && item.checked_out_by == 0) {
-        push_version(item);
-        bool minor = library_of(item).minor_versions;
-        item.ui_version = minor ? item.ui_version + 1 : (item.major() + 1) * 512;
-        item.level = minor ? level::draft : level::published;
+        begin_version(item);
         item.comment.clear();
     }
     item.modified = now();

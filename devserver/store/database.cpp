@@ -1,5 +1,3 @@
-// A thin layer over SQLite: statements prepared once, parameters bound by position.
-// Owner: store/; guarded by the store's mutex.
 #include "store/database.h"
 
 #include <stdexcept>

@@ -1,9 +1,10 @@
 // A thin layer over SQLite: statements prepared once, parameters bound by position.
-// Owner: store/; guarded by the store's mutex.
+// Owner: store/; any thread, with the database locked.
 #pragma once
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,12 @@ public:
     std::string text(int column) const;
     double real(int column) const { return sqlite3_column_double(m_statement, column); }
     bool is_null(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
+    // Reads the row's columns in order into as many values.
+    template <typename... Values>
+    void read(Values&... values) const {
+        int column = 0;
+        (read_column(column++, values), ...);
+    }
 
     void bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
     void bind(int index, int value) { sqlite3_bind_int64(m_statement, index, value); }
@@ -40,6 +47,15 @@ public:
     void bind(int index, std::nullptr_t) { sqlite3_bind_null(m_statement, index); }
 
 private:
+    void read_column(int column, std::string& value) const { value = text(column); }
+    void read_column(int column, std::optional<double>& value) const {
+        value = is_null(column) ? std::nullopt : std::optional(real(column));
+    }
+    template <typename Number>
+    void read_column(int column, Number& value) const {
+        value = static_cast<Number>(integer(column));
+    }
+
     sqlite3_stmt* m_statement;
     sqlite3* m_database;
 };
@@ -51,6 +67,9 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
+    // Locked during an operation; the same thread may lock it again.
+    void lock() { m_mutex.lock(); }
+    void unlock() { m_mutex.unlock(); }
     void execute(const char* script);
     // A statement ready to step; only one use of the same text may be open at a time.
     template <typename... Values>
@@ -75,11 +94,14 @@ public:
 private:
     sqlite3_stmt* prepare(const char* sql);
 
+    std::recursive_mutex m_mutex;
     sqlite3* m_database = nullptr;
     std::unordered_map<std::string, sqlite3_stmt*> m_statements;
 };
 
-// Commits when told to, else rolls back; nested ones belong to the outermost.
+using DatabaseLock = std::lock_guard<Database>;
+
+// Rolls back unless it is committed; a nested one is part of the outermost.
 class Transaction {
 public:
     explicit Transaction(Database& database);

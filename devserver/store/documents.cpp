@@ -2,14 +2,30 @@
 // Owner: store/; any thread.
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "base/crypto.h"
 #include "store/store.h"
 
 namespace devserver {
+namespace {
+
+void take_content(Item& file, BlobWriter& content) {
+    file.size = content.size();
+    file.blob = content.keep();
+}
+
+// Makes a new file version 1.0 without a check-out, whatever the settings of its library.
+void publish_first(Item& file) {
+    file.ui_version = 512;
+    file.level = level::published;
+    file.checked_out_by = file.checked_out_at = 0;
+}
+
+}  // namespace
 
 bool Store::has_blob(const std::string& blob) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     return m_database
         .query(
             "SELECT 1 FROM items WHERE blob=?1 UNION SELECT 1 FROM versions WHERE blob=?1 "
@@ -35,13 +51,18 @@ void Store::require_writable(const Item& file, const User& user) {
         throw StoreError(Fault::locked, file.path, login_of(lock->user));
 }
 
+void Store::require_checked_in(const Item& file) {
+    if (file.checked_out_by != 0)
+        throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
+}
+
 void Store::push_version(const Item& file) {
     m_database.run("INSERT OR REPLACE INTO versions VALUES (?,?,?,?,?,?,?,?)", file.id, file.ui_version,
                    file.level, file.blob, file.size, file.modified, file.editor, file.comment);
 }
 
 std::vector<Version> Store::versions(Id file) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Version> result;
     auto rows = m_database.query(
         "SELECT ui_version, level, blob, comment, size, created, author FROM versions WHERE item=? ORDER BY "
@@ -49,16 +70,33 @@ std::vector<Version> Store::versions(Id file) {
         file);
     while (rows.step()) {
         Version version;
-        version.ui_version = static_cast<int>(rows.integer(0));
-        version.level = static_cast<int>(rows.integer(1));
-        version.blob = rows.text(2);
-        version.comment = rows.text(3);
-        version.size = rows.integer(4);
-        version.created = rows.integer(5);
-        version.author = rows.integer(6);
+        rows.read(version.ui_version, version.level, version.blob, version.comment, version.size,
+                  version.created, version.author);
         result.push_back(version);
     }
     return result;
+}
+
+// Keeps the present state as an older version, and gives the document the next number.
+void Store::begin_version(Item& file) {
+    push_version(file);
+    bool minor = library_of(file).minor_versions;
+    file.ui_version = minor ? file.ui_version + 1 : (file.major() + 1) * 512;
+    file.level = minor ? level::draft : level::published;
+}
+
+// Stores a changed document with another content; the old one is removed unless a version has it.
+Item Store::replace_content(Item file, const std::string& blob, std::int64_t size, Seconds modified,
+                            Transaction& transaction) {
+    auto old_blob = std::exchange(file.blob, blob);
+    file.size = size;
+    file.modified = modified;
+    ++file.etag;
+    ++file.content_tag;
+    save(file);
+    transaction.commit();
+    release_blob(old_blob);
+    return require_item(file.id);
 }
 
 std::optional<Version> Store::newest_version(Id file) {
@@ -76,7 +114,7 @@ void Store::save(const Item& file) {
         file.content_tag, file.ui_version, file.level, file.checked_out_by, file.checked_out_at, file.id);
 }
 
-// A file that isn't in the database yet, with the version and check-out that its library begins with.
+// A file that isn't in the database yet, with the first version and check-out of its library.
 Item Store::new_file(const Place& place, const std::string& path, const User& user) {
     if (place.parent.library == 0) throw StoreError(Fault::not_allowed_here, path);
     auto library = library_of(place.parent);
@@ -100,42 +138,35 @@ Item Store::new_file(const Place& place, const std::string& path, const User& us
 
 Item Store::add_file(std::string_view path, std::unique_ptr<BlobWriter> content, const User& user,
                      bool overwrite) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     if (auto existing = find(path)) {
         if (existing->folder || !overwrite) throw StoreError(Fault::already_exists, existing->path);
         return write(existing->id, std::move(content), user);
     }
     auto file = new_file(place_for(path), std::string(path), user);
-    file.size = content->size();
-    file.blob = content->keep();
+    take_content(file, *content);
     return require_item(insert_item(file));
 }
 
 Item Store::add_published(std::string_view path, std::unique_ptr<BlobWriter> content, Seconds modified,
                           const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = new_file(place_for(path), std::string(path), user);
     file.created = file.modified = modified;
-    file.ui_version = 512;
-    file.level = level::published;
-    file.checked_out_by = file.checked_out_at = 0;
-    file.size = content->size();
-    file.blob = content->keep();
+    publish_first(file);
+    take_content(file, *content);
     return require_item(insert_item(file));
 }
 
 void Store::add_many(std::string_view folder_path, int count, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     Transaction transaction(m_database);
     auto folder = create_folder(folder_path, user);
     auto content = m_blobs.create();
     content->write("%PDF-1.4\n%%EOF\n", 15);
     auto file = new_file({folder, ""}, folder.path, user);
-    file.ui_version = 512;
-    file.level = level::published;
-    file.checked_out_by = file.checked_out_at = 0;
-    file.size = content->size();
-    file.blob = content->keep();
+    publish_first(file);
+    take_content(file, *content);
     for (int i = 1; i <= count; ++i) {
         char name[32];
         std::snprintf(name, sizeof name, "file %05d.pdf", i);
@@ -148,37 +179,26 @@ void Store::add_many(std::string_view folder_path, int count, const User& user) 
 
 Item Store::write(Id id, std::unique_ptr<BlobWriter> content, const User& user, bool force,
                   std::optional<Seconds> modified) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     if (!force) require_writable(file, user);
     auto library = library_of(file);
     if (library.force_checkout && file.checked_out_by == 0 && !force)
         throw StoreError(Fault::must_check_out, file.path);
     Transaction transaction(m_database);
-    auto old_blob = file.blob;
     if (file.level != level::checked_out) {
-        push_version(file);
-        file.ui_version = library.minor_versions ? file.ui_version + 1 : (file.major() + 1) * 512;
-        file.level = library.minor_versions ? level::draft : level::published;
+        begin_version(file);
         file.comment.clear();
     }
-    file.size = content->size();
-    file.blob = content->keep();
-    file.modified = modified.value_or(now());
     file.editor = user.id;
-    ++file.etag;
-    ++file.content_tag;
-    save(file);
-    transaction.commit();
-    release_blob(old_blob);
-    return require_item(id);
+    auto size = content->size();
+    return replace_content(file, content->keep(), size, modified.value_or(now()), transaction);
 }
 
 Item Store::check_out(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
-    if (file.checked_out_by != 0)
-        throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
+    require_checked_in(file);
     require_writable(file, user);
     Transaction transaction(m_database);
     push_version(file);
@@ -194,7 +214,7 @@ Item Store::check_out(Id id, const User& user) {
 }
 
 Item Store::undo_check_out(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     if (file.checked_out_by == 0) throw StoreError(Fault::not_checked_out, file.path);
     require_writable(file, user);
@@ -231,7 +251,7 @@ void Store::require_columns(const Item& file) {
 }
 
 Item Store::check_in(Id id, const std::string& comment, CheckInType type, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     if (file.checked_out_by == 0) throw StoreError(Fault::not_checked_out, file.path);
     require_writable(file, user);
@@ -259,11 +279,10 @@ Item Store::check_in(Id id, const std::string& comment, CheckInType type, const 
 }
 
 Item Store::publish(Id id, const std::string& comment, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
-    if (file.checked_out_by != 0)
-        throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
+    require_checked_in(file);
     if (file.minor() != 0) {
         file.ui_version = (file.major() + 1) * 512;
         file.level = level::published;
@@ -275,15 +294,14 @@ Item Store::publish(Id id, const std::string& comment, const User& user) {
 }
 
 Item Store::unpublish(Id id, const std::string& comment, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
-    if (file.checked_out_by != 0)
-        throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
+    require_checked_in(file);
     if (file.minor() == 0 && library_of(file).minor_versions) {
         file.ui_version = (file.major() - 1) * 512 + 1;
-        while (std::ranges::any_of(versions(id),
-                                   [&](const Version& v) { return v.ui_version == file.ui_version; }))
+        auto older = versions(id);
+        while (std::ranges::find(older, file.ui_version, &Version::ui_version) != older.end())
             ++file.ui_version;
         file.level = level::draft;
         ++file.etag;
@@ -294,11 +312,11 @@ Item Store::unpublish(Id id, const std::string& comment, const User& user) {
 }
 
 void Store::remove_version(Id id, int ui_version, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
     auto all = versions(id);
-    auto found = std::ranges::find_if(all, [&](const Version& v) { return v.ui_version == ui_version; });
+    auto found = std::ranges::find(all, ui_version, &Version::ui_version);
     bool is_base = file.checked_out_by != 0 && !all.empty() && all.back().ui_version == ui_version;
     if (found == all.end() || is_base) throw StoreError(Fault::version_not_found, file.path);
     m_database.run("DELETE FROM versions WHERE item=? AND ui_version=?", id, ui_version);
@@ -306,30 +324,16 @@ void Store::remove_version(Id id, int ui_version, const User& user) {
 }
 
 Item Store::restore_version(Id id, int ui_version, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto file = require_file(id);
     require_writable(file, user);
     auto all = versions(id);
-    auto found = std::ranges::find_if(all, [&](const Version& v) { return v.ui_version == ui_version; });
+    auto found = std::ranges::find(all, ui_version, &Version::ui_version);
     if (found == all.end()) throw StoreError(Fault::version_not_found, file.path);
     Transaction transaction(m_database);
-    auto old_blob = file.blob;
-    if (file.level != level::checked_out) {
-        push_version(file);
-        bool minor = library_of(file).minor_versions;
-        file.ui_version = minor ? file.ui_version + 1 : (file.major() + 1) * 512;
-        file.level = minor ? level::draft : level::published;
-    }
-    file.blob = found->blob;
-    file.size = found->size;
-    file.modified = now();
+    if (file.level != level::checked_out) begin_version(file);
     file.editor = user.id;
-    ++file.etag;
-    ++file.content_tag;
-    save(file);
-    transaction.commit();
-    release_blob(old_blob);
-    return require_item(id);
+    return replace_content(file, found->blob, found->size, now(), transaction);
 }
 
 }  // namespace devserver

@@ -60,13 +60,17 @@ struct Item {
 
     int major() const { return ui_version / 512; }
     int minor() const { return ui_version % 512; }
-    // Win32's, as eight hexadecimal digits; what no client has set is a folder or an archived file.
+    // Win32's attributes as eight hexadecimal digits; by default those of a folder or an archived file.
     std::string win32_attributes() const {
         if (!attributes.empty()) return attributes;
         return folder ? "00000010" : "00000020";
     }
     std::string version_label() const { return std::to_string(major()) + "." + std::to_string(minor()); }
 };
+
+// The entity tag of an item, quoted, as every protocol shows it.
+std::string etag_of(const Item& item);
+std::string resource_tag_of(const Item& item);
 
 struct Version {
     int ui_version = 512, level = level::published;
@@ -89,15 +93,15 @@ struct Column {
     std::string guid;
 };
 
-// A write lock on a document; the check-out's own lock isn't kept here.
+// A write lock on a document; a check-out isn't one of these.
 struct WriteLock {
-    std::string token, owner;  // `owner` is what the client said of itself, as XML content
+    std::string token, owner;  // `owner` is the text that the client gave, as XML content
     Id item = 0, user = 0;
     int timeout = 0;  // seconds
     Seconds expires = 0;
 };
 
-// A property that the server keeps for clients without knowing it; the value is XML content.
+// A property that the server only stores for clients; the value is XML content.
 struct FreeProperty {
     std::string space, name, value;
 };

@@ -52,16 +52,6 @@ CREATE TABLE IF NOT EXISTS free_properties (
     PRIMARY KEY (item, space, name));
 CREATE TABLE IF NOT EXISTS uploads (
     id TEXT PRIMARY KEY, item INTEGER NOT NULL, user INTEGER NOT NULL, blob TEXT NOT NULL, size INTEGER NOT NULL);
-CREATE TABLE IF NOT EXISTS tokens (
-    hash TEXT PRIMARY KEY, kind TEXT NOT NULL, user INTEGER NOT NULL, expires INTEGER NOT NULL,
-    scope TEXT NOT NULL, client TEXT NOT NULL);
-CREATE TABLE IF NOT EXISTS device_codes (
-    hash TEXT PRIMARY KEY, user_code TEXT NOT NULL, client TEXT NOT NULL, scope TEXT NOT NULL,
-    expires INTEGER NOT NULL, last_poll INTEGER NOT NULL, interval INTEGER NOT NULL, user INTEGER NOT NULL,
-    denied INTEGER NOT NULL);
-CREATE TABLE IF NOT EXISTS authorization_codes (
-    hash TEXT PRIMARY KEY, client TEXT NOT NULL, scope TEXT NOT NULL, redirect_uri TEXT NOT NULL,
-    challenge TEXT NOT NULL, user INTEGER NOT NULL, expires INTEGER NOT NULL);
 )sql");
 }
 

@@ -1,5 +1,3 @@
-// The store's site, accounts and small settings.
-// Owner: app/main makes one; any thread.
 #include "store/store.h"
 
 #include <sys/stat.h>
@@ -26,17 +24,23 @@ std::string display_name(std::string name) {
 
 User read_user(const Statement& row) {
     User user;
-    user.id = row.integer(0);
-    user.name = row.text(1);
-    user.login = row.text(2);
-    user.title = row.text(3);
-    user.email = row.text(4);
-    user.password = row.text(5);
-    user.rights = static_cast<Rights>(row.integer(6));
+    row.read(user.id, user.name, user.login, user.title, user.email, user.password, user.rights);
     return user;
 }
 
+#define SELECT_USERS "SELECT id, name, login, title, email, password, rights FROM users "
+
 constexpr const char* mail_domain = "contoso.example";
+
+Library read_library(const Statement& row) {
+    Library library;
+    row.read(library.id, library.web, library.root_item, library.guid, library.title, library.minor_versions,
+             library.force_checkout, library.created);
+    return library;
+}
+
+#define SELECT_LIBRARIES \
+    "SELECT id, web, root_item, guid, title, minor_versions, force_checkout, created FROM libraries "
 
 std::string make_login(LoginForm form, const std::string& name) {
     if (form == LoginForm::windows) return "i:0#.w|contoso\\" + to_lower(name);
@@ -55,9 +59,10 @@ Store::Store(const std::string& folder) : m_database(prepare_folder(folder)), m_
 void Store::load_webs() {
     m_webs.clear();
     auto rows = m_database.query("SELECT id, path, guid, title, root_item, created FROM webs");
-    while (rows.step())
-        m_webs.push_back(
-            {rows.integer(0), rows.text(1), rows.text(2), rows.text(3), rows.integer(4), rows.integer(5)});
+    while (rows.step()) {
+        auto& web = m_webs.emplace_back();
+        rows.read(web.id, web.path, web.guid, web.title, web.root_item, web.created);
+    }
     std::stable_sort(m_webs.begin(), m_webs.end(),
                      [](const Web& a, const Web& b) { return a.path.size() > b.path.size(); });
 }
@@ -76,7 +81,7 @@ Id Store::make_root_item(const std::string& name, Id parent, Id library) {
 
 void Store::set_up_site(const std::string& site_path, const std::string& library_title, bool force_checkout,
                         bool minor_versions) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     Transaction transaction(m_database);
     for (const std::string& path : {std::string(), site_path}) {
         if (std::any_of(m_webs.begin(), m_webs.end(),
@@ -106,7 +111,7 @@ void Store::set_up_site(const std::string& site_path, const std::string& library
 }
 
 void Store::put_user(const std::string& name, const std::string& password, Rights rights) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto email = name + "@" + mail_domain;
     m_database.run(
         "INSERT INTO users (name, login, title, email, password, rights) VALUES (?,?,?,?,?,?) "
@@ -115,39 +120,36 @@ void Store::put_user(const std::string& name, const std::string& password, Right
 }
 
 std::optional<User> Store::user_by_name(std::string_view name) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto row = m_database.query(
-        "SELECT id, name, login, title, email, password, rights FROM users "
-        "WHERE name=?1 OR login=?1 COLLATE NOCASE OR email=?1 COLLATE NOCASE",
-        name);
+        SELECT_USERS "WHERE name=?1 OR login=?1 COLLATE NOCASE OR email=?1 COLLATE NOCASE", name);
     if (!row.step()) return std::nullopt;
     return read_user(row);
 }
 
 std::optional<User> Store::user_by_id(Id id) {
-    Lock lock(m_mutex);
-    auto row =
-        m_database.query("SELECT id, name, login, title, email, password, rights FROM users WHERE id=?", id);
+    DatabaseLock lock(m_database);
+    auto row = m_database.query(SELECT_USERS "WHERE id=?", id);
     if (!row.step()) return std::nullopt;
     return read_user(row);
 }
 
 std::vector<User> Store::users() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<User> result;
-    auto rows =
-        m_database.query("SELECT id, name, login, title, email, password, rights FROM users ORDER BY id");
+    auto rows = m_database.query(SELECT_USERS "ORDER BY id");
     while (rows.step()) result.push_back(read_user(rows));
     return result;
 }
 
 std::string Store::login_of(Id user) {
+    DatabaseLock lock(m_database);
     auto record = user_by_id(user);
     return record ? record->login : std::string();
 }
 
 std::string Store::secret(const std::string& purpose) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     {
         auto row = m_database.query("SELECT value FROM settings WHERE name=?", "secret:" + purpose);
         if (row.step()) return row.text(0);
@@ -157,23 +159,23 @@ std::string Store::secret(const std::string& purpose) {
 }
 
 void Store::renew_secret(const std::string& purpose) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     m_database.run("INSERT OR REPLACE INTO settings VALUES (?, ?)", "secret:" + purpose,
                    hex_encode(random_bytes(32)));
 }
 
 bool Store::is_seeded() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     return m_database.query("SELECT 1 FROM settings WHERE name='seeded'").step();
 }
 
 void Store::set_seeded() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     m_database.run("INSERT OR REPLACE INTO settings VALUES ('seeded', '1')");
 }
 
 Web Store::site() {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::string path;
     {
         auto row = m_database.query("SELECT value FROM settings WHERE name='site'");
@@ -187,7 +189,7 @@ Web Store::root_web() {
 }
 
 std::optional<Web> Store::web_at(std::string_view path) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     while (!path.empty() && path.front() == '/') path.remove_prefix(1);
     while (!path.empty() && path.back() == '/') path.remove_suffix(1);
     for (const auto& web : m_webs)
@@ -196,7 +198,7 @@ std::optional<Web> Store::web_at(std::string_view path) {
 }
 
 Web Store::web_of(std::string_view path) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     while (!path.empty() && path.front() == '/') path.remove_prefix(1);
     for (const auto& web : m_webs) {
         if (!starts_with_ignoring_case(path, web.path)) continue;
@@ -205,38 +207,17 @@ Web Store::web_of(std::string_view path) {
     throw std::runtime_error("the store has no root web");
 }
 
-namespace {
-constexpr const char* library_columns =
-    "id, web, root_item, guid, title, minor_versions, force_checkout, created";
-
-Library read_library(const Statement& row) {
-    Library library;
-    library.id = row.integer(0);
-    library.web = row.integer(1);
-    library.root_item = row.integer(2);
-    library.guid = row.text(3);
-    library.title = row.text(4);
-    library.minor_versions = row.integer(5) != 0;
-    library.force_checkout = row.integer(6) != 0;
-    library.created = row.integer(7);
-    return library;
-}
-}  // namespace
-
 std::vector<Library> Store::libraries(Id web) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Library> result;
-    static const std::string sql =
-        std::string("SELECT ") + library_columns + " FROM libraries WHERE web=? ORDER BY id";
-    auto rows = m_database.query(sql.c_str(), web);
+    auto rows = m_database.query(SELECT_LIBRARIES "WHERE web=? ORDER BY id", web);
     while (rows.step()) result.push_back(read_library(rows));
     return result;
 }
 
 std::optional<Library> Store::library(Id id) {
-    Lock lock(m_mutex);
-    static const std::string sql = std::string("SELECT ") + library_columns + " FROM libraries WHERE id=?";
-    auto row = m_database.query(sql.c_str(), id);
+    DatabaseLock lock(m_database);
+    auto row = m_database.query(SELECT_LIBRARIES "WHERE id=?", id);
     if (!row.step()) return std::nullopt;
     return read_library(row);
 }

@@ -1,9 +1,8 @@
-// Everything that the site remembers: accounts, webs, libraries, documents, versions, check-outs, tokens.
-// Owner: app/main makes one; every operation takes the store's lock and may be called from any thread.
+// Everything that the site remembers: accounts, webs, libraries, documents, versions, check-outs.
+// Owner: app/main makes one; every operation locks the database and may be called from any thread.
 #pragma once
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -31,7 +30,7 @@ enum class Fault {
     not_allowed_here,
 };
 
-// A refusal of the store; `subject` is the path or name concerned, `who` the login in the way.
+// A refusal of the store; `subject` is the path or name concerned, `who` the login of the user who blocks it.
 struct StoreError : std::runtime_error {
     StoreError(Fault what, std::string about, std::string whom = {})
         : std::runtime_error("store refused: " + about),
@@ -44,26 +43,6 @@ struct StoreError : std::runtime_error {
 
 enum class CheckInType { minor = 0, major = 1, overwrite = 2 };
 
-struct Token {
-    Id user = 0;
-    Seconds expires = 0;
-    std::string scope, client;
-};
-
-struct DeviceCode {
-    std::string user_code, client, scope;
-    Seconds expires = 0, last_poll = 0;
-    int interval = 1;
-    Id user = 0;  // 0: nobody has approved it yet
-    bool denied = false;
-};
-
-struct AuthorizationCode {
-    std::string client, scope, redirect_uri, challenge;
-    Id user = 0;
-    Seconds expires = 0;
-};
-
 struct Upload {
     Id item = 0, user = 0;
     std::string blob;
@@ -73,15 +52,19 @@ struct Upload {
 class Store {
 public:
     explicit Store(const std::string& folder);
+    // For tables of other classes.
+    Database& database() { return m_database; }
 
     // --- Site and accounts
     void set_up_site(const std::string& site_path, const std::string& library_title, bool force_checkout,
                      bool minor_versions);
-    // The login names that users get who aren't known yet.
+    // The form of login names for new users.
     void use_logins(LoginForm form) { m_login_form = form; }
     void put_user(const std::string& name, const std::string& password, Rights rights);
     std::optional<User> user_by_name(std::string_view name);  // also by login and by mail address
     std::optional<User> user_by_id(Id id);
+    // Empty for an unknown user.
+    std::string login_of(Id user);
     std::vector<User> users();
     std::string secret(const std::string& purpose);  // random, made once
     void renew_secret(const std::string& purpose);
@@ -89,7 +72,7 @@ public:
     void set_seeded();
     Web site();
     Web root_web();
-    // The web that a server-relative path lies in.
+    // The web of a server-relative path.
     Web web_of(std::string_view path);
     std::optional<Web> web_at(std::string_view path);
     std::vector<Library> libraries(Id web);
@@ -109,7 +92,7 @@ public:
 
     // --- Documents
     const Blobs& blobs() const { return m_blobs; }
-    // Throws what would stop this user from writing the document now.
+    // Throws when the user can't write the document now.
     void require_writable(const Item& file, const User& user);
     Item add_file(std::string_view path, std::unique_ptr<BlobWriter> content, const User& user,
                   bool overwrite);
@@ -140,7 +123,7 @@ public:
     std::map<Id, WriteLock> write_locks();
     // False when there is a lock on the item already.
     bool add_write_lock(const WriteLock& lock);
-    // Stores the lock's new end.
+    // Stores the lock's new timeout and end.
     void extend_write_lock(const WriteLock& lock);
     void drop_write_lock(Id item);
     std::vector<FreeProperty> free_properties(Id item);
@@ -156,26 +139,7 @@ public:
     Item finish_upload(const std::string& id, const User& user);
     void cancel_upload(const std::string& id);
 
-    // --- Tokens; only their hashes are kept
-    void put_token(const std::string& value, const std::string& kind, const Token& token);
-    std::optional<Token> token(const std::string& value, const std::string& kind);
-    // False when it was gone already.
-    bool drop_token(const std::string& value);
-    void expire_tokens(const std::string& kind);
-    void put_device_code(const std::string& code, const DeviceCode& record);
-    std::optional<DeviceCode> device_code(const std::string& code);
-    std::optional<std::string> pending_user_code(const std::string& user_code);
-    // What the person decided; user 0 and `denied` for no.
-    void decide_device_code(const std::string& code, Id user, bool denied);
-    void note_device_poll(const std::string& code, Seconds last_poll, int interval);
-    // False when it was gone already.
-    bool drop_device_code(const std::string& code);
-    void put_authorization_code(const std::string& code, const AuthorizationCode& grant);
-    // What a code that hasn't expired stands for; it is gone afterwards.
-    std::optional<AuthorizationCode> take_authorization_code(const std::string& code);
-
 private:
-    using Lock = std::lock_guard<std::recursive_mutex>;
     struct Place {
         Item parent;
         std::string name;
@@ -192,20 +156,23 @@ private:
     bool has_blob(const std::string& blob);
     void release_blob(const std::string& blob);
     void push_version(const Item& file);
+    void begin_version(Item& file);
+    Item replace_content(Item file, const std::string& blob, std::int64_t size, Seconds modified,
+                         Transaction& transaction);
+    void require_checked_in(const Item& file);
     std::optional<Version> newest_version(Id file);
     void save(const Item& file);
     void require_columns(const Item& file);
     Id insert_item(const Item& item);
     void remove_tree(const Item& item);
     void require_tree_free(const Item& item, const User& user);
+    void require_movable(const Item& item, const User& user);
     Item new_file(const Place& place, const std::string& path, const User& user);
-    std::string login_of(Id user);
     Library library_of(const Item& item);
     bool target_taken(const Place& place, Id mover, bool overwrite, const User& user);
 
     Database m_database;
     Blobs m_blobs;
-    std::recursive_mutex m_mutex;
     LoginForm m_login_form = LoginForm::membership;
     std::vector<Web> m_webs;  // longest path first
 };

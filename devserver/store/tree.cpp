@@ -33,26 +33,10 @@ bool is_valid_name(std::string_view name) {
 
 Item Store::read_item(const Statement& row, const std::string& parent_path) const {
     Item item;
-    item.id = row.integer(0);
-    item.guid = row.text(1);
-    item.parent = row.integer(2);
-    item.library = row.integer(3);
-    item.name = row.text(4);
-    item.folder = row.integer(5) != 0;
-    item.created = row.integer(6);
-    item.modified = row.integer(7);
-    item.author = row.integer(8);
-    item.editor = row.integer(9);
-    item.blob = row.text(10);
-    item.comment = row.text(11);
-    item.attributes = row.text(12);
-    item.size = row.integer(13);
-    item.etag = row.integer(14);
-    item.content_tag = row.integer(15);
-    item.ui_version = static_cast<int>(row.integer(16));
-    item.level = static_cast<int>(row.integer(17));
-    item.checked_out_by = row.integer(18);
-    item.checked_out_at = row.integer(19);
+    row.read(item.id, item.guid, item.parent, item.library, item.name, item.folder, item.created,
+             item.modified, item.author, item.editor, item.blob, item.comment, item.attributes, item.size,
+             item.etag, item.content_tag, item.ui_version, item.level, item.checked_out_by,
+             item.checked_out_at);
     for (const auto& web : m_webs)
         if (web.root_item == item.id) {
             item.path = web.server_relative_url();
@@ -78,7 +62,7 @@ std::string Store::path_of(Id id) {
 }
 
 std::optional<Item> Store::item(Id id) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto path = path_of(id);
     auto row = m_database.query("SELECT " ITEM_COLUMNS " FROM items i WHERE id=?", id);
     if (!row.step()) return std::nullopt;
@@ -88,7 +72,7 @@ std::optional<Item> Store::item(Id id) {
 }
 
 std::optional<Item> Store::item_by_guid(std::string_view guid) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     Id id = 0;
     {
         auto row =
@@ -100,7 +84,7 @@ std::optional<Item> Store::item_by_guid(std::string_view guid) {
 }
 
 std::optional<Item> Store::find(std::string_view path) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto web = web_of(path);
     auto parts = path_parts(path);
     auto skipped = path_parts(web.path).size();
@@ -120,7 +104,7 @@ std::optional<Item> Store::find(std::string_view path) {
 }
 
 std::vector<Item> Store::children(const Item& folder, bool folders) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Item> result;
     auto rows =
         m_database.query("SELECT " ITEM_COLUMNS
@@ -135,7 +119,7 @@ std::vector<Item> Store::children(const Item& folder, bool folders) {
 }
 
 std::vector<Item> Store::library_items(Id library, Id after, int limit) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     std::vector<Id> ids;
     {
         auto rows = m_database.query(
@@ -188,7 +172,7 @@ Id Store::insert_item(const Item& item) {
 }
 
 Item Store::create_folder(std::string_view path, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto place = place_for(path);
     if (auto existing = find(path)) {
         if (!existing->folder) throw StoreError(Fault::already_exists, existing->path);
@@ -212,6 +196,13 @@ void Store::require_tree_free(const Item& item, const User& user) {
         for (const auto& child : children(item, folders)) require_tree_free(child, user);
 }
 
+// Throws for sites and libraries, and for what another user has locked or checked out.
+void Store::require_movable(const Item& item, const User& user) {
+    if (item.library == 0 || library_of(item).root_item == item.id)
+        throw StoreError(Fault::not_allowed_here, item.path);
+    require_tree_free(item, user);
+}
+
 void Store::remove_tree(const Item& item) {
     if (item.folder)
         for (bool folders : {false, true})
@@ -227,28 +218,23 @@ void Store::remove_tree(const Item& item) {
 }
 
 void Store::remove(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
-    auto library = library_of(item);
-    if (item.library == 0 || library.root_item == item.id)
-        throw StoreError(Fault::not_allowed_here, item.path);
-    require_tree_free(item, user);
+    require_movable(item, user);
     Transaction transaction(m_database);
     remove_tree(item);
     transaction.commit();
 }
 
 std::string Store::recycle(Id id, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
-    if (item.library == 0 || library_of(item).root_item == item.id)
-        throw StoreError(Fault::not_allowed_here, item.path);
-    require_tree_free(item, user);
+    require_movable(item, user);
     m_database.run("UPDATE items SET parent=NULL, recycled_from=? WHERE id=?", item.path, id);
     return random_guid();
 }
 
-// True when the place is free for `mover`, after an overwritten file has gone.
+// Whether something else is at the place; a file that may be overwritten is removed first.
 bool Store::target_taken(const Place& place, Id mover, bool overwrite, const User& user) {
     auto existing = find((place.parent.path == "/" ? "" : place.parent.path) + "/" + place.name);
     if (!existing || existing->id == mover) return false;
@@ -259,14 +245,13 @@ bool Store::target_taken(const Place& place, Id mover, bool overwrite, const Use
 }
 
 Item Store::move(Id id, std::string_view new_path, bool overwrite, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto item = require_item(id);
     auto place = place_for(new_path);
-    if (item.library == 0 || library_of(item).root_item == item.id || place.parent.library == 0)
-        throw StoreError(Fault::not_allowed_here, item.path);
+    if (place.parent.library == 0) throw StoreError(Fault::not_allowed_here, item.path);
     for (auto above = std::optional<Item>(place.parent); above; above = this->item(above->parent))
         if (above->id == item.id) throw StoreError(Fault::not_allowed_here, item.path);
-    require_tree_free(item, user);
+    require_movable(item, user);
     Transaction transaction(m_database);
     if (target_taken(place, id, overwrite, user))
         throw StoreError(Fault::already_exists, std::string(new_path));
@@ -278,7 +263,7 @@ Item Store::move(Id id, std::string_view new_path, bool overwrite, const User& u
 }
 
 Item Store::copy(Id id, std::string_view new_path, bool overwrite, const User& user) {
-    Lock lock(m_mutex);
+    DatabaseLock lock(m_database);
     auto source = require_item(id);
     if (source.folder) {
         if (find(new_path)) throw StoreError(Fault::already_exists, std::string(new_path));

@@ -1,4 +1,4 @@
-// Documents over REST: names, versions, check-outs, digests, columns, moving, and what a restart keeps.
+// Documents over REST: names, versions, check-outs, digests, columns, moving, and restarts.
 // Owner: devserver/rest and devserver/store.
 #include <gtest/gtest.h>
 
@@ -78,7 +78,7 @@ TEST_F(Documents, AwkwardNamesSurviveEveryOperation) {
     }
 }
 
-TEST_F(Documents, CheckInTypesGiveTheVersionsTheyStandFor) {
+TEST_F(Documents, EachCheckInTypeGivesItsVersion) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
     auto edit = [&](const std::string& text, int type, const std::string& comment) {
@@ -115,19 +115,23 @@ TEST_F(Documents, CheckInTypesGiveTheVersionsTheyStandFor) {
                  "it's here");
 }
 
-TEST_F(Documents, ACheckOutKeepsOthersOutUntilItEnds) {
+TEST_F(Documents, ACheckOutBlocksOthersUntilItEnds) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice"), bob(server, "bob");
     ASSERT_EQ(alice.change("POST", file_url("a.pdf") + "/CheckOut()").status, 200);
     ASSERT_EQ(alice.change("PUT", file_url("a.pdf") + "/$value", "alice's draft").status, 204);
     struct Row {
-        const char* method;
-        const char* operation;
+        const char *method, *operation;
     };
-    for (auto row :
-         {Row{"PUT", "/$value"}, Row{"POST", "/CheckOut()"}, Row{"POST", "/CheckIn(checkintype=1)"},
-          Row{"POST", "/undocheckout()"}, Row{"DELETE", ""},
-          Row{"POST", "/moveto('/sites/team/Shared%20Documents/b.pdf',flags=1)"}}) {
+    const Row rows[] = {
+        {.method = "PUT", .operation = "/$value"},
+        {.method = "POST", .operation = "/CheckOut()"},
+        {.method = "POST", .operation = "/CheckIn(checkintype=1)"},
+        {.method = "POST", .operation = "/undocheckout()"},
+        {.method = "DELETE", .operation = ""},
+        {.method = "POST", .operation = "/moveto('/sites/team/Shared%20Documents/b.pdf',flags=1)"},
+    };
+    for (const auto& row : rows) {
         auto reply = bob.change(row.method, file_url("a.pdf") + row.operation,
                                 row.method == std::string("PUT") ? "bob's" : "");
         EXPECT_EQ(reply.status, 423) << row.operation;
@@ -161,7 +165,7 @@ TEST_F(Documents, AFileWithoutACheckedInVersionCannotBeDiscarded) {
     EXPECT_EQ(alice.change("PUT", file_url("n.pdf") + "/$value", "y").status, 423) << "not checked out";
 }
 
-TEST_F(Documents, ARequiredColumnStopsACheckInUntilItIsFilled) {
+TEST_F(Documents, ARequiredColumnPreventsACheckInUntilItIsFilled) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
     auto defined = server.send({.method = "POST",
@@ -219,7 +223,7 @@ TEST_F(Documents, EveryChangeNeedsAValidDigestOfTheSameUser) {
     EXPECT_EQ(put(alice.digest()).status, 204);
 }
 
-TEST_F(Documents, MissingThingsAnswerWithTheirCodes) {
+TEST_F(Documents, MissingItemsAnswerWithTheirCodes) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
     auto missing = alice.get(file_url("none.pdf"));
@@ -305,7 +309,7 @@ TEST_F(Documents, PiecesOfAnUploadBecomeOneDocument) {
     EXPECT_EQ(content(alice, "p.bin"), "abcdefg");
 }
 
-TEST_F(Documents, SharingLinksAndPlainAddressesLeadToTheDocument) {
+TEST_F(Documents, SharingLinksAndPlainAddressesReachTheDocument) {
     seed.write("a.pdf", "%PDF");
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");

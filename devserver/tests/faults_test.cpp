@@ -45,7 +45,7 @@ protected:
     std::optional<Client> alice;
 };
 
-TEST_F(Faults, StallsEndInTheClientsTimeout) {
+TEST_F(Faults, StallsEndWithTheClientsTimeout) {
     for (const char* fault :
          {R"({"kind":"stall"})", R"({"kind":"stall-headers"})", R"({"kind":"stall-body","after":5000})"}) {
         spoil_content(fault);
@@ -112,7 +112,7 @@ TEST_F(Faults, AnswersAreReplaced) {
     EXPECT_EQ(loop.curl_code, CURLE_TOO_MANY_REDIRECTS);
 }
 
-TEST_F(Faults, ChangesBehindTheClientsBack) {
+TEST_F(Faults, DocumentsChangeDuringARequest) {
     auto put = [&](const std::string& text) { return put_content(text).status; };
     spoil_content(R"({"kind":"stale-digest"})");
     EXPECT_EQ(put("lost"), 403);
@@ -130,7 +130,7 @@ TEST_F(Faults, ChangesBehindTheClientsBack) {
     EXPECT_EQ(get_content().body, "arrived all the same");
 }
 
-TEST_F(Faults, RulesCountAndAreCheckedBeforeTheyAreTaken) {
+TEST_F(Faults, RulesCountRequestsAndAreCheckedFirst) {
     inject(
         R"([{"match":{"method":"GET","path_regex":"a\\.pdf'\\)/\\$value$","nth":2,"times":2},"fault":{"kind":"status","status":503}}])");
     std::vector<int> seen;

@@ -1,4 +1,4 @@
-// The pages of signing in: the site's own, which sets cookies, and the authority's, which gives a code.
+// The sign-in pages: the site's own, which sets cookies, and the authority's, which gives a code.
 // Owner: devserver/auth.
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ protected:
     ServerProcess server{{"--generation", "2013", "--auth", "forms"}};
 };
 
-TEST_F(Forms, ClientsAreToldWhereThePageIsAndBrowsersAreLedThere) {
+TEST_F(Forms, ClientsGetTheAddressOfThePageAndBrowsersARedirectToIt) {
     auto refused = server.send({.method = "PROPFIND", .path = web});
     EXPECT_EQ(refused.status, 403);
     EXPECT_EQ(refused.header("X-Forms_Based_Auth_Required"),
@@ -55,7 +55,7 @@ TEST_F(Forms, ClientsAreToldWhereThePageIsAndBrowsersAreLedThere) {
     EXPECT_EQ(silent.send({.path = web}).header("X-Forms_Based_Auth_Return_Url"), "");
 }
 
-TEST_F(Forms, TheRightPasswordBringsCookiesThatSignInUntilTheyAreSignedOut) {
+TEST_F(Forms, TheRightPasswordSetsCookiesThatSignInUntilSignOut) {
     auto wrong = sign_in("username=alice&password=bob");
     EXPECT_EQ(wrong.status, 200);
     EXPECT_EQ(wrong.header("Set-Cookie"), "");
@@ -84,7 +84,7 @@ TEST_F(Forms, TheRightPasswordBringsCookiesThatSignInUntilTheyAreSignedOut) {
     EXPECT_EQ(status(again), 403);
 }
 
-TEST_F(Forms, CookiesExpireAndAreKeptByBrowsersOnlyWhenAsked) {
+TEST_F(Forms, CookiesExpireAndBrowsersKeepThemOnlyWhenAsked) {
     auto reply = sign_in("username=alice&password=alice");
     EXPECT_EQ(reply.header("Set-Cookie").find("expires"), std::string::npos) << "nobody asked to keep it";
     auto cookies = cookie_line(reply);
@@ -102,7 +102,7 @@ TEST_F(Forms, CookiesExpireAndAreKeptByBrowsersOnlyWhenAsked) {
     EXPECT_EQ(last, 403);
 }
 
-TEST_F(Forms, CookiesOutliveTheServerAndTheStoreHoldsNoneOfThem) {
+TEST_F(Forms, CookiesSurviveARestartAndTheDatabaseHasOnlyTheirHashes) {
     TemporaryFolder data;
     const std::vector<std::string> options{"--generation", "2013", "--auth", "forms"};
     std::string cookies;
@@ -127,7 +127,7 @@ TEST_F(Forms, CookiesOutliveTheServerAndTheStoreHoldsNoneOfThem) {
     EXPECT_EQ(reply.status, 207);
 }
 
-TEST(FormsBesideOthers, WhatAClientSaysOfPagesDecides) {
+TEST(FormsBesideOthers, TheHeaderAboutSignInPagesDecides) {
     for (const char* list : {"basic,forms", "forms,basic"}) {
         ServerProcess server({"--generation", "2013", "--auth", list});
         auto ask = [&](std::vector<std::string> headers) {
@@ -149,7 +149,7 @@ TEST(FormsBesideOthers, WhatAClientSaysOfPagesDecides) {
     EXPECT_EQ(alone.send({.path = web, .headers = {"X-FORMS_BASED_AUTH_ACCEPTED: f"}}).status, 403);
 }
 
-TEST_F(Forms, ThePageLeadsToNoOtherServerAndShowsNothingOfOthers) {
+TEST_F(Forms, ThePageRedirectsToThisServerAloneAndEscapesItsTexts) {
     for (const char* elsewhere :
          {"https://evil.example/", "//evil.example/", "/%5Cevil.example", "%09//evil.example",
           "/a%0d%0aX-Evil:%201", "javascript:1", "http://127.0.0.1@evil.example/", ""}) {
@@ -198,7 +198,7 @@ protected:
     std::optional<ServerProcess> server{std::in_place, std::vector<std::string>{}, data.path()};
 };
 
-TEST_F(Authorize, ACodeOutlivesARestart) {
+TEST_F(Authorize, ACodeSurvivesARestart) {
     auto value = code();
     EXPECT_EQ(server->stop(), 0);
     server.emplace(std::vector<std::string>{}, data.path());
@@ -206,7 +206,7 @@ TEST_F(Authorize, ACodeOutlivesARestart) {
     EXPECT_EQ(redeem(value).status, 400);
 }
 
-TEST_F(Authorize, ThePageComesBackWithACodeThatIsGoodOnce) {
+TEST_F(Authorize, ThePageRedirectsWithACodeThatWorksOnce) {
     EXPECT_EQ(answer("username=alice&password=bob&decision=approve").status, 200);
     auto value = code();
     auto granted = redeem(value);
@@ -220,7 +220,7 @@ TEST_F(Authorize, ThePageComesBackWithACodeThatIsGoodOnce) {
     EXPECT_TRUE(declined.starts_with("http://127.0.0.1:9/x?error=access_denied&")) << declined;
 }
 
-TEST_F(Authorize, ACodeIsForItsClientItsPlaceAndItsProofAlone) {
+TEST_F(Authorize, ACodeIsValidForItsClientItsRedirectAndItsProofAlone) {
     EXPECT_EQ(redeem(code(), "another-verifier-of-forty-three-characters-or-so").json()["error"],
               "invalid_grant");
     EXPECT_EQ(redeem(code(), verifier, "other").status, 400);
@@ -236,7 +236,7 @@ TEST_F(Authorize, ACodeIsForItsClientItsPlaceAndItsProofAlone) {
     EXPECT_TRUE(plain.header("Location").starts_with("http://127.0.0.1:9/?error=invalid_request"));
 }
 
-TEST_F(Authorize, CodesGoToThisMachineOnly) {
+TEST_F(Authorize, CodesAreSentToThisMachineAlone) {
     for (const char* elsewhere :
          {"https://evil.example/", "http://127.0.0.1.evil.example/", "http://127.0.0.1@evil.example/",
           "http://localhost:9@evil.example", "http://127.0.0.1:9/\r\nX-Evil: 1", "", "myapp://x"}) {
@@ -253,7 +253,7 @@ TEST_F(Authorize, CodesGoToThisMachineOnly) {
     EXPECT_EQ(at_once.send({.path = query("https://evil.example/")}).status, 400);
 }
 
-TEST_F(Authorize, ThePageShowsTheTextsOfOthersAsText) {
+TEST_F(Authorize, ThePageEscapesTheTextsOfTheRequest) {
     auto shown = server->send({.path = query("http://localhost/") + "&login_hint=%22%3E%3Cscript%3E"});
     EXPECT_EQ(shown.status, 200);
     EXPECT_EQ(shown.body.find("<script"), std::string::npos) << shown.body;

@@ -1,5 +1,3 @@
-// A server process on a free port with a data folder of its own, and a small HTTP client for it.
-// Owner: the tests of devserver/; one thread.
 #include "tests/harness.h"
 
 #include <arpa/inet.h>

@@ -1,4 +1,4 @@
-// Signing in by NTLM and Negotiate: a real client's exchanges, and what belongs to their connection.
+// Signing in by NTLM and Negotiate: a real client's exchanges, and the sign-in of a connection.
 // Owner: devserver/auth.
 #include <curl/curl.h>
 #include <gssapi/gssapi.h>
@@ -36,7 +36,7 @@ public:
     Browser(const Browser&) = delete;
     Browser& operator=(const Browser&) = delete;
 
-    // An Authorization of the caller's own stands for the user, if it is given.
+    // An Authorization header of the caller's own replaces the user, if it is given.
     long ask(const std::string& user, const std::string& authorization = {}) {
         prepare(page, "PROPFIND");
         auto* headers = curl_slist_append(nullptr, "Depth: 0");
@@ -92,14 +92,14 @@ private:
     const std::string m_url;
 };
 
-// How tokens travel: the scheme's name and what it carries.
+// A scheme and the form of its tokens.
 struct Way {
     const char* scheme;
     bool framed;  // NTLM within SPNEGO
 };
 constexpr Way ways[] = {{"NTLM", false}, {"Negotiate", true}, {"Negotiate", false}};
 
-// The client's side by GSS-API; unlike libcurl's it leaves the connection to the caller.
+// The client's side by GSS-API, for exchanges that libcurl doesn't make.
 class GssClient {
 public:
     GssClient(const Way& way, std::string user, std::string password)
@@ -112,7 +112,7 @@ public:
         gss_name_t name = GSS_C_NO_NAME;
         gss_import_name(&minor, &text, GSS_C_NT_USER_NAME, &name);
         gss_OID_set_desc mechanisms{1, &m_mechanism};
-        // The mechanism keeps what it fetches of OpenSSL's algorithms to hash a password.
+        // The mechanism never frees the algorithms that it fetches from OpenSSL.
         ForgetLeaks forget;
         gss_acquire_cred_with_password(&minor, name, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
                                        &m_credential, nullptr, nullptr);
@@ -141,7 +141,7 @@ public:
         gss_release_buffer(&minor, &output);
         return m_scheme + " " + base64_encode(bytes);
     }
-    bool complete = false;  // the server has said all that this side waits for
+    bool complete = false;  // the server has sent its last token
 
 private:
     const std::string m_scheme;
@@ -155,7 +155,7 @@ private:
 
 const std::vector<std::string> ntlm{"--generation", "2013", "--auth", "ntlm,negotiate"};
 
-TEST(Ntlm, SignsInAConnectionAndStaysWithIt) {
+TEST(Ntlm, SignsInAConnectionUntilItCloses) {
     ServerProcess server(ntlm);
     struct stat file {};
     ASSERT_EQ(stat((server.data_folder() + "/ntlm-users").c_str(), &file), 0);
@@ -167,7 +167,7 @@ TEST(Ntlm, SignsInAConnectionAndStaysWithIt) {
     EXPECT_EQ(browser.new_connections, 0);
     EXPECT_EQ(browser.ask("alice:alice"), 207);
     EXPECT_EQ(browser.new_connections, 0);
-    // Without a word, the connection's user; somebody else's attempt ends that.
+    // Without credentials the connection keeps its user; another user's attempt ends that.
     Browser other(server);
     EXPECT_EQ(other.ask("CONTOSO\\bob:bob"), 207);
     EXPECT_EQ(Browser(server).ask(""), 401);
@@ -196,7 +196,7 @@ TEST(Ntlm, AnUploadArrivesWholeUnderTheRightsOfItsUser) {
     EXPECT_TRUE(stored.body == body) << stored.status << " " << stored.body.size();
 }
 
-// Both legs; the status of the last.
+// Both steps of an exchange; the status of the last.
 long sign_in(Browser& browser, const Way& way, const std::string& user, const std::string& password) {
     GssClient client(way, user, password);
     EXPECT_EQ(browser.ask("", client.next("")), 401);
@@ -216,7 +216,7 @@ TEST(Negotiate, SignsInByTheTokensOfGssApi) {
         }
 }
 
-TEST(Negotiate, TheLastTokenComesWithTheAnswerAndIsGoodOnItsConnectionOnly) {
+TEST(Negotiate, TheLastTokenComesWithTheAnswerAndIsValidOnItsConnectionAlone) {
     ServerProcess server({"--generation", "2013", "--auth", "negotiate"});
     GssClient client(ways[1], "alice", "alice");
     Browser browser(server);
@@ -231,7 +231,7 @@ TEST(Negotiate, TheLastTokenComesWithTheAnswerAndIsGoodOnItsConnectionOnly) {
     EXPECT_EQ(browser.challenge, "");
 }
 
-TEST(Negotiate, AnyDomainWillDoInAnySpelling) {
+TEST(Negotiate, AnyDomainAndSpellingIsAccepted) {
     ServerProcess server({"--generation", "2013", "--auth", "ntlm,negotiate", "--user", "alice:alice",
                           "--user", "k\xc3\xa4the:p\xc3\xa4ss \xe2\x82\xac"});
     for (const char* user : {"alice", "ALICE", "CONTOSO\\alice", "conToso\\alice", "contoso.example\\alice",
@@ -250,7 +250,7 @@ TEST(Negotiate, AnyDomainWillDoInAnySpelling) {
     }
 }
 
-TEST(Negotiate, EachConnectionIsItsOwnUser) {
+TEST(Negotiate, EachConnectionHasItsOwnUser) {
     ServerProcess server(ntlm);
     std::string path = std::string(page) + "/two.bin";
     for (const auto& way : ways) {
@@ -264,14 +264,14 @@ TEST(Negotiate, EachConnectionIsItsOwnUser) {
     }
 }
 
-TEST(Negotiate, NewCredentialsEndWhatTheConnectionHadSignedInTo) {
+TEST(Negotiate, NewCredentialsEndTheSignInOfTheConnection) {
     ServerProcess server({"--generation", "2013", "--auth", "basic,ntlm,negotiate"});
     std::string path = std::string(page) + "/new.bin";
     auto basic = [](const std::string& pair) { return "Basic " + base64_encode(pair); };
     for (const auto& way : ways) {
         SCOPED_TRACE(way.scheme);
         Browser browser(server);
-        // Begun again in the middle, then as somebody else over a sign-in that holds.
+        // An exchange that begins again before its end, then another user on a signed in connection.
         EXPECT_EQ(browser.ask("", GssClient(way, "bob", "bob").next("")), 401);
         EXPECT_EQ(sign_in(browser, way, "alice", "alice"), 207);
         EXPECT_EQ(sign_in(browser, way, "carol", "carol"), 207);
@@ -287,7 +287,7 @@ TEST(Negotiate, NewCredentialsEndWhatTheConnectionHadSignedInTo) {
     }
 }
 
-TEST(Negotiate, ARefusedUploadLeavesTheConnectionToItsExchange) {
+TEST(Negotiate, ARefusedUploadKeepsTheConnectionOfTheExchange) {
     ServerProcess server(ntlm);
     for (const auto& way : ways)
         for (std::size_t size : {1'000, 2'000'000}) {  // the larger one is sent when the server asks for it
@@ -300,7 +300,7 @@ TEST(Negotiate, ARefusedUploadLeavesTheConnectionToItsExchange) {
         }
 }
 
-TEST(Negotiate, ABrokenSecondLegIsRefusedAndTheNextTrySucceeds) {
+TEST(Negotiate, ABrokenSecondTokenIsRefusedAndTheNextTrySucceeds) {
     ServerProcess server(ntlm);
     for (const auto& way : ways) {
         for (std::size_t size : {8, 12, 20, 63, 64, 70, 90, 120}) {
@@ -318,7 +318,7 @@ TEST(Negotiate, ABrokenSecondLegIsRefusedAndTheNextTrySucceeds) {
     }
 }
 
-TEST(Negotiate, NonsenseIsRefusedAndTheServerLives) {
+TEST(Negotiate, InvalidTokensAreRefusedAndTheServerGoesOn) {
     ServerProcess server(ntlm);
     auto third = base64_encode(std::string("NTLMSSP\0\x03\0\0\0", 12) + std::string(76, '\xff'));
     for (std::string scheme : {"NTLM ", "Negotiate "}) {
@@ -330,7 +330,7 @@ TEST(Negotiate, NonsenseIsRefusedAndTheServerLives) {
             EXPECT_EQ(status, 401) << scheme << token.substr(0, 30);
             EXPECT_EQ(browser.ask("alice:alice"), 207) << scheme << token.substr(0, 30);
         }
-        // More than any header may have.
+        // Longer than a header may be.
         auto head =
             "GET / HTTP/1.1\r\nHost: x\r\nAuthorization: " + scheme + std::string(1 << 20, 'A') + "\r\n\r\n";
         EXPECT_TRUE(server.raw(head).starts_with("HTTP/1.1 431 "));

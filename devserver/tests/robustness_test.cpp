@@ -17,7 +17,7 @@
 namespace devserver::test {
 namespace {
 
-TEST(Robustness, HostileRequestsAreRefusedAndTheServerLivesOn) {
+TEST(Robustness, HostileRequestsAreRefusedAndTheServerGoesOn) {
     TemporaryFolder seed;
     seed.write("a.pdf", "content");
     ServerProcess server({"--seed", seed.path()});
@@ -66,7 +66,7 @@ TEST(Robustness, HostileRequestsAreRefusedAndTheServerLivesOn) {
     EXPECT_EQ(alice.get(file_url("a.pdf") + "/$value").body, "content");
 }
 
-TEST(Robustness, NoAddressLeadsOutOfTheLibrary) {
+TEST(Robustness, NoAddressReachesFilesOutsideTheLibrary) {
     TemporaryFolder seed, data;
     seed.write("a.pdf", "content");
     data.write("secret.txt", "outside");
@@ -114,7 +114,7 @@ long resident_kilobytes(int process) {
     return 0;
 }
 
-TEST(Robustness, BigDocumentsPassThroughBoundedMemory) {
+TEST(Robustness, BigDocumentsNeedBoundedMemory) {
     TemporaryFolder folder;
     ServerProcess server({});
     Client alice(server, "alice");
@@ -152,7 +152,7 @@ TEST(Robustness, BigDocumentsPassThroughBoundedMemory) {
     EXPECT_TRUE(std::equal(std::istreambuf_iterator<char>(a), {}, std::istreambuf_iterator<char>(b), {}));
 }
 
-TEST(Robustness, ManyClientsWriteAtOnceWithoutLosingAVersion) {
+TEST(Robustness, ManyClientsWriteAtOnceAndEveryVersionIsKept) {
     TemporaryFolder seed;
     seed.write("a.pdf", "content");
     ServerProcess server({"--seed", seed.path()});
@@ -248,7 +248,7 @@ TEST(Robustness, TlsServesTheSameSite) {
     EXPECT_EQ(alice.get(file_url("t") + "/$value").body, content);
 }
 
-TEST(Robustness, TlsKeepsTheCookiesOfAPageToItself) {
+TEST(Robustness, CookiesOfATlsSiteAreSecure) {
     TemporaryFolder folder;
     make_certificate(folder.path() + "/cert.pem", folder.path() + "/key.pem");
     ServerProcess server({"--auth", "forms", "--tls-cert", folder.path() + "/cert.pem", "--tls-key",

@@ -106,7 +106,7 @@ protected:
     std::optional<Client> alice;
 };
 
-TEST_F(Shapes, AFileHasItsKeysInEveryJsonFormat) {
+TEST_F(Shapes, AFileHasItsMembersInEveryJsonFormat) {
     auto verbose = json(file_url("a.pdf"), Client::verbose);
     EXPECT_EQ(shape_of(verbose), (std::set<std::string>{"d:o"}));
     EXPECT_EQ(shape_of(verbose["d"]), joined(joined(file_properties, file_links), {"__metadata:o"}));
@@ -122,7 +122,7 @@ TEST_F(Shapes, AFileHasItsKeysInEveryJsonFormat) {
     EXPECT_EQ(shape_of(json(file_url("a.pdf"), "application/json;odata.metadata=none")), file_properties);
 }
 
-TEST_F(Shapes, FoldersUsersAndCollectionsHaveTheirKeys) {
+TEST_F(Shapes, FoldersUsersAndCollectionsHaveTheirMembers) {
     EXPECT_EQ(shape_of(json(folder_url("sub"), Client::plain)), folder_properties);
     auto user = json("/sites/team/_api/web/currentUser", Client::plain);
     EXPECT_EQ(shape_of(user), user_properties);
@@ -163,7 +163,7 @@ TEST_F(Shapes, SelectionAndExpansionFollowTheQuery) {
               0u);
 }
 
-TEST_F(Shapes, NothingAndSingleValuesAreWrittenAsTheFormatDemands) {
+TEST_F(Shapes, NullAndSingleValuesAreWrittenAsTheFormatDemands) {
     auto operation = [&](const std::string& name, const char* accept) {
         return server
             ->send({.method = "POST",

@@ -1,4 +1,4 @@
-// SOAP, FrontPage calls, library columns and the faults of their dialects on the older generations.
+// SOAP, FrontPage calls, library columns and XML faults on the older generations.
 // Owner: devserver/soap and devserver/frontpage.
 #include <gtest/gtest.h>
 
@@ -137,7 +137,7 @@ TEST_F(OlderServices, ADocumentThatWasNeverCheckedInCannotBeDiscarded) {
     EXPECT_EQ(discarded.code(), "0x8107218a");
 }
 
-TEST_F(OlderServices, WhatIsNoEnvelopeGetsAFault) {
+TEST_F(OlderServices, ABodyThatIsNoEnvelopeGetsAFault) {
     ServerProcess server(generation_options("2013"));
     Client alice(server, "alice");
     std::string nested;
@@ -156,7 +156,7 @@ TEST_F(OlderServices, WhatIsNoEnvelopeGetsAFault) {
     EXPECT_EQ(call(alice, site, "Nothing", "CheckOutFile", "").reply.status, 404);
 }
 
-TEST_F(OlderServices, FrontPageTellsWhoTheUserIsAndWhoMayEdit) {
+TEST_F(OlderServices, FrontPageNamesTheUserAndWhetherTheUserMayEdit) {
     ServerProcess server(generation_options("2010", {"--seed", seed.path()}));
     Client alice(server, "alice"), bob(server, "bob"), carol(server, "carol");
     auto opened = rpc(alice, site, "method=open+service%3A12%2E0%2E0%2E0");
@@ -192,7 +192,7 @@ TEST_F(OlderServices, FrontPageTellsWhoTheUserIsAndWhoMayEdit) {
         std::string::npos);
 }
 
-TEST_F(OlderServices, ALoginOfADomainIsTheSameInEveryDialect) {
+TEST_F(OlderServices, ADomainLoginIsTheSameInEveryProtocol) {
     ServerProcess server(generation_options("2010", {"--seed", seed.path(), "--logins", "classic"}));
     Client alice(server, "alice");
     auto me = call(alice, site, "UserGroup", "GetCurrentUserInfo", "", "directory/");
@@ -210,7 +210,7 @@ TEST_F(OlderServices, ALoginOfADomainIsTheSameInEveryDialect) {
     EXPECT_NE(listing.find("<Office:modifiedby>CONTOSO\\alice</Office:modifiedby>"), std::string::npos);
 }
 
-TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedWhereverTheyAreFilled) {
+TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedInEveryProtocol) {
     std::vector<std::string> more{"--seed", seed.path()};
     for (const char* column :
          {R"({"name":"Stage","type":"Choice","choices":["Draft","Final"],"required":true})",
@@ -273,7 +273,7 @@ TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedWhereverTheyAreFilled) 
     EXPECT_EQ(call(alice, site, "Lists", "CheckInFile", in).reply.status, 200);
 }
 
-TEST_F(OlderServices, AColumnThatMakesNoSenseStopsTheStart) {
+TEST_F(OlderServices, AnInvalidColumnPreventsTheStart) {
     for (const char* column :
          {"{", "{}", R"({"name":"x","type":"Nothing"})", R"({"name":"x","choices":"y"})"}) {
         std::string error;
@@ -283,7 +283,7 @@ TEST_F(OlderServices, AColumnThatMakesNoSenseStopsTheStart) {
     }
 }
 
-TEST_F(OlderServices, TheXmlDialectsHaveFaultsOfTheirOwn) {
+TEST_F(OlderServices, TheXmlProtocolsHaveFaultsOfTheirOwn) {
     ServerProcess server(generation_options("2013", {"--seed", seed.path()}));
     Client alice(server, "alice");
     auto with = [&](const std::string& fault) {

@@ -1,4 +1,4 @@
-// Write locks over WebDAV: who is kept out, tokens, refresh, restarts, and check-outs that show as locks.
+// Write locks over WebDAV: other users, tokens, refresh, restarts, and check-outs as locks.
 // Owner: devserver/dav.
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -38,7 +38,7 @@ protected:
     TemporaryFolder seed;
 };
 
-TEST_F(WebDavLocks, ALockKeepsOthersOutAndItsHolderShowsTheToken) {
+TEST_F(WebDavLocks, ALockBlocksOthersAndItsOwnerSendsTheToken) {
     ServerProcess server(options());
     Client alice(server, "alice"), bob(server, "bob");
     auto token = lock(alice, "a.pdf");
@@ -57,7 +57,7 @@ TEST_F(WebDavLocks, ALockKeepsOthersOutAndItsHolderShowsTheToken) {
     EXPECT_EQ(bob.ask("UNLOCK", "a.pdf", {"Lock-Token: " + token}).status, 403);
     EXPECT_EQ(bob.ask("GET", "a.pdf").body, "first") << "reading is free";
     EXPECT_EQ(bob.ask("COPY", "a.pdf", {"Destination: " + document_path("b.pdf")}).status, 201);
-    EXPECT_EQ(bob.change("PUT", file_url("a.pdf") + "/$value", "x").status, 423) << "by every door";
+    EXPECT_EQ(bob.change("PUT", file_url("a.pdf") + "/$value", "x").status, 423) << "over every protocol";
     EXPECT_EQ(bob.change("POST", file_url("a.pdf") + "/CheckOut()").status, 423);
     EXPECT_EQ(alice.ask("PUT", "a.pdf", {shown}, "second").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "somebody");
@@ -69,7 +69,7 @@ TEST_F(WebDavLocks, ALockKeepsOthersOutAndItsHolderShowsTheToken) {
     EXPECT_EQ(bob.ask("GET", "a.pdf").body, "third");
 }
 
-TEST_F(WebDavLocks, LocksAreRefreshedOutliveARestartAndEnd) {
+TEST_F(WebDavLocks, LocksAreRefreshedSurviveARestartAndExpire) {
     TemporaryFolder data;
     std::string token;
     {
@@ -94,7 +94,7 @@ TEST_F(WebDavLocks, LocksAreRefreshedOutliveARestartAndEnd) {
     EXPECT_EQ(status, 200) << "the lock ended by itself";
 }
 
-TEST_F(WebDavLocks, LockingWhatIsNotThereMakesAnEmptyDocument) {
+TEST_F(WebDavLocks, LockingAMissingFileMakesAnEmptyDocument) {
     ServerProcess server(options());
     Client alice(server, "alice"), bob(server, "bob");
     auto token = lock(alice, "new.pdf", 201);

@@ -1,4 +1,4 @@
-// WebDAV on the older generations: listings, changes, conditions, properties and who may.
+// WebDAV on the older generations: listings, changes, conditions, properties and rights.
 // Owner: devserver/dav.
 #include <gtest/gtest.h>
 
@@ -44,7 +44,7 @@ protected:
     TemporaryFolder seed;
 };
 
-TEST_F(WebDav, AListingHasThePropertiesUnderTheNamesThatSuchServersUse) {
+TEST_F(WebDav, AListingHasThePropertiesByTheirNames) {
     ServerProcess server(options());
     Client alice(server, "alice");
     auto document = listing(alice, "folder", "1");
@@ -75,7 +75,7 @@ TEST_F(WebDav, AListingHasThePropertiesUnderTheNamesThatSuchServersUse) {
     EXPECT_STREQ(root.child("D:response").child("D:propstat").child_value("D:status"), "HTTP/1.1 200 OK");
 }
 
-TEST_F(WebDav, WhatIsAskedForAndMissingStandsInAPropstatOfItsOwn) {
+TEST_F(WebDav, MissingPropertiesAreInAPropstatOfTheirOwn) {
     ServerProcess server(options());
     Client alice(server, "alice");
     auto document = listing(alice, "a.pdf", "0",
@@ -117,7 +117,7 @@ TEST_F(WebDav, ListingsThatCannotBeServedAreRefusedClearly) {
     EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}, bomb).status, 207);
 }
 
-TEST_F(WebDav, HrefsAreRelativeWhenTheServerIsToldSo) {
+TEST_F(WebDav, HrefsAreRelativeByOption) {
     auto arguments = options("2010");
     arguments.push_back("--relative-hrefs");
     ServerProcess server(arguments);
@@ -154,46 +154,53 @@ TEST_F(WebDav, AwkwardNamesSurviveEveryMethod) {
     }
 }
 
-TEST_F(WebDav, ChangesAnswerWithTheStatusThatTellsWhatHappened) {
+TEST_F(WebDav, ChangesAnswerWithTheirStatus) {
     ServerProcess server(options());
     Client alice(server, "alice");
     struct Row {
         const char *method, *name;
-        std::vector<std::string> headers;
-        std::optional<std::string> body;
+        std::vector<std::string> headers = {};
+        std::optional<std::string> body = {};
         int status;
     };
     const Row rows[] = {
-        {"PUT", "new.pdf", {}, "1", 201},
-        {"PUT", "new.pdf", {}, "22", 200},
-        {"PUT", "new.pdf", {"If-None-Match: *"}, "3", 412},
-        {"PUT", "new.pdf", {"If-Match: \"other\""}, "3", 412},
-        {"PUT", "new.pdf", {"If: ([\"other\"])"}, "3", 412},
-        {"PUT", "new.pdf", {"If: (<broken"}, "3", 400},
-        {"PUT", "none/new.pdf", {}, "1", 409},
-        {"PUT", "folder", {}, "1", 405},
-        {"PUT", "a.pdf/b.pdf", {}, "1", 409},
-        {"PUT", "bad|name.pdf", {}, "1", 400},
-        {"PUT", "/outside.pdf", {}, "1", 403},
-        {"MKCOL", "made", {}, {}, 201},
-        {"MKCOL", "made", {}, {}, 405},
-        {"MKCOL", "new.pdf", {}, {}, 405},
-        {"MKCOL", "none/made", {}, {}, 409},
-        {"MKCOL", "made/with", {"Content-Type: x/y"}, "body", 415},
-        {"MOVE", "new.pdf", {to("a.pdf"), "Overwrite: F"}, {}, 412},
-        {"MOVE", "new.pdf", {}, {}, 400},
-        {"MOVE", "new.pdf", {"Destination: http://elsewhere.example/x.pdf"}, {}, 502},
-        {"MOVE", "new.pdf", {to("none/x.pdf")}, {}, 409},
-        {"MOVE", "folder", {to("folder/deep/x")}, {}, 403},
-        {"COPY", "new.pdf", {to("new.pdf")}, {}, 403},
-        {"COPY", "folder/deep", {to("folder")}, {}, 403},
-        {"MOVE", "none.pdf", {to("x.pdf")}, {}, 404},
-        {"COPY", "new.pdf", {to("a.pdf"), "Overwrite: T"}, {}, 204},
-        {"MOVE", "/sites/team", {to("site")}, {}, 403},
-        {"DELETE", "", {}, {}, 403},
-        {"DELETE", "none.pdf", {}, {}, 404},
-        {"POST", "a.pdf", {}, "x", 405},
-        {"SEARCH", "a.pdf", {}, {}, 501},
+        {.method = "PUT", .name = "new.pdf", .body = "1", .status = 201},
+        {.method = "PUT", .name = "new.pdf", .body = "22", .status = 200},
+        {.method = "PUT", .name = "new.pdf", .headers = {"If-None-Match: *"}, .body = "3", .status = 412},
+        {.method = "PUT", .name = "new.pdf", .headers = {"If-Match: \"other\""}, .body = "3", .status = 412},
+        {.method = "PUT", .name = "new.pdf", .headers = {"If: ([\"other\"])"}, .body = "3", .status = 412},
+        {.method = "PUT", .name = "new.pdf", .headers = {"If: (<broken"}, .body = "3", .status = 400},
+        {.method = "PUT", .name = "none/new.pdf", .body = "1", .status = 409},
+        {.method = "PUT", .name = "folder", .body = "1", .status = 405},
+        {.method = "PUT", .name = "a.pdf/b.pdf", .body = "1", .status = 409},
+        {.method = "PUT", .name = "bad|name.pdf", .body = "1", .status = 400},
+        {.method = "PUT", .name = "/outside.pdf", .body = "1", .status = 403},
+        {.method = "MKCOL", .name = "made", .status = 201},
+        {.method = "MKCOL", .name = "made", .status = 405},
+        {.method = "MKCOL", .name = "new.pdf", .status = 405},
+        {.method = "MKCOL", .name = "none/made", .status = 409},
+        {.method = "MKCOL",
+         .name = "made/with",
+         .headers = {"Content-Type: x/y"},
+         .body = "body",
+         .status = 415},
+        {.method = "MOVE", .name = "new.pdf", .headers = {to("a.pdf"), "Overwrite: F"}, .status = 412},
+        {.method = "MOVE", .name = "new.pdf", .status = 400},
+        {.method = "MOVE",
+         .name = "new.pdf",
+         .headers = {"Destination: http://elsewhere.example/x.pdf"},
+         .status = 502},
+        {.method = "MOVE", .name = "new.pdf", .headers = {to("none/x.pdf")}, .status = 409},
+        {.method = "MOVE", .name = "folder", .headers = {to("folder/deep/x")}, .status = 403},
+        {.method = "COPY", .name = "new.pdf", .headers = {to("new.pdf")}, .status = 403},
+        {.method = "COPY", .name = "folder/deep", .headers = {to("folder")}, .status = 403},
+        {.method = "MOVE", .name = "none.pdf", .headers = {to("x.pdf")}, .status = 404},
+        {.method = "COPY", .name = "new.pdf", .headers = {to("a.pdf"), "Overwrite: T"}, .status = 204},
+        {.method = "MOVE", .name = "/sites/team", .headers = {to("site")}, .status = 403},
+        {.method = "DELETE", .name = "", .status = 403},
+        {.method = "DELETE", .name = "none.pdf", .status = 404},
+        {.method = "POST", .name = "a.pdf", .body = "x", .status = 405},
+        {.method = "SEARCH", .name = "a.pdf", .status = 501},
     };
     for (const auto& row : rows)
         EXPECT_EQ(alice.ask(row.method, row.name, row.headers, row.body).status, row.status)
@@ -206,7 +213,7 @@ TEST_F(WebDav, ChangesAnswerWithTheStatusThatTellsWhatHappened) {
     EXPECT_EQ(content(alice, "folder/deep/c.pdf"), "third");
 }
 
-TEST_F(WebDav, FoldersMoveAndCopyWithWhatIsInThem) {
+TEST_F(WebDav, FoldersMoveAndCopyWithTheirContents) {
     ServerProcess server(options());
     Client alice(server, "alice");
     EXPECT_EQ(alice.ask("COPY", "folder", {to("copy")}).status, 201);
@@ -224,7 +231,7 @@ TEST_F(WebDav, FoldersMoveAndCopyWithWhatIsInThem) {
     EXPECT_EQ(content(alice, "copy/B.pdf"), "second");
 }
 
-TEST_F(WebDav, WhatHoldsADocumentStopsATreeFromGoingAndIsNamed) {
+TEST_F(WebDav, ALockOrACheckOutInATreeIsNamedAndStopsTheOperation) {
     ServerProcess server(options());
     Client alice(server, "alice");
     server.send({.method = "POST",
@@ -246,11 +253,11 @@ TEST_F(WebDav, WhatHoldsADocumentStopsATreeFromGoingAndIsNamed) {
     EXPECT_EQ(content(alice, "folder/b.pdf"), "status 404") << "what nobody held is gone";
 }
 
-TEST_F(WebDav, SitesAndLibrariesStayWithAllThatIsInThem) {
+TEST_F(WebDav, SitesAndLibrariesCannotBeMovedOrDeleted) {
     ServerProcess server(options());
     Client alice(server, "alice");
     EXPECT_EQ(alice.ask("PUT", "/Shared%20Documents/root.pdf", {}, "root").status, 201);
-    // With something held inside, a deletion would go on with the rest.
+    // A deletion would remove what isn't checked out.
     server.send({.method = "POST",
                  .path = "/_dev/checkout?path=/sites/team/Shared%20Documents/folder/b.pdf&user=bob",
                  .body = ""});
@@ -310,7 +317,7 @@ TEST_F(WebDav, PropertiesThatAreSetStayAcrossRestartsAndCopies) {
     check(alice, "a.pdf", true);
 }
 
-TEST_F(WebDav, RightsDecideWhoMayChangeAndWhoMayLook) {
+TEST_F(WebDav, RightsDecideWhoMayEditAndWhoMayRead) {
     auto arguments = options();
     for (const char* user : {"alice:a", "carol:c:read", "dave:d:none"})
         arguments.insert(arguments.end(), {"--user", user});
@@ -333,33 +340,53 @@ TEST_F(WebDav, RightsDecideWhoMayChangeAndWhoMayLook) {
     EXPECT_EQ(unknown.status, 401);
 }
 
-TEST_F(WebDav, AGenerationOpensTheDoorsItHas) {
-    struct Row {
-        const char *generation, *version;
-        int propfind, contextinfo, batch, soap;
-    };
-    for (const Row& row :
-         {Row{"modern", "16.0.", 405, 200, 403, 405}, Row{"2013", "15.0.", 207, 200, 404, 500},
-          Row{"2010", "14.0.", 207, 404, 404, 500}}) {
-        SCOPED_TRACE(row.generation);
-        ServerProcess server(options(row.generation));
-        Client alice(server, "alice");
-        EXPECT_TRUE(
-            alice.ask("HEAD", "a.pdf").header("MicrosoftSharePointTeamServices").starts_with(row.version));
-        EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}).status, row.propfind);
-        EXPECT_EQ(alice.ask("POST", "/sites/team/_api/contextinfo", {}, "").status, row.contextinfo);
-        EXPECT_EQ(alice.ask("POST", "/sites/team/_api/$batch", {}, "").status, row.batch);
-        EXPECT_EQ(alice.ask("POST", "/sites/team/_vti_bin/Lists.asmx", {}, "").status, row.soap);
-        if (row.propfind != 207) continue;
-        auto choice = alice.ask("OPTIONS", "a.pdf");
-        EXPECT_EQ(choice.header("DAV"), "1,2");
-        EXPECT_EQ(choice.header("MS-Author-Via"), "MS-FP/4.0,DAV");
-        EXPECT_NE(choice.header("Allow").find("PROPFIND"), std::string::npos);
-        EXPECT_FALSE(choice.header("DocumentManagementServer").empty());
-    }
+struct GenerationRow {
+    const char *generation, *version;
+    int propfind, contextinfo, batch, soap;
+};
+
+class WebDavGenerations : public WebDav, public ::testing::WithParamInterface<GenerationRow> {};
+
+TEST_P(WebDavGenerations, ServeTheirProtocols) {
+    const auto& row = GetParam();
+    ServerProcess server(options(row.generation));
+    Client alice(server, "alice");
+    EXPECT_TRUE(
+        alice.ask("HEAD", "a.pdf").header("MicrosoftSharePointTeamServices").starts_with(row.version));
+    EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}).status, row.propfind);
+    EXPECT_EQ(alice.ask("POST", "/sites/team/_api/contextinfo", {}, "").status, row.contextinfo);
+    EXPECT_EQ(alice.ask("POST", "/sites/team/_api/$batch", {}, "").status, row.batch);
+    EXPECT_EQ(alice.ask("POST", "/sites/team/_vti_bin/Lists.asmx", {}, "").status, row.soap);
+    if (row.propfind != 207) return;
+    auto choice = alice.ask("OPTIONS", "a.pdf");
+    EXPECT_EQ(choice.header("DAV"), "1,2");
+    EXPECT_EQ(choice.header("MS-Author-Via"), "MS-FP/4.0,DAV");
+    EXPECT_NE(choice.header("Allow").find("PROPFIND"), std::string::npos);
+    EXPECT_FALSE(choice.header("DocumentManagementServer").empty());
 }
 
-TEST_F(WebDav, TenThousandRowsComeInOneAnswer) {
+INSTANTIATE_TEST_SUITE_P(All, WebDavGenerations,
+                         ::testing::Values(GenerationRow{.generation = "modern",
+                                                         .version = "16.0.",
+                                                         .propfind = 405,
+                                                         .contextinfo = 200,
+                                                         .batch = 403,
+                                                         .soap = 405},
+                                           GenerationRow{.generation = "2013",
+                                                         .version = "15.0.",
+                                                         .propfind = 207,
+                                                         .contextinfo = 200,
+                                                         .batch = 404,
+                                                         .soap = 500},
+                                           GenerationRow{.generation = "2010",
+                                                         .version = "14.0.",
+                                                         .propfind = 207,
+                                                         .contextinfo = 404,
+                                                         .batch = 404,
+                                                         .soap = 500}),
+                         [](const auto& row) { return "Generation" + std::string(row.param.generation); });
+
+TEST_F(WebDav, TenThousandRowsAreOneAnswer) {
     ServerProcess server(generation_options("2013", {"--seed-count", "big=10000"}));
     Client alice(server, "alice");
     auto document = listing(alice, "big", "1");

@@ -22,7 +22,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Answers GET with zeros of the size in the path, and swallows the body of PUT.
+// Answers GET with zeros of the size in the path, and reads the body of PUT.
 class Server {
 public:
     Server() {

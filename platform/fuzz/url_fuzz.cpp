@@ -35,12 +35,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::u16string text((size - 1) / 2, u'\0');
     std::memcpy(text.data(), data + 1, text.size() * 2);
     text = text.c_str();
-    // Text of one byte a unit reaches further than wide noise.
+    // ASCII text gets further into the parsers than random UTF-16.
     if (choice & 1) text.assign(data + 1, data + size);
     text = text.c_str();
     const DWORD flags =
         ICU_NO_ENCODE | ((choice & 2) ? ICU_BROWSER_MODE : 0) | ((choice & 4) ? ICU_DECODE : 0);
-    // Exactly as long as it says, so that a byte too many is seen.
+    // Allocated at its exact size, so that a sanitizer sees a read beyond it.
     std::vector<char16_t> buffer((choice & 8) ? size / 2 : INTERNET_MAX_URL_LENGTH);
     DWORD length = static_cast<DWORD>(buffer.size());
     if (InternetCanonicalizeUrlW(text.c_str(), buffer.data(), &length, flags)) {

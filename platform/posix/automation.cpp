@@ -241,7 +241,6 @@ SAFEARRAY* SafeArrayCreateVector(VARTYPE type, LONG lower_bound, ULONG count) {
 HRESULT SafeArrayDestroy(SAFEARRAY* array) {
     if (!array) return S_OK;
     if (!is_vector(array)) return E_INVALIDARG;
-    if (array->cLocks) return DISP_E_ARRAYISLOCKED;
     for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)
         release_element(element_type(array), element_at(array, i));
     std::free(array->pvData);
@@ -251,12 +250,6 @@ HRESULT SafeArrayDestroy(SAFEARRAY* array) {
 
 UINT SafeArrayGetDim(SAFEARRAY* array) {
     return array ? array->cDims : 0;
-}
-
-HRESULT SafeArrayGetVartype(SAFEARRAY* array, VARTYPE* out_type) {
-    if (!is_vector(array) || !out_type) return E_INVALIDARG;
-    *out_type = element_type(array);
-    return S_OK;
 }
 
 HRESULT SafeArrayGetLBound(SAFEARRAY* array, UINT dimension, LONG* out_bound) {
@@ -271,29 +264,6 @@ HRESULT SafeArrayGetUBound(SAFEARRAY* array, UINT dimension, LONG* out_bound) {
     if (dimension != 1) return DISP_E_BADINDEX;
     *out_bound = array->rgsabound[0].lLbound + static_cast<LONG>(array->rgsabound[0].cElements) - 1;
     return S_OK;
-}
-
-HRESULT SafeArrayLock(SAFEARRAY* array) {
-    if (!array) return E_INVALIDARG;
-    ++array->cLocks;
-    return S_OK;
-}
-
-HRESULT SafeArrayUnlock(SAFEARRAY* array) {
-    if (!array) return E_INVALIDARG;
-    if (!array->cLocks) return E_UNEXPECTED;
-    --array->cLocks;
-    return S_OK;
-}
-
-HRESULT SafeArrayAccessData(SAFEARRAY* array, void** out_data) {
-    if (!array || !out_data) return E_INVALIDARG;
-    *out_data = array->pvData;
-    return SafeArrayLock(array);
-}
-
-HRESULT SafeArrayUnaccessData(SAFEARRAY* array) {
-    return SafeArrayUnlock(array);
 }
 
 HRESULT SafeArrayGetElement(SAFEARRAY* array, const LONG* indices, void* out_element) {

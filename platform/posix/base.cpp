@@ -1,5 +1,3 @@
-// Last error, thread id and the clock.
-// Any thread; the last error is kept by thread.
 #include "platform/base.h"
 
 #include <sys/syscall.h>

@@ -45,12 +45,20 @@ TEST(Clock, KnownDatesGoBothWays) {
 
 TEST(Clock, DatesThatDoNotExistAreRefused) {
     FILETIME file_time;
-    for (const SYSTEMTIME& bad :
-         {SYSTEMTIME{2023, 2, 0, 29, 0, 0, 0, 0}, SYSTEMTIME{2023, 13, 0, 1, 0, 0, 0, 0},
-          SYSTEMTIME{1600, 1, 0, 1, 0, 0, 0, 0}, SYSTEMTIME{2023, 1, 0, 1, 24, 0, 0, 0}}) {
+    const struct {
+        const char* name;
+        WORD year, month, day, hour = 0;
+    } rows[] = {
+        {.name = "29 February of no leap year", .year = 2023, .month = 2, .day = 29},
+        {.name = "thirteenth month", .year = 2023, .month = 13, .day = 1},
+        {.name = "before the epoch", .year = 1600, .month = 1, .day = 1},
+        {.name = "hour 24", .year = 2023, .month = 1, .day = 1, .hour = 24},
+    };
+    for (const auto& row : rows) {
         SetLastError(0);
-        EXPECT_FALSE(SystemTimeToFileTime(&bad, &file_time));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+        const SYSTEMTIME time{row.year, row.month, 0, row.day, row.hour, 0, 0, 0};
+        EXPECT_FALSE(SystemTimeToFileTime(&time, &file_time)) << row.name;
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER) << row.name;
     }
     SYSTEMTIME time;
     const FILETIME beyond{0, 0x80000000};

@@ -28,7 +28,7 @@ const UNormalizer2* nfc() {
     return instance;
 }
 
-// Gives the units of a text one by one: decomposed, folded, without characters that nobody sees.
+// Gives the units of a text one by one: decomposed, folded, without ignorable characters.
 class FoldedUnits {
 public:
     FoldedUnits(View text, bool fold) : m_text(text), m_fold(fold) {}

@@ -1,5 +1,3 @@
-// Files and folders over POSIX.
-// Any thread; a handle belongs to one thread at a time.
 #include "platform/files.h"
 
 #include <dirent.h>
@@ -15,9 +13,12 @@
 #include <string>
 #include <string_view>
 
-#include "platform/text.h"
+#include "utf8.h"
 
 namespace {
+
+using platform::to_utf16;
+using platform::to_utf8;
 
 struct ErrnoRow {
     int number;
@@ -61,24 +62,6 @@ BOOL done(int result) {
     return result == 0 ? TRUE : fail(error_from_errno(errno));
 }
 
-std::string to_utf8(std::u16string_view text) {
-    std::string bytes(text.size() * 3, '\0');
-    if (text.empty()) return bytes;
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                                         static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(size));
-    return bytes;
-}
-
-std::u16string to_utf16(std::string_view bytes) {
-    std::u16string text(bytes.size(), u'\0');
-    if (bytes.empty()) return text;
-    const int size = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()),
-                                         text.data(), static_cast<int>(text.size()));
-    text.resize(static_cast<std::size_t>(size));
-    return text;
-}
-
 std::string to_native(std::u16string_view path) {
     std::string native = to_utf8(path);
     std::replace(native.begin(), native.end(), '\\', '/');
@@ -100,39 +83,12 @@ bool native_path(LPCWSTR path, std::string& native) {
     }
 }
 
-// File handles are descriptors, moved away from null.
+// A file handle is the descriptor plus one, so that none is null.
 HANDLE to_handle(int descriptor) {
     return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(descriptor) + 1);
 }
 int to_descriptor(HANDLE handle) {
     return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
-}
-
-int open_flags(DWORD access, DWORD disposition, DWORD flags) {
-    const bool read = (access & FILE_GENERIC_READ) == FILE_GENERIC_READ;
-    const bool write = (access & FILE_GENERIC_WRITE) == FILE_GENERIC_WRITE;
-    int result = O_CLOEXEC | (write ? (read ? O_RDWR : O_WRONLY) : O_RDONLY);
-    switch (disposition) {
-        case CREATE_NEW:
-            result |= O_CREAT | O_EXCL;
-            break;
-        case CREATE_ALWAYS:
-            result |= O_CREAT | O_TRUNC;
-            break;
-        case OPEN_EXISTING:
-            break;
-        case OPEN_ALWAYS:
-            result |= O_CREAT;
-            break;
-        case TRUNCATE_EXISTING:
-            result |= O_TRUNC;
-            break;
-        default:
-            return -1;
-    }
-    // In a folder that others may write to, a link in the file's place could lead anywhere.
-    if (flags & FILE_ATTRIBUTE_TEMPORARY) result |= O_NOFOLLOW;
-    return result;
 }
 
 bool matches(std::u16string_view pattern, std::u16string_view name) {
@@ -220,19 +176,17 @@ BOOL CreateDirectoryW(LPCWSTR path, const SECURITY_ATTRIBUTES*) {
 
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD, const SECURITY_ATTRIBUTES*, DWORD disposition,
                    DWORD flags, HANDLE) {
-    const int mode = open_flags(access, disposition, flags);
     std::string native;
-    if (mode < 0) {
+    if (access != FILE_GENERIC_WRITE || disposition != CREATE_ALWAYS) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
     if (!native_path(path, native)) return INVALID_HANDLE_VALUE;
-    const int descriptor = open(native.c_str(), mode, 0600);
+    // In a folder that others may write to, a link in the file's place could lead anywhere.
+    const int no_link = flags & FILE_ATTRIBUTE_TEMPORARY ? O_NOFOLLOW : 0;
+    const int descriptor = open(native.c_str(), O_CLOEXEC | O_WRONLY | O_CREAT | O_TRUNC | no_link, 0600);
     if (descriptor >= 0) return to_handle(descriptor);
-    const DWORD error = error_from_errno(errno);
-    const bool file_missing = errno == ENOENT && !(mode & O_CREAT);
-    const bool file_there = errno == EEXIST;
-    SetLastError(file_missing ? ERROR_FILE_NOT_FOUND : file_there ? ERROR_FILE_EXISTS : error);
+    SetLastError(error_from_errno(errno));
     return INVALID_HANDLE_VALUE;
 }
 

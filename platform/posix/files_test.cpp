@@ -49,7 +49,7 @@ protected:
     std::u16string m_path;
 };
 
-TEST_F(Files, WrittenBytesLieInTheFileForTheUserAlone) {
+TEST_F(Files, WrittenBytesAreInAFileThatOnlyTheUserCanRead) {
     create(u"ä.log", "first");
     create(u"ä.log", "second");
     std::ifstream file(m_folder / "ä.log");
@@ -69,7 +69,7 @@ TEST_F(Files, PatternsFindWhatTheyDescribe) {
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
-TEST_F(Files, FoundFilesTellTheirKindSizeAndAge) {
+TEST_F(Files, FoundFilesHaveTheirKindSizeAndTime) {
     create(u"file", "12345");
     ASSERT_TRUE(CreateDirectoryW(path(u"folder").c_str(), nullptr));
     WIN32_FIND_DATAW data;
@@ -88,7 +88,7 @@ TEST_F(Files, FoundFilesTellTheirKindSizeAndAge) {
     EXPECT_TRUE(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-TEST_F(Files, FailuresHaveTheirNumbers) {
+TEST_F(Files, FailuresSetTheirErrorNumbers) {
     ASSERT_TRUE(CreateDirectoryW(path(u"folder").c_str(), nullptr));
     EXPECT_FALSE(CreateDirectoryW(path(u"folder").c_str(), nullptr));
     EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
@@ -98,9 +98,9 @@ TEST_F(Files, FailuresHaveTheirNumbers) {
     EXPECT_FALSE(RemoveDirectoryW(path(u"folder").c_str()));
     EXPECT_EQ(GetLastError(), ERROR_DIR_NOT_EMPTY);
     EXPECT_EQ(
-        CreateFileW(path(u"folder\\file").c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr),
+        CreateFileW(path(u"no\\file").c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr),
         INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
     EXPECT_TRUE(DeleteFileW(path(u"folder\\file").c_str()));
     EXPECT_FALSE(DeleteFileW(path(u"folder\\file").c_str()));
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);

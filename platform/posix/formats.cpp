@@ -194,14 +194,6 @@ int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR buffer, int size) {
         case LOCALE_SGROUPING:
             text = symbols.grouping;
             break;
-        case LOCALE_SNEGATIVESIGN:
-            text = symbols.minus;
-            break;
-        case LOCALE_IDIGITS:
-            text = u"2";
-            number = 2;
-            break;
-        case LOCALE_ILZERO:
         case LOCALE_INEGNUMBER:
             text = u"1";
             number = 1;

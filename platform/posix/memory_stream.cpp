@@ -180,10 +180,6 @@ HGLOBAL GlobalFree(HGLOBAL memory) {
     return nullptr;
 }
 
-SIZE_T GlobalSize(HGLOBAL memory) {
-    return memory ? to_block(memory)->size : 0;
-}
-
 HRESULT CreateStreamOnHGlobal(HGLOBAL memory, BOOL delete_on_release, IStream** out_stream) {
     if (!out_stream) return E_INVALIDARG;
     *out_stream = nullptr;

@@ -1,5 +1,3 @@
-// Looks resources up in a module's table.
-// Any thread.
 #include "platform/resources.h"
 
 #include <string_view>

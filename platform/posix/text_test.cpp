@@ -124,7 +124,7 @@ TEST(Url, PartsThatCanNotBeAreRefused) {
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST(Url, ATextNeverClimbsAboveItsHostNorHidesItsEnd) {
+TEST(Url, DotSegmentsNeverLeaveTheHostAndAnEscapedZeroStays) {
     char16_t buffer[INTERNET_MAX_URL_LENGTH];
     const auto canonical = [&](const char16_t* url) {
         DWORD length = INTERNET_MAX_URL_LENGTH;
@@ -138,7 +138,7 @@ TEST(Url, ATextNeverClimbsAboveItsHostNorHidesItsEnd) {
     EXPECT_EQ(canonical(u" http://host/a \r\n"), u"http://host/a");
 }
 
-TEST(Messages, NumbersFromTheirTablesEndInALineEnd) {
+TEST(Messages, TextsOfEachTableEndWithALineBreak) {
     const DWORD system = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
     const DWORD module = FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS;
     const HMODULE wininet = GetModuleHandleW(u"wininet.dll");

@@ -1,5 +1,3 @@
-// Canonical form and components of URLs, by the rules of the system's own shell and internet libraries.
-// Any thread; nothing is allocated and nothing is kept.
 #include "platform/url.h"
 
 #include <algorithm>
@@ -115,7 +113,7 @@ public:
     }
     std::size_t size() const { return m_size; }
     bool fits() const { return m_size < m_capacity; }
-    // Only sound while everything fitted.
+    // Valid only while everything has fit.
     char16_t* data() { return m_buffer; }
     void truncate(std::size_t size) { m_size = size; }
 
@@ -318,7 +316,7 @@ bool read_authority(View authority, Parts& parts) {
 BOOL InternetCanonicalizeUrlW(LPCWSTR url, LPWSTR buffer, DWORD* length, DWORD flags) {
     constexpr DWORD kKnown = ICU_BROWSER_MODE | ICU_DECODE | ICU_NO_ENCODE;
     if (!url || !length || (*length && !buffer)) return fail(ERROR_INVALID_PARAMETER);
-    // Encoding is nobody's wish here: every caller keeps the text as it is.
+    // Encoding isn't supported: every caller keeps the text as it is.
     if ((flags & ~kKnown) || !(flags & ICU_NO_ENCODE)) return fail(ERROR_INVALID_FLAGS);
     const View text = trim(url);
     if (text.empty()) return fail(ERROR_INVALID_PARAMETER);
@@ -358,7 +356,7 @@ BOOL InternetCrackUrlW(LPCWSTR url, DWORD length, DWORD flags, URL_COMPONENTSW* 
     parts.extra = rest.substr(parts.path.size());
 
     URL_COMPONENTSW& out = *components;
-    // Who doesn't ask for query and fragment gets them with the path.
+    // When the extra information isn't asked for, query and fragment belong to the path.
     if (!out.lpszExtraInfo && !out.dwExtraInfoLength) parts.path = rest;
     out.nScheme = scheme.number;
     out.nPort = parts.port;

@@ -1,4 +1,4 @@
-// The calls of the internet layer with their handles kept in order, for tests.
+// The calls of the internet layer with handles that close themselves, for tests.
 // One thread at a time, like the handles.
 #pragma once
 
@@ -80,12 +80,16 @@ inline void end_browser_session() {
     InternetSetOptionW(nullptr, INTERNET_OPTION_END_BROWSER_SESSION, nullptr, 0);
 }
 
-// Begins an upload, pushes the body and ends it; the first error, 0 for success.
-inline DWORD upload(HINTERNET request, const std::string& body, std::size_t block = 65536) {
+inline BOOL begin_upload(HINTERNET request, std::size_t size) {
     INTERNET_BUFFERSW buffers{};
     buffers.dwStructSize = sizeof buffers;
-    buffers.dwBufferTotal = static_cast<DWORD>(body.size());
-    if (!HttpSendRequestExW(request, &buffers, nullptr, 0, 0)) return GetLastError();
+    buffers.dwBufferTotal = static_cast<DWORD>(size);
+    return HttpSendRequestExW(request, &buffers, nullptr, 0, 0);
+}
+
+// Begins an upload, pushes the body and ends it; the first error, 0 for success.
+inline DWORD upload(HINTERNET request, const std::string& body, std::size_t block = 65536) {
+    if (!begin_upload(request, body.size())) return GetLastError();
     for (std::size_t at = 0; at < body.size(); at += block) {
         DWORD written = 0;
         const DWORD count = static_cast<DWORD>(std::min(block, body.size() - at));

@@ -1,5 +1,3 @@
-// An HTTP server for tests that says exactly the bytes a test gives it.
-// The handler runs on a thread per connection; the server ends with its object.
 #include "testing/raw_server.h"
 
 #include <arpa/inet.h>
@@ -44,7 +42,7 @@ std::vector<std::string> header_values(const std::string& head, std::string_view
     return values;
 }
 
-// A key and a certificate that vouches for itself.
+// A key and a self-signed certificate.
 ssl_ctx_st* make_tls(std::string& out_pem) {
     ssl_ctx_st* context = SSL_CTX_new(TLS_server_method());
     EVP_PKEY* key = EVP_EC_gen("P-256");
@@ -120,8 +118,8 @@ void Exchange::drop() {
 }
 
 void Exchange::reset() {
-    const linger rude{1, 0};
-    setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &rude, sizeof rude);
+    const linger with_reset{1, 0};
+    setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &with_reset, sizeof with_reset);
     m_open = false;
 }
 
@@ -190,7 +188,7 @@ void RawServer::serve(int socket, int connection) {
     exchange.m_server = this;
     exchange.m_socket = socket;
     if (m_tls) {
-        // The test's own writes after the peer has gone are no reason to end.
+        // A write after the peer has closed must not end the test.
         sigset_t pipe;
         sigemptyset(&pipe);
         sigaddset(&pipe, SIGPIPE);
@@ -205,8 +203,8 @@ void RawServer::serve(int socket, int connection) {
         m_handler(exchange);
     }
     SSL_free(exchange.m_tls);
-    // A linger of zero makes this a reset; the descriptor itself is closed with the server, unless it is
-    // rude.
+    // After reset() closing sends a reset, so that socket is closed here; the others are closed with the
+    // server.
     linger lingering{};
     socklen_t size = sizeof lingering;
     getsockopt(socket, SOL_SOCKET, SO_LINGER, &lingering, &size);

@@ -1,4 +1,4 @@
-// An HTTP server for tests that says exactly the bytes a test gives it, on loopback and a port of the
+// An HTTP server for tests that sends exactly the bytes a test gives it, on loopback and a port of the
 // system's choice. The handler runs on a thread per connection; the server ends with its object.
 #pragma once
 
@@ -34,8 +34,8 @@ public:
     // Reads more of the body, for handlers that run before it has come.
     std::string receive();
     void drop();   // ends the connection
-    void reset();  // ends it rudely
-    void stall();  // says nothing more until the server ends
+    void reset();  // ends it with a reset
+    void stall();  // sends nothing more until the server ends
 
 private:
     friend class RawServer;

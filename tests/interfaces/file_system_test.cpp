@@ -521,11 +521,8 @@ VARIANT ArrayOf(const std::vector<Variant>& values) {
     VARIANT array{};
     array.vt = VT_ARRAY | VT_VARIANT;
     array.parray = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(values.size()));
-    void* data = nullptr;
-    SafeArrayAccessData(array.parray, &data);
-    for (std::size_t i = 0; i < values.size(); ++i)
-        VariantCopy(static_cast<VARIANT*>(data) + i, &values[i].get());
-    SafeArrayUnaccessData(array.parray);
+    auto* elements = static_cast<VARIANT*>(array.parray->pvData);
+    for (std::size_t i = 0; i < values.size(); ++i) VariantCopy(elements + i, &values[i].get());
     return array;
 }
 

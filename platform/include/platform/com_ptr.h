@@ -95,11 +95,6 @@ public:
         return *this;
     }
 
-    static Bstr attach(BSTR text) {
-        Bstr owner;
-        owner.m_text = text;
-        return owner;
-    }
     [[nodiscard]] BSTR detach() { return std::exchange(m_text, nullptr); }
     BSTR get() const { return m_text; }
     // For an out argument: what was held is freed first.

@@ -1,5 +1,3 @@
-// User names and passwords that a server or proxy has accepted, kept for the life of the process.
-// Any thread.
 #include "internet/credentials.h"
 
 #include <curl/curl.h>

@@ -28,7 +28,7 @@ public:
 
     std::optional<Accepted> find(const std::string& origin);
     void remember(const std::string& origin, Accepted accepted);
-    // Forgets only what is still the same.
+    // Does nothing when other credentials have taken the place of these.
     void forget(const std::string& origin, const Credentials& refused);
     void clear();
 
@@ -38,7 +38,7 @@ private:
 };
 
 // The scheme to answer a challenge with, of the CURLAUTH_ bits offered; 0 if none can be used. Basic comes
-// only when nothing stronger is offered; Negotiate comes late, since what it comes to is up to the mechanisms
+// only when nothing stronger is offered, and Negotiate just before it, since it depends on the mechanisms
 // that this machine has.
 unsigned long choose_scheme(unsigned long offered);
 

@@ -1,5 +1,3 @@
-// Error numbers of the internet layer: one table from the transfer library's codes.
-// Any thread.
 #include "internet/errors.h"
 
 #include <curl/curl.h>

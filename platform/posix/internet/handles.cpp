@@ -1,10 +1,10 @@
-// The table that guards the objects behind internet handles.
-// Any thread.
 #include "internet/handles.h"
 
 #include <array>
 #include <mutex>
 #include <unordered_map>
+
+#include "testing/open_handles.h"
 
 namespace platform::internet {
 
@@ -23,7 +23,7 @@ struct Table {
 
 constexpr std::uintptr_t kStep = 4;
 
-// Lives as long as the process: callers may leave handles open to the last.
+// Never destroyed: callers may leave handles open until the process ends.
 Table& table() {
     static Table* const instance = new Table;
     return *instance;
@@ -57,6 +57,15 @@ std::shared_ptr<Object> remove_handle(HINTERNET handle) {
     const std::lock_guard lock(part.mutex);
     const auto node = part.objects.extract(number);
     return node ? node.mapped() : nullptr;
+}
+
+std::size_t open_handle_count() {
+    std::size_t count = 0;
+    for (Part& part : table().parts) {
+        const std::lock_guard lock(part.mutex);
+        count += part.objects.size();
+    }
+    return count;
 }
 
 }  // namespace platform::internet

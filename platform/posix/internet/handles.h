@@ -40,7 +40,7 @@ struct Connection final : Object {
     std::string host;
     INTERNET_PORT port = 0;
     std::atomic<DWORD> connect_timeout{0};
-    LinePool pool;
+    CurlHandlePool pool;
 };
 
 // Handles are numbers that are never used twice, so a stale one is known as such.

@@ -1,5 +1,3 @@
-// The headers of a request as callers write them, and the header block of an answer as it comes in.
-// Plain values: one thread at a time.
 #include "internet/headers.h"
 
 #include <algorithm>
@@ -66,15 +64,6 @@ std::optional<std::vector<Header>> parse_lines(std::string_view text) {
 bool equals_ignoring_case(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return lower(x) == lower(y); });
-}
-
-std::string to_utf8(std::u16string_view text) {
-    std::string bytes(text.size() * 3, '\0');
-    if (text.empty()) return bytes;
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                                         static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(size));
-    return bytes;
 }
 
 std::u16string from_header_bytes(std::string_view bytes) {
@@ -150,7 +139,7 @@ bool ResponseHeaders::add_line(std::string_view line) {
         const bool is_folded = line.front() == ' ' || line.front() == '\t';
         if (!is_folded) {
             m_lines.emplace_back(line);
-        } else if (m_lines.size() > 1) {  // nothing goes on behind the status line
+        } else if (m_lines.size() > 1) {  // a status line has no continuation
             (m_lines.back() += ' ') += trim(line);
         }
     }

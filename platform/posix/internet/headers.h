@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/wininet.h"
+#include "utf8.h"
 
 namespace platform::internet {
 
@@ -19,7 +20,6 @@ struct Header {
 // ASCII letters alone lose their case.
 bool equals_ignoring_case(std::string_view a, std::string_view b);
 
-std::string to_utf8(std::u16string_view text);
 // What is not UTF-8 is taken as Latin-1, so that no byte of a header is lost.
 std::u16string from_header_bytes(std::string_view bytes);
 

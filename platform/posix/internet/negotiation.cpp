@@ -1,5 +1,3 @@
-// Signing in over GSS-API.
-// One thread at a time.
 #include "internet/negotiation.h"
 
 #include <curl/curl.h>

@@ -1,5 +1,5 @@
-// Signing in by an exchange of tokens from GSS-API, for a name and a password: by Negotiate (RFC 4559, SPNEGO
-// of RFC 4178), and by NTLM (MS-NTHT) for those whom libcurl can't sign in by it.
+// Signing in with a name and a password by an exchange of GSS-API tokens: Negotiate (RFC 4559, SPNEGO of
+// RFC 4178), and NTLM (MS-NTHT) where libcurl's own can't be used.
 // One thread at a time; each belongs to one connection.
 #pragma once
 
@@ -14,21 +14,20 @@ namespace platform::internet {
 
 class Negotiation {
 public:
-    // Whether this is how to sign in with the credentials by the scheme (a CURLAUTH_ bit): libcurl's NTLM
-    // takes each byte of a name or a password for a letter.
+    // Whether this class signs in with the credentials by the scheme (a CURLAUTH_ bit), and not libcurl,
+    // whose NTLM takes each byte of a name or a password for a letter.
     static bool is_needed(unsigned long scheme, const Credentials& credentials);
 
-    // Begins, with the first token made. Whether the mechanisms that GSS-API has can use the credentials
-    // shows in the token, which is empty if they can't.
+    // Makes the first token. It is empty when no mechanism of GSS-API can use the credentials.
     Negotiation(unsigned long scheme, const std::string& host, const Credentials& credentials);
     ~Negotiation();
     Negotiation(const Negotiation&) = delete;
     Negotiation& operator=(const Negotiation&) = delete;
 
-    // The next value of "Authorization"; empty when there is nothing to say.
+    // The next value of "Authorization"; empty when there is no token to send.
     std::string authorization() const;
-    // Makes the next token out of the one in the server's challenge; false when there is none in it, or when
-    // it goes no further.
+    // Makes the next token from the one in the server's challenge; false when the challenge has none, or when
+    // the exchange has ended.
     bool take(std::string_view challenge);
 
 private:

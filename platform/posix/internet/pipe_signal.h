@@ -1,5 +1,5 @@
-// Keeps a connection that breaks under a TLS write from ending the process.
-// Works on the thread that makes it; a guest changes no signal handler of its host.
+// Keeps SIGPIPE from ending the process when a TLS connection breaks during a write.
+// Affects only the thread that makes it: a plug-in changes no signal handler of its process.
 #pragma once
 
 #include <csignal>

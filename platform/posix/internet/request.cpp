@@ -1,5 +1,3 @@
-// A request that can be sent again and again: its headers, its sign-in, and the places it is redirected to.
-// One call at a time (each takes the lock); closing may come from any thread.
 #include "internet/request.h"
 
 #include <algorithm>
@@ -14,7 +12,7 @@ namespace {
 constexpr int kMaxRedirects = 10;
 constexpr std::chrono::milliseconds kStallLimit{30'000};
 
-// A limit from the environment can only shorten what holds anyway.
+// A limit from the environment can only lower the usual one.
 std::chrono::milliseconds limited(std::chrono::milliseconds usual, const char* variable) {
     const char* text = std::getenv(variable);
     long value = 0;
@@ -27,7 +25,7 @@ bool is_redirect(unsigned status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
-// As browsers do it: a form that was sent is followed by a plain question.
+// As browsers do: a redirected POST is followed by a GET.
 bool turns_to_get(unsigned status, const std::string& verb) {
     return status == 303 ? verb != "HEAD" : (status == 301 || status == 302) && verb == "POST";
 }
@@ -41,13 +39,13 @@ bool describes_body(const Header& header) {
            equals_ignoring_case(header.name, "Transfer-Encoding");
 }
 
-Target home_of(const Connection& connection, DWORD flags, std::string object) {
+Target original_target_of(const Connection& connection, DWORD flags, std::string object) {
     const bool secure = (flags & INTERNET_FLAG_SECURE) != 0;
     const INTERNET_PORT usual = secure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT;
     return {secure, connection.host, connection.port ? connection.port : usual, std::move(object)};
 }
 
-// Gives a text out by the rules of header queries: sizes in bytes.
+// Copies a text out by the rules of HttpQueryInfoW: sizes are in bytes.
 DWORD give_text(std::u16string_view text, void* buffer, DWORD* size) {
     const std::size_t bytes = text.size() * sizeof(char16_t);
     if (!buffer || *size < bytes + sizeof(char16_t)) {
@@ -72,10 +70,9 @@ Request::Request(std::shared_ptr<Connection> connection, std::string verb, std::
     : Object(kKind),
       m_connection(std::move(connection)),
       m_verb(std::move(verb)),
-      m_flags(flags),
-      m_home{home_of(*m_connection, flags, std::move(object))},
+      m_original_target{original_target_of(*m_connection, flags, std::move(object))},
       m_connect_timeout(m_connection->connect_timeout),
-      m_target(m_home),
+      m_target(m_original_target),
       m_transfer(m_connection->pool, m_closed) {}
 
 DWORD Request::add_headers(std::u16string_view text, DWORD modifiers) {
@@ -110,8 +107,8 @@ std::string Request::error_text() {
     return m_transfer.error_text();
 }
 
-// What the caller set goes before what was accepted earlier; without a known scheme nothing goes before it is
-// asked.
+// Credentials that the caller set come before remembered ones. Until a challenge has named a scheme for them,
+// none are sent.
 std::optional<Login> Request::choose_login(const std::string& origin, const Given& given) const {
     if (!given.credentials.user.empty() && given.origin == origin) {
         if (!given.scheme) return std::nullopt;
@@ -127,7 +124,7 @@ TransferRequest Request::make(const Target& target) const {
     request.verb = m_current_verb;
     request.target = target;
     request.agent = m_connection->session->agent;
-    const bool trusted = same_audience(m_home, target);
+    const bool trusted = may_share_secrets(m_original_target, target);
     for (const Header& header : m_headers.all())
         if ((trusted || !is_secret(header)) && (m_with_body || !describes_body(header)))
             request.headers.push_back(header);
@@ -158,7 +155,7 @@ DWORD Request::send(std::u16string_view headers, const void* body, std::size_t s
     if (const DWORD error = m_headers.add(headers, HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE))
         return error;
     m_transfer.discard_answer();
-    start_over(m_home, m_verb);
+    start_over(m_original_target, m_verb);
     m_upload_target.reset();
     return run(body, size);
 }
@@ -174,13 +171,13 @@ void Request::begin_negotiation() {
     m_negotiation = std::make_unique<Negotiation>(m_login->scheme, m_target.host, m_login->credentials);
 }
 
-// Sends, and sends again after each challenge that can be met and each redirect.
+// Sends, and sends again after each challenge that can be answered and each redirect.
 DWORD Request::run(const void* body, std::size_t size) {
     for (;;) {
         if (!m_negotiation) {
             choose_logins();
             if (m_negotiation && m_with_body && size) {
-                if (const DWORD error = lead_negotiation()) return error;
+                if (const DWORD error = send_first_token()) return error;
             }
         }
         TransferRequest request = make(m_target);
@@ -191,7 +188,7 @@ DWORD Request::run(const void* body, std::size_t size) {
         DWORD error = m_transfer.start(request);
         if (!error) error = m_transfer.finish_sending();
         if (error) return error;
-        const Outcome outcome = judge();
+        const Outcome outcome = handle_answer();
         if (outcome.step != Step::again) return outcome.error;
     }
 }
@@ -212,11 +209,11 @@ DWORD Request::begin_upload(std::u16string_view headers, DWORD total) {
         return error;
     m_transfer.discard_answer();
     const int redirects = m_upload_target ? m_redirects : 0;
-    start_over(m_upload_target.value_or(m_home), m_verb);
+    start_over(m_upload_target.value_or(m_original_target), m_verb);
     m_redirects = redirects;
     choose_logins();
     if (m_negotiation) {
-        if (const DWORD error = lead_negotiation()) return error;
+        if (const DWORD error = send_first_token()) return error;
     }
     TransferRequest request = make(m_target);
     request.pushed = true;
@@ -233,31 +230,31 @@ DWORD Request::end_upload() {
     const std::lock_guard lock(m_mutex);
     if (!m_sent) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
     if (const DWORD error = m_transfer.finish_sending()) return error;
-    const Outcome outcome = judge();
+    const Outcome outcome = handle_answer();
     if (outcome.step != Step::again) {
         m_upload_target.reset();
         return outcome.error;
     }
     if (!m_with_body) return run(nullptr, 0);
-    // The body has gone by; whoever has it must push it once more.
+    // The body was streamed and isn't kept: the caller must send it again.
     if (m_redirects) m_upload_target = m_target;
     return ERROR_INTERNET_FORCE_RETRY;
 }
 
-// Sends the first token with a question of no consequence: with the body it would be for nothing, or, where
-// one token is enough, an empty body would be taken for the whole.
-DWORD Request::lead_negotiation() {
-    TransferRequest question = make(m_target);
-    question.verb = "HEAD";
-    std::erase_if(question.headers, describes_body);
-    DWORD error = m_transfer.start(question);
+// Sends the first token with a HEAD request. With the body, the body would be sent for nothing; with an empty
+// body, a server to which one token is enough would store that.
+DWORD Request::send_first_token() {
+    TransferRequest request = make(m_target);
+    request.verb = "HEAD";
+    std::erase_if(request.headers, describes_body);
+    DWORD error = m_transfer.start(request);
     if (!error) error = m_transfer.finish_sending();
     if (error || continue_negotiation()) return error;
     begin_negotiation();
     return ERROR_SUCCESS;
 }
 
-// True when the answer is the server's part in it, and there is one of our own to send.
+// True when the answer brings the server's token and there is one to send back.
 bool Request::continue_negotiation() {
     if (!m_negotiation || m_transfer.headers().status() != 401) return false;
     for (std::size_t i = 0; const auto challenge = m_transfer.headers().find("WWW-Authenticate", i); ++i)
@@ -265,18 +262,18 @@ bool Request::continue_negotiation() {
     return false;
 }
 
-Request::Outcome Request::judge() {
+Request::Outcome Request::handle_answer() {
     const unsigned status = m_transfer.headers().status();
     if (continue_negotiation()) return {Step::again, ERROR_SUCCESS};
     m_negotiation.reset();
-    if (status == 401) return judge_challenge(false);
-    if (status == 407) return judge_challenge(true);
+    if (status == 401) return answer_challenge(false);
+    if (status == 407) return answer_challenge(true);
     note_success();
-    if (is_redirect(status) && !(m_flags & INTERNET_FLAG_NO_AUTO_REDIRECT)) return judge_redirect();
+    if (is_redirect(status)) return follow_redirect();
     return {};
 }
 
-Request::Outcome Request::judge_challenge(bool proxy) {
+Request::Outcome Request::answer_challenge(bool proxy) {
     const std::optional<Login>& used = proxy ? m_proxy_login : m_login;
     const std::string origin = proxy ? proxy_origin() : m_target.origin();
     Given& given = proxy ? m_proxy_given : m_given;
@@ -287,7 +284,7 @@ Request::Outcome Request::judge_challenge(bool proxy) {
     return {given.scheme ? Step::again : Step::done, ERROR_SUCCESS};
 }
 
-Request::Outcome Request::judge_redirect() {
+Request::Outcome Request::follow_redirect() {
     const unsigned status = m_transfer.headers().status();
     const auto location = m_transfer.headers().find("Location", 0);
     if (!location || location->empty()) return {};
@@ -336,8 +333,6 @@ DWORD Request::query(DWORD level, void* buffer, DWORD* size, DWORD* index) {
             return give_text(from_header_bytes(headers.reason()), buffer, size);
         case HTTP_QUERY_RAW_HEADERS:
             return give_text(join_lines(headers.lines(), std::u16string_view(u"\0", 1)), buffer, size);
-        case HTTP_QUERY_RAW_HEADERS_CRLF:
-            return give_text(join_lines(headers.lines(), u"\r\n").append(u"\r\n"), buffer, size);
         case HTTP_QUERY_CUSTOM: {
             if (!buffer) return ERROR_INVALID_PARAMETER;
             const auto* name = static_cast<const char16_t*>(buffer);

@@ -35,7 +35,7 @@ public:
     std::string error_text();
 
 private:
-    // Credentials that the caller set, for the place that asked for them last.
+    // Credentials that the caller set, and the origin that they are for.
     struct Given {
         Credentials credentials;
         std::string origin;
@@ -53,19 +53,18 @@ private:
     void choose_logins();
     DWORD run(const void* body, std::size_t size);
     void begin_negotiation();
-    DWORD lead_negotiation();
+    DWORD send_first_token();
     bool continue_negotiation();
-    Outcome judge();
-    Outcome judge_challenge(bool proxy);
-    Outcome judge_redirect();
+    Outcome handle_answer();
+    Outcome answer_challenge(bool proxy);
+    Outcome follow_redirect();
     void note_success();
     std::string proxy_origin() const { return "proxy " + m_target.origin(); }
     long long upload_size(DWORD total) const;
 
     const std::shared_ptr<Connection> m_connection;
     const std::string m_verb;
-    const DWORD m_flags;
-    Target m_home;
+    Target m_original_target;
     std::atomic<bool> m_closed{false};
 
     std::mutex m_mutex;

@@ -1,5 +1,3 @@
-// Where a request goes: scheme, host, port and what stands in the request line.
-// Plain values: one thread at a time.
 #include "internet/target.h"
 
 #include <curl/curl.h>
@@ -98,7 +96,7 @@ std::optional<Target> resolve(const Target& base, std::string_view location) {
     return target;
 }
 
-bool same_audience(const Target& from, const Target& to) {
+bool may_share_secrets(const Target& from, const Target& to) {
     if (!equals_ignoring_case(from.host, to.host)) return false;
     if (from.secure == to.secure) return from.port == to.port;
     const bool usual_upgrade = !from.secure && from.port == INTERNET_DEFAULT_HTTP_PORT && to.secure &&

@@ -26,8 +26,8 @@ std::optional<std::string> make_host(std::u16string_view server);
 std::string make_object(std::u16string_view object);
 // The place that a Location header names; nothing unless it is one for http or https.
 std::optional<Target> resolve(const Target& base, std::string_view location);
-// May what was meant for `from` (cookies, tokens) be shown to `to`? To the same host, and never from TLS to
+// Whether secrets for `from` (cookies, tokens) may be sent to `to`: the same host, and never from TLS to
 // plain.
-bool same_audience(const Target& from, const Target& to);
+bool may_share_secrets(const Target& from, const Target& to);
 
 }  // namespace platform::internet

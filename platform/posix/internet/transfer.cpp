@@ -1,5 +1,3 @@
-// One exchange with a server over the transfer library, driven by the thread that waits for it.
-// A transfer belongs to one thread at a time.
 #include "internet/transfer.h"
 
 #include <openssl/ssl.h>
@@ -28,7 +26,7 @@ constexpr int kWaitSlice = 50;
 
 Transfer::~Transfer() {
     const PipeSignalGuard guard;
-    release_line();
+    release_handles();
     curl_slist_free_all(m_header_list);
 }
 
@@ -36,9 +34,9 @@ DWORD Transfer::start(const TransferRequest& request) {
     const PipeSignalGuard guard;
     discard_answer();
     detach();
-    if (!m_line) m_line = m_pool.take();
-    if (!m_line) return ERROR_NOT_ENOUGH_MEMORY;
-    m_line->turn_to(request.target.origin());
+    if (!m_handles) m_handles = m_pool.take();
+    if (!m_handles) return ERROR_NOT_ENOUGH_MEMORY;
+    m_handles->use_for(request.target.origin());
     m_limits = request.limits;
     m_headers.clear();
     m_done = m_connected = m_answered = m_discarding = m_receive_paused = m_send_paused = m_upload_wanted =
@@ -55,8 +53,8 @@ DWORD Transfer::start(const TransferRequest& request) {
     m_may_be_repeated = request.login.has_value() || request.proxy_login.has_value();
     m_curl_error[0] = 0;
     m_error_text.clear();
-    if (!m_line->easy() || !set_options(request)) return ERROR_NOT_ENOUGH_MEMORY;
-    if (curl_multi_add_handle(m_line->multi(), m_line->easy()) != CURLM_OK)
+    if (!m_handles->easy() || !set_options(request)) return ERROR_NOT_ENOUGH_MEMORY;
+    if (curl_multi_add_handle(m_handles->multi(), m_handles->easy()) != CURLM_OK)
         return ERROR_INTERNET_INTERNAL_ERROR;
     m_active = true;
     if (!m_pushing || m_push_left == 0) return ERROR_SUCCESS;
@@ -79,7 +77,7 @@ bool Transfer::set_options(const TransferRequest& request) {
 }
 
 bool Transfer::set_body(const TransferRequest& request) {
-    // The method is reset first, since each of these options leaves marks of its own.
+    // The method is reset first, since each of these options changes it.
     bool good = set(CURLOPT_POSTFIELDS, nullptr) && set(CURLOPT_UPLOAD, 0L) && set(CURLOPT_HTTPGET, 1L);
     if (request.pushed) {
         good = good && set(CURLOPT_UPLOAD, 1L) && set(CURLOPT_READFUNCTION, on_upload) &&
@@ -179,7 +177,7 @@ std::size_t Transfer::take_header(const char* data, std::size_t size) {
         m_own_error = ERROR_HTTP_INVALID_SERVER_RESPONSE;
         return 0;
     }
-    // What comes before the request went out is a proxy's word on the tunnel.
+    // A block that comes before the request was sent is the proxy's answer to CONNECT.
     const bool challenge = m_headers.status() == 401 || m_headers.status() == 407;
     if (m_headers.complete() && m_connected && m_headers.status() >= 200 && !(challenge && m_may_be_repeated))
         m_answered = true;
@@ -233,7 +231,8 @@ DWORD Transfer::drive(Reached reached) {
         if (m_closed) return ERROR_INTERNET_OPERATION_CANCELLED;
         m_moved = false;
         int running = 0;
-        if (curl_multi_perform(m_line->multi(), &running) != CURLM_OK) return ERROR_INTERNET_INTERNAL_ERROR;
+        if (curl_multi_perform(m_handles->multi(), &running) != CURLM_OK)
+            return ERROR_INTERNET_INTERNAL_ERROR;
         if (check_done() || m_moved) {
             clock_is_old = true;
             continue;
@@ -245,7 +244,7 @@ DWORD Transfer::drive(Reached reached) {
             detach();
             return m_error;
         }
-        if (curl_multi_poll(m_line->multi(), nullptr, 0, kWaitSlice, nullptr) != CURLM_OK)
+        if (curl_multi_poll(m_handles->multi(), nullptr, 0, kWaitSlice, nullptr) != CURLM_OK)
             return ERROR_INTERNET_INTERNAL_ERROR;
     }
     return ERROR_SUCCESS;
@@ -253,19 +252,19 @@ DWORD Transfer::drive(Reached reached) {
 
 curl_off_t Transfer::uploaded() const {
     curl_off_t bytes = 0;
-    curl_easy_getinfo(m_line->easy(), CURLINFO_SIZE_UPLOAD_T, &bytes);
+    curl_easy_getinfo(m_handles->easy(), CURLINFO_SIZE_UPLOAD_T, &bytes);
     return bytes;
 }
 
-// Whether the other end, be it a proxy, has taken the connection.
+// Whether the server or the proxy has accepted the connection.
 bool Transfer::reached() const {
     long port = 0;
-    curl_easy_getinfo(m_line->easy(), CURLINFO_LOCAL_PORT, &port);
+    curl_easy_getinfo(m_handles->easy(), CURLINFO_LOCAL_PORT, &port);
     return m_connected || port > 0;
 }
 
-// Bytes that the system took from the library's own upload buffer count as movement too. Connecting has a
-// limit of its own; the handshake on a connection, and a proxy's word on a tunnel, have not.
+// Bytes that the system took from the library's own upload buffer count as progress too. Connecting has a
+// limit of its own; the TLS handshake and a proxy's answer to CONNECT fall under this one.
 bool Transfer::idle_too_long(std::chrono::steady_clock::time_point& since) {
     const auto now = std::chrono::steady_clock::now();
     const curl_off_t bytes = uploaded();
@@ -278,23 +277,23 @@ bool Transfer::idle_too_long(std::chrono::steady_clock::time_point& since) {
 
 bool Transfer::check_done() {
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(m_line->multi(), &left)) {
+    while (const CURLMsg* message = curl_multi_info_read(m_handles->multi(), &left)) {
         if (message->msg != CURLMSG_DONE) continue;
         settle(message->data.result);
         detach();
-        // A challenge may have to be answered over this very connection.
+        // A challenge may have to be answered over the same connection.
         const bool challenge = m_headers.status() == 401 || m_headers.status() == 407;
         if (m_error) {
-            m_line.reset();
+            m_handles.reset();
         } else if (!challenge) {
-            release_line();
+            release_handles();
         }
         return true;
     }
     return false;
 }
 
-// The exchange has ended: takes over what the library knows of it.
+// The exchange has ended: reads its result from the library.
 void Transfer::settle(CURLcode result) {
     m_done = true;
     // A header line beyond the library's own limit is reported as a lack of memory.
@@ -303,13 +302,13 @@ void Transfer::settle(CURLcode result) {
     if (m_error) m_error_text = m_curl_error[0] ? m_curl_error : curl_easy_strerror(result);
     note_offers();
     long tunnel_status = 0;
-    curl_easy_getinfo(m_line->easy(), CURLINFO_HTTP_CONNECTCODE, &tunnel_status);
+    curl_easy_getinfo(m_handles->easy(), CURLINFO_HTTP_CONNECTCODE, &tunnel_status);
     // A proxy that wants a login before it opens a tunnel has answered, though not with a body.
     if (m_error && !m_connected && tunnel_status == 407 && m_headers.status() == 407) {
         m_error = ERROR_SUCCESS;
         m_answered = true;
     }
-    // Any other refusal of the tunnel is no answer of the server's.
+    // Any other refusal of the tunnel isn't an answer of the server.
     if (m_error && !m_connected && tunnel_status >= 300) m_error = ERROR_INTERNET_CANNOT_CONNECT;
     if (!m_error && m_headers.complete()) m_answered = true;
     if (!m_error && !m_answered) m_error = ERROR_HTTP_INVALID_SERVER_RESPONSE;
@@ -317,9 +316,9 @@ void Transfer::settle(CURLcode result) {
 
 void Transfer::note_offers() {
     long offered = 0;
-    if (curl_easy_getinfo(m_line->easy(), CURLINFO_HTTPAUTH_AVAIL, &offered) == CURLE_OK)
+    if (curl_easy_getinfo(m_handles->easy(), CURLINFO_HTTPAUTH_AVAIL, &offered) == CURLE_OK)
         m_offered = static_cast<unsigned long>(offered);
-    if (curl_easy_getinfo(m_line->easy(), CURLINFO_PROXYAUTH_AVAIL, &offered) == CURLE_OK)
+    if (curl_easy_getinfo(m_handles->easy(), CURLINFO_PROXYAUTH_AVAIL, &offered) == CURLE_OK)
         m_proxy_offered = static_cast<unsigned long>(offered);
 }
 
@@ -331,10 +330,10 @@ unsigned long Transfer::offered_schemes(bool proxy) {
 void Transfer::resume() {
     if (!m_active || (!m_receive_paused && !m_send_paused)) return;
     m_receive_paused = m_send_paused = false;
-    curl_easy_pause(m_line->easy(), CURLPAUSE_CONT);
+    curl_easy_pause(m_handles->easy(), CURLPAUSE_CONT);
 }
 
-// The caller's memory is needed until all of it has been sent, or nobody wants the rest.
+// The caller's memory is needed until all of it has been sent or the server has refused it.
 bool Transfer::body_was_sent() const {
     if (!m_memory_body || m_headers.status() >= 300) return true;
     return static_cast<std::size_t>(uploaded()) >= m_memory_body;
@@ -347,12 +346,12 @@ DWORD Transfer::push(const void* data, std::size_t size) {
         if (size > static_cast<std::size_t>(m_push_left)) return ERROR_INVALID_PARAMETER;
         m_push_left -= static_cast<long long>(size);
     }
-    // An answer that came early, and a server that wants all of it again, are told when the body ends.
-    const auto nobody_listens = [this] { return m_answered && (m_done || m_headers.status() >= 300); };
+    // An early answer, and a server that wants the body again, are reported when the body ends.
+    const auto body_is_unwanted = [this] { return m_answered && (m_done || m_headers.status() >= 300); };
     m_source = static_cast<const char*>(data);
     m_source_size = size;
     resume();
-    const DWORD error = drive([&] { return !m_source_size || nobody_listens(); });
+    const DWORD error = drive([&] { return !m_source_size || body_is_unwanted(); });
     m_source_size = 0;
     return error == ERROR_INTERNET_FORCE_RETRY || m_answered ? static_cast<DWORD>(ERROR_SUCCESS) : error;
 }
@@ -362,7 +361,7 @@ DWORD Transfer::finish_sending() {
     if (m_pushing && m_push_left > 0 && !m_answered && !m_done) {
         settle(CURLE_PARTIAL_FILE);
         detach();
-        m_line.reset();
+        m_handles.reset();
         return m_error;
     }
     m_upload_ended = true;
@@ -407,13 +406,13 @@ void Transfer::discard_answer() {
 
 void Transfer::detach() {
     if (!m_active) return;
-    curl_multi_remove_handle(m_line->multi(), m_line->easy());
+    curl_multi_remove_handle(m_handles->multi(), m_handles->easy());
     m_active = false;
 }
 
-void Transfer::release_line() {
+void Transfer::release_handles() {
     detach();
-    m_pool.give_back(std::move(m_line));
+    m_pool.give_back(std::move(m_handles));
 }
 
 }  // namespace platform::internet

@@ -1,5 +1,5 @@
 // One exchange with a server over the transfer library, driven by the thread that waits for it.
-// A pool of lines is shared by all threads; a transfer belongs to one thread at a time.
+// A pool of handles is shared by all threads; a transfer belongs to one thread at a time.
 #pragma once
 
 #include <curl/curl.h>
@@ -19,22 +19,22 @@
 
 namespace platform::internet {
 
-// A set of kept connections with the handle that drives them.
-class Line {
+// Libcurl's two handles of an exchange: the multi handle keeps the connections, the easy handle uses them.
+class CurlHandles {
 public:
-    Line();
-    ~Line();
-    Line(const Line&) = delete;
-    Line& operator=(const Line&) = delete;
+    CurlHandles();
+    ~CurlHandles();
+    CurlHandles(const CurlHandles&) = delete;
+    CurlHandles& operator=(const CurlHandles&) = delete;
 
     bool ok() const { return m_multi && m_easy; }
     CURLM* multi() const { return m_multi; }
     CURL* easy() const { return m_easy; }
-    // Drops what the handle knows of another server's challenges; connections stay.
-    void turn_to(const std::string& origin);
+    // Forgets another server's challenges; connections are kept.
+    void use_for(const std::string& origin);
 
 private:
-    friend class LinePool;
+    friend class CurlHandlePool;
 
     CURLM* m_multi;
     CURL* m_easy;
@@ -42,19 +42,19 @@ private:
     unsigned m_session = 0;
 };
 
-class LinePool {
+class CurlHandlePool {
 public:
-    // An idle line, the last used first, or a new one.
-    std::unique_ptr<Line> take();
-    void give_back(std::unique_ptr<Line> line);
-    // Lines from before this call are never used again, by any pool.
+    // Idle handles, the last used first, or new ones.
+    std::unique_ptr<CurlHandles> take();
+    void give_back(std::unique_ptr<CurlHandles> handles);
+    // Handles from before this call are never used again, by any pool.
     static void end_session();
 
 private:
     static constexpr std::size_t kMaxIdle = 8;
 
     std::mutex m_mutex;
-    std::vector<std::unique_ptr<Line>> m_idle;
+    std::vector<std::unique_ptr<CurlHandles>> m_idle;
 };
 
 struct TransferLimits {
@@ -87,7 +87,7 @@ struct TransferRequest {
 class Transfer {
 public:
     // `closed` ends every wait of this transfer; it must outlive it.
-    Transfer(LinePool& pool, const std::atomic<bool>& closed) : m_pool(pool), m_closed(closed) {}
+    Transfer(CurlHandlePool& pool, const std::atomic<bool>& closed) : m_pool(pool), m_closed(closed) {}
     ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
@@ -97,7 +97,7 @@ public:
     DWORD push(const void* data, std::size_t size);
     DWORD finish_sending();  // sends the rest and waits for the answer's headers
     DWORD read(void* buffer, std::size_t size, std::size_t& out_read);
-    // Reads a short rest of the answer, so that the connection can be kept, or gives it up.
+    // Reads a short rest of the answer, so that the connection can be kept, or drops the connection.
     void discard_answer();
 
     const ResponseHeaders& headers() const { return m_headers; }
@@ -123,7 +123,7 @@ private:
     bool set_login(const TransferRequest& request);
     template <class Option, class Value>
     bool set(Option option, Value value) {
-        return curl_easy_setopt(m_line->easy(), option, value) == CURLE_OK;
+        return curl_easy_setopt(m_handles->easy(), option, value) == CURLE_OK;
     }
 
     // Drives the exchange until `reached` or its end; the stall limit counts from the last byte that moved.
@@ -138,17 +138,17 @@ private:
     void resume();
     bool body_was_sent() const;
     void detach();
-    void release_line();
+    void release_handles();
 
-    LinePool& m_pool;
+    CurlHandlePool& m_pool;
     const std::atomic<bool>& m_closed;
-    std::unique_ptr<Line> m_line;
+    std::unique_ptr<CurlHandles> m_handles;
     curl_slist* m_header_list = nullptr;
     char m_curl_error[CURL_ERROR_SIZE] = {};
     std::string m_error_text;
     TransferLimits m_limits{};
 
-    bool m_active = false;  // the line's handle is in its multi handle
+    bool m_active = false;  // the easy handle is in the multi handle
     bool m_done = false;
     DWORD m_error = ERROR_SUCCESS;
     DWORD m_own_error = ERROR_SUCCESS;  // why a callback ended the exchange

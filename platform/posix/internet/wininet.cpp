@@ -1,5 +1,3 @@
-// The calls of the internet layer: they look the handle up, check the arguments and set the last error.
-// Any thread.
 #include "platform/wininet.h"
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include "internet/request.h"
 
 using namespace platform::internet;
+using platform::to_utf8;
 
 namespace {
 
@@ -140,7 +139,7 @@ BOOL InternetSetOptionW(HINTERNET handle, DWORD option, LPVOID buffer, DWORD siz
         switch (option) {
             case INTERNET_OPTION_END_BROWSER_SESSION:
                 CredentialStore::instance().clear();
-                LinePool::end_session();
+                CurlHandlePool::end_session();
                 return ERROR_SUCCESS;
             case INTERNET_OPTION_CONNECT_TIMEOUT:
                 return set_timeout(handle, buffer, size);

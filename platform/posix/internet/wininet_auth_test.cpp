@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <set>
 
 #include "testing/client.h"
 #include "testing/raw_server.h"
@@ -11,28 +12,45 @@ namespace testing_support {
 namespace {
 
 constexpr DWORD kRetry = ERROR_INTERNET_FORCE_RETRY;
-constexpr char kBasic[] = "Basic YWxpY2U6cHc=";  // alice:pw
+constexpr char kBasic[] = "Basic YWxpY2U6cHc=";       // alice:pw
+constexpr char kBasicOfBob[] = "Basic Ym9iOnNpdGU=";  // bob:site
 
-// Lets alice in by Basic, or by whoever can answer a Digest challenge in her name.
-struct Gate {
-    explicit Gate(std::string offers)
+// Accepts alice by Basic or Digest, and offers the schemes of `offers`.
+struct ProtectedServer {
+    explicit ProtectedServer(std::string offers)
         : server([this, offers](Exchange& exchange) {
               const std::lock_guard lock(mutex);
               const std::string authorization = exchange.header("Authorization");
               seen.push_back(authorization);
               const bool digest = authorization.find("Digest username=\"alice\"") == 0 &&
                                   authorization.find("nonce=\"n1\"") != std::string::npos;
-              if (authorization == kBasic || digest)
+              if (!locked && (authorization == kBasic || digest))
                   exchange.answer("200 OK", "", "in:" + exchange.body);
               else
                   exchange.answer("401 Unauthorized", offers, "who?");
           }) {}
-    ~Gate() { end_browser_session(); }
+    ~ProtectedServer() { end_browser_session(); }
 
     std::vector<std::string> seen;
+    bool locked = false;  // accepts nobody
     std::mutex mutex;
     RawServer server;
 };
+
+// Signs alice in, so that the process remembers her.
+void sign_in(ProtectedServer& site) {
+    Client client(site.server.port());
+    const Handle request = client.open(u"GET", u"/");
+    set_login(request, u"alice", u"pw");
+    ASSERT_EQ(send(request), 0u);
+}
+
+// The status of a request that sets no credentials; 0 for none.
+DWORD ask(ProtectedServer& site) {
+    Client client(site.server.port());
+    const Handle request = client.open(u"GET", u"/");
+    return send(request) ? 0 : status(request);
+}
 
 const char kBasicOffer[] = "WWW-Authenticate: Basic realm=\"r\"\r\n";
 const char kBothOffers[] =
@@ -40,8 +58,8 @@ const char kBothOffers[] =
     "qop=\"auth\"\r\n";
 
 TEST(Challenge, ReachesTheCallerAndTakesTheOptionsAfterwards) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"GET", u"/");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 401u);
@@ -54,46 +72,41 @@ TEST(Challenge, ReachesTheCallerAndTakesTheOptionsAfterwards) {
     set_login(request, u"alice", u"pw");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 200u);
-    EXPECT_EQ(gate.seen.size(), 3u);
-    EXPECT_EQ(gate.seen.front(), "");
-    EXPECT_EQ(gate.server.connections(), 1);
+    EXPECT_EQ(site.seen.size(), 3u);
+    EXPECT_EQ(site.seen.front(), "");
+    EXPECT_EQ(site.server.connections(), 1);
 }
 
-TEST(Challenge, IsMetAtOnceWhenTheOptionsCameFirst) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+TEST(Challenge, IsAnsweredAtOnceWhenTheOptionsWereSetBefore) {
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"POST", u"/");
     set_login(request, u"alice", u"pw");
     char body[] = "text";
     ASSERT_TRUE(HttpSendRequestW(request, nullptr, 0, body, 4));
     DWORD error = 0;
     EXPECT_EQ(read_all(request, error), "in:text");
-    EXPECT_EQ(gate.seen, (std::vector<std::string>{"", kBasic}));
+    EXPECT_EQ(site.seen, (std::vector<std::string>{"", kBasic}));
 }
 
 TEST(Challenge, BasicIsNeverSentWhereDigestIsOffered) {
-    Gate gate(kBothOffers);
-    Client client(gate.server.port());
+    ProtectedServer site(kBothOffers);
+    Client client(site.server.port());
     for (const bool first : {true, false}) {
         const Handle request = client.open(u"GET", u"/");
         if (first) set_login(request, u"alice", u"pw");
         ASSERT_EQ(send(request), 0u);
         EXPECT_EQ(status(request), 200u);
     }
-    for (const std::string& authorization : gate.seen) EXPECT_NE(authorization.substr(0, 5), "Basic");
+    for (const std::string& authorization : site.seen) EXPECT_NE(authorization.substr(0, 5), "Basic");
 }
 
 TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
-    Gate gate(kBasicOffer);
+    ProtectedServer site(kBasicOffer);
     RawServer other(
         [](Exchange& exchange) { exchange.answer("200 OK", "", exchange.header("Authorization")); });
-    {
-        Client client(gate.server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, u"alice", u"pw");
-        ASSERT_EQ(send(request), 0u);
-    }
-    Client client(gate.server.port());
+    sign_in(site);
+    Client client(site.server.port());
     const Handle later = client.open(u"GET", u"/later");
     ASSERT_EQ(send(later), 0u);
     EXPECT_EQ(status(later), 200u);
@@ -103,29 +116,45 @@ TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
     DWORD error = 0;
     ASSERT_EQ(send(foreign), 0u);
     EXPECT_EQ(read_all(foreign, error), "");
-    const int connections = gate.server.connections();
+    const int connections = site.server.connections();
     end_browser_session();
     const Handle after = client.open(u"GET", u"/after");
     ASSERT_EQ(send(after), 0u);
     EXPECT_EQ(status(after), 401u);
-    EXPECT_EQ(gate.server.connections(), connections + 1);
+    EXPECT_EQ(site.server.connections(), connections + 1);
 }
 
 TEST(Credentials, ThatFailAreNotRemembered) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"GET", u"/");
     set_login(request, u"alice", u"wrong");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 401u);
     ASSERT_EQ(send(client.open(u"GET", u"/")), 0u);
-    EXPECT_EQ(gate.seen.back(), "");
+    EXPECT_EQ(site.seen.back(), "");
+}
+
+TEST(Credentials, ARefusalForgetsThoseOfItsHostAlone) {
+    ProtectedServer refusing(kBasicOffer), other(kBasicOffer);
+    sign_in(refusing);
+    sign_in(other);
+    refusing.locked = true;
+    EXPECT_EQ(ask(refusing), 401u);
+    EXPECT_EQ(refusing.seen.back(), kBasic);
+    refusing.locked = false;
+    EXPECT_EQ(ask(refusing), 401u) << "refused credentials are sent again";
+    EXPECT_EQ(ask(other), 200u) << "another host's credentials are gone";
+    sign_in(refusing);
+    end_browser_session();
+    EXPECT_EQ(ask(refusing), 401u);
+    EXPECT_EQ(ask(other), 401u);
 }
 
 TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
     for (const char* offers : {kBasicOffer, kBothOffers}) {
-        Gate gate(offers);
-        Client client(gate.server.port());
+        ProtectedServer site(offers);
+        Client client(site.server.port());
         const Handle request = client.open(u"PUT", u"/doc");
         set_login(request, u"alice", u"pw");
         EXPECT_EQ(upload(request, "bytes"), kRetry);
@@ -133,19 +162,14 @@ TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
         DWORD error = 0;
         EXPECT_EQ(status(request), 200u);
         EXPECT_EQ(read_all(request, error), "in:bytes");
-        EXPECT_EQ(gate.seen.size(), 2u);
+        EXPECT_EQ(site.seen.size(), 2u);
     }
 }
 
 TEST(Upload, ADigestRememberedFromElsewhereNeedsOneRetryAtMost) {
-    Gate gate(kBothOffers);
-    {
-        Client client(gate.server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, u"alice", u"pw");
-        ASSERT_EQ(send(request), 0u);
-    }
-    Client client(gate.server.port());
+    ProtectedServer site(kBothOffers);
+    sign_in(site);
+    Client client(site.server.port());
     const Handle request = client.open(u"PUT", u"/doc");
     const std::string body(500'000, 'x');
     DWORD error = upload(request, body);
@@ -155,12 +179,26 @@ TEST(Upload, ADigestRememberedFromElsewhereNeedsOneRetryAtMost) {
 }
 
 TEST(Upload, WithoutCredentialsTheChallengeIsTheAnswer) {
-    Gate gate(kBasicOffer);
-    Client client(gate.server.port());
+    ProtectedServer site(kBasicOffer);
+    Client client(site.server.port());
     const Handle request = client.open(u"PUT", u"/doc");
     EXPECT_EQ(upload(request, "bytes"), 0u);
     EXPECT_EQ(status(request), 401u);
 }
+
+// Makes a server the proxy of the process while it lives.
+struct ProxySetting {
+    explicit ProxySetting(const RawServer& proxy) {
+        const std::string address = "http://127.0.0.1:" + std::to_string(proxy.port());
+        setenv("http_proxy", address.c_str(), 1);
+        setenv("https_proxy", address.c_str(), 1);
+    }
+    ~ProxySetting() {
+        unsetenv("http_proxy");
+        unsetenv("https_proxy");
+        end_browser_session();
+    }
+};
 
 TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     std::vector<std::string> seen;
@@ -172,9 +210,7 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
         else
             exchange.answer("200 OK", "", exchange.target + exchange.header("Authorization"));
     });
-    const std::string address = "http://127.0.0.1:" + std::to_string(proxy.port());
-    setenv("http_proxy", address.c_str(), 1);
-    setenv("https_proxy", address.c_str(), 1);
+    const ProxySetting setting(proxy);
     Client client(80, u"site.invalid");
     const Handle request = client.open(u"GET", u"/x");
     ASSERT_EQ(send(request), 0u);
@@ -191,10 +227,83 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     refusal = "403 Forbidden";
     EXPECT_EQ(send(client.open(u"GET", u"/x", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_CANNOT_CONNECT));
-    unsetenv("http_proxy");
-    unsetenv("https_proxy");
-    end_browser_session();
 }
+
+struct CredentialsRow {
+    const char* name;
+    bool proxy_is_open;  // to everybody
+    bool for_proxy, for_site;
+    DWORD status;
+    std::set<std::string> proxy_was_shown, site_was_shown;
+};
+
+class ProxyCredentials : public testing::TestWithParam<CredentialsRow> {};
+
+// Alice may use the proxy, bob the site behind it.
+TEST_P(ProxyCredentials, GoToTheOneThatTheyAreFor) {
+    std::mutex mutex;
+    std::set<std::string> proxy_was_shown, site_was_shown;
+    RawServer proxy([&](Exchange& exchange) {
+        const std::lock_guard lock(mutex);
+        const std::string for_proxy = exchange.header("Proxy-Authorization");
+        const std::string for_site = exchange.header("Authorization");
+        proxy_was_shown.insert(for_proxy);
+        site_was_shown.insert(for_site);
+        if (for_proxy != kBasic && !GetParam().proxy_is_open)
+            exchange.answer("407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n");
+        else if (for_site != kBasicOfBob)
+            exchange.answer("401 Unauthorized", kBasicOffer);
+        else
+            exchange.answer("200 OK");
+    });
+    const ProxySetting setting(proxy);
+    Client client(80, u"site.invalid");
+    const Handle request = client.open(u"GET", u"/x");
+    if (GetParam().for_proxy) set_login(request, u"alice", u"pw", true);
+    if (GetParam().for_site) set_login(request, u"bob", u"site");
+    ASSERT_EQ(send(request), 0u);
+    EXPECT_EQ(status(request), GetParam().status);
+    // The next request has no more than what is remembered.
+    const Handle later = client.open(u"GET", u"/later");
+    ASSERT_EQ(send(later), 0u);
+    if (GetParam().status == 200) {
+        EXPECT_EQ(status(later), 200u);
+    }
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(proxy_was_shown, GetParam().proxy_was_shown);
+    EXPECT_EQ(site_was_shown, GetParam().site_was_shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(Proxy, ProxyCredentials,
+                         testing::Values(CredentialsRow{.name = "BothSignIn",
+                                                        .proxy_is_open = false,
+                                                        .for_proxy = true,
+                                                        .for_site = true,
+                                                        .status = 200,
+                                                        .proxy_was_shown = {"", kBasic},
+                                                        .site_was_shown = {"", kBasicOfBob}},
+                                         CredentialsRow{.name = "AnOpenProxyIsShownNone",
+                                                        .proxy_is_open = true,
+                                                        .for_proxy = false,
+                                                        .for_site = true,
+                                                        .status = 200,
+                                                        .proxy_was_shown = {""},
+                                                        .site_was_shown = {"", kBasicOfBob}},
+                                         CredentialsRow{.name = "TheSitesAreNoAnswerToTheProxy",
+                                                        .proxy_is_open = false,
+                                                        .for_proxy = false,
+                                                        .for_site = true,
+                                                        .status = 407,
+                                                        .proxy_was_shown = {""},
+                                                        .site_was_shown = {""}},
+                                         CredentialsRow{.name = "TheProxysAreNoAnswerToTheSite",
+                                                        .proxy_is_open = false,
+                                                        .for_proxy = true,
+                                                        .for_site = false,
+                                                        .status = 401,
+                                                        .proxy_was_shown = {"", kBasic},
+                                                        .site_was_shown = {""}}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace testing_support

@@ -34,10 +34,11 @@ std::string bytes_of(std::string_view text) {
     return bytes;
 }
 
-// Lets one user in: by the connection that her exchange of tokens went over. What was asked is kept as
+// Signs one user in by an exchange of tokens, for the connection that it went over. Requests are kept as
 // "METHOD[+token] body-size".
-struct Gate {
-    explicit Gate(std::string_view its_scheme = "Negotiate", const std::string& user = "alice:pw")
+struct NegotiatingServer {
+    explicit NegotiatingServer(std::string_view its_scheme = "Negotiate",
+                               const std::string& user = "alice:pw")
         : scheme(its_scheme), server([this](Exchange& exchange) { serve(exchange); }) {
         std::setlocale(LC_CTYPE, "C.UTF-8");  // by which the mechanism compares names
         std::string pattern = "/tmp/negotiate-XXXXXX";
@@ -46,7 +47,7 @@ struct Gate {
         std::ofstream(users) << "CONTOSO:" + user + "\n";
         setenv("NTLM_USER_FILE", users.c_str(), 1);
     }
-    ~Gate() {
+    ~NegotiatingServer() {
         end_browser_session();
         unsetenv("NTLM_USER_FILE");
         unlink(users.c_str());
@@ -96,32 +97,32 @@ struct Gate {
 
 TEST(Negotiate, ANameAndAPasswordSignInOnOneConnection) {
     for (const char16_t* user : {u"alice", u"CONTOSO\\alice"}) {
-        Gate gate;
-        Client client(gate.server.port());
+        NegotiatingServer site;
+        Client client(site.server.port());
         const Handle request = client.open(u"GET", u"/");
         set_login(request, user, u"pw");
         ASSERT_EQ(send(request), 0u);
         EXPECT_EQ(status(request), 200u);
-        EXPECT_EQ(gate.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
-        EXPECT_EQ(gate.server.connections(), 1);
-        // Remembered, the first question is left out.
+        EXPECT_EQ(site.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
+        EXPECT_EQ(site.server.connections(), 1);
+        // With remembered credentials the request without a token is left out.
         const Handle later = client.open(u"GET", u"/later");
         ASSERT_EQ(send(later), 0u);
         EXPECT_EQ(status(later), 200u);
-        EXPECT_EQ(gate.seen.size(), 5u);
+        EXPECT_EQ(site.seen.size(), 5u);
     }
 }
 
 TEST(Negotiate, AWrongPasswordEndsAfterOneExchange) {
-    Gate gate;
-    Client client(gate.server.port());
+    NegotiatingServer site;
+    Client client(site.server.port());
     const Handle request = client.open(u"GET", u"/");
     set_login(request, u"alice", u"wrong");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 401u);
-    EXPECT_EQ(gate.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
+    EXPECT_EQ(site.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
     ASSERT_EQ(send(client.open(u"GET", u"/")), 0u);
-    EXPECT_EQ(gate.seen.back(), "GET 0") << "not remembered";
+    EXPECT_EQ(site.seen.back(), "GET 0") << "not remembered";
     set_login(request, u"alice", u"pw");
     ASSERT_EQ(send(request), 0u);
     EXPECT_EQ(status(request), 200u);
@@ -129,51 +130,56 @@ TEST(Negotiate, AWrongPasswordEndsAfterOneExchange) {
 
 // Libcurl's own NTLM would send the bytes of UTF-8 as letters.
 TEST(Negotiate, NtlmTakesNamesAndPasswordsInAnyScript) {
-    for (const auto& [user, name, password] :
-         std::vector<std::tuple<std::string, std::u16string, std::u16string>>{
-             {"j\u00FCrgen:pw", u"CONTOSO\\j\u00FCrgen", u"pw"},
-             {"alice:\u043F\u0430\u0440\u043E\u043B\u044C \u00DF\u20AC", u"alice",
-              u"\u043F\u0430\u0440\u043E\u043B\u044C \u00DF\u20AC"}}) {
-        Gate gate("NTLM", user);
-        Client client(gate.server.port());
+    const struct {
+        std::string user;
+        std::u16string name, password;
+    } rows[] = {
+        {.user = "j\u00FCrgen:pw", .name = u"CONTOSO\\j\u00FCrgen", .password = u"pw"},
+        {.user = "alice:\u043F\u0430\u0440\u043E\u043B\u044C \u00DF\u20AC",
+         .name = u"alice",
+         .password = u"\u043F\u0430\u0440\u043E\u043B\u044C \u00DF\u20AC"},
+    };
+    for (const auto& [user, name, password] : rows) {
+        NegotiatingServer site("NTLM", user);
+        Client client(site.server.port());
         const Handle request = client.open(u"GET", u"/");
         set_login(request, name, password);
         ASSERT_EQ(send(request), 0u);
         EXPECT_EQ(status(request), 200u) << user;
-        EXPECT_EQ(gate.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
+        EXPECT_EQ(site.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
     }
 }
 
-// An empty body that a server takes would be a document lost.
+// An empty body that a server stores would replace the document.
 TEST(Negotiate, ABodyGoesOnlyWithTheLastTokenAndNeverAnEmptyOneInItsPlace) {
-    Gate gate;
-    Client client(gate.server.port());
+    NegotiatingServer site;
+    Client client(site.server.port());
     const Handle request = client.open(u"PUT", u"/doc");
     set_login(request, u"alice", u"pw");
     const std::string body(300'000, 'x');
     EXPECT_EQ(upload(request, body), ERROR_INTERNET_FORCE_RETRY);
     EXPECT_EQ(upload(request, body), 0u);
     EXPECT_EQ(status(request), 200u);
-    EXPECT_EQ(gate.seen, (std::vector<std::string>{"PUT 300000", "HEAD+token 0", "PUT+token 300000"}));
+    EXPECT_EQ(site.seen, (std::vector<std::string>{"PUT 300000", "HEAD+token 0", "PUT+token 300000"}));
     const Handle post = client.open(u"POST", u"/");
     char text[] = "text";
     ASSERT_TRUE(HttpSendRequestW(post, nullptr, 0, text, 4));
     DWORD error = 0;
     EXPECT_EQ(read_all(post, error), "in:text");
-    EXPECT_EQ(gate.seen.back(), "POST+token 4");
-    EXPECT_EQ(gate.seen[gate.seen.size() - 2], "HEAD+token 0");
+    EXPECT_EQ(site.seen.back(), "POST+token 4");
+    EXPECT_EQ(site.seen[site.seen.size() - 2], "HEAD+token 0");
 }
 
-TEST(Negotiate, AServerThatNeverLetsInOrTalksNonsenseIsARefusal) {
+TEST(Negotiate, AServerThatNeverAcceptsOrSendsInvalidTokensIsARefusal) {
     {
-        Gate gate;
-        gate.drop_signed_in = true;
-        Client client(gate.server.port());
+        NegotiatingServer site;
+        site.drop_signed_in = true;
+        Client client(site.server.port());
         const Handle request = client.open(u"GET", u"/");
         set_login(request, u"alice", u"pw");
         ASSERT_EQ(send(request), 0u);
         EXPECT_EQ(status(request), 401u);
-        EXPECT_LE(gate.seen.size(), 4u);
+        EXPECT_LE(site.seen.size(), 4u);
     }
     for (const std::string& token : {std::string("!!!!"), std::string("AAAA"), std::string("===="),
                                      std::string("TlRMTVNTUAAC"), std::string(90'000, 'A')}) {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr DWORD kAborted = ERROR_INTERNET_CONNECTION_ABORTED;
 
-// Bytes that show where they stand.
+// Bytes that differ by their position.
 std::string pattern(std::size_t size) {
     std::string bytes(size, '\0');
     for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 2654435761u >> 13);
@@ -125,7 +125,7 @@ TEST(Download, SilenceEndsInATimeOutWhereverItBegins) {
     EXPECT_EQ(body, "half");
 }
 
-TEST(Download, NonsenseIsAnInvalidAnswer) {
+TEST(Download, WhatIsNotHttpIsAnInvalidAnswer) {
     std::string body;
     RawServer nonsense([](Exchange& exchange) {
         exchange.send("SSH-2.0-x\r\n\r\n");
@@ -146,7 +146,7 @@ TEST(Download, NonsenseIsAnInvalidAnswer) {
     EXPECT_EQ(fetch(long_line, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
 }
 
-TEST(Download, PlacesThatCanNotBeReachedHaveTheirNumbers) {
+TEST(Download, ServersThatCanNotBeReachedHaveTheirErrors) {
     unsigned short port;
     {
         RawServer gone([](Exchange&) {});
@@ -182,7 +182,7 @@ TEST(Download, ALargeBodyIsNeverInMemory) {
     EXPECT_LT(peak_kilobytes() - before, kLimit);
 }
 
-TEST(Upload, ArrivesWholeWithOneLengthAndNoQuestion) {
+TEST(Upload, ArrivesWholeWithOneLengthAndNoExpectHeader) {
     Exchange seen;
     RawServer server([&](Exchange& exchange) {
         seen = exchange;
@@ -220,10 +220,7 @@ TEST(Upload, BytesGoOutAsTheyArePushed) {
         RawServer::Body::left);
     Client client(server.port());
     const Handle request = client.open(u"PUT", u"/");
-    INTERNET_BUFFERSW buffers{};
-    buffers.dwStructSize = sizeof buffers;
-    buffers.dwBufferTotal = 2000;
-    ASSERT_TRUE(HttpSendRequestExW(request, &buffers, nullptr, 0, 0));
+    ASSERT_TRUE(begin_upload(request, 2000));
     const std::string half(1000, 'h');
     DWORD written = 0;
     ASSERT_TRUE(InternetWriteFile(request, half.data(), 1000, &written));
@@ -250,14 +247,11 @@ TEST(Upload, AnEarlyRefusalIsTheAnswer) {
     EXPECT_EQ(read_all(request, error), "too much");
 }
 
-TEST(Upload, TooFewBytesNeverLookLikeADocument) {
+TEST(Upload, TooFewBytesAreNeverTakenForTheDocument) {
     RawServer server([](Exchange& exchange) { exchange.answer("200 OK"); });
     Client client(server.port());
     const Handle request = client.open(u"PUT", u"/");
-    INTERNET_BUFFERSW buffers{};
-    buffers.dwStructSize = sizeof buffers;
-    buffers.dwBufferTotal = 10;
-    ASSERT_TRUE(HttpSendRequestExW(request, &buffers, nullptr, 0, 0));
+    ASSERT_TRUE(begin_upload(request, 10));
     DWORD written = 0;
     ASSERT_TRUE(InternetWriteFile(request, "four", 4, &written));
     EXPECT_FALSE(HttpEndRequestW(request, nullptr, 0, 0));
@@ -268,7 +262,7 @@ TEST(Upload, TooFewBytesNeverLookLikeADocument) {
     EXPECT_EQ(server.requests(), 1);
 }
 
-TEST(Upload, ADropAndAStallEndIt) {
+TEST(Upload, ADroppedOrStalledConnectionEndsIt) {
     const ShortLimits limits;
     RawServer dropping(
         [](Exchange& exchange) {

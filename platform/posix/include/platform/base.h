@@ -20,10 +20,8 @@ using DWORD_PTR = std::uintptr_t;
 using SIZE_T = std::size_t;
 using BOOL = int;
 using LCID = std::uint32_t;
-using LANGID = std::uint16_t;
 using HRESULT = std::int32_t;
 
-using CHAR = char;
 using LPSTR = char*;
 using LPCSTR = const char*;
 using WCHAR = char16_t;
@@ -31,7 +29,6 @@ using LPWSTR = char16_t*;
 using LPCWSTR = const char16_t*;
 using LPVOID = void*;
 using LPCVOID = const void*;
-using LPDWORD = DWORD*;
 
 using HANDLE = void*;
 struct ModuleResources;
@@ -70,7 +67,6 @@ struct GUID {
 static_assert(sizeof(GUID) == 16);
 using IID = GUID;
 using CLSID = GUID;
-using REFGUID = const GUID&;
 using REFIID = const IID&;
 
 namespace platform::detail {
@@ -88,7 +84,6 @@ inline constexpr HRESULT E_ABORT = platform::detail::hresult(0x80004004);
 inline constexpr HRESULT E_FAIL = platform::detail::hresult(0x80004005);
 inline constexpr HRESULT E_UNEXPECTED = platform::detail::hresult(0x8000FFFF);
 inline constexpr HRESULT E_ACCESSDENIED = platform::detail::hresult(0x80070005);
-inline constexpr HRESULT E_HANDLE = platform::detail::hresult(0x80070006);
 inline constexpr HRESULT E_OUTOFMEMORY = platform::detail::hresult(0x8007000E);
 inline constexpr HRESULT E_INVALIDARG = platform::detail::hresult(0x80070057);
 inline constexpr HRESULT DISP_E_MEMBERNOTFOUND = platform::detail::hresult(0x80020003);
@@ -135,7 +130,6 @@ inline constexpr DWORD ERROR_RETRY = 1237;
 inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
 inline constexpr DWORD ERROR_RESOURCE_TYPE_NOT_FOUND = 1813;
 inline constexpr DWORD ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
-inline constexpr DWORD ERROR_INVALID_STATE = 5023;
 
 constexpr bool SUCCEEDED(HRESULT result) {
     return result >= 0;

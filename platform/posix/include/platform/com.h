@@ -7,7 +7,6 @@
 
 using BSTR = char16_t*;
 using LPOLESTR = char16_t*;
-using LPCOLESTR = const char16_t*;
 using VARTYPE = std::uint16_t;
 using VARIANT_BOOL = std::int16_t;
 using SCODE = std::int32_t;
@@ -97,7 +96,7 @@ struct IStream : ISequentialStream {
     virtual HRESULT Clone(IStream** out_stream) = 0;
 };
 
-// Memory that changes hands without being a BSTR.
+// Memory that its receiver frees, other than a BSTR.
 LPVOID CoTaskMemAlloc(SIZE_T size);  // null when there is none
 void CoTaskMemFree(LPVOID memory);   // takes null
 
@@ -128,7 +127,6 @@ inline constexpr VARTYPE VT_INT = 22;
 inline constexpr VARTYPE VT_UINT = 23;
 inline constexpr VARTYPE VT_ARRAY = 0x2000;
 inline constexpr VARTYPE VT_BYREF = 0x4000;
-inline constexpr VARTYPE VT_TYPEMASK = 0x0FFF;
 
 struct SAFEARRAYBOUND {
     ULONG cElements;
@@ -180,26 +178,20 @@ struct VARIANT {
 static_assert(sizeof(VARIANT) == 24 && offsetof(VARIANT, llVal) == 8);
 
 void VariantInit(VARIANT* variant);
-// Frees what the variant holds and makes it empty; DISP_E_BADVARTYPE, or DISP_E_ARRAYISLOCKED.
+// Frees what the variant holds and makes it empty; DISP_E_BADVARTYPE.
 HRESULT VariantClear(VARIANT* variant);
 // Clears the target and gives it a copy of its own (strings and arrays copied, objects counted).
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source);
 
 // A zeroed array of one dimension, of the types that a VARIANT can hold and of VARIANTs; null on failure.
 SAFEARRAY* SafeArrayCreateVector(VARTYPE type, LONG lower_bound, ULONG count);
-HRESULT SafeArrayDestroy(SAFEARRAY* array);  // takes null; DISP_E_ARRAYISLOCKED
+HRESULT SafeArrayDestroy(SAFEARRAY* array);  // takes null
 UINT SafeArrayGetDim(SAFEARRAY* array);
-HRESULT SafeArrayGetVartype(SAFEARRAY* array, VARTYPE* out_type);
 HRESULT SafeArrayGetLBound(SAFEARRAY* array, UINT dimension, LONG* out_bound);  // dimensions count from 1
 HRESULT SafeArrayGetUBound(SAFEARRAY* array, UINT dimension, LONG* out_bound);
-HRESULT SafeArrayLock(SAFEARRAY* array);
-HRESULT SafeArrayUnlock(SAFEARRAY* array);
-HRESULT SafeArrayAccessData(SAFEARRAY* array, void** out_data);  // locks
-HRESULT SafeArrayUnaccessData(SAFEARRAY* array);
 // Copies the element out, with a reference or allocation of its own; DISP_E_BADINDEX.
 HRESULT SafeArrayGetElement(SAFEARRAY* array, const LONG* indices, void* out_element);
 
-inline constexpr UINT GMEM_FIXED = 0;
 inline constexpr UINT GMEM_MOVEABLE = 0x0002;
 inline constexpr UINT GMEM_ZEROINIT = 0x0040;
 inline constexpr UINT GHND = GMEM_MOVEABLE | GMEM_ZEROINIT;
@@ -207,11 +199,10 @@ inline constexpr UINT GHND = GMEM_MOVEABLE | GMEM_ZEROINIT;
 // A global memory block; its bytes are reached by locking it.
 HGLOBAL GlobalAlloc(UINT flags, SIZE_T size);
 LPVOID GlobalLock(HGLOBAL memory);
-BOOL GlobalUnlock(HGLOBAL memory);  // FALSE when the last lock has gone
+BOOL GlobalUnlock(HGLOBAL memory);  // FALSE when no lock is left
 HGLOBAL GlobalFree(HGLOBAL memory);
-SIZE_T GlobalSize(HGLOBAL memory);
 
 // A stream over a block (a new empty one for null), which grows with it and may own it.
 HRESULT CreateStreamOnHGlobal(HGLOBAL memory, BOOL delete_on_release, IStream** out_stream);
-// A stream over a copy of the bytes, at its start; null if memory is short.
+// A stream over a copy of the bytes, at its start; null when there is no memory.
 IStream* SHCreateMemStream(const BYTE* data, UINT size);

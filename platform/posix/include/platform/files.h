@@ -6,15 +6,9 @@
 
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
 
-inline constexpr DWORD FILE_GENERIC_READ = 0x00120089;
 inline constexpr DWORD FILE_GENERIC_WRITE = 0x00120116;
 inline constexpr DWORD FILE_SHARE_READ = 1;
-inline constexpr DWORD FILE_SHARE_WRITE = 2;
-inline constexpr DWORD CREATE_NEW = 1;
 inline constexpr DWORD CREATE_ALWAYS = 2;
-inline constexpr DWORD OPEN_EXISTING = 3;
-inline constexpr DWORD OPEN_ALWAYS = 4;
-inline constexpr DWORD TRUNCATE_EXISTING = 5;
 inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr DWORD FILE_ATTRIBUTE_TEMPORARY = 0x100;
@@ -29,7 +23,8 @@ DWORD GetTempPathW(DWORD size, LPWSTR buffer);
 // ERROR_ALREADY_EXISTS, ERROR_PATH_NOT_FOUND, ERROR_ACCESS_DENIED. New folders are the user's alone.
 BOOL CreateDirectoryW(LPCWSTR path, const SECURITY_ATTRIBUTES* security);
 
-// INVALID_HANDLE_VALUE on failure; new files are the user's alone.
+// Opens for FILE_GENERIC_WRITE with CREATE_ALWAYS alone; INVALID_HANDLE_VALUE on failure. New files are the
+// user's alone.
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES* security,
                    DWORD disposition, DWORD flags, HANDLE template_file);
 // Writes all bytes at the end of what was written so far, in one system call where the system takes them so.

@@ -1,5 +1,5 @@
-// Resources that a module carries in itself; the build function sp_embed_resources makes the table.
-// The tables are read-only: any thread may look.
+// Resources that are embedded in a module; the build function sp_embed_resources makes the table.
+// The tables are read-only: any thread may read them.
 #pragma once
 
 #include "platform/base.h"

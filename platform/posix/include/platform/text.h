@@ -50,9 +50,6 @@ using LCTYPE = DWORD;
 inline constexpr LCTYPE LOCALE_SDECIMAL = 0x000E;
 inline constexpr LCTYPE LOCALE_STHOUSAND = 0x000F;
 inline constexpr LCTYPE LOCALE_SGROUPING = 0x0010;
-inline constexpr LCTYPE LOCALE_IDIGITS = 0x0011;
-inline constexpr LCTYPE LOCALE_ILZERO = 0x0012;
-inline constexpr LCTYPE LOCALE_SNEGATIVESIGN = 0x0051;
 inline constexpr LCTYPE LOCALE_INEGNUMBER = 0x1010;
 inline constexpr LCTYPE LOCALE_RETURN_NUMBER = 0x20000000;
 

@@ -1,7 +1,6 @@
-// The internet layer: sessions, connections, requests, answers. Every call is synchronous.
-// Any thread may call with any handle; one request handle serves one thread at a time, and closing it from
-// another ends its calls. A closed or foreign handle gives ERROR_INVALID_HANDLE.
-// PLATFORM_CONNECT_TIMEOUT_MS and PLATFORM_RECEIVE_TIMEOUT_MS in the environment lower the limits.
+// The internet layer: sessions, connections, requests and answers, all synchronous. Any thread may use any
+// handle; a request serves one thread at a time, and closing it from another ends its calls. A closed handle
+// gives ERROR_INVALID_HANDLE. PLATFORM_CONNECT_TIMEOUT_MS and PLATFORM_RECEIVE_TIMEOUT_MS lower the limits.
 #pragma once
 
 #include "platform/base.h"
@@ -14,7 +13,6 @@ inline constexpr DWORD INTERNET_SERVICE_HTTP = 3;
 
 inline constexpr DWORD INTERNET_FLAG_SECURE = 0x00800000;
 inline constexpr DWORD INTERNET_FLAG_KEEP_CONNECTION = 0x00400000;
-inline constexpr DWORD INTERNET_FLAG_NO_AUTO_REDIRECT = 0x00200000;
 inline constexpr DWORD INTERNET_FLAG_NO_COOKIES = 0x00080000;
 
 inline constexpr DWORD INTERNET_OPTION_CONNECT_TIMEOUT = 2;
@@ -31,13 +29,11 @@ inline constexpr DWORD HTTP_ADDREQ_FLAG_REPLACE = 0x80000000;
 inline constexpr DWORD HTTP_QUERY_STATUS_CODE = 19;
 inline constexpr DWORD HTTP_QUERY_STATUS_TEXT = 20;
 inline constexpr DWORD HTTP_QUERY_RAW_HEADERS = 21;
-inline constexpr DWORD HTTP_QUERY_RAW_HEADERS_CRLF = 22;
 inline constexpr DWORD HTTP_QUERY_CUSTOM = 65535;
 inline constexpr DWORD HTTP_QUERY_FLAG_NUMBER = 0x20000000;
 
 inline constexpr DWORD INTERNET_COOKIE_HTTPONLY = 0x00002000;
 
-inline constexpr DWORD INTERNET_ERROR_BASE = 12000;
 inline constexpr DWORD ERROR_INTERNET_TIMEOUT = 12002;
 inline constexpr DWORD ERROR_INTERNET_EXTENDED_ERROR = 12003;
 inline constexpr DWORD ERROR_INTERNET_INTERNAL_ERROR = 12004;
@@ -114,7 +110,7 @@ BOOL HttpQueryInfoW(HINTERNET request, DWORD level, LPVOID buffer, DWORD* size, 
 // A body that ends early fails with ERROR_INTERNET_CONNECTION_ABORTED.
 BOOL InternetReadFile(HINTERNET request, LPVOID buffer, DWORD size, DWORD* read);
 
-// The text of the thread's last failure that came with words of its own; size in units.
+// The text of the thread's last failure that has a text of its own; size in units.
 BOOL InternetGetLastResponseInfoW(DWORD* error, LPWSTR buffer, DWORD* size);
 
 // There is no cookie jar, so there is nothing to change: TRUE for a valid URL and name.

@@ -1,5 +1,5 @@
-// Kept connections and the pools of them.
-// A pool is shared by all threads, a line belongs to one at a time.
+// Libcurl's handles and the pools of idle ones.
+// A pool is shared by all threads, handles belong to one at a time.
 #include <atomic>
 
 #include "internet/pipe_signal.h"
@@ -18,19 +18,19 @@ void initialise_library() {
 
 }  // namespace
 
-Line::Line() {
+CurlHandles::CurlHandles() {
     initialise_library();
     m_multi = curl_multi_init();
     m_easy = curl_easy_init();
 }
 
-Line::~Line() {
+CurlHandles::~CurlHandles() {
     const PipeSignalGuard guard;
     curl_easy_cleanup(m_easy);
     curl_multi_cleanup(m_multi);
 }
 
-void Line::turn_to(const std::string& origin) {
+void CurlHandles::use_for(const std::string& origin) {
     if (!m_origin.empty() && m_origin != origin) {
         curl_easy_cleanup(m_easy);
         m_easy = curl_easy_init();
@@ -38,27 +38,27 @@ void Line::turn_to(const std::string& origin) {
     m_origin = origin;
 }
 
-std::unique_ptr<Line> LinePool::take() {
+std::unique_ptr<CurlHandles> CurlHandlePool::take() {
     {
         const std::lock_guard lock(m_mutex);
         while (!m_idle.empty()) {
-            std::unique_ptr<Line> line = std::move(m_idle.back());
+            std::unique_ptr<CurlHandles> handles = std::move(m_idle.back());
             m_idle.pop_back();
-            if (line->m_session == g_session) return line;
+            if (handles->m_session == g_session) return handles;
         }
     }
-    auto line = std::make_unique<Line>();
-    line->m_session = g_session;
-    return line->ok() ? std::move(line) : nullptr;
+    auto handles = std::make_unique<CurlHandles>();
+    handles->m_session = g_session;
+    return handles->ok() ? std::move(handles) : nullptr;
 }
 
-void LinePool::give_back(std::unique_ptr<Line> line) {
+void CurlHandlePool::give_back(std::unique_ptr<CurlHandles> handles) {
     const std::lock_guard lock(m_mutex);
-    if (line && line->ok() && line->m_session == g_session && m_idle.size() < kMaxIdle)
-        m_idle.push_back(std::move(line));
+    if (handles && handles->ok() && handles->m_session == g_session && m_idle.size() < kMaxIdle)
+        m_idle.push_back(std::move(handles));
 }
 
-void LinePool::end_session() {
+void CurlHandlePool::end_session() {
     ++g_session;
 }
 

@@ -1,9 +1,9 @@
-// The protocols behind the sign-in, and which of them a generation of server has.
+// Passes requests to the protocols that a generation of server has.
 // Owner: app/service; any thread.
 #pragma once
-#include "app/documents.h"
-#include "app/generation.h"
 #include "auth/digest.h"
+#include "base/generation.h"
+#include "content/documents.h"
 #include "dav/dav_server.h"
 #include "frontpage/frontpage_server.h"
 #include "rest/rest_api.h"
@@ -11,16 +11,16 @@
 
 namespace devserver {
 
-class Doors {
+class ProtocolRouter {
 public:
-    Doors(Store& store, FormDigests& digests, Generation generation, dav::DavOptions dav_options)
+    ProtocolRouter(Store& store, FormDigests& digests, Generation generation, dav::DavOptions dav_options)
         : m_generation(generation),
           m_rest(store, digests),
           m_documents(store),
           m_dav(store, m_documents, dav_options),
           m_soap(store),
           m_frontpage(store, generation) {}
-    // Serves a request of somebody who is signed in.
+    // Serves a request of a user who is signed in.
     http::Response serve(http::Request& request, const User& user);
 
 private:

@@ -1,6 +1,4 @@
-// A small picture of a document's first page, drawn from nothing but its name and size.
-// Owner: app/documents; any thread.
-#include "app/preview.h"
+#include "content/preview.h"
 
 #include <algorithm>
 #include <array>

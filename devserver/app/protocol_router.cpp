@@ -1,6 +1,4 @@
-// The protocols behind the sign-in, and which of them a generation of server has.
-// Owner: app/service; any thread.
-#include "app/doors.h"
+#include "app/protocol_router.h"
 
 #include <algorithm>
 
@@ -10,7 +8,7 @@
 namespace devserver {
 namespace {
 
-// What came to the REST interface after 2013.
+// Operations that the REST interface got after 2013.
 bool is_newer_rest(const http::Request& request) {
     static constexpr std::string_view names[] = {"/$batch",
                                                  "AddUsingPath",
@@ -30,23 +28,18 @@ bool is_newer_rest(const http::Request& request) {
     });
 }
 
-http::Response not_found() {
-    return http::make_response(404, "text/html; charset=utf-8", "<html><body>404 NOT FOUND</body></html>");
-}
-
 }  // namespace
 
-http::Response Doors::serve(http::Request& request, const User& user) {
+http::Response ProtocolRouter::serve(http::Request& request, const User& user) {
     bool rest = rest::RestApi::owns(request);
     if (m_generation == Generation::modern)
         return rest ? m_rest.handle(request, user) : m_documents.handle(request, user);
     bool preview = find_ignoring_case(request.path, "/_layouts/15/") != std::string::npos;
-    if ((rest || preview) && m_generation == Generation::server2010) return not_found();
+    if ((rest || preview) && m_generation == Generation::server2010) return http::not_found_page();
     if (rest && is_newer_rest(request))
-        return odata::error_response({404, "-1, Microsoft.SharePoint.Client.ResourceNotFoundException",
-                                      "Cannot find resource for the request " +
-                                          request.raw_path.substr(request.raw_path.rfind('/') + 1) + "."},
-                                     odata::choose_mode(request.headers.get("Accept")));
+        return odata::error_response(
+            odata::unknown_resource(request.raw_path.substr(request.raw_path.rfind('/') + 1)),
+            odata::choose_mode(request.headers.get("Accept")));
     if (rest) return m_rest.handle(request, user);
     if (soap::SoapServer::owns(request)) return m_soap.handle(request, user);
     if (frontpage::FrontPageServer::owns(request)) return m_frontpage.handle(request, user);

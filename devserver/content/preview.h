@@ -1,5 +1,5 @@
-// A small picture of a document's first page, drawn from nothing but its name and size.
-// Owner: app/documents; any thread.
+// A small picture that stands for a document's first page, made from the name and the size alone.
+// Owner: content/documents; any thread.
 #pragma once
 #include <string>
 

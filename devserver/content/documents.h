@@ -1,4 +1,4 @@
-// Documents by their own address, their old versions, previews, sharing links and the front page.
+// GET on plain addresses: documents, old versions, previews, sharing links and folders.
 // Owner: app/service; any thread.
 #pragma once
 #include "http/message.h"

@@ -1,8 +1,6 @@
-// A library column as JSON describes it, on the command line and in the admin call.
-// Owner: app/ and admin/; any thread.
-#include "app/column_text.h"
+#include "content/column_text.h"
 
-#include <rapidjson/document.h>
+#include "base/json.h"
 
 namespace devserver {
 namespace {
@@ -18,28 +16,22 @@ constexpr TypeRow types[] = {{"Integer", 1},   {"Text", 2},   {"Note", 3},      
                              {"Currency", 10}, {"URL", 11},   {"MultiChoice", 15}, {"Calculated", 17},
                              {"User", 20}};
 
-std::string text_of(const Json& body, const char* name) {
-    if (!body.HasMember(name)) return {};
-    if (!body[name].IsString()) throw ColumnSyntaxError(std::string("'") + name + "' must be a text");
-    return body[name].GetString();
+std::string text_of(const Json& body, const char* name, const std::string& otherwise = {}) {
+    auto text = json_member<ColumnSyntaxError, std::string>(body, name, {});
+    return text.empty() ? otherwise : text;
 }
 
 bool flag_of(const Json& body, const char* name) {
-    if (!body.HasMember(name)) return false;
-    if (!body[name].IsBool()) throw ColumnSyntaxError(std::string("'") + name + "' must be true or false");
-    return body[name].GetBool();
+    return json_member<ColumnSyntaxError>(body, name, false);
 }
 
 int number_of(const Json& body, const char* name) {
-    if (!body.HasMember(name)) return -1;
-    if (!body[name].IsInt()) throw ColumnSyntaxError(std::string("'") + name + "' must be a whole number");
-    return body[name].GetInt();
+    return json_member<ColumnSyntaxError>(body, name, -1);
 }
 
 std::optional<double> limit_of(const Json& body, const char* name) {
     if (!body.HasMember(name)) return std::nullopt;
-    if (!body[name].IsNumber()) throw ColumnSyntaxError(std::string("'") + name + "' must be a number");
-    return body[name].GetDouble();
+    return json_member<ColumnSyntaxError>(body, name, 0.0);
 }
 
 }  // namespace
@@ -51,8 +43,8 @@ Column parse_column(const std::string& json) {
     Column column;
     column.name = text_of(body, "name");
     if (column.name.empty()) throw ColumnSyntaxError("'name' is missing");
-    column.title = text_of(body, "title").empty() ? column.name : text_of(body, "title");
-    column.type_name = text_of(body, "type").empty() ? "Text" : text_of(body, "type");
+    column.title = text_of(body, "title", column.name);
+    column.type_name = text_of(body, "type", "Text");
     column.description = text_of(body, "description");
     column.default_value = text_of(body, "default");
     column.required = flag_of(body, "required");

@@ -1,12 +1,12 @@
-// Sharing links: addresses with ":b:" and the like in front, and what they lead to.
-// Owner: rest/; any thread.
+// Sharing links: addresses that begin with ":b:" or the like, and the items behind them.
+// Owner: content/; any thread.
 #pragma once
 #include <optional>
 #include <string>
 
 #include "store/store.h"
 
-namespace devserver::rest {
+namespace devserver {
 
 // The path of the link to an item, with a leading '/'.
 std::string sharing_path(Store& store, const Item& item);
@@ -14,4 +14,4 @@ std::string sharing_path(Store& store, const Item& item);
 std::optional<Item> find_shared(Store& store, const std::string& server_url, const std::string& url);
 bool is_sharing_path(std::string_view path);
 
-}  // namespace devserver::rest
+}  // namespace devserver

@@ -1,5 +1,5 @@
 // A library column as JSON describes it, on the command line and in the admin call.
-// Owner: app/ and admin/; any thread.
+// Owner: content/; any thread.
 #pragma once
 #include <stdexcept>
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace devserver {
 
-// A description that doesn't make sense; one clear line.
+// A description that can't be used; its text is one clear line.
 struct ColumnSyntaxError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

@@ -1,4 +1,4 @@
-// Which generation of server this process plays; decides the doors that are open and the version it names.
+// The generation of server that this process plays; it decides the protocols and the version header.
 // Owner: app/options; read everywhere, any thread.
 #pragma once
 #include <string>

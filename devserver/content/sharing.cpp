@@ -1,10 +1,8 @@
-// Sharing links: addresses with ":b:" and the like in front, and what they lead to.
-// Owner: rest/; any thread.
-#include "rest/sharing.h"
+#include "content/sharing.h"
 
 #include "base/text.h"
 
-namespace devserver::rest {
+namespace devserver {
 namespace {
 
 struct Kind {
@@ -46,4 +44,4 @@ std::optional<Item> find_shared(Store& store, const std::string& server_url, con
     return guid ? store.item_by_guid(*guid) : std::nullopt;
 }
 
-}  // namespace devserver::rest
+}  // namespace devserver

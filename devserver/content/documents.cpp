@@ -1,12 +1,9 @@
-// Documents by their own address, their old versions, previews, sharing links and the front page.
-// Owner: app/service; any thread.
-#include "app/documents.h"
+#include "content/documents.h"
 
-#include "app/preview.h"
 #include "base/clock.h"
 #include "base/text.h"
-#include "rest/resource.h"
-#include "rest/sharing.h"
+#include "content/preview.h"
+#include "content/sharing.h"
 
 namespace devserver {
 namespace {
@@ -34,7 +31,7 @@ std::string document_type_of(const std::string& name) {
 
 http::Response DocumentPages::handle(http::Request& request, const User& user) {
     if (user.rights == Rights::none) {
-        auto response = http::make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+        auto response = http::forbidden();
         response.headers.set("X-MSDAVEXT_Error", "917656; Access+denied.");
         return response;
     }
@@ -48,8 +45,8 @@ http::Response DocumentPages::handle(http::Request& request, const User& user) {
 }
 
 http::Response DocumentPages::document(const http::Request& request) {
-    if (rest::is_sharing_path(request.path)) {
-        auto item = rest::find_shared(m_store, request.base_url, request.raw_path);
+    if (is_sharing_path(request.path)) {
+        auto item = find_shared(m_store, request.base_url, request.raw_path);
         if (!item) return not_found();
         auto response = http::make_response(302, "", "");
         response.headers.set("Location", request.base_url + encode_path(item->path));
@@ -62,7 +59,7 @@ http::Response DocumentPages::document(const http::Request& request) {
                                    "<!DOCTYPE html><html><head><title>" + html_escape(item->name) +
                                        "</title></head><body><h1>" + html_escape(item->path) +
                                        "</h1></body></html>");
-    return content(request, item->blob, item->name, rest::etag_of(*item), item->modified);
+    return content(request, item->blob, item->name, etag_of(*item), item->modified);
 }
 
 http::Response DocumentPages::old_version(const http::Request& request, std::size_t at) {
@@ -74,7 +71,7 @@ http::Response DocumentPages::old_version(const http::Request& request, std::siz
     if (!item || item->folder) return not_found();
     for (const auto& version : m_store.versions(item->id))
         if (version.ui_version == *number)
-            return content(request, version.blob, item->name, rest::etag_of(*item), version.created);
+            return content(request, version.blob, item->name, etag_of(*item), version.created);
     return not_found();
 }
 

@@ -1,0 +1,89 @@
+// JSON as the server writes it, over RapidJSON's writer.
+// Owner: everyone in devserver/; a writer belongs to one thread.
+#pragma once
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <concepts>
+#include <string>
+#include <string_view>
+
+namespace devserver {
+
+// Writes one JSON text in order, with commas and colons where they belong.
+class JsonWriter {
+public:
+    JsonWriter() : m_writer(m_buffer) {}
+
+    JsonWriter& object() { return m_writer.StartObject(), *this; }
+    JsonWriter& end_object() { return m_writer.EndObject(), *this; }
+    JsonWriter& array() { return m_writer.StartArray(), *this; }
+    JsonWriter& end_array() { return m_writer.EndArray(), *this; }
+    JsonWriter& key(std::string_view name) {
+        return m_writer.Key(name.data(), static_cast<rapidjson::SizeType>(name.size())), *this;
+    }
+    JsonWriter& value(std::string_view text) {
+        return m_writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size())), *this;
+    }
+    JsonWriter& value(std::integral auto number) {
+        if constexpr (std::same_as<decltype(number), bool>)
+            m_writer.Bool(number);
+        else if constexpr (std::unsigned_integral<decltype(number)>)
+            m_writer.Uint64(number);
+        else
+            m_writer.Int64(number);
+        return *this;
+    }
+    JsonWriter& null() { return m_writer.Null(), *this; }
+    // A value that is JSON already.
+    JsonWriter& raw(std::string_view json) {
+        return m_writer.RawValue(json.data(), json.size(), rapidjson::kObjectType), *this;
+    }
+    template <typename Value>
+    JsonWriter& member(std::string_view name, const Value& content) {
+        return key(name).value(content);
+    }
+
+    std::size_t size() const { return m_buffer.GetSize(); }
+    // What was written since the last call.
+    std::string take() {
+        std::string text(m_buffer.GetString(), m_buffer.GetSize());
+        m_buffer.Clear();
+        return text;
+    }
+
+private:
+    rapidjson::StringBuffer m_buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> m_writer;
+};
+
+// A member of an object, or `otherwise` where it is missing; Error with one clear line for one of another
+// type.
+template <typename Error, typename Value>
+Value json_member(const rapidjson::Value& object, const char* name, Value otherwise) {
+    auto member = object.FindMember(name);
+    if (member == object.MemberEnd()) return otherwise;
+    const auto& value = member->value;
+    auto refuse = [&](const char* type) { throw Error(std::string("'") + name + "' must be " + type); };
+    if constexpr (std::same_as<Value, std::string>) {
+        if (!value.IsString()) refuse("a text");
+        return {value.GetString(), value.GetStringLength()};
+    } else if constexpr (std::same_as<Value, bool>) {
+        if (!value.IsBool()) refuse("true or false");
+        return value.GetBool();
+    } else if constexpr (std::integral<Value>) {
+        if (!value.Is<Value>()) refuse("a whole number");
+        return value.Get<Value>();
+    } else {
+        if (!value.IsNumber()) refuse("a number");
+        return value.GetDouble();
+    }
+}
+
+// A text as a JSON value, quoted and escaped.
+std::string json_text(std::string_view text);
+// A parsed value, written again.
+std::string json_text(const rapidjson::Value& value);
+
+}  // namespace devserver

@@ -1,0 +1,11 @@
+// How many internet handles are open in the process, for tests alone: none may be left behind.
+// Any thread.
+#pragma once
+
+#include <cstddef>
+
+namespace platform::internet {
+
+std::size_t open_handle_count();
+
+}  // namespace platform::internet
