@@ -21,13 +21,13 @@ public:
           m_log(log),
           m_authority(authority),
           m_digests(digests) {}
-    static bool owns(const http::Request& request);
-    http::Response handle(http::Request& request);
+    static bool Owns(const http::Request& request);
+    http::Response Handle(http::Request& request);
 
 private:
     http::Response faults(http::Request& request);
     http::Response requests(const http::Request& request);
-    http::Response write(http::Request& request);
+    http::Response Write(http::Request& request);
     http::Response workflow(const http::Request& request, const std::string& operation);
     http::Response token(const http::Request& request);
     http::Response column(http::Request& request);

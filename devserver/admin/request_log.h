@@ -18,14 +18,14 @@ public:
     explicit RequestLog(const std::string& file);
     // Counts a request before it is served; returns its number.
     std::size_t begin();
-    void finish(std::size_t number, const http::Request& request, const http::ExchangeResult& result,
+    void Finish(std::size_t number, const http::Request& request, const http::ExchangeResult& result,
                 const std::string& user);
     // All finished requests, after a short wait for those whose answer is just going out.
     std::string json();
-    void clear();
+    void Clear();
 
 private:
-    void await_finished(std::unique_lock<std::mutex>& lock);
+    void AwaitFinished(std::unique_lock<std::mutex>& lock);
 
     std::mutex m_mutex;
     std::condition_variable m_changed;

@@ -15,7 +15,7 @@ namespace {
 
 using namespace devserver;
 
-sigset_t end_signals() {
+sigset_t EndSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
@@ -23,34 +23,34 @@ sigset_t end_signals() {
     return signals;
 }
 
-void end_with_parent() {
+void EndWithParent() {
     auto parent = ::getppid();
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     // The parent may have ended before the request took effect.
     if (::getppid() != parent) ::raise(SIGTERM);
 }
 
-int serve(const Options& options) {
+int Serve(const Options& options) {
     Store store(options.data_folder);
-    store.use_logins(options.logins);
-    for (const auto& user : options.users) store.put_user(user.name, user.password, user.rights);
-    if (!options.oauth.approve_user.empty() && !store.user_by_name(options.oauth.approve_user))
+    store.UseLogins(options.logins);
+    for (const auto& user : options.users) store.PutUser(user.name, user.password, user.rights);
+    if (!options.oauth.approve_user.empty() && !store.UserByName(options.oauth.approve_user))
         throw UsageError("--approve " + options.oauth.approve_user + ": there is no such user");
-    store.set_up_site(options.site_path, options.library, options.force_checkout, options.minor_versions);
+    store.SetUpSite(options.site_path, options.library, options.force_checkout, options.minor_versions);
     for (const auto& column : options.columns)
-        store.put_column(store.libraries(store.site().id).at(0).id, column);
-    seed(store, options);
+        store.PutColumn(store.libraries(store.site().id).at(0).id, column);
+    Seed(store, options);
     Service service(options, store);
     http::Server server(options.server, service);
-    server.start();
+    server.Start();
     std::thread watcher([&server] {
-        auto signals = end_signals();
+        auto signals = EndSignals();
         int received = 0;
         sigwait(&signals, &received);
-        server.stop();
+        server.Stop();
     });
     std::cout << "Listening on " << server.url() << std::endl;
-    server.run();
+    server.Run();
     watcher.join();
     return 0;
 }
@@ -59,16 +59,16 @@ int serve(const Options& options) {
 
 int main(int count, char** arguments) {
     ::signal(SIGPIPE, SIG_IGN);
-    auto signals = end_signals();
+    auto signals = EndSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     try {
-        auto options = parse_options({arguments + 1, arguments + count});
+        auto options = ParseOptions({arguments + 1, arguments + count});
         if (options.help) {
-            std::cout << help_text();
+            std::cout << HelpText();
             return 0;
         }
-        if (options.exit_with_parent) end_with_parent();
-        return serve(options);
+        if (options.exit_with_parent) EndWithParent();
+        return Serve(options);
     } catch (const std::invalid_argument& error) {
         std::cerr << "spdevserver: " << error.what() << std::endl;
         return 2;

@@ -10,38 +10,38 @@
 namespace devserver {
 namespace {
 
-Rights parse_rights(const std::string& text) {
+Rights ParseRights(const std::string& text) {
     if (text == "edit") return Rights::edit;
     if (text == "read") return Rights::read;
     if (text == "none") return Rights::none;
     throw UsageError("unknown rights '" + text + "': use edit, read or none");
 }
 
-UserOption parse_user(const std::string& text) {
-    auto parts = split(text, ':');
+UserOption ParseUser(const std::string& text) {
+    auto parts = Split(text, ':');
     if (parts.size() < 2 || parts.size() > 3 || parts[0].empty() ||
         parts[0].find_first_of("@|/ ") != std::string::npos)
         throw UsageError("a user is given as NAME:PASSWORD or NAME:PASSWORD:RIGHTS");
-    return {parts[0], parts[1], parts.size() == 3 ? parse_rights(parts[2]) : Rights::edit};
+    return {parts[0], parts[1], parts.size() == 3 ? ParseRights(parts[2]) : Rights::edit};
 }
 
-void read_user_file(const std::string& file, std::vector<UserOption>& users) {
+void ReadUserFile(const std::string& file, std::vector<UserOption>& users) {
     std::ifstream stream(file);
     if (!stream) throw UsageError("cannot read the user file " + file);
     for (std::string line; std::getline(stream, line);)
-        if (auto text = trim(line); !text.empty() && text[0] != '#')
-            users.push_back(parse_user(std::string(text)));
+        if (auto text = Trim(line); !text.empty() && text[0] != '#')
+            users.push_back(ParseUser(std::string(text)));
 }
 
-int parse_number(const std::string& option, const std::string& text, std::int64_t least, std::int64_t most) {
-    auto number = parse_integer(text);
+int ParseNumber(const std::string& option, const std::string& text, std::int64_t least, std::int64_t most) {
+    auto number = ParseInteger(text);
     if (!number || *number < least || *number > most)
         throw UsageError(option + " takes a number from " + std::to_string(least) + " to " +
                          std::to_string(most));
     return static_cast<int>(*number);
 }
 
-std::string parse_site(std::string text) {
+std::string ParseSite(std::string text) {
     while (!text.empty() && text.front() == '/') text.erase(0, 1);
     while (!text.empty() && text.back() == '/') text.pop_back();
     if (text.empty() || text.find("..") != std::string::npos)
@@ -49,29 +49,29 @@ std::string parse_site(std::string text) {
     return text;
 }
 
-std::pair<std::string, int> parse_seed_count(const std::string& text) {
+std::pair<std::string, int> ParseSeedCount(const std::string& text) {
     auto equals = text.rfind('=');
     if (equals == std::string::npos || equals == 0) throw UsageError("--seed-count takes FOLDER=COUNT");
-    return {text.substr(0, equals), parse_number("--seed-count", text.substr(equals + 1), 1, 1'000'000)};
+    return {text.substr(0, equals), ParseNumber("--seed-count", text.substr(equals + 1), 1, 1'000'000)};
 }
 
-Generation parse_generation(const std::string& text) {
+Generation ParseGeneration(const std::string& text) {
     if (text == "modern") return Generation::modern;
     if (text == "2013") return Generation::server2013;
     if (text == "2010") return Generation::server2010;
     throw UsageError("unknown generation '" + text + "': use modern, 2013 or 2010");
 }
 
-LoginForm parse_logins(const std::string& text) {
+LoginForm ParseLogins(const std::string& text) {
     if (text == "membership") return LoginForm::membership;
     if (text == "windows") return LoginForm::windows;
     if (text == "classic") return LoginForm::classic;
     throw UsageError("unknown form of logins '" + text + "': use membership, windows or classic");
 }
 
-Column parse_column_option(const std::string& text) {
+Column ParseColumnOption(const std::string& text) {
     try {
-        return parse_column(text);
+        return ParseColumn(text);
     } catch (const ColumnSyntaxError& error) {
         throw UsageError(std::string("--column: ") + error.what());
     }
@@ -79,38 +79,38 @@ Column parse_column_option(const std::string& text) {
 
 }  // namespace
 
-Options parse_options(const std::vector<std::string>& arguments) {
+Options ParseOptions(const std::vector<std::string>& arguments) {
     Options options;
     using Setter = std::function<void(const std::string&)>;
     const std::map<std::string, Setter> with_value = {
         {"--data", [&](auto& v) { options.data_folder = v; }},
         {"--seed", [&](auto& v) { options.seed_folder = v; }},
-        {"--seed-count", [&](auto& v) { options.seed_counts.push_back(parse_seed_count(v)); }},
+        {"--seed-count", [&](auto& v) { options.seed_counts.push_back(ParseSeedCount(v)); }},
         {"--host", [&](auto& v) { options.server.host = v; }},
-        {"--port", [&](auto& v) { options.server.port = parse_number("--port", v, 0, 65535); }},
-        {"--site", [&](auto& v) { options.site_path = parse_site(v); }},
+        {"--port", [&](auto& v) { options.server.port = ParseNumber("--port", v, 0, 65535); }},
+        {"--site", [&](auto& v) { options.site_path = ParseSite(v); }},
         {"--library", [&](auto& v) { options.library = v; }},
-        {"--generation", [&](auto& v) { options.generation = parse_generation(v); }},
-        {"--auth", [&](auto& v) { options.sign_in = split(v, ','); }},
-        {"--logins", [&](auto& v) { options.logins = parse_logins(v); }},
-        {"--column", [&](auto& v) { options.columns.push_back(parse_column_option(v)); }},
-        {"--user", [&](auto& v) { options.users.push_back(parse_user(v)); }},
-        {"--user-file", [&](auto& v) { read_user_file(v, options.users); }},
+        {"--generation", [&](auto& v) { options.generation = ParseGeneration(v); }},
+        {"--auth", [&](auto& v) { options.sign_in = Split(v, ','); }},
+        {"--logins", [&](auto& v) { options.logins = ParseLogins(v); }},
+        {"--column", [&](auto& v) { options.columns.push_back(ParseColumnOption(v)); }},
+        {"--user", [&](auto& v) { options.users.push_back(ParseUser(v)); }},
+        {"--user-file", [&](auto& v) { ReadUserFile(v, options.users); }},
         {"--tls-cert", [&](auto& v) { options.server.certificate_file = v; }},
         {"--tls-key", [&](auto& v) { options.server.key_file = v; }},
         {"--approve", [&](auto& v) { options.oauth.approve_user = v; }},
         {"--token-lifetime",
-         [&](auto& v) { options.oauth.token_lifetime = parse_number("--token-lifetime", v, 1, 31'536'000); }},
+         [&](auto& v) { options.oauth.token_lifetime = ParseNumber("--token-lifetime", v, 1, 31'536'000); }},
         {"--cookie-lifetime",
          [&](auto& v) {
-             options.forms.cookie_lifetime = parse_number("--cookie-lifetime", v, 1, 31'536'000);
+             options.forms.cookie_lifetime = ParseNumber("--cookie-lifetime", v, 1, 31'536'000);
          }},
         {"--digest-lifetime",
-         [&](auto& v) { options.digest_lifetime = parse_number("--digest-lifetime", v, 1, 31'536'000); }},
+         [&](auto& v) { options.digest_lifetime = ParseNumber("--digest-lifetime", v, 1, 31'536'000); }},
         {"--faults", [&](auto& v) { options.faults_file = v; }},
         {"--request-log", [&](auto& v) { options.request_log_file = v; }},
         {"--max-connections",
-         [&](auto& v) { options.server.max_connections = parse_number("--max-connections", v, 1, 4096); }},
+         [&](auto& v) { options.server.max_connections = ParseNumber("--max-connections", v, 1, 4096); }},
     };
     const std::map<std::string, bool*> switches = {{"--admin", &options.admin},
                                                    {"--force-checkout", &options.force_checkout},
@@ -149,7 +149,7 @@ Options parse_options(const std::vector<std::string>& arguments) {
     return options;
 }
 
-std::string help_text() {
+std::string HelpText() {
     return R"(Usage: spdevserver --data DIR [option]...
 
 A development server that speaks SharePoint's REST interface over HTTP. When it is ready it prints one line

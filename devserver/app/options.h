@@ -43,7 +43,7 @@ struct UsageError : std::invalid_argument {
 };
 
 // Throws UsageError with one clear line.
-Options parse_options(const std::vector<std::string>& arguments);
-std::string help_text();
+Options ParseOptions(const std::vector<std::string>& arguments);
+std::string HelpText();
 
 }  // namespace devserver

@@ -9,41 +9,41 @@ namespace devserver {
 namespace {
 
 // Operations that the REST interface got after 2013.
-bool is_newer_rest(const http::Request& request) {
-    static constexpr std::string_view names[] = {"/$batch",
-                                                 "AddUsingPath",
-                                                 "AddStubUsingPath",
-                                                 "StartUpload",
-                                                 "ContinueUpload",
-                                                 "FinishUpload",
-                                                 "CancelUpload",
-                                                 "SP.MoveCopyUtil",
-                                                 "MoveByPath",
-                                                 "CopyByPath",
-                                                 "MoveToUsingPath",
-                                                 "CopyToUsingPath",
-                                                 "GetFolderByServerRelativePath"};
-    return std::ranges::any_of(names, [&](std::string_view name) {
-        return find_ignoring_case(request.raw_path, name) != std::string::npos;
+bool IsNewerRest(const http::Request& request) {
+    static constexpr std::string_view kNames[] = {"/$batch",
+                                                  "AddUsingPath",
+                                                  "AddStubUsingPath",
+                                                  "StartUpload",
+                                                  "ContinueUpload",
+                                                  "FinishUpload",
+                                                  "CancelUpload",
+                                                  "SP.MoveCopyUtil",
+                                                  "MoveByPath",
+                                                  "CopyByPath",
+                                                  "MoveToUsingPath",
+                                                  "CopyToUsingPath",
+                                                  "GetFolderByServerRelativePath"};
+    return std::ranges::any_of(kNames, [&](std::string_view name) {
+        return FindIgnoringCase(request.raw_path, name) != std::string::npos;
     });
 }
 
 }  // namespace
 
-http::Response ProtocolRouter::serve(http::Request& request, const User& user) {
-    bool rest = rest::RestApi::owns(request);
+http::Response ProtocolRouter::Serve(http::Request& request, const User& user) {
+    bool rest = rest::RestApi::Owns(request);
     if (m_generation == Generation::modern)
-        return rest ? m_rest.handle(request, user) : m_documents.handle(request, user);
-    bool preview = find_ignoring_case(request.path, "/_layouts/15/") != std::string::npos;
-    if ((rest || preview) && m_generation == Generation::server2010) return http::not_found_page();
-    if (rest && is_newer_rest(request))
-        return odata::error_response(
-            odata::unknown_resource(request.raw_path.substr(request.raw_path.rfind('/') + 1)),
-            odata::choose_mode(request.headers.get("Accept")));
-    if (rest) return m_rest.handle(request, user);
-    if (soap::SoapServer::owns(request)) return m_soap.handle(request, user);
-    if (frontpage::FrontPageServer::owns(request)) return m_frontpage.handle(request, user);
-    return m_dav.handle(request, user);
+        return rest ? m_rest.Handle(request, user) : m_documents.Handle(request, user);
+    bool preview = FindIgnoringCase(request.path, "/_layouts/15/") != std::string::npos;
+    if ((rest || preview) && m_generation == Generation::server2010) return http::NotFoundPage();
+    if (rest && IsNewerRest(request))
+        return odata::ErrorResponse(
+            odata::UnknownResource(request.raw_path.substr(request.raw_path.rfind('/') + 1)),
+            odata::ChooseMode(request.headers.get("Accept")));
+    if (rest) return m_rest.Handle(request, user);
+    if (soap::SoapServer::Owns(request)) return m_soap.Handle(request, user);
+    if (frontpage::FrontPageServer::Owns(request)) return m_frontpage.Handle(request, user);
+    return m_dav.Handle(request, user);
 }
 
 }  // namespace devserver

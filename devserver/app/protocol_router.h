@@ -21,7 +21,7 @@ public:
           m_soap(store),
           m_frontpage(store, generation) {}
     // Serves a request of a user who is signed in.
-    http::Response serve(http::Request& request, const User& user);
+    http::Response Serve(http::Request& request, const User& user);
 
 private:
     Generation m_generation;

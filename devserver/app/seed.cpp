@@ -10,46 +10,46 @@ namespace devserver {
 namespace fs = std::filesystem;
 namespace {
 
-void copy_file(Store& store, const fs::path& from, const std::string& to, const User& user) {
-    auto content = store.blobs().create();
+void CopyFile(Store& store, const fs::path& from, const std::string& to, const User& user) {
+    auto content = store.blobs().Create();
     std::ifstream stream(from, std::ios::binary);
     if (!stream) throw std::runtime_error("cannot read " + from.string());
     std::vector<char> block(1 << 20);
     while (stream.read(block.data(), static_cast<std::streamsize>(block.size())), stream.gcount() > 0)
-        content->write(block.data(), static_cast<std::size_t>(stream.gcount()));
+        content->Write(block.data(), static_cast<std::size_t>(stream.gcount()));
     struct stat information {};
     ::stat(from.c_str(), &information);
-    store.add_published(to, std::move(content), information.st_mtime, user);
+    store.AddPublished(to, std::move(content), information.st_mtime, user);
 }
 
-void copy_folder(Store& store, const fs::path& from, const std::string& to, const User& user) {
+void CopyFolder(Store& store, const fs::path& from, const std::string& to, const User& user) {
     std::vector<fs::directory_entry> entries(fs::directory_iterator(from), fs::directory_iterator{});
     std::sort(entries.begin(), entries.end());
     for (const auto& entry : entries) {
         auto target = to + "/" + entry.path().filename().string();
         if (entry.is_directory()) {
-            store.create_folder(target, user);
-            copy_folder(store, entry.path(), target, user);
+            store.CreateFolder(target, user);
+            CopyFolder(store, entry.path(), target, user);
         } else if (entry.is_regular_file()) {
-            copy_file(store, entry.path(), target, user);
+            CopyFile(store, entry.path(), target, user);
         }
     }
 }
 
 }  // namespace
 
-void seed(Store& store, const Options& options) {
-    if (store.is_seeded()) return;
-    auto user = store.user_by_name(options.users[0].name).value();
+void Seed(Store& store, const Options& options) {
+    if (store.IsSeeded()) return;
+    auto user = store.UserByName(options.users[0].name).value();
     auto library = store.libraries(store.site().id).at(0);
     auto root = store.item(library.root_item)->path;
     if (!options.seed_folder.empty()) {
         if (!fs::is_directory(options.seed_folder))
             throw UsageError("--seed " + options.seed_folder + " isn't a folder");
-        copy_folder(store, options.seed_folder, root, user);
+        CopyFolder(store, options.seed_folder, root, user);
     }
-    for (const auto& [name, count] : options.seed_counts) store.add_many(root + "/" + name, count, user);
-    store.set_seeded();
+    for (const auto& [name, count] : options.seed_counts) store.AddMany(root + "/" + name, count, user);
+    store.SetSeeded();
 }
 
 }  // namespace devserver

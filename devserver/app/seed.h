@@ -7,6 +7,6 @@
 namespace devserver {
 
 // Does nothing when the data folder was seeded before.
-void seed(Store& store, const Options& options);
+void Seed(Store& store, const Options& options);
 
 }  // namespace devserver

@@ -22,14 +22,14 @@ class Service : public http::Application {
 public:
     Service(const Options& options, Store& store);
 
-    bool stall_connection() override;
+    bool StallConnection() override;
     http::WirePlan plan(http::Request& request) override;
-    http::Response handle(http::Request& request) override;
+    http::Response Handle(http::Request& request) override;
     void finished(const http::Request& request, const http::ExchangeResult& result) override;
 
 private:
-    http::Response serve(http::Request& request);
-    http::Response serve_guarded(http::Request& request);
+    http::Response Serve(http::Request& request);
+    http::Response ServeGuarded(http::Request& request);
 
     Store& m_store;
     Tickets m_tickets;

@@ -15,21 +15,21 @@ class Authenticator {
 public:
     virtual ~Authenticator() = default;
     // The user; nothing when `challenge` has to make the answer.
-    virtual std::optional<User> authenticate(const http::Request& request) = 0;
-    virtual http::Response challenge(const http::Request& request) = 0;
+    virtual std::optional<User> Authenticate(const http::Request& request) = 0;
+    virtual http::Response Challenge(const http::Request& request) = 0;
     // Whether an exchange with this connection is going on, so that the answer has its challenge alone.
-    virtual bool in_exchange(const http::Request&) const { return false; }
+    virtual bool InExchange(const http::Request&) const { return false; }
     // Adds what the client still waits for to the answer of a request that was accepted.
-    virtual void conclude(const http::Request&, http::Response&) {}
+    virtual void Conclude(const http::Request&, http::Response&) {}
     // Ends what the connection has signed in to when a request brings credentials of another way.
-    virtual void forget_other_ways(const http::Request&) {}
+    virtual void ForgetOtherWays(const http::Request&) {}
 };
 
 class BearerAuthenticator : public Authenticator {
 public:
     BearerAuthenticator(Store& store, Tickets& tickets) : m_store(store), m_tickets(tickets) {}
-    std::optional<User> authenticate(const http::Request& request) override;
-    http::Response challenge(const http::Request& request) override;
+    std::optional<User> Authenticate(const http::Request& request) override;
+    http::Response Challenge(const http::Request& request) override;
 
 private:
     Store& m_store;
@@ -37,11 +37,11 @@ private:
 };
 
 // The realm of challenges and token answers.
-std::string realm_of(Store& store);
-std::string bearer_token(const http::Request& request);
+std::string RealmOf(Store& store);
+std::string BearerToken(const http::Request& request);
 
 // What follows the scheme's name in the Authorization header; nothing for another scheme.
-std::optional<std::string> credentials_of(const http::Request& request, std::string_view scheme);
-http::Response unauthorized(const std::string& challenge);
+std::optional<std::string> CredentialsOf(const http::Request& request, std::string_view scheme);
+http::Response Unauthorized(const std::string& challenge);
 
 }  // namespace devserver

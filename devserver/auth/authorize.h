@@ -16,12 +16,12 @@ public:
     // With `approve_user` the page is left out.
     AuthorizePage(Store& store, Tickets& tickets, std::string approve_user)
         : m_store(store), m_tickets(tickets), m_approve_user(std::move(approve_user)) {}
-    http::Response handle(http::Request& request);
+    http::Response Handle(http::Request& request);
     // The grant of a code for this verifier; each code can be tried once.
-    std::optional<AuthorizationCode> redeem(const std::string& code, const std::string& verifier);
+    std::optional<AuthorizationCode> Redeem(const std::string& code, const std::string& verifier);
 
 private:
-    http::Response give_code(AuthorizationCode grant, const User& user, const std::string& state);
+    http::Response GiveCode(AuthorizationCode grant, const User& user, const std::string& state);
 
     Store& m_store;
     Tickets& m_tickets;

@@ -6,38 +6,38 @@
 
 namespace devserver {
 
-std::string realm_of(Store& store) {
-    return format_guid(store.secret("realm"));
+std::string RealmOf(Store& store) {
+    return FormatGuid(store.secret("realm"));
 }
 
-std::string bearer_token(const http::Request& request) {
-    return credentials_of(request, "Bearer").value_or("");
+std::string BearerToken(const http::Request& request) {
+    return CredentialsOf(request, "Bearer").value_or("");
 }
 
-std::optional<std::string> credentials_of(const http::Request& request, std::string_view scheme) {
+std::optional<std::string> CredentialsOf(const http::Request& request, std::string_view scheme) {
     auto header = request.headers.get("Authorization");
-    if (!starts_with_ignoring_case(header, scheme) || header.size() <= scheme.size() ||
+    if (!StartsWithIgnoringCase(header, scheme) || header.size() <= scheme.size() ||
         header[scheme.size()] != ' ')
         return std::nullopt;
-    return std::string(trim(std::string_view(header).substr(scheme.size())));
+    return std::string(Trim(std::string_view(header).substr(scheme.size())));
 }
 
-http::Response unauthorized(const std::string& challenge) {
-    auto response = http::make_response(401, "text/plain; charset=utf-8", "401 UNAUTHORIZED");
-    response.headers.set("WWW-Authenticate", challenge);
+http::Response Unauthorized(const std::string& challenge) {
+    auto response = http::MakeResponse(401, "text/plain; charset=utf-8", "401 UNAUTHORIZED");
+    response.headers.Set("WWW-Authenticate", challenge);
     return response;
 }
 
-std::optional<User> BearerAuthenticator::authenticate(const http::Request& request) {
-    auto value = bearer_token(request);
+std::optional<User> BearerAuthenticator::Authenticate(const http::Request& request) {
+    auto value = BearerToken(request);
     if (value.empty()) return std::nullopt;
     auto token = m_tickets.token(value, "access");
-    if (!token || token->expires <= now()) return std::nullopt;
-    return m_store.user_by_id(token->user);
+    if (!token || token->expires <= Now()) return std::nullopt;
+    return m_store.UserById(token->user);
 }
 
-http::Response BearerAuthenticator::challenge(const http::Request& request) {
-    auto value = bearer_token(request);
+http::Response BearerAuthenticator::Challenge(const http::Request& request) {
+    auto value = BearerToken(request);
     std::string text, detail, diagnostics;
     if (value.empty()) {
         text = "No authorization information was found.";
@@ -52,14 +52,14 @@ http::Response BearerAuthenticator::challenge(const http::Request& request) {
         detail = ",error=\"invalid_token\",error_description=\"The token isn't known.\"";
     }
     auto response =
-        http::make_response(401, "application/json; charset=utf-8",
-                            JsonWriter().object().member("error_description", text).end_object().take());
-    response.headers.set("WWW-Authenticate",
-                         "Bearer realm=\"" + realm_of(m_store) +
+        http::MakeResponse(401, "application/json; charset=utf-8",
+                           JsonWriter().StartObject().Member("error_description", text).EndObject().Take());
+    response.headers.Set("WWW-Authenticate",
+                         "Bearer realm=\"" + RealmOf(m_store) +
                              "\",client_id=\"00000003-0000-0ff1-ce00-000000000000\",trusted_issuers=\"" +
-                             realm_of(m_store) + "@*\",authorization_uri=\"" + request.base_url +
+                             RealmOf(m_store) + "@*\",authorization_uri=\"" + request.base_url +
                              "/organizations/oauth2/v2.0/authorize\"" + detail);
-    if (!diagnostics.empty()) response.headers.set("x-ms-diagnostics", diagnostics);
+    if (!diagnostics.empty()) response.headers.Set("x-ms-diagnostics", diagnostics);
     return response;
 }
 

@@ -13,14 +13,14 @@ public:
     // `optional`: a change without a digest is accepted too.
     FormDigests(Store& store, int lifetime_seconds, bool optional = false)
         : m_store(store), m_lifetime(lifetime_seconds), m_optional(optional) {}
-    std::string issue(const User& user);
-    bool accepts(std::string_view digest, const User& user);
-    int lifetime_seconds() const { return m_lifetime; }
+    std::string Issue(const User& user);
+    bool Accepts(std::string_view digest, const User& user);
+    int LifetimeSeconds() const { return m_lifetime; }
     // Makes every issued digest stale.
-    void expire_all() { m_store.renew_secret("digest"); }
+    void ExpireAll() { m_store.RenewSecret("digest"); }
 
 private:
-    std::string seal(const User& user, std::string_view date);
+    std::string Seal(const User& user, std::string_view date);
 
     Store& m_store;
     int m_lifetime;

@@ -19,17 +19,17 @@ public:
     FormsAuthenticator(Store& store, Tickets& tickets, FormsOptions options)
         : m_store(store), m_tickets(tickets), m_options(options) {}
     // By the cookie FedAuth alone.
-    std::optional<User> authenticate(const http::Request& request) override;
+    std::optional<User> Authenticate(const http::Request& request) override;
     // Browsers are redirected to the page; other clients get a 403 with its address (MS-OFBA 2.2.2).
-    http::Response challenge(const http::Request& request) override;
+    http::Response Challenge(const http::Request& request) override;
     // Serves the pages that need no sign-in; nothing for any other path.
-    std::optional<http::Response> handle(http::Request& request);
+    std::optional<http::Response> Handle(http::Request& request);
 
 private:
-    http::Response sign_in(http::Request& request);
-    http::Response sign_out(const http::Request& request);
+    http::Response SignIn(http::Request& request);
+    http::Response SignOut(const http::Request& request);
     // Without `keep` the cookies last as long as the browser runs; on the server they expire as usual.
-    void set_cookies(const http::Request& request, const User& user, bool keep, http::Response& response);
+    void SetCookies(const http::Request& request, const User& user, bool keep, http::Response& response);
 
     Store& m_store;
     Tickets& m_tickets;
@@ -37,6 +37,6 @@ private:
 };
 
 // The 403 that tells a client other than a browser where the page is (MS-OFBA 2.2.2).
-http::Response forms_challenge(const http::Request& request, bool with_return_url);
+http::Response FormsChallenge(const http::Request& request, bool with_return_url);
 
 }  // namespace devserver

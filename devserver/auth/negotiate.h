@@ -15,11 +15,11 @@ public:
     // `scheme` is "NTLM" or "Negotiate".
     NegotiateAuthenticator(Store& store, std::shared_ptr<NtlmAccounts> accounts, std::string scheme)
         : m_store(store), m_accounts(std::move(accounts)), m_scheme(std::move(scheme)) {}
-    std::optional<User> authenticate(const http::Request& request) override;
-    http::Response challenge(const http::Request& request) override;
-    bool in_exchange(const http::Request& request) const override;
-    void conclude(const http::Request& request, http::Response& response) override;
-    void forget_other_ways(const http::Request& request) override;
+    std::optional<User> Authenticate(const http::Request& request) override;
+    http::Response Challenge(const http::Request& request) override;
+    bool InExchange(const http::Request& request) const override;
+    void Conclude(const http::Request& request, http::Response& response) override;
+    void ForgetOtherWays(const http::Request& request) override;
 
 private:
     Store& m_store;

@@ -18,12 +18,12 @@
 namespace devserver {
 namespace {
 
-constexpr char domain[] = "CONTOSO";
+constexpr char kDomain[] = "CONTOSO";
 char ntlm_oid[] = "\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a";
 char spnego_oid[] = "\x2b\x06\x01\x05\x05\x02";
 
 // NTLM hashes UTF-16; ill-formed text is cut at its first fault.
-std::string utf16_of(std::string text) {
+std::string Utf16Of(std::string text) {
     auto converter = ::iconv_open("UTF-16LE", "UTF-8");
     std::string wide(text.size() * 2, '\0');
     char *from = text.data(), *to = wide.data();
@@ -45,12 +45,12 @@ public:
 
     // 32 upper-case digits (MS-NLMP 3.3.1, NTOWFv1).
     std::string operator()(const std::string& password) const {
-        auto text = utf16_of(password);
+        auto text = Utf16Of(password);
         unsigned char out[EVP_MAX_MD_SIZE];
         unsigned size = 0;
         if (EVP_Digest(text.data(), text.size(), out, &size, m_algorithm.get(), nullptr) != 1)
             throw std::runtime_error("a password couldn't be hashed for NTLM");
-        return hex_encode({reinterpret_cast<const char*>(out), size}, true);
+        return HexEncode({reinterpret_cast<const char*>(out), size}, true);
     }
 
 private:
@@ -64,7 +64,7 @@ private:
 };
 
 // The lines name no domain, so that the mechanism accepts any that the client sends.
-std::string lines_of(Store& store) {
+std::string LinesOf(Store& store) {
     PasswordHash hash;
     std::string text;
     for (const auto& user : store.users())
@@ -73,7 +73,7 @@ std::string lines_of(Store& store) {
     return text;
 }
 
-void write_file(const std::string& file, const std::string& text) {
+void WriteFile(const std::string& file, const std::string& text) {
     ::unlink(file.c_str());
     int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     bool written =
@@ -82,7 +82,7 @@ void write_file(const std::string& file, const std::string& text) {
     if (!written) throw std::runtime_error("cannot write " + file);
 }
 
-gss_cred_id_t acquire(const std::string& file) {
+gss_cred_id_t Acquire(const std::string& file) {
     OM_uint32 minor = 0;
     // Without a service name, since clients would compare it with the one they ask for.
     char text[256] = "@localhost";
@@ -106,11 +106,11 @@ gss_cred_id_t acquire(const std::string& file) {
 
 NtlmAccounts::NtlmAccounts(Store& store, const std::string& folder) {
     auto file = folder + "/ntlm-users";
-    write_file(file, lines_of(store));
-    ::setenv("NETBIOS_DOMAIN_NAME", domain, 1);
+    WriteFile(file, LinesOf(store));
+    ::setenv("NETBIOS_DOMAIN_NAME", kDomain, 1);
     // The mechanism compares names by the process's locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
-    m_credential = acquire(file);
+    m_credential = Acquire(file);
 }
 
 NtlmAccounts::~NtlmAccounts() {

@@ -26,20 +26,20 @@ public:
           m_options(options),
           m_authorize(store, tickets, options.approve_user) {}
     // Nothing for a path that isn't the authority's.
-    std::optional<http::Response> handle(http::Request& request);
-    std::string issue_access_token(const User& user, const std::string& scope, const std::string& client,
-                                   std::optional<int> lifetime = {});
+    std::optional<http::Response> Handle(http::Request& request);
+    std::string IssueAccessToken(const User& user, const std::string& scope, const std::string& client,
+                                 std::optional<int> lifetime = {});
 
 private:
     http::Response configuration(const http::Request& request) const;
-    http::Response device_code(http::Request& request);
+    http::Response IssueDeviceCode(http::Request& request);
     http::Response token(http::Request& request);
-    http::Response login_page(http::Request& request);
-    http::Response redeem_code(const QueryParameters& form);
-    http::Response redeem_device_code(const QueryParameters& form);
-    http::Response redeem_refresh_token(const QueryParameters& form);
-    http::Response redeem_password(const QueryParameters& form);
-    http::Response grant(const User& user, const std::string& scope, const std::string& client);
+    http::Response LoginPage(http::Request& request);
+    http::Response RedeemCode(const QueryParameters& form);
+    http::Response RedeemDeviceCode(const QueryParameters& form);
+    http::Response RedeemRefreshToken(const QueryParameters& form);
+    http::Response RedeemPassword(const QueryParameters& form);
+    http::Response Grant(const User& user, const std::string& scope, const std::string& client);
 
     Store& m_store;
     Tickets& m_tickets;

@@ -8,7 +8,7 @@
 namespace devserver {
 
 // A whole page, which caches don't keep and which runs no script.
-http::Response html_page(const std::string& inner);
+http::Response HtmlPage(const std::string& inner);
 
 struct SignInForm {
     std::string title = "Sign in";
@@ -20,6 +20,6 @@ struct SignInForm {
 };
 
 // A form with the fields "username" and "password"; all texts but the HTML ones are escaped here.
-http::Response sign_in_page(const SignInForm& form);
+http::Response SignInPage(const SignInForm& form);
 
 }  // namespace devserver

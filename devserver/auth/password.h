@@ -13,13 +13,13 @@
 namespace devserver {
 
 // A user by the names that people type: "alice", "DOMAIN\alice", "alice@domain" and the login itself.
-std::optional<User> user_by_typed_name(Store& store, const std::string& name);
+std::optional<User> UserByTypedName(Store& store, const std::string& name);
 
 class BasicAuthenticator : public Authenticator {
 public:
     explicit BasicAuthenticator(Store& store) : m_store(store) {}
-    std::optional<User> authenticate(const http::Request& request) override;
-    http::Response challenge(const http::Request& request) override;
+    std::optional<User> Authenticate(const http::Request& request) override;
+    http::Response Challenge(const http::Request& request) override;
 
 private:
     Store& m_store;
@@ -30,17 +30,17 @@ private:
 class DigestAuthenticator : public Authenticator {
 public:
     explicit DigestAuthenticator(Store& store) : m_store(store) {}
-    std::optional<User> authenticate(const http::Request& request) override;
-    http::Response challenge(const http::Request& request) override;
+    std::optional<User> Authenticate(const http::Request& request) override;
+    http::Response Challenge(const http::Request& request) override;
 
 private:
     using Fields = std::map<std::string, std::string>;
     enum class Nonce { fresh, stale, foreign };
 
-    std::string make_nonce();
-    Nonce check_nonce(const std::string& nonce);
-    bool take_count(const std::string& nonce, const std::string& count);
-    std::string expected_response(const http::Request& request, const Fields& fields, const User& user) const;
+    std::string MakeNonce();
+    Nonce CheckNonce(const std::string& nonce);
+    bool TakeCount(const std::string& nonce, const std::string& count);
+    std::string ExpectedResponse(const http::Request& request, const Fields& fields, const User& user) const;
 
     Store& m_store;
     std::mutex m_mutex;

@@ -11,12 +11,11 @@ namespace devserver {
 SignIn::SignIn(Store& store, Tickets& tickets, const std::vector<std::string>& schemes,
                const FormsOptions& forms, const std::string& data_folder) {
     for (const auto& name : schemes)
-        m_schemes.push_back(make_scheme(store, tickets, name, forms, data_folder));
+        m_schemes.push_back(MakeScheme(store, tickets, name, forms, data_folder));
 }
 
-std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, Tickets& tickets, const std::string& name,
-                                                   const FormsOptions& forms,
-                                                   const std::string& data_folder) {
+std::unique_ptr<Authenticator> SignIn::MakeScheme(Store& store, Tickets& tickets, const std::string& name,
+                                                  const FormsOptions& forms, const std::string& data_folder) {
     if (name == "bearer") return std::make_unique<BearerAuthenticator>(store, tickets);
     if (name == "basic") return std::make_unique<BasicAuthenticator>(store);
     if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
@@ -34,43 +33,43 @@ std::unique_ptr<Authenticator> SignIn::make_scheme(Store& store, Tickets& ticket
                                 "': use bearer, basic, digest, ntlm, negotiate or forms");
 }
 
-std::optional<http::Response> SignIn::handle(http::Request& request) {
-    return m_forms ? m_forms->handle(request) : std::nullopt;
+std::optional<http::Response> SignIn::Handle(http::Request& request) {
+    return m_forms ? m_forms->Handle(request) : std::nullopt;
 }
 
-std::optional<User> SignIn::authenticate(const http::Request& request) {
-    for (auto& scheme : m_schemes) scheme->forget_other_ways(request);
+std::optional<User> SignIn::Authenticate(const http::Request& request) {
+    for (auto& scheme : m_schemes) scheme->ForgetOtherWays(request);
     for (auto& scheme : m_schemes)
-        if (auto user = scheme->authenticate(request)) return user;
+        if (auto user = scheme->Authenticate(request)) return user;
     return std::nullopt;
 }
 
-void SignIn::conclude(const http::Request& request, http::Response& response) {
-    for (auto& scheme : m_schemes) scheme->conclude(request, response);
+void SignIn::Conclude(const http::Request& request, http::Response& response) {
+    for (auto& scheme : m_schemes) scheme->Conclude(request, response);
 }
 
-http::Response SignIn::challenge(const http::Request& request) {
+http::Response SignIn::Challenge(const http::Request& request) {
     for (auto& scheme : m_schemes)
-        if (scheme->in_exchange(request)) return scheme->challenge(request);
+        if (scheme->InExchange(request)) return scheme->Challenge(request);
     // The client's header about sign-in pages decides, whatever the order of the schemes (MS-OFBA 2.2.1).
     auto pages = request.headers.get("X-Forms_Based_Auth_Accepted");
-    if (m_forms && equals_ignoring_case(pages, "t")) return m_forms->challenge(request);
-    bool no_pages = m_schemes.size() > 1 && equals_ignoring_case(pages, "f");
+    if (m_forms && EqualsIgnoringCase(pages, "t")) return m_forms->Challenge(request);
+    bool no_pages = m_schemes.size() > 1 && EqualsIgnoringCase(pages, "f");
     std::optional<http::Response> response;
     for (auto& scheme : m_schemes) {
         if (no_pages && scheme.get() == m_forms) continue;
-        auto own = scheme->challenge(request);
+        auto own = scheme->Challenge(request);
         if (response)
-            add_challenges(own, *response);
+            AddChallenges(own, *response);
         else
             response = std::move(own);
     }
     return std::move(*response);
 }
 
-void add_challenges(const http::Response& from, http::Response& to) {
+void AddChallenges(const http::Response& from, http::Response& to) {
     for (const auto& [name, value] : from.headers.all())
-        if (equals_ignoring_case(name, "WWW-Authenticate")) to.headers.add(name, value);
+        if (EqualsIgnoringCase(name, "WWW-Authenticate")) to.headers.Add(name, value);
 }
 
 }  // namespace devserver

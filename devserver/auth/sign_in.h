@@ -17,18 +17,18 @@ public:
     // clear line for others. Made before the first thread starts; NTLM keeps a file in `data_folder`.
     SignIn(Store& store, Tickets& tickets, const std::vector<std::string>& schemes, const FormsOptions& forms,
            const std::string& data_folder);
-    std::optional<User> authenticate(const http::Request& request) override;
+    std::optional<User> Authenticate(const http::Request& request) override;
     // The first scheme's answer with a WWW-Authenticate header for each scheme, or, during an exchange, for
     // that scheme alone. A client that accepts sign-in pages gets the page, one that refuses them the other
     // schemes.
-    http::Response challenge(const http::Request& request) override;
-    void conclude(const http::Request& request, http::Response& response) override;
+    http::Response Challenge(const http::Request& request) override;
+    void Conclude(const http::Request& request, http::Response& response) override;
     // Serves the pages of a sign-in; nothing for any other path.
-    std::optional<http::Response> handle(http::Request& request);
+    std::optional<http::Response> Handle(http::Request& request);
 
 private:
-    std::unique_ptr<Authenticator> make_scheme(Store& store, Tickets& tickets, const std::string& name,
-                                               const FormsOptions& forms, const std::string& data_folder);
+    std::unique_ptr<Authenticator> MakeScheme(Store& store, Tickets& tickets, const std::string& name,
+                                              const FormsOptions& forms, const std::string& data_folder);
 
     std::shared_ptr<NtlmAccounts> m_accounts;  // if one of the schemes needs them
     FormsAuthenticator* m_forms = nullptr;     // one of the schemes, if it is offered
@@ -36,6 +36,6 @@ private:
 };
 
 // Adds the WWW-Authenticate headers of one answer to another.
-void add_challenges(const http::Response& from, http::Response& to);
+void AddChallenges(const http::Response& from, http::Response& to);
 
 }  // namespace devserver

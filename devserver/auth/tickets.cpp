@@ -10,9 +10,9 @@ namespace {
 #define SELECT_DEVICE_CODE \
     "SELECT user_code, client, scope, expires, last_poll, interval, user, denied FROM device_codes WHERE "
 
-DeviceCode read_device_code(const Statement& row) {
+DeviceCode ReadDeviceCode(const Statement& row) {
     DeviceCode record;
-    row.read(record.user_code, record.client, record.scope, record.expires, record.last_poll, record.interval,
+    row.Read(record.user_code, record.client, record.scope, record.expires, record.last_poll, record.interval,
              record.user, record.denied);
     return record;
 }
@@ -21,7 +21,7 @@ DeviceCode read_device_code(const Statement& row) {
 
 Tickets::Tickets(Database& database) : m_database(database) {
     DatabaseLock lock(m_database);
-    m_database.execute(R"sql(
+    m_database.Execute(R"sql(
 CREATE TABLE IF NOT EXISTS tokens (
     hash TEXT PRIMARY KEY, kind TEXT NOT NULL, user INTEGER NOT NULL, expires INTEGER NOT NULL,
     scope TEXT NOT NULL, client TEXT NOT NULL);
@@ -35,88 +35,88 @@ CREATE TABLE IF NOT EXISTS authorization_codes (
 )sql");
 }
 
-void Tickets::put_token(const std::string& value, const std::string& kind, const Token& token) {
+void Tickets::PutToken(const std::string& value, const std::string& kind, const Token& token) {
     DatabaseLock lock(m_database);
-    m_database.run("DELETE FROM tokens WHERE expires < ?", now() - 86400);
-    m_database.run("INSERT OR REPLACE INTO tokens VALUES (?,?,?,?,?,?)", sha256_hex(value), kind, token.user,
+    m_database.Run("DELETE FROM tokens WHERE expires < ?", Now() - 86400);
+    m_database.Run("INSERT OR REPLACE INTO tokens VALUES (?,?,?,?,?,?)", Sha256Hex(value), kind, token.user,
                    token.expires, token.scope, token.client);
 }
 
 std::optional<Token> Tickets::token(const std::string& value, const std::string& kind) {
     DatabaseLock lock(m_database);
     auto row = m_database.query("SELECT user, expires, scope, client FROM tokens WHERE hash=? AND kind=?",
-                                sha256_hex(value), kind);
-    if (!row.step()) return std::nullopt;
+                                Sha256Hex(value), kind);
+    if (!row.Step()) return std::nullopt;
     Token result;
-    row.read(result.user, result.expires, result.scope, result.client);
+    row.Read(result.user, result.expires, result.scope, result.client);
     return result;
 }
 
-bool Tickets::drop_token(const std::string& value) {
+bool Tickets::DropToken(const std::string& value) {
     DatabaseLock lock(m_database);
-    return m_database.run("DELETE FROM tokens WHERE hash=?", sha256_hex(value)) > 0;
+    return m_database.Run("DELETE FROM tokens WHERE hash=?", Sha256Hex(value)) > 0;
 }
 
-void Tickets::expire_tokens(const std::string& kind) {
+void Tickets::ExpireTokens(const std::string& kind) {
     DatabaseLock lock(m_database);
-    m_database.run("UPDATE tokens SET expires=? WHERE kind=?", now() - 1, kind);
+    m_database.Run("UPDATE tokens SET expires=? WHERE kind=?", Now() - 1, kind);
 }
 
-void Tickets::put_device_code(const std::string& code, const DeviceCode& record) {
+void Tickets::PutDeviceCode(const std::string& code, const DeviceCode& record) {
     DatabaseLock lock(m_database);
-    m_database.run("DELETE FROM device_codes WHERE expires < ?", now() - 3600);
-    m_database.run("INSERT OR REPLACE INTO device_codes VALUES (?,?,?,?,?,?,?,?,?)", sha256_hex(code),
+    m_database.Run("DELETE FROM device_codes WHERE expires < ?", Now() - 3600);
+    m_database.Run("INSERT OR REPLACE INTO device_codes VALUES (?,?,?,?,?,?,?,?,?)", Sha256Hex(code),
                    record.user_code, record.client, record.scope, record.expires, record.last_poll,
                    record.interval, record.user, record.denied);
 }
 
-std::optional<DeviceCode> Tickets::device_code(const std::string& code) {
+std::optional<DeviceCode> Tickets::FindDeviceCode(const std::string& code) {
     DatabaseLock lock(m_database);
-    auto row = m_database.query(SELECT_DEVICE_CODE "hash=?", sha256_hex(code));
-    if (!row.step()) return std::nullopt;
-    return read_device_code(row);
+    auto row = m_database.query(SELECT_DEVICE_CODE "hash=?", Sha256Hex(code));
+    if (!row.Step()) return std::nullopt;
+    return ReadDeviceCode(row);
 }
 
-std::optional<DeviceCode> Tickets::device_code_by_user_code(const std::string& user_code) {
+std::optional<DeviceCode> Tickets::DeviceCodeByUserCode(const std::string& user_code) {
     DatabaseLock lock(m_database);
-    auto row = m_database.query(SELECT_DEVICE_CODE "user_code=?", to_upper(user_code));
-    if (!row.step()) return std::nullopt;
-    return read_device_code(row);
+    auto row = m_database.query(SELECT_DEVICE_CODE "user_code=?", ToUpper(user_code));
+    if (!row.Step()) return std::nullopt;
+    return ReadDeviceCode(row);
 }
 
-void Tickets::decide_device_code(const std::string& user_code, Id user, bool denied) {
+void Tickets::DecideDeviceCode(const std::string& user_code, Id user, bool denied) {
     DatabaseLock lock(m_database);
-    m_database.run("UPDATE device_codes SET user=?, denied=? WHERE user_code=?", user, denied, user_code);
+    m_database.Run("UPDATE device_codes SET user=?, denied=? WHERE user_code=?", user, denied, user_code);
 }
 
-void Tickets::note_device_poll(const std::string& code, Seconds last_poll, int interval) {
+void Tickets::NoteDevicePoll(const std::string& code, Seconds last_poll, int interval) {
     DatabaseLock lock(m_database);
-    m_database.run("UPDATE device_codes SET last_poll=?, interval=? WHERE hash=?", last_poll, interval,
-                   sha256_hex(code));
+    m_database.Run("UPDATE device_codes SET last_poll=?, interval=? WHERE hash=?", last_poll, interval,
+                   Sha256Hex(code));
 }
 
-bool Tickets::drop_device_code(const std::string& code) {
+bool Tickets::DropDeviceCode(const std::string& code) {
     DatabaseLock lock(m_database);
-    return m_database.run("DELETE FROM device_codes WHERE hash=?", sha256_hex(code)) > 0;
+    return m_database.Run("DELETE FROM device_codes WHERE hash=?", Sha256Hex(code)) > 0;
 }
 
-void Tickets::put_authorization_code(const std::string& code, const AuthorizationCode& grant) {
+void Tickets::PutAuthorizationCode(const std::string& code, const AuthorizationCode& grant) {
     DatabaseLock lock(m_database);
-    m_database.run("DELETE FROM authorization_codes WHERE expires <= ?", now());
-    m_database.run("INSERT OR REPLACE INTO authorization_codes VALUES (?,?,?,?,?,?,?)", sha256_hex(code),
+    m_database.Run("DELETE FROM authorization_codes WHERE expires <= ?", Now());
+    m_database.Run("INSERT OR REPLACE INTO authorization_codes VALUES (?,?,?,?,?,?,?)", Sha256Hex(code),
                    grant.client, grant.scope, grant.redirect_uri, grant.challenge, grant.user, grant.expires);
 }
 
-std::optional<AuthorizationCode> Tickets::take_authorization_code(const std::string& code) {
+std::optional<AuthorizationCode> Tickets::TakeAuthorizationCode(const std::string& code) {
     DatabaseLock lock(m_database);
     auto row = m_database.query(
         "SELECT client, scope, redirect_uri, challenge, user, expires FROM authorization_codes WHERE hash=? "
         "AND expires > ?",
-        sha256_hex(code), now());
-    if (!row.step()) return std::nullopt;
+        Sha256Hex(code), Now());
+    if (!row.Step()) return std::nullopt;
     AuthorizationCode grant;
-    row.read(grant.client, grant.scope, grant.redirect_uri, grant.challenge, grant.user, grant.expires);
-    m_database.run("DELETE FROM authorization_codes WHERE hash=?", sha256_hex(code));
+    row.Read(grant.client, grant.scope, grant.redirect_uri, grant.challenge, grant.user, grant.expires);
+    m_database.Run("DELETE FROM authorization_codes WHERE hash=?", Sha256Hex(code));
     return grant;
 }
 

@@ -33,25 +33,25 @@ class Tickets {
 public:
     explicit Tickets(Database& database);
 
-    void put_token(const std::string& value, const std::string& kind, const Token& token);
+    void PutToken(const std::string& value, const std::string& kind, const Token& token);
     std::optional<Token> token(const std::string& value, const std::string& kind);
     // False when it was gone already.
-    bool drop_token(const std::string& value);
-    void expire_tokens(const std::string& kind);
+    bool DropToken(const std::string& value);
+    void ExpireTokens(const std::string& kind);
 
-    void put_device_code(const std::string& code, const DeviceCode& record);
-    std::optional<DeviceCode> device_code(const std::string& code);
+    void PutDeviceCode(const std::string& code, const DeviceCode& record);
+    std::optional<DeviceCode> FindDeviceCode(const std::string& code);
     // By the code that the device shows to the person.
-    std::optional<DeviceCode> device_code_by_user_code(const std::string& user_code);
+    std::optional<DeviceCode> DeviceCodeByUserCode(const std::string& user_code);
     // What the person decided; user 0 and `denied` for no.
-    void decide_device_code(const std::string& user_code, Id user, bool denied);
-    void note_device_poll(const std::string& code, Seconds last_poll, int interval);
+    void DecideDeviceCode(const std::string& user_code, Id user, bool denied);
+    void NoteDevicePoll(const std::string& code, Seconds last_poll, int interval);
     // False when it was gone already.
-    bool drop_device_code(const std::string& code);
+    bool DropDeviceCode(const std::string& code);
 
-    void put_authorization_code(const std::string& code, const AuthorizationCode& grant);
+    void PutAuthorizationCode(const std::string& code, const AuthorizationCode& grant);
     // The grant of a code that hasn't expired; the code is removed.
-    std::optional<AuthorizationCode> take_authorization_code(const std::string& code);
+    std::optional<AuthorizationCode> TakeAuthorizationCode(const std::string& code);
 
 private:
     Database& m_database;

@@ -11,13 +11,13 @@ class BodySource {
 public:
     virtual ~BodySource() = default;
     // Returns the number of bytes read, 0 at the end; throws when the body breaks off.
-    virtual std::size_t read(char* buffer, std::size_t size) = 0;
+    virtual std::size_t Read(char* buffer, std::size_t size) = 0;
 };
 
 class BodySink {
 public:
     virtual ~BodySink() = default;
-    virtual void write(std::string_view bytes) = 0;
+    virtual void Write(std::string_view bytes) = 0;
 };
 
 // An open file that is sent as a body; closes its descriptor.

@@ -7,11 +7,11 @@
 namespace devserver {
 namespace {
 
-constexpr const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-constexpr const char* weekdays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr const char* kWeekdays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 
-std::tm utc(Seconds time) {
+std::tm Utc(Seconds time) {
     std::time_t value = static_cast<std::time_t>(time);
     std::tm parts{};
     gmtime_r(&value, &parts);
@@ -19,7 +19,7 @@ std::tm utc(Seconds time) {
 }
 
 template <typename... Values>
-std::string print(const char* format, Values... values) {
+std::string Print(const char* format, Values... values) {
     char buffer[96];
     std::snprintf(buffer, sizeof buffer, format, values...);
     return buffer;
@@ -27,29 +27,29 @@ std::string print(const char* format, Values... values) {
 
 }  // namespace
 
-Seconds now() {
+Seconds Now() {
     return static_cast<Seconds>(std::time(nullptr));
 }
 
-std::string iso_time(Seconds time) {
-    auto t = utc(time);
-    return print("%04d-%02d-%02dT%02d:%02d:%02dZ", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour,
+std::string IsoTime(Seconds time) {
+    auto t = Utc(time);
+    return Print("%04d-%02d-%02dT%02d:%02d:%02dZ", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour,
                  t.tm_min, t.tm_sec);
 }
 
-std::string http_date(Seconds time) {
-    auto t = utc(time);
-    return print("%s, %02d %s %04d %02d:%02d:%02d GMT", weekdays[t.tm_wday], t.tm_mday, months[t.tm_mon],
+std::string HttpDate(Seconds time) {
+    auto t = Utc(time);
+    return Print("%s, %02d %s %04d %02d:%02d:%02d GMT", kWeekdays[t.tm_wday], t.tm_mday, kMonths[t.tm_mon],
                  t.tm_year + 1900, t.tm_hour, t.tm_min, t.tm_sec);
 }
 
-std::string digest_date(Seconds time) {
-    auto t = utc(time);
-    return print("%02d %s %04d %02d:%02d:%02d -0000", t.tm_mday, months[t.tm_mon], t.tm_year + 1900,
+std::string DigestDate(Seconds time) {
+    auto t = Utc(time);
+    return Print("%02d %s %04d %02d:%02d:%02d -0000", t.tm_mday, kMonths[t.tm_mon], t.tm_year + 1900,
                  t.tm_hour, t.tm_min, t.tm_sec);
 }
 
-std::optional<Seconds> parse_iso_time(std::string_view text) {
+std::optional<Seconds> ParseIsoTime(std::string_view text) {
     std::string copy(text);
     std::tm t{};
     int hours = 0, minutes = 0;
@@ -71,7 +71,7 @@ std::optional<Seconds> parse_iso_time(std::string_view text) {
     return static_cast<Seconds>(timegm(&t)) - (sign == '-' ? -offset : sign == '+' ? offset : 0);
 }
 
-std::optional<Seconds> parse_digest_date(std::string_view text) {
+std::optional<Seconds> ParseDigestDate(std::string_view text) {
     std::string copy(text);
     std::tm t{};
     char month[4] = {};
@@ -79,7 +79,7 @@ std::optional<Seconds> parse_digest_date(std::string_view text) {
                     &t.tm_min, &t.tm_sec) != 6)
         return std::nullopt;
     for (t.tm_mon = 0; t.tm_mon < 12; ++t.tm_mon)
-        if (std::strcmp(months[t.tm_mon], month) == 0) break;
+        if (std::strcmp(kMonths[t.tm_mon], month) == 0) break;
     if (t.tm_mon == 12) return std::nullopt;
     t.tm_year -= 1900;
     return static_cast<Seconds>(timegm(&t));

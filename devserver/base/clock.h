@@ -10,11 +10,11 @@ namespace devserver {
 
 using Seconds = std::int64_t;
 
-Seconds now();
-std::string iso_time(Seconds time);     // 2024-03-29T17:56:55Z
-std::string http_date(Seconds time);    // Fri, 29 Mar 2024 17:56:55 GMT
-std::string digest_date(Seconds time);  // 29 Mar 2024 17:56:55 -0000
-std::optional<Seconds> parse_iso_time(std::string_view text);
-std::optional<Seconds> parse_digest_date(std::string_view text);
+Seconds Now();
+std::string IsoTime(Seconds time);     // 2024-03-29T17:56:55Z
+std::string HttpDate(Seconds time);    // Fri, 29 Mar 2024 17:56:55 GMT
+std::string DigestDate(Seconds time);  // 29 Mar 2024 17:56:55 -0000
+std::optional<Seconds> ParseIsoTime(std::string_view text);
+std::optional<Seconds> ParseDigestDate(std::string_view text);
 
 }  // namespace devserver

@@ -6,11 +6,11 @@
 
 namespace devserver {
 
-std::string random_bytes(std::size_t count);
-std::string random_guid();                  // lower case, with hyphens
-std::string sha256(std::string_view text);  // 32 bytes
-std::string sha256_hex(std::string_view text);
-std::string hmac_sha512_hex(std::string_view key, std::string_view text);  // 128 upper-case digits
-bool equal_in_constant_time(std::string_view a, std::string_view b);
+std::string RandomBytes(std::size_t count);
+std::string RandomGuid();                   // lower case, with hyphens
+std::string Sha256(std::string_view text);  // 32 bytes
+std::string Sha256Hex(std::string_view text);
+std::string HmacSha512Hex(std::string_view key, std::string_view text);  // 128 upper-case digits
+bool EqualInConstantTime(std::string_view a, std::string_view b);
 
 }  // namespace devserver

@@ -9,7 +9,7 @@ namespace devserver {
 enum class Generation { modern, server2013, server2010 };
 
 // The value of the version header.
-constexpr const char* version_of(Generation generation) {
+constexpr const char* VersionOf(Generation generation) {
     switch (generation) {
         case Generation::server2013:
             return "15.0.0.4569";

@@ -2,11 +2,11 @@
 
 namespace devserver {
 
-std::string json_text(std::string_view text) {
-    return JsonWriter().value(text).take();
+std::string JsonText(std::string_view text) {
+    return JsonWriter().Value(text).Take();
 }
 
-std::string json_text(const rapidjson::Value& value) {
+std::string JsonText(const rapidjson::Value& value) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     value.Accept(writer);

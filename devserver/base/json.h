@@ -16,17 +16,17 @@ class JsonWriter {
 public:
     JsonWriter() : m_writer(m_buffer) {}
 
-    JsonWriter& object() { return m_writer.StartObject(), *this; }
-    JsonWriter& end_object() { return m_writer.EndObject(), *this; }
-    JsonWriter& array() { return m_writer.StartArray(), *this; }
-    JsonWriter& end_array() { return m_writer.EndArray(), *this; }
-    JsonWriter& key(std::string_view name) {
+    JsonWriter& StartObject() { return m_writer.StartObject(), *this; }
+    JsonWriter& EndObject() { return m_writer.EndObject(), *this; }
+    JsonWriter& StartArray() { return m_writer.StartArray(), *this; }
+    JsonWriter& EndArray() { return m_writer.EndArray(), *this; }
+    JsonWriter& Key(std::string_view name) {
         return m_writer.Key(name.data(), static_cast<rapidjson::SizeType>(name.size())), *this;
     }
-    JsonWriter& value(std::string_view text) {
+    JsonWriter& Value(std::string_view text) {
         return m_writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size())), *this;
     }
-    JsonWriter& value(std::integral auto number) {
+    JsonWriter& Value(std::integral auto number) {
         if constexpr (std::same_as<decltype(number), bool>)
             m_writer.Bool(number);
         else if constexpr (std::unsigned_integral<decltype(number)>)
@@ -35,19 +35,19 @@ public:
             m_writer.Int64(number);
         return *this;
     }
-    JsonWriter& null() { return m_writer.Null(), *this; }
+    JsonWriter& Null() { return m_writer.Null(), *this; }
     // A value that is JSON already.
-    JsonWriter& raw(std::string_view json) {
+    JsonWriter& Raw(std::string_view json) {
         return m_writer.RawValue(json.data(), json.size(), rapidjson::kObjectType), *this;
     }
     template <typename Value>
-    JsonWriter& member(std::string_view name, const Value& content) {
-        return key(name).value(content);
+    JsonWriter& Member(std::string_view name, const Value& content) {
+        return Key(name).Value(content);
     }
 
     std::size_t size() const { return m_buffer.GetSize(); }
     // What was written since the last call.
-    std::string take() {
+    std::string Take() {
         std::string text(m_buffer.GetString(), m_buffer.GetSize());
         m_buffer.Clear();
         return text;
@@ -61,7 +61,7 @@ private:
 // A member of an object, or `otherwise` where it is missing; Error with one clear line for one of another
 // type.
 template <typename Error, typename Value>
-Value json_member(const rapidjson::Value& object, const char* name, Value otherwise) {
+Value JsonMember(const rapidjson::Value& object, const char* name, Value otherwise) {
     auto member = object.FindMember(name);
     if (member == object.MemberEnd()) return otherwise;
     const auto& value = member->value;
@@ -82,8 +82,8 @@ Value json_member(const rapidjson::Value& object, const char* name, Value otherw
 }
 
 // A text as a JSON value, quoted and escaped.
-std::string json_text(std::string_view text);
+std::string JsonText(std::string_view text);
 // A parsed value, written again.
-std::string json_text(const rapidjson::Value& value);
+std::string JsonText(const rapidjson::Value& value);
 
 }  // namespace devserver

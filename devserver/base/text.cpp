@@ -7,59 +7,59 @@
 namespace devserver {
 namespace {
 
-char lower(char c) {
+char Lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
-int hex_value(char c) {
+int HexValue(char c) {
     if (c >= '0' && c <= '9') return c - '0';
-    c = lower(c);
+    c = Lower(c);
     return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-bool is_alphanumeric(char c) {
+bool IsAlphanumeric(char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-constexpr char base64_digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+constexpr char kBase64Digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
 }  // namespace
 
-bool equals_ignoring_case(std::string_view a, std::string_view b) {
+bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
     return a.size() == b.size() &&
-           std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return lower(x) == lower(y); });
+           std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return Lower(x) == Lower(y); });
 }
 
-bool starts_with_ignoring_case(std::string_view text, std::string_view prefix) {
-    return text.size() >= prefix.size() && equals_ignoring_case(text.substr(0, prefix.size()), prefix);
+bool StartsWithIgnoringCase(std::string_view text, std::string_view prefix) {
+    return text.size() >= prefix.size() && EqualsIgnoringCase(text.substr(0, prefix.size()), prefix);
 }
 
-std::size_t find_ignoring_case(std::string_view text, std::string_view part) {
+std::size_t FindIgnoringCase(std::string_view text, std::string_view part) {
     for (std::size_t i = 0; i + part.size() <= text.size(); ++i)
-        if (equals_ignoring_case(text.substr(i, part.size()), part)) return i;
+        if (EqualsIgnoringCase(text.substr(i, part.size()), part)) return i;
     return std::string_view::npos;
 }
 
-std::string to_lower(std::string_view text) {
+std::string ToLower(std::string_view text) {
     std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), lower);
+    std::transform(result.begin(), result.end(), result.begin(), Lower);
     return result;
 }
 
-std::string to_upper(std::string_view text) {
+std::string ToUpper(std::string_view text) {
     std::string result(text);
     for (char& c : result)
         if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
     return result;
 }
 
-std::string_view trim(std::string_view text) {
+std::string_view Trim(std::string_view text) {
     while (!text.empty() && std::strchr(" \t\r\n", text.front())) text.remove_prefix(1);
     while (!text.empty() && std::strchr(" \t\r\n", text.back())) text.remove_suffix(1);
     return text;
 }
 
-std::vector<std::string> split(std::string_view text, char separator) {
+std::vector<std::string> Split(std::string_view text, char separator) {
     std::vector<std::string> parts;
     while (true) {
         auto end = text.find(separator);
@@ -69,26 +69,26 @@ std::vector<std::string> split(std::string_view text, char separator) {
     }
 }
 
-std::string replace_all(std::string text, std::string_view from, std::string_view to) {
+std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
     for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
         text.replace(at, from.size(), to);
     return text;
 }
 
-std::optional<std::int64_t> parse_integer(std::string_view text) {
+std::optional<std::int64_t> ParseInteger(std::string_view text) {
     std::int64_t value = 0;
     auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
     return value;
 }
 
-std::string percent_decode(std::string_view text, bool plus_is_blank) {
+std::string PercentDecode(std::string_view text, bool plus_is_blank) {
     std::string result;
     result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size() && hex_value(text[i + 1]) >= 0 &&
-            hex_value(text[i + 2]) >= 0) {
-            result += static_cast<char>(hex_value(text[i + 1]) * 16 + hex_value(text[i + 2]));
+        if (text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
+            HexValue(text[i + 2]) >= 0) {
+            result += static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2]));
             i += 2;
         } else {
             result += plus_is_blank && text[i] == '+' ? ' ' : text[i];
@@ -97,28 +97,28 @@ std::string percent_decode(std::string_view text, bool plus_is_blank) {
     return result;
 }
 
-std::string percent_encode(std::string_view text, std::string_view also_plain) {
-    static constexpr char digits[] = "0123456789ABCDEF";
+std::string PercentEncode(std::string_view text, std::string_view also_plain) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string result;
     result.reserve(text.size() + text.size() / 4);
     for (char c : text) {
-        if (is_alphanumeric(c) || also_plain.find(c) != std::string_view::npos) {
+        if (IsAlphanumeric(c) || also_plain.find(c) != std::string_view::npos) {
             result += c;
         } else {
             auto byte = static_cast<unsigned char>(c);
             result += '%';
-            result += digits[byte >> 4];
-            result += digits[byte & 15];
+            result += kDigits[byte >> 4];
+            result += kDigits[byte & 15];
         }
     }
     return result;
 }
 
-std::string encode_path(std::string_view path) {
-    return percent_encode(path, "-_.~/'()!@$*,;:=");
+std::string EncodePath(std::string_view path) {
+    return PercentEncode(path, "-_.~/'()!@$*,;:=");
 }
 
-std::pair<std::string, std::string> split_address(const std::string& address) {
+std::pair<std::string, std::string> SplitAddress(const std::string& address) {
     auto scheme = address.find("://");
     if (scheme == std::string::npos) return {"", address};
     auto slash = address.find('/', scheme + 3);
@@ -126,31 +126,31 @@ std::pair<std::string, std::string> split_address(const std::string& address) {
     return {address.substr(scheme + 3, slash - scheme - 3), address.substr(slash)};
 }
 
-QueryParameters parse_query(std::string_view query) {
+QueryParameters ParseQuery(std::string_view query) {
     QueryParameters result;
     if (query.empty()) return result;
-    for (const auto& piece : split(query, '&')) {
+    for (const auto& piece : Split(query, '&')) {
         if (piece.empty()) continue;
         auto equals = piece.find('=');
         result.emplace_back(
-            percent_decode(piece.substr(0, equals), true),
-            equals == std::string::npos ? std::string() : percent_decode(piece.substr(equals + 1), true));
+            PercentDecode(piece.substr(0, equals), true),
+            equals == std::string::npos ? std::string() : PercentDecode(piece.substr(equals + 1), true));
     }
     return result;
 }
 
-std::string query_value(const QueryParameters& query, std::string_view name) {
+std::string QueryValue(const QueryParameters& query, std::string_view name) {
     for (const auto& [key, value] : query)
-        if (equals_ignoring_case(key, name)) return value;
+        if (EqualsIgnoringCase(key, name)) return value;
     return {};
 }
 
-bool has_query(const QueryParameters& query, std::string_view name) {
+bool HasQuery(const QueryParameters& query, std::string_view name) {
     return std::any_of(query.begin(), query.end(),
-                       [&](const auto& pair) { return equals_ignoring_case(pair.first, name); });
+                       [&](const auto& pair) { return EqualsIgnoringCase(pair.first, name); });
 }
 
-std::string html_escape(std::string_view text) {
+std::string HtmlEscape(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     for (char c : text) {
@@ -177,7 +177,7 @@ std::string html_escape(std::string_view text) {
     return result;
 }
 
-bool is_valid_utf8(std::string_view text) {
+bool IsValidUtf8(std::string_view text) {
     for (std::size_t i = 0; i < text.size();) {
         auto lead = static_cast<unsigned char>(text[i]);
         std::size_t length = lead < 0x80                   ? 1
@@ -197,46 +197,46 @@ bool is_valid_utf8(std::string_view text) {
     return true;
 }
 
-std::string base64url_encode(std::string_view bytes) {
+std::string Base64urlEncode(std::string_view bytes) {
     std::string result;
     std::uint32_t bits = 0;
     int count = 0;
     for (char c : bytes) {
         bits = (bits << 8) | static_cast<unsigned char>(c);
-        for (count += 8; count >= 6; count -= 6) result += base64_digits[(bits >> (count - 6)) & 63];
+        for (count += 8; count >= 6; count -= 6) result += kBase64Digits[(bits >> (count - 6)) & 63];
     }
-    if (count > 0) result += base64_digits[(bits << (6 - count)) & 63];
+    if (count > 0) result += kBase64Digits[(bits << (6 - count)) & 63];
     return result;
 }
 
-std::optional<std::string> base64url_decode(std::string_view text) {
+std::optional<std::string> Base64urlDecode(std::string_view text) {
     std::string result;
     std::uint32_t bits = 0;
     int count = 0;
     for (char c : text) {
-        const char* digit = c ? std::strchr(base64_digits, c) : nullptr;
+        const char* digit = c ? std::strchr(kBase64Digits, c) : nullptr;
         if (!digit) return std::nullopt;
-        bits = (bits << 6) | static_cast<std::uint32_t>(digit - base64_digits);
+        bits = (bits << 6) | static_cast<std::uint32_t>(digit - kBase64Digits);
         if ((count += 6) >= 8) result += static_cast<char>((bits >> (count -= 8)) & 255);
     }
     return result;
 }
 
-std::string base64_encode(std::string_view bytes) {
-    auto text = base64url_encode(bytes);
+std::string Base64Encode(std::string_view bytes) {
+    auto text = Base64urlEncode(bytes);
     for (char& c : text) c = c == '-' ? '+' : c == '_' ? '/' : c;
     text.append((4 - text.size() % 4) % 4, '=');
     return text;
 }
 
-std::optional<std::string> base64_decode(std::string_view text) {
+std::optional<std::string> Base64Decode(std::string_view text) {
     std::string url_form(text);
     while (!url_form.empty() && url_form.back() == '=') url_form.pop_back();
     for (char& c : url_form) c = c == '+' ? '-' : c == '/' ? '_' : c;
-    return base64url_decode(url_form);
+    return Base64urlDecode(url_form);
 }
 
-std::string format_guid(std::string_view hex) {
+std::string FormatGuid(std::string_view hex) {
     std::string guid;
     for (std::size_t i = 0; i < hex.size() && i < 32; ++i) {
         if (i == 8 || i == 12 || i == 16 || i == 20) guid += '-';
@@ -245,7 +245,7 @@ std::string format_guid(std::string_view hex) {
     return guid;
 }
 
-std::string hex_encode(std::string_view bytes, bool upper) {
+std::string HexEncode(std::string_view bytes, bool upper) {
     const char* digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
     std::string result;
     for (char c : bytes) {

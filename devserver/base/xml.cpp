@@ -5,16 +5,16 @@
 namespace devserver::xml {
 namespace {
 
-constexpr int max_depth = 200;
+constexpr int kMaxDepth = 200;
 
-std::pair<std::string_view, std::string_view> prefix_and_local(std::string_view name) {
+std::pair<std::string_view, std::string_view> PrefixAndLocal(std::string_view name) {
     auto colon = name.find(':');
     if (colon == std::string_view::npos) return {"", name};
     return {name.substr(0, colon), name.substr(colon + 1)};
 }
 
 // The namespace of a prefix at this element; null when it isn't declared.
-const char* space_of(pugi::xml_node element, std::string_view prefix) {
+const char* SpaceOf(pugi::xml_node element, std::string_view prefix) {
     if (prefix == "xml") return "http://www.w3.org/XML/1998/namespace";
     auto declaration = prefix.empty() ? std::string("xmlns") : "xmlns:" + std::string(prefix);
     for (; element; element = element.parent())
@@ -22,41 +22,41 @@ const char* space_of(pugi::xml_node element, std::string_view prefix) {
     return prefix.empty() ? "" : nullptr;
 }
 
-void check(const pugi::xml_node& element, int depth) {
-    if (depth > max_depth) throw Malformed("The XML is nested too deeply.");
-    auto [prefix, local] = prefix_and_local(element.name());
-    const char* space = space_of(element, prefix);
+void Check(const pugi::xml_node& element, int depth) {
+    if (depth > kMaxDepth) throw Malformed("The XML is nested too deeply.");
+    auto [prefix, local] = PrefixAndLocal(element.name());
+    const char* space = SpaceOf(element, prefix);
     if (local.empty() || !space || (!prefix.empty() && !*space))
         throw Malformed("The prefix of '" + std::string(element.name()) + "' isn't declared.");
     for (const auto& attribute : element.attributes())
         if (std::string_view(attribute.name()).starts_with("xmlns:") && !*attribute.value())
             throw Malformed("A prefix can't stand for no namespace.");
     for (const auto& next : element.children())
-        if (next.type() == pugi::node_element) check(next, depth + 1);
+        if (next.type() == pugi::node_element) Check(next, depth + 1);
 }
 
-void write_content(const pugi::xml_node& element, std::string& out) {
+void WriteContent(const pugi::xml_node& element, std::string& out) {
     for (const auto& next : element.children()) {
-        if (next.type() == pugi::node_pcdata || next.type() == pugi::node_cdata) out += escape(next.value());
+        if (next.type() == pugi::node_pcdata || next.type() == pugi::node_cdata) out += Escape(next.value());
         if (next.type() != pugi::node_element) continue;
-        auto name = name_of(next);
+        auto name = NameOf(next);
         auto prefix = std::string(name.space.empty() ? "" : name.space == "DAV:" ? "D" : "n");
         auto tag = prefix.empty() ? name.local : prefix + ":" + name.local;
         out += "<" + tag;
-        if (!prefix.empty()) out += " xmlns:" + prefix + "=\"" + escape(name.space) + "\"";
+        if (!prefix.empty()) out += " xmlns:" + prefix + "=\"" + Escape(name.space) + "\"";
         for (const auto& attribute : next.attributes())
             if (std::string_view text = attribute.name();
                 !text.starts_with("xmlns") && text.find(':') == text.npos)
-                out += " " + std::string(text) + "=\"" + escape(attribute.value()) + "\"";
+                out += " " + std::string(text) + "=\"" + Escape(attribute.value()) + "\"";
         out += ">";
-        write_content(next, out);
+        WriteContent(next, out);
         out += "</" + tag + ">";
     }
 }
 
 }  // namespace
 
-std::string escape(std::string_view text) {
+std::string Escape(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     for (char c : text) {
@@ -74,31 +74,31 @@ std::string escape(std::string_view text) {
     return out;
 }
 
-void parse(pugi::xml_document& document, const std::string& text) {
-    if (!is_valid_utf8(text)) throw Malformed("The XML isn't valid UTF-8.");
+void Parse(pugi::xml_document& document, const std::string& text) {
+    if (!IsValidUtf8(text)) throw Malformed("The XML isn't valid UTF-8.");
     auto result = document.load_buffer(
         text.data(), text.size(), pugi::parse_default | pugi::parse_ws_pcdata_single, pugi::encoding_utf8);
     if (!result) throw Malformed(result.description());
     auto root = document.document_element();
     if (!root) throw Malformed("There is no root element.");
-    check(root, 0);
+    Check(root, 0);
 }
 
-Name name_of(const pugi::xml_node& element) {
-    auto [prefix, local] = prefix_and_local(element.name());
-    const char* space = space_of(element, prefix);
+Name NameOf(const pugi::xml_node& element) {
+    auto [prefix, local] = PrefixAndLocal(element.name());
+    const char* space = SpaceOf(element, prefix);
     return {space ? space : "", std::string(local)};
 }
 
-pugi::xml_node child(const pugi::xml_node& parent, std::string_view local) {
+pugi::xml_node Child(const pugi::xml_node& parent, std::string_view local) {
     for (const auto& next : parent.children())
-        if (next.type() == pugi::node_element && prefix_and_local(next.name()).second == local) return next;
+        if (next.type() == pugi::node_element && PrefixAndLocal(next.name()).second == local) return next;
     return {};
 }
 
-std::string content_of(const pugi::xml_node& element) {
+std::string ContentOf(const pugi::xml_node& element) {
     std::string out;
-    write_content(element, out);
+    WriteContent(element, out);
     return out;
 }
 

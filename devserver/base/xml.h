@@ -16,20 +16,20 @@ struct Malformed : std::runtime_error {
 // A local name with its namespace.
 struct Name {
     std::string space, local;
-    bool is(std::string_view wanted_space, std::string_view wanted_local) const {
+    bool Is(std::string_view wanted_space, std::string_view wanted_local) const {
         return space == wanted_space && local == wanted_local;
     }
     auto operator<=>(const Name&) const = default;
 };
 
 // Escapes text for use between tags and in attributes; leaves out characters that XML forbids.
-std::string escape(std::string_view text);
+std::string Escape(std::string_view text);
 // Parses a whole body; throws Malformed for broken XML, undeclared prefixes and too deep nesting.
-void parse(pugi::xml_document& document, const std::string& text);
-Name name_of(const pugi::xml_node& element);
+void Parse(pugi::xml_document& document, const std::string& text);
+Name NameOf(const pugi::xml_node& element);
 // The first child element of this local name, whatever its prefix; null when there is none.
-pugi::xml_node child(const pugi::xml_node& parent, std::string_view local);
+pugi::xml_node Child(const pugi::xml_node& parent, std::string_view local);
 // The element's content as XML with every namespace declared where it is used.
-std::string content_of(const pugi::xml_node& element);
+std::string ContentOf(const pugi::xml_node& element);
 
 }  // namespace devserver::xml

@@ -13,6 +13,6 @@ struct ColumnSyntaxError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-Column parse_column(const std::string& json);
+Column ParseColumn(const std::string& json);
 
 }  // namespace devserver

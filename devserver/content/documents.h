@@ -7,16 +7,16 @@
 namespace devserver {
 
 // Media type by a document's name.
-std::string document_type_of(const std::string& name);
+std::string DocumentTypeOf(const std::string& name);
 
 class DocumentPages {
 public:
     explicit DocumentPages(Store& store) : m_store(store) {}
-    http::Response handle(http::Request& request, const User& user);
+    http::Response Handle(http::Request& request, const User& user);
 
 private:
     http::Response document(const http::Request& request);
-    http::Response old_version(const http::Request& request, std::size_t at);
+    http::Response OldVersion(const http::Request& request, std::size_t at);
     http::Response preview(const http::Request& request);
     http::Response content(const http::Request& request, const std::string& blob, const std::string& name,
                            const std::string& etag, Seconds modified);

@@ -7,13 +7,13 @@
 namespace devserver {
 namespace {
 
-std::string big_endian(std::uint32_t value) {
+std::string BigEndian(std::uint32_t value) {
     return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),
             static_cast<char>(value)};
 }
 
-std::uint32_t crc_of(const std::string& bytes) {
-    static const auto table = [] {
+std::uint32_t CrcOf(const std::string& bytes) {
+    static const auto kTable = [] {
         std::array<std::uint32_t, 256> result{};
         for (std::uint32_t n = 0; n < 256; ++n) {
             auto c = n;
@@ -23,17 +23,16 @@ std::uint32_t crc_of(const std::string& bytes) {
         return result;
     }();
     std::uint32_t crc = 0xFFFFFFFFu;
-    for (char c : bytes) crc = table[(crc ^ static_cast<unsigned char>(c)) & 255] ^ (crc >> 8);
+    for (char c : bytes) crc = kTable[(crc ^ static_cast<unsigned char>(c)) & 255] ^ (crc >> 8);
     return ~crc;
 }
 
-std::string chunk(const std::string& type, const std::string& data) {
-    return big_endian(static_cast<std::uint32_t>(data.size())) + type + data +
-           big_endian(crc_of(type + data));
+std::string Chunk(const std::string& type, const std::string& data) {
+    return BigEndian(static_cast<std::uint32_t>(data.size())) + type + data + BigEndian(CrcOf(type + data));
 }
 
 // A zlib stream of stored blocks; pictures this small need no compression.
-std::string stored_zlib(const std::string& data) {
+std::string StoredZlib(const std::string& data) {
     std::string out("\x78\x01", 2);
     std::uint32_t a = 1, b = 0;
     for (char c : data) {
@@ -52,16 +51,16 @@ std::string stored_zlib(const std::string& data) {
         out.append(data, at, size);
         at += size;
     }
-    return out + big_endian((b << 16) | a);
+    return out + BigEndian((b << 16) | a);
 }
 
 }  // namespace
 
-std::string preview_png(const Item& item, int resolution) {
+std::string PreviewPng(const Item& item, int resolution) {
     auto scale = static_cast<std::uint32_t>(std::clamp(resolution, 0, 6)) + 1;
     std::uint32_t width = 48 * scale, height = 64 * scale;
     std::string pixels;
-    auto seed = crc_of(item.name + std::to_string(item.size));
+    auto seed = CrcOf(item.name + std::to_string(item.size));
     for (std::uint32_t y = 0; y < height; ++y) {
         pixels += '\0';
         for (std::uint32_t x = 0; x < width; ++x) {
@@ -70,9 +69,9 @@ std::string preview_png(const Item& item, int resolution) {
             pixels += static_cast<char>(edge ? 96 : line ? 160 : 255);
         }
     }
-    auto header = big_endian(width) + big_endian(height) + std::string("\x08\x00\x00\x00\x00", 5);
-    return std::string("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR", header) + chunk("IDAT", stored_zlib(pixels)) +
-           chunk("IEND", "");
+    auto header = BigEndian(width) + BigEndian(height) + std::string("\x08\x00\x00\x00\x00", 5);
+    return std::string("\x89PNG\r\n\x1a\n", 8) + Chunk("IHDR", header) + Chunk("IDAT", StoredZlib(pixels)) +
+           Chunk("IEND", "");
 }
 
 }  // namespace devserver

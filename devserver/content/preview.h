@@ -8,6 +8,6 @@
 namespace devserver {
 
 // A PNG whose edges grow with `resolution` (0 to 6).
-std::string preview_png(const Item& item, int resolution);
+std::string PreviewPng(const Item& item, int resolution);
 
 }  // namespace devserver

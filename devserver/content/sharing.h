@@ -9,9 +9,9 @@
 namespace devserver {
 
 // The path of the link to an item, with a leading '/'.
-std::string sharing_path(Store& store, const Item& item);
+std::string SharingPath(Store& store, const Item& item);
 // The item behind a sharing link, or behind a plain absolute or server-relative address.
-std::optional<Item> find_shared(Store& store, const std::string& server_url, const std::string& url);
-bool is_sharing_path(std::string_view path);
+std::optional<Item> FindShared(Store& store, const std::string& server_url, const std::string& url);
+bool IsSharingPath(std::string_view path);
 
 }  // namespace devserver

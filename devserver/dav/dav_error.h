@@ -21,10 +21,10 @@ struct DavError : std::runtime_error {
     std::string condition;  // an element of the namespace "DAV:"
 };
 
-DavError access_denied();
-DavError not_found(const std::string& path);
-DavError locked(const std::string& path, const std::string& login, bool checked_out);
-DavError error_of(const StoreError& error);
-http::Response response_of(const DavError& error);
+DavError AccessDenied();
+DavError NotFound(const std::string& path);
+DavError Locked(const std::string& path, const std::string& login, bool checked_out);
+DavError ErrorOf(const StoreError& error);
+http::Response ResponseOf(const DavError& error);
 
 }  // namespace devserver::dav

@@ -12,23 +12,23 @@ class Reader {
 public:
     explicit Reader(std::string_view text) : m_text(text) {}
 
-    bool at_end() {
-        skip_blanks();
+    bool AtEnd() {
+        SkipBlanks();
         return m_text.empty();
     }
-    bool take(char c) {
-        skip_blanks();
+    bool Take(char c) {
+        SkipBlanks();
         if (m_text.empty() || m_text.front() != c) return false;
         m_text.remove_prefix(1);
         return true;
     }
-    bool take_word(std::string_view word) {
-        skip_blanks();
-        if (!starts_with_ignoring_case(m_text, word)) return false;
+    bool TakeWord(std::string_view word) {
+        SkipBlanks();
+        if (!StartsWithIgnoringCase(m_text, word)) return false;
         m_text.remove_prefix(word.size());
         return true;
     }
-    std::string until(char c) {
+    std::string Until(char c) {
         auto end = m_text.find(c);
         if (end == std::string_view::npos) throw DavError(400, "The If header can't be read.");
         std::string result(m_text.substr(0, end));
@@ -37,7 +37,7 @@ public:
     }
 
 private:
-    void skip_blanks() {
+    void SkipBlanks() {
         while (!m_text.empty() && (m_text.front() == ' ' || m_text.front() == '\t')) m_text.remove_prefix(1);
     }
     std::string_view m_text;
@@ -45,24 +45,24 @@ private:
 
 }  // namespace
 
-IfHeader IfHeader::parse(const std::string& text) {
+IfHeader IfHeader::Parse(const std::string& text) {
     IfHeader header;
     Reader reader(text);
     std::string resource;
-    while (!reader.at_end()) {
-        if (reader.take('<')) {
-            resource = reader.until('>');
+    while (!reader.AtEnd()) {
+        if (reader.Take('<')) {
+            resource = reader.Until('>');
             continue;
         }
-        if (!reader.take('(')) throw DavError(400, "The If header can't be read.");
+        if (!reader.Take('(')) throw DavError(400, "The If header can't be read.");
         ConditionList list{resource, {}};
-        while (!reader.take(')')) {
+        while (!reader.Take(')')) {
             Condition condition;
-            condition.negated = reader.take_word("Not");
-            if (reader.take('<'))
-                condition.token = reader.until('>');
-            else if (reader.take('['))
-                condition.etag = reader.until(']');
+            condition.negated = reader.TakeWord("Not");
+            if (reader.Take('<'))
+                condition.token = reader.Until('>');
+            else if (reader.Take('['))
+                condition.etag = reader.Until(']');
             else
                 throw DavError(400, "The If header can't be read.");
             list.conditions.push_back(std::move(condition));
@@ -72,7 +72,7 @@ IfHeader IfHeader::parse(const std::string& text) {
     return header;
 }
 
-bool IfHeader::holds(const std::function<ResourceState(const std::string&)>& state_of) const {
+bool IfHeader::Holds(const std::function<ResourceState(const std::string&)>& state_of) const {
     return m_lists.empty() || std::ranges::any_of(m_lists, [&](const ConditionList& list) {
                auto state = state_of(list.resource);
                return std::ranges::all_of(list.conditions, [&](const Condition& condition) {
@@ -83,14 +83,14 @@ bool IfHeader::holds(const std::function<ResourceState(const std::string&)>& sta
            });
 }
 
-bool IfHeader::submits(const std::string& token) const {
+bool IfHeader::Submits(const std::string& token) const {
     return std::ranges::any_of(m_lists, [&](const ConditionList& list) {
         return std::ranges::any_of(list.conditions,
                                    [&](const Condition& condition) { return condition.token == token; });
     });
 }
 
-std::string IfHeader::first_token() const {
+std::string IfHeader::FirstToken() const {
     for (const auto& list : m_lists)
         for (const auto& condition : list.conditions)
             if (!condition.token.empty()) return condition.token;

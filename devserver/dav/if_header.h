@@ -26,13 +26,13 @@ class IfHeader {
 public:
     IfHeader() = default;
     // Throws DavError 400 for a header that can't be read.
-    static IfHeader parse(const std::string& text);
+    static IfHeader Parse(const std::string& text);
     bool empty() const { return m_lists.empty(); }
-    bool holds(const std::function<ResourceState(const std::string& resource)>& state_of) const;
+    bool Holds(const std::function<ResourceState(const std::string& resource)>& state_of) const;
     // Whether the client has sent this lock token.
-    bool submits(const std::string& token) const;
+    bool Submits(const std::string& token) const;
     // The first token, empty when there is none.
-    std::string first_token() const;
+    std::string FirstToken() const;
 
 private:
     std::vector<ConditionList> m_lists;

@@ -14,64 +14,64 @@ using Text = std::optional<std::string>;
 struct PrefixRow {
     std::string_view space, prefix;
 };
-constexpr PrefixRow prefixes[] = {
-    {dav_space, "D"}, {win32_space, "Z"}, {office_space, "Office"}, {repl_space, "Repl"}};
+constexpr PrefixRow kPrefixes[] = {
+    {kDavSpace, "D"}, {kWin32Space, "Z"}, {kOfficeSpace, "Office"}, {kReplSpace, "Repl"}};
 
-std::string active_lock(const std::string& owner, const std::string& token, const std::string& timeout) {
+std::string ActiveLock(const std::string& owner, const std::string& token, const std::string& timeout) {
     return "<D:activelock><D:locktype><D:write/></D:locktype><D:lockscope><D:exclusive/></D:lockscope>"
            "<D:depth>0</D:depth><D:owner>" +
            owner + "</D:owner><D:timeout>" + timeout + "</D:timeout><D:locktoken><D:href>" +
-           xml::escape(token) + "</D:href></D:locktoken></D:activelock>";
+           xml::Escape(token) + "</D:href></D:locktoken></D:activelock>";
 }
 
 }  // namespace
 
-std::string property_element(const xml::Name& name, const std::string& content) {
+std::string PropertyElement(const xml::Name& name, const std::string& content) {
     auto prefix =
-        std::ranges::find_if(prefixes, [&](const PrefixRow& row) { return row.space == name.space; });
-    bool known = prefix != std::end(prefixes);
+        std::ranges::find_if(kPrefixes, [&](const PrefixRow& row) { return row.space == name.space; });
+    bool known = prefix != std::end(kPrefixes);
     auto tag = known ? std::string(prefix->prefix) + ":" + name.local
                      : (name.space.empty() ? name.local : "P:" + name.local);
     auto out = "<" + tag;
-    if (!known && !name.space.empty()) out += " xmlns:P=\"" + xml::escape(name.space) + "\"";
+    if (!known && !name.space.empty()) out += " xmlns:P=\"" + xml::Escape(name.space) + "\"";
     return out + (content.empty() ? "/>" : ">" + content + "</" + tag + ">");
 }
 
-std::string lock_token(const std::string& guid, Seconds time) {
-    auto digits = iso_time(time);
+std::string LockToken(const std::string& guid, Seconds time) {
+    auto digits = IsoTime(time);
     std::erase_if(digits, [](char c) { return c == '-' || c == ':'; });
-    return "opaquelocktoken:{" + to_upper(guid) + "}" + digits;
+    return "opaquelocktoken:{" + ToUpper(guid) + "}" + digits;
 }
 
-std::string check_out_token(const Item& item) {
-    return lock_token(item.guid, item.checked_out_at);
+std::string CheckOutToken(const Item& item) {
+    return LockToken(item.guid, item.checked_out_at);
 }
 
-pugi::xml_node parse_body(pugi::xml_document& document, const std::string& body, std::string_view root_name) {
+pugi::xml_node ParseBody(pugi::xml_document& document, const std::string& body, std::string_view root_name) {
     try {
-        xml::parse(document, body);
+        xml::Parse(document, body);
     } catch (const xml::Malformed& error) {
         throw DavError(400, error.what());
     }
     auto root = document.document_element();
-    if (!xml::name_of(root).is(dav_space, root_name))
+    if (!xml::NameOf(root).Is(kDavSpace, root_name))
         throw DavError(400, "The body isn't a " + std::string(root_name) + ".");
     return root;
 }
 
-PropertyRequest PropertyRequest::parse(const std::string& body) {
+PropertyRequest PropertyRequest::Parse(const std::string& body) {
     PropertyRequest request;
-    if (trim(body).empty()) return request;
+    if (Trim(body).empty()) return request;
     pugi::xml_document document;
-    auto root = parse_body(document, body, "propfind");
+    auto root = ParseBody(document, body, "propfind");
     for (const auto& element : root.children()) {
         if (element.type() != pugi::node_element) continue;
-        auto name = xml::name_of(element);
-        if (name.is(dav_space, "propname")) request.asked = Asked::names;
-        if (!name.is(dav_space, "prop") && !name.is(dav_space, "include")) continue;
+        auto name = xml::NameOf(element);
+        if (name.Is(kDavSpace, "propname")) request.asked = Asked::names;
+        if (!name.Is(kDavSpace, "prop") && !name.Is(kDavSpace, "include")) continue;
         if (name.local == "prop") request.asked = Asked::some;
         for (const auto& property : element.children())
-            if (property.type() == pugi::node_element) request.names.push_back(xml::name_of(property));
+            if (property.type() == pugi::node_element) request.names.push_back(xml::NameOf(property));
     }
     return request;
 }
@@ -80,190 +80,192 @@ PropertyWriter::PropertyWriter(Store& store, std::string server_url, bool relati
     : m_store(store),
       m_server_url(std::move(server_url)),
       m_relative(relative_hrefs),
-      m_locks(store.write_locks()) {}
+      m_locks(store.WriteLocks()) {}
 
-void PropertyWriter::use_free_properties(std::map<Id, std::vector<FreeProperty>> properties) {
+void PropertyWriter::UseFreeProperties(std::map<Id, std::vector<FreeProperty>> properties) {
     m_free = std::move(properties);
 }
 
 const std::string& PropertyWriter::login(Id user) {
     auto [place, is_new] = m_logins.try_emplace(user);
-    if (is_new) place->second = xml::escape(m_store.login_of(user));
+    if (is_new) place->second = xml::Escape(m_store.LoginOf(user));
     return place->second;
 }
 
 std::string PropertyWriter::href(const std::string& path) const {
-    return (m_relative ? "" : m_server_url) + encode_path(path);
+    return (m_relative ? "" : m_server_url) + EncodePath(path);
 }
 
-std::string PropertyWriter::multistatus_begin() {
+std::string PropertyWriter::MultistatusBegin() {
     return "<?xml version=\"1.0\" encoding=\"utf-8\" ?><D:multistatus xmlns:D=\"DAV:\" xmlns:Office=\"" +
-           std::string(office_space) + "\" xmlns:Repl=\"" + repl_space + "\" xmlns:Z=\"" + win32_space +
+           std::string(kOfficeSpace) + "\" xmlns:Repl=\"" + kReplSpace + "\" xmlns:Z=\"" + kWin32Space +
            "\">";
 }
 
-std::string PropertyWriter::status_line(int status) {
-    return "HTTP/1.1 " + std::to_string(status) + " " + to_upper(http::reason_phrase(status));
+std::string PropertyWriter::StatusLine(int status) {
+    return "HTTP/1.1 " + std::to_string(status) + " " + ToUpper(http::ReasonPhrase(status));
 }
 
-const std::vector<PropertyWriter::Live>& PropertyWriter::live() {
+const std::vector<PropertyWriter::Live>& PropertyWriter::LiveProperties() {
     using W = PropertyWriter;
-    static const std::vector<Live> rows = {{dav_space, "displayname", &W::display_name},
-                                           {dav_space, "lockdiscovery", &W::locks},
-                                           {dav_space, "supportedlock", &W::supported_locks},
-                                           {dav_space, "isFolder", &W::is_folder},
-                                           {dav_space, "iscollection", &W::is_collection},
-                                           {dav_space, "ishidden", &W::is_hidden},
-                                           {dav_space, "getcontenttype", &W::content_type},
-                                           {dav_space, "getcontentlength", &W::content_length},
-                                           {dav_space, "resourcetype", &W::resource_type},
-                                           {dav_space, "getlastmodified", &W::last_modified},
-                                           {dav_space, "creationdate", &W::creation_date},
-                                           {repl_space, "repl-uid", &W::repl_uid},
-                                           {repl_space, "resourcetag", &W::resource_tag},
-                                           {dav_space, "getetag", &W::entity_tag},
-                                           {office_space, "modifiedby", &W::modified_by},
-                                           {win32_space, "Win32CreationTime", &W::win32_created},
-                                           {win32_space, "Win32LastAccessTime", &W::last_modified},
-                                           {win32_space, "Win32LastModifiedTime", &W::last_modified},
-                                           {win32_space, "Win32FileAttributes", &W::win32_attributes}};
-    return rows;
+    static const std::vector<Live> kRows = {{kDavSpace, "displayname", &W::DisplayName},
+                                            {kDavSpace, "lockdiscovery", &W::locks},
+                                            {kDavSpace, "supportedlock", &W::SupportedLocks},
+                                            {kDavSpace, "isFolder", &W::IsFolder},
+                                            {kDavSpace, "iscollection", &W::IsCollection},
+                                            {kDavSpace, "ishidden", &W::IsHidden},
+                                            {kDavSpace, "getcontenttype", &W::ContentType},
+                                            {kDavSpace, "getcontentlength", &W::ContentLength},
+                                            {kDavSpace, "resourcetype", &W::ResourceType},
+                                            {kDavSpace, "getlastmodified", &W::LastModified},
+                                            {kDavSpace, "creationdate", &W::CreationDate},
+                                            {kReplSpace, "repl-uid", &W::ReplUid},
+                                            {kReplSpace, "resourcetag", &W::ResourceTag},
+                                            {kDavSpace, "getetag", &W::EntityTag},
+                                            {kOfficeSpace, "modifiedby", &W::ModifiedBy},
+                                            {kWin32Space, "Win32CreationTime", &W::Win32Created},
+                                            {kWin32Space, "Win32LastAccessTime", &W::LastModified},
+                                            {kWin32Space, "Win32LastModifiedTime", &W::LastModified},
+                                            {kWin32Space, "Win32FileAttributes", &W::Win32Attributes}};
+    return kRows;
 }
 
-bool PropertyWriter::is_live(const xml::Name& name) {
-    return std::ranges::any_of(live(), [&](const Live& row) { return name.is(row.space, row.name); });
+bool PropertyWriter::IsLive(const xml::Name& name) {
+    return std::ranges::any_of(LiveProperties(),
+                               [&](const Live& row) { return name.Is(row.space, row.name); });
 }
 
-bool is_protected(const xml::Name& name) {
-    return name.space == dav_space || (name.space != win32_space && PropertyWriter::is_live(name));
+bool IsProtected(const xml::Name& name) {
+    return name.space == kDavSpace || (name.space != kWin32Space && PropertyWriter::IsLive(name));
 }
 
-Text PropertyWriter::display_name(const Item& item) {
+Text PropertyWriter::DisplayName(const Item& item) {
     if (item.library == 0)
-        if (auto web = m_store.web_at(item.path)) return xml::escape(web->title);
-    return xml::escape(item.name);
+        if (auto web = m_store.WebAt(item.path)) return xml::Escape(web->title);
+    return xml::Escape(item.name);
 }
 
 Text PropertyWriter::locks(const Item& item) {
     if (item.checked_out_by != 0)
-        return active_lock(login(item.checked_out_by), check_out_token(item), "Infinite");
+        return ActiveLock(login(item.checked_out_by), CheckOutToken(item), "Infinite");
     auto lock = m_locks.find(item.id);
     if (lock == m_locks.end()) return "";
     const auto& record = lock->second;
-    return active_lock(record.owner.empty() ? login(record.user) : record.owner, record.token,
-                       "Second-" + std::to_string(std::max<Seconds>(1, record.expires - now())));
+    return ActiveLock(record.owner.empty() ? login(record.user) : record.owner, record.token,
+                      "Second-" + std::to_string(std::max<Seconds>(1, record.expires - Now())));
 }
 
-std::string PropertyWriter::lock_discovery(const Item& item) {
+std::string PropertyWriter::LockDiscovery(const Item& item) {
     return "<D:lockdiscovery>" + locks(item).value_or("") + "</D:lockdiscovery>";
 }
 
-Text PropertyWriter::supported_locks(const Item& item) {
+Text PropertyWriter::SupportedLocks(const Item& item) {
     if (item.folder) return "";
     return "<D:lockentry><D:lockscope><D:exclusive/></D:lockscope><D:locktype><D:write/></D:locktype>"
            "</D:lockentry>";
 }
 
-Text PropertyWriter::is_folder(const Item& item) {
+Text PropertyWriter::IsFolder(const Item& item) {
     if (!item.folder) return std::nullopt;
     return "t";
 }
 
-Text PropertyWriter::is_collection(const Item& item) {
+Text PropertyWriter::IsCollection(const Item& item) {
     return item.folder ? "1" : "0";
 }
 
-Text PropertyWriter::is_hidden(const Item&) {
+Text PropertyWriter::IsHidden(const Item&) {
     return "0";
 }
 
-Text PropertyWriter::content_type(const Item& item) {
-    return item.folder ? "application/octet-stream" : document_type_of(item.name);
+Text PropertyWriter::ContentType(const Item& item) {
+    return item.folder ? "application/octet-stream" : DocumentTypeOf(item.name);
 }
 
-Text PropertyWriter::content_length(const Item& item) {
+Text PropertyWriter::ContentLength(const Item& item) {
     return std::to_string(item.folder ? 0 : item.size);
 }
 
-Text PropertyWriter::resource_type(const Item& item) {
+Text PropertyWriter::ResourceType(const Item& item) {
     return item.folder ? "<D:collection/>" : "";
 }
 
-Text PropertyWriter::last_modified(const Item& item) {
-    return http_date(item.modified);
+Text PropertyWriter::LastModified(const Item& item) {
+    return HttpDate(item.modified);
 }
 
-Text PropertyWriter::creation_date(const Item& item) {
-    return iso_time(item.created);
+Text PropertyWriter::CreationDate(const Item& item) {
+    return IsoTime(item.created);
 }
 
-Text PropertyWriter::entity_tag(const Item& item) {
-    return xml::escape(etag_of(item));
+Text PropertyWriter::EntityTag(const Item& item) {
+    return xml::Escape(EtagOf(item));
 }
 
-Text PropertyWriter::repl_uid(const Item& item) {
-    return "rid:{" + to_upper(item.guid) + "}";
+Text PropertyWriter::ReplUid(const Item& item) {
+    return "rid:{" + ToUpper(item.guid) + "}";
 }
 
-Text PropertyWriter::resource_tag(const Item& item) {
+Text PropertyWriter::ResourceTag(const Item& item) {
     auto number = std::to_string(item.etag);
-    return "rt:" + to_upper(item.guid) + "@" + std::string(number.size() < 11 ? 11 - number.size() : 0, '0') +
+    return "rt:" + ToUpper(item.guid) + "@" + std::string(number.size() < 11 ? 11 - number.size() : 0, '0') +
            number;
 }
 
-Text PropertyWriter::modified_by(const Item& item) {
+Text PropertyWriter::ModifiedBy(const Item& item) {
     return login(item.editor);
 }
 
-Text PropertyWriter::win32_created(const Item& item) {
-    return http_date(item.created);
+Text PropertyWriter::Win32Created(const Item& item) {
+    return HttpDate(item.created);
 }
 
-Text PropertyWriter::win32_attributes(const Item& item) {
-    return xml::escape(item.win32_attributes());
+Text PropertyWriter::Win32Attributes(const Item& item) {
+    return xml::Escape(item.Win32Attributes());
 }
 
-std::vector<FreeProperty> PropertyWriter::free_of(const Item& item) {
-    if (!m_free) return m_store.free_properties(item.id);
+std::vector<FreeProperty> PropertyWriter::FreeOf(const Item& item) {
+    if (!m_free) return m_store.FreeProperties(item.id);
     auto found = m_free->find(item.id);
     return found == m_free->end() ? std::vector<FreeProperty>{} : found->second;
 }
 
 // The elements of the properties that exist; others that were asked for go to `missing`.
-std::string PropertyWriter::found_of(const Item& item, const PropertyRequest& request, std::string& missing) {
+std::string PropertyWriter::FoundOf(const Item& item, const PropertyRequest& request, std::string& missing) {
     std::string found;
-    auto free = free_of(item);
+    auto free = FreeOf(item);
     bool names_only = request.asked == Asked::names;
     if (request.asked != Asked::some) {
-        for (const auto& row : live())
+        for (const auto& row : LiveProperties())
             if (auto value = (this->*row.getter)(item))
-                found += property_element({row.space, row.name}, names_only ? "" : *value);
+                found += PropertyElement({row.space, row.name}, names_only ? "" : *value);
         for (const auto& property : free)
-            found += property_element({property.space, property.name}, names_only ? "" : property.value);
+            found += PropertyElement({property.space, property.name}, names_only ? "" : property.value);
         return found;
     }
     for (const auto& name : request.names) {
-        auto row = std::ranges::find_if(live(), [&](const Live& r) { return name.is(r.space, r.name); });
+        auto row =
+            std::ranges::find_if(LiveProperties(), [&](const Live& r) { return name.Is(r.space, r.name); });
         auto own =
-            std::ranges::find_if(free, [&](const FreeProperty& p) { return name.is(p.space, p.name); });
+            std::ranges::find_if(free, [&](const FreeProperty& p) { return name.Is(p.space, p.name); });
         std::optional<std::string> value;
         if (own != free.end())
             value = own->value;
-        else if (row != live().end())
+        else if (row != LiveProperties().end())
             value = (this->*row->getter)(item);
-        (value ? found : missing) += property_element(name, value.value_or(""));
+        (value ? found : missing) += PropertyElement(name, value.value_or(""));
     }
     return found;
 }
 
 std::string PropertyWriter::response(const Item& item, const PropertyRequest& request) {
     std::string missing;
-    auto found = found_of(item, request, missing);
+    auto found = FoundOf(item, request, missing);
     auto part = [](const std::string& properties, int status) {
-        return "<D:propstat><D:prop>" + properties + "</D:prop><D:status>" + status_line(status) +
+        return "<D:propstat><D:prop>" + properties + "</D:prop><D:status>" + StatusLine(status) +
                "</D:status></D:propstat>";
     };
-    std::string out = "<D:response><D:href>" + xml::escape(href(item.path)) + "</D:href>";
+    std::string out = "<D:response><D:href>" + xml::Escape(href(item.path)) + "</D:href>";
     if (!found.empty() || missing.empty()) out += part(found, 200);
     if (!missing.empty()) out += part(missing, 404);
     return out + "</D:response>";

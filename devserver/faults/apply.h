@@ -11,15 +11,15 @@
 namespace devserver {
 
 // Changes the request, or the site before the request is served.
-void prepare(const std::vector<FaultAction>& actions, http::Request& request, Store& store);
+void Prepare(const std::vector<FaultAction>& actions, http::Request& request, Store& store);
 // The answer that replaces the real one; `served`: the request has been served already.
-std::optional<http::Response> answer_instead(const std::vector<FaultAction>& actions,
-                                             const http::Request& request, bool served);
+std::optional<http::Response> AnswerInstead(const std::vector<FaultAction>& actions,
+                                            const http::Request& request, bool served);
 // Damages the real answer, or what an upload has stored.
-void spoil(const std::vector<FaultAction>& actions, const http::Request& request, http::Response& response,
+void Spoil(const std::vector<FaultAction>& actions, const http::Request& request, http::Response& response,
            Store& store);
 // Writes a document as another user; `time` is by default later than the document's own.
-Item write_as_other(Store& store, const std::string& path, const std::string& user, const std::string& text,
-                    std::optional<Seconds> time, bool force);
+Item WriteAsOther(Store& store, const std::string& path, const std::string& user, const std::string& text,
+                  std::optional<Seconds> time, bool force);
 
 }  // namespace devserver

@@ -15,7 +15,7 @@ struct KindRow {
     std::string_view name;
     FaultKind kind;
 };
-constexpr KindRow kinds[] = {{"stall-connect", FaultKind::stall_connect},
+constexpr KindRow kInds[] = {{"stall-connect", FaultKind::stall_connect},
                              {"stall", FaultKind::stall},
                              {"stall-headers", FaultKind::stall_headers},
                              {"stall-body", FaultKind::stall_body},
@@ -45,20 +45,20 @@ constexpr KindRow kinds[] = {{"stall-connect", FaultKind::stall_connect},
 
 using Json = rapidjson::Value;
 
-std::string text_member(const Json& object, const char* name) {
-    return json_member<FaultSyntaxError, std::string>(object, name, {});
+std::string TextMember(const Json& object, const char* name) {
+    return JsonMember<FaultSyntaxError, std::string>(object, name, {});
 }
 
-std::int64_t number_member(const Json& object, const char* name, std::int64_t otherwise) {
-    return json_member<FaultSyntaxError>(object, name, otherwise);
+std::int64_t NumberMember(const Json& object, const char* name, std::int64_t otherwise) {
+    return JsonMember<FaultSyntaxError>(object, name, otherwise);
 }
 
-bool flag_member(const Json& object, const char* name) {
+bool FlagMember(const Json& object, const char* name) {
     auto member = object.FindMember(name);
     return member != object.MemberEnd() && member->value.IsBool() && member->value.GetBool();
 }
 
-void check_members(const Json& object, std::initializer_list<std::string_view> known, const char* where) {
+void CheckMembers(const Json& object, std::initializer_list<std::string_view> known, const char* where) {
     for (const auto& member : object.GetObject()) {
         std::string_view name = member.name.GetString();
         if (std::find(known.begin(), known.end(), name) == known.end())
@@ -66,8 +66,8 @@ void check_members(const Json& object, std::initializer_list<std::string_view> k
     }
 }
 
-FaultAction parse_action(const Json& object) {
-    check_members(
+FaultAction ParseAction(const Json& object) {
+    CheckMembers(
         object,
         {"kind",    "after",    "delta", "bytes_per_second", "milliseconds", "depth",        "count",
          "size",    "status",   "loop",  "run_first",        "text",         "content_type", "code",
@@ -75,33 +75,33 @@ FaultAction parse_action(const Json& object) {
          "xml"},
         "fault");
     FaultAction action;
-    auto name = text_member(object, "kind");
+    auto name = TextMember(object, "kind");
     const KindRow* row =
-        std::find_if(std::begin(kinds), std::end(kinds), [&](const KindRow& r) { return r.name == name; });
-    if (row == std::end(kinds)) throw FaultSyntaxError("there is no fault of the kind '" + name + "'");
+        std::find_if(std::begin(kInds), std::end(kInds), [&](const KindRow& r) { return r.name == name; });
+    if (row == std::end(kInds)) throw FaultSyntaxError("there is no fault of the kind '" + name + "'");
     action.kind = row->kind;
-    action.after = number_member(object, "after", 0);
+    action.after = NumberMember(object, "after", 0);
     for (const char* key : {"delta", "bytes_per_second", "milliseconds", "depth", "count"})
-        action.amount = number_member(object, key, action.amount);
-    action.size = number_member(object, "size", 1000);
-    action.status = static_cast<int>(number_member(object, "status", 0));
-    action.loop = flag_member(object, "loop");
-    action.xml = flag_member(object, "xml");
-    action.run_first = flag_member(object, "run_first");
-    if (object.HasMember("text")) action.text = text_member(object, "text");
-    action.content_type = text_member(object, "content_type");
-    action.code = text_member(object, "code");
-    action.message = text_member(object, "message");
-    action.location = text_member(object, "location");
-    action.user = text_member(object, "user");
-    action.document = text_member(object, "document");
-    if (auto time = text_member(object, "modified"); !time.empty()) {
-        action.modified = parse_iso_time(time);
+        action.amount = NumberMember(object, key, action.amount);
+    action.size = NumberMember(object, "size", 1000);
+    action.status = static_cast<int>(NumberMember(object, "status", 0));
+    action.loop = FlagMember(object, "loop");
+    action.xml = FlagMember(object, "xml");
+    action.run_first = FlagMember(object, "run_first");
+    if (object.HasMember("text")) action.text = TextMember(object, "text");
+    action.content_type = TextMember(object, "content_type");
+    action.code = TextMember(object, "code");
+    action.message = TextMember(object, "message");
+    action.location = TextMember(object, "location");
+    action.user = TextMember(object, "user");
+    action.document = TextMember(object, "document");
+    if (auto time = TextMember(object, "modified"); !time.empty()) {
+        action.modified = ParseIsoTime(time);
         if (!action.modified)
             throw FaultSyntaxError("'modified' must be a time such as 2024-05-01T12:00:00Z");
     }
     if (object.HasMember("retry_after"))
-        action.headers.emplace_back("Retry-After", std::to_string(number_member(object, "retry_after", 0)));
+        action.headers.emplace_back("Retry-After", std::to_string(NumberMember(object, "retry_after", 0)));
     auto headers = object.FindMember("headers");
     if (headers != object.MemberEnd()) {
         if (!headers->value.IsObject()) throw FaultSyntaxError("'headers' must be an object");
@@ -113,7 +113,7 @@ FaultAction parse_action(const Json& object) {
     return action;
 }
 
-std::shared_ptr<regex_t> compile_pattern(const std::string& text) {
+std::shared_ptr<regex_t> CompilePattern(const std::string& text) {
     auto pattern = std::make_unique<regex_t>();
     if (::regcomp(pattern.get(), text.c_str(), REG_EXTENDED | REG_ICASE | REG_NOSUB) != 0)
         throw FaultSyntaxError("'" + text + "' isn't a regular expression");
@@ -123,95 +123,94 @@ std::shared_ptr<regex_t> compile_pattern(const std::string& text) {
             }};
 }
 
-FaultRule parse_rule(const Json& object) {
+FaultRule ParseRule(const Json& object) {
     if (!object.IsObject()) throw FaultSyntaxError("a fault rule must be an object");
-    check_members(object, {"match", "fault"}, "rule");
+    CheckMembers(object, {"match", "fault"}, "rule");
     FaultRule rule;
-    rule.source = json_text(object);
+    rule.source = JsonText(object);
     auto match = object.FindMember("match");
     if (match != object.MemberEnd()) {
         if (!match->value.IsObject()) throw FaultSyntaxError("'match' must be an object");
-        check_members(match->value, {"method", "path", "path_regex", "nth", "times"}, "match");
-        rule.method = text_member(match->value, "method");
-        rule.path = text_member(match->value, "path");
-        if (auto pattern = text_member(match->value, "path_regex"); !pattern.empty())
-            rule.path_pattern = compile_pattern(pattern);
-        rule.nth = number_member(match->value, "nth", 1);
-        rule.times = number_member(match->value, "times", 1);
+        CheckMembers(match->value, {"method", "path", "path_regex", "nth", "times"}, "match");
+        rule.method = TextMember(match->value, "method");
+        rule.path = TextMember(match->value, "path");
+        if (auto pattern = TextMember(match->value, "path_regex"); !pattern.empty())
+            rule.path_pattern = CompilePattern(pattern);
+        rule.nth = NumberMember(match->value, "nth", 1);
+        rule.times = NumberMember(match->value, "times", 1);
     }
     auto fault = object.FindMember("fault");
     if (fault == object.MemberEnd() || !fault->value.IsObject())
         throw FaultSyntaxError("a rule needs the object 'fault'");
-    rule.action = parse_action(fault->value);
+    rule.action = ParseAction(fault->value);
     return rule;
 }
 
 // Counts one event and says whether the rule acts on it.
-bool counts(FaultRule& rule) {
+bool Counts(FaultRule& rule) {
     ++rule.seen;
     if (rule.seen < rule.nth || (rule.times > 0 && rule.fired >= rule.times)) return false;
     ++rule.fired;
     return true;
 }
 
-bool matches(const FaultRule& rule, const http::Request& request, const std::string& address) {
+bool Matches(const FaultRule& rule, const http::Request& request, const std::string& address) {
     if (rule.action.kind == FaultKind::stall_connect) return false;
     auto override_method = request.headers.get("X-HTTP-Method");
-    if (!rule.method.empty() && !equals_ignoring_case(rule.method, request.method) &&
-        !equals_ignoring_case(rule.method, override_method))
+    if (!rule.method.empty() && !EqualsIgnoringCase(rule.method, request.method) &&
+        !EqualsIgnoringCase(rule.method, override_method))
         return false;
-    if (find_ignoring_case(address, rule.path) == std::string::npos) return false;
+    if (FindIgnoringCase(address, rule.path) == std::string::npos) return false;
     return !rule.path_pattern || ::regexec(rule.path_pattern.get(), address.c_str(), 0, nullptr, 0) == 0;
 }
 
 }  // namespace
 
-void FaultPlan::add(const std::string& json) {
+void FaultPlan::Add(const std::string& json) {
     rapidjson::Document document;
     document.Parse<rapidjson::kParseIterativeFlag>(json.c_str(), json.size());
     if (document.HasParseError()) throw FaultSyntaxError("the fault plan isn't JSON");
     std::vector<FaultRule> rules;
     if (document.IsArray()) {
-        for (const auto& element : document.GetArray()) rules.push_back(parse_rule(element));
+        for (const auto& element : document.GetArray()) rules.push_back(ParseRule(element));
     } else {
-        rules.push_back(parse_rule(document));
+        rules.push_back(ParseRule(document));
     }
     std::lock_guard lock(m_mutex);
     for (auto& rule : rules) m_rules.push_back(std::move(rule));
 }
 
-void FaultPlan::clear() {
+void FaultPlan::Clear() {
     std::lock_guard lock(m_mutex);
     m_rules.clear();
 }
 
-std::string FaultPlan::describe() {
+std::string FaultPlan::Describe() {
     std::lock_guard lock(m_mutex);
     JsonWriter json;
-    json.array();
+    json.StartArray();
     for (const auto& rule : m_rules) {
-        json.object().key("rule").raw(rule.source);
-        json.member("seen", rule.seen).member("fired", rule.fired).end_object();
+        json.StartObject().Key("rule").Raw(rule.source);
+        json.Member("seen", rule.seen).Member("fired", rule.fired).EndObject();
     }
-    return json.end_array().take();
+    return json.EndArray().Take();
 }
 
-bool FaultPlan::stall_connection() {
+bool FaultPlan::StallConnection() {
     std::lock_guard lock(m_mutex);
     bool stalls = false;
     for (auto& rule : m_rules)
-        if (rule.action.kind == FaultKind::stall_connect && counts(rule)) stalls = true;
+        if (rule.action.kind == FaultKind::stall_connect && Counts(rule)) stalls = true;
     return stalls;
 }
 
-std::vector<FaultAction> FaultPlan::match(const http::Request& request) {
+std::vector<FaultAction> FaultPlan::Match(const http::Request& request) {
     std::vector<FaultAction> actions;
     std::lock_guard lock(m_mutex);
     if (m_rules.empty()) return actions;
-    auto address =
-        request.path + (request.query_text.empty() ? "" : "?" + percent_decode(request.query_text));
+    auto address = request.path + (request.query_text.empty() ? "" : "?" + PercentDecode(request.query_text));
     for (auto& rule : m_rules)
-        if (matches(rule, request, address) && counts(rule)) actions.push_back(rule.action);
+        if (Matches(rule, request, address) && Counts(rule)) actions.push_back(rule.action);
     return actions;
 }
 
@@ -224,7 +223,7 @@ struct WireRow {
     FaultKind kind;
     void (*ask)(http::WirePlan& plan, const FaultAction& action, Bytes after);
 };
-constexpr WireRow wire_faults[] = {
+constexpr WireRow kWireFaults[] = {
     {FaultKind::stall, [](auto& plan, auto&, Bytes) { plan.stall_before_answer = true; }},
     {FaultKind::stall_headers, [](auto& plan, auto&, Bytes) { plan.stall_in_headers = true; }},
     {FaultKind::stall_body, [](auto& plan, auto&, Bytes after) { plan.stall_down_after = after; }},
@@ -240,10 +239,10 @@ constexpr WireRow wire_faults[] = {
 
 }  // namespace
 
-http::WirePlan wire_plan(const std::vector<FaultAction>& actions) {
+http::WirePlan WirePlan(const std::vector<FaultAction>& actions) {
     http::WirePlan plan;
     for (const auto& action : actions)
-        for (const auto& row : wire_faults)
+        for (const auto& row : kWireFaults)
             if (row.kind == action.kind)
                 row.ask(plan, action, static_cast<std::uint64_t>(std::max<std::int64_t>(0, action.after)));
     return plan;

@@ -60,7 +60,7 @@ struct FaultAction {
     std::optional<std::int64_t> modified;
     std::vector<std::pair<std::string, std::string>> headers;
 
-    int status_or(int otherwise) const { return status ? status : otherwise; }
+    int StatusOr(int otherwise) const { return status ? status : otherwise; }
 };
 
 struct FaultRule {
@@ -80,18 +80,18 @@ struct FaultSyntaxError : std::runtime_error {
 class FaultPlan {
 public:
     // Adds the rules of a JSON list, or the one rule of a JSON object; all of them or none.
-    void add(const std::string& json);
-    void clear();
-    std::string describe();
-    bool stall_connection();
+    void Add(const std::string& json);
+    void Clear();
+    std::string Describe();
+    bool StallConnection();
     // Counts the request in every rule that it matches and returns what the rules do to it.
-    std::vector<FaultAction> match(const http::Request& request);
+    std::vector<FaultAction> Match(const http::Request& request);
 
 private:
     std::mutex m_mutex;
     std::vector<FaultRule> m_rules;
 };
 
-http::WirePlan wire_plan(const std::vector<FaultAction>& actions);
+http::WirePlan WirePlan(const std::vector<FaultAction>& actions);
 
 }  // namespace devserver

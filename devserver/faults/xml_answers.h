@@ -6,16 +6,16 @@
 namespace devserver {
 
 // A multistatus whose elements lie `depth` deep.
-http::Response nested_xml(const FaultAction& action, std::size_t depth);
+http::Response NestedXml(const FaultAction& action, std::size_t depth);
 // Entities that would grow to 2 to the power of `depth` times a text.
-http::Response expanding_entities(const FaultAction& action);
+http::Response ExpandingEntities(const FaultAction& action);
 // A well-formed listing of the request's folder with `count` files that aren't there.
-http::Response huge_multistatus(const FaultAction& action, const http::Request& request);
+http::Response HugeMultistatus(const FaultAction& action, const http::Request& request);
 // 423 that names `user` as the lock's owner.
-http::Response locked_answer(const FaultAction& action, const http::Request& request);
+http::Response LockedAnswer(const FaultAction& action, const http::Request& request);
 // 500 with a fault whose error code is `code`, as written.
-http::Response soap_fault_answer(const FaultAction& action);
+http::Response SoapFaultAnswer(const FaultAction& action);
 // 207 with one failure; `text` replaces its status line.
-http::Response partial_failure_answer(const FaultAction& action, const http::Request& request);
+http::Response PartialFailureAnswer(const FaultAction& action, const http::Request& request);
 
 }  // namespace devserver

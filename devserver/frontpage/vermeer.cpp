@@ -6,7 +6,7 @@ namespace devserver::frontpage {
 namespace {
 
 // Writes characters with a meaning in such a page as numeric entities.
-std::string page_text(std::string_view text) {
+std::string PageText(std::string_view text) {
     std::string out;
     for (char c : text) {
         bool special = c == '&' || c == '<' || c == '>' || c == '"' || c == '\\' || c == '{' || c == '}';
@@ -17,14 +17,14 @@ std::string page_text(std::string_view text) {
 
 }  // namespace
 
-RpcRequest RpcRequest::parse(std::string_view body) {
+RpcRequest RpcRequest::Parse(std::string_view body) {
     RpcRequest request;
     // What follows the first line feed is a document, not an argument.
     body = body.substr(0, body.find('\n'));
-    for (const auto& [name, text] : parse_query(trim(body))) request.arguments.emplace(name, text);
+    for (const auto& [name, text] : ParseQuery(Trim(body))) request.arguments.emplace(name, text);
     auto method = request.argument("method");
     auto colon = method.rfind(':');
-    request.method = std::string(trim(method.substr(0, colon)));
+    request.method = std::string(Trim(method.substr(0, colon)));
     if (colon != std::string::npos) request.version = method.substr(colon + 1);
     return request;
 }
@@ -35,7 +35,7 @@ std::string RpcRequest::argument(const std::string& name) const {
 }
 
 std::vector<std::string> RpcRequest::list(const std::string& name) const {
-    auto text = std::string(trim(argument(name)));
+    auto text = std::string(Trim(argument(name)));
     std::size_t at = !text.empty() && text.front() == '[' ? 1 : 0;
     std::vector<std::string> result(1);
     for (; at < text.size(); ++at) {
@@ -51,8 +51,8 @@ std::vector<std::string> RpcRequest::list(const std::string& name) const {
     return result;
 }
 
-std::string value(std::string_view type, std::string_view text) {
-    return std::string(type) + "|" + page_text(text);
+std::string Value(std::string_view type, std::string_view text) {
+    return std::string(type) + "|" + PageText(text);
 }
 
 RpcPage::RpcPage(const std::string& method, const std::string& version)
@@ -61,22 +61,22 @@ RpcPage::RpcPage(const std::string& method, const std::string& version)
 }
 
 RpcPage& RpcPage::argument(const std::string& name, std::string_view text) {
-    m_text += "<p>" + name + "=" + page_text(text) + "\n";
+    m_text += "<p>" + name + "=" + PageText(text) + "\n";
     return *this;
 }
 
-RpcPage& RpcPage::begin_list() {
+RpcPage& RpcPage::BeginList() {
     m_text += "<ul>\n";
     return *this;
 }
 
-RpcPage& RpcPage::end_list() {
+RpcPage& RpcPage::EndList() {
     m_text += "</ul>\n";
     return *this;
 }
 
 RpcPage& RpcPage::element(const std::string& name, std::string_view text) {
-    m_text += "<li>" + name + "=" + page_text(text) + "\n";
+    m_text += "<li>" + name + "=" + PageText(text) + "\n";
     return *this;
 }
 
@@ -85,7 +85,7 @@ RpcPage& RpcPage::metadata(const std::string& name, const std::string& typed_val
     return *this;
 }
 
-std::string RpcPage::finish() {
+std::string RpcPage::Finish() {
     return m_text + "</body>\n</html>\n";
 }
 

@@ -10,22 +10,22 @@
 namespace devserver::http {
 namespace {
 
-constexpr int idle_seconds = 120;
-constexpr int body_silence_seconds = 300;
-constexpr std::size_t input_size = 256 * 1024;
-constexpr std::size_t direct_answer_limit = 64 * 1024;
-constexpr std::uint64_t max_drained_body = 1 << 20;
+constexpr int kIdleSeconds = 120;
+constexpr int kBodySilenceSeconds = 300;
+constexpr std::size_t kInputSize = 256 * 1024;
+constexpr std::size_t kDirectAnswerLimit = 64 * 1024;
+constexpr std::uint64_t kMaxDrainedBody = 1 << 20;
 
 // Bytes that were received and not used yet.
 class Input {
 public:
-    explicit Input(Transport& transport) : m_transport(transport), m_buffer(input_size, '\0') {}
+    explicit Input(Transport& transport) : m_transport(transport), m_buffer(kInputSize, '\0') {}
 
-    std::string_view pending() const { return {m_buffer.data() + m_begin, m_end - m_begin}; }
-    void consume(std::size_t count) { m_begin += count; }
+    std::string_view Pending() const { return {m_buffer.data() + m_begin, m_end - m_begin}; }
+    void Consume(std::size_t count) { m_begin += count; }
 
     // Reads more after what is pending; false when the client has closed.
-    bool fill(int timeout_seconds) {
+    bool Fill(int timeout_seconds) {
         if (m_begin > 0) {
             std::copy(m_buffer.begin() + static_cast<std::ptrdiff_t>(m_begin),
                       m_buffer.begin() + static_cast<std::ptrdiff_t>(m_end), m_buffer.begin());
@@ -33,15 +33,15 @@ public:
             m_begin = 0;
         }
         if (m_end == m_buffer.size()) throw BadRequest(400, "Bad Request - Invalid Chunk");
-        auto count = m_transport.read(m_buffer.data() + m_end, m_buffer.size() - m_end, timeout_seconds);
+        auto count = m_transport.Read(m_buffer.data() + m_end, m_buffer.size() - m_end, timeout_seconds);
         m_end += count;
         return count > 0;
     }
 
-    std::size_t take(char* buffer, std::size_t size) {
-        auto count = std::min(size, pending().size());
-        std::copy_n(pending().data(), count, buffer);
-        consume(count);
+    std::size_t Take(char* buffer, std::size_t size) {
+        auto count = std::min(size, Pending().size());
+        std::copy_n(Pending().data(), count, buffer);
+        Consume(count);
         return count;
     }
 
@@ -52,10 +52,10 @@ private:
 };
 
 // Lets a planned stall or reset happen at its byte, and cuts a block that would go beyond it.
-std::uint64_t up_to_fault(Transport& transport, const std::optional<std::uint64_t>& stall_after,
-                          const std::optional<std::uint64_t>& drop_after, std::uint64_t total,
-                          std::uint64_t wanted) {
-    if (stall_after && total >= *stall_after) transport.stall();
+std::uint64_t UpToFault(Transport& transport, const std::optional<std::uint64_t>& stall_after,
+                        const std::optional<std::uint64_t>& drop_after, std::uint64_t total,
+                        std::uint64_t wanted) {
+    if (stall_after && total >= *stall_after) transport.Stall();
     if (drop_after && total >= *drop_after) transport.reset();
     for (const auto& limit : {stall_after, drop_after})
         if (limit) wanted = std::min(wanted, *limit - total);
@@ -70,43 +70,43 @@ public:
         : m_transport(transport), m_input(input), m_parser(parser), m_plan(plan) {
         m_chunked = request.chunked;
         m_left = request.content_length.value_or(0);
-        m_done = !request.has_body();
-        m_expects_continue = equals_ignoring_case(request.headers.get("Expect"), "100-continue");
+        m_done = !request.HasBody();
+        m_expects_continue = EqualsIgnoringCase(request.headers.get("Expect"), "100-continue");
     }
 
-    std::size_t read(char* buffer, std::size_t size) override {
+    std::size_t Read(char* buffer, std::size_t size) override {
         if (m_done) return 0;
-        if (m_expects_continue) m_transport.write("HTTP/1.1 100 Continue\r\n\r\n");
+        if (m_expects_continue) m_transport.Write("HTTP/1.1 100 Continue\r\n\r\n");
         m_expects_continue = false;
-        size = up_to_fault(m_transport, m_plan.stall_up_after, m_plan.drop_up_after, m_total, size);
-        auto count = m_chunked ? read_chunked(buffer, size) : read_counted(buffer, size);
+        size = UpToFault(m_transport, m_plan.stall_up_after, m_plan.drop_up_after, m_total, size);
+        auto count = m_chunked ? ReadChunked(buffer, size) : ReadCounted(buffer, size);
         m_total += count;
         return count;
     }
 
     bool done() const { return m_done; }
-    bool small_rest() const { return !m_expects_continue && !m_chunked && m_left <= max_drained_body; }
+    bool SmallRest() const { return !m_expects_continue && !m_chunked && m_left <= kMaxDrainedBody; }
     std::uint64_t total() const { return m_total; }
 
 private:
-    std::size_t read_counted(char* buffer, std::size_t size) {
+    std::size_t ReadCounted(char* buffer, std::size_t size) {
         size = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_left));
-        auto count = m_input.take(buffer, size);
-        if (count == 0) count = m_transport.read(buffer, size, body_silence_seconds);
+        auto count = m_input.Take(buffer, size);
+        if (count == 0) count = m_transport.Read(buffer, size, kBodySilenceSeconds);
         if (count == 0) throw ConnectionLost("the upload broke off");
         m_left -= count;
         m_done = m_left == 0;
         return count;
     }
 
-    std::size_t read_chunked(char* buffer, std::size_t size) {
+    std::size_t ReadChunked(char* buffer, std::size_t size) {
         while (true) {
             RequestParser::Step step;
-            if (!m_input.pending().empty()) step = m_parser.decode_chunked(m_input.pending(), buffer, size);
-            m_input.consume(step.consumed);
+            if (!m_input.Pending().empty()) step = m_parser.DecodeChunked(m_input.Pending(), buffer, size);
+            m_input.Consume(step.consumed);
             m_done = step.done;
             if (step.produced > 0 || m_done) return step.produced;
-            if (step.consumed == 0 && !m_input.fill(body_silence_seconds))
+            if (step.consumed == 0 && !m_input.Fill(kBodySilenceSeconds))
                 throw ConnectionLost("the upload broke off");
         }
     }
@@ -126,18 +126,18 @@ public:
 
     void body(std::string_view bytes) {
         while (!bytes.empty()) {
-            auto count = next_block(bytes.size());
-            m_transport.write(bytes.substr(0, count));
-            sent(count);
+            auto count = NextBlock(bytes.size());
+            m_transport.Write(bytes.substr(0, count));
+            Sent(count);
             bytes.remove_prefix(count);
         }
     }
 
     void file(int descriptor, std::uint64_t offset, std::uint64_t length) {
         while (length > 0) {
-            auto count = next_block(length);
-            m_transport.send_file(descriptor, offset, count);
-            sent(count);
+            auto count = NextBlock(length);
+            m_transport.SendFile(descriptor, offset, count);
+            Sent(count);
             offset += count;
             length -= count;
         }
@@ -146,15 +146,15 @@ public:
     std::uint64_t total() const { return m_total; }
 
 private:
-    std::uint64_t next_block(std::uint64_t wanted) {
-        wanted = up_to_fault(m_transport, m_plan.stall_down_after, m_plan.drop_down_after, m_total, wanted);
+    std::uint64_t NextBlock(std::uint64_t wanted) {
+        wanted = UpToFault(m_transport, m_plan.stall_down_after, m_plan.drop_down_after, m_total, wanted);
         if (m_plan.bytes_per_second > 0)
             wanted = std::min<std::uint64_t>(
                 wanted, static_cast<std::uint64_t>(std::max<std::int64_t>(1, m_plan.bytes_per_second / 10)));
         return wanted;
     }
 
-    void sent(std::uint64_t count) {
+    void Sent(std::uint64_t count) {
         m_total += count;
         if (m_plan.bytes_per_second > 0)
             std::this_thread::sleep_for(std::chrono::microseconds(static_cast<std::int64_t>(count) *
@@ -166,9 +166,9 @@ private:
     std::uint64_t m_total = 0;
 };
 
-std::string head_text(const Response& response) {
+std::string HeadText(const Response& response) {
     std::string head = "HTTP/1.1 " + std::to_string(response.status) + " ";
-    head += reason_phrase(response.status);
+    head += ReasonPhrase(response.status);
     head += "\r\n";
     for (const auto& [name, value] : response.headers.all()) head += name + ": " + value + "\r\n";
     return head + "\r\n";
@@ -180,38 +180,38 @@ public:
     ProducedBody(Response& response, AnswerWriter& writer, Transport& transport, bool chunks)
         : m_response(response), m_writer(writer), m_transport(transport), m_chunks(chunks) {}
 
-    void write(std::string_view bytes) override {
+    void Write(std::string_view bytes) override {
         m_buffer += bytes;
-        if (m_buffer.size() >= direct_answer_limit) flush();
+        if (m_buffer.size() >= kDirectAnswerLimit) Flush();
     }
 
-    void finish() {
+    void Finish() {
         if (!m_started) {
-            m_response.headers.set("Content-Length", std::to_string(m_buffer.size()));
-            m_transport.write(head_text(m_response));
+            m_response.headers.Set("Content-Length", std::to_string(m_buffer.size()));
+            m_transport.Write(HeadText(m_response));
             m_writer.body(m_buffer);
             return;
         }
-        flush();
-        if (m_chunks) m_transport.write("0\r\n\r\n");
+        Flush();
+        if (m_chunks) m_transport.Write("0\r\n\r\n");
     }
 
 private:
-    void flush() {
+    void Flush() {
         if (m_buffer.empty()) return;
         if (!m_started) {
-            m_response.headers.set(m_chunks ? "Transfer-Encoding" : "Connection",
+            m_response.headers.Set(m_chunks ? "Transfer-Encoding" : "Connection",
                                    m_chunks ? "chunked" : "close");
-            m_transport.write(head_text(m_response));
+            m_transport.Write(HeadText(m_response));
             m_started = true;
         }
         if (m_chunks) {
             char size[24];
             auto length = std::snprintf(size, sizeof size, "%zx\r\n", m_buffer.size());
-            m_transport.write({size, static_cast<std::size_t>(length)});
+            m_transport.Write({size, static_cast<std::size_t>(length)});
         }
         m_writer.body(m_buffer);
-        if (m_chunks) m_transport.write("\r\n");
+        if (m_chunks) m_transport.Write("\r\n");
         m_buffer.clear();
     }
 
@@ -227,157 +227,157 @@ public:
     Connection(Transport& transport, Application& application, const std::string& scheme)
         : m_transport(transport), m_application(application), m_scheme(scheme), m_input(transport) {}
 
-    void run() {
-        m_transport.handshake();
-        while (exchange()) {
+    void Run() {
+        m_transport.Handshake();
+        while (Exchange()) {
         }
     }
 
 private:
     // False ends the connection.
-    bool exchange() {
+    bool Exchange() {
         Request request;
         RequestParser parser;
         try {
-            auto head = read_head();
+            auto head = ReadHead();
             if (head.empty()) return false;
-            request = parser.parse_head(head);
+            request = parser.ParseHead(head);
         } catch (const BadRequest& error) {
-            refuse(error);
+            Refuse(error);
             return false;
         }
-        request.base_url = m_scheme + "://" + host_of(request);
+        request.base_url = m_scheme + "://" + HostOf(request);
         auto plan = m_application.plan(request);
         RequestBody body(m_transport, m_input, parser, request, plan);
         request.body = &body;
         request.connection = &m_memory;
         ExchangeResult result;
         try {
-            bool goes_on = answer(request, body, plan, result);
-            log(request, body, result);
+            bool goes_on = Answer(request, body, plan, result);
+            Log(request, body, result);
             return goes_on;
         } catch (...) {
-            log(request, body, result);
+            Log(request, body, result);
             throw;
         }
     }
 
-    void log(const Request& request, const RequestBody& body, ExchangeResult& result) {
+    void Log(const Request& request, const RequestBody& body, ExchangeResult& result) {
         result.bytes_in = body.total();
         m_application.finished(request, result);
     }
 
-    static std::string host_of(const Request& request) {
+    static std::string HostOf(const Request& request) {
         auto host = request.headers.get("Host");
         bool clean = !host.empty() && host.find_first_of(" /\\\"'<>?#@") == std::string::npos;
         return clean ? host : "localhost";
     }
 
-    std::string read_head() {
+    std::string ReadHead() {
         using Clock = std::chrono::steady_clock;
         std::size_t searched = 0;
         auto begun = Clock::now();
         while (true) {
-            auto pending = m_input.pending();
+            auto pending = m_input.Pending();
             if (auto end = pending.find("\r\n\r\n", searched > 3 ? searched - 3 : 0);
                 end != std::string_view::npos) {
                 std::string head(pending.substr(0, end + 4));
-                m_input.consume(end + 4);
-                if (head.size() > max_head_size) throw BadRequest(431, "The header is too large.");
+                m_input.Consume(end + 4);
+                if (head.size() > kMaxHeadSize) throw BadRequest(431, "The header is too large.");
                 return head;
             }
-            if (pending.size() > max_head_size) throw BadRequest(431, "The header is too large.");
+            if (pending.size() > kMaxHeadSize) throw BadRequest(431, "The header is too large.");
             searched = pending.size();
             // A header that comes slowly must not keep its connection for ever.
             if (pending.empty()) begun = Clock::now();
-            if (Clock::now() - begun > std::chrono::seconds(idle_seconds))
+            if (Clock::now() - begun > std::chrono::seconds(kIdleSeconds))
                 throw BadRequest(408, "Request Timeout");
-            if (!m_input.fill(idle_seconds)) return {};
+            if (!m_input.Fill(kIdleSeconds)) return {};
         }
     }
 
-    void refuse(const BadRequest& error) {
-        auto response = make_response(error.status, "text/html; charset=us-ascii",
-                                      "<html><body><h2>" + html_escape(error.what()) + "</h2></body></html>");
-        response.headers.set("Content-Length", std::to_string(response.text.size()));
-        response.headers.set("Connection", "close");
-        m_transport.write(head_text(response) + response.text);
-        m_transport.linger();
+    void Refuse(const BadRequest& error) {
+        auto response = MakeResponse(error.status, "text/html; charset=us-ascii",
+                                     "<html><body><h2>" + HtmlEscape(error.what()) + "</h2></body></html>");
+        response.headers.Set("Content-Length", std::to_string(response.text.size()));
+        response.headers.Set("Connection", "close");
+        m_transport.Write(HeadText(response) + response.text);
+        m_transport.Linger();
     }
 
-    bool answer(Request& request, RequestBody& body, const WirePlan& plan, ExchangeResult& result) {
+    bool Answer(Request& request, RequestBody& body, const WirePlan& plan, ExchangeResult& result) {
         if (plan.delay_milliseconds > 0)
             std::this_thread::sleep_for(std::chrono::milliseconds(plan.delay_milliseconds));
-        if (plan.stall_before_answer) m_transport.stall();
+        if (plan.stall_before_answer) m_transport.Stall();
         Response response;
         try {
-            response = m_application.handle(request);
+            response = m_application.Handle(request);
         } catch (const BadRequest& error) {
-            response = make_response(error.status, "text/plain; charset=utf-8", error.what());
+            response = MakeResponse(error.status, "text/plain; charset=utf-8", error.what());
             response.close = true;
         }
         if (plan.close_before_answer) m_transport.reset();
-        bool drained = drain(body, response.keep);
+        bool drained = Drain(body, response.keep);
         bool keep = drained && request.keep_alive && !response.close;
-        if (request.minor_version == 0 && keep) response.headers.set("Connection", "keep-alive");
-        if (!keep) response.headers.set("Connection", "close");
-        if (!response.headers.has("Date")) response.headers.set("Date", http_date(now()));
+        if (request.minor_version == 0 && keep) response.headers.Set("Connection", "keep-alive");
+        if (!keep) response.headers.Set("Connection", "close");
+        if (!response.headers.Has("Date")) response.headers.Set("Date", HttpDate(Now()));
         result.status = response.status;
         if (plan.stall_in_headers) {
-            auto head = head_text(response);
-            m_transport.write(head.substr(0, head.size() / 2));
-            m_transport.stall();
+            auto head = HeadText(response);
+            m_transport.Write(head.substr(0, head.size() / 2));
+            m_transport.Stall();
         }
         AnswerWriter writer(m_transport, plan);
         try {
-            keep = send(request, response, plan, writer) && keep;
+            keep = Send(request, response, plan, writer) && keep;
         } catch (...) {
             result.bytes_out = writer.total();
             throw;
         }
         result.bytes_out = writer.total();
-        if (!drained) m_transport.linger();
+        if (!drained) m_transport.Linger();
         return keep;
     }
 
     // Reads the rest of a refused upload, when it is small or the connection has to be kept.
-    static bool drain(RequestBody& body, bool any_size) {
+    static bool Drain(RequestBody& body, bool any_size) {
         if (body.done()) return true;
-        if (!any_size && !body.small_rest()) return false;
+        if (!any_size && !body.SmallRest()) return false;
         char rest[16384];
-        while (body.read(rest, sizeof rest) > 0) {
+        while (body.Read(rest, sizeof rest) > 0) {
         }
         return true;
     }
 
     // Returns whether the connection may be kept.
-    bool send(const Request& request, Response& response, const WirePlan& plan, AnswerWriter& writer) {
+    bool Send(const Request& request, Response& response, const WirePlan& plan, AnswerWriter& writer) {
         bool bodiless = response.status == 204 || response.status == 304;
         if (bodiless) {
-            m_transport.write(head_text(response));
+            m_transport.Write(HeadText(response));
             return true;
         }
-        if (plan.length_error) materialise(response);
+        if (plan.length_error) Materialise(response);
         if (response.producer && request.method != "HEAD") {
             ProducedBody produced(response, writer, m_transport, request.minor_version == 1);
             response.producer(produced);
-            produced.finish();
+            produced.Finish();
             return request.minor_version == 1;
         }
-        if (response.producer) materialise(response);
+        if (response.producer) Materialise(response);
         auto length = response.file ? response.file_length : response.text.size();
         auto announced = static_cast<std::int64_t>(length) + plan.length_error.value_or(0);
-        response.headers.set("Content-Length", std::to_string(std::max<std::int64_t>(0, announced)));
-        auto head = head_text(response);
+        response.headers.Set("Content-Length", std::to_string(std::max<std::int64_t>(0, announced)));
+        auto head = HeadText(response);
         if (request.method == "HEAD") {
-            m_transport.write(head);
+            m_transport.Write(head);
             return true;
         }
         if (response.file) {
-            m_transport.write(head);
+            m_transport.Write(head);
             writer.file(response.file->descriptor(), response.file_offset, response.file_length);
         } else {
-            m_transport.write(head);
+            m_transport.Write(head);
             writer.body(response.text);
         }
         return !plan.length_error;
@@ -392,10 +392,10 @@ private:
 
 }  // namespace
 
-void serve_connection(Transport& transport, Application& application, const std::string& scheme) {
+void ServeConnection(Transport& transport, Application& application, const std::string& scheme) {
     try {
-        if (application.stall_connection()) transport.stall();
-        Connection(transport, application, scheme).run();
+        if (application.StallConnection()) transport.Stall();
+        Connection(transport, application, scheme).Run();
     } catch (const std::exception&) {
         // A broken connection ends by itself; the server goes on.
     }

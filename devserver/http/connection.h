@@ -9,6 +9,6 @@
 namespace devserver::http {
 
 // Serves the connection until it ends; never throws.
-void serve_connection(Transport& transport, Application& application, const std::string& scheme);
+void ServeConnection(Transport& transport, Application& application, const std::string& scheme);
 
 }  // namespace devserver::http

@@ -6,76 +6,76 @@
 
 namespace devserver::http {
 
-void Headers::add(std::string name, std::string value) {
+void Headers::Add(std::string name, std::string value) {
     m_fields.emplace_back(std::move(name), std::move(value));
 }
 
-void Headers::set(std::string name, std::string value) {
-    remove(name);
-    add(std::move(name), std::move(value));
+void Headers::Set(std::string name, std::string value) {
+    Remove(name);
+    Add(std::move(name), std::move(value));
 }
 
-void Headers::remove(std::string_view name) {
-    std::erase_if(m_fields, [&](const auto& field) { return equals_ignoring_case(field.first, name); });
+void Headers::Remove(std::string_view name) {
+    std::erase_if(m_fields, [&](const auto& field) { return EqualsIgnoringCase(field.first, name); });
 }
 
 std::string Headers::get(std::string_view name) const {
     for (const auto& [key, value] : m_fields)
-        if (equals_ignoring_case(key, name)) return value;
+        if (EqualsIgnoringCase(key, name)) return value;
     return {};
 }
 
-bool Headers::has(std::string_view name) const {
+bool Headers::Has(std::string_view name) const {
     return std::any_of(m_fields.begin(), m_fields.end(),
-                       [&](const auto& field) { return equals_ignoring_case(field.first, name); });
+                       [&](const auto& field) { return EqualsIgnoringCase(field.first, name); });
 }
 
-void apply_range(const Request& request, Response& response) {
+void ApplyRange(const Request& request, Response& response) {
     auto size = static_cast<std::int64_t>(response.file->size());
     auto range = request.headers.get("Range");
     auto dash = range.find('-');
     bool single = range.starts_with("bytes=") && dash != std::string::npos && range.find(',') == range.npos;
     if (!single) return;
-    auto from = parse_integer(range.substr(6, dash - 6));
-    auto to = parse_integer(range.substr(dash + 1));
+    auto from = ParseInteger(range.substr(6, dash - 6));
+    auto to = ParseInteger(range.substr(dash + 1));
     if (!from && !to) return;
     auto begin = from ? *from : std::max<std::int64_t>(0, size - *to);
     auto end = from && to ? std::min(*to, size - 1) : size - 1;
     if (begin > end || begin < 0) {
-        response = make_response(416, "text/plain", "");
-        response.headers.set("Content-Range", "bytes */" + std::to_string(size));
+        response = MakeResponse(416, "text/plain", "");
+        response.headers.Set("Content-Range", "bytes */" + std::to_string(size));
         return;
     }
     response.status = 206;
     response.file_offset = static_cast<std::uint64_t>(begin);
     response.file_length = static_cast<std::uint64_t>(end - begin + 1);
-    response.headers.set("Content-Range", "bytes " + std::to_string(begin) + "-" + std::to_string(end) + "/" +
+    response.headers.Set("Content-Range", "bytes " + std::to_string(begin) + "-" + std::to_string(end) + "/" +
                                               std::to_string(size));
 }
 
-std::string read_text(Request& request, std::size_t limit) {
+std::string ReadText(Request& request, std::size_t limit) {
     std::string text;
-    if (!request.body || !request.has_body()) return text;
+    if (!request.body || !request.HasBody()) return text;
     char buffer[16384];
-    while (auto count = request.body->read(buffer, sizeof buffer)) {
+    while (auto count = request.body->Read(buffer, sizeof buffer)) {
         if (text.size() + count > limit) throw BadRequest(413, "The request body is too large.");
         text.append(buffer, count);
     }
     return text;
 }
 
-Response not_found_page() {
-    return make_response(404, "text/html; charset=utf-8", "<html><body>404 NOT FOUND</body></html>");
+Response NotFoundPage() {
+    return MakeResponse(404, "text/html; charset=utf-8", "<html><body>404 NOT FOUND</body></html>");
 }
 
-Response forbidden() {
-    return make_response(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
+Response Forbidden() {
+    return MakeResponse(403, "text/plain; charset=utf-8", "403 FORBIDDEN");
 }
 
-Response make_response(int status, std::string content_type, std::string text) {
+Response MakeResponse(int status, std::string content_type, std::string text) {
     Response response;
     response.status = status;
-    if (!content_type.empty()) response.headers.set("Content-Type", std::move(content_type));
+    if (!content_type.empty()) response.headers.Set("Content-Type", std::move(content_type));
     response.text = std::move(text);
     return response;
 }
@@ -83,11 +83,11 @@ Response make_response(int status, std::string content_type, std::string text) {
 namespace {
 struct TextSink : BodySink {
     std::string text;
-    void write(std::string_view bytes) override { text += bytes; }
+    void Write(std::string_view bytes) override { text += bytes; }
 };
 }  // namespace
 
-void materialise(Response& response) {
+void Materialise(Response& response) {
     if (response.producer) {
         TextSink sink;
         response.producer(sink);
@@ -108,48 +108,48 @@ void materialise(Response& response) {
     }
 }
 
-std::string_view reason_phrase(int status) {
+std::string_view ReasonPhrase(int status) {
     struct Row {
         int status;
         std::string_view text;
     };
-    static constexpr Row rows[] = {{100, "Continue"},
-                                   {200, "OK"},
-                                   {201, "Created"},
-                                   {202, "Accepted"},
-                                   {204, "No Content"},
-                                   {206, "Partial Content"},
-                                   {207, "MULTI-STATUS"},
-                                   {301, "Moved Permanently"},
-                                   {302, "Found"},
-                                   {303, "See Other"},
-                                   {304, "Not Modified"},
-                                   {307, "Temporary Redirect"},
-                                   {308, "Permanent Redirect"},
-                                   {400, "Bad Request"},
-                                   {401, "Unauthorized"},
-                                   {403, "Forbidden"},
-                                   {404, "Not Found"},
-                                   {405, "Method Not Allowed"},
-                                   {406, "Not Acceptable"},
-                                   {408, "Request Timeout"},
-                                   {409, "Conflict"},
-                                   {411, "Length Required"},
-                                   {412, "Precondition Failed"},
-                                   {413, "Payload Too Large"},
-                                   {415, "Unsupported Media Type"},
-                                   {416, "Range Not Satisfiable"},
-                                   {423, "Locked"},
-                                   {424, "Failed Dependency"},
-                                   {429, "Too Many Requests"},
-                                   {431, "Request Header Fields Too Large"},
-                                   {500, "Internal Server Error"},
-                                   {501, "Not Implemented"},
-                                   {502, "Bad Gateway"},
-                                   {503, "Service Unavailable"},
-                                   {505, "HTTP Version Not Supported"},
-                                   {507, "Insufficient Storage"}};
-    for (const auto& row : rows)
+    static constexpr Row kRows[] = {{100, "Continue"},
+                                    {200, "OK"},
+                                    {201, "Created"},
+                                    {202, "Accepted"},
+                                    {204, "No Content"},
+                                    {206, "Partial Content"},
+                                    {207, "MULTI-STATUS"},
+                                    {301, "Moved Permanently"},
+                                    {302, "Found"},
+                                    {303, "See Other"},
+                                    {304, "Not Modified"},
+                                    {307, "Temporary Redirect"},
+                                    {308, "Permanent Redirect"},
+                                    {400, "Bad Request"},
+                                    {401, "Unauthorized"},
+                                    {403, "Forbidden"},
+                                    {404, "Not Found"},
+                                    {405, "Method Not Allowed"},
+                                    {406, "Not Acceptable"},
+                                    {408, "Request Timeout"},
+                                    {409, "Conflict"},
+                                    {411, "Length Required"},
+                                    {412, "Precondition Failed"},
+                                    {413, "Payload Too Large"},
+                                    {415, "Unsupported Media Type"},
+                                    {416, "Range Not Satisfiable"},
+                                    {423, "Locked"},
+                                    {424, "Failed Dependency"},
+                                    {429, "Too Many Requests"},
+                                    {431, "Request Header Fields Too Large"},
+                                    {500, "Internal Server Error"},
+                                    {501, "Not Implemented"},
+                                    {502, "Bad Gateway"},
+                                    {503, "Service Unavailable"},
+                                    {505, "HTTP Version Not Supported"},
+                                    {507, "Insufficient Storage"}};
+    for (const auto& row : kRows)
         if (row.status == status) return row.text;
     return "Status";
 }

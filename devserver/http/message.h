@@ -29,13 +29,13 @@ struct BadRequest : std::runtime_error {
 
 class Headers {
 public:
-    void add(std::string name, std::string value);
+    void Add(std::string name, std::string value);
     // Replaces all headers of this name.
-    void set(std::string name, std::string value);
-    void remove(std::string_view name);
+    void Set(std::string name, std::string value);
+    void Remove(std::string_view name);
     // First value of this name (ignoring case), empty when there is none.
     std::string get(std::string_view name) const;
-    bool has(std::string_view name) const;
+    bool Has(std::string_view name) const;
     const std::vector<std::pair<std::string, std::string>>& all() const { return m_fields; }
 
 private:
@@ -69,11 +69,11 @@ struct Request {
     std::shared_ptr<Attachment> attachment;
     ConnectionMemory* connection = nullptr;
 
-    bool has_body() const { return chunked || content_length.value_or(0) > 0; }
+    bool HasBody() const { return chunked || content_length.value_or(0) > 0; }
 };
 
 // The whole body as text; throws BadRequest 413 beyond `limit`.
-std::string read_text(Request& request, std::size_t limit = 4 << 20);
+std::string ReadText(Request& request, std::size_t limit = 4 << 20);
 
 struct Response {
     int status = 200;
@@ -87,14 +87,14 @@ struct Response {
     bool keep = false;                        // read a refused body of any size, to keep the connection
 };
 
-Response make_response(int status, std::string content_type, std::string text);
-Response not_found_page();
-Response forbidden();
+Response MakeResponse(int status, std::string content_type, std::string text);
+Response NotFoundPage();
+Response Forbidden();
 // Cuts a whole file answer to the one range of bytes that the request asks for, or makes it a 416.
-void apply_range(const Request& request, Response& response);
+void ApplyRange(const Request& request, Response& response);
 // Turns any kind of body into text; for answers that are known to be small.
-void materialise(Response& response);
-std::string_view reason_phrase(int status);
+void Materialise(Response& response);
+std::string_view ReasonPhrase(int status);
 
 // What goes wrong on the wire in one exchange; set by the fault plan.
 struct WirePlan {
@@ -119,9 +119,9 @@ class Application {
 public:
     virtual ~Application() = default;
     // True: the connection is accepted and then never served.
-    virtual bool stall_connection() = 0;
+    virtual bool StallConnection() = 0;
     virtual WirePlan plan(Request& request) = 0;
-    virtual Response handle(Request& request) = 0;
+    virtual Response Handle(Request& request) = 0;
     virtual void finished(const Request& request, const ExchangeResult& result) = 0;
 };
 

@@ -15,7 +15,7 @@ struct RequestParser::Impl {
 RequestParser::RequestParser() : m_impl(std::make_unique<Impl>()) {
     // Older releases of the library mishandle an unset limit, so a huge one is set.
     m_impl->parser.body_limit(std::numeric_limits<std::uint64_t>::max());
-    m_impl->parser.header_limit(static_cast<std::uint32_t>(max_head_size));
+    m_impl->parser.header_limit(static_cast<std::uint32_t>(kMaxHeadSize));
 }
 
 RequestParser::~RequestParser() = default;
@@ -23,7 +23,7 @@ RequestParser::~RequestParser() = default;
 namespace {
 
 // Clients of this kind of server send blanks unescaped inside the target; the grammar forbids them.
-std::string escape_blanks_of_target(std::string_view head) {
+std::string EscapeBlanksOfTarget(std::string_view head) {
     auto line_end = head.find("\r\n");
     auto line = head.substr(0, line_end);
     auto first = line.find(' ');
@@ -37,8 +37,8 @@ std::string escape_blanks_of_target(std::string_view head) {
 
 }  // namespace
 
-Request RequestParser::parse_head(std::string_view head) {
-    auto text = escape_blanks_of_target(head);
+Request RequestParser::ParseHead(std::string_view head) {
+    auto text = EscapeBlanksOfTarget(head);
     beast::error_code error;
     auto& parser = m_impl->parser;
     parser.put(boost::asio::buffer(text), error);
@@ -55,7 +55,7 @@ Request RequestParser::parse_head(std::string_view head) {
     request.chunked = parser.chunked();
     if (auto length = parser.content_length()) request.content_length = *length;
     for (const auto& field : message)
-        request.headers.add(std::string(field.name_string()), std::string(field.value()));
+        request.headers.Add(std::string(field.name_string()), std::string(field.value()));
     auto target = std::string_view(request.target);
     if (auto scheme = target.find("://"); scheme != std::string_view::npos && scheme < 6) {
         auto slash = target.find('/', scheme + 3);
@@ -64,15 +64,15 @@ Request RequestParser::parse_head(std::string_view head) {
     auto question = request.target.find('?');
     request.raw_path = request.target.substr(0, question);
     if (question != std::string::npos) request.query_text = request.target.substr(question + 1);
-    request.path = percent_decode(request.raw_path);
-    request.query = parse_query(request.query_text);
+    request.path = PercentDecode(request.raw_path);
+    request.query = ParseQuery(request.query_text);
     if (request.target.empty() || request.target[0] != '/' || request.path.find('\0') != std::string::npos ||
-        !is_valid_utf8(request.path))
+        !IsValidUtf8(request.path))
         throw BadRequest(400, "Bad Request - Invalid URL");
     return request;
 }
 
-RequestParser::Step RequestParser::decode_chunked(std::string_view input, char* output, std::size_t size) {
+RequestParser::Step RequestParser::DecodeChunked(std::string_view input, char* output, std::size_t size) {
     auto& parser = m_impl->parser;
     auto& body = parser.get().body();
     body.data = output;

@@ -8,14 +8,14 @@
 
 namespace devserver::http {
 
-constexpr std::size_t max_head_size = 64 * 1024;
+constexpr std::size_t kMaxHeadSize = 64 * 1024;
 
 class RequestParser {
 public:
     RequestParser();
     ~RequestParser();
     // `head` ends with the empty line; throws BadRequest.
-    Request parse_head(std::string_view head);
+    Request ParseHead(std::string_view head);
 
     struct Step {
         std::size_t consumed = 0;
@@ -23,7 +23,7 @@ public:
         bool done = false;
     };
     // Decodes a piece of a chunked body; unconsumed input has to be given again with more after it.
-    Step decode_chunked(std::string_view input, char* output, std::size_t size);
+    Step DecodeChunked(std::string_view input, char* output, std::size_t size);
 
 private:
     struct Impl;

@@ -29,7 +29,7 @@ Server::~Server() {
     if (m_tls) SSL_CTX_free(m_tls);
 }
 
-void Server::load_certificate() {
+void Server::LoadCertificate() {
     m_tls = SSL_CTX_new(TLS_server_method());
     if (!m_tls) throw std::runtime_error("TLS isn't available");
     SSL_CTX_set_min_proto_version(m_tls, TLS1_2_VERSION);
@@ -41,8 +41,8 @@ void Server::load_certificate() {
                                  ", or it doesn't belong to the certificate");
 }
 
-void Server::start() {
-    if (m_scheme == "https") load_certificate();
+void Server::Start() {
+    if (m_scheme == "https") LoadCertificate();
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
@@ -74,7 +74,7 @@ std::string Server::url() const {
     return m_scheme + "://" + host + ":" + std::to_string(m_port);
 }
 
-void Server::run() {
+void Server::Run() {
     while (!m_stopping) {
         {
             std::unique_lock lock(m_mutex);
@@ -93,21 +93,21 @@ void Server::run() {
             std::lock_guard lock(m_mutex);
             ++m_connections;
         }
-        std::thread([this, socket] { serve(socket); }).detach();
+        std::thread([this, socket] { Serve(socket); }).detach();
     }
     std::unique_lock lock(m_mutex);
-    for (auto* transport : m_transports) transport->interrupt();
+    for (auto* transport : m_transports) transport->Interrupt();
     m_changed.wait(lock, [this] { return m_connections == 0; });
 }
 
-void Server::serve(int socket) {
+void Server::Serve(int socket) {
     {
         Transport transport(socket, m_tls, m_stopping);
         {
             std::lock_guard lock(m_mutex);
             m_transports.insert(&transport);
         }
-        if (!m_stopping) serve_connection(transport, m_application, m_scheme);
+        if (!m_stopping) ServeConnection(transport, m_application, m_scheme);
         std::lock_guard lock(m_mutex);
         m_transports.erase(&transport);
     }
@@ -116,7 +116,7 @@ void Server::serve(int socket) {
     m_changed.notify_all();
 }
 
-void Server::stop() {
+void Server::Stop() {
     m_stopping = true;
     {
         std::lock_guard lock(m_mutex);

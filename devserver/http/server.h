@@ -25,15 +25,15 @@ public:
     ~Server();
 
     // Binds and listens; throws std::runtime_error with one clear line.
-    void start();
+    void Start();
     std::string url() const;
     // Accepts until stop() is called, then waits for the connections' end.
-    void run();
-    void stop();
+    void Run();
+    void Stop();
 
 private:
-    void load_certificate();
-    void serve(int socket);
+    void LoadCertificate();
+    void Serve(int socket);
 
     ServerOptions m_options;
     Application& m_application;

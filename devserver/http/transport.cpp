@@ -18,9 +18,9 @@
 
 namespace devserver::http {
 namespace {
-constexpr int write_timeout_milliseconds = 600'000;
-constexpr std::size_t file_block = 512 * 1024;
-constexpr std::uint64_t max_linger_bytes = 256ull << 20;
+constexpr int kWriteTimeoutMilliseconds = 600'000;
+constexpr std::size_t kFileBlock = 512 * 1024;
+constexpr std::uint64_t kMaxLingerBytes = 256ull << 20;
 }  // namespace
 
 Transport::Transport(int socket, SSL_CTX* tls, const std::atomic<bool>& stopping)
@@ -41,7 +41,7 @@ Transport::~Transport() {
     ::close(m_socket);
 }
 
-bool Transport::wait(short events, int timeout_milliseconds) {
+bool Transport::Wait(short events, int timeout_milliseconds) {
     if (m_stopping) throw ConnectionLost("the server is stopping");
     pollfd entry{m_socket, events, 0};
     int result = ::poll(&entry, 1, timeout_milliseconds);
@@ -49,7 +49,7 @@ bool Transport::wait(short events, int timeout_milliseconds) {
     return result > 0;
 }
 
-void Transport::handshake() {
+void Transport::Handshake() {
     if (!m_ssl) return;
     while (true) {
         ERR_clear_error();
@@ -57,11 +57,11 @@ void Transport::handshake() {
         if (result == 1) return;
         int error = SSL_get_error(m_ssl, result);
         short events = error == SSL_ERROR_WANT_READ ? POLLIN : error == SSL_ERROR_WANT_WRITE ? POLLOUT : 0;
-        if (!events || !wait(events, 30'000)) throw ConnectionLost("TLS handshake failed");
+        if (!events || !Wait(events, 30'000)) throw ConnectionLost("TLS handshake failed");
     }
 }
 
-std::size_t Transport::read(char* buffer, std::size_t size, int timeout_seconds) {
+std::size_t Transport::Read(char* buffer, std::size_t size, int timeout_seconds) {
     while (true) {
         short events = POLLIN;
         if (m_ssl) {
@@ -81,11 +81,11 @@ std::size_t Transport::read(char* buffer, std::size_t size, int timeout_seconds)
             if (errno == EINTR) continue;
             if (errno != EAGAIN) throw ConnectionLost("the peer broke the connection");
         }
-        if (!wait(events, timeout_seconds * 1000)) throw ConnectionLost("the peer fell silent");
+        if (!Wait(events, timeout_seconds * 1000)) throw ConnectionLost("the peer fell silent");
     }
 }
 
-void Transport::write(std::string_view bytes) {
+void Transport::Write(std::string_view bytes) {
     while (!bytes.empty()) {
         short events = POLLOUT;
         if (m_ssl) {
@@ -110,20 +110,20 @@ void Transport::write(std::string_view bytes) {
             if (errno == EINTR) continue;
             if (errno != EAGAIN) throw ConnectionLost("the peer broke the connection");
         }
-        if (!wait(events, write_timeout_milliseconds)) throw ConnectionLost("the peer doesn't read");
+        if (!Wait(events, kWriteTimeoutMilliseconds)) throw ConnectionLost("the peer doesn't read");
     }
 }
 
-void Transport::send_file(int descriptor, std::uint64_t offset, std::uint64_t length) {
+void Transport::SendFile(int descriptor, std::uint64_t offset, std::uint64_t length) {
     auto position = static_cast<off_t>(offset);
     std::vector<char> block;
     while (length > 0) {
-        auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(length, file_block));
+        auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(length, kFileBlock));
         if (m_ssl) {
-            block.resize(file_block);
+            block.resize(kFileBlock);
             auto count = ::pread(descriptor, block.data(), wanted, position);
             if (count <= 0) throw ConnectionLost("a stored document is shorter than its record");
-            write({block.data(), static_cast<std::size_t>(count)});
+            Write({block.data(), static_cast<std::size_t>(count)});
             position += count;
             length -= static_cast<std::uint64_t>(count);
             continue;
@@ -134,14 +134,14 @@ void Transport::send_file(int descriptor, std::uint64_t offset, std::uint64_t le
         } else if (count == 0) {
             throw ConnectionLost("a stored document is shorter than its record");
         } else if (errno == EAGAIN) {
-            if (!wait(POLLOUT, write_timeout_milliseconds)) throw ConnectionLost("the peer doesn't read");
+            if (!Wait(POLLOUT, kWriteTimeoutMilliseconds)) throw ConnectionLost("the peer doesn't read");
         } else if (errno != EINTR) {
             throw ConnectionLost("the peer broke the connection");
         }
     }
 }
 
-void Transport::stall() {
+void Transport::Stall() {
     while (!m_stopping) {
         pollfd entry{m_socket, POLLRDHUP, 0};
         int result = ::poll(&entry, 1, 200);
@@ -158,12 +158,12 @@ void Transport::reset() {
     throw ConnectionLost("dropped by a fault");
 }
 
-void Transport::linger() {
+void Transport::Linger() {
     if (m_ssl) SSL_shutdown(m_ssl);
     ::shutdown(m_socket, SHUT_WR);
     std::vector<char> block(64 * 1024);
     std::uint64_t total = 0;
-    while (total < max_linger_bytes && wait(POLLIN, 5'000)) {
+    while (total < kMaxLingerBytes && Wait(POLLIN, 5'000)) {
         auto count = ::recv(m_socket, block.data(), block.size(), 0);
         if (count <= 0 && errno != EINTR && errno != EAGAIN) return;
         if (count == 0) return;
@@ -171,7 +171,7 @@ void Transport::linger() {
     }
 }
 
-void Transport::interrupt() {
+void Transport::Interrupt() {
     ::shutdown(m_socket, SHUT_RDWR);
 }
 

@@ -20,23 +20,23 @@ public:
     Transport& operator=(const Transport&) = delete;
 
     // Runs the TLS handshake where there is one; throws ConnectionLost.
-    void handshake();
+    void Handshake();
     // Returns 0 when the client has closed; throws ConnectionLost on an error or after `timeout_seconds` of
     // silence.
-    std::size_t read(char* buffer, std::size_t size, int timeout_seconds);
-    void write(std::string_view bytes);
-    void send_file(int descriptor, std::uint64_t offset, std::uint64_t length);
+    std::size_t Read(char* buffer, std::size_t size, int timeout_seconds);
+    void Write(std::string_view bytes);
+    void SendFile(int descriptor, std::uint64_t offset, std::uint64_t length);
     // Sends nothing and reads nothing until the client or the server ends the connection.
-    void stall();
+    void Stall();
     // Ends the connection with a reset, so that the peer sees a broken connection.
     void reset();
     // Closes the sending side and reads what still comes, up to a limit.
-    void linger();
+    void Linger();
     // From another thread: makes blocked calls return.
-    void interrupt();
+    void Interrupt();
 
 private:
-    bool wait(short events, int timeout_milliseconds);
+    bool Wait(short events, int timeout_milliseconds);
 
     int m_socket;
     SSL* m_ssl = nullptr;

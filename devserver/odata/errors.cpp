@@ -2,59 +2,59 @@
 
 namespace devserver::odata {
 
-ApiError access_denied() {
+ApiError AccessDenied() {
     return {403, "-2147024891, System.UnauthorizedAccessException",
             "Access denied. You do not have permission to perform this action or access this resource."};
 }
 
-ApiError invalid_digest() {
+ApiError InvalidDigest() {
     return {403, "-2130575251, Microsoft.SharePoint.SPException",
             "The security validation for this page is invalid and might be corrupted. Please use your web "
             "browser's Back button to try your operation again."};
 }
 
-ApiError file_does_not_exist(const std::string& path) {
+ApiError FileDoesNotExist(const std::string& path) {
     return {404, "-2130575338, Microsoft.SharePoint.SPException", "The file " + path + " does not exist."};
 }
 
-ApiError folder_not_found() {
+ApiError FolderNotFound() {
     return {404, "-2147024894, System.IO.FileNotFoundException", "File Not Found."};
 }
 
-ApiError no_list_item() {
+ApiError NoListItem() {
     return {500, "-2113929210, Microsoft.SharePoint.SPException",
             "The object specified does not belong to a list."};
 }
 
-ApiError invalid_expression(const std::string& expression) {
+ApiError InvalidExpression(const std::string& expression) {
     return {400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
             "The expression \"" + expression + "\" is not valid."};
 }
 
-ApiError unknown_resource(const std::string& name) {
+ApiError UnknownResource(const std::string& name) {
     return {404, "-1, Microsoft.SharePoint.Client.ResourceNotFoundException",
             "Cannot find resource for the request " + name + "."};
 }
 
-ApiError unknown_property(const std::string& name) {
+ApiError UnknownProperty(const std::string& name) {
     return {400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
             "The field or property '" + name + "' does not exist."};
 }
 
-ApiError invalid_argument(const std::string& text) {
+ApiError InvalidArgument(const std::string& text) {
     return {400, "-2147024809, System.ArgumentException", text};
 }
 
-ApiError list_does_not_exist(const std::string& title, const std::string& web_url) {
+ApiError ListDoesNotExist(const std::string& title, const std::string& web_url) {
     return {404, "-1, System.ArgumentException",
             "List '" + title + "' does not exist at site with URL '" + web_url + "'."};
 }
 
-ApiError user_not_found() {
+ApiError UserNotFound() {
     return {500, "-2146232832, Microsoft.SharePoint.SPException", "User cannot be found."};
 }
 
-ApiError etag_mismatch(const std::string& wanted, const std::string& actual) {
+ApiError EtagMismatch(const std::string& wanted, const std::string& actual) {
     return {
         412, "-1, Microsoft.SharePoint.Client.ClientServiceException",
         "The request ETag value '" + wanted + "' does not match the object's ETag value '" + actual + "'."};

@@ -13,17 +13,17 @@ struct ApiError : std::runtime_error {
     std::string code;  // number, comma, blank, type name
 };
 
-ApiError access_denied();
-ApiError invalid_digest();
-ApiError file_does_not_exist(const std::string& path);
-ApiError folder_not_found();
-ApiError no_list_item();
-ApiError invalid_expression(const std::string& expression);
-ApiError unknown_resource(const std::string& name);
-ApiError unknown_property(const std::string& name);
-ApiError invalid_argument(const std::string& text);
-ApiError list_does_not_exist(const std::string& title, const std::string& web_url);
-ApiError user_not_found();
-ApiError etag_mismatch(const std::string& wanted, const std::string& actual);
+ApiError AccessDenied();
+ApiError InvalidDigest();
+ApiError FileDoesNotExist(const std::string& path);
+ApiError FolderNotFound();
+ApiError NoListItem();
+ApiError InvalidExpression(const std::string& expression);
+ApiError UnknownResource(const std::string& name);
+ApiError UnknownProperty(const std::string& name);
+ApiError InvalidArgument(const std::string& text);
+ApiError ListDoesNotExist(const std::string& title, const std::string& web_url);
+ApiError UserNotFound();
+ApiError EtagMismatch(const std::string& wanted, const std::string& actual);
 
 }  // namespace devserver::odata

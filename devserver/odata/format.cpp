@@ -6,9 +6,9 @@
 namespace devserver::odata {
 namespace {
 
-Mode mode_of_json(const std::vector<std::string>& parameters) {
+Mode ModeOfJson(const std::vector<std::string>& parameters) {
     for (std::size_t i = 1; i < parameters.size(); ++i) {
-        auto parameter = to_lower(replace_all(std::string(trim(parameters[i])), " ", ""));
+        auto parameter = ToLower(ReplaceAll(std::string(Trim(parameters[i])), " ", ""));
         if (parameter == "odata=verbose") return Mode::verbose;
         if (parameter == "odata=nometadata") return Mode::none;
         if (parameter == "odata=minimalmetadata" || parameter == "odata=fullmetadata") return Mode::minimal;
@@ -20,11 +20,11 @@ Mode mode_of_json(const std::vector<std::string>& parameters) {
 
 }  // namespace
 
-Mode choose_mode(std::string_view accept) {
-    for (const auto& entry : split(accept, ',')) {
-        auto parameters = split(entry, ';');
-        auto type = to_lower(trim(parameters[0]));
-        if (type == "application/json") return mode_of_json(parameters);
+Mode ChooseMode(std::string_view accept) {
+    for (const auto& entry : Split(accept, ',')) {
+        auto parameters = Split(entry, ';');
+        auto type = ToLower(Trim(parameters[0]));
+        if (type == "application/json") return ModeOfJson(parameters);
         if (type == "application/xml" || type == "application/atom+xml" || type == "text/xml" ||
             type == "*/*")
             return Mode::xml;
@@ -32,7 +32,7 @@ Mode choose_mode(std::string_view accept) {
     return Mode::xml;
 }
 
-std::string content_type(Mode mode, const Node& node) {
+std::string ContentType(Mode mode, const Node& node) {
     switch (mode) {
         case Mode::verbose:
             return "application/json;odata=verbose;charset=utf-8";
@@ -54,28 +54,28 @@ std::string content_type(Mode mode, const Node& node) {
     return "application/xml;charset=utf-8";
 }
 
-void write_answer(const Answer& answer, Mode mode, BodySink& sink) {
-    mode == Mode::xml ? write_atom(answer, sink) : write_json(answer, mode, sink);
+void WriteAnswer(const Answer& answer, Mode mode, BodySink& sink) {
+    mode == Mode::xml ? WriteAtom(answer, sink) : WriteJson(answer, mode, sink);
 }
 
-http::Response error_response(const ApiError& error, Mode mode) {
-    auto type = content_type(mode, Node::nothing());
+http::Response ErrorResponse(const ApiError& error, Mode mode) {
+    auto type = ContentType(mode, Node::Nothing());
     if (mode == Mode::xml)
-        return http::make_response(
+        return http::MakeResponse(
             error.status, type,
             "<?xml version=\"1.0\" encoding=\"utf-8\"?><m:error "
             "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\"><m:code>" +
-                html_escape(error.code) + "</m:code><m:message xml:lang=\"en-US\">" +
-                html_escape(error.what()) + "</m:message></m:error>");
+                HtmlEscape(error.code) + "</m:code><m:message xml:lang=\"en-US\">" +
+                HtmlEscape(error.what()) + "</m:message></m:error>");
     bool light = mode == Mode::minimal || mode == Mode::none;
     JsonWriter json;
-    json.object().key(light ? "odata.error" : "error").object();
-    json.member("code", error.code).key("message");
+    json.StartObject().Key(light ? "odata.error" : "error").StartObject();
+    json.Member("code", error.code).Key("message");
     if (light || mode == Mode::verbose)
-        json.object().member("lang", "en-US").member("value", error.what()).end_object();
+        json.StartObject().Member("lang", "en-US").Member("value", error.what()).EndObject();
     else
-        json.value(error.what());
-    return http::make_response(error.status, type, json.end_object().end_object().take());
+        json.Value(error.what());
+    return http::MakeResponse(error.status, type, json.EndObject().EndObject().Take());
 }
 
 }  // namespace devserver::odata

@@ -13,8 +13,8 @@ namespace devserver::odata {
 enum class Mode { verbose, minimal, none, v4_minimal, v4_none, xml };
 
 // By the Accept header; XML where a client asks for XML, for anything or for nothing.
-Mode choose_mode(std::string_view accept);
-std::string content_type(Mode mode, const Node& node);
+Mode ChooseMode(std::string_view accept);
+std::string ContentType(Mode mode, const Node& node);
 
 struct Answer {
     Node node;
@@ -24,11 +24,11 @@ struct Answer {
     int status = 200;
 };
 
-void write_answer(const Answer& answer, Mode mode, BodySink& sink);
-http::Response error_response(const ApiError& error, Mode mode);
+void WriteAnswer(const Answer& answer, Mode mode, BodySink& sink);
+http::Response ErrorResponse(const ApiError& error, Mode mode);
 
 // The writers behind write_answer.
-void write_json(const Answer& answer, Mode mode, BodySink& sink);
-void write_atom(const Answer& answer, BodySink& sink);
+void WriteJson(const Answer& answer, Mode mode, BodySink& sink);
+void WriteAtom(const Answer& answer, BodySink& sink);
 
 }  // namespace devserver::odata

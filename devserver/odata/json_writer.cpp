@@ -18,60 +18,60 @@ public:
           m_sink(sink),
           m_v4(mode == Mode::v4_minimal || mode == Mode::v4_none) {}
 
-    void run() {
+    void Run() {
         if (m_mode == Mode::verbose) {
-            m_json.object().key("d");
-            write_verbose_root();
-            m_json.end_object();
+            m_json.StartObject().Key("d");
+            WriteVerboseRoot();
+            m_json.EndObject();
         } else {
-            write_light_root();
+            WriteLightRoot();
         }
-        m_sink.write(m_json.take());
+        m_sink.Write(m_json.Take());
     }
 
 private:
-    bool has_metadata() const { return m_mode == Mode::minimal || m_mode == Mode::v4_minimal; }
+    bool HasMetadata() const { return m_mode == Mode::minimal || m_mode == Mode::v4_minimal; }
     std::string annotation(std::string_view name) const {
         return (m_v4 ? "@odata." : "odata.") + std::string(name);
     }
 
-    void write_verbose_root() {
+    void WriteVerboseRoot() {
         const auto& node = m_answer.node;
         if (node.kind == Node::Kind::entity || node.kind == Node::Kind::feed)
-            return write_node(node, m_answer.projection);
-        m_json.object().key(m_answer.name);
-        write_node(node, m_answer.projection);
-        m_json.end_object();
+            return WriteNode(node, m_answer.projection);
+        m_json.StartObject().Key(m_answer.name);
+        WriteNode(node, m_answer.projection);
+        m_json.EndObject();
     }
 
-    void write_light_root() {
+    void WriteLightRoot() {
         const auto& node = m_answer.node;
-        if (node.kind == Node::Kind::entity) return write_entity(*node.entity, m_answer.projection, true);
-        m_json.object();
-        if (has_metadata() && node.kind != Node::Kind::nothing)
-            m_json.member(annotation(m_v4 ? "context" : "metadata"),
-                          m_answer.api_url + "$metadata#" + type_of(node));
+        if (node.kind == Node::Kind::entity) return WriteEntity(*node.entity, m_answer.projection, true);
+        m_json.StartObject();
+        if (HasMetadata() && node.kind != Node::Kind::nothing)
+            m_json.Member(annotation(m_v4 ? "context" : "metadata"),
+                          m_answer.api_url + "$metadata#" + TypeOf(node));
         if (node.kind == Node::Kind::nothing ||
             (node.kind == Node::Kind::value && node.value.kind == Value::Kind::null)) {
-            m_json.member(annotation("null"), true);
+            m_json.Member(annotation("null"), true);
         } else if (node.kind == Node::Kind::value && node.value.kind == Value::Kind::complex) {
-            for (const auto& [name, value] : node.value.complex->members) write_member(name, value);
+            for (const auto& [name, value] : node.value.complex->members) WriteMember(name, value);
         } else if (node.kind == Node::Kind::feed) {
-            write_light_feed(*node.feed);
+            WriteLightFeed(*node.feed);
         } else {
-            m_json.key("value");
-            write_node(node, m_answer.projection);
+            m_json.Key("value");
+            WriteNode(node, m_answer.projection);
         }
-        m_json.end_object();
+        m_json.EndObject();
     }
 
-    void write_light_feed(const Feed& feed) {
-        if (!feed.next_link.empty()) m_json.member(annotation("nextLink"), feed.next_link);
-        m_json.key("value");
-        write_rows(feed, m_answer.projection);
+    void WriteLightFeed(const Feed& feed) {
+        if (!feed.next_link.empty()) m_json.Member(annotation("nextLink"), feed.next_link);
+        m_json.Key("value");
+        WriteRows(feed, m_answer.projection);
     }
 
-    static std::string type_of(const Node& node) {
+    static std::string TypeOf(const Node& node) {
         if (node.kind == Node::Kind::feed) return "Collection";
         if (node.kind == Node::Kind::values) return "Collection";
         switch (node.value.kind) {
@@ -96,160 +96,160 @@ private:
         }
     }
 
-    void write_node(const Node& node, const Projection& projection) {
+    void WriteNode(const Node& node, const Projection& projection) {
         switch (node.kind) {
             case Node::Kind::nothing:
-                m_json.null();
+                m_json.Null();
                 break;
             case Node::Kind::value:
-                write_value(node.value);
+                WriteValue(node.value);
                 break;
             case Node::Kind::values:
-                write_complex_rows(node.values);
+                WriteComplexRows(node.values);
                 break;
             case Node::Kind::entity:
-                write_entity(*node.entity, projection, false);
+                WriteEntity(*node.entity, projection, false);
                 break;
             case Node::Kind::feed:
-                write_nested_feed(*node.feed, projection);
+                WriteNestedFeed(*node.feed, projection);
                 break;
         }
     }
 
     // Verbose answers wrap a collection in an object with its type.
-    void begin_collection(const std::string& type) {
+    void BeginCollection(const std::string& type) {
         if (m_mode == Mode::verbose) {
-            m_json.object();
-            write_type(type);
-            m_json.key("results");
+            m_json.StartObject();
+            WriteType(type);
+            m_json.Key("results");
         }
-        m_json.array();
+        m_json.StartArray();
     }
 
-    void end_collection() {
-        m_json.end_array();
-        if (m_mode == Mode::verbose) m_json.end_object();
+    void EndCollection() {
+        m_json.EndArray();
+        if (m_mode == Mode::verbose) m_json.EndObject();
     }
 
-    void write_type(const std::string& type) {
-        m_json.key("__metadata").object().member("type", type).end_object();
+    void WriteType(const std::string& type) {
+        m_json.Key("__metadata").StartObject().Member("type", type).EndObject();
     }
 
-    void write_complex_rows(const std::vector<Complex>& rows) {
-        begin_collection("Collection(" + (rows.empty() ? std::string("Edm.Object") : rows[0].type) + ")");
-        for (const auto& row : rows) write_members(row, false);
-        end_collection();
+    void WriteComplexRows(const std::vector<Complex>& rows) {
+        BeginCollection("Collection(" + (rows.empty() ? std::string("Edm.Object") : rows[0].type) + ")");
+        for (const auto& row : rows) WriteMembers(row, false);
+        EndCollection();
     }
 
-    void write_nested_feed(const Feed& feed, const Projection& projection) {
-        if (m_mode != Mode::verbose) return write_rows(feed, projection);
-        m_json.object().key("results");
-        write_rows(feed, projection);
-        if (!feed.next_link.empty()) m_json.member("__next", feed.next_link);
-        m_json.end_object();
+    void WriteNestedFeed(const Feed& feed, const Projection& projection) {
+        if (m_mode != Mode::verbose) return WriteRows(feed, projection);
+        m_json.StartObject().Key("results");
+        WriteRows(feed, projection);
+        if (!feed.next_link.empty()) m_json.Member("__next", feed.next_link);
+        m_json.EndObject();
     }
 
     // Long listings go out in pieces.
-    void write_rows(const Feed& feed, const Projection& projection) {
-        m_json.array();
+    void WriteRows(const Feed& feed, const Projection& projection) {
+        m_json.StartArray();
         while (true) {
             Entity entity;
             if (!feed.next(entity)) break;
-            write_entity(entity, projection, false);
-            if (m_json.size() > 48 * 1024) m_sink.write(m_json.take());
+            WriteEntity(entity, projection, false);
+            if (m_json.size() > 48 * 1024) m_sink.Write(m_json.Take());
         }
-        m_json.end_array();
+        m_json.EndArray();
     }
 
-    void write_metadata(const Entity& entity, const std::string& uri, bool root) {
+    void WriteMetadata(const Entity& entity, const std::string& uri, bool root) {
         if (m_mode == Mode::verbose) {
-            m_json.key("__metadata").object();
-            if (!entity.id.empty()) m_json.member("id", m_answer.api_url + entity.id).member("uri", uri);
-            if (!entity.etag.empty()) m_json.member("etag", entity.etag);
-            m_json.member("type", entity.type).end_object();
-        } else if (has_metadata()) {
+            m_json.Key("__metadata").StartObject();
+            if (!entity.id.empty()) m_json.Member("id", m_answer.api_url + entity.id).Member("uri", uri);
+            if (!entity.etag.empty()) m_json.Member("etag", entity.etag);
+            m_json.Member("type", entity.type).EndObject();
+        } else if (HasMetadata()) {
             if (root)
-                m_json.member(annotation(m_v4 ? "context" : "metadata"),
+                m_json.Member(annotation(m_v4 ? "context" : "metadata"),
                               m_answer.api_url + "$metadata#" + entity.type + "/@Element");
-            m_json.member(annotation("type"), (m_v4 ? "#" : "") + entity.type);
-            m_json.member(annotation("id"), uri);
-            if (!entity.etag.empty()) m_json.member(annotation("etag"), entity.etag);
-            m_json.member(annotation("editLink"), encode_path(entity.id));
+            m_json.Member(annotation("type"), (m_v4 ? "#" : "") + entity.type);
+            m_json.Member(annotation("id"), uri);
+            if (!entity.etag.empty()) m_json.Member(annotation("etag"), entity.etag);
+            m_json.Member(annotation("editLink"), EncodePath(entity.id));
         }
     }
 
-    void write_entity(const Entity& entity, const Projection& projection, bool root) {
-        auto uri = m_answer.api_url + encode_path(entity.id);
-        m_json.object();
-        write_metadata(entity, uri, root);
+    void WriteEntity(const Entity& entity, const Projection& projection, bool root) {
+        auto uri = m_answer.api_url + EncodePath(entity.id);
+        m_json.StartObject();
+        WriteMetadata(entity, uri, root);
         for (const auto& link : entity.links) {
-            if (const auto* below = projection.expanded(link.name)) {
-                m_json.key(link.name);
-                write_node(entity.resolve(link.name), *below);
+            if (const auto* below = projection.Expanded(link.name)) {
+                m_json.Key(link.name);
+                WriteNode(entity.resolve(link.name), *below);
             } else if (link.on_request && projection.names(link.name)) {
-                m_json.key(link.name);
-                write_node(entity.resolve(link.name), {});
-            } else if (m_mode == Mode::verbose && !link.on_request && projection.selects(link.name)) {
-                m_json.key(link.name).object().key("__deferred").object();
-                m_json.member("uri", uri + "/" + std::string(link.name)).end_object().end_object();
+                m_json.Key(link.name);
+                WriteNode(entity.resolve(link.name), {});
+            } else if (m_mode == Mode::verbose && !link.on_request && projection.Selects(link.name)) {
+                m_json.Key(link.name).StartObject().Key("__deferred").StartObject();
+                m_json.Member("uri", uri + "/" + std::string(link.name)).EndObject().EndObject();
             }
         }
         for (const auto& [name, value] : entity.properties)
-            if (projection.selects(name)) write_member(name, value);
-        m_json.end_object();
+            if (projection.Selects(name)) WriteMember(name, value);
+        m_json.EndObject();
     }
 
-    void write_members(const Complex& complex, bool with_type) {
-        m_json.object();
-        if (with_type && m_mode == Mode::verbose) write_type(complex.type);
-        for (const auto& [name, value] : complex.members) write_member(name, value);
-        m_json.end_object();
+    void WriteMembers(const Complex& complex, bool with_type) {
+        m_json.StartObject();
+        if (with_type && m_mode == Mode::verbose) WriteType(complex.type);
+        for (const auto& [name, value] : complex.members) WriteMember(name, value);
+        m_json.EndObject();
     }
 
-    void write_member(std::string_view name, const Value& value) {
-        m_json.key(name);
-        write_value(value);
+    void WriteMember(std::string_view name, const Value& value) {
+        m_json.Key(name);
+        WriteValue(value);
     }
 
-    void write_value(const Value& value) {
+    void WriteValue(const Value& value) {
         switch (value.kind) {
             case Value::Kind::null:
-                m_json.null();
+                m_json.Null();
                 break;
             case Value::Kind::boolean:
-                m_json.value(value.number != 0);
+                m_json.Value(value.number != 0);
                 break;
             case Value::Kind::int32:
-                m_json.value(value.number);
+                m_json.Value(value.number);
                 break;
             case Value::Kind::int64:
-                m_json.value(std::to_string(value.number));
+                m_json.Value(std::to_string(value.number));
                 break;
             case Value::Kind::real:
-                write_real(value.real);
+                WriteReal(value.real);
                 break;
             case Value::Kind::text:
             case Value::Kind::date:
             case Value::Kind::guid:
-                m_json.value(value.text);
+                m_json.Value(value.text);
                 break;
             case Value::Kind::complex:
-                write_members(*value.complex, true);
+                WriteMembers(*value.complex, true);
                 break;
             case Value::Kind::texts:
-                begin_collection("Collection(Edm.String)");
-                for (const auto& text : value.texts) m_json.value(text);
-                end_collection();
+                BeginCollection("Collection(Edm.String)");
+                for (const auto& text : value.texts) m_json.Value(text);
+                EndCollection();
                 break;
         }
     }
 
     // Whole numbers without a fraction, as real servers write them.
-    void write_real(double value) {
+    void WriteReal(double value) {
         bool whole = std::floor(value) == value && std::fabs(value) < 1e15;
         char text[40];
         std::snprintf(text, sizeof text, whole ? "%.0f" : "%.15g", value);
-        m_json.raw(text);
+        m_json.Raw(text);
     }
 
     const Answer& m_answer;
@@ -261,8 +261,8 @@ private:
 
 }  // namespace
 
-void write_json(const Answer& answer, Mode mode, BodySink& sink) {
-    AnswerWriter(answer, mode, sink).run();
+void WriteJson(const Answer& answer, Mode mode, BodySink& sink) {
+    AnswerWriter(answer, mode, sink).Run();
 }
 
 }  // namespace devserver::odata

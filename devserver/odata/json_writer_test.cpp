@@ -8,7 +8,7 @@ namespace devserver {
 namespace {
 
 struct CollectingSink : BodySink {
-    void write(std::string_view bytes) override {
+    void Write(std::string_view bytes) override {
         text += bytes;
         ++pieces;
     }
@@ -20,7 +20,7 @@ TEST(Json, AnyTextReadsBackAsItWas) {
     std::string text = "quote\" back\\slash / \b\f\n\r\t \xC3\xA9 \xF0\x9F\x98\x80";
     for (char c = 0; c < 0x20; ++c) text += c;
     rapidjson::Document document;
-    document.Parse(JsonWriter().object().member(text, text).end_object().take().c_str());
+    document.Parse(JsonWriter().StartObject().Member(text, text).EndObject().Take().c_str());
     ASSERT_FALSE(document.HasParseError());
     const auto& member = *document.MemberBegin();
     EXPECT_EQ(std::string(member.name.GetString(), member.name.GetStringLength()), text);
@@ -29,8 +29,8 @@ TEST(Json, AnyTextReadsBackAsItWas) {
 
 TEST(Json, NumbersKeepTheirForm) {
     JsonWriter json;
-    json.array().value(-1).value(~std::uint64_t{0}).value(true).raw("1.50").null().end_array();
-    EXPECT_EQ(json.take(), "[-1,18446744073709551615,true,1.50,null]");
+    json.StartArray().Value(-1).Value(~std::uint64_t{0}).Value(true).Raw("1.50").Null().EndArray();
+    EXPECT_EQ(json.Take(), "[-1,18446744073709551615,true,1.50,null]");
 }
 
 TEST(Json, AListingThatGoesOutInPiecesIsOneDocument) {
@@ -41,13 +41,13 @@ TEST(Json, AListingThatGoesOutInPiecesIsOneDocument) {
         feed.next = [left = rows](odata::Entity& entity) mutable {
             entity.type = "T";
             entity.id = "Web/T(" + std::to_string(left) + ")";
-            entity.add("Name", odata::Value::of_text(std::string(40, 'x')));
-            entity.add("Size", odata::Value::of_real(left + 0.5));
+            entity.Add("Name", odata::Value::OfText(std::string(40, 'x')));
+            entity.Add("Size", odata::Value::OfReal(left + 0.5));
             return left-- > 0;
         };
         CollectingSink sink;
-        write_json(
-            {.node = odata::Node::of(feed), .name = "Ts", .projection = {}, .api_url = "http://host/_api/"},
+        WriteJson(
+            {.node = odata::Node::Of(feed), .name = "Ts", .projection = {}, .api_url = "http://host/_api/"},
             mode, sink);
         EXPECT_GT(sink.pieces, 2);
         rapidjson::Document document;

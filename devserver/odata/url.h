@@ -25,7 +25,7 @@ struct Segment {
     bool called = false;  // has parentheses
     std::vector<Argument> arguments;
 
-    bool is(std::string_view wanted) const { return equals_ignoring_case(name, wanted); }
+    bool Is(std::string_view wanted) const { return EqualsIgnoringCase(name, wanted); }
     // The argument of this name, or the one at `position` without a name; null when it isn't given.
     const Literal* argument(std::string_view wanted, std::size_t position = 0) const;
     std::string text(std::string_view wanted, std::size_t position = 0) const;
@@ -33,8 +33,8 @@ struct Segment {
 };
 
 // `raw_path` is undecoded; throws ApiError 400 for what doesn't parse.
-std::vector<Segment> parse_segments(std::string_view raw_path, const QueryParameters& query);
+std::vector<Segment> ParseSegments(std::string_view raw_path, const QueryParameters& query);
 // One literal of an address or an alias.
-Literal parse_literal(std::string_view text, const QueryParameters& query);
+Literal ParseLiteral(std::string_view text, const QueryParameters& query);
 
 }  // namespace devserver::odata

@@ -11,9 +11,9 @@ namespace {
 
 TEST(ApiAddress, QuotedPathsKeepTheirSlashesAndApostrophes) {
     auto segments =
-        parse_segments("web/GetFileByServerRelativePath(decodedurl='/a/it%27%27s%20%23%25.pdf')/$value", {});
+        ParseSegments("web/GetFileByServerRelativePath(decodedurl='/a/it%27%27s%20%23%25.pdf')/$value", {});
     ASSERT_EQ(segments.size(), 3u);
-    EXPECT_TRUE(segments[1].is("getfilebyserverrelativepath"));
+    EXPECT_TRUE(segments[1].Is("getfilebyserverrelativepath"));
     EXPECT_EQ(segments[1].text("DecodedUrl"), "/a/it's #%.pdf");
     EXPECT_EQ(segments[2].name, "$value");
     EXPECT_FALSE(segments[2].called);
@@ -21,18 +21,18 @@ TEST(ApiAddress, QuotedPathsKeepTheirSlashesAndApostrophes) {
 
 TEST(ApiAddress, ArgumentsComeByNameByPositionAndByAlias) {
     QueryParameters query{{"@p1", "'it''s'"}, {"@g", "guid'AB000000-0000-0000-0000-000000000000'"}};
-    auto move = parse_segments("moveto(newurl='/x=1,(y)', flags=1)", {})[0];
+    auto move = ParseSegments("moveto(newurl='/x=1,(y)', flags=1)", {})[0];
     EXPECT_EQ(move.text("newurl"), "/x=1,(y)");
     EXPECT_EQ(move.text("flags"), "1");
-    EXPECT_EQ(parse_segments("moveto('/x',flags=1)", {})[0].text("newurl", 0), "/x");
-    EXPECT_EQ(parse_segments("f(@P1)", query)[0].text("any", 0), "it's");
-    EXPECT_EQ(parse_segments("f(id=@g)", query)[0].text("id"), "ab000000-0000-0000-0000-000000000000");
-    EXPECT_TRUE(parse_segments("Add(overwrite=TRUE)", {})[0].boolean("overwrite", false));
+    EXPECT_EQ(ParseSegments("moveto('/x',flags=1)", {})[0].text("newurl", 0), "/x");
+    EXPECT_EQ(ParseSegments("f(@P1)", query)[0].text("any", 0), "it's");
+    EXPECT_EQ(ParseSegments("f(id=@g)", query)[0].text("id"), "ab000000-0000-0000-0000-000000000000");
+    EXPECT_TRUE(ParseSegments("Add(overwrite=TRUE)", {})[0].boolean("overwrite", false));
 }
 
 TEST(ApiAddress, BrokenOnesAreRefused) {
     for (const char* text : {"f('", "f('a'b')", "f(", "f)", "f('a')x", "f(@none)", "f(a b)"})
-        EXPECT_THROW(parse_segments(text, {}), ApiError) << text;
+        EXPECT_THROW(ParseSegments(text, {}), ApiError) << text;
 }
 
 }  // namespace

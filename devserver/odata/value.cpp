@@ -8,37 +8,37 @@
 namespace devserver::odata {
 namespace {
 // Entities link to each other in circles, so an expansion needs a limit.
-constexpr std::size_t max_depth = 8;
+constexpr std::size_t kMaxDepth = 8;
 }  // namespace
 
-const Value* Entity::find(std::string_view name) const {
+const Value* Entity::Find(std::string_view name) const {
     for (const auto& [key, value] : properties)
-        if (equals_ignoring_case(key, name)) return &value;
+        if (EqualsIgnoringCase(key, name)) return &value;
     return nullptr;
 }
 
-Node Node::of(Value value) {
+Node Node::Of(Value value) {
     Node node;
     node.kind = Kind::value;
     node.value = std::move(value);
     return node;
 }
 
-Node Node::of(Entity entity) {
+Node Node::Of(Entity entity) {
     Node node;
     node.kind = Kind::entity;
     node.entity = std::make_shared<Entity>(std::move(entity));
     return node;
 }
 
-Node Node::of(Feed feed) {
+Node Node::Of(Feed feed) {
     Node node;
     node.kind = Kind::feed;
     node.feed = std::make_shared<Feed>(std::move(feed));
     return node;
 }
 
-Node Node::of(std::vector<Complex> values) {
+Node Node::Of(std::vector<Complex> values) {
     Node node;
     node.kind = Kind::values;
     node.values = std::move(values);
@@ -55,12 +55,12 @@ Projection& Projection::child(std::string_view name, bool expand) {
     return m_branches.back()->below;
 }
 
-Projection Projection::parse(std::string_view select, std::string_view expand) {
+Projection Projection::Parse(std::string_view select, std::string_view expand) {
     Projection root;
     auto each = [](std::string_view list, auto&& use) {
-        for (const auto& piece : split(list, ','))
-            if (auto path = split(to_lower(trim(piece)), '/'); !path[0].empty()) {
-                if (path.size() > max_depth) throw invalid_expression(piece);
+        for (const auto& piece : Split(list, ','))
+            if (auto path = Split(ToLower(Trim(piece)), '/'); !path[0].empty()) {
+                if (path.size() > kMaxDepth) throw InvalidExpression(piece);
                 use(path);
             }
     };
@@ -80,17 +80,17 @@ Projection Projection::parse(std::string_view select, std::string_view expand) {
 }
 
 bool Projection::names(std::string_view name) const {
-    auto key = to_lower(name);
+    auto key = ToLower(name);
     return std::find(m_select.begin(), m_select.end(), key) != m_select.end();
 }
 
-bool Projection::selects(std::string_view name) const {
-    return selects_all() || names(name);
+bool Projection::Selects(std::string_view name) const {
+    return SelectsAll() || names(name);
 }
 
-const Projection* Projection::expanded(std::string_view name) const {
+const Projection* Projection::Expanded(std::string_view name) const {
     for (const auto& branch : m_branches)
-        if (branch->expanded && equals_ignoring_case(branch->name, name)) return &branch->below;
+        if (branch->expanded && EqualsIgnoringCase(branch->name, name)) return &branch->below;
     return nullptr;
 }
 

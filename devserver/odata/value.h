@@ -25,28 +25,28 @@ struct Value {
     std::shared_ptr<Complex> complex;
 
     static Value null() { return {}; }
-    static Value boolean(bool value) { return make(Kind::boolean, {}, value ? 1 : 0); }
-    static Value int32(std::int64_t value) { return make(Kind::int32, {}, value); }
-    static Value int64(std::int64_t value) { return make(Kind::int64, {}, value); }  // a string in JSON
-    static Value of_real(double value) {
+    static Value boolean(bool value) { return Make(Kind::boolean, {}, value ? 1 : 0); }
+    static Value Int32(std::int64_t value) { return Make(Kind::int32, {}, value); }
+    static Value Int64(std::int64_t value) { return Make(Kind::int64, {}, value); }  // a string in JSON
+    static Value OfReal(double value) {
         Value result;
         result.kind = Kind::real;
         result.real = value;
         return result;
     }
-    static Value of_text(std::string value) { return make(Kind::text, std::move(value), 0); }
-    static Value date(std::string value) { return make(Kind::date, std::move(value), 0); }
-    static Value guid(std::string value) { return make(Kind::guid, std::move(value), 0); }
-    static Value of_texts(std::vector<std::string> values) {
+    static Value OfText(std::string value) { return Make(Kind::text, std::move(value), 0); }
+    static Value date(std::string value) { return Make(Kind::date, std::move(value), 0); }
+    static Value guid(std::string value) { return Make(Kind::guid, std::move(value), 0); }
+    static Value OfTexts(std::vector<std::string> values) {
         Value result;
         result.kind = Kind::texts;
         result.texts = std::move(values);
         return result;
     }
-    static Value of_complex(Complex value);
+    static Value OfComplex(Complex value);
 
 private:
-    static Value make(Kind kind, std::string text, std::int64_t number) {
+    static Value Make(Kind kind, std::string text, std::int64_t number) {
         Value result;
         result.kind = kind;
         result.text = std::move(text);
@@ -63,7 +63,7 @@ struct Complex {
     Properties members;
 };
 
-inline Value Value::of_complex(Complex value) {
+inline Value Value::OfComplex(Complex value) {
     Value result;
     result.kind = Kind::complex;
     result.complex = std::make_shared<Complex>(std::move(value));
@@ -88,8 +88,8 @@ struct Entity {
     std::span<const Link> links;
     std::function<Node(std::string_view)> resolve;
 
-    void add(std::string name, Value value) { properties.emplace_back(std::move(name), std::move(value)); }
-    const Value* find(std::string_view name) const;
+    void Add(std::string name, Value value) { properties.emplace_back(std::move(name), std::move(value)); }
+    const Value* Find(std::string_view name) const;
 };
 
 // Entities one after the other; `next` returns false at the end.
@@ -106,24 +106,24 @@ struct Node {
     std::shared_ptr<Entity> entity;
     std::shared_ptr<Feed> feed;
 
-    static Node nothing() { return {}; }
-    static Node of(Value value);
-    static Node of(Entity entity);
-    static Node of(Feed feed);
-    static Node of(std::vector<Complex> values);
+    static Node Nothing() { return {}; }
+    static Node Of(Value value);
+    static Node Of(Entity entity);
+    static Node Of(Feed feed);
+    static Node Of(std::vector<Complex> values);
 };
 
 // What $select and $expand ask for, as a tree; names are kept in lower case.
 class Projection {
 public:
-    static Projection parse(std::string_view select, std::string_view expand);
-    bool selects(std::string_view name) const;
+    static Projection Parse(std::string_view select, std::string_view expand);
+    bool Selects(std::string_view name) const;
     // Whether $select leaves nothing out.
-    bool selects_all() const { return m_select.empty() || m_star; }
+    bool SelectsAll() const { return m_select.empty() || m_star; }
     bool names(std::string_view name) const;
     // The part below an expanded name; null when it isn't expanded.
-    const Projection* expanded(std::string_view name) const;
-    const std::vector<std::string>& selected() const { return m_select; }
+    const Projection* Expanded(std::string_view name) const;
+    const std::vector<std::string>& Selected() const { return m_select; }
 
 private:
     Projection& child(std::string_view name, bool expand);

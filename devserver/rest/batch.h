@@ -7,7 +7,7 @@
 
 namespace devserver::rest {
 
-http::Response answer_batch(http::Request& request,
-                            const std::function<http::Response(http::Request&)>& serve);
+http::Response AnswerBatch(http::Request& request,
+                           const std::function<http::Response(http::Request&)>& serve);
 
 }  // namespace devserver::rest

@@ -7,19 +7,19 @@
 
 namespace devserver::rest {
 
-void Context::require_edit() const {
-    if (user.rights != Rights::edit) throw odata::access_denied();
+void Context::RequireEdit() const {
+    if (user.rights != Rights::edit) throw odata::AccessDenied();
 }
 
-void Context::require_match(const std::string& etag) const {
+void Context::RequireMatch(const std::string& etag) const {
     auto wanted = request.headers.get("If-Match");
-    if (!wanted.empty() && wanted != "*" && wanted != etag) throw odata::etag_mismatch(wanted, etag);
+    if (!wanted.empty() && wanted != "*" && wanted != etag) throw odata::EtagMismatch(wanted, etag);
 }
 
-rapidjson::Document Context::json_body() const {
-    auto text = http::read_text(request);
+rapidjson::Document Context::JsonBody() const {
+    auto text = http::ReadText(request);
     rapidjson::Document document;
-    if (trim(text).empty()) {
+    if (Trim(text).empty()) {
         document.SetObject();
         return document;
     }
@@ -44,46 +44,46 @@ Outcome Outcome::raw(http::Response response) {
     return outcome;
 }
 
-ApiError Resource::not_supported() {
+ApiError Resource::NotSupported() {
     return {405, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
             "The HTTP method isn't supported for this resource."};
 }
 
-ResourcePtr Resource::by_key(Context& context, const Segment& segment,
-                             std::initializer_list<std::string_view> methods) {
-    bool known = std::ranges::any_of(methods, [&](std::string_view method) { return segment.is(method); });
+ResourcePtr Resource::ByKey(Context& context, const Segment& segment,
+                            std::initializer_list<std::string_view> methods) {
+    bool known = std::ranges::any_of(methods, [&](std::string_view method) { return segment.Is(method); });
     return known && !segment.arguments.empty() ? key(context, segment.arguments[0].value) : nullptr;
 }
 
-Outcome recycle(Context& context, const Item& item) {
-    return Outcome::of(Node::of(Value::guid(context.store.recycle(item.id, context.user))), "Recycle");
+Outcome Recycle(Context& context, const Item& item) {
+    return Outcome::Of(Node::Of(Value::guid(context.store.Recycle(item.id, context.user))), "Recycle");
 }
 
-std::string free_path(Store& store, const std::string& path) {
+std::string FreePath(Store& store, const std::string& path) {
     auto dot = path.rfind('.');
     if (dot == std::string::npos || dot < path.rfind('/')) dot = path.size();
     auto candidate = path;
-    for (int number = 1; store.find(candidate); ++number)
+    for (int number = 1; store.Find(candidate); ++number)
         candidate = path.substr(0, dot) + std::to_string(number) + path.substr(dot);
     return candidate;
 }
 
-std::string server_relative(const Context& context, std::string path) {
-    if (starts_with_ignoring_case(path, context.server_url + "/"))
-        path = percent_decode(path.substr(context.server_url.size()));
+std::string ServerRelative(const Context& context, std::string path) {
+    if (StartsWithIgnoringCase(path, context.server_url + "/"))
+        path = PercentDecode(path.substr(context.server_url.size()));
     if (path.empty() || path[0] != '/')
         path = (context.web.path.empty() ? "" : "/" + context.web.path) + "/" + path;
     return path;
 }
 
-Value effective_permissions(const User& user) {
+Value EffectivePermissions(const User& user) {
     Complex mask{"SP.BasePermissions", {}};
     const char* high = user.rights == Rights::edit ? "432" : user.rights == Rights::read ? "176" : "0";
     const char* low = user.rights == Rights::edit   ? "1011030767"
                       : user.rights == Rights::read ? "138612833"
                                                     : "0";
-    mask.members = {{"High", Value::of_text(high)}, {"Low", Value::of_text(low)}};
-    return Value::of_complex(std::move(mask));
+    mask.members = {{"High", Value::OfText(high)}, {"Low", Value::OfText(low)}};
+    return Value::OfComplex(std::move(mask));
 }
 
 }  // namespace devserver::rest

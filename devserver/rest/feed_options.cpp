@@ -10,34 +10,34 @@ namespace devserver::rest {
 namespace {
 
 // Sortable text of a value; numbers are padded.
-std::string sort_key(const Entity& entity, const std::string& name) {
-    auto value = property_of(entity, name);
+std::string SortKey(const Entity& entity, const std::string& name) {
+    auto value = PropertyOf(entity, name);
     bool numeric = value.kind == Value::Kind::int32 || value.kind == Value::Kind::int64;
-    if (!numeric) return to_lower(value.text);
+    if (!numeric) return ToLower(value.text);
     auto digits = std::to_string(value.number);
     return std::string(24 - std::min<std::size_t>(24, digits.size()), '0') + digits;
 }
 
-Feed ordered(Feed feed, const std::string& order) {
-    auto words = split(trim(split(order, ',')[0]), ' ');
-    bool descending = words.size() > 1 && equals_ignoring_case(words.back(), "desc");
+Feed Ordered(Feed feed, const std::string& order) {
+    auto words = Split(Trim(Split(order, ',')[0]), ' ');
+    bool descending = words.size() > 1 && EqualsIgnoringCase(words.back(), "desc");
     std::vector<std::pair<std::string, Entity>> rows;
     for (Entity entity; feed.next(entity); entity = {}) {
-        auto key = sort_key(entity, words[0]);
+        auto key = SortKey(entity, words[0]);
         rows.emplace_back(std::move(key), std::move(entity));
     }
     std::stable_sort(rows.begin(), rows.end(), [descending](const auto& a, const auto& b) {
         return descending ? b.first < a.first : a.first < b.first;
     });
-    return feed_of(std::move(rows), [](const auto& row) { return row.second; });
+    return FeedOf(std::move(rows), [](const auto& row) { return row.second; });
 }
 
 }  // namespace
 
-Feed apply_feed_options(const Context& context, Feed feed) {
+Feed ApplyFeedOptions(const Context& context, Feed feed) {
     const auto& query = context.request.query;
-    if (has_query(query, "$filter")) {
-        auto test = parse_filter(query_value(query, "$filter"));
+    if (HasQuery(query, "$filter")) {
+        auto test = ParseFilter(QueryValue(query, "$filter"));
         feed.next = [next = feed.next, test](Entity& entity) {
             while (next(entity)) {
                 if (test(entity)) return true;
@@ -46,9 +46,9 @@ Feed apply_feed_options(const Context& context, Feed feed) {
             return false;
         };
     }
-    if (has_query(query, "$orderby")) feed = ordered(std::move(feed), query_value(query, "$orderby"));
-    auto skip = std::make_shared<std::int64_t>(parse_integer(query_value(query, "$skip")).value_or(0));
-    auto left = std::make_shared<std::int64_t>(parse_integer(query_value(query, "$top")).value_or(INT64_MAX));
+    if (HasQuery(query, "$orderby")) feed = Ordered(std::move(feed), QueryValue(query, "$orderby"));
+    auto skip = std::make_shared<std::int64_t>(ParseInteger(QueryValue(query, "$skip")).value_or(0));
+    auto left = std::make_shared<std::int64_t>(ParseInteger(QueryValue(query, "$top")).value_or(INT64_MAX));
     feed.next = [next = feed.next, skip, left](Entity& entity) {
         for (; *skip > 0; --*skip) {
             Entity skipped;

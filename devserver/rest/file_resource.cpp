@@ -7,7 +7,7 @@
 namespace devserver::rest {
 namespace {
 
-constexpr Link file_links[] = {{"Author"},
+constexpr Link kFileLinks[] = {{"Author"},
                                {"CheckedOutByUser"},
                                {"EffectiveInformationRightsManagementSettings"},
                                {"InformationRightsManagementSettings"},
@@ -23,29 +23,29 @@ constexpr Link file_links[] = {{"Author"},
                                {"ServerRelativePath", true},
                                {"VroomDriveID", true}};
 
-std::string content_tag_of(const Item& item) {
-    return "{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "," +
+std::string ContentTagOf(const Item& item) {
+    return "{" + ToUpper(item.guid) + "}," + std::to_string(item.etag) + "," +
            std::to_string(item.content_tag);
 }
 
 // The property bag, with names as they may stand in an address.
-Entity properties_entity(const Item& item, const std::string& id) {
+Entity PropertiesEntity(const Item& item, const std::string& id) {
     Entity entity;
     entity.type = "SP.PropertyValues";
     entity.id = id;
-    auto stamp = iso_time(item.created);
+    auto stamp = IsoTime(item.created);
     auto text = [&](const char* name, std::string value) {
-        entity.add("vti_x005f_" + std::string(name), Value::of_text(std::move(value)));
+        entity.Add("vti_x005f_" + std::string(name), Value::OfText(std::move(value)));
     };
     auto number = [&](const char* name, std::int64_t value) {
-        entity.add("vti_x005f_" + std::string(name), Value::int32(value));
+        entity.Add("vti_x005f_" + std::string(name), Value::Int32(value));
     };
-    text("etag", etag_of(item));
-    text("rtag", resource_tag_of(item));
-    text("contenttag", content_tag_of(item));
-    text("winfileattribs", item.win32_attributes());
+    text("etag", EtagOf(item));
+    text("rtag", ResourceTagOf(item));
+    text("contenttag", ContentTagOf(item));
+    text("winfileattribs", item.Win32Attributes());
     text("timecreated", stamp.substr(0, stamp.size() - 1));
-    auto written = iso_time(item.modified);
+    auto written = IsoTime(item.modified);
     text("timelastwritten", written.substr(0, written.size() - 1));
     text("canmaybeedit", "true");
     text("parserversion", "16.0.0.25318");
@@ -53,7 +53,7 @@ Entity properties_entity(const Item& item, const std::string& id) {
         number("filesize", item.size);
         number("level", item.level);
         number("docstoreversion", item.etag);
-        text("sourcecontrolversion", "V" + item.version_label());
+        text("sourcecontrolversion", "V" + item.VersionLabel());
         text("sourcecontrolcookie", "fp_internal");
     } else {
         number("folderitemcount", item.child_count);
@@ -63,117 +63,114 @@ Entity properties_entity(const Item& item, const std::string& id) {
     return entity;
 }
 
-Node resolve_file_link(const Context& context, const std::shared_ptr<const Item>& item,
-                       std::string_view name) {
-    auto id = file_id(*item) + "/" + std::string(name);
-    if (name == "Author") return user_node(context, item->author, id);
-    if (name == "ModifiedBy") return user_node(context, item->editor, id);
-    if (name == "CheckedOutByUser") return user_node(context, item->checked_out_by, id);
-    if (name == "ListItemAllFields") return Node::of(list_item_entity(context, item));
-    if (name == "Properties") return Node::of(properties_entity(*item, id));
-    if (name == "Versions") return Node::of(versions_feed(context, *item));
-    if (name == "VersionEvents") return Node::of(feed_of(std::vector<int>{}, [](int) { return Entity{}; }));
+Node ResolveFileLink(const Context& context, const std::shared_ptr<const Item>& item, std::string_view name) {
+    auto id = FileId(*item) + "/" + std::string(name);
+    if (name == "Author") return UserNode(context, item->author, id);
+    if (name == "ModifiedBy") return UserNode(context, item->editor, id);
+    if (name == "CheckedOutByUser") return UserNode(context, item->checked_out_by, id);
+    if (name == "ListItemAllFields") return Node::Of(ListItemEntity(context, item));
+    if (name == "Properties") return Node::Of(PropertiesEntity(*item, id));
+    if (name == "Versions") return Node::Of(VersionsFeed(context, *item));
+    if (name == "VersionEvents") return Node::Of(FeedOf(std::vector<int>{}, [](int) { return Entity{}; }));
     if (name == "ServerRelativePath")
-        return Node::of(Value::of_complex({"SP.ResourcePath", {{"DecodedUrl", Value::of_text(item->path)}}}));
+        return Node::Of(Value::OfComplex({"SP.ResourcePath", {{"DecodedUrl", Value::OfText(item->path)}}}));
     if (name == "ListId") {
         auto library = context.store.library(item->library);
-        return library ? Node::of(Value::guid(library->guid)) : Node::nothing();
+        return library ? Node::Of(Value::guid(library->guid)) : Node::Nothing();
     }
-    if (name == "WebId" || name == "SiteId") return Node::of(Value::guid(context.web.guid));
-    return Node::nothing();
+    if (name == "WebId" || name == "SiteId") return Node::Of(Value::guid(context.web.guid));
+    return Node::Nothing();
 }
 
 }  // namespace
 
-std::string file_id(const Item& item) {
-    return "Web/GetFileByServerRelativePath(decodedurl='" + replace_all(item.path, "'", "''") + "')";
+std::string FileId(const Item& item) {
+    return "Web/GetFileByServerRelativePath(decodedurl='" + ReplaceAll(item.path, "'", "''") + "')";
 }
 
-Node properties_node(const Item& item, const std::string& id) {
-    return Node::of(properties_entity(item, id));
+Node PropertiesNode(const Item& item, const std::string& id) {
+    return Node::Of(PropertiesEntity(item, id));
 }
 
-Entity file_entity(const Context& context, std::shared_ptr<const Item> item) {
+Entity FileEntity(const Context& context, std::shared_ptr<const Item> item) {
     Entity entity;
-    auto flat = replace_all(item->guid, "-", "");
+    auto flat = ReplaceAll(item->guid, "-", "");
     entity.type = "SP.File";
-    entity.id = file_id(*item);
-    entity.links = file_links;
-    entity.resolve = [context, item](std::string_view name) {
-        return resolve_file_link(context, item, name);
-    };
+    entity.id = FileId(*item);
+    entity.links = kFileLinks;
+    entity.resolve = [context, item](std::string_view name) { return ResolveFileLink(context, item, name); };
     entity.properties.reserve(22);
-    entity.add("CheckInComment", Value::of_text(item->comment));
-    entity.add("CheckOutType", Value::int32(item->checked_out_by != 0 ? 0 : 2));
-    entity.add("ContentTag", Value::of_text(content_tag_of(*item)));
-    entity.add("CustomizedPageStatus", Value::int32(0));
-    entity.add("ETag", Value::of_text(etag_of(*item)));
-    entity.add("Exists", Value::boolean(true));
-    entity.add("ExistsAllowThrowForPolicyFailures", Value::boolean(true));
-    entity.add("IrmEnabled", Value::boolean(false));
-    entity.add("Length", Value::int64(item->size));
-    entity.add("Level", Value::int32(item->level));
-    entity.add("LinkingUri", Value::of_text(context.server_url + encode_path(item->path) + "?d=w" + flat));
-    entity.add("LinkingUrl", Value::of_text(context.server_url + item->path + "?d=w" + flat));
-    entity.add("MajorVersion", Value::int32(item->major()));
-    entity.add("MinorVersion", Value::int32(item->minor()));
-    entity.add("Name", Value::of_text(item->name));
-    entity.add("ServerRelativeUrl", Value::of_text(item->path));
-    entity.add("TimeCreated", Value::date(iso_time(item->created)));
-    entity.add("TimeLastModified", Value::date(iso_time(item->modified)));
-    entity.add("Title", Value::of_text(""));
-    entity.add("UIVersion", Value::int32(item->ui_version));
-    entity.add("UIVersionLabel", Value::of_text(item->version_label()));
-    entity.add("UniqueId", Value::guid(item->guid));
+    entity.Add("CheckInComment", Value::OfText(item->comment));
+    entity.Add("CheckOutType", Value::Int32(item->checked_out_by != 0 ? 0 : 2));
+    entity.Add("ContentTag", Value::OfText(ContentTagOf(*item)));
+    entity.Add("CustomizedPageStatus", Value::Int32(0));
+    entity.Add("ETag", Value::OfText(EtagOf(*item)));
+    entity.Add("Exists", Value::boolean(true));
+    entity.Add("ExistsAllowThrowForPolicyFailures", Value::boolean(true));
+    entity.Add("IrmEnabled", Value::boolean(false));
+    entity.Add("Length", Value::Int64(item->size));
+    entity.Add("Level", Value::Int32(item->level));
+    entity.Add("LinkingUri", Value::OfText(context.server_url + EncodePath(item->path) + "?d=w" + flat));
+    entity.Add("LinkingUrl", Value::OfText(context.server_url + item->path + "?d=w" + flat));
+    entity.Add("MajorVersion", Value::Int32(item->major()));
+    entity.Add("MinorVersion", Value::Int32(item->minor()));
+    entity.Add("Name", Value::OfText(item->name));
+    entity.Add("ServerRelativeUrl", Value::OfText(item->path));
+    entity.Add("TimeCreated", Value::date(IsoTime(item->created)));
+    entity.Add("TimeLastModified", Value::date(IsoTime(item->modified)));
+    entity.Add("Title", Value::OfText(""));
+    entity.Add("UIVersion", Value::Int32(item->ui_version));
+    entity.Add("UIVersionLabel", Value::OfText(item->VersionLabel()));
+    entity.Add("UniqueId", Value::guid(item->guid));
     return entity;
 }
 
-http::Response content_response(const Context& context, const std::string& blob) {
+http::Response ContentResponse(const Context& context, const std::string& blob) {
     http::Response response;
-    response.file = context.store.blobs().open(blob);
+    response.file = context.store.blobs().Open(blob);
     if (!response.file) throw std::runtime_error("a document's content is missing");
     response.file_length = response.file->size();
-    response.headers.set("Content-Type", "application/octet-stream");
-    response.headers.set("Accept-Ranges", "bytes");
-    http::apply_range(context.request, response);
+    response.headers.Set("Content-Type", "application/octet-stream");
+    response.headers.Set("Accept-Ranges", "bytes");
+    http::ApplyRange(context.request, response);
     return response;
 }
 
-const Item& FileResource::require(Context& context) const {
+const Item& FileResource::Require(Context& context) const {
     if (m_item && !m_item->folder) return *m_item;
     // Real servers look for the list item first, so that a missing file gives another error there.
-    if (context.projection.names("listitemallfields") || context.projection.expanded("listitemallfields"))
-        throw odata::no_list_item();
-    throw odata::file_does_not_exist(m_path);
+    if (context.projection.names("listitemallfields") || context.projection.Expanded("listitemallfields"))
+        throw odata::NoListItem();
+    throw odata::FileDoesNotExist(m_path);
 }
 
-Outcome FileResource::answer(Context& context, const Item& item) const {
-    return Outcome::of(Node::of(file_entity(context, std::make_shared<Item>(item))), "File");
+Outcome FileResource::Answer(Context& context, const Item& item) const {
+    return Outcome::Of(Node::Of(FileEntity(context, std::make_shared<Item>(item))), "File");
 }
 
 Outcome FileResource::get(Context& context) {
-    return answer(context, require(context));
+    return Answer(context, Require(context));
 }
 
-Outcome FileResource::remove(Context& context) {
-    context.require_edit();
-    const auto& item = require(context);
-    context.require_match(etag_of(item));
-    context.store.remove(item.id, context.user);
+Outcome FileResource::Remove(Context& context) {
+    context.RequireEdit();
+    const auto& item = Require(context);
+    context.RequireMatch(EtagOf(item));
+    context.store.Remove(item.id, context.user);
     return Outcome::empty();
 }
 
-Outcome FileResource::write_content(Context& context) {
-    context.require_edit();
-    const auto& item = require(context);
-    context.require_match(etag_of(item));
-    context.store.require_writable(item, context.user);
-    auto content = context.store.blobs().create();
-    content->write_all(*context.request.body);
-    auto written = context.store.write(item.id, std::move(content), context.user);
+Outcome FileResource::WriteContent(Context& context) {
+    context.RequireEdit();
+    const auto& item = Require(context);
+    context.RequireMatch(EtagOf(item));
+    context.store.RequireWritable(item, context.user);
+    auto content = context.store.blobs().Create();
+    content->WriteAll(*context.request.body);
+    auto written = context.store.Write(item.id, std::move(content), context.user);
     http::Response response;
     response.status = 204;
-    response.headers.set("ETag", etag_of(written));
+    response.headers.Set("ETag", EtagOf(written));
     return Outcome::raw(std::move(response));
 }
 
@@ -184,12 +181,12 @@ class FileContentResource : public Resource {
 public:
     explicit FileContentResource(FileResource file) : m_file(std::move(file)) {}
     Outcome get(Context& context) override {
-        const auto& item = m_file.require(context);
-        auto response = content_response(context, item.blob);
-        response.headers.set("ETag", etag_of(item));
+        const auto& item = m_file.Require(context);
+        auto response = ContentResponse(context, item.blob);
+        response.headers.Set("ETag", EtagOf(item));
         return Outcome::raw(std::move(response));
     }
-    Outcome put(Context& context) override { return m_file.write_content(context); }
+    Outcome put(Context& context) override { return m_file.WriteContent(context); }
 
 private:
     FileResource m_file;
@@ -198,7 +195,7 @@ private:
 class NodeResource : public Resource {
 public:
     NodeResource(Node node, std::string name) : m_node(std::move(node)), m_name(std::move(name)) {}
-    Outcome get(Context&) override { return Outcome::of(m_node, m_name); }
+    Outcome get(Context&) override { return Outcome::Of(m_node, m_name); }
 
 private:
     Node m_node;
@@ -207,41 +204,41 @@ private:
 
 }  // namespace
 
-ResourcePtr make_node(Node node, std::string name) {
+ResourcePtr MakeNode(Node node, std::string name) {
     return std::make_unique<NodeResource>(std::move(node), std::move(name));
 }
 
 ResourcePtr FileResource::child(Context& context, const Segment& segment) {
-    if (segment.is("$value") || segment.is("OpenBinaryStream") || segment.is("OpenBinaryStreamWithOptions"))
+    if (segment.Is("$value") || segment.Is("OpenBinaryStream") || segment.Is("OpenBinaryStreamWithOptions"))
         return std::make_unique<FileContentResource>(*this);
-    if (segment.is("ListItemAllFields") || segment.is("GetListItem")) {
-        if (!m_item || m_item->folder || m_item->library == 0) throw odata::no_list_item();
-        return make_list_item(*m_item);
+    if (segment.Is("ListItemAllFields") || segment.Is("GetListItem")) {
+        if (!m_item || m_item->folder || m_item->library == 0) throw odata::NoListItem();
+        return MakeListItem(*m_item);
     }
-    if (segment.is("Versions")) return make_versions(require(context));
-    if (segment.is("Author") || segment.is("ModifiedBy") || segment.is("CheckedOutByUser") ||
-        segment.is("LockedByUser") || segment.is("Properties") || segment.is("ServerRelativePath") ||
-        segment.is("VersionEvents") || segment.is("ListId")) {
-        auto item = std::make_shared<Item>(require(context));
-        for (const auto& link : file_links)
-            if (segment.is(link.name))
-                return make_node(resolve_file_link(context, item, link.name), std::string(link.name));
+    if (segment.Is("Versions")) return MakeVersions(Require(context));
+    if (segment.Is("Author") || segment.Is("ModifiedBy") || segment.Is("CheckedOutByUser") ||
+        segment.Is("LockedByUser") || segment.Is("Properties") || segment.Is("ServerRelativePath") ||
+        segment.Is("VersionEvents") || segment.Is("ListId")) {
+        auto item = std::make_shared<Item>(Require(context));
+        for (const auto& link : kFileLinks)
+            if (segment.Is(link.name))
+                return MakeNode(ResolveFileLink(context, item, link.name), std::string(link.name));
     }
     return nullptr;
 }
 
 std::optional<Outcome> FileResource::operation(Context& context, const Segment& segment) {
-    if (!context.is_post()) return std::nullopt;
+    if (!context.IsPost()) return std::nullopt;
     if (auto outcome = workflow(context, segment)) return outcome;
     if (auto outcome = placement(context, segment)) return outcome;
-    return upload_operation(context, segment, [&]() -> const Item& { return require(context); });
+    return UploadOperation(context, segment, [&]() -> const Item& { return Require(context); });
 }
 
 std::optional<Outcome> FileResource::workflow(Context& context, const Segment& segment) {
     auto& store = context.store;
     auto change = [&]() -> Id {
-        context.require_edit();
-        return require(context).id;
+        context.RequireEdit();
+        return Require(context).id;
     };
     auto comment = [&](const rapidjson::Document& body) {
         if (segment.argument("comment", 0)) return segment.text("comment", 0);
@@ -249,74 +246,74 @@ std::optional<Outcome> FileResource::workflow(Context& context, const Segment& s
         return member != body.MemberEnd() && member->value.IsString() ? std::string(member->value.GetString())
                                                                       : std::string();
     };
-    if (segment.is("CheckOut")) {
-        store.check_out(change(), context.user);
+    if (segment.Is("CheckOut")) {
+        store.CheckOut(change(), context.user);
         return Outcome::done("CheckOut");
     }
-    if (segment.is("UndoCheckOut")) {
-        store.undo_check_out(change(), context.user);
+    if (segment.Is("UndoCheckOut")) {
+        store.UndoCheckOut(change(), context.user);
         return Outcome::done("UndoCheckOut");
     }
-    if (segment.is("CheckIn")) {
-        auto body = context.json_body();
+    if (segment.Is("CheckIn")) {
+        auto body = context.JsonBody();
         std::int64_t type = 0;
         auto member = body.FindMember("checkInType");
         if (member == body.MemberEnd()) member = body.FindMember("checkintype");
         if (member != body.MemberEnd() && member->value.IsInt()) type = member->value.GetInt();
         if (const auto* given = segment.argument("checkintype", 1))
-            type = parse_integer(given->text).value_or(-1);
+            type = ParseInteger(given->text).value_or(-1);
         if (type < 0 || type > 2)
-            throw odata::invalid_argument("Value does not fall within the expected range.");
-        store.check_in(change(), comment(body), static_cast<CheckInType>(type), context.user);
+            throw odata::InvalidArgument("Value does not fall within the expected range.");
+        store.CheckIn(change(), comment(body), static_cast<CheckInType>(type), context.user);
         return Outcome::done("CheckIn");
     }
-    if (segment.is("Publish")) {
-        store.publish(change(), comment(context.json_body()), context.user);
+    if (segment.Is("Publish")) {
+        store.Publish(change(), comment(context.JsonBody()), context.user);
         return Outcome::done("Publish");
     }
-    if (segment.is("UnPublish")) {
-        store.unpublish(change(), comment(context.json_body()), context.user);
+    if (segment.Is("UnPublish")) {
+        store.Unpublish(change(), comment(context.JsonBody()), context.user);
         return Outcome::done("UnPublish");
     }
-    if (segment.is("Approve") || segment.is("Deny"))
+    if (segment.Is("Approve") || segment.Is("Deny"))
         throw ApiError(500, "-2147024891, Microsoft.SharePoint.SPException",
                        "Approval isn't enabled for this library.");
     return std::nullopt;
 }
 
 std::optional<Outcome> FileResource::placement(Context& context, const Segment& segment) {
-    bool moves = segment.is("MoveTo") || segment.is("MoveToUsingPath");
-    bool copies = segment.is("CopyTo") || segment.is("CopyToUsingPath");
+    bool moves = segment.Is("MoveTo") || segment.Is("MoveToUsingPath");
+    bool copies = segment.Is("CopyTo") || segment.Is("CopyToUsingPath");
     if (moves || copies) {
-        context.require_edit();
-        const auto& item = require(context);
+        context.RequireEdit();
+        const auto& item = Require(context);
         std::string target;
         for (const auto& argument : segment.arguments)
             if (argument.value.kind == odata::Literal::Kind::text) {
                 target = argument.value.text;
                 break;
             }
-        target = server_relative(context, target);
+        target = ServerRelative(context, target);
         if (moves) {
-            auto flags = parse_integer(segment.text("flags", 1)).value_or(0);
-            if (flags == 0) flags = parse_integer(segment.text("moveOperations", 1)).value_or(0);
-            context.store.move(item.id, target, (flags & 1) != 0, context.user);
+            auto flags = ParseInteger(segment.text("flags", 1)).value_or(0);
+            if (flags == 0) flags = ParseInteger(segment.text("moveOperations", 1)).value_or(0);
+            context.store.Move(item.id, target, (flags & 1) != 0, context.user);
         } else {
             bool overwrite = segment.boolean("boverwrite", segment.boolean("overwrite", false, 1), 1);
-            context.store.copy(item.id, target, overwrite, context.user);
+            context.store.Copy(item.id, target, overwrite, context.user);
         }
         return Outcome::done(moves ? "MoveTo" : "CopyTo");
     }
-    if (segment.is("Recycle")) {
-        context.require_edit();
-        return recycle(context, require(context));
+    if (segment.Is("Recycle")) {
+        context.RequireEdit();
+        return Recycle(context, Require(context));
     }
-    if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
-    if (segment.is("SaveBinaryStream")) return write_content(context);
+    if (segment.Is("DeleteObject") || segment.Is("DeleteWithParameters")) return Remove(context);
+    if (segment.Is("SaveBinaryStream")) return WriteContent(context);
     return std::nullopt;
 }
 
-ResourcePtr make_file(std::string path, std::optional<Item> item) {
+ResourcePtr MakeFile(std::string path, std::optional<Item> item) {
     return std::make_unique<FileResource>(std::move(path), std::move(item));
 }
 

@@ -12,13 +12,13 @@ public:
     ResourcePtr child(Context& context, const Segment& segment) override;
     std::optional<Outcome> operation(Context& context, const Segment& segment) override;
     Outcome get(Context& context) override;
-    Outcome remove(Context& context) override;
-    Outcome write_content(Context& context);
+    Outcome Remove(Context& context) override;
+    Outcome WriteContent(Context& context);
     // The document; throws the error for a missing one.
-    const Item& require(Context& context) const;
+    const Item& Require(Context& context) const;
 
 private:
-    Outcome answer(Context& context, const Item& item) const;
+    Outcome Answer(Context& context, const Item& item) const;
     std::optional<Outcome> workflow(Context& context, const Segment& segment);
     std::optional<Outcome> placement(Context& context, const Segment& segment);
 
@@ -27,10 +27,10 @@ private:
 };
 
 // A resource that answers with a finished node.
-ResourcePtr make_node(Node node, std::string name);
+ResourcePtr MakeNode(Node node, std::string name);
 // The address of a document below its web's _api/.
-std::string file_id(const Item& item);
-Node properties_node(const Item& item, const std::string& id);
-http::Response content_response(const Context& context, const std::string& blob);
+std::string FileId(const Item& item);
+Node PropertiesNode(const Item& item, const std::string& id);
+http::Response ContentResponse(const Context& context, const std::string& blob);
 
 }  // namespace devserver::rest

@@ -6,7 +6,7 @@
 namespace devserver::rest {
 namespace {
 
-constexpr Link folder_links[] = {{"Files", false, true},
+constexpr Link kFolderLinks[] = {{"Files", false, true},
                                  {"ListItemAllFields"},
                                  {"ParentFolder"},
                                  {"Properties"},
@@ -14,28 +14,27 @@ constexpr Link folder_links[] = {{"Files", false, true},
                                  {"Folders", false, true},
                                  {"ServerRelativePath", true}};
 
-std::string folder_id(const Item& item) {
-    return "Web/GetFolderByServerRelativePath(decodedurl='" + replace_all(item.path, "'", "''") + "')";
+std::string FolderId(const Item& item) {
+    return "Web/GetFolderByServerRelativePath(decodedurl='" + ReplaceAll(item.path, "'", "''") + "')";
 }
 
-Feed files_feed(const Context& context, const Item& folder) {
-    return feed_of(context.store.children(folder, false), [context](const Item& item) {
-        return file_entity(context, std::make_shared<Item>(item));
+Feed FilesFeed(const Context& context, const Item& folder) {
+    return FeedOf(context.store.children(folder, false),
+                  [context](const Item& item) { return FileEntity(context, std::make_shared<Item>(item)); });
+}
+
+Feed FoldersFeed(const Context& context, const Item& folder) {
+    return FeedOf(context.store.children(folder, true), [context](const Item& item) {
+        return FolderEntity(context, std::make_shared<Item>(item));
     });
 }
 
-Feed folders_feed(const Context& context, const Item& folder) {
-    return feed_of(context.store.children(folder, true), [context](const Item& item) {
-        return folder_entity(context, std::make_shared<Item>(item));
-    });
-}
-
-bool is_library_item(const Context& context, const Item& item) {
+bool IsLibraryItem(const Context& context, const Item& item) {
     auto library = context.store.library(item.library);
     return library && library->root_item != item.id;
 }
 
-Entity storage_metrics(const Context& context, const Item& item, const std::string& id) {
+Entity StorageMetrics(const Context& context, const Item& item, const std::string& id) {
     std::int64_t size = 0, count = 0;
     auto add = [&](auto&& self, const Item& folder) -> void {
         for (const auto& file : context.store.children(folder, false)) size += file.size, ++count;
@@ -45,59 +44,59 @@ Entity storage_metrics(const Context& context, const Item& item, const std::stri
     Entity entity;
     entity.type = "SP.StorageMetrics";
     entity.id = id;
-    entity.add("LastModified", Value::date(iso_time(item.modified)));
-    entity.add("TotalFileCount", Value::int64(count));
-    entity.add("TotalFileStreamSize", Value::int64(size));
-    entity.add("TotalSize", Value::int64(size));
+    entity.Add("LastModified", Value::date(IsoTime(item.modified)));
+    entity.Add("TotalFileCount", Value::Int64(count));
+    entity.Add("TotalFileStreamSize", Value::Int64(size));
+    entity.Add("TotalSize", Value::Int64(size));
     return entity;
 }
 
-Node resolve_folder_link(const Context& context, const std::shared_ptr<const Item>& item,
-                         std::string_view name) {
-    auto id = folder_id(*item) + "/" + std::string(name);
-    if (name == "Files") return Node::of(files_feed(context, *item));
-    if (name == "Folders") return Node::of(folders_feed(context, *item));
-    if (name == "Properties") return properties_node(*item, id);
-    if (name == "StorageMetrics") return Node::of(storage_metrics(context, *item, id));
+Node ResolveFolderLink(const Context& context, const std::shared_ptr<const Item>& item,
+                       std::string_view name) {
+    auto id = FolderId(*item) + "/" + std::string(name);
+    if (name == "Files") return Node::Of(FilesFeed(context, *item));
+    if (name == "Folders") return Node::Of(FoldersFeed(context, *item));
+    if (name == "Properties") return PropertiesNode(*item, id);
+    if (name == "StorageMetrics") return Node::Of(StorageMetrics(context, *item, id));
     if (name == "ServerRelativePath")
-        return Node::of(Value::of_complex({"SP.ResourcePath", {{"DecodedUrl", Value::of_text(item->path)}}}));
+        return Node::Of(Value::OfComplex({"SP.ResourcePath", {{"DecodedUrl", Value::OfText(item->path)}}}));
     if (name == "ListItemAllFields")
-        return is_library_item(context, *item) ? Node::of(list_item_entity(context, item)) : Node::nothing();
+        return IsLibraryItem(context, *item) ? Node::Of(ListItemEntity(context, item)) : Node::Nothing();
     if (name == "ParentFolder") {
         auto parent =
-            item->parent ? context.store.find(item->path.substr(0, item->path.rfind('/'))) : std::nullopt;
-        return parent ? Node::of(folder_entity(context, std::make_shared<Item>(*parent))) : Node::nothing();
+            item->parent ? context.store.Find(item->path.substr(0, item->path.rfind('/'))) : std::nullopt;
+        return parent ? Node::Of(FolderEntity(context, std::make_shared<Item>(*parent))) : Node::Nothing();
     }
-    return Node::nothing();
+    return Node::Nothing();
 }
 
-Outcome folder_outcome(const Context& context, const Item& folder, std::string name) {
-    return Outcome::of(Node::of(folder_entity(context, std::make_shared<Item>(folder))), std::move(name));
+Outcome FolderOutcome(const Context& context, const Item& folder, std::string name) {
+    return Outcome::Of(Node::Of(FolderEntity(context, std::make_shared<Item>(folder))), std::move(name));
 }
 
-std::string join(const Item& folder, const std::string& name) {
+std::string Join(const Item& folder, const std::string& name) {
     return (folder.path == "/" ? "" : folder.path) + "/" + name;
 }
 
 // The path of a child by the name, the absolute or the server-relative address that an argument gives.
-std::string child_path(const Context& context, const Item& folder, std::string given) {
-    if (starts_with_ignoring_case(given, context.server_url + "/")) given = server_relative(context, given);
-    if (starts_with_ignoring_case(given, join(folder, ""))) given = given.substr(join(folder, "").size());
-    if (given.empty()) throw odata::invalid_argument("Value does not fall within the expected range.");
-    if (given.find('/') != std::string::npos) throw odata::folder_not_found();
-    return join(folder, given);
+std::string ChildPath(const Context& context, const Item& folder, std::string given) {
+    if (StartsWithIgnoringCase(given, context.server_url + "/")) given = ServerRelative(context, given);
+    if (StartsWithIgnoringCase(given, Join(folder, ""))) given = given.substr(Join(folder, "").size());
+    if (given.empty()) throw odata::InvalidArgument("Value does not fall within the expected range.");
+    if (given.find('/') != std::string::npos) throw odata::FolderNotFound();
+    return Join(folder, given);
 }
 
 // The files or the folders of a folder, each by its name.
 class ChildrenResource : public Resource {
 public:
     ResourcePtr child(Context& context, const Segment& segment) override {
-        return by_key(context, segment, {"getByUrl", "getByPath"});
+        return ByKey(context, segment, {"getByUrl", "getByPath"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
-        auto path = child_path(context, m_folder, value.text);
-        return m_make(path, context.store.find(path));
+        auto path = ChildPath(context, m_folder, value.text);
+        return m_make(path, context.store.Find(path));
     }
 
 protected:
@@ -112,71 +111,71 @@ private:
 
 class FilesResource : public ChildrenResource {
 public:
-    explicit FilesResource(Item folder) : ChildrenResource(std::move(folder), make_file) {}
+    explicit FilesResource(Item folder) : ChildrenResource(std::move(folder), MakeFile) {}
 
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
-        bool adds = segment.is("Add") || segment.is("AddUsingPath");
-        bool stubs = segment.is("AddStub") || segment.is("AddStubUsingPath");
-        if (!context.is_post() || (!adds && !stubs)) return std::nullopt;
-        context.require_edit();
+        bool adds = segment.Is("Add") || segment.Is("AddUsingPath");
+        bool stubs = segment.Is("AddStub") || segment.Is("AddStubUsingPath");
+        if (!context.IsPost() || (!adds && !stubs)) return std::nullopt;
+        context.RequireEdit();
         auto name = segment.text("decodedurl", 0);
         if (name.empty()) name = segment.text("url", 0);
         if (name.empty()) name = segment.text("urlOfFile", 0);
-        auto path = child_path(context, m_folder, name);
+        auto path = ChildPath(context, m_folder, name);
         bool overwrite = segment.boolean("overwrite", false, 1);
         if (const auto* parameters = segment.argument("parameters", 99))
             overwrite =
-                overwrite || find_ignoring_case(parameters->text, "\"overwrite\":true") != std::string::npos;
-        if (segment.boolean("EnsureUniqueFileName", false, 99)) path = free_path(context.store, path);
-        auto existing = context.store.find(path);
+                overwrite || FindIgnoringCase(parameters->text, "\"overwrite\":true") != std::string::npos;
+        if (segment.boolean("EnsureUniqueFileName", false, 99)) path = FreePath(context.store, path);
+        auto existing = context.store.Find(path);
         if (existing && (existing->folder || !overwrite)) throw StoreError(Fault::already_exists, path);
-        if (existing) context.store.require_writable(*existing, context.user);
-        auto content = context.store.blobs().create();
-        if (adds) content->write_all(*context.request.body);
-        auto file = context.store.add_file(path, std::move(content), context.user, overwrite);
-        return Outcome::of(Node::of(file_entity(context, std::make_shared<Item>(file))), segment.name);
+        if (existing) context.store.RequireWritable(*existing, context.user);
+        auto content = context.store.blobs().Create();
+        if (adds) content->WriteAll(*context.request.body);
+        auto file = context.store.AddFile(path, std::move(content), context.user, overwrite);
+        return Outcome::Of(Node::Of(FileEntity(context, std::make_shared<Item>(file))), segment.name);
     }
 
     Outcome get(Context& context) override {
-        return Outcome::of(Node::of(apply_feed_options(context, files_feed(context, m_folder))), "Files");
+        return Outcome::Of(Node::Of(ApplyFeedOptions(context, FilesFeed(context, m_folder))), "Files");
     }
 };
 
 class FoldersResource : public ChildrenResource {
 public:
-    explicit FoldersResource(Item folder) : ChildrenResource(std::move(folder), make_folder) {}
+    explicit FoldersResource(Item folder) : ChildrenResource(std::move(folder), MakeFolder) {}
 
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
-        if (!context.is_post() || !(segment.is("Add") || segment.is("AddUsingPath"))) return std::nullopt;
+        if (!context.IsPost() || !(segment.Is("Add") || segment.Is("AddUsingPath"))) return std::nullopt;
         auto name = segment.text("decodedurl", 0);
-        return add(context, name.empty() ? segment.text("url", 0) : name);
+        return Add(context, name.empty() ? segment.text("url", 0) : name);
     }
 
     // POST to the collection, with the folder in the body.
-    Outcome post(Context& context) override {
-        auto body = context.json_body();
+    Outcome Post(Context& context) override {
+        auto body = context.JsonBody();
         auto member = body.FindMember("ServerRelativeUrl");
         if (member == body.MemberEnd() || !member->value.IsString())
-            throw odata::invalid_argument("ServerRelativeUrl is missing.");
+            throw odata::InvalidArgument("ServerRelativeUrl is missing.");
         std::string path = member->value.GetString();
-        context.require_edit();
-        auto folder = context.store.create_folder(path[0] == '/' ? path : join(m_folder, path), context.user);
-        auto outcome = folder_outcome(context, folder, "Folder");
+        context.RequireEdit();
+        auto folder = context.store.CreateFolder(path[0] == '/' ? path : Join(m_folder, path), context.user);
+        auto outcome = FolderOutcome(context, folder, "Folder");
         outcome.status = 201;
         return outcome;
     }
 
     Outcome get(Context& context) override {
-        return Outcome::of(Node::of(apply_feed_options(context, folders_feed(context, m_folder))), "Folders");
+        return Outcome::Of(Node::Of(ApplyFeedOptions(context, FoldersFeed(context, m_folder))), "Folders");
     }
 
     // A server-relative path may lead to any depth below the folder.
-    Outcome add(Context& context, const std::string& name) {
-        context.require_edit();
-        bool is_path = starts_with_ignoring_case(name, join(m_folder, ""));
+    Outcome Add(Context& context, const std::string& name) {
+        context.RequireEdit();
+        bool is_path = StartsWithIgnoringCase(name, Join(m_folder, ""));
         auto folder =
-            context.store.create_folder(is_path ? name : child_path(context, m_folder, name), context.user);
-        return folder_outcome(context, folder, "AddUsingPath");
+            context.store.CreateFolder(is_path ? name : ChildPath(context, m_folder, name), context.user);
+        return FolderOutcome(context, folder, "AddUsingPath");
     }
 };
 
@@ -186,62 +185,62 @@ public:
         : m_path(std::move(path)), m_item(std::move(item)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if (segment.is("Exists") && (!m_item || !m_item->folder))
-            return make_node(Node::of(Value::boolean(false)), "Exists");
-        const auto& item = require();
-        if (segment.is("Files")) return std::make_unique<FilesResource>(item);
-        if (segment.is("Folders")) return std::make_unique<FoldersResource>(item);
-        if (segment.is("ListItemAllFields")) {
-            if (!is_library_item(context, item)) return make_node(Node::nothing(), "ListItemAllFields");
-            return make_list_item(item);
+        if (segment.Is("Exists") && (!m_item || !m_item->folder))
+            return MakeNode(Node::Of(Value::boolean(false)), "Exists");
+        const auto& item = Require();
+        if (segment.Is("Files")) return std::make_unique<FilesResource>(item);
+        if (segment.Is("Folders")) return std::make_unique<FoldersResource>(item);
+        if (segment.Is("ListItemAllFields")) {
+            if (!IsLibraryItem(context, item)) return MakeNode(Node::Nothing(), "ListItemAllFields");
+            return MakeListItem(item);
         }
-        for (const auto& link : folder_links)
-            if (segment.is(link.name))
-                return make_node(resolve_folder_link(context, std::make_shared<Item>(item), link.name),
-                                 std::string(link.name));
+        for (const auto& link : kFolderLinks)
+            if (segment.Is(link.name))
+                return MakeNode(ResolveFolderLink(context, std::make_shared<Item>(item), link.name),
+                                std::string(link.name));
         return nullptr;
     }
 
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
-        if (!context.is_post()) return std::nullopt;
-        if (segment.is("MoveTo") || segment.is("MoveToUsingPath")) {
-            context.require_edit();
+        if (!context.IsPost()) return std::nullopt;
+        if (segment.Is("MoveTo") || segment.Is("MoveToUsingPath")) {
+            context.RequireEdit();
             auto target = segment.arguments.empty() ? std::string() : segment.arguments[0].value.text;
-            bool overwrite = (parse_integer(segment.text("flags", 1)).value_or(0) & 1) != 0;
-            context.store.move(require().id, server_relative(context, target), overwrite, context.user);
+            bool overwrite = (ParseInteger(segment.text("flags", 1)).value_or(0) & 1) != 0;
+            context.store.Move(Require().id, ServerRelative(context, target), overwrite, context.user);
             return Outcome::done("MoveTo");
         }
-        if (segment.is("Recycle")) {
-            context.require_edit();
-            return recycle(context, require());
+        if (segment.Is("Recycle")) {
+            context.RequireEdit();
+            return Recycle(context, Require());
         }
-        if (segment.is("DeleteObject") || segment.is("DeleteWithParameters")) return remove(context);
-        if (segment.is("AddSubFolder") || segment.is("AddSubFolderUsingPath"))
-            return FoldersResource(require()).add(context, leaf_name(context, segment));
+        if (segment.Is("DeleteObject") || segment.Is("DeleteWithParameters")) return Remove(context);
+        if (segment.Is("AddSubFolder") || segment.Is("AddSubFolderUsingPath"))
+            return FoldersResource(Require()).Add(context, LeafName(context, segment));
         return std::nullopt;
     }
 
-    Outcome get(Context& context) override { return folder_outcome(context, require(), "Folder"); }
+    Outcome get(Context& context) override { return FolderOutcome(context, Require(), "Folder"); }
 
-    Outcome remove(Context& context) override {
-        context.require_edit();
-        context.store.remove(require().id, context.user);
+    Outcome Remove(Context& context) override {
+        context.RequireEdit();
+        context.store.Remove(Require().id, context.user);
         return Outcome::empty();
     }
 
 private:
     // The new folder's name, from the address or as a structured path in the body.
-    static std::string leaf_name(const Context& context, const Segment& segment) {
+    static std::string LeafName(const Context& context, const Segment& segment) {
         if (!segment.arguments.empty()) return segment.arguments[0].value.text;
-        auto body = context.json_body();
+        auto body = context.JsonBody();
         auto path = body.FindMember("leafPath");
         if (path == body.MemberEnd() || !path->value.IsObject()) return {};
         auto name = path->value.FindMember("DecodedUrl");
         return name != path->value.MemberEnd() && name->value.IsString() ? name->value.GetString() : "";
     }
 
-    const Item& require() const {
-        if (!m_item || !m_item->folder) throw odata::folder_not_found();
+    const Item& Require() const {
+        if (!m_item || !m_item->folder) throw odata::FolderNotFound();
         return *m_item;
     }
 
@@ -251,29 +250,29 @@ private:
 
 }  // namespace
 
-Entity folder_entity(const Context& context, std::shared_ptr<const Item> item) {
+Entity FolderEntity(const Context& context, std::shared_ptr<const Item> item) {
     Entity entity;
     entity.type = "SP.Folder";
-    entity.id = folder_id(*item);
-    entity.links = folder_links;
+    entity.id = FolderId(*item);
+    entity.links = kFolderLinks;
     entity.resolve = [context, item](std::string_view name) {
-        return resolve_folder_link(context, item, name);
+        return ResolveFolderLink(context, item, name);
     };
-    entity.add("Exists", Value::boolean(true));
-    entity.add("ExistsAllowThrowForPolicyFailures", Value::boolean(true));
-    entity.add("IsWOPIEnabled", Value::boolean(false));
-    entity.add("ItemCount", Value::int32(item->child_count));
-    entity.add("Name", Value::of_text(item->path == "/" ? "" : item->name));
-    entity.add("ProgID", Value::null());
-    entity.add("ServerRelativeUrl", Value::of_text(item->path));
-    entity.add("TimeCreated", Value::date(iso_time(item->created)));
-    entity.add("TimeLastModified", Value::date(iso_time(item->modified)));
-    entity.add("UniqueId", Value::guid(item->guid));
-    entity.add("WelcomePage", Value::of_text(""));
+    entity.Add("Exists", Value::boolean(true));
+    entity.Add("ExistsAllowThrowForPolicyFailures", Value::boolean(true));
+    entity.Add("IsWOPIEnabled", Value::boolean(false));
+    entity.Add("ItemCount", Value::Int32(item->child_count));
+    entity.Add("Name", Value::OfText(item->path == "/" ? "" : item->name));
+    entity.Add("ProgID", Value::null());
+    entity.Add("ServerRelativeUrl", Value::OfText(item->path));
+    entity.Add("TimeCreated", Value::date(IsoTime(item->created)));
+    entity.Add("TimeLastModified", Value::date(IsoTime(item->modified)));
+    entity.Add("UniqueId", Value::guid(item->guid));
+    entity.Add("WelcomePage", Value::OfText(""));
     return entity;
 }
 
-ResourcePtr make_folder(std::string path, std::optional<Item> item) {
+ResourcePtr MakeFolder(std::string path, std::optional<Item> item) {
     return std::make_unique<FolderResource>(std::move(path), std::move(item));
 }
 

@@ -10,12 +10,12 @@
 namespace devserver::rest {
 namespace {
 
-constexpr Link library_links[] = {{"Fields", false, true},
+constexpr Link kLibraryLinks[] = {{"Fields", false, true},
                                   {"Items", false, true},
                                   {"ParentWeb"},
                                   {"RootFolder"},
                                   {"EffectiveBasePermissions", true}};
-constexpr Link item_links[] = {{"FieldValuesAsText"},
+constexpr Link kItemLinks[] = {{"FieldValuesAsText"},
                                {"File"},
                                {"Folder"},
                                {"ParentList"},
@@ -25,17 +25,17 @@ constexpr Link item_links[] = {{"FieldValuesAsText"},
                                {"FileRef", true},
                                {"FileLeafRef", true},
                                {"FileDirRef", true}};
-constexpr int default_page = 100, max_page = 5000;
+constexpr int kDefaultPage = 100, kMaxPage = 5000;
 
-std::string library_id(const Library& library) {
+std::string LibraryId(const Library& library) {
     return "Web/Lists(guid'" + library.guid + "')";
 }
 
-std::string escape_name(const std::string& name) {
+std::string EscapeName(const std::string& name) {
     return name.starts_with("_") ? "OData_" + name : name;
 }
 
-std::string type_name_of(int kind) {
+std::string TypeNameOf(int kind) {
     switch (kind) {
         case 2:
             return "SP.FieldText";
@@ -56,91 +56,90 @@ std::string type_name_of(int kind) {
     }
 }
 
-Entity field_entity(const Library& library, const Column& column) {
+Entity FieldEntity(const Library& library, const Column& column) {
     Entity entity;
-    entity.type = type_name_of(column.kind);
+    entity.type = TypeNameOf(column.kind);
     entity.polymorphic = true;
-    entity.id = library_id(library) + "/Fields(guid'" + column.guid + "')";
+    entity.id = LibraryId(library) + "/Fields(guid'" + column.guid + "')";
     auto optional_text = [](const std::string& text) {
-        return text.empty() ? Value::null() : Value::of_text(text);
+        return text.empty() ? Value::null() : Value::OfText(text);
     };
-    entity.add("CanBeDeleted", Value::boolean(!column.from_base));
-    entity.add("DefaultValue", optional_text(column.default_value));
-    entity.add("Description", Value::of_text(column.description));
-    entity.add("EntityPropertyName", Value::of_text(escape_name(column.name)));
-    entity.add("FieldTypeKind", Value::int32(column.kind));
-    entity.add("FromBaseType", Value::boolean(column.from_base));
-    entity.add("Group", Value::of_text(column.group));
-    entity.add("Hidden", Value::boolean(column.hidden));
-    entity.add("Id", Value::guid(column.guid));
-    entity.add("InternalName", Value::of_text(column.name));
-    entity.add("ReadOnlyField", Value::boolean(column.read_only));
-    entity.add("Required", Value::boolean(column.required));
-    entity.add("StaticName", Value::of_text(column.name));
-    entity.add("Title", Value::of_text(column.title));
-    entity.add("TypeAsString", Value::of_text(column.type_name));
+    entity.Add("CanBeDeleted", Value::boolean(!column.from_base));
+    entity.Add("DefaultValue", optional_text(column.default_value));
+    entity.Add("Description", Value::OfText(column.description));
+    entity.Add("EntityPropertyName", Value::OfText(EscapeName(column.name)));
+    entity.Add("FieldTypeKind", Value::Int32(column.kind));
+    entity.Add("FromBaseType", Value::boolean(column.from_base));
+    entity.Add("Group", Value::OfText(column.group));
+    entity.Add("Hidden", Value::boolean(column.hidden));
+    entity.Add("Id", Value::guid(column.guid));
+    entity.Add("InternalName", Value::OfText(column.name));
+    entity.Add("ReadOnlyField", Value::boolean(column.read_only));
+    entity.Add("Required", Value::boolean(column.required));
+    entity.Add("StaticName", Value::OfText(column.name));
+    entity.Add("Title", Value::OfText(column.title));
+    entity.Add("TypeAsString", Value::OfText(column.type_name));
     if (column.kind == 2)
-        entity.add("MaxLength", Value::int32(column.max_length < 0 ? 255 : column.max_length));
-    if (column.kind == 4) entity.add("DisplayFormat", Value::int32(std::max(0, column.display_format)));
-    if (column.kind == 6) entity.add("Choices", Value::of_texts(column.choices));
+        entity.Add("MaxLength", Value::Int32(column.max_length < 0 ? 255 : column.max_length));
+    if (column.kind == 4) entity.Add("DisplayFormat", Value::Int32(std::max(0, column.display_format)));
+    if (column.kind == 6) entity.Add("Choices", Value::OfTexts(column.choices));
     return entity;
 }
 
-Feed fields_feed(const Context& context, const Library& library) {
-    return feed_of(context.store.columns(library.id),
-                   [library](const Column& column) { return field_entity(library, column); });
+Feed FieldsFeed(const Context& context, const Library& library) {
+    return FeedOf(context.store.columns(library.id),
+                  [library](const Column& column) { return FieldEntity(library, column); });
 }
 
 // A stored value as the interface shows it; unknown columns read as null.
-Value value_of(const std::string& json) {
+Value ValueOf(const std::string& json) {
     rapidjson::Document document;
     document.Parse<rapidjson::kParseIterativeFlag>(json.c_str());
     if (document.HasParseError() || document.IsNull()) return Value::null();
     if (document.IsBool()) return Value::boolean(document.GetBool());
-    if (document.IsInt64()) return Value::int32(document.GetInt64());
-    if (document.IsNumber()) return Value::of_real(document.GetDouble());
-    if (document.IsString()) return Value::of_text({document.GetString(), document.GetStringLength()});
+    if (document.IsInt64()) return Value::Int32(document.GetInt64());
+    if (document.IsNumber()) return Value::OfReal(document.GetDouble());
+    if (document.IsString()) return Value::OfText({document.GetString(), document.GetStringLength()});
     return Value::null();
 }
 
-Value default_of(const Column& column) {
+Value DefaultOf(const Column& column) {
     if (column.default_value.empty()) return Value::null();
     if (column.kind == 8)
         return Value::boolean(column.default_value == "1" || column.default_value == "true");
     if (column.kind == 9) {
-        auto number = parse_integer(column.default_value);
-        return number ? Value::int32(*number)
-                      : Value::of_real(std::strtod(column.default_value.c_str(), nullptr));
+        auto number = ParseInteger(column.default_value);
+        return number ? Value::Int32(*number)
+                      : Value::OfReal(std::strtod(column.default_value.c_str(), nullptr));
     }
-    return Value::of_text(column.default_value);
+    return Value::OfText(column.default_value);
 }
 
-Node resolve_item_link(const Context& context, const std::shared_ptr<const Item>& item,
-                       std::string_view name) {
-    auto user = [&](Id id) { return user_node(context, id, user_id(id)); };
-    if (name == "EffectiveBasePermissions") return Node::of(effective_permissions(context.user));
-    if (name == "File") return item->folder ? Node::nothing() : Node::of(file_entity(context, item));
-    if (name == "Folder") return item->folder ? Node::of(folder_entity(context, item)) : Node::nothing();
+Node ResolveItemLink(const Context& context, const std::shared_ptr<const Item>& item, std::string_view name) {
+    auto user = [&](Id id) { return UserNode(context, id, UserId(id)); };
+    if (name == "EffectiveBasePermissions") return Node::Of(EffectivePermissions(context.user));
+    if (name == "File") return item->folder ? Node::Nothing() : Node::Of(FileEntity(context, item));
+    if (name == "Folder") return item->folder ? Node::Of(FolderEntity(context, item)) : Node::Nothing();
     if (name == "Author") return user(item->author);
     if (name == "Editor") return user(item->editor);
-    if (name == "FileRef") return Node::of(Value::of_text(item->path));
-    if (name == "FileLeafRef") return Node::of(Value::of_text(item->name));
-    if (name == "FileDirRef") return Node::of(Value::of_text(item->path.substr(0, item->path.rfind('/'))));
+    if (name == "FileRef") return Node::Of(Value::OfText(item->path));
+    if (name == "FileLeafRef") return Node::Of(Value::OfText(item->name));
+    if (name == "FileDirRef") return Node::Of(Value::OfText(item->path.substr(0, item->path.rfind('/'))));
     if (name == "ParentList") {
         auto library = context.store.library(item->library);
-        return library ? Node::of(library_entity(context, *library)) : Node::nothing();
+        return library ? Node::Of(LibraryEntity(context, *library)) : Node::Nothing();
     }
     Entity values;
     values.type = "SP.FieldStringValues";
     values.id = "Web/Lists/Items(" + std::to_string(item->id) + ")/FieldValuesAsText";
-    values.add("FileLeafRef", Value::of_text(item->name));
-    values.add("FileRef", Value::of_text(item->path));
-    values.add("OData__x005f_UIVersionString", Value::of_text(item->version_label()));
-    return Node::of(std::move(values));
+    values.Add("FileLeafRef", Value::OfText(item->name));
+    values.Add("FileRef", Value::OfText(item->path));
+    values.Add("OData__x005f_UIVersionString", Value::OfText(item->VersionLabel()));
+    return Node::Of(std::move(values));
 }
 
 // The length as .NET counts it, in 16-bit units.
-std::size_t utf16_length(std::string_view text) {
+std::size_t Utf16Length(std::string_view text) {
     std::size_t count = 0;
     for (char c : text) {
         auto byte = static_cast<unsigned char>(c);
@@ -149,7 +148,7 @@ std::size_t utf16_length(std::string_view text) {
     return count;
 }
 
-std::string checked_value(const Column& column, const rapidjson::Value& value) {
+std::string CheckedValue(const Column& column, const rapidjson::Value& value) {
     auto refuse = [&]() -> std::string {
         throw ApiError(400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
                        "The value of the field '" + column.name + "' is of the wrong type.");
@@ -164,12 +163,12 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
     if (column.kind == 4 && value.IsString()) {
         std::string text = value.GetString();
         if (text.empty()) return "null";
-        auto time = parse_iso_time(text.size() == 10 ? text + "T00:00:00Z" : text);
+        auto time = ParseIsoTime(text.size() == 10 ? text + "T00:00:00Z" : text);
         if (!time) return refuse();
-        return json_text(iso_time(*time));
+        return JsonText(IsoTime(*time));
     }
     if (column.kind == 2 && value.IsString() &&
-        utf16_length({value.GetString(), value.GetStringLength()}) >
+        Utf16Length({value.GetString(), value.GetStringLength()}) >
             static_cast<std::size_t>(column.max_length < 0 ? 255 : column.max_length))
         throw ApiError(500, "-2130575163, Microsoft.SharePoint.SPException",
                        "Invalid text value. The text field '" + column.title + "' contains too much text.");
@@ -182,18 +181,18 @@ std::string checked_value(const Column& column, const rapidjson::Value& value) {
     if (column.kind == 6 && value.IsString() && value.GetStringLength() > 0 &&
         std::find(column.choices.begin(), column.choices.end(), value.GetString()) == column.choices.end())
         return refuse();
-    return json_text(value);
+    return JsonText(value);
 }
 
 // The stored values for the members of an update; throws for a member that is no column.
-std::map<std::string, std::string> values_from(const rapidjson::Document& body,
-                                               const std::vector<Column>& columns) {
+std::map<std::string, std::string> ValuesFrom(const rapidjson::Document& body,
+                                              const std::vector<Column>& columns) {
     std::map<std::string, std::string> result;
     for (const auto& member : body.GetObject()) {
         std::string name = member.name.GetString();
         if (name.starts_with("__") || name.starts_with("odata.") || name.starts_with("@odata")) continue;
         auto found = std::find_if(columns.begin(), columns.end(), [&](const Column& column) {
-            return column.name == name || escape_name(column.name) == name;
+            return column.name == name || EscapeName(column.name) == name;
         });
         if (found == columns.end())
             throw ApiError(400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
@@ -205,7 +204,7 @@ std::map<std::string, std::string> values_from(const rapidjson::Document& body,
             throw ApiError(400, "-2130575305, Microsoft.SharePoint.SPException",
                            "Invalid data has been used to update the list item. The field you are trying to "
                            "update may be read only.");
-        result[found->name] = checked_value(*found, member.value);
+        result[found->name] = CheckedValue(*found, member.value);
     }
     return result;
 }
@@ -215,62 +214,62 @@ public:
     explicit ListItemResource(Item item) : m_item(std::move(item)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if (segment.is("ParentList")) return make_library(context.store.library(m_item.library).value());
-        if (segment.is("File") && !m_item.folder) return make_file(m_item.path, m_item);
-        if (segment.is("Folder") && m_item.folder) return make_folder(m_item.path, m_item);
-        for (const auto& link : item_links)
-            if (segment.is(link.name))
-                return make_node(resolve_item_link(context, std::make_shared<Item>(m_item), link.name),
-                                 std::string(link.name));
+        if (segment.Is("ParentList")) return MakeLibrary(context.store.library(m_item.library).value());
+        if (segment.Is("File") && !m_item.folder) return MakeFile(m_item.path, m_item);
+        if (segment.Is("Folder") && m_item.folder) return MakeFolder(m_item.path, m_item);
+        for (const auto& link : kItemLinks)
+            if (segment.Is(link.name))
+                return MakeNode(ResolveItemLink(context, std::make_shared<Item>(m_item), link.name),
+                                std::string(link.name));
         return nullptr;
     }
 
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
-        if (!context.is_post()) return std::nullopt;
-        if (segment.is("ValidateUpdateListItem")) return validate_update(context);
-        if (segment.is("Recycle")) {
-            context.require_edit();
-            return recycle(context, m_item);
+        if (!context.IsPost()) return std::nullopt;
+        if (segment.Is("ValidateUpdateListItem")) return ValidateUpdate(context);
+        if (segment.Is("Recycle")) {
+            context.RequireEdit();
+            return Recycle(context, m_item);
         }
-        if (segment.is("DeleteObject")) return remove(context);
+        if (segment.Is("DeleteObject")) return Remove(context);
         return std::nullopt;
     }
 
     Outcome get(Context& context) override {
-        return Outcome::of(Node::of(list_item_entity(context, std::make_shared<Item>(m_item))),
+        return Outcome::Of(Node::Of(ListItemEntity(context, std::make_shared<Item>(m_item))),
                            "ListItemAllFields");
     }
 
-    Outcome merge(Context& context) override {
-        context.require_edit();
-        context.require_match(item_etag(m_item));
-        auto body = context.json_body();
-        auto values = values_from(body, context.store.columns(m_item.library));
+    Outcome Merge(Context& context) override {
+        context.RequireEdit();
+        context.RequireMatch(ItemEtag(m_item));
+        auto body = context.JsonBody();
+        auto values = ValuesFrom(body, context.store.columns(m_item.library));
         if (auto name = body.FindMember("FileLeafRef"); name != body.MemberEnd() && name->value.IsString())
-            rename(context, name->value.GetString());
-        context.store.set_values(m_item.id, values, context.user);
+            Rename(context, name->value.GetString());
+        context.store.SetValues(m_item.id, values, context.user);
         return Outcome::empty(204);
     }
 
-    Outcome remove(Context& context) override {
-        context.require_edit();
-        context.store.remove(m_item.id, context.user);
+    Outcome Remove(Context& context) override {
+        context.RequireEdit();
+        context.store.Remove(m_item.id, context.user);
         return Outcome::empty();
     }
 
-    static std::string item_etag(const Item& item) { return "\"" + std::to_string(item.etag) + "\""; }
+    static std::string ItemEtag(const Item& item) { return "\"" + std::to_string(item.etag) + "\""; }
 
 private:
-    void rename(Context& context, const std::string& name) {
+    void Rename(Context& context, const std::string& name) {
         if (name.empty() || name == m_item.name) return;
         if (name.find('/') != std::string::npos) throw StoreError(Fault::invalid_name, name);
-        context.store.move(m_item.id, m_item.path.substr(0, m_item.path.rfind('/') + 1) + name, false,
+        context.store.Move(m_item.id, m_item.path.substr(0, m_item.path.rfind('/') + 1) + name, false,
                            context.user);
     }
 
-    Outcome validate_update(Context& context) {
-        context.require_edit();
-        auto body = context.json_body();
+    Outcome ValidateUpdate(Context& context) {
+        context.RequireEdit();
+        auto body = context.JsonBody();
         auto columns = context.store.columns(m_item.library);
         std::vector<Complex> rows;
         std::map<std::string, std::string> values;
@@ -278,7 +277,7 @@ private:
         bool failed = false;
         auto given = body.FindMember("formValues");
         if (given == body.MemberEnd() || !given->value.IsArray())
-            throw odata::invalid_argument("formValues is missing.");
+            throw odata::InvalidArgument("formValues is missing.");
         for (const auto& row : given->value.GetArray()) {
             if (!row.IsObject() || !row.HasMember("FieldName") || !row["FieldName"].IsString()) continue;
             std::string name = row["FieldName"].GetString();
@@ -290,22 +289,22 @@ private:
             if (known && name == "FileLeafRef")
                 new_name = text;
             else if (known)
-                values[name] = json_text(text);
+                values[name] = JsonText(text);
             failed |= !known;
             rows.push_back(
                 {"SP.ListItemFormUpdateValue",
-                 {{"ErrorCode", Value::int32(known ? 0 : -2146232832)},
-                  {"ErrorMessage", known ? Value::null() : Value::of_text("The field doesn't exist.")},
-                  {"FieldName", Value::of_text(name)},
-                  {"FieldValue", Value::of_text(text)},
+                 {{"ErrorCode", Value::Int32(known ? 0 : -2146232832)},
+                  {"ErrorMessage", known ? Value::null() : Value::OfText("The field doesn't exist.")},
+                  {"FieldName", Value::OfText(name)},
+                  {"FieldValue", Value::OfText(text)},
                   {"HasException", Value::boolean(!known)},
-                  {"ItemId", Value::int32(m_item.id)}}});
+                  {"ItemId", Value::Int32(m_item.id)}}});
         }
         if (!failed) {
-            rename(context, new_name);
-            context.store.set_values(m_item.id, values, context.user);
+            Rename(context, new_name);
+            context.store.SetValues(m_item.id, values, context.user);
         }
-        return Outcome::of(Node::of(std::move(rows)), "ValidateUpdateListItem");
+        return Outcome::Of(Node::Of(std::move(rows)), "ValidateUpdateListItem");
     }
 
     Item m_item;
@@ -316,49 +315,49 @@ public:
     explicit ItemsResource(Library library) : m_library(std::move(library)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        return by_key(context, segment, {"getById"});
+        return ByKey(context, segment, {"getById"});
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
-        auto item = context.store.item(parse_integer(value.text).value_or(0));
+        auto item = context.store.item(ParseInteger(value.text).value_or(0));
         if (!item || item->library != m_library.id || item->id == m_library.root_item)
             throw ApiError(404, "-2130575338, System.ArgumentException",
                            "Item does not exist. It may have been deleted by another user.");
-        return make_list_item(*item);
+        return MakeListItem(*item);
     }
 
     Outcome get(Context& context) override {
         auto top = std::clamp<std::int64_t>(
-            parse_integer(query_value(context.request.query, "$top")).value_or(default_page), 1, max_page);
+            ParseInteger(QueryValue(context.request.query, "$top")).value_or(kDefaultPage), 1, kMaxPage);
         bool filtered =
-            has_query(context.request.query, "$filter") || has_query(context.request.query, "$orderby");
-        auto items = context.store.library_items(m_library.id, position(context),
-                                                 static_cast<int>(filtered ? max_page : top + 1));
+            HasQuery(context.request.query, "$filter") || HasQuery(context.request.query, "$orderby");
+        auto items = context.store.LibraryItems(m_library.id, position(context),
+                                                static_cast<int>(filtered ? kMaxPage : top + 1));
         bool more = !filtered && items.size() > static_cast<std::size_t>(top);
         if (more) items.pop_back();
         auto last = items.empty() ? 0 : items.back().id;
-        auto feed = feed_of(std::move(items), [context](const Item& item) {
-            return list_item_entity(context, std::make_shared<Item>(item));
+        auto feed = FeedOf(std::move(items), [context](const Item& item) {
+            return ListItemEntity(context, std::make_shared<Item>(item));
         });
-        if (filtered) feed = apply_feed_options(context, std::move(feed));
-        if (more) feed.next_link = next_link(context, last);
-        return Outcome::of(Node::of(std::move(feed)), "Items");
+        if (filtered) feed = ApplyFeedOptions(context, std::move(feed));
+        if (more) feed.next_link = NextLink(context, last);
+        return Outcome::Of(Node::Of(std::move(feed)), "Items");
     }
 
 private:
     // "Paged=TRUE&p_ID=7" as a skip token.
     static Id position(const Context& context) {
-        for (const auto& [name, value] : parse_query(query_value(context.request.query, "$skiptoken")))
-            if (name == "p_ID") return parse_integer(value).value_or(0);
+        for (const auto& [name, value] : ParseQuery(QueryValue(context.request.query, "$skiptoken")))
+            if (name == "p_ID") return ParseInteger(value).value_or(0);
         return 0;
     }
 
-    std::string next_link(const Context& context, Id last) const {
-        auto link = context.api_url() + "web/lists(guid%27" + m_library.guid +
+    std::string NextLink(const Context& context, Id last) const {
+        auto link = context.ApiUrl() + "web/lists(guid%27" + m_library.guid +
                     "%27)/items?%24skiptoken=Paged%3dTRUE%26p_ID%3d" + std::to_string(last);
         for (const auto& [name, value] : context.request.query)
-            if (!equals_ignoring_case(name, "$skiptoken"))
-                link += "&" + percent_encode(name) + "=" + percent_encode(value);
+            if (!EqualsIgnoringCase(name, "$skiptoken"))
+                link += "&" + PercentEncode(name) + "=" + PercentEncode(value);
         return link;
     }
 
@@ -373,15 +372,15 @@ public:
         if (segment.arguments.empty()) return nullptr;
         auto wanted = segment.arguments[0].value.text;
         for (const auto& column : context.store.columns(m_library.id)) {
-            bool by_name = segment.is("getByInternalNameOrTitle") &&
-                           (column.name == wanted || equals_ignoring_case(column.title, wanted));
-            bool by_title = segment.is("getByTitle") && equals_ignoring_case(column.title, wanted);
-            bool by_id = segment.is("getById") && equals_ignoring_case(column.guid, wanted);
+            bool by_name = segment.Is("getByInternalNameOrTitle") &&
+                           (column.name == wanted || EqualsIgnoringCase(column.title, wanted));
+            bool by_title = segment.Is("getByTitle") && EqualsIgnoringCase(column.title, wanted);
+            bool by_id = segment.Is("getById") && EqualsIgnoringCase(column.guid, wanted);
             if (by_name || by_title || by_id)
-                return make_node(Node::of(field_entity(m_library, column)), "Field");
+                return MakeNode(Node::Of(FieldEntity(m_library, column)), "Field");
         }
-        throw odata::invalid_argument("Column '" + wanted +
-                                      "' does not exist. It may have been deleted by another user.");
+        throw odata::InvalidArgument("Column '" + wanted +
+                                     "' does not exist. It may have been deleted by another user.");
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
@@ -389,7 +388,7 @@ public:
     }
 
     Outcome get(Context& context) override {
-        return Outcome::of(Node::of(apply_feed_options(context, fields_feed(context, m_library))), "Fields");
+        return Outcome::Of(Node::Of(ApplyFeedOptions(context, FieldsFeed(context, m_library))), "Fields");
     }
 
 private:
@@ -401,22 +400,22 @@ public:
     explicit LibraryResource(Library library) : m_library(std::move(library)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if (segment.is("Fields")) return std::make_unique<FieldsResource>(m_library);
-        if (segment.is("Items")) return std::make_unique<ItemsResource>(m_library);
-        if (segment.is("GetItemById") && !segment.arguments.empty())
+        if (segment.Is("Fields")) return std::make_unique<FieldsResource>(m_library);
+        if (segment.Is("Items")) return std::make_unique<ItemsResource>(m_library);
+        if (segment.Is("GetItemById") && !segment.arguments.empty())
             return ItemsResource(m_library).key(context, segment.arguments[0].value);
-        if (segment.is("RootFolder")) {
+        if (segment.Is("RootFolder")) {
             auto path = context.store.item(m_library.root_item)->path;
-            return make_folder(path, context.store.find(path));
+            return MakeFolder(path, context.store.Find(path));
         }
-        if (segment.is("ParentWeb")) return make_web(context.web);
-        if (segment.is("EffectiveBasePermissions"))
-            return make_node(Node::of(effective_permissions(context.user)), "EffectiveBasePermissions");
+        if (segment.Is("ParentWeb")) return MakeWeb(context.web);
+        if (segment.Is("EffectiveBasePermissions"))
+            return MakeNode(Node::Of(EffectivePermissions(context.user)), "EffectiveBasePermissions");
         return nullptr;
     }
 
     Outcome get(Context& context) override {
-        return Outcome::of(Node::of(library_entity(context, m_library)), "List");
+        return Outcome::Of(Node::Of(LibraryEntity(context, m_library)), "List");
     }
 
 private:
@@ -425,88 +424,86 @@ private:
 
 }  // namespace
 
-Entity library_entity(const Context& context, const Library& library) {
+Entity LibraryEntity(const Context& context, const Library& library) {
     Entity entity;
     auto root = context.store.item(library.root_item).value_or(Item{});
     entity.type = "SP.List";
-    entity.id = library_id(library);
+    entity.id = LibraryId(library);
     entity.etag = "\"1\"";
-    entity.links = library_links;
+    entity.links = kLibraryLinks;
     entity.resolve = [context, library, root](std::string_view name) {
-        if (name == "Fields") return Node::of(fields_feed(context, library));
+        if (name == "Fields") return Node::Of(FieldsFeed(context, library));
         if (name == "RootFolder")
-            return Node::of(folder_entity(context, std::make_shared<Item>(*context.store.find(root.path))));
-        if (name == "ParentWeb") return Node::of(web_entity(context, context.web));
-        if (name == "EffectiveBasePermissions") return Node::of(effective_permissions(context.user));
-        return Node::of(feed_of(
-            context.store.library_items(library.id, 0, default_page),
-            [context](const Item& item) { return list_item_entity(context, std::make_shared<Item>(item)); }));
+            return Node::Of(FolderEntity(context, std::make_shared<Item>(*context.store.Find(root.path))));
+        if (name == "ParentWeb") return Node::Of(WebEntity(context, context.web));
+        if (name == "EffectiveBasePermissions") return Node::Of(EffectivePermissions(context.user));
+        return Node::Of(FeedOf(
+            context.store.LibraryItems(library.id, 0, kDefaultPage),
+            [context](const Item& item) { return ListItemEntity(context, std::make_shared<Item>(item)); }));
     };
-    auto entity_name = replace_all(root.name, " ", "_x0020_");
-    auto count = static_cast<std::int64_t>(context.store.library_items(library.id, 0, 100000).size());
-    entity.add("AllowContentTypes", Value::boolean(true));
-    entity.add("BaseTemplate", Value::int32(101));
-    entity.add("BaseType", Value::int32(1));
-    entity.add("ContentTypesEnabled", Value::boolean(false));
-    entity.add("Created", Value::date(iso_time(library.created)));
-    entity.add("Description", Value::of_text(""));
-    entity.add("DraftVersionVisibility", Value::int32(0));
-    entity.add("EnableAttachments", Value::boolean(false));
-    entity.add("EnableFolderCreation", Value::boolean(true));
-    entity.add("EnableMinorVersions", Value::boolean(library.minor_versions));
-    entity.add("EnableModeration", Value::boolean(false));
-    entity.add("EnableVersioning", Value::boolean(true));
-    entity.add("EntityTypeName", Value::of_text(entity_name));
-    entity.add("ForceCheckout", Value::boolean(library.force_checkout));
-    entity.add("Hidden", Value::boolean(false));
-    entity.add("Id", Value::guid(library.guid));
-    entity.add("ItemCount", Value::int32(count));
-    entity.add("ListItemEntityTypeFullName", Value::of_text("SP.Data." + entity_name + "Item"));
-    entity.add("NoCrawl", Value::boolean(false));
-    entity.add("ParentWebUrl", Value::of_text(context.web.server_relative_url()));
-    entity.add("Title", Value::of_text(library.title));
+    auto entity_name = ReplaceAll(root.name, " ", "_x0020_");
+    auto count = static_cast<std::int64_t>(context.store.LibraryItems(library.id, 0, 100000).size());
+    entity.Add("AllowContentTypes", Value::boolean(true));
+    entity.Add("BaseTemplate", Value::Int32(101));
+    entity.Add("BaseType", Value::Int32(1));
+    entity.Add("ContentTypesEnabled", Value::boolean(false));
+    entity.Add("Created", Value::date(IsoTime(library.created)));
+    entity.Add("Description", Value::OfText(""));
+    entity.Add("DraftVersionVisibility", Value::Int32(0));
+    entity.Add("EnableAttachments", Value::boolean(false));
+    entity.Add("EnableFolderCreation", Value::boolean(true));
+    entity.Add("EnableMinorVersions", Value::boolean(library.minor_versions));
+    entity.Add("EnableModeration", Value::boolean(false));
+    entity.Add("EnableVersioning", Value::boolean(true));
+    entity.Add("EntityTypeName", Value::OfText(entity_name));
+    entity.Add("ForceCheckout", Value::boolean(library.force_checkout));
+    entity.Add("Hidden", Value::boolean(false));
+    entity.Add("Id", Value::guid(library.guid));
+    entity.Add("ItemCount", Value::Int32(count));
+    entity.Add("ListItemEntityTypeFullName", Value::OfText("SP.Data." + entity_name + "Item"));
+    entity.Add("NoCrawl", Value::boolean(false));
+    entity.Add("ParentWebUrl", Value::OfText(context.web.ServerRelativeUrl()));
+    entity.Add("Title", Value::OfText(library.title));
     return entity;
 }
 
-Entity list_item_entity(const Context& context, std::shared_ptr<const Item> item) {
+Entity ListItemEntity(const Context& context, std::shared_ptr<const Item> item) {
     Entity entity;
     auto library = context.store.library(item->library).value_or(Library{});
     entity.type = "SP.Data." + std::string(item->folder ? "FolderItem" : "Shared_x0020_DocumentsItem");
-    entity.id = library_id(library) + "/Items(" + std::to_string(item->id) + ")";
-    entity.etag = ListItemResource::item_etag(*item);
-    entity.links = item_links;
-    entity.resolve = [context, item](std::string_view name) {
-        return resolve_item_link(context, item, name);
-    };
-    entity.add("FileSystemObjectType", Value::int32(item->folder ? 1 : 0));
-    entity.add("Id", Value::int32(item->id));
-    entity.add("ServerRedirectedEmbedUri", Value::null());
-    entity.add("ServerRedirectedEmbedUrl", Value::of_text(""));
-    entity.add("ID", Value::int32(item->id));
-    entity.add("ContentTypeId", Value::of_text(item->folder ? "0x012000" : "0x0101"));
-    entity.add("Created", Value::date(iso_time(item->created)));
-    entity.add("AuthorId", Value::int32(item->author));
-    entity.add("Modified", Value::date(iso_time(item->modified)));
-    entity.add("EditorId", Value::int32(item->editor));
-    entity.add("OData__CopySource", Value::null());
-    entity.add("CheckoutUserId",
-               item->checked_out_by ? Value::of_text(std::to_string(item->checked_out_by)) : Value::null());
-    entity.add("OData__UIVersionString", Value::of_text(item->version_label()));
-    entity.add("GUID", Value::guid(item->guid));
+    entity.id = LibraryId(library) + "/Items(" + std::to_string(item->id) + ")";
+    entity.etag = ListItemResource::ItemEtag(*item);
+    entity.links = kItemLinks;
+    entity.resolve = [context, item](std::string_view name) { return ResolveItemLink(context, item, name); };
+    entity.Add("FileSystemObjectType", Value::Int32(item->folder ? 1 : 0));
+    entity.Add("Id", Value::Int32(item->id));
+    entity.Add("ServerRedirectedEmbedUri", Value::null());
+    entity.Add("ServerRedirectedEmbedUrl", Value::OfText(""));
+    entity.Add("ID", Value::Int32(item->id));
+    entity.Add("ContentTypeId", Value::OfText(item->folder ? "0x012000" : "0x0101"));
+    entity.Add("Created", Value::date(IsoTime(item->created)));
+    entity.Add("AuthorId", Value::Int32(item->author));
+    entity.Add("Modified", Value::date(IsoTime(item->modified)));
+    entity.Add("EditorId", Value::Int32(item->editor));
+    entity.Add("OData__CopySource", Value::null());
+    entity.Add("CheckoutUserId",
+               item->checked_out_by ? Value::OfText(std::to_string(item->checked_out_by)) : Value::null());
+    entity.Add("OData__UIVersionString", Value::OfText(item->VersionLabel()));
+    entity.Add("GUID", Value::guid(item->guid));
     auto values = context.store.values(item->id);
     for (const auto& column : context.store.columns(item->library)) {
         if (column.from_base && column.name != "Title") continue;
         auto value = values.find(column.name);
-        entity.add(escape_name(column.name),
-                   value == values.end() ? default_of(column) : value_of(value->second));
+        entity.Add(EscapeName(column.name),
+                   value == values.end() ? DefaultOf(column) : ValueOf(value->second));
     }
     return entity;
 }
 
-ResourcePtr make_library(const Library& library) {
+ResourcePtr MakeLibrary(const Library& library) {
     return std::make_unique<LibraryResource>(library);
 }
-ResourcePtr make_list_item(const Item& item) {
+ResourcePtr MakeListItem(const Item& item) {
     return std::make_unique<ListItemResource>(item);
 }
 

@@ -36,15 +36,15 @@ struct Context {
     odata::Projection projection;
     std::string server_url;
 
-    std::string web_url() const { return server_url + (web.path.empty() ? "" : "/" + encode_path(web.path)); }
-    std::string api_url() const { return web_url() + "/_api/"; }
-    bool is_post() const { return method == "POST"; }
+    std::string WebUrl() const { return server_url + (web.path.empty() ? "" : "/" + EncodePath(web.path)); }
+    std::string ApiUrl() const { return WebUrl() + "/_api/"; }
+    bool IsPost() const { return method == "POST"; }
     // Throws access denied unless the user may edit.
-    void require_edit() const;
+    void RequireEdit() const;
     // Throws 412 when the request's If-Match has another tag.
-    void require_match(const std::string& etag) const;
+    void RequireMatch(const std::string& etag) const;
     // The body as JSON; an empty object for an empty body; throws 400 for anything else.
-    rapidjson::Document json_body() const;
+    rapidjson::Document JsonBody() const;
 };
 
 // The answer of an operation: a node with a name, or a response that the operation made itself.
@@ -54,9 +54,9 @@ struct Outcome {
     int status = 200;
     std::optional<http::Response> response;
 
-    static Outcome of(Node node, std::string name) { return {std::move(node), std::move(name), 200, {}}; }
+    static Outcome Of(Node node, std::string name) { return {std::move(node), std::move(name), 200, {}}; }
     // A void operation: null under its name.
-    static Outcome done(std::string name) { return of(Node::nothing(), std::move(name)); }
+    static Outcome done(std::string name) { return Of(Node::Nothing(), std::move(name)); }
     static Outcome empty(int status = 200);
     static Outcome raw(http::Response response);
 };
@@ -75,47 +75,47 @@ public:
     virtual std::optional<Outcome> operation(Context&, const Segment&) { return std::nullopt; }
     // The answer of a GET.
     virtual Outcome get(Context& context) = 0;
-    virtual Outcome put(Context&) { throw not_supported(); }
-    virtual Outcome post(Context& context) { return get(context); }
-    virtual Outcome merge(Context&) { throw not_supported(); }
-    virtual Outcome remove(Context&) { throw not_supported(); }
+    virtual Outcome put(Context&) { throw NotSupported(); }
+    virtual Outcome Post(Context& context) { return get(context); }
+    virtual Outcome Merge(Context&) { throw NotSupported(); }
+    virtual Outcome Remove(Context&) { throw NotSupported(); }
 
 protected:
-    static ApiError not_supported();
+    static ApiError NotSupported();
     // What a method such as getById leads to: the element of its first argument; null for other segments.
-    ResourcePtr by_key(Context& context, const Segment& segment,
-                       std::initializer_list<std::string_view> methods);
+    ResourcePtr ByKey(Context& context, const Segment& segment,
+                      std::initializer_list<std::string_view> methods);
 };
 
-ResourcePtr make_root(Context& context);
-ResourcePtr make_web(const Web& web);
-ResourcePtr make_file(std::string path, std::optional<Item> item);
-ResourcePtr make_folder(std::string path, std::optional<Item> item);
-ResourcePtr make_library(const Library& library);
-ResourcePtr make_list_item(const Item& item);
-ResourcePtr make_user(const User& user, std::string id);
-ResourcePtr make_libraries(const Web& web);
-ResourcePtr make_users();
+ResourcePtr MakeRoot(Context& context);
+ResourcePtr MakeWeb(const Web& web);
+ResourcePtr MakeFile(std::string path, std::optional<Item> item);
+ResourcePtr MakeFolder(std::string path, std::optional<Item> item);
+ResourcePtr MakeLibrary(const Library& library);
+ResourcePtr MakeListItem(const Item& item);
+ResourcePtr MakeUser(const User& user, std::string id);
+ResourcePtr MakeLibraries(const Web& web);
+ResourcePtr MakeUsers();
 
-Entity file_entity(const Context& context, std::shared_ptr<const Item> item);
-Entity folder_entity(const Context& context, std::shared_ptr<const Item> item);
-Entity user_entity(const User& user, std::string id);
+Entity FileEntity(const Context& context, std::shared_ptr<const Item> item);
+Entity FolderEntity(const Context& context, std::shared_ptr<const Item> item);
+Entity UserEntity(const User& user, std::string id);
 // Null for an unknown user.
-Node user_node(const Context& context, Id user, const std::string& id);
-std::string user_id(Id user);
-Entity library_entity(const Context& context, const Library& library);
-Entity list_item_entity(const Context& context, std::shared_ptr<const Item> item);
-Entity web_entity(const Context& context, const Web& web);
-Value effective_permissions(const User& user);
+Node UserNode(const Context& context, Id user, const std::string& id);
+std::string UserId(Id user);
+Entity LibraryEntity(const Context& context, const Library& library);
+Entity ListItemEntity(const Context& context, std::shared_ptr<const Item> item);
+Entity WebEntity(const Context& context, const Web& web);
+Value EffectivePermissions(const User& user);
 
 // The operation that moves an item to the recycle bin.
-Outcome recycle(Context& context, const Item& item);
+Outcome Recycle(Context& context, const Item& item);
 
 // Applies $filter, $orderby, $skip and $top to a feed.
-Feed apply_feed_options(const Context& context, Feed feed);
+Feed ApplyFeedOptions(const Context& context, Feed feed);
 // A feed of the entities that `make` yields for the elements of a list.
 template <typename Element, typename Make>
-Feed feed_of(std::vector<Element> elements, Make make) {
+Feed FeedOf(std::vector<Element> elements, Make make) {
     auto list = std::make_shared<std::vector<Element>>(std::move(elements));
     auto index = std::make_shared<std::size_t>(0);
     return {[list, index, make](Entity& entity) {
@@ -126,8 +126,8 @@ Feed feed_of(std::vector<Element> elements, Make make) {
             {}};
 }
 // The path itself, or the first free one with a number after the name's stem.
-std::string free_path(Store& store, const std::string& path);
+std::string FreePath(Store& store, const std::string& path);
 // The server-relative path of an argument, which may be an absolute address of this server.
-std::string server_relative(const Context& context, std::string path);
+std::string ServerRelative(const Context& context, std::string path);
 
 }  // namespace devserver::rest

@@ -9,40 +9,40 @@
 namespace devserver::rest {
 namespace {
 
-std::size_t api_position(std::string_view raw_path) {
-    auto at = find_ignoring_case(raw_path, "/_api/");
+std::size_t ApiPosition(std::string_view raw_path) {
+    auto at = FindIgnoringCase(raw_path, "/_api/");
     if (at == std::string_view::npos && raw_path.size() >= 5 &&
-        equals_ignoring_case(raw_path.substr(raw_path.size() - 5), "/_api"))
+        EqualsIgnoringCase(raw_path.substr(raw_path.size() - 5), "/_api"))
         return raw_path.size() - 5;
     auto quote = raw_path.find('\'');
     return at < quote ? at : std::string_view::npos;
 }
 
-std::string effective_method(const http::Request& request) {
+std::string EffectiveMethod(const http::Request& request) {
     auto given = request.headers.get("X-HTTP-Method");
     if (given.empty()) given = request.headers.get("X-HTTP-Method-Override");
-    return request.method == "POST" && !given.empty() ? to_upper(given) : request.method;
+    return request.method == "POST" && !given.empty() ? ToUpper(given) : request.method;
 }
 
 // Throws for a name in $select that is neither a property nor a link of the entity.
-void check_selection(const Entity& entity, const odata::Projection& projection) {
+void CheckSelection(const Entity& entity, const odata::Projection& projection) {
     if (entity.polymorphic) return;
-    for (const auto& name : projection.selected()) {
+    for (const auto& name : projection.Selected()) {
         bool link = std::any_of(entity.links.begin(), entity.links.end(), [&](const Link& candidate) {
-            return equals_ignoring_case(candidate.name, name);
+            return EqualsIgnoringCase(candidate.name, name);
         });
-        if (name != "*" && !link && !entity.find(name)) throw odata::unknown_property(name);
+        if (name != "*" && !link && !entity.Find(name)) throw odata::UnknownProperty(name);
     }
 }
 
 // Checks the first element before the answer begins, since a refusal is possible no later.
-void check_feed(Feed& feed, const odata::Projection& projection) {
+void CheckFeed(Feed& feed, const odata::Projection& projection) {
     auto first = std::make_shared<Entity>();
     if (!feed.next(*first)) {
         feed.next = [](Entity&) { return false; };
         return;
     }
-    check_selection(*first, projection);
+    CheckSelection(*first, projection);
     feed.next = [first, next = feed.next](Entity& entity) mutable {
         if (!first) return next(entity);
         entity = std::move(*first);
@@ -51,8 +51,8 @@ void check_feed(Feed& feed, const odata::Projection& projection) {
     };
 }
 
-Outcome run(Context& context, const std::vector<Segment>& segments) {
-    auto resource = make_root(context);
+Outcome Run(Context& context, const std::vector<Segment>& segments) {
+    auto resource = MakeRoot(context);
     for (std::size_t i = 0; i < segments.size(); ++i) {
         const auto& segment = segments[i];
         bool last = i + 1 == segments.size();
@@ -62,107 +62,107 @@ Outcome run(Context& context, const std::vector<Segment>& segments) {
         if (child && segment.called && !segment.arguments.empty())
             if (auto element = child->key(context, segment.arguments[0].value)) child = std::move(element);
         if (!child) {
-            bool value_of_property = i + 2 == segments.size() && segments[i + 1].is("$value");
-            if (!last && !value_of_property) throw odata::unknown_resource(segment.name);
+            bool value_of_property = i + 2 == segments.size() && segments[i + 1].Is("$value");
+            if (!last && !value_of_property) throw odata::UnknownResource(segment.name);
             auto outcome = resource->get(context);
             const auto* value =
-                outcome.node.kind == Node::Kind::entity ? outcome.node.entity->find(segment.name) : nullptr;
-            if (!value) throw odata::unknown_resource(segment.name);
+                outcome.node.kind == Node::Kind::entity ? outcome.node.entity->Find(segment.name) : nullptr;
+            if (!value) throw odata::UnknownResource(segment.name);
             if (value_of_property)
-                return Outcome::raw(http::make_response(200, "text/plain;charset=utf-8", value->text));
-            return Outcome::of(Node::of(*value), segment.name);
+                return Outcome::raw(http::MakeResponse(200, "text/plain;charset=utf-8", value->text));
+            return Outcome::Of(Node::Of(*value), segment.name);
         }
         resource = std::move(child);
     }
     if (context.method == "GET" || context.method == "HEAD") return resource->get(context);
     if (context.method == "PUT") return resource->put(context);
-    if (context.method == "POST") return resource->post(context);
-    if (context.method == "DELETE") return resource->remove(context);
-    if (context.method == "MERGE" || context.method == "PATCH") return resource->merge(context);
+    if (context.method == "POST") return resource->Post(context);
+    if (context.method == "DELETE") return resource->Remove(context);
+    if (context.method == "MERGE" || context.method == "PATCH") return resource->Merge(context);
     throw ApiError(405, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
                    "The HTTP method '" + context.method + "' isn't supported.");
 }
 
-http::Response respond(Outcome outcome, const Context& context) {
+http::Response Respond(Outcome outcome, const Context& context) {
     if (outcome.response) return std::move(*outcome.response);
     auto answer = std::make_shared<odata::Answer>();
     answer->node = std::move(outcome.node);
     answer->name = outcome.name;
     answer->projection = context.projection;
-    answer->api_url = context.api_url();
+    answer->api_url = context.ApiUrl();
     auto mode = context.mode;
     http::Response response;
     response.status = outcome.status;
-    response.headers.set("Content-Type", content_type(mode, answer->node));
+    response.headers.Set("Content-Type", ContentType(mode, answer->node));
     if (answer->node.kind == Node::Kind::entity) {
-        check_selection(*answer->node.entity, answer->projection);
-        const auto* tag = answer->node.entity->find("ETag");
+        CheckSelection(*answer->node.entity, answer->projection);
+        const auto* tag = answer->node.entity->Find("ETag");
         auto etag = tag ? tag->text : answer->node.entity->etag;
-        if (!etag.empty()) response.headers.set("ETag", etag);
+        if (!etag.empty()) response.headers.Set("ETag", etag);
     }
-    if (answer->node.kind == Node::Kind::feed) check_feed(*answer->node.feed, answer->projection);
-    response.producer = [answer, mode](BodySink& sink) { write_answer(*answer, mode, sink); };
+    if (answer->node.kind == Node::Kind::feed) CheckFeed(*answer->node.feed, answer->projection);
+    response.producer = [answer, mode](BodySink& sink) { WriteAnswer(*answer, mode, sink); };
     return response;
 }
 
 }  // namespace
 
-bool RestApi::owns(const http::Request& request) {
-    return api_position(request.raw_path) != std::string::npos;
+bool RestApi::Owns(const http::Request& request) {
+    return ApiPosition(request.raw_path) != std::string::npos;
 }
 
-http::Response RestApi::handle(http::Request& request, const User& user, bool batched) {
-    auto mode = odata::choose_mode(request.headers.get("Accept"));
+http::Response RestApi::Handle(http::Request& request, const User& user, bool batched) {
+    auto mode = odata::ChooseMode(request.headers.get("Accept"));
     try {
-        return dispatch(request, user, effective_method(request), batched);
+        return Dispatch(request, user, EffectiveMethod(request), batched);
     } catch (const ApiError& error) {
-        auto response = error_response(error, mode);
+        auto response = ErrorResponse(error, mode);
         return response;
     } catch (const StoreError& error) {
-        return error_response(api_error_of(error, request.base_url), mode);
+        return ErrorResponse(ApiErrorOf(error, request.base_url), mode);
     }
 }
 
-http::Response RestApi::dispatch(http::Request& request, const User& user, const std::string& method,
+http::Response RestApi::Dispatch(http::Request& request, const User& user, const std::string& method,
                                  bool batched) {
-    if (user.rights == Rights::none) throw odata::access_denied();
+    if (user.rights == Rights::none) throw odata::AccessDenied();
     auto raw = std::string_view(request.raw_path);
-    auto at = api_position(raw);
-    auto prefix = percent_decode(raw.substr(0, at));
+    auto at = ApiPosition(raw);
+    auto prefix = PercentDecode(raw.substr(0, at));
     auto rest = raw.size() > at + 6 ? raw.substr(at + 6) : std::string_view();
-    auto web = m_store.web_of(prefix.empty() ? "/" : prefix);
-    bool exact = equals_ignoring_case(web.path, trim(prefix.empty() ? "" : prefix.substr(1)));
-    if (!exact && !m_store.find(prefix))
+    auto web = m_store.WebOf(prefix.empty() ? "/" : prefix);
+    bool exact = EqualsIgnoringCase(web.path, Trim(prefix.empty() ? "" : prefix.substr(1)));
+    if (!exact && !m_store.Find(prefix))
         throw ApiError(404, "-2147024894, System.IO.FileNotFoundException", "The site does not exist.");
     bool reads = method == "GET" || method == "HEAD" || method == "OPTIONS";
-    bool gives_digest = equals_ignoring_case(rest, "contextinfo");
+    bool gives_digest = EqualsIgnoringCase(rest, "contextinfo");
     if (!reads && !gives_digest && !batched &&
-        !m_digests.accepts(request.headers.get("X-RequestDigest"), user))
-        throw odata::invalid_digest();
-    if (equals_ignoring_case(rest, "$batch")) return run_batch(request, user);
-    auto select = query_value(request.query, "$select");
-    auto expand = query_value(request.query, "$expand");
+        !m_digests.Accepts(request.headers.get("X-RequestDigest"), user))
+        throw odata::InvalidDigest();
+    if (EqualsIgnoringCase(rest, "$batch")) return RunBatch(request, user);
+    auto select = QueryValue(request.query, "$select");
+    auto expand = QueryValue(request.query, "$expand");
     Context context{request,
                     m_store,
                     m_digests,
                     user,
                     web,
                     method,
-                    odata::choose_mode(request.headers.get("Accept")),
-                    odata::Projection::parse(select, expand),
+                    odata::ChooseMode(request.headers.get("Accept")),
+                    odata::Projection::Parse(select, expand),
                     request.base_url};
-    return respond(run(context, odata::parse_segments(rest, request.query)), context);
+    return Respond(Run(context, odata::ParseSegments(rest, request.query)), context);
 }
 
-http::Response RestApi::run_batch(http::Request& request, const User& user) {
-    return answer_batch(request, [&](http::Request& part) { return handle(part, user, true); });
+http::Response RestApi::RunBatch(http::Request& request, const User& user) {
+    return AnswerBatch(request, [&](http::Request& part) { return Handle(part, user, true); });
 }
 
-odata::ApiError api_error_of(const StoreError& error, const std::string& server_url) {
-    auto url = server_url + encode_path(error.subject);
+odata::ApiError ApiErrorOf(const StoreError& error, const std::string& server_url) {
+    auto url = server_url + EncodePath(error.subject);
     switch (error.fault) {
         case Fault::not_found:
-            return odata::folder_not_found();
+            return odata::FolderNotFound();
         case Fault::already_exists:
             return {400, "-2130575257, Microsoft.SharePoint.SPException",
                     "A file or folder with the name " + error.subject + " already exists."};
@@ -171,7 +171,7 @@ odata::ApiError api_error_of(const StoreError& error, const std::string& server_
                     "The file or folder name \"" + error.subject +
                         "\" contains characters that are not permitted. Please use a different name."};
         case Fault::invalid_path:
-            return odata::invalid_argument("Value does not fall within the expected range.");
+            return odata::InvalidArgument("Value does not fall within the expected range.");
         case Fault::checked_out_by_other:
             return {423, "-2130575306, Microsoft.SharePoint.SPFileCheckOutException",
                     "The file \"" + url + "\" is checked out for editing by " + error.who + "."};
@@ -197,7 +197,7 @@ odata::ApiError api_error_of(const StoreError& error, const std::string& server_
             return {500, "-2130575332, Microsoft.SharePoint.SPException",
                     "The operation isn't allowed at " + error.subject + "."};
     }
-    return odata::invalid_argument("Value does not fall within the expected range.");
+    return odata::InvalidArgument("Value does not fall within the expected range.");
 }
 
 }  // namespace devserver::rest

@@ -12,20 +12,20 @@ class RestApi {
 public:
     RestApi(Store& store, FormDigests& digests) : m_store(store), m_digests(digests) {}
     // Whether the path is one of the interface's, in whichever web.
-    static bool owns(const http::Request& request);
+    static bool Owns(const http::Request& request);
     // `batched`: the digest was checked for the batch as a whole.
-    http::Response handle(http::Request& request, const User& user, bool batched = false);
+    http::Response Handle(http::Request& request, const User& user, bool batched = false);
 
 private:
-    http::Response dispatch(http::Request& request, const User& user, const std::string& method,
+    http::Response Dispatch(http::Request& request, const User& user, const std::string& method,
                             bool batched);
-    http::Response run_batch(http::Request& request, const User& user);
+    http::Response RunBatch(http::Request& request, const User& user);
 
     Store& m_store;
     FormDigests& m_digests;
 };
 
 // The interface's error for a refusal of the store.
-odata::ApiError api_error_of(const StoreError& error, const std::string& server_url);
+odata::ApiError ApiErrorOf(const StoreError& error, const std::string& server_url);
 
 }  // namespace devserver::rest

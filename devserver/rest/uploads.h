@@ -8,7 +8,7 @@
 namespace devserver::rest {
 
 // Nothing when the segment isn't one of these operations; `file` gives the document or throws.
-std::optional<Outcome> upload_operation(Context& context, const Segment& segment,
-                                        const std::function<const Item&()>& file);
+std::optional<Outcome> UploadOperation(Context& context, const Segment& segment,
+                                       const std::function<const Item&()>& file);
 
 }  // namespace devserver::rest

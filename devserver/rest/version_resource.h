@@ -5,7 +5,7 @@
 
 namespace devserver::rest {
 
-ResourcePtr make_versions(const Item& file);
-Feed versions_feed(const Context& context, const Item& file);
+ResourcePtr MakeVersions(const Item& file);
+Feed VersionsFeed(const Context& context, const Item& file);
 
 }  // namespace devserver::rest

@@ -8,46 +8,46 @@
 namespace devserver::rest {
 namespace {
 
-constexpr Link web_links[] = {{"AllProperties"},
+constexpr Link kWebLinks[] = {{"AllProperties"},
                               {"CurrentUser"},
                               {"Lists", false, true},
                               {"RootFolder"},
                               {"SiteUsers", false, true},
                               {"Webs", false, true},
                               {"EffectiveBasePermissions", true}};
-constexpr Link site_links[] = {{"RootWeb"}};
+constexpr Link kSiteLinks[] = {{"RootWeb"}};
 
-Node empty_feed() {
-    return Node::of(feed_of(std::vector<int>{}, [](int) { return Entity{}; }));
+Node EmptyFeed() {
+    return Node::Of(FeedOf(std::vector<int>{}, [](int) { return Entity{}; }));
 }
 
-Feed libraries_feed(const Context& context, const Web& web) {
-    return feed_of(context.store.libraries(web.id),
-                   [context](const Library& library) { return library_entity(context, library); });
+Feed LibrariesFeed(const Context& context, const Web& web) {
+    return FeedOf(context.store.libraries(web.id),
+                  [context](const Library& library) { return LibraryEntity(context, library); });
 }
 
-Item root_folder(const Context& context, const Web& web) {
-    return context.store.find(web.server_relative_url()).value();
+Item RootFolder(const Context& context, const Web& web) {
+    return context.store.Find(web.ServerRelativeUrl()).value();
 }
 
-Node resolve_web_link(const Context& context, const Web& web, std::string_view name) {
-    if (name == "CurrentUser") return Node::of(user_entity(context.user, user_id(context.user.id)));
-    if (name == "Lists") return Node::of(libraries_feed(context, web));
+Node ResolveWebLink(const Context& context, const Web& web, std::string_view name) {
+    if (name == "CurrentUser") return Node::Of(UserEntity(context.user, UserId(context.user.id)));
+    if (name == "Lists") return Node::Of(LibrariesFeed(context, web));
     if (name == "RootFolder")
-        return Node::of(folder_entity(context, std::make_shared<Item>(root_folder(context, web))));
-    if (name == "EffectiveBasePermissions") return Node::of(effective_permissions(context.user));
+        return Node::Of(FolderEntity(context, std::make_shared<Item>(RootFolder(context, web))));
+    if (name == "EffectiveBasePermissions") return Node::Of(EffectivePermissions(context.user));
     if (name == "SiteUsers") {
-        return Node::of(feed_of(context.store.users(),
-                                [](const User& user) { return user_entity(user, user_id(user.id)); }));
+        return Node::Of(FeedOf(context.store.users(),
+                               [](const User& user) { return UserEntity(user, UserId(user.id)); }));
     }
     if (name == "AllProperties") {
         Entity properties;
         properties.type = "SP.PropertyValues";
         properties.id = "Web/AllProperties";
-        properties.add("vti_x005f_defaultlanguage", Value::of_text("en-us"));
-        return Node::of(std::move(properties));
+        properties.Add("vti_x005f_defaultlanguage", Value::OfText("en-us"));
+        return Node::Of(std::move(properties));
     }
-    return empty_feed();
+    return EmptyFeed();
 }
 
 class LibrariesResource : public Resource {
@@ -57,25 +57,25 @@ public:
     ResourcePtr child(Context& context, const Segment& segment) override {
         if (segment.arguments.empty()) return nullptr;
         auto wanted = segment.arguments[0].value.text;
-        if (segment.is("getById")) return by_id(context, wanted);
-        if (!segment.is("getByTitle")) return nullptr;
+        if (segment.Is("getById")) return ById(context, wanted);
+        if (!segment.Is("getByTitle")) return nullptr;
         for (const auto& library : context.store.libraries(m_web.id))
-            if (equals_ignoring_case(library.title, wanted)) return make_library(library);
-        throw odata::list_does_not_exist(wanted, context.web_url());
+            if (EqualsIgnoringCase(library.title, wanted)) return MakeLibrary(library);
+        throw odata::ListDoesNotExist(wanted, context.WebUrl());
     }
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
-        return by_id(context, value.text);
+        return ById(context, value.text);
     }
 
     Outcome get(Context& context) override {
-        return Outcome::of(Node::of(apply_feed_options(context, libraries_feed(context, m_web))), "Lists");
+        return Outcome::Of(Node::Of(ApplyFeedOptions(context, LibrariesFeed(context, m_web))), "Lists");
     }
 
 private:
-    ResourcePtr by_id(Context& context, const std::string& guid) {
+    ResourcePtr ById(Context& context, const std::string& guid) {
         for (const auto& library : context.store.libraries(m_web.id))
-            if (equals_ignoring_case(library.guid, guid)) return make_library(library);
+            if (EqualsIgnoringCase(library.guid, guid)) return MakeLibrary(library);
         throw ApiError(404, "-2147024894, System.IO.FileNotFoundException", "List does not exist.");
     }
 
@@ -87,151 +87,147 @@ public:
     explicit WebResource(Web web) : m_web(std::move(web)) {}
 
     ResourcePtr child(Context& context, const Segment& segment) override {
-        auto argument = segment.arguments.empty() ? std::string() : decoded_url(segment.arguments[0].value);
+        auto argument = segment.arguments.empty() ? std::string() : DecodedUrl(segment.arguments[0].value);
         auto& store = context.store;
-        if (segment.is("GetFileByServerRelativePath") || segment.is("GetFileByServerRelativeUrl")) {
-            auto path = server_relative(context, argument);
-            require_inside(context, path);
-            return make_file(path, store.find(path));
+        if (segment.Is("GetFileByServerRelativePath") || segment.Is("GetFileByServerRelativeUrl")) {
+            auto path = ServerRelative(context, argument);
+            RequireInside(context, path);
+            return MakeFile(path, store.Find(path));
         }
-        if (segment.is("GetFolderByServerRelativePath") || segment.is("GetFolderByServerRelativeUrl")) {
-            auto path = server_relative(context, argument);
-            require_inside(context, path);
-            return make_folder(path, store.find(path));
+        if (segment.Is("GetFolderByServerRelativePath") || segment.Is("GetFolderByServerRelativeUrl")) {
+            auto path = ServerRelative(context, argument);
+            RequireInside(context, path);
+            return MakeFolder(path, store.Find(path));
         }
-        if (segment.is("GetFileByUrl")) {
-            auto item = find_shared(store, context.server_url, argument);
-            if (!item || item->folder) throw odata::file_does_not_exist(argument);
-            return make_file(item->path, item);
+        if (segment.Is("GetFileByUrl")) {
+            auto item = FindShared(store, context.server_url, argument);
+            if (!item || item->folder) throw odata::FileDoesNotExist(argument);
+            return MakeFile(item->path, item);
         }
-        if (segment.is("GetFileById") || segment.is("GetFolderById")) {
-            auto item = store.item_by_guid(argument);
-            if (!item) throw odata::folder_not_found();
-            item = store.find(item->path);
-            return segment.is("GetFileById") ? make_file(item->path, item) : make_folder(item->path, item);
+        if (segment.Is("GetFileById") || segment.Is("GetFolderById")) {
+            auto item = store.ItemByGuid(argument);
+            if (!item) throw odata::FolderNotFound();
+            item = store.Find(item->path);
+            return segment.Is("GetFileById") ? MakeFile(item->path, item) : MakeFolder(item->path, item);
         }
-        if (segment.is("GetList") || segment.is("GetListUsingPath")) return list_at(context, argument);
-        if (segment.is("CurrentUser")) return make_user(context.user, user_id(context.user.id));
-        if (segment.is("GetUserById") || segment.is("EnsureUser")) return user(context, segment, argument);
-        if (segment.is("SiteUsers")) return make_users();
-        if (segment.is("Lists")) return make_libraries(m_web);
-        if (segment.is("RootFolder"))
-            return make_folder(m_web.server_relative_url(), root_folder(context, m_web));
-        if (segment.is("Folders"))
-            return make_folder(m_web.server_relative_url(), root_folder(context, m_web))
-                ->child(context, segment);
-        if (segment.is("DefaultDocumentLibrary")) return make_library(store.libraries(m_web.id).at(0));
-        if (segment.is("GetUserEffectivePermissions")) {
-            auto asked = store.user_by_name(argument);
-            if (!asked) throw odata::user_not_found();
-            return make_node(Node::of(effective_permissions(*asked)), "GetUserEffectivePermissions");
+        if (segment.Is("GetList") || segment.Is("GetListUsingPath")) return ListAt(context, argument);
+        if (segment.Is("CurrentUser")) return MakeUser(context.user, UserId(context.user.id));
+        if (segment.Is("GetUserById") || segment.Is("EnsureUser")) return user(context, segment, argument);
+        if (segment.Is("SiteUsers")) return MakeUsers();
+        if (segment.Is("Lists")) return MakeLibraries(m_web);
+        if (segment.Is("RootFolder"))
+            return MakeFolder(m_web.ServerRelativeUrl(), RootFolder(context, m_web));
+        if (segment.Is("Folders"))
+            return MakeFolder(m_web.ServerRelativeUrl(), RootFolder(context, m_web))->child(context, segment);
+        if (segment.Is("DefaultDocumentLibrary")) return MakeLibrary(store.libraries(m_web.id).at(0));
+        if (segment.Is("GetUserEffectivePermissions")) {
+            auto asked = store.UserByName(argument);
+            if (!asked) throw odata::UserNotFound();
+            return MakeNode(Node::Of(EffectivePermissions(*asked)), "GetUserEffectivePermissions");
         }
-        if (segment.is("DoesUserHavePermissions"))
-            return make_node(Node::of(Value::boolean(context.user.rights != Rights::none)),
-                             "DoesUserHavePermissions");
-        for (const auto& link : web_links)
-            if (segment.is(link.name))
-                return make_node(resolve_web_link(context, m_web, link.name), std::string(link.name));
+        if (segment.Is("DoesUserHavePermissions"))
+            return MakeNode(Node::Of(Value::boolean(context.user.rights != Rights::none)),
+                            "DoesUserHavePermissions");
+        for (const auto& link : kWebLinks)
+            if (segment.Is(link.name))
+                return MakeNode(ResolveWebLink(context, m_web, link.name), std::string(link.name));
         return nullptr;
     }
 
-    Outcome get(Context& context) override {
-        return Outcome::of(Node::of(web_entity(context, m_web)), "Web");
-    }
+    Outcome get(Context& context) override { return Outcome::Of(Node::Of(WebEntity(context, m_web)), "Web"); }
 
 private:
     // Paths may come as text or as a structured path.
-    static std::string decoded_url(const odata::Literal& literal) {
+    static std::string DecodedUrl(const odata::Literal& literal) {
         if (literal.kind != odata::Literal::Kind::json) return literal.text;
         rapidjson::Document document;
         document.Parse<rapidjson::kParseIterativeFlag>(literal.text.c_str());
         if (!document.HasParseError() && document.IsObject() && document.HasMember("DecodedUrl") &&
             document["DecodedUrl"].IsString())
             return document["DecodedUrl"].GetString();
-        throw odata::invalid_expression(literal.text);
+        throw odata::InvalidExpression(literal.text);
     }
 
-    void require_inside(Context& context, const std::string& path) const {
-        bool inside = context.store.web_of(path).id == m_web.id;
+    void RequireInside(Context& context, const std::string& path) const {
+        bool inside = context.store.WebOf(path).id == m_web.id;
         bool dotted =
             (path + "/").find("/../") != std::string::npos || (path + "/").find("/./") != std::string::npos;
-        if (!inside || dotted)
-            throw odata::invalid_argument("Value does not fall within the expected range.");
+        if (!inside || dotted) throw odata::InvalidArgument("Value does not fall within the expected range.");
     }
 
-    ResourcePtr list_at(Context& context, const std::string& argument) const {
-        auto path = server_relative(context, argument);
-        auto folder = context.store.find(path);
+    ResourcePtr ListAt(Context& context, const std::string& argument) const {
+        auto path = ServerRelative(context, argument);
+        auto folder = context.store.Find(path);
         for (const auto& library : context.store.libraries(m_web.id))
-            if (folder && folder->id == library.root_item) return make_library(library);
-        throw odata::folder_not_found();
+            if (folder && folder->id == library.root_item) return MakeLibrary(library);
+        throw odata::FolderNotFound();
     }
 
     static ResourcePtr user(Context& context, const Segment& segment, std::string argument) {
-        if (segment.is("EnsureUser") && argument.empty()) {
-            auto body = context.json_body();
+        if (segment.Is("EnsureUser") && argument.empty()) {
+            auto body = context.JsonBody();
             if (body.HasMember("logonName") && body["logonName"].IsString())
                 argument = body["logonName"].GetString();
         }
-        auto found = segment.is("EnsureUser") ? context.store.user_by_name(argument)
-                                              : context.store.user_by_id(parse_integer(argument).value_or(0));
-        if (!found && segment.is("EnsureUser"))
+        auto found = segment.Is("EnsureUser") ? context.store.UserByName(argument)
+                                              : context.store.UserById(ParseInteger(argument).value_or(0));
+        if (!found && segment.Is("EnsureUser"))
             throw ApiError(400, "-2146232832, Microsoft.SharePoint.SPException",
                            "The specified user " + argument + " could not be found.");
-        if (!found) throw odata::user_not_found();
-        return make_user(*found, user_id(found->id));
+        if (!found) throw odata::UserNotFound();
+        return MakeUser(*found, UserId(found->id));
     }
 
     Web m_web;
 };
 
-Entity site_entity(const Context& context) {
+Entity SiteEntity(const Context& context) {
     auto web = context.web;
     Entity entity;
     entity.type = "SP.Site";
     entity.id = "Site";
-    entity.links = site_links;
-    entity.resolve = [context, web](std::string_view) { return Node::of(web_entity(context, web)); };
-    entity.add("Id", Value::guid(web.guid));
-    entity.add("ReadOnly", Value::boolean(false));
-    entity.add("ServerRelativeUrl", Value::of_text(web.server_relative_url()));
-    entity.add("ShareByEmailEnabled", Value::boolean(false));
-    entity.add("Url", Value::of_text(context.web_url()));
+    entity.links = kSiteLinks;
+    entity.resolve = [context, web](std::string_view) { return Node::Of(WebEntity(context, web)); };
+    entity.Add("Id", Value::guid(web.guid));
+    entity.Add("ReadOnly", Value::boolean(false));
+    entity.Add("ServerRelativeUrl", Value::OfText(web.ServerRelativeUrl()));
+    entity.Add("ShareByEmailEnabled", Value::boolean(false));
+    entity.Add("Url", Value::OfText(context.WebUrl()));
     return entity;
 }
 
 class SiteResource : public Resource {
 public:
     ResourcePtr child(Context& context, const Segment& segment) override {
-        return segment.is("RootWeb") ? make_web(context.web) : nullptr;
+        return segment.Is("RootWeb") ? MakeWeb(context.web) : nullptr;
     }
-    Outcome get(Context& context) override { return Outcome::of(Node::of(site_entity(context)), "Site"); }
+    Outcome get(Context& context) override { return Outcome::Of(Node::Of(SiteEntity(context)), "Site"); }
 };
 
-Value context_information(Context& context) {
+Value ContextInformation(Context& context) {
     Complex information{"SP.ContextWebInformation", {}};
-    information.members = {{"FormDigestTimeoutSeconds", Value::int32(context.digests.lifetime_seconds())},
-                           {"FormDigestValue", Value::of_text(context.digests.issue(context.user))},
-                           {"LibraryVersion", Value::of_text("16.0.25318.12011")},
-                           {"SiteFullUrl", Value::of_text(context.web_url())},
-                           {"SupportedSchemaVersions", Value::of_texts({"14.0.0.0", "15.0.0.0"})},
-                           {"WebFullUrl", Value::of_text(context.web_url())}};
-    return Value::of_complex(std::move(information));
+    information.members = {{"FormDigestTimeoutSeconds", Value::Int32(context.digests.LifetimeSeconds())},
+                           {"FormDigestValue", Value::OfText(context.digests.Issue(context.user))},
+                           {"LibraryVersion", Value::OfText("16.0.25318.12011")},
+                           {"SiteFullUrl", Value::OfText(context.WebUrl())},
+                           {"SupportedSchemaVersions", Value::OfTexts({"14.0.0.0", "15.0.0.0"})},
+                           {"WebFullUrl", Value::OfText(context.WebUrl())}};
+    return Value::OfComplex(std::move(information));
 }
 
 // A path member of a move or copy request: an address of this server.
-std::string path_member(const Context& context, const rapidjson::Document& body, const char* name) {
+std::string PathMember(const Context& context, const rapidjson::Document& body, const char* name) {
     auto member = body.FindMember(name);
-    if (member == body.MemberEnd()) throw odata::invalid_argument(std::string(name) + " is missing.");
+    if (member == body.MemberEnd()) throw odata::InvalidArgument(std::string(name) + " is missing.");
     std::string url;
     if (member->value.IsString()) url = member->value.GetString();
     if (member->value.IsObject() && member->value.HasMember("DecodedUrl") &&
         member->value["DecodedUrl"].IsString())
         url = member->value["DecodedUrl"].GetString();
     // A structured path isn't escaped, a plain address is.
-    if (starts_with_ignoring_case(url, context.server_url + "/")) {
+    if (StartsWithIgnoringCase(url, context.server_url + "/")) {
         url = url.substr(context.server_url.size());
-        return member->value.IsString() ? percent_decode(url) : url;
+        return member->value.IsString() ? PercentDecode(url) : url;
     }
     return url;
 }
@@ -239,51 +235,50 @@ std::string path_member(const Context& context, const rapidjson::Document& body,
 class RootResource : public Resource {
 public:
     ResourcePtr child(Context& context, const Segment& segment) override {
-        if (segment.is("web")) return make_web(context.web);
-        if (segment.is("site")) return std::make_unique<SiteResource>();
-        if (segment.is("SP.RemoteWeb")) return std::make_unique<RootResource>();
-        if (segment.is("lists")) return make_libraries(context.web);
+        if (segment.Is("web")) return MakeWeb(context.web);
+        if (segment.Is("site")) return std::make_unique<SiteResource>();
+        if (segment.Is("SP.RemoteWeb")) return std::make_unique<RootResource>();
+        if (segment.Is("lists")) return MakeLibraries(context.web);
         return nullptr;
     }
 
     std::optional<Outcome> operation(Context& context, const Segment& segment) override {
-        if (segment.is("SP.Web.GetWebUrlFromPageUrl")) {
+        if (segment.Is("SP.Web.GetWebUrlFromPageUrl")) {
             auto page = segment.arguments.empty() ? std::string() : segment.arguments[0].value.text;
-            return Outcome::of(Node::of(Value::of_text(web_url_of_page(context, page))),
-                               "GetWebUrlFromPageUrl");
+            return Outcome::Of(Node::Of(Value::OfText(WebUrlOfPage(context, page))), "GetWebUrlFromPageUrl");
         }
-        if (!context.is_post()) return std::nullopt;
-        if (segment.is("contextinfo"))
-            return Outcome::of(Node::of(context_information(context)), "GetContextWebInformation");
-        if (segment.name.size() > 15 && starts_with_ignoring_case(segment.name, "SP.MoveCopyUtil"))
-            return move_or_copy(context, segment);
-        if (segment.is("SP.Web.CreateOrganizationSharingLink") || segment.is("SP.Web.CreateAnonymousLink"))
-            return sharing_link(context, segment);
+        if (!context.IsPost()) return std::nullopt;
+        if (segment.Is("contextinfo"))
+            return Outcome::Of(Node::Of(ContextInformation(context)), "GetContextWebInformation");
+        if (segment.name.size() > 15 && StartsWithIgnoringCase(segment.name, "SP.MoveCopyUtil"))
+            return MoveOrCopy(context, segment);
+        if (segment.Is("SP.Web.CreateOrganizationSharingLink") || segment.Is("SP.Web.CreateAnonymousLink"))
+            return SharingLink(context, segment);
         return std::nullopt;
     }
 
     Outcome get(Context& context) override {
-        return Outcome::of(Node::of(web_entity(context, context.web)), "Web");
+        return Outcome::Of(Node::Of(WebEntity(context, context.web)), "Web");
     }
 
 private:
-    static std::string web_url_of_page(Context& context, const std::string& page) {
-        if (!starts_with_ignoring_case(page + "/", context.server_url + "/"))
-            throw odata::invalid_argument("Value does not fall within the expected range.");
-        auto path = percent_decode(page.substr(context.server_url.size()));
-        auto web = context.store.web_of(path.empty() ? "/" : path);
+    static std::string WebUrlOfPage(Context& context, const std::string& page) {
+        if (!StartsWithIgnoringCase(page + "/", context.server_url + "/"))
+            throw odata::InvalidArgument("Value does not fall within the expected range.");
+        auto path = PercentDecode(page.substr(context.server_url.size()));
+        auto web = context.store.WebOf(path.empty() ? "/" : path);
         return context.server_url + (web.path.empty() ? "" : "/" + web.path);
     }
 
-    static std::optional<Outcome> move_or_copy(Context& context, const Segment& segment) {
+    static std::optional<Outcome> MoveOrCopy(Context& context, const Segment& segment) {
         auto operation = segment.name.substr(segment.name.rfind('.') + 1);
-        bool moves = starts_with_ignoring_case(operation, "Move");
-        bool of_folder = find_ignoring_case(operation, "Folder") != std::string::npos;
-        context.require_edit();
-        auto body = context.json_body();
+        bool moves = StartsWithIgnoringCase(operation, "Move");
+        bool of_folder = FindIgnoringCase(operation, "Folder") != std::string::npos;
+        context.RequireEdit();
+        auto body = context.JsonBody();
         bool by_path = body.HasMember("srcPath");
-        auto from = path_member(context, body, by_path ? "srcPath" : "srcUrl");
-        auto to = path_member(context, body, by_path ? "destPath" : "destUrl");
+        auto from = PathMember(context, body, by_path ? "srcPath" : "srcUrl");
+        auto to = PathMember(context, body, by_path ? "destPath" : "destUrl");
         bool overwrite = segment.boolean("overwrite", false, 0);
         if (body.HasMember("overwrite") && body["overwrite"].IsBool())
             overwrite = body["overwrite"].GetBool();
@@ -291,67 +286,67 @@ private:
             options != body.MemberEnd() && options->value.IsObject() &&
             options->value.HasMember("KeepBoth") && options->value["KeepBoth"].IsBool() &&
             options->value["KeepBoth"].GetBool())
-            to = free_path(context.store, to);
-        auto item = context.store.find(from);
-        if (!item || item->folder != of_folder) throw odata::folder_not_found();
+            to = FreePath(context.store, to);
+        auto item = context.store.Find(from);
+        if (!item || item->folder != of_folder) throw odata::FolderNotFound();
         if (moves)
-            context.store.move(item->id, to, overwrite, context.user);
+            context.store.Move(item->id, to, overwrite, context.user);
         else
-            context.store.copy(item->id, to, overwrite, context.user);
+            context.store.Copy(item->id, to, overwrite, context.user);
         return Outcome::done(operation);
     }
 
-    static std::optional<Outcome> sharing_link(Context& context, const Segment& segment) {
+    static std::optional<Outcome> SharingLink(Context& context, const Segment& segment) {
         auto url = segment.text("url", 0);
         if (url.empty()) {
-            auto body = context.json_body();
+            auto body = context.JsonBody();
             if (body.HasMember("url") && body["url"].IsString()) url = body["url"].GetString();
         }
-        auto item = find_shared(context.store, context.server_url, url);
-        if (!item) throw odata::folder_not_found();
-        return Outcome::of(Node::of(Value::of_text(context.server_url + sharing_path(context.store, *item))),
+        auto item = FindShared(context.store, context.server_url, url);
+        if (!item) throw odata::FolderNotFound();
+        return Outcome::Of(Node::Of(Value::OfText(context.server_url + SharingPath(context.store, *item))),
                            segment.name.substr(segment.name.rfind('.') + 1));
     }
 };
 
 }  // namespace
 
-Entity web_entity(const Context& context, const Web& web) {
+Entity WebEntity(const Context& context, const Web& web) {
     Entity entity;
-    auto url = context.server_url + (web.path.empty() ? "" : "/" + encode_path(web.path));
+    auto url = context.server_url + (web.path.empty() ? "" : "/" + EncodePath(web.path));
     entity.type = "SP.Web";
     entity.id = "Web";
-    entity.links = web_links;
-    entity.resolve = [context, web](std::string_view name) { return resolve_web_link(context, web, name); };
-    auto created = iso_time(web.created);
-    entity.add("AlternateCssUrl", Value::of_text(""));
-    entity.add("Configuration", Value::int32(0));
-    entity.add("Created", Value::date(created.substr(0, created.size() - 1)));
-    entity.add("Description", Value::of_text(""));
-    entity.add("Id", Value::guid(web.guid));
-    entity.add("IsMultilingual", Value::boolean(false));
-    entity.add("Language", Value::int32(1033));
-    entity.add("LastItemModifiedDate", Value::date(iso_time(web.created)));
-    entity.add("NoCrawl", Value::boolean(false));
-    entity.add("RecycleBinEnabled", Value::boolean(true));
-    entity.add("ResourcePath",
-               Value::of_complex({"SP.ResourcePath", {{"DecodedUrl", Value::of_text(percent_decode(url))}}}));
-    entity.add("ServerRelativeUrl", Value::of_text(web.server_relative_url()));
-    entity.add("Title", Value::of_text(web.title));
-    entity.add("UIVersion", Value::int32(15));
-    entity.add("Url", Value::of_text(percent_decode(url)));
-    entity.add("WebTemplate", Value::of_text("STS"));
-    entity.add("WelcomePage", Value::of_text(""));
+    entity.links = kWebLinks;
+    entity.resolve = [context, web](std::string_view name) { return ResolveWebLink(context, web, name); };
+    auto created = IsoTime(web.created);
+    entity.Add("AlternateCssUrl", Value::OfText(""));
+    entity.Add("Configuration", Value::Int32(0));
+    entity.Add("Created", Value::date(created.substr(0, created.size() - 1)));
+    entity.Add("Description", Value::OfText(""));
+    entity.Add("Id", Value::guid(web.guid));
+    entity.Add("IsMultilingual", Value::boolean(false));
+    entity.Add("Language", Value::Int32(1033));
+    entity.Add("LastItemModifiedDate", Value::date(IsoTime(web.created)));
+    entity.Add("NoCrawl", Value::boolean(false));
+    entity.Add("RecycleBinEnabled", Value::boolean(true));
+    entity.Add("ResourcePath",
+               Value::OfComplex({"SP.ResourcePath", {{"DecodedUrl", Value::OfText(PercentDecode(url))}}}));
+    entity.Add("ServerRelativeUrl", Value::OfText(web.ServerRelativeUrl()));
+    entity.Add("Title", Value::OfText(web.title));
+    entity.Add("UIVersion", Value::Int32(15));
+    entity.Add("Url", Value::OfText(PercentDecode(url)));
+    entity.Add("WebTemplate", Value::OfText("STS"));
+    entity.Add("WelcomePage", Value::OfText(""));
     return entity;
 }
 
-ResourcePtr make_root(Context&) {
+ResourcePtr MakeRoot(Context&) {
     return std::make_unique<RootResource>();
 }
-ResourcePtr make_web(const Web& web) {
+ResourcePtr MakeWeb(const Web& web) {
     return std::make_unique<WebResource>(web);
 }
-ResourcePtr make_libraries(const Web& web) {
+ResourcePtr MakeLibraries(const Web& web) {
     return std::make_unique<LibrariesResource>(web);
 }
 

@@ -7,16 +7,16 @@
 namespace devserver::soap {
 namespace {
 
-constexpr const char* envelope_space = "http://schemas.xmlsoap.org/soap/envelope/";
-constexpr const char* envelope_begin =
+constexpr const char* kEnvelopeSpace = "http://schemas.xmlsoap.org/soap/envelope/";
+constexpr const char* kEnvelopeBegin =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?><soap:Envelope "
     "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\" "
     "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
     "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"><soap:Body>";
-constexpr const char* envelope_end = "</soap:Body></soap:Envelope>";
-constexpr const char* content_type = "text/xml; charset=utf-8";
+constexpr const char* kEnvelopeEnd = "</soap:Body></soap:Envelope>";
+constexpr const char* kContentType = "text/xml; charset=utf-8";
 
-std::string hexadecimal(std::uint32_t code) {
+std::string Hexadecimal(std::uint32_t code) {
     char text[16];
     std::snprintf(text, sizeof text, "0x%08x", code);
     return text;
@@ -24,16 +24,16 @@ std::string hexadecimal(std::uint32_t code) {
 
 }  // namespace
 
-SoapFault missing_parameter(const std::string& name) {
+SoapFault MissingParameter(const std::string& name) {
     return {"Parameter " + name + " is missing or invalid.", 0x82000001};
 }
 
-SoapFault access_denied() {
+SoapFault AccessDenied() {
     return {"Access is denied. (Exception from HRESULT: 0x80070005 (E_ACCESSDENIED))", 0x80070005};
 }
 
-SoapFault fault_of(const StoreError& error, const std::string& server_url) {
-    auto url = server_url + encode_path(error.subject);
+SoapFault FaultOf(const StoreError& error, const std::string& server_url) {
+    auto url = server_url + EncodePath(error.subject);
     switch (error.fault) {
         case Fault::not_found:
             return {"The file or folder \"" + url + "\" does not exist.", 0x80070002};
@@ -55,7 +55,7 @@ SoapFault fault_of(const StoreError& error, const std::string& server_url) {
 
 Operation::Operation(const std::string& body) {
     try {
-        xml::parse(m_document, body);
+        xml::Parse(m_document, body);
     } catch (const xml::Malformed& error) {
         throw SoapFault(
             std::string("Server was unable to read request. ---> There is an error in XML document. "
@@ -64,21 +64,21 @@ Operation::Operation(const std::string& body) {
             {}, true);
     }
     auto envelope = m_document.document_element();
-    if (!xml::name_of(envelope).is(envelope_space, "Envelope"))
-        throw SoapFault("Possible SOAP version mismatch: Envelope namespace " + xml::name_of(envelope).space +
-                            " was unexpected. Expecting " + envelope_space + ".",
+    if (!xml::NameOf(envelope).Is(kEnvelopeSpace, "Envelope"))
+        throw SoapFault("Possible SOAP version mismatch: Envelope namespace " + xml::NameOf(envelope).space +
+                            " was unexpected. Expecting " + kEnvelopeSpace + ".",
                         {}, true);
-    for (const auto& element : xml::child(envelope, "Body").children())
+    for (const auto& element : xml::Child(envelope, "Body").children())
         if (element.type() == pugi::node_element) {
             m_operation = element;
             break;
         }
     if (!m_operation) throw SoapFault("The SOAP body is empty.", {}, true);
-    m_name = xml::name_of(m_operation);
+    m_name = xml::NameOf(m_operation);
 }
 
 std::optional<std::string> Operation::parameter(const std::string& name) const {
-    auto element = xml::child(m_operation, name);
+    auto element = xml::Child(m_operation, name);
     if (!element) return std::nullopt;
     std::string text;
     for (const auto& part : element.children())
@@ -86,24 +86,24 @@ std::optional<std::string> Operation::parameter(const std::string& name) const {
     return text;
 }
 
-http::Response answer(const Operation& operation, const std::string& result) {
+http::Response Answer(const Operation& operation, const std::string& result) {
     const auto& name = operation.name();
-    return http::make_response(200, content_type,
-                               envelope_begin +
-                                   ("<" + name + "Response xmlns=\"" + operation.space() + "\"><" + name +
-                                    "Result>" + result + "</" + name + "Result></" + name + "Response>") +
-                                   envelope_end);
+    return http::MakeResponse(200, kContentType,
+                              kEnvelopeBegin +
+                                  ("<" + name + "Response xmlns=\"" + operation.space() + "\"><" + name +
+                                   "Result>" + result + "</" + name + "Result></" + name + "Response>") +
+                                  kEnvelopeEnd);
 }
 
-http::Response empty_answer(const Operation& operation) {
-    return http::make_response(
-        200, content_type,
-        envelope_begin + ("<" + operation.name() + "Response xmlns=\"" + operation.space() + "\"/>") +
-            envelope_end);
+http::Response EmptyAnswer(const Operation& operation) {
+    return http::MakeResponse(
+        200, kContentType,
+        kEnvelopeBegin + ("<" + operation.name() + "Response xmlns=\"" + operation.space() + "\"/>") +
+            kEnvelopeEnd);
 }
 
-http::Response fault_response(const SoapFault& fault) {
-    auto text = xml::escape(fault.what());
+http::Response FaultResponse(const SoapFault& fault) {
+    auto text = xml::Escape(fault.what());
     std::string inner = "<soap:Fault><faultcode>soap:" + std::string(fault.client ? "Client" : "Server") +
                         "</faultcode><faultstring>";
     if (fault.client)
@@ -113,12 +113,12 @@ http::Response fault_response(const SoapFault& fault) {
             "Exception of type 'Microsoft.SharePoint.SoapServer.SoapServerException' was "
             "thrown.</faultstring>"
             "<detail><errorstring xmlns=\"" +
-            std::string(soap_space) + "\">" + text + "</errorstring>" +
-            (fault.code ? "<errorcode xmlns=\"" + std::string(soap_space) + "\">" + hexadecimal(*fault.code) +
+            std::string(kSoapSpace) + "\">" + text + "</errorstring>" +
+            (fault.code ? "<errorcode xmlns=\"" + std::string(kSoapSpace) + "\">" + Hexadecimal(*fault.code) +
                               "</errorcode>"
                         : "") +
             "</detail>";
-    return http::make_response(500, content_type, envelope_begin + inner + "</soap:Fault>" + envelope_end);
+    return http::MakeResponse(500, kContentType, kEnvelopeBegin + inner + "</soap:Fault>" + kEnvelopeEnd);
 }
 
 }  // namespace devserver::soap

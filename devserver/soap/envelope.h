@@ -12,8 +12,8 @@
 
 namespace devserver::soap {
 
-inline constexpr const char* soap_space = "http://schemas.microsoft.com/sharepoint/soap/";
-inline constexpr const char* directory_space = "http://schemas.microsoft.com/sharepoint/soap/directory/";
+inline constexpr const char* kSoapSpace = "http://schemas.microsoft.com/sharepoint/soap/";
+inline constexpr const char* kDirectorySpace = "http://schemas.microsoft.com/sharepoint/soap/directory/";
 
 // A fault; most carry a text and a code in their detail.
 struct SoapFault : std::runtime_error {
@@ -23,9 +23,9 @@ struct SoapFault : std::runtime_error {
     bool client;  // the request itself was wrong
 };
 
-SoapFault missing_parameter(const std::string& name);
-SoapFault access_denied();
-SoapFault fault_of(const StoreError& error, const std::string& server_url);
+SoapFault MissingParameter(const std::string& name);
+SoapFault AccessDenied();
+SoapFault FaultOf(const StoreError& error, const std::string& server_url);
 
 // The operation in the body of an envelope, with its parameters.
 class Operation {
@@ -44,9 +44,9 @@ private:
 };
 
 // An answer whose result element has `result` as its content, unescaped.
-http::Response answer(const Operation& operation, const std::string& result);
+http::Response Answer(const Operation& operation, const std::string& result);
 // An answer without a result element.
-http::Response empty_answer(const Operation& operation);
-http::Response fault_response(const SoapFault& fault);
+http::Response EmptyAnswer(const Operation& operation);
+http::Response FaultResponse(const SoapFault& fault);
 
 }  // namespace devserver::soap

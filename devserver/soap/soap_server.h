@@ -19,19 +19,19 @@ struct Call {
 class SoapServer {
 public:
     explicit SoapServer(Store& store) : m_store(store) {}
-    static bool owns(const http::Request& request);
-    http::Response handle(http::Request& request, const User& user);
+    static bool Owns(const http::Request& request);
+    http::Response Handle(http::Request& request, const User& user);
 
 private:
     Store& m_store;
 };
 
 // The services' operations; nothing when there is no such operation.
-std::optional<http::Response> webs(const Call& call);
-std::optional<http::Response> user_group(const Call& call);
-std::optional<http::Response> lists(const Call& call);
+std::optional<http::Response> Webs(const Call& call);
+std::optional<http::Response> UserGroup(const Call& call);
+std::optional<http::Response> Lists(const Call& call);
 
 // The server-relative path of a page's address; nothing when it isn't an address of this server.
-std::optional<std::string> path_of_page(const Call& call, const std::string& address);
+std::optional<std::string> PathOfPage(const Call& call, const std::string& address);
 
 }  // namespace devserver::soap

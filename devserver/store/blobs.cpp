@@ -17,9 +17,9 @@ namespace devserver {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr std::size_t block_size = 512 * 1024;
+constexpr std::size_t kBlockSize = 512 * 1024;
 
-void write_fully(int descriptor, const char* data, std::size_t size) {
+void WriteFully(int descriptor, const char* data, std::size_t size) {
     while (size > 0) {
         auto count = ::write(descriptor, data, size);
         if (count < 0 && errno == EINTR) continue;
@@ -43,17 +43,17 @@ BlobWriter::~BlobWriter() {
     if (!m_kept) ::unlink(m_file.c_str());
 }
 
-void BlobWriter::write(const char* data, std::size_t size) {
-    write_fully(m_descriptor, data, size);
+void BlobWriter::Write(const char* data, std::size_t size) {
+    WriteFully(m_descriptor, data, size);
     m_size += static_cast<std::int64_t>(size);
 }
 
-void BlobWriter::write_all(BodySource& source) {
-    std::vector<char> block(block_size);
-    while (auto count = source.read(block.data(), block.size())) write(block.data(), count);
+void BlobWriter::WriteAll(BodySource& source) {
+    std::vector<char> block(kBlockSize);
+    while (auto count = source.Read(block.data(), block.size())) Write(block.data(), count);
 }
 
-std::string BlobWriter::keep() {
+std::string BlobWriter::Keep() {
     m_kept = true;
     return m_name;
 }
@@ -62,11 +62,11 @@ Blobs::Blobs(std::string folder) : m_folder(std::move(folder)) {
     fs::create_directories(m_folder);
 }
 
-std::unique_ptr<BlobWriter> Blobs::create() const {
-    return std::make_unique<BlobWriter>(m_folder, random_guid());
+std::unique_ptr<BlobWriter> Blobs::Create() const {
+    return std::make_unique<BlobWriter>(m_folder, RandomGuid());
 }
 
-std::shared_ptr<FileBody> Blobs::open(const std::string& name) const {
+std::shared_ptr<FileBody> Blobs::Open(const std::string& name) const {
     int descriptor = ::open((m_folder + "/" + name).c_str(), O_RDONLY | O_CLOEXEC);
     struct stat information {};
     if (descriptor < 0 || ::fstat(descriptor, &information) != 0) {
@@ -76,25 +76,25 @@ std::shared_ptr<FileBody> Blobs::open(const std::string& name) const {
     return std::make_shared<FileBody>(descriptor, static_cast<std::uint64_t>(information.st_size));
 }
 
-void Blobs::append(const std::string& name, BodySource& source, std::int64_t& added) const {
+void Blobs::Append(const std::string& name, BodySource& source, std::int64_t& added) const {
     int descriptor = ::open((m_folder + "/" + name).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (descriptor < 0) throw std::runtime_error("cannot go on with an upload");
     FileBody guard(descriptor, 0);
-    std::vector<char> block(block_size);
-    while (auto count = source.read(block.data(), block.size())) {
-        write_fully(descriptor, block.data(), count);
+    std::vector<char> block(kBlockSize);
+    while (auto count = source.Read(block.data(), block.size())) {
+        WriteFully(descriptor, block.data(), count);
         added += static_cast<std::int64_t>(count);
     }
 }
 
-void Blobs::remove(const std::string& name) const {
+void Blobs::Remove(const std::string& name) const {
     if (!name.empty()) ::unlink((m_folder + "/" + name).c_str());
 }
 
-void Blobs::sweep(const std::function<bool(const std::string&)>& is_known) const {
+void Blobs::Sweep(const std::function<bool(const std::string&)>& is_known) const {
     for (const auto& entry : fs::directory_iterator(m_folder)) {
         auto name = entry.path().filename().string();
-        if (!is_known(name)) remove(name);
+        if (!is_known(name)) Remove(name);
     }
 }
 

@@ -18,10 +18,10 @@ public:
     BlobWriter(const BlobWriter&) = delete;
     BlobWriter& operator=(const BlobWriter&) = delete;
     // Throws std::runtime_error when the disk is full or fails.
-    void write(const char* data, std::size_t size);
-    void write_all(BodySource& source);
+    void Write(const char* data, std::size_t size);
+    void WriteAll(BodySource& source);
     // The content stays; returns its name.
-    std::string keep();
+    std::string Keep();
     std::int64_t size() const { return m_size; }
 
 private:
@@ -34,13 +34,13 @@ private:
 class Blobs {
 public:
     explicit Blobs(std::string folder);
-    std::unique_ptr<BlobWriter> create() const;
+    std::unique_ptr<BlobWriter> Create() const;
     // Null when the content isn't there.
-    std::shared_ptr<FileBody> open(const std::string& name) const;
-    void append(const std::string& name, BodySource& source, std::int64_t& added) const;
-    void remove(const std::string& name) const;
+    std::shared_ptr<FileBody> Open(const std::string& name) const;
+    void Append(const std::string& name, BodySource& source, std::int64_t& added) const;
+    void Remove(const std::string& name) const;
     // Removes files that a killed process left behind; `is_known` tells which names are in use.
-    void sweep(const std::function<bool(const std::string&)>& is_known) const;
+    void Sweep(const std::function<bool(const std::string&)>& is_known) const;
 
 private:
     std::string m_folder;

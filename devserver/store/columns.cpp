@@ -14,7 +14,7 @@ struct BaseColumn {
 };
 
 // The columns that every document library has, as far as clients ask for them.
-constexpr BaseColumn base_columns[] = {
+constexpr BaseColumn kBaseColumns[] = {
     {"ID", "ID", "Counter", "Custom Columns", 5, false, true, false},
     {"ContentTypeId", "Content Type ID", "ContentTypeId", "_Hidden", 25, false, true, true},
     {"Created", "Created", "DateTime", "_Hidden", 4, false, true, false},
@@ -31,18 +31,18 @@ constexpr BaseColumn base_columns[] = {
     {"Title", "Title", "Text", "Custom Columns", 2, false, false, false},
 };
 
-std::string stable_guid(const std::string& seed) {
-    return format_guid(sha256_hex(seed));
+std::string StableGuid(const std::string& seed) {
+    return FormatGuid(Sha256Hex(seed));
 }
 
-constexpr char choice_separator = '\n';
+constexpr char kChoiceSeparator = '\n';
 
 }  // namespace
 
 std::vector<Column> Store::columns(Id library) {
     DatabaseLock lock(m_database);
     std::vector<Column> result;
-    for (const auto& base : base_columns) {
+    for (const auto& base : kBaseColumns) {
         Column column;
         column.name = base.name;
         column.title = base.title;
@@ -54,7 +54,7 @@ std::vector<Column> Store::columns(Id library) {
         column.hidden = base.hidden;
         column.from_base = true;
         column.max_length = base.kind == 2 ? 255 : -1;
-        column.guid = stable_guid(base.name);
+        column.guid = StableGuid(base.name);
         result.push_back(column);
     }
     auto rows = m_database.query(
@@ -63,20 +63,20 @@ std::vector<Column> Store::columns(Id library) {
         "LEFT JOIN column_traits t ON t.library=c.library AND t.name=c.name WHERE c.library=? ORDER BY "
         "c.rowid",
         library);
-    while (rows.step()) {
+    while (rows.Step()) {
         Column column;
         std::string choices;
-        rows.read(column.name, column.title, column.kind, column.type_name, column.required,
+        rows.Read(column.name, column.title, column.kind, column.type_name, column.required,
                   column.description, column.default_value, choices, column.max_length, column.display_format,
                   column.guid, column.hidden, column.read_only, column.minimum, column.maximum);
-        if (!choices.empty()) column.choices = split(choices, choice_separator);
+        if (!choices.empty()) column.choices = Split(choices, kChoiceSeparator);
         column.group = "Custom Columns";
         result.push_back(column);
     }
     return result;
 }
 
-void Store::put_column(Id library, const Column& column) {
+void Store::PutColumn(Id library, const Column& column) {
     DatabaseLock lock(m_database);
     std::string choices;
     for (const auto& choice : column.choices) choices += (choices.empty() ? "" : "\n") + choice;
@@ -84,13 +84,13 @@ void Store::put_column(Id library, const Column& column) {
     {
         auto row =
             m_database.query("SELECT guid FROM columns WHERE library=? AND name=?", library, column.name);
-        if (row.step()) guid = row.text(0);
+        if (row.Step()) guid = row.text(0);
     }
-    m_database.run("INSERT OR REPLACE INTO columns VALUES (?,?,?,?,?,?,?,?,?,?,?,?)", library, column.name,
+    m_database.Run("INSERT OR REPLACE INTO columns VALUES (?,?,?,?,?,?,?,?,?,?,?,?)", library, column.name,
                    column.title, column.kind, column.type_name, column.required, column.description,
                    column.default_value, choices, column.max_length, column.display_format,
-                   guid.empty() ? random_guid() : guid);
-    m_database.run("INSERT OR REPLACE INTO column_traits VALUES (?,?,?,?,?,?)", library, column.name,
+                   guid.empty() ? RandomGuid() : guid);
+    m_database.Run("INSERT OR REPLACE INTO column_traits VALUES (?,?,?,?,?,?)", library, column.name,
                    column.hidden, column.read_only, column.minimum, column.maximum);
 }
 
@@ -98,27 +98,27 @@ std::map<std::string, std::string> Store::values(Id item) {
     DatabaseLock lock(m_database);
     std::map<std::string, std::string> result;
     auto rows = m_database.query("SELECT name, value FROM item_values WHERE item=?", item);
-    while (rows.step()) result[rows.text(0)] = rows.text(1);
+    while (rows.Step()) result[rows.text(0)] = rows.text(1);
     return result;
 }
 
-Item Store::set_values(Id id, const std::map<std::string, std::string>& given, const User& user) {
+Item Store::SetValues(Id id, const std::map<std::string, std::string>& given, const User& user) {
     DatabaseLock lock(m_database);
-    auto item = require_item(id);
-    require_writable(item, user);
+    auto item = RequireItem(id);
+    RequireWritable(item, user);
     Transaction transaction(m_database);
     for (const auto& [name, value] : given)
-        m_database.run("INSERT OR REPLACE INTO item_values VALUES (?,?,?)", id, name, value);
+        m_database.Run("INSERT OR REPLACE INTO item_values VALUES (?,?,?)", id, name, value);
     if (!item.folder && item.checked_out_by == 0) {
-        begin_version(item);
+        BeginVersion(item);
         item.comment.clear();
     }
-    item.modified = now();
+    item.modified = Now();
     item.editor = user.id;
     ++item.etag;
-    save(item);
-    transaction.commit();
-    return require_item(id);
+    Save(item);
+    transaction.Commit();
+    return RequireItem(id);
 }
 
 }  // namespace devserver

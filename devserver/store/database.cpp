@@ -10,7 +10,7 @@ Statement::~Statement() {
     sqlite3_clear_bindings(m_statement);
 }
 
-bool Statement::step() {
+bool Statement::Step() {
     int result = sqlite3_step(m_statement);
     if (result == SQLITE_ROW) return true;
     if (result == SQLITE_DONE) return false;
@@ -29,7 +29,7 @@ Database::Database(const std::string& file) {
                         nullptr) != SQLITE_OK)
         throw std::runtime_error("cannot open the database " + file + ": " + sqlite3_errmsg(m_database));
     sqlite3_busy_timeout(m_database, 2000);
-    execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=ON;");
+    Execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=ON;");
 }
 
 Database::~Database() {
@@ -37,7 +37,7 @@ Database::~Database() {
     sqlite3_close(m_database);
 }
 
-void Database::execute(const char* script) {
+void Database::Execute(const char* script) {
     char* message = nullptr;
     if (sqlite3_exec(m_database, script, nullptr, nullptr, &message) != SQLITE_OK) {
         std::string text = message ? message : "unknown";
@@ -46,7 +46,7 @@ void Database::execute(const char* script) {
     }
 }
 
-sqlite3_stmt* Database::prepare(const char* sql) {
+sqlite3_stmt* Database::Prepare(const char* sql) {
     auto& statement = m_statements[sql];
     if (!statement &&
         sqlite3_prepare_v3(m_database, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
@@ -55,20 +55,20 @@ sqlite3_stmt* Database::prepare(const char* sql) {
 }
 
 Transaction::Transaction(Database& database) : m_database(database) {
-    m_database.execute("SAVEPOINT change");
+    m_database.Execute("SAVEPOINT change");
 }
 
 Transaction::~Transaction() {
     if (m_open) {
         try {
-            m_database.execute("ROLLBACK TO change; RELEASE change");
+            m_database.Execute("ROLLBACK TO change; RELEASE change");
         } catch (const std::exception&) {
         }
     }
 }
 
-void Transaction::commit() {
-    m_database.execute("RELEASE change");
+void Transaction::Commit() {
+    m_database.Execute("RELEASE change");
     m_open = false;
 }
 

@@ -23,36 +23,36 @@ public:
     ~Statement();
 
     // True while there is a row; throws std::runtime_error.
-    bool step();
+    bool Step();
     std::int64_t integer(int column) const { return sqlite3_column_int64(m_statement, column); }
     std::string text(int column) const;
     double real(int column) const { return sqlite3_column_double(m_statement, column); }
-    bool is_null(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
+    bool IsNull(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
     // Reads the row's columns in order into as many values.
     template <typename... Values>
-    void read(Values&... values) const {
+    void Read(Values&... values) const {
         int column = 0;
-        (read_column(column++, values), ...);
+        (ReadColumn(column++, values), ...);
     }
 
-    void bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
-    void bind(int index, int value) { sqlite3_bind_int64(m_statement, index, value); }
-    void bind(int index, bool value) { sqlite3_bind_int64(m_statement, index, value ? 1 : 0); }
-    void bind(int index, std::string_view value) {
+    void Bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
+    void Bind(int index, int value) { sqlite3_bind_int64(m_statement, index, value); }
+    void Bind(int index, bool value) { sqlite3_bind_int64(m_statement, index, value ? 1 : 0); }
+    void Bind(int index, std::string_view value) {
         sqlite3_bind_text(m_statement, index, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
     }
-    void bind(int index, const std::optional<double>& value) {
+    void Bind(int index, const std::optional<double>& value) {
         value ? sqlite3_bind_double(m_statement, index, *value) : sqlite3_bind_null(m_statement, index);
     }
-    void bind(int index, std::nullptr_t) { sqlite3_bind_null(m_statement, index); }
+    void Bind(int index, std::nullptr_t) { sqlite3_bind_null(m_statement, index); }
 
 private:
-    void read_column(int column, std::string& value) const { value = text(column); }
-    void read_column(int column, std::optional<double>& value) const {
-        value = is_null(column) ? std::nullopt : std::optional(real(column));
+    void ReadColumn(int column, std::string& value) const { value = text(column); }
+    void ReadColumn(int column, std::optional<double>& value) const {
+        value = IsNull(column) ? std::nullopt : std::optional(real(column));
     }
     template <typename Number>
-    void read_column(int column, Number& value) const {
+    void ReadColumn(int column, Number& value) const {
         value = static_cast<Number>(integer(column));
     }
 
@@ -70,29 +70,29 @@ public:
     // Locked during an operation; the same thread may lock it again.
     void lock() { m_mutex.lock(); }
     void unlock() { m_mutex.unlock(); }
-    void execute(const char* script);
+    void Execute(const char* script);
     // A statement ready to step; only one use of the same text may be open at a time.
     template <typename... Values>
     Statement query(const char* sql, const Values&... values) {
-        Statement statement(prepare(sql), m_database);
+        Statement statement(Prepare(sql), m_database);
         int index = 0;
-        (statement.bind(++index, values), ...);
+        (statement.Bind(++index, values), ...);
         return statement;
     }
     // Runs a statement to its end and returns the number of changed rows.
     template <typename... Values>
-    int run(const char* sql, const Values&... values) {
+    int Run(const char* sql, const Values&... values) {
         {
             auto statement = query(sql, values...);
-            while (statement.step()) {
+            while (statement.Step()) {
             }
         }
         return sqlite3_changes(m_database);
     }
-    std::int64_t last_id() const { return sqlite3_last_insert_rowid(m_database); }
+    std::int64_t LastId() const { return sqlite3_last_insert_rowid(m_database); }
 
 private:
-    sqlite3_stmt* prepare(const char* sql);
+    sqlite3_stmt* Prepare(const char* sql);
 
     std::recursive_mutex m_mutex;
     sqlite3* m_database = nullptr;
@@ -106,7 +106,7 @@ class Transaction {
 public:
     explicit Transaction(Database& database);
     ~Transaction();
-    void commit();
+    void Commit();
 
 private:
     Database& m_database;

@@ -10,54 +10,54 @@
 namespace devserver {
 namespace {
 
-void take_content(Item& file, BlobWriter& content) {
+void TakeContent(Item& file, BlobWriter& content) {
     file.size = content.size();
-    file.blob = content.keep();
+    file.blob = content.Keep();
 }
 
 // Makes a new file version 1.0 without a check-out, whatever the settings of its library.
-void publish_first(Item& file) {
+void PublishFirst(Item& file) {
     file.ui_version = 512;
-    file.level = level::published;
+    file.level = level::kPublished;
     file.checked_out_by = file.checked_out_at = 0;
 }
 
 }  // namespace
 
-bool Store::has_blob(const std::string& blob) {
+bool Store::HasBlob(const std::string& blob) {
     DatabaseLock lock(m_database);
     return m_database
         .query(
             "SELECT 1 FROM items WHERE blob=?1 UNION SELECT 1 FROM versions WHERE blob=?1 "
             "UNION SELECT 1 FROM uploads WHERE blob=?1 LIMIT 1",
             blob)
-        .step();
+        .Step();
 }
 
-void Store::release_blob(const std::string& blob) {
-    if (!blob.empty() && !has_blob(blob)) m_blobs.remove(blob);
+void Store::ReleaseBlob(const std::string& blob) {
+    if (!blob.empty() && !HasBlob(blob)) m_blobs.Remove(blob);
 }
 
-Item Store::require_file(Id id) {
-    auto file = require_item(id);
+Item Store::RequireFile(Id id) {
+    auto file = RequireItem(id);
     if (file.folder) throw StoreError(Fault::not_found, file.path);
     return file;
 }
 
-void Store::require_writable(const Item& file, const User& user) {
+void Store::RequireWritable(const Item& file, const User& user) {
     if (file.checked_out_by != 0 && file.checked_out_by != user.id)
-        throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
-    if (auto lock = write_lock(file.id); lock && lock->user != user.id)
-        throw StoreError(Fault::locked, file.path, login_of(lock->user));
+        throw StoreError(Fault::checked_out_by_other, file.path, LoginOf(file.checked_out_by));
+    if (auto lock = FindWriteLock(file.id); lock && lock->user != user.id)
+        throw StoreError(Fault::locked, file.path, LoginOf(lock->user));
 }
 
-void Store::require_checked_in(const Item& file) {
+void Store::RequireCheckedIn(const Item& file) {
     if (file.checked_out_by != 0)
-        throw StoreError(Fault::checked_out_by_other, file.path, login_of(file.checked_out_by));
+        throw StoreError(Fault::checked_out_by_other, file.path, LoginOf(file.checked_out_by));
 }
 
-void Store::push_version(const Item& file) {
-    m_database.run("INSERT OR REPLACE INTO versions VALUES (?,?,?,?,?,?,?,?)", file.id, file.ui_version,
+void Store::PushVersion(const Item& file) {
+    m_database.Run("INSERT OR REPLACE INTO versions VALUES (?,?,?,?,?,?,?,?)", file.id, file.ui_version,
                    file.level, file.blob, file.size, file.modified, file.editor, file.comment);
 }
 
@@ -68,9 +68,9 @@ std::vector<Version> Store::versions(Id file) {
         "SELECT ui_version, level, blob, comment, size, created, author FROM versions WHERE item=? ORDER BY "
         "ui_version",
         file);
-    while (rows.step()) {
+    while (rows.Step()) {
         Version version;
-        rows.read(version.ui_version, version.level, version.blob, version.comment, version.size,
+        rows.Read(version.ui_version, version.level, version.blob, version.comment, version.size,
                   version.created, version.author);
         result.push_back(version);
     }
@@ -78,35 +78,35 @@ std::vector<Version> Store::versions(Id file) {
 }
 
 // Keeps the present state as an older version, and gives the document the next number.
-void Store::begin_version(Item& file) {
-    push_version(file);
-    bool minor = library_of(file).minor_versions;
+void Store::BeginVersion(Item& file) {
+    PushVersion(file);
+    bool minor = LibraryOf(file).minor_versions;
     file.ui_version = minor ? file.ui_version + 1 : (file.major() + 1) * 512;
-    file.level = minor ? level::draft : level::published;
+    file.level = minor ? level::kDraft : level::kPublished;
 }
 
 // Stores a changed document with another content; the old one is removed unless a version has it.
-Item Store::replace_content(Item file, const std::string& blob, std::int64_t size, Seconds modified,
-                            Transaction& transaction) {
+Item Store::ReplaceContent(Item file, const std::string& blob, std::int64_t size, Seconds modified,
+                           Transaction& transaction) {
     auto old_blob = std::exchange(file.blob, blob);
     file.size = size;
     file.modified = modified;
     ++file.etag;
     ++file.content_tag;
-    save(file);
-    transaction.commit();
-    release_blob(old_blob);
-    return require_item(file.id);
+    Save(file);
+    transaction.Commit();
+    ReleaseBlob(old_blob);
+    return RequireItem(file.id);
 }
 
-std::optional<Version> Store::newest_version(Id file) {
+std::optional<Version> Store::NewestVersion(Id file) {
     auto all = versions(file);
     if (all.empty()) return std::nullopt;
     return all.back();
 }
 
-void Store::save(const Item& file) {
-    m_database.run(
+void Store::Save(const Item& file) {
+    m_database.Run(
         "UPDATE items SET modified=?, editor=?, blob=?, comment=?, attributes=?, size=?, etag=?, "
         "content_tag=?, "
         "ui_version=?, level=?, checked_out_by=?, checked_out_at=? WHERE id=?",
@@ -115,110 +115,110 @@ void Store::save(const Item& file) {
 }
 
 // A file that isn't in the database yet, with the first version and check-out of its library.
-Item Store::new_file(const Place& place, const std::string& path, const User& user) {
+Item Store::NewFile(const Place& place, const std::string& path, const User& user) {
     if (place.parent.library == 0) throw StoreError(Fault::not_allowed_here, path);
-    auto library = library_of(place.parent);
+    auto library = LibraryOf(place.parent);
     Item file;
-    file.guid = random_guid();
+    file.guid = RandomGuid();
     file.parent = place.parent.id;
     file.library = place.parent.library;
     file.name = place.name;
-    file.created = file.modified = now();
+    file.created = file.modified = Now();
     file.author = file.editor = user.id;
     file.attributes = "00000020";
     file.ui_version = library.minor_versions ? 1 : 512;
-    file.level = library.minor_versions ? level::draft : level::published;
+    file.level = library.minor_versions ? level::kDraft : level::kPublished;
     if (library.force_checkout) {
-        file.level = level::checked_out;
+        file.level = level::kCheckedOut;
         file.checked_out_by = user.id;
         file.checked_out_at = file.created;
     }
     return file;
 }
 
-Item Store::add_file(std::string_view path, std::unique_ptr<BlobWriter> content, const User& user,
-                     bool overwrite) {
+Item Store::AddFile(std::string_view path, std::unique_ptr<BlobWriter> content, const User& user,
+                    bool overwrite) {
     DatabaseLock lock(m_database);
-    if (auto existing = find(path)) {
+    if (auto existing = Find(path)) {
         if (existing->folder || !overwrite) throw StoreError(Fault::already_exists, existing->path);
-        return write(existing->id, std::move(content), user);
+        return Write(existing->id, std::move(content), user);
     }
-    auto file = new_file(place_for(path), std::string(path), user);
-    take_content(file, *content);
-    return require_item(insert_item(file));
+    auto file = NewFile(PlaceFor(path), std::string(path), user);
+    TakeContent(file, *content);
+    return RequireItem(InsertItem(file));
 }
 
-Item Store::add_published(std::string_view path, std::unique_ptr<BlobWriter> content, Seconds modified,
-                          const User& user) {
+Item Store::AddPublished(std::string_view path, std::unique_ptr<BlobWriter> content, Seconds modified,
+                         const User& user) {
     DatabaseLock lock(m_database);
-    auto file = new_file(place_for(path), std::string(path), user);
+    auto file = NewFile(PlaceFor(path), std::string(path), user);
     file.created = file.modified = modified;
-    publish_first(file);
-    take_content(file, *content);
-    return require_item(insert_item(file));
+    PublishFirst(file);
+    TakeContent(file, *content);
+    return RequireItem(InsertItem(file));
 }
 
-void Store::add_many(std::string_view folder_path, int count, const User& user) {
+void Store::AddMany(std::string_view folder_path, int count, const User& user) {
     DatabaseLock lock(m_database);
     Transaction transaction(m_database);
-    auto folder = create_folder(folder_path, user);
-    auto content = m_blobs.create();
-    content->write("%PDF-1.4\n%%EOF\n", 15);
-    auto file = new_file({folder, ""}, folder.path, user);
-    publish_first(file);
-    take_content(file, *content);
+    auto folder = CreateFolder(folder_path, user);
+    auto content = m_blobs.Create();
+    content->Write("%PDF-1.4\n%%EOF\n", 15);
+    auto file = NewFile({folder, ""}, folder.path, user);
+    PublishFirst(file);
+    TakeContent(file, *content);
     for (int i = 1; i <= count; ++i) {
         char name[32];
         std::snprintf(name, sizeof name, "file %05d.pdf", i);
         file.name = name;
-        file.guid = random_guid();
-        insert_item(file);
+        file.guid = RandomGuid();
+        InsertItem(file);
     }
-    transaction.commit();
+    transaction.Commit();
 }
 
-Item Store::write(Id id, std::unique_ptr<BlobWriter> content, const User& user, bool force,
+Item Store::Write(Id id, std::unique_ptr<BlobWriter> content, const User& user, bool force,
                   std::optional<Seconds> modified) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
-    if (!force) require_writable(file, user);
-    auto library = library_of(file);
+    auto file = RequireFile(id);
+    if (!force) RequireWritable(file, user);
+    auto library = LibraryOf(file);
     if (library.force_checkout && file.checked_out_by == 0 && !force)
         throw StoreError(Fault::must_check_out, file.path);
     Transaction transaction(m_database);
-    if (file.level != level::checked_out) {
-        begin_version(file);
+    if (file.level != level::kCheckedOut) {
+        BeginVersion(file);
         file.comment.clear();
     }
     file.editor = user.id;
     auto size = content->size();
-    return replace_content(file, content->keep(), size, modified.value_or(now()), transaction);
+    return ReplaceContent(file, content->Keep(), size, modified.value_or(Now()), transaction);
 }
 
-Item Store::check_out(Id id, const User& user) {
+Item Store::CheckOut(Id id, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
-    require_checked_in(file);
-    require_writable(file, user);
+    auto file = RequireFile(id);
+    RequireCheckedIn(file);
+    RequireWritable(file, user);
     Transaction transaction(m_database);
-    push_version(file);
+    PushVersion(file);
     ++file.ui_version;
-    file.level = level::checked_out;
+    file.level = level::kCheckedOut;
     file.checked_out_by = user.id;
-    file.checked_out_at = now();
+    file.checked_out_at = Now();
     file.comment.clear();
     ++file.etag;
-    save(file);
-    transaction.commit();
-    return require_item(id);
+    Save(file);
+    transaction.Commit();
+    return RequireItem(id);
 }
 
-Item Store::undo_check_out(Id id, const User& user) {
+Item Store::UndoCheckOut(Id id, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
+    auto file = RequireFile(id);
     if (file.checked_out_by == 0) throw StoreError(Fault::not_checked_out, file.path);
-    require_writable(file, user);
-    auto base = newest_version(id);
+    RequireWritable(file, user);
+    auto base = NewestVersion(id);
     if (!base) throw StoreError(Fault::no_checked_in_version, file.path);
     Transaction transaction(m_database);
     auto old_blob = file.blob;
@@ -232,14 +232,14 @@ Item Store::undo_check_out(Id id, const User& user) {
     file.checked_out_by = file.checked_out_at = 0;
     ++file.etag;
     if (file.blob != old_blob) ++file.content_tag;
-    m_database.run("DELETE FROM versions WHERE item=? AND ui_version=?", id, base->ui_version);
-    save(file);
-    transaction.commit();
-    release_blob(old_blob);
-    return require_item(id);
+    m_database.Run("DELETE FROM versions WHERE item=? AND ui_version=?", id, base->ui_version);
+    Save(file);
+    transaction.Commit();
+    ReleaseBlob(old_blob);
+    return RequireItem(id);
 }
 
-void Store::require_columns(const Item& file) {
+void Store::RequireColumns(const Item& file) {
     auto given = values(file.id);
     for (const auto& column : columns(file.library)) {
         if (!column.required || column.from_base || column.hidden || column.read_only) continue;
@@ -250,90 +250,90 @@ void Store::require_columns(const Item& file) {
     }
 }
 
-Item Store::check_in(Id id, const std::string& comment, CheckInType type, const User& user) {
+Item Store::CheckIn(Id id, const std::string& comment, CheckInType type, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
+    auto file = RequireFile(id);
     if (file.checked_out_by == 0) throw StoreError(Fault::not_checked_out, file.path);
-    require_writable(file, user);
-    require_columns(file);
-    auto library = library_of(file);
-    auto base = newest_version(id);
+    RequireWritable(file, user);
+    RequireColumns(file);
+    auto library = LibraryOf(file);
+    auto base = NewestVersion(id);
     Transaction transaction(m_database);
     std::string replaced;
     if (type == CheckInType::overwrite && base) {
         file.ui_version = base->ui_version;
-        m_database.run("DELETE FROM versions WHERE item=? AND ui_version=?", id, base->ui_version);
+        m_database.Run("DELETE FROM versions WHERE item=? AND ui_version=?", id, base->ui_version);
         replaced = base->blob;
     } else if (type == CheckInType::major || !library.minor_versions) {
         file.ui_version = (file.major() + 1) * 512;
     }
     if (file.ui_version == 0) file.ui_version = 1;
-    file.level = file.minor() == 0 ? level::published : level::draft;
+    file.level = file.minor() == 0 ? level::kPublished : level::kDraft;
     file.comment = comment;
     file.checked_out_by = file.checked_out_at = 0;
     ++file.etag;
-    save(file);
-    transaction.commit();
-    release_blob(replaced);
-    return require_item(id);
+    Save(file);
+    transaction.Commit();
+    ReleaseBlob(replaced);
+    return RequireItem(id);
 }
 
-Item Store::publish(Id id, const std::string& comment, const User& user) {
+Item Store::Publish(Id id, const std::string& comment, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
-    require_writable(file, user);
-    require_checked_in(file);
+    auto file = RequireFile(id);
+    RequireWritable(file, user);
+    RequireCheckedIn(file);
     if (file.minor() != 0) {
         file.ui_version = (file.major() + 1) * 512;
-        file.level = level::published;
+        file.level = level::kPublished;
         ++file.etag;
     }
     file.comment = comment;
-    save(file);
-    return require_item(id);
+    Save(file);
+    return RequireItem(id);
 }
 
-Item Store::unpublish(Id id, const std::string& comment, const User& user) {
+Item Store::Unpublish(Id id, const std::string& comment, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
-    require_writable(file, user);
-    require_checked_in(file);
-    if (file.minor() == 0 && library_of(file).minor_versions) {
+    auto file = RequireFile(id);
+    RequireWritable(file, user);
+    RequireCheckedIn(file);
+    if (file.minor() == 0 && LibraryOf(file).minor_versions) {
         file.ui_version = (file.major() - 1) * 512 + 1;
         auto older = versions(id);
         while (std::ranges::find(older, file.ui_version, &Version::ui_version) != older.end())
             ++file.ui_version;
-        file.level = level::draft;
+        file.level = level::kDraft;
         ++file.etag;
     }
     file.comment = comment;
-    save(file);
-    return require_item(id);
+    Save(file);
+    return RequireItem(id);
 }
 
-void Store::remove_version(Id id, int ui_version, const User& user) {
+void Store::RemoveVersion(Id id, int ui_version, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
-    require_writable(file, user);
+    auto file = RequireFile(id);
+    RequireWritable(file, user);
     auto all = versions(id);
     auto found = std::ranges::find(all, ui_version, &Version::ui_version);
     bool is_base = file.checked_out_by != 0 && !all.empty() && all.back().ui_version == ui_version;
     if (found == all.end() || is_base) throw StoreError(Fault::version_not_found, file.path);
-    m_database.run("DELETE FROM versions WHERE item=? AND ui_version=?", id, ui_version);
-    release_blob(found->blob);
+    m_database.Run("DELETE FROM versions WHERE item=? AND ui_version=?", id, ui_version);
+    ReleaseBlob(found->blob);
 }
 
-Item Store::restore_version(Id id, int ui_version, const User& user) {
+Item Store::RestoreVersion(Id id, int ui_version, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = require_file(id);
-    require_writable(file, user);
+    auto file = RequireFile(id);
+    RequireWritable(file, user);
     auto all = versions(id);
     auto found = std::ranges::find(all, ui_version, &Version::ui_version);
     if (found == all.end()) throw StoreError(Fault::version_not_found, file.path);
     Transaction transaction(m_database);
-    if (file.level != level::checked_out) begin_version(file);
+    if (file.level != level::kCheckedOut) BeginVersion(file);
     file.editor = user.id;
-    return replace_content(file, found->blob, found->size, now(), transaction);
+    return ReplaceContent(file, found->blob, found->size, Now(), transaction);
 }
 
 }  // namespace devserver

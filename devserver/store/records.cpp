@@ -4,12 +4,12 @@
 
 namespace devserver {
 
-std::string etag_of(const Item& item) {
-    return "\"{" + to_upper(item.guid) + "}," + std::to_string(item.etag) + "\"";
+std::string EtagOf(const Item& item) {
+    return "\"{" + ToUpper(item.guid) + "}," + std::to_string(item.etag) + "\"";
 }
 
-std::string resource_tag_of(const Item& item) {
-    return "rt:" + to_upper(item.guid) + "@" + std::to_string(item.etag);
+std::string ResourceTagOf(const Item& item) {
+    return "rt:" + ToUpper(item.guid) + "@" + std::to_string(item.etag);
 }
 
 }  // namespace devserver

@@ -29,7 +29,7 @@ struct Web {
     std::string guid, title;
     Id root_item = 0;
     Seconds created = 0;
-    std::string server_relative_url() const { return "/" + path; }
+    std::string ServerRelativeUrl() const { return "/" + path; }
 };
 
 struct Library {
@@ -40,7 +40,7 @@ struct Library {
 };
 
 namespace level {
-constexpr int published = 1, draft = 2, checked_out = 255;
+constexpr int kPublished = 1, kDraft = 2, kCheckedOut = 255;
 }
 
 struct Item {
@@ -52,7 +52,7 @@ struct Item {
     // Files alone:
     std::string blob, comment, attributes;
     std::int64_t size = 0, etag = 1, content_tag = 1;
-    int ui_version = 512, level = level::published;
+    int ui_version = 512, level = level::kPublished;
     Id checked_out_by = 0;
     Seconds checked_out_at = 0;
     // Folders alone:
@@ -61,19 +61,19 @@ struct Item {
     int major() const { return ui_version / 512; }
     int minor() const { return ui_version % 512; }
     // Win32's attributes as eight hexadecimal digits; by default those of a folder or an archived file.
-    std::string win32_attributes() const {
+    std::string Win32Attributes() const {
         if (!attributes.empty()) return attributes;
         return folder ? "00000010" : "00000020";
     }
-    std::string version_label() const { return std::to_string(major()) + "." + std::to_string(minor()); }
+    std::string VersionLabel() const { return std::to_string(major()) + "." + std::to_string(minor()); }
 };
 
 // The entity tag of an item, quoted, as every protocol shows it.
-std::string etag_of(const Item& item);
-std::string resource_tag_of(const Item& item);
+std::string EtagOf(const Item& item);
+std::string ResourceTagOf(const Item& item);
 
 struct Version {
-    int ui_version = 512, level = level::published;
+    int ui_version = 512, level = level::kPublished;
     std::string blob, comment;
     std::int64_t size = 0;
     Seconds created = 0;

@@ -4,8 +4,8 @@
 
 namespace devserver {
 
-void Store::create_schema() {
-    m_database.execute(R"sql(
+void Store::CreateSchema() {
+    m_database.Execute(R"sql(
 CREATE TABLE IF NOT EXISTS settings (name TEXT PRIMARY KEY, value TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS users (
     id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE COLLATE NOCASE, login TEXT NOT NULL, title TEXT NOT NULL,

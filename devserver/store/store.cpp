@@ -11,30 +11,30 @@
 namespace devserver {
 namespace {
 
-std::string prepare_folder(const std::string& folder) {
+std::string PrepareFolder(const std::string& folder) {
     std::filesystem::create_directories(folder);
     ::chmod(folder.c_str(), 0700);
     return folder + "/site.db";
 }
 
-std::string display_name(std::string name) {
+std::string DisplayName(std::string name) {
     if (!name.empty() && name[0] >= 'a' && name[0] <= 'z') name[0] = static_cast<char>(name[0] - 32);
     return name;
 }
 
-User read_user(const Statement& row) {
+User ReadUser(const Statement& row) {
     User user;
-    row.read(user.id, user.name, user.login, user.title, user.email, user.password, user.rights);
+    row.Read(user.id, user.name, user.login, user.title, user.email, user.password, user.rights);
     return user;
 }
 
 #define SELECT_USERS "SELECT id, name, login, title, email, password, rights FROM users "
 
-constexpr const char* mail_domain = "contoso.example";
+constexpr const char* kMailDomain = "contoso.example";
 
-Library read_library(const Statement& row) {
+Library ReadLibrary(const Statement& row) {
     Library library;
-    row.read(library.id, library.web, library.root_item, library.guid, library.title, library.minor_versions,
+    row.Read(library.id, library.web, library.root_item, library.guid, library.title, library.minor_versions,
              library.force_checkout, library.created);
     return library;
 }
@@ -42,109 +42,109 @@ Library read_library(const Statement& row) {
 #define SELECT_LIBRARIES \
     "SELECT id, web, root_item, guid, title, minor_versions, force_checkout, created FROM libraries "
 
-std::string make_login(LoginForm form, const std::string& name) {
-    if (form == LoginForm::windows) return "i:0#.w|contoso\\" + to_lower(name);
+std::string MakeLogin(LoginForm form, const std::string& name) {
+    if (form == LoginForm::windows) return "i:0#.w|contoso\\" + ToLower(name);
     if (form == LoginForm::classic) return "CONTOSO\\" + name;
-    return "i:0#.f|membership|" + to_lower(name + "@" + mail_domain);
+    return "i:0#.f|membership|" + ToLower(name + "@" + kMailDomain);
 }
 
 }  // namespace
 
-Store::Store(const std::string& folder) : m_database(prepare_folder(folder)), m_blobs(folder + "/documents") {
-    create_schema();
-    m_blobs.sweep([this](const std::string& name) { return has_blob(name); });
-    load_webs();
+Store::Store(const std::string& folder) : m_database(PrepareFolder(folder)), m_blobs(folder + "/documents") {
+    CreateSchema();
+    m_blobs.Sweep([this](const std::string& name) { return HasBlob(name); });
+    LoadWebs();
 }
 
-void Store::load_webs() {
+void Store::LoadWebs() {
     m_webs.clear();
     auto rows = m_database.query("SELECT id, path, guid, title, root_item, created FROM webs");
-    while (rows.step()) {
+    while (rows.Step()) {
         auto& web = m_webs.emplace_back();
-        rows.read(web.id, web.path, web.guid, web.title, web.root_item, web.created);
+        rows.Read(web.id, web.path, web.guid, web.title, web.root_item, web.created);
     }
     std::stable_sort(m_webs.begin(), m_webs.end(),
                      [](const Web& a, const Web& b) { return a.path.size() > b.path.size(); });
 }
 
-Id Store::make_root_item(const std::string& name, Id parent, Id library) {
+Id Store::MakeRootItem(const std::string& name, Id parent, Id library) {
     Item item;
-    item.guid = random_guid();
+    item.guid = RandomGuid();
     item.parent = parent;
     item.library = library;
     item.name = name;
     item.folder = true;
-    item.created = item.modified = now();
+    item.created = item.modified = Now();
     item.author = item.editor = 1;
-    return insert_item(item);
+    return InsertItem(item);
 }
 
-void Store::set_up_site(const std::string& site_path, const std::string& library_title, bool force_checkout,
-                        bool minor_versions) {
+void Store::SetUpSite(const std::string& site_path, const std::string& library_title, bool force_checkout,
+                      bool minor_versions) {
     DatabaseLock lock(m_database);
     Transaction transaction(m_database);
     for (const std::string& path : {std::string(), site_path}) {
         if (std::any_of(m_webs.begin(), m_webs.end(),
-                        [&](const Web& web) { return equals_ignoring_case(web.path, path); }))
+                        [&](const Web& web) { return EqualsIgnoringCase(web.path, path); }))
             continue;
         auto name = path.substr(path.rfind('/') + 1);
-        auto title = path.empty() ? "Home" : display_name(name);
-        auto root = make_root_item(name, 0, 0);
-        m_database.run("INSERT INTO webs (path, guid, title, root_item, created) VALUES (?,?,?,?,?)", path,
-                       random_guid(), title, root, now());
-        auto web = m_database.last_id();
-        m_database.run(
+        auto title = path.empty() ? "Home" : DisplayName(name);
+        auto root = MakeRootItem(name, 0, 0);
+        m_database.Run("INSERT INTO webs (path, guid, title, root_item, created) VALUES (?,?,?,?,?)", path,
+                       RandomGuid(), title, root, Now());
+        auto web = m_database.LastId();
+        m_database.Run(
             "INSERT INTO libraries (web, guid, title, root_item, minor_versions, force_checkout, created) "
             "VALUES (?,?,?,0,?,?,?)",
-            web, random_guid(), library_title == "Shared Documents" ? "Documents" : library_title,
-            minor_versions, force_checkout, now());
-        auto library = m_database.last_id();
-        auto folder = make_root_item(library_title, root, library);
-        m_database.run("UPDATE libraries SET root_item=? WHERE id=?", folder, library);
-        load_webs();
+            web, RandomGuid(), library_title == "Shared Documents" ? "Documents" : library_title,
+            minor_versions, force_checkout, Now());
+        auto library = m_database.LastId();
+        auto folder = MakeRootItem(library_title, root, library);
+        m_database.Run("UPDATE libraries SET root_item=? WHERE id=?", folder, library);
+        LoadWebs();
     }
-    m_database.run("INSERT OR REPLACE INTO settings VALUES ('site', ?)", site_path);
+    m_database.Run("INSERT OR REPLACE INTO settings VALUES ('site', ?)", site_path);
     auto site_web = site().id;
-    m_database.run("UPDATE libraries SET force_checkout=?, minor_versions=? WHERE web=?", force_checkout,
+    m_database.Run("UPDATE libraries SET force_checkout=?, minor_versions=? WHERE web=?", force_checkout,
                    minor_versions, site_web);
-    transaction.commit();
+    transaction.Commit();
 }
 
-void Store::put_user(const std::string& name, const std::string& password, Rights rights) {
+void Store::PutUser(const std::string& name, const std::string& password, Rights rights) {
     DatabaseLock lock(m_database);
-    auto email = name + "@" + mail_domain;
-    m_database.run(
+    auto email = name + "@" + kMailDomain;
+    m_database.Run(
         "INSERT INTO users (name, login, title, email, password, rights) VALUES (?,?,?,?,?,?) "
         "ON CONFLICT (name) DO UPDATE SET password=excluded.password, rights=excluded.rights",
-        name, make_login(m_login_form, name), display_name(name), email, password, static_cast<int>(rights));
+        name, MakeLogin(m_login_form, name), DisplayName(name), email, password, static_cast<int>(rights));
 }
 
-std::optional<User> Store::user_by_name(std::string_view name) {
+std::optional<User> Store::UserByName(std::string_view name) {
     DatabaseLock lock(m_database);
     auto row = m_database.query(
         SELECT_USERS "WHERE name=?1 OR login=?1 COLLATE NOCASE OR email=?1 COLLATE NOCASE", name);
-    if (!row.step()) return std::nullopt;
-    return read_user(row);
+    if (!row.Step()) return std::nullopt;
+    return ReadUser(row);
 }
 
-std::optional<User> Store::user_by_id(Id id) {
+std::optional<User> Store::UserById(Id id) {
     DatabaseLock lock(m_database);
     auto row = m_database.query(SELECT_USERS "WHERE id=?", id);
-    if (!row.step()) return std::nullopt;
-    return read_user(row);
+    if (!row.Step()) return std::nullopt;
+    return ReadUser(row);
 }
 
 std::vector<User> Store::users() {
     DatabaseLock lock(m_database);
     std::vector<User> result;
     auto rows = m_database.query(SELECT_USERS "ORDER BY id");
-    while (rows.step()) result.push_back(read_user(rows));
+    while (rows.Step()) result.push_back(ReadUser(rows));
     return result;
 }
 
-std::string Store::login_of(Id user) {
+std::string Store::LoginOf(Id user) {
     DatabaseLock lock(m_database);
-    auto record = user_by_id(user);
+    auto record = UserById(user);
     return record ? record->login : std::string();
 }
 
@@ -152,26 +152,26 @@ std::string Store::secret(const std::string& purpose) {
     DatabaseLock lock(m_database);
     {
         auto row = m_database.query("SELECT value FROM settings WHERE name=?", "secret:" + purpose);
-        if (row.step()) return row.text(0);
+        if (row.Step()) return row.text(0);
     }
-    renew_secret(purpose);
+    RenewSecret(purpose);
     return secret(purpose);
 }
 
-void Store::renew_secret(const std::string& purpose) {
+void Store::RenewSecret(const std::string& purpose) {
     DatabaseLock lock(m_database);
-    m_database.run("INSERT OR REPLACE INTO settings VALUES (?, ?)", "secret:" + purpose,
-                   hex_encode(random_bytes(32)));
+    m_database.Run("INSERT OR REPLACE INTO settings VALUES (?, ?)", "secret:" + purpose,
+                   HexEncode(RandomBytes(32)));
 }
 
-bool Store::is_seeded() {
+bool Store::IsSeeded() {
     DatabaseLock lock(m_database);
-    return m_database.query("SELECT 1 FROM settings WHERE name='seeded'").step();
+    return m_database.query("SELECT 1 FROM settings WHERE name='seeded'").Step();
 }
 
-void Store::set_seeded() {
+void Store::SetSeeded() {
     DatabaseLock lock(m_database);
-    m_database.run("INSERT OR REPLACE INTO settings VALUES ('seeded', '1')");
+    m_database.Run("INSERT OR REPLACE INTO settings VALUES ('seeded', '1')");
 }
 
 Web Store::site() {
@@ -179,29 +179,29 @@ Web Store::site() {
     std::string path;
     {
         auto row = m_database.query("SELECT value FROM settings WHERE name='site'");
-        if (row.step()) path = row.text(0);
+        if (row.Step()) path = row.text(0);
     }
-    return web_at(path).value();
+    return WebAt(path).value();
 }
 
-Web Store::root_web() {
-    return web_at("").value();
+Web Store::RootWeb() {
+    return WebAt("").value();
 }
 
-std::optional<Web> Store::web_at(std::string_view path) {
+std::optional<Web> Store::WebAt(std::string_view path) {
     DatabaseLock lock(m_database);
     while (!path.empty() && path.front() == '/') path.remove_prefix(1);
     while (!path.empty() && path.back() == '/') path.remove_suffix(1);
     for (const auto& web : m_webs)
-        if (equals_ignoring_case(web.path, path)) return web;
+        if (EqualsIgnoringCase(web.path, path)) return web;
     return std::nullopt;
 }
 
-Web Store::web_of(std::string_view path) {
+Web Store::WebOf(std::string_view path) {
     DatabaseLock lock(m_database);
     while (!path.empty() && path.front() == '/') path.remove_prefix(1);
     for (const auto& web : m_webs) {
-        if (!starts_with_ignoring_case(path, web.path)) continue;
+        if (!StartsWithIgnoringCase(path, web.path)) continue;
         if (web.path.empty() || path.size() == web.path.size() || path[web.path.size()] == '/') return web;
     }
     throw std::runtime_error("the store has no root web");
@@ -211,18 +211,18 @@ std::vector<Library> Store::libraries(Id web) {
     DatabaseLock lock(m_database);
     std::vector<Library> result;
     auto rows = m_database.query(SELECT_LIBRARIES "WHERE web=? ORDER BY id", web);
-    while (rows.step()) result.push_back(read_library(rows));
+    while (rows.Step()) result.push_back(ReadLibrary(rows));
     return result;
 }
 
 std::optional<Library> Store::library(Id id) {
     DatabaseLock lock(m_database);
     auto row = m_database.query(SELECT_LIBRARIES "WHERE id=?", id);
-    if (!row.step()) return std::nullopt;
-    return read_library(row);
+    if (!row.Step()) return std::nullopt;
+    return ReadLibrary(row);
 }
 
-Library Store::library_of(const Item& item) {
+Library Store::LibraryOf(const Item& item) {
     return library(item.library).value_or(Library{});
 }
 

@@ -9,14 +9,14 @@ namespace {
 
 class Documents : public ::testing::Test {
 protected:
-    Documents() { seed.write("a.pdf", "first"); }
+    Documents() { seed.Write("a.pdf", "first"); }
 
     std::string label(const Client& client, const std::string& name) const {
-        auto json = client.get(file_url(name) + "?$select=UIVersionLabel", Client::plain).json();
+        auto json = client.get(FileUrl(name) + "?$select=UIVersionLabel", Client::kPlain).json();
         return json.IsObject() && json.HasMember("UIVersionLabel") ? json["UIVersionLabel"].GetString() : "";
     }
     std::string content(const Client& client, const std::string& name) const {
-        auto reply = client.get(file_url(name) + "/$value");
+        auto reply = client.get(FileUrl(name) + "/$value");
         return reply.status == 200 ? reply.body : "status " + std::to_string(reply.status);
     }
 
@@ -27,14 +27,14 @@ TEST_F(Documents, AFolderIsAddedToTheWebByItsWholePath) {
     ServerProcess server({});
     Client alice(server, "alice");
     auto add = [&](const std::string& path) {
-        return alice.change("POST", "/sites/team/_api/web/folders/add('" + escape(path) + "')").status;
+        return alice.Change("POST", "/sites/team/_api/web/folders/add('" + Escape(path) + "')").status;
     };
     EXPECT_EQ(add("/sites/team/Shared Documents/made"), 200);
     EXPECT_EQ(add("/sites/team/Shared Documents/made/below"), 200);
     EXPECT_EQ(add("/sites/team/Shared Documents/missing/below"), 404);
     EXPECT_NE(add("/sites/team/Shared Documents/../up"), 200);
     EXPECT_NE(add("/elsewhere/x"), 200);
-    EXPECT_EQ(alice.get(folder_url("made/below")).status, 200);
+    EXPECT_EQ(alice.get(FolderUrl("made/below")).status, 200);
 }
 
 TEST_F(Documents, AwkwardNamesSurviveEveryOperation) {
@@ -46,35 +46,34 @@ TEST_F(Documents, AwkwardNamesSurviveEveryOperation) {
         SCOPED_TRACE(name);
         auto folder = "in " + name;
         EXPECT_EQ(
-            alice
-                .change("POST", folder_url("") + "/Folders/AddUsingPath(decodedurl='" + escape(folder) + "')")
+            alice.Change("POST", FolderUrl("") + "/Folders/AddUsingPath(decodedurl='" + Escape(folder) + "')")
                 .status,
             200);
-        auto added = alice.change("POST", folder_url(folder) + "/Files/AddUsingPath(decodedurl='" +
-                                              escape(name) + "',%20%20overwrite=true)");
+        auto added = alice.Change("POST", FolderUrl(folder) + "/Files/AddUsingPath(decodedurl='" +
+                                              Escape(name) + "',%20%20overwrite=true)");
         EXPECT_EQ(added.status, 200) << added.body;
-        EXPECT_EQ(alice.change("PUT", file_url(folder + "/" + name) + "/$value", "bytes of " + name).status,
+        EXPECT_EQ(alice.Change("PUT", FileUrl(folder + "/" + name) + "/$value", "bytes of " + name).status,
                   204);
-        auto list = alice.get(folder_url(folder) + "?$expand=Files", Client::plain).json();
+        auto list = alice.get(FolderUrl(folder) + "?$expand=Files", Client::kPlain).json();
         ASSERT_TRUE(list.IsObject() && list.HasMember("Files") && list["Files"].Size() == 1);
         EXPECT_EQ(std::string(list["Files"][0]["Name"].GetString()), name);
-        auto target = "/sites/team/Shared%20Documents/" + escape(folder);
+        auto target = "/sites/team/Shared%20Documents/" + Escape(folder);
         EXPECT_EQ(alice
-                      .change("POST", file_url(folder + "/" + name) + "/copyto('" + target + "/" +
-                                          escape("c " + name) + "',%20boverwrite=true)")
+                      .Change("POST", FileUrl(folder + "/" + name) + "/copyto('" + target + "/" +
+                                          Escape("c " + name) + "',%20boverwrite=true)")
                       .status,
                   200);
         EXPECT_EQ(alice
-                      .change("POST", file_url(folder + "/c " + name) + "/moveto('" + target + "/" +
-                                          escape("m " + name) + "',%20flags=1)")
+                      .Change("POST", FileUrl(folder + "/c " + name) + "/moveto('" + target + "/" +
+                                          Escape("m " + name) + "',%20flags=1)")
                       .status,
                   200);
         EXPECT_EQ(content(alice, folder + "/m " + name), "bytes of " + name);
         EXPECT_EQ(content(alice, folder + "/c " + name), "status 404");
-        EXPECT_EQ(alice.change("DELETE", file_url(folder + "/" + name)).status, 200);
+        EXPECT_EQ(alice.Change("DELETE", FileUrl(folder + "/" + name)).status, 200);
         EXPECT_EQ(content(alice, folder + "/" + name), "status 404");
-        EXPECT_EQ(alice.change("DELETE", folder_url(folder)).status, 200);
-        EXPECT_EQ(alice.get(folder_url(folder)).status, 404);
+        EXPECT_EQ(alice.Change("DELETE", FolderUrl(folder)).status, 200);
+        EXPECT_EQ(alice.get(FolderUrl(folder)).status, 404);
     }
 }
 
@@ -82,16 +81,15 @@ TEST_F(Documents, EachCheckInTypeGivesItsVersion) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
     auto edit = [&](const std::string& text, int type, const std::string& comment) {
-        EXPECT_EQ(alice.change("POST", file_url("a.pdf") + "/CheckOut()").status, 200);
-        EXPECT_EQ(alice.change("PUT", file_url("a.pdf") + "/$value", text).status, 204);
-        EXPECT_EQ(alice.change("PUT", file_url("a.pdf") + "/$value", text).status, 204)
+        EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckOut()").status, 200);
+        EXPECT_EQ(alice.Change("PUT", FileUrl("a.pdf") + "/$value", text).status, 204);
+        EXPECT_EQ(alice.Change("PUT", FileUrl("a.pdf") + "/$value", text).status, 204)
             << "no version of its own";
-        EXPECT_EQ(
-            alice
-                .change("POST", file_url("a.pdf") + "/CheckIn(checkintype=" + std::to_string(type) + ")",
-                        "{\"comment\":\"" + comment + "\"}")
-                .status,
-            200);
+        EXPECT_EQ(alice
+                      .Change("POST", FileUrl("a.pdf") + "/CheckIn(checkintype=" + std::to_string(type) + ")",
+                              "{\"comment\":\"" + comment + "\"}")
+                      .status,
+                  200);
         return label(alice, "a.pdf");
     };
     EXPECT_EQ(label(alice, "a.pdf"), "1.0");
@@ -99,27 +97,27 @@ TEST_F(Documents, EachCheckInTypeGivesItsVersion) {
     EXPECT_EQ(edit("third", 1, "major"), "2.0");
     EXPECT_EQ(edit("fourth", 2, "over"), "2.0");
     EXPECT_EQ(content(alice, "a.pdf"), "fourth");
-    auto versions = alice.get(file_url("a.pdf") + "/Versions", Client::plain).json();
+    auto versions = alice.get(FileUrl("a.pdf") + "/Versions", Client::kPlain).json();
     ASSERT_EQ(versions["value"].Size(), 2u);
     EXPECT_STREQ(versions["value"][0]["VersionLabel"].GetString(), "1.0");
     EXPECT_STREQ(versions["value"][1]["CheckInComment"].GetString(), "minor");
     auto old = alice.get(std::string("/sites/team/") + "_vti_history/512/Shared%20Documents/a.pdf");
     EXPECT_EQ(old.body, "first");
-    EXPECT_EQ(alice.get(file_url("a.pdf") + "/Versions(513)/$value").body, "second");
-    EXPECT_EQ(alice.get(file_url("a.pdf") + "/Versions(513)/CreatedBy", Client::plain).status, 200);
-    auto in_url = alice.change("POST", file_url("a.pdf") + "/CheckOut()");
+    EXPECT_EQ(alice.get(FileUrl("a.pdf") + "/Versions(513)/$value").body, "second");
+    EXPECT_EQ(alice.get(FileUrl("a.pdf") + "/Versions(513)/CreatedBy", Client::kPlain).status, 200);
+    auto in_url = alice.Change("POST", FileUrl("a.pdf") + "/CheckOut()");
     EXPECT_EQ(
-        alice.change("POST", file_url("a.pdf") + "/CheckIn(comment='it''s%20here',checkintype=1)").status,
+        alice.Change("POST", FileUrl("a.pdf") + "/CheckIn(comment='it''s%20here',checkintype=1)").status,
         200);
-    EXPECT_STREQ(alice.get(file_url("a.pdf"), Client::plain).json()["CheckInComment"].GetString(),
+    EXPECT_STREQ(alice.get(FileUrl("a.pdf"), Client::kPlain).json()["CheckInComment"].GetString(),
                  "it's here");
 }
 
 TEST_F(Documents, ACheckOutBlocksOthersUntilItEnds) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice"), bob(server, "bob");
-    ASSERT_EQ(alice.change("POST", file_url("a.pdf") + "/CheckOut()").status, 200);
-    ASSERT_EQ(alice.change("PUT", file_url("a.pdf") + "/$value", "alice's draft").status, 204);
+    ASSERT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckOut()").status, 200);
+    ASSERT_EQ(alice.Change("PUT", FileUrl("a.pdf") + "/$value", "alice's draft").status, 204);
     struct Row {
         const char *method, *operation;
     };
@@ -132,66 +130,66 @@ TEST_F(Documents, ACheckOutBlocksOthersUntilItEnds) {
         {.method = "POST", .operation = "/moveto('/sites/team/Shared%20Documents/b.pdf',flags=1)"},
     };
     for (const auto& row : rows) {
-        auto reply = bob.change(row.method, file_url("a.pdf") + row.operation,
+        auto reply = bob.Change(row.method, FileUrl("a.pdf") + row.operation,
                                 row.method == std::string("PUT") ? "bob's" : "");
         EXPECT_EQ(reply.status, 423) << row.operation;
-        EXPECT_EQ(error_number(reply), -2130575306) << row.operation;
+        EXPECT_EQ(ErrorNumber(reply), -2130575306) << row.operation;
     }
-    auto file = bob.get(file_url("a.pdf")).json();
+    auto file = bob.get(FileUrl("a.pdf")).json();
     EXPECT_EQ(file["d"]["CheckOutType"].GetInt(), 0);
     EXPECT_EQ(file["d"]["Level"].GetInt(), 255);
-    auto holder = bob.get(file_url("a.pdf") + "/CheckedOutByUser").json();
+    auto holder = bob.get(FileUrl("a.pdf") + "/CheckedOutByUser").json();
     auto me = alice.get("/sites/team/_api/web/currentUser").json();
     EXPECT_STREQ(holder["d"]["LoginName"].GetString(), me["d"]["LoginName"].GetString());
-    ASSERT_EQ(alice.change("POST", file_url("a.pdf") + "/undocheckout()").status, 200);
+    ASSERT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/undocheckout()").status, 200);
     EXPECT_EQ(content(bob, "a.pdf"), "first");
-    EXPECT_EQ(bob.get(file_url("a.pdf") + "/CheckedOutByUser", Client::plain).body, "{\"odata.null\":true}");
-    EXPECT_EQ(bob.change("PUT", file_url("a.pdf") + "/$value", "bob's").status, 204);
-    EXPECT_EQ(error_number(bob.change("POST", file_url("a.pdf") + "/CheckIn(checkintype=0)")), -2147024738);
+    EXPECT_EQ(bob.get(FileUrl("a.pdf") + "/CheckedOutByUser", Client::kPlain).body, "{\"odata.null\":true}");
+    EXPECT_EQ(bob.Change("PUT", FileUrl("a.pdf") + "/$value", "bob's").status, 204);
+    EXPECT_EQ(ErrorNumber(bob.Change("POST", FileUrl("a.pdf") + "/CheckIn(checkintype=0)")), -2147024738);
 }
 
 TEST_F(Documents, AFileWithoutACheckedInVersionCannotBeDiscarded) {
     ServerProcess server({"--force-checkout"});
     Client alice(server, "alice");
     ASSERT_EQ(
-        alice.change("POST", folder_url("") + "/Files/AddUsingPath(decodedurl='n.pdf',overwrite=true)", "x")
+        alice.Change("POST", FolderUrl("") + "/Files/AddUsingPath(decodedurl='n.pdf',overwrite=true)", "x")
             .status,
         200);
-    auto reply = alice.change("POST", file_url("n.pdf") + "/undocheckout()");
+    auto reply = alice.Change("POST", FileUrl("n.pdf") + "/undocheckout()");
     EXPECT_EQ(reply.status, 500);
-    EXPECT_EQ(error_number(reply), static_cast<std::int32_t>(0x8107218A));
-    EXPECT_EQ(alice.change("POST", file_url("n.pdf") + "/CheckIn(checkintype=1)").status, 200);
+    EXPECT_EQ(ErrorNumber(reply), static_cast<std::int32_t>(0x8107218A));
+    EXPECT_EQ(alice.Change("POST", FileUrl("n.pdf") + "/CheckIn(checkintype=1)").status, 200);
     EXPECT_EQ(label(alice, "n.pdf"), "1.0");
-    EXPECT_EQ(alice.change("PUT", file_url("n.pdf") + "/$value", "y").status, 423) << "not checked out";
+    EXPECT_EQ(alice.Change("PUT", FileUrl("n.pdf") + "/$value", "y").status, 423) << "not checked out";
 }
 
 TEST_F(Documents, ARequiredColumnPreventsACheckInUntilItIsFilled) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
-    auto defined = server.send({.method = "POST",
+    auto defined = server.Send({.method = "POST",
                                 .path = "/_dev/column",
                                 .headers = {},
                                 .body = R"({"name":"Client","type":"Text","required":true})"});
     ASSERT_EQ(defined.status, 200) << defined.body;
-    server.send({.method = "POST",
+    server.Send({.method = "POST",
                  .path = "/_dev/column",
                  .headers = {},
                  .body = R"({"name":"Kind","type":"Choice","choices":["a","b"]})"});
-    ASSERT_EQ(alice.change("POST", file_url("a.pdf") + "/CheckOut()").status, 200);
-    auto refused = alice.change("POST", file_url("a.pdf") + "/CheckIn(checkintype=0)");
+    ASSERT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckOut()").status, 200);
+    auto refused = alice.Change("POST", FileUrl("a.pdf") + "/CheckIn(checkintype=0)");
     EXPECT_EQ(refused.status, 500);
-    EXPECT_EQ(error_number(refused), static_cast<std::int32_t>(0x80131600));
-    auto id = alice.get(file_url("a.pdf") + "/ListItemAllFields?$select=ID,Client", Client::plain).json();
+    EXPECT_EQ(ErrorNumber(refused), static_cast<std::int32_t>(0x80131600));
+    auto id = alice.get(FileUrl("a.pdf") + "/ListItemAllFields?$select=ID,Client", Client::kPlain).json();
     ASSERT_TRUE(id.HasMember("ID") && id["Client"].IsNull());
     auto item =
-        file_url("a.pdf") + "/ListItemAllFields/ParentList/Items(" + std::to_string(id["ID"].GetInt()) + ")";
+        FileUrl("a.pdf") + "/ListItemAllFields/ParentList/Items(" + std::to_string(id["ID"].GetInt()) + ")";
     std::vector<std::string> merge{"X-HTTP-Method: MERGE", "IF-MATCH: *"};
-    EXPECT_EQ(alice.change("POST", item, "{\"Kind\":\"c\"}", merge).status, 400) << "no such choice";
-    EXPECT_EQ(alice.change("POST", item, "{\"Nothing\":1}", merge).status, 400);
-    EXPECT_EQ(alice.change("POST", item, "{\"Client\":\"ACME\",\"Kind\":\"b\"}", merge).status, 204);
-    EXPECT_EQ(alice.change("POST", file_url("a.pdf") + "/CheckIn(checkintype=0)").status, 200);
+    EXPECT_EQ(alice.Change("POST", item, "{\"Kind\":\"c\"}", merge).status, 400) << "no such choice";
+    EXPECT_EQ(alice.Change("POST", item, "{\"Nothing\":1}", merge).status, 400);
+    EXPECT_EQ(alice.Change("POST", item, "{\"Client\":\"ACME\",\"Kind\":\"b\"}", merge).status, 204);
+    EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckIn(checkintype=0)").status, 200);
     auto fields = alice.get(
-        file_url("a.pdf") +
+        FileUrl("a.pdf") +
         "/ListItemAllFields/ParentList/Fields?$select=StaticName,Required,Choices&$filter=(ReadOnlyField+eq+"
         "false)+and+(Hidden+eq+false)+and(Group+ne+'_Hidden')+and+(StaticName+ne+'FileLeafRef')");
     auto rows = fields.json();
@@ -204,10 +202,10 @@ TEST_F(Documents, EveryChangeNeedsAValidDigestOfTheSameUser) {
     ServerProcess server({"--seed", seed.path(), "--digest-lifetime", "600"});
     Client alice(server, "alice"), bob(server, "bob");
     auto put = [&](const std::string& digest) {
-        std::vector<std::string> headers{alice.authorization(), std::string("Accept: ") + Client::verbose};
+        std::vector<std::string> headers{alice.authorization(), std::string("Accept: ") + Client::kVerbose};
         if (!digest.empty()) headers.push_back("X-RequestDigest: " + digest);
-        return server.send(
-            {.method = "PUT", .path = file_url("a.pdf") + "/$value", .headers = headers, .body = "changed"});
+        return server.Send(
+            {.method = "PUT", .path = FileUrl("a.pdf") + "/$value", .headers = headers, .body = "changed"});
     };
     auto good = alice.digest();
     for (const auto& digest : {std::string(), std::string("0x00"), bob.digest(), good + "x", "0" + good,
@@ -215,10 +213,10 @@ TEST_F(Documents, EveryChangeNeedsAValidDigestOfTheSameUser) {
         if (digest == good + "x") continue;
         auto reply = put(digest);
         EXPECT_EQ(reply.status, 403) << digest;
-        EXPECT_EQ(error_number(reply), -2130575251) << digest;
+        EXPECT_EQ(ErrorNumber(reply), -2130575251) << digest;
     }
     EXPECT_EQ(content(alice, "a.pdf"), "first");
-    server.send({.method = "POST", .path = "/_dev/expire-digests", .body = ""});
+    server.Send({.method = "POST", .path = "/_dev/expire-digests", .body = ""});
     EXPECT_EQ(put(good).status, 403);
     EXPECT_EQ(put(alice.digest()).status, 204);
 }
@@ -226,62 +224,62 @@ TEST_F(Documents, EveryChangeNeedsAValidDigestOfTheSameUser) {
 TEST_F(Documents, MissingItemsAnswerWithTheirCodes) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
-    auto missing = alice.get(file_url("none.pdf"));
+    auto missing = alice.get(FileUrl("none.pdf"));
     EXPECT_EQ(missing.status, 404);
-    EXPECT_EQ(error_number(missing), -2130575338);
-    auto item = alice.get(file_url("none.pdf") +
+    EXPECT_EQ(ErrorNumber(missing), -2130575338);
+    auto item = alice.get(FileUrl("none.pdf") +
                           "?$select=ListItemAllFields&$expand=ListItemAllFields/EffectiveBasePermissions");
     EXPECT_EQ(item.status, 500);
-    EXPECT_EQ(error_number(item), static_cast<std::int32_t>(0x82000006));
-    EXPECT_EQ(error_number(alice.get(folder_url("none"))), -2147024894);
+    EXPECT_EQ(ErrorNumber(item), static_cast<std::int32_t>(0x82000006));
+    EXPECT_EQ(ErrorNumber(alice.get(FolderUrl("none"))), -2147024894);
     EXPECT_EQ(alice.get("/sites/nowhere/_api/web").status, 404);
     EXPECT_EQ(alice.get("/sites/team/_api/web/nonsense").status, 404);
-    EXPECT_EQ(alice.get(file_url("a.pdf") + "?$select=Nonsense").status, 400);
+    EXPECT_EQ(alice.get(FileUrl("a.pdf") + "?$select=Nonsense").status, 400);
     EXPECT_EQ(alice.get("/sites/team/_api/web/lists/getbytitle('x')").status, 404);
 }
 
 TEST_F(Documents, ConditionalWritesAndAddsWithoutOverwriteAreRefusedOnConflict) {
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
-    auto etag = alice.get(file_url("a.pdf")).header("ETag");
+    auto etag = alice.get(FileUrl("a.pdf")).header("ETag");
     ASSERT_FALSE(etag.empty());
-    EXPECT_EQ(alice.change("PUT", file_url("a.pdf") + "/$value", "2", {"If-Match: " + etag}).status, 204);
-    EXPECT_EQ(alice.change("PUT", file_url("a.pdf") + "/$value", "3", {"If-Match: " + etag}).status, 412);
+    EXPECT_EQ(alice.Change("PUT", FileUrl("a.pdf") + "/$value", "2", {"If-Match: " + etag}).status, 204);
+    EXPECT_EQ(alice.Change("PUT", FileUrl("a.pdf") + "/$value", "3", {"If-Match: " + etag}).status, 412);
     EXPECT_EQ(content(alice, "a.pdf"), "2");
-    auto add = folder_url("") + "/Files/Add(url='a.pdf',overwrite=";
-    auto refused = alice.change("POST", add + "false)", "4");
+    auto add = FolderUrl("") + "/Files/Add(url='a.pdf',overwrite=";
+    auto refused = alice.Change("POST", add + "false)", "4");
     EXPECT_EQ(refused.status, 400);
-    EXPECT_EQ(error_number(refused), -2130575257);
-    EXPECT_EQ(alice.change("POST", add + "true)", "5").status, 200);
+    EXPECT_EQ(ErrorNumber(refused), -2130575257);
+    EXPECT_EQ(alice.Change("POST", add + "true)", "5").status, 200);
     EXPECT_EQ(content(alice, "a.pdf"), "5");
 }
 
 TEST_F(Documents, ARestartChangesNothing) {
     TemporaryFolder data;
     std::string token, before, versions;
-    auto state = [](const Client& client) { return client.get(file_url("a.pdf"), Client::plain).body; };
+    auto state = [](const Client& client) { return client.get(FileUrl("a.pdf"), Client::kPlain).body; };
     auto digits = [](std::string text) {
         return text.substr(0, text.find("LinkingUri")) + text.substr(text.find("MajorVersion"));
     };
     {
         ServerProcess server({"--seed", seed.path()}, data.path());
         Client alice(server, "alice");
-        alice.change("PUT", file_url("a.pdf") + "/$value", "second");
-        alice.change("POST", file_url("a.pdf") + "/CheckOut()");
-        alice.change("PUT", file_url("a.pdf") + "/$value", "draft");
+        alice.Change("PUT", FileUrl("a.pdf") + "/$value", "second");
+        alice.Change("POST", FileUrl("a.pdf") + "/CheckOut()");
+        alice.Change("PUT", FileUrl("a.pdf") + "/$value", "draft");
         token = alice.token();
         before = digits(state(alice));
-        EXPECT_EQ(server.stop(), 0);
+        EXPECT_EQ(server.Stop(), 0);
     }
     ServerProcess server({"--seed", seed.path()}, data.path());
     Client alice(server, "alice"), bob(server, "bob");
     EXPECT_EQ(digits(state(alice)), before);
     EXPECT_EQ(
-        server.send({.method = "GET", .path = "/_api/web", .headers = {"Authorization: Bearer " + token}})
+        server.Send({.method = "GET", .path = "/_api/web", .headers = {"Authorization: Bearer " + token}})
             .status,
         200);
-    EXPECT_EQ(bob.change("PUT", file_url("a.pdf") + "/$value", "bob's").status, 423);
-    EXPECT_EQ(alice.change("POST", file_url("a.pdf") + "/undocheckout()").status, 200);
+    EXPECT_EQ(bob.Change("PUT", FileUrl("a.pdf") + "/$value", "bob's").status, 423);
+    EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/undocheckout()").status, 200);
     EXPECT_EQ(content(bob, "a.pdf"), "second");
 }
 
@@ -289,32 +287,32 @@ TEST_F(Documents, PiecesOfAnUploadBecomeOneDocument) {
     ServerProcess server({});
     Client alice(server, "alice");
     auto id = std::string("guid'11111111-1111-1111-1111-111111111111'");
-    ASSERT_EQ(alice.change("POST", folder_url("") + "/Files/AddUsingPath(decodedurl='p.bin',overwrite=true)")
-                  .status,
-              200);
-    auto started = alice.change("POST", file_url("p.bin") + "/StartUpload(uploadId=" + id + ")", "abc");
+    ASSERT_EQ(
+        alice.Change("POST", FolderUrl("") + "/Files/AddUsingPath(decodedurl='p.bin',overwrite=true)").status,
+        200);
+    auto started = alice.Change("POST", FileUrl("p.bin") + "/StartUpload(uploadId=" + id + ")", "abc");
     EXPECT_EQ(started.body, "{\"d\":{\"StartUpload\":\"3\"}}");
     EXPECT_EQ(
-        alice.change("POST", file_url("p.bin") + "/ContinueUpload(uploadId=" + id + ",fileOffset=9)", "x")
+        alice.Change("POST", FileUrl("p.bin") + "/ContinueUpload(uploadId=" + id + ",fileOffset=9)", "x")
             .status,
         400);
     EXPECT_EQ(
-        alice.change("POST", file_url("p.bin") + "/ContinueUpload(uploadId=" + id + ",fileOffset=3)", "def")
+        alice.Change("POST", FileUrl("p.bin") + "/ContinueUpload(uploadId=" + id + ",fileOffset=3)", "def")
             .status,
         200);
     EXPECT_EQ(content(alice, "p.bin"), "") << "not before the end";
-    EXPECT_EQ(alice.change("POST", file_url("p.bin") + "/FinishUpload(uploadId=" + id + ",fileOffset=6)", "g")
+    EXPECT_EQ(alice.Change("POST", FileUrl("p.bin") + "/FinishUpload(uploadId=" + id + ",fileOffset=6)", "g")
                   .status,
               200);
     EXPECT_EQ(content(alice, "p.bin"), "abcdefg");
 }
 
 TEST_F(Documents, SharingLinksAndPlainAddressesReachTheDocument) {
-    seed.write("a.pdf", "%PDF");
+    seed.Write("a.pdf", "%PDF");
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
     auto link =
-        server.send({.method = "GET", .path = "/_dev/document?path=/sites/team/Shared%20Documents/a.pdf"})
+        server.Send({.method = "GET", .path = "/_dev/document?path=/sites/team/Shared%20Documents/a.pdf"})
             .header("X-Sharing-Link");
     ASSERT_NE(link.find("/:b:/s/team/"), std::string::npos) << link;
     for (const auto& url : {link, server.url() + "/:b:/r/sites/team/Shared%20Documents/a.pdf?csf=1"}) {
@@ -323,7 +321,7 @@ TEST_F(Documents, SharingLinksAndPlainAddressesReachTheDocument) {
                 .get(
                     "/_api/SP.RemoteWeb(@url)/web/GetFileByUrl(@url)?$select=Name,CheckedOutByUser/LoginName"
                     "&$expand=CheckedOutByUser&@url='" +
-                    escape(url) + "'")
+                    Escape(url) + "'")
                 .json();
         ASSERT_TRUE(found.IsObject() && found.HasMember("d")) << url;
         EXPECT_STREQ(found["d"]["Name"].GetString(), "a.pdf");
@@ -341,7 +339,7 @@ TEST_F(Documents, AFolderOfTenThousandFilesListsWhole) {
     ServerProcess server({"--seed-count", "many=10000"});
     Client alice(server, "alice");
     auto reply =
-        alice.get(folder_url("many") + "?$expand=Folders,%20Folders/Properties,%20Files,%20Files/Properties");
+        alice.get(FolderUrl("many") + "?$expand=Folders,%20Folders/Properties,%20Files,%20Files/Properties");
     auto json = reply.json();
     ASSERT_TRUE(json.IsObject());
     const auto& files = json["d"]["Files"]["results"];

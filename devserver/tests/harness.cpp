@@ -22,7 +22,7 @@ struct Child {
     int process = -1, out = -1, error = -1;
 };
 
-Child start(const std::vector<std::string>& arguments) {
+Child Start(const std::vector<std::string>& arguments) {
     int out[2], error[2];
     if (::pipe(out) != 0 || ::pipe(error) != 0) throw std::runtime_error("no pipe");
     Child child;
@@ -44,7 +44,7 @@ Child start(const std::vector<std::string>& arguments) {
     return child;
 }
 
-std::string read_all(int descriptor) {
+std::string ReadAll(int descriptor) {
     std::string text;
     char buffer[4096];
     for (ssize_t count; (count = ::read(descriptor, buffer, sizeof buffer)) > 0;)
@@ -52,29 +52,29 @@ std::string read_all(int descriptor) {
     return text;
 }
 
-std::string read_line(int descriptor) {
+std::string ReadLine(int descriptor) {
     std::string line;
     for (char c; ::read(descriptor, &c, 1) == 1 && c != '\n';) line += c;
     return line;
 }
 
-int wait_for(int process) {
+int WaitFor(int process) {
     int status = 0;
     ::waitpid(process, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-std::size_t append(char* data, std::size_t size, std::size_t count, void* target) {
+std::size_t Append(char* data, std::size_t size, std::size_t count, void* target) {
     static_cast<std::string*>(target)->append(data, size * count);
     return size * count;
 }
 
-std::size_t take_header(char* data, std::size_t size, std::size_t count, void* target) {
+std::size_t TakeHeader(char* data, std::size_t size, std::size_t count, void* target) {
     std::string_view line(data, size * count);
     auto& reply = *static_cast<Reply*>(target);
     if (line.starts_with("HTTP/")) reply.headers.clear();
     if (auto colon = line.find(':'); colon != std::string_view::npos)
-        reply.headers.emplace(to_lower(line.substr(0, colon)), std::string(trim(line.substr(colon + 1))));
+        reply.headers.emplace(ToLower(line.substr(0, colon)), std::string(Trim(line.substr(colon + 1))));
     return size * count;
 }
 
@@ -91,14 +91,14 @@ TemporaryFolder::~TemporaryFolder() {
     std::filesystem::remove_all(m_path, ignored);
 }
 
-void TemporaryFolder::write(const std::string& name, const std::string& content) const {
+void TemporaryFolder::Write(const std::string& name, const std::string& content) const {
     auto file = std::filesystem::path(m_path) / name;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << content;
 }
 
 std::string Reply::header(const std::string& name) const {
-    auto found = headers.find(to_lower(name));
+    auto found = headers.find(ToLower(name));
     return found == headers.end() ? std::string() : found->second;
 }
 
@@ -113,29 +113,29 @@ ServerProcess::ServerProcess(std::vector<std::string> options, std::string data_
     : m_data(data_folder.empty() ? m_folder.path() + "/data" : std::move(data_folder)) {
     std::vector<std::string> arguments{"--data", m_data, "--admin", "--exit-with-parent"};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    auto child = start(arguments);
+    auto child = Start(arguments);
     m_process = child.process;
-    auto line = read_line(child.out);
+    auto line = ReadLine(child.out);
     ::close(child.out);
     if (!line.starts_with("Listening on "))
-        ADD_FAILURE() << "not started: " << read_all(child.error);
+        ADD_FAILURE() << "not started: " << ReadAll(child.error);
     else
         m_url = line.substr(13);
     ::close(child.error);
 }
 
 ServerProcess::~ServerProcess() {
-    stop();
+    Stop();
 }
 
 int ServerProcess::port() const {
     return std::atoi(m_url.c_str() + m_url.rfind(':') + 1);
 }
 
-int ServerProcess::stop() {
+int ServerProcess::Stop() {
     if (m_process < 0) return 0;
     ::kill(m_process, SIGTERM);
-    auto status = wait_for(m_process);
+    auto status = WaitFor(m_process);
     m_process = -1;
     return status;
 }
@@ -152,13 +152,13 @@ std::string ServerProcess::raw(const std::string& bytes) const {
     if (::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
         (void)!::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         ::shutdown(descriptor, SHUT_WR);
-        answer = read_all(descriptor);
+        answer = ReadAll(descriptor);
     }
     ::close(descriptor);
     return answer;
 }
 
-Reply ServerProcess::send(const Ask& ask) const {
+Reply ServerProcess::Send(const Ask& ask) const {
     Reply reply;
     CURL* curl = curl_easy_init();
     auto url = ask.path.starts_with("http") ? ask.path : m_url + ask.path;
@@ -172,7 +172,7 @@ Reply ServerProcess::send(const Ask& ask) const {
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
     curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, take_header);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, TakeHeader);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply);
     if (ask.method == "HEAD") curl_easy_setopt(curl, CURLOPT_NOBODY, 1L);
     if (ask.body) {
@@ -192,7 +192,7 @@ Reply ServerProcess::send(const Ask& ask) const {
         download = std::fopen(ask.download_file.c_str(), "wb");
         curl_easy_setopt(curl, CURLOPT_WRITEDATA, download);
     } else {
-        curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append);
+        curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, Append);
         curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
     }
     curl_slist* list = nullptr;
@@ -209,17 +209,17 @@ Reply ServerProcess::send(const Ask& ask) const {
     return reply;
 }
 
-int run_to_end(const std::vector<std::string>& arguments, std::string& error) {
-    auto child = start(arguments);
-    error = read_all(child.error);
+int RunToEnd(const std::vector<std::string>& arguments, std::string& error) {
+    auto child = Start(arguments);
+    error = ReadAll(child.error);
     ::close(child.error);
     ::close(child.out);
-    return wait_for(child.process);
+    return WaitFor(child.process);
 }
 
 Client::Client(const ServerProcess& server, const std::string& user) : m_server(server) {
     auto reply =
-        server.send({.method = "POST", .path = "/_dev/token?user=" + user, .headers = {}, .body = ""});
+        server.Send({.method = "POST", .path = "/_dev/token?user=" + user, .headers = {}, .body = ""});
     auto json = reply.json();
     if (json.IsObject() && json.HasMember("access_token"))
         m_token = json["access_token"].GetString();
@@ -228,57 +228,57 @@ Client::Client(const ServerProcess& server, const std::string& user) : m_server(
 }
 
 Reply Client::get(const std::string& path, const std::string& accept) const {
-    return m_server.send(
+    return m_server.Send(
         {.method = "GET", .path = path, .headers = {authorization(), "Accept: " + accept}, .body = {}});
 }
 
 std::string Client::digest() const {
-    auto reply = m_server.send({.method = "POST",
+    auto reply = m_server.Send({.method = "POST",
                                 .path = "/sites/team/_api/contextinfo",
-                                .headers = {authorization(), std::string("Accept: ") + plain},
+                                .headers = {authorization(), std::string("Accept: ") + kPlain},
                                 .body = ""});
     auto json = reply.json();
     return json.IsObject() && json.HasMember("FormDigestValue") ? json["FormDigestValue"].GetString() : "";
 }
 
-Reply Client::change(const std::string& method, const std::string& path, const std::string& body,
+Reply Client::Change(const std::string& method, const std::string& path, const std::string& body,
                      std::vector<std::string> headers) const {
-    headers.insert(headers.end(), {authorization(), std::string("Accept: ") + verbose,
+    headers.insert(headers.end(), {authorization(), std::string("Accept: ") + kVerbose,
                                    "Content-Type: application/json", "X-RequestDigest: " + digest()});
-    return m_server.send({.method = method, .path = path, .headers = headers, .body = body});
+    return m_server.Send({.method = method, .path = path, .headers = headers, .body = body});
 }
 
-Reply Client::ask(const std::string& method, const std::string& path, std::vector<std::string> headers,
+Reply Client::Ask(const std::string& method, const std::string& path, std::vector<std::string> headers,
                   std::optional<std::string> body) const {
     headers.push_back(authorization());
-    auto address = path.starts_with('/') ? path : document_path(path);
-    return m_server.send({.method = method, .path = address, .headers = headers, .body = std::move(body)});
+    auto address = path.starts_with('/') ? path : DocumentPath(path);
+    return m_server.Send({.method = method, .path = address, .headers = headers, .body = std::move(body)});
 }
 
-std::vector<std::string> generation_options(const std::string& name, std::vector<std::string> more) {
+std::vector<std::string> GenerationOptions(const std::string& name, std::vector<std::string> more) {
     more.insert(more.end(), {"--generation", name, "--auth", "bearer"});
     return more;
 }
 
-std::string document_path(const std::string& name) {
-    return "/sites/team/Shared%20Documents" + (name.empty() ? "" : "/" + percent_encode(name, "-_.~/"));
+std::string DocumentPath(const std::string& name) {
+    return "/sites/team/Shared%20Documents" + (name.empty() ? "" : "/" + PercentEncode(name, "-_.~/"));
 }
 
-std::string escape(const std::string& text) {
-    return percent_encode(replace_all(text, "'", "''"), "-_.~/");
+std::string Escape(const std::string& text) {
+    return PercentEncode(ReplaceAll(text, "'", "''"), "-_.~/");
 }
 
-std::string file_url(const std::string& name) {
+std::string FileUrl(const std::string& name) {
     return "/sites/team/_api/web/GetFileByServerRelativePath(decodedurl='/sites/team/Shared%20Documents/" +
-           escape(name) + "')";
+           Escape(name) + "')";
 }
 
-std::string folder_url(const std::string& name) {
+std::string FolderUrl(const std::string& name) {
     return "/sites/team/_api/web/GetFolderByServerRelativePath(decodedurl='/sites/team/Shared%20Documents" +
-           (name.empty() ? "" : "/" + escape(name)) + "')";
+           (name.empty() ? "" : "/" + Escape(name)) + "')";
 }
 
-long long error_number(const Reply& reply) {
+long long ErrorNumber(const Reply& reply) {
     auto json = reply.json();
     if (!json.IsObject()) return 0;
     for (const char* root : {"error", "odata.error"})

@@ -18,7 +18,7 @@ public:
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     const std::string& path() const { return m_path; }
-    void write(const std::string& name, const std::string& content) const;
+    void Write(const std::string& name, const std::string& content) const;
 
 private:
     std::string m_path;
@@ -55,14 +55,14 @@ public:
     ServerProcess& operator=(const ServerProcess&) = delete;
 
     const std::string& url() const { return m_url; }
-    const std::string& data_folder() const { return m_data; }
+    const std::string& DataFolder() const { return m_data; }
     int port() const;
-    int process_id() const { return m_process; }
+    int ProcessId() const { return m_process; }
     // Ends the process with SIGTERM and returns its exit status.
-    int stop();
+    int Stop();
     // Sends raw bytes on a connection of its own and returns what comes back until the end.
     std::string raw(const std::string& bytes) const;
-    Reply send(const Ask& ask) const;
+    Reply Send(const Ask& ask) const;
 
 private:
     TemporaryFolder m_folder;
@@ -71,25 +71,25 @@ private:
 };
 
 // Runs the program to its end; returns its exit status, its standard error in `error`.
-int run_to_end(const std::vector<std::string>& arguments, std::string& error);
+int RunToEnd(const std::vector<std::string>& arguments, std::string& error);
 
 // One signed-in person.
 class Client {
 public:
     Client(const ServerProcess& server, const std::string& user);
-    Reply get(const std::string& path, const std::string& accept = verbose) const;
+    Reply get(const std::string& path, const std::string& accept = kVerbose) const;
     // A change with a fresh digest.
-    Reply change(const std::string& method, const std::string& path, const std::string& body = {},
+    Reply Change(const std::string& method, const std::string& path, const std::string& body = {},
                  std::vector<std::string> headers = {}) const;
     // Any method, without a digest; a name below the library or a whole address.
-    Reply ask(const std::string& method, const std::string& path, std::vector<std::string> headers = {},
+    Reply Ask(const std::string& method, const std::string& path, std::vector<std::string> headers = {},
               std::optional<std::string> body = {}) const;
     std::string digest() const;
     const std::string& token() const { return m_token; }
     std::string authorization() const { return "Authorization: Bearer " + m_token; }
 
-    static constexpr const char* verbose = "application/json; odata=verbose";
-    static constexpr const char* plain = "application/json;odata=nometadata";
+    static constexpr const char* kVerbose = "application/json; odata=verbose";
+    static constexpr const char* kPlain = "application/json;odata=nometadata";
 
 private:
     const ServerProcess& m_server;
@@ -97,14 +97,14 @@ private:
 };
 
 // Addresses on the default site; `name` is a path below the library, unescaped.
-std::string file_url(const std::string& name);
-std::string folder_url(const std::string& name);
+std::string FileUrl(const std::string& name);
+std::string FolderUrl(const std::string& name);
 // Options for a generation of server whose users sign in with tokens, and what stands behind them.
-std::vector<std::string> generation_options(const std::string& name, std::vector<std::string> more = {});
+std::vector<std::string> GenerationOptions(const std::string& name, std::vector<std::string> more = {});
 // The document's own address.
-std::string document_path(const std::string& name);
-std::string escape(const std::string& text);
+std::string DocumentPath(const std::string& name);
+std::string Escape(const std::string& text);
 // The number at the start of an error's code, 0 when there is none.
-long long error_number(const Reply& reply);
+long long ErrorNumber(const Reply& reply);
 
 }  // namespace devserver::test

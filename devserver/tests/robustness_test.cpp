@@ -19,7 +19,7 @@ namespace {
 
 TEST(Robustness, HostileRequestsAreRefusedAndTheServerGoesOn) {
     TemporaryFolder seed;
-    seed.write("a.pdf", "content");
+    seed.Write("a.pdf", "content");
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
     auto head = " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n" + alice.authorization() + "\r\n";
@@ -55,21 +55,21 @@ TEST(Robustness, HostileRequestsAreRefusedAndTheServerGoesOn) {
     EXPECT_EQ(alice.get(deep).status, 400);
     std::string circle = "ListItemAllFields", chain = "Name eq 'a'";
     for (int i = 0; i < 500; ++i) circle += "/File/ListItemAllFields", chain += " and Name eq 'a'";
-    EXPECT_EQ(alice.get(file_url("a.pdf") + "?$expand=" + circle).status, 400);
-    EXPECT_EQ(alice.get(folder_url("") + "/Files?$filter=" + percent_encode(chain)).status, 400);
+    EXPECT_EQ(alice.get(FileUrl("a.pdf") + "?$expand=" + circle).status, 400);
+    EXPECT_EQ(alice.get(FolderUrl("") + "/Files?$filter=" + PercentEncode(chain)).status, 400);
     auto nested = std::string(200'000, '[') + std::string(200'000, ']');
     EXPECT_EQ(
-        alice.change("POST", file_url("a.pdf") + "/CheckIn(checkintype=1)", "{\"comment\":" + nested + "}")
+        alice.Change("POST", FileUrl("a.pdf") + "/CheckIn(checkintype=1)", "{\"comment\":" + nested + "}")
             .status,
         500);
-    EXPECT_EQ(alice.change("POST", file_url("a.pdf") + "/Publish()", "{not json").status, 400);
-    EXPECT_EQ(alice.get(file_url("a.pdf") + "/$value").body, "content");
+    EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/Publish()", "{not json").status, 400);
+    EXPECT_EQ(alice.get(FileUrl("a.pdf") + "/$value").body, "content");
 }
 
 TEST(Robustness, NoAddressReachesFilesOutsideTheLibrary) {
     TemporaryFolder seed, data;
-    seed.write("a.pdf", "content");
-    data.write("secret.txt", "outside");
+    seed.Write("a.pdf", "content");
+    data.Write("secret.txt", "outside");
     std::filesystem::create_directory(data.path() + "/site");
     ServerProcess server({"--seed", seed.path()}, data.path() + "/site");
     Client alice(server, "alice");
@@ -84,8 +84,8 @@ TEST(Robustness, NoAddressReachesFilesOutsideTheLibrary) {
     for (std::string name :
          {"..", "../x.pdf", "a/../../x.pdf", "a\\b.pdf", "", " x.pdf", "x:y.pdf", "x\ny.pdf"})
         EXPECT_GE(alice
-                      .change("POST",
-                              folder_url("") + "/Files/AddUsingPath(decodedurl='" + escape(name) +
+                      .Change("POST",
+                              FolderUrl("") + "/Files/AddUsingPath(decodedurl='" + Escape(name) +
                                   "',overwrite=true)",
                               "x")
                       .status,
@@ -93,17 +93,17 @@ TEST(Robustness, NoAddressReachesFilesOutsideTheLibrary) {
             << name;
     EXPECT_GE(
         alice
-            .change("POST", file_url("a.pdf") +
+            .Change("POST", FileUrl("a.pdf") +
                                 "/copyto('/sites/team/Shared%20Documents/../../../x.pdf',boverwrite=true)")
             .status,
         400);
-    EXPECT_GE(alice.get(file_url("../a.pdf")).status, 400);
+    EXPECT_GE(alice.get(FileUrl("../a.pdf")).status, 400);
     for (const auto& entry : std::filesystem::directory_iterator(data.path()))
         EXPECT_TRUE(entry.path().filename() == "secret.txt" || entry.path().filename() == "site")
             << entry.path();
 }
 
-long resident_kilobytes(int process) {
+long ResidentKilobytes(int process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
     for (std::string word; status >> word;)
         if (word == "VmHWM:") {
@@ -128,23 +128,23 @@ TEST(Robustness, BigDocumentsNeedBoundedMemory) {
         }
     }
     ASSERT_EQ(
-        alice.change("POST", folder_url("") + "/Files/AddUsingPath(decodedurl='big',overwrite=true)").status,
+        alice.Change("POST", FolderUrl("") + "/Files/AddUsingPath(decodedurl='big',overwrite=true)").status,
         200);
-    auto before = resident_kilobytes(server.process_id());
-    auto up = server.send({.method = "PUT",
-                           .path = file_url("big") + "/$value",
+    auto before = ResidentKilobytes(server.ProcessId());
+    auto up = server.Send({.method = "PUT",
+                           .path = FileUrl("big") + "/$value",
                            .headers = {alice.authorization(), "X-RequestDigest: " + alice.digest()},
                            .body = {},
                            .upload_file = file});
     EXPECT_EQ(up.status, 204);
-    auto down = server.send({.method = "GET",
-                             .path = file_url("big") + "/$value",
+    auto down = server.Send({.method = "GET",
+                             .path = FileUrl("big") + "/$value",
                              .headers = {alice.authorization()},
                              .body = {},
                              .download_file = back});
     EXPECT_EQ(down.status, 200);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    EXPECT_LT(resident_kilobytes(server.process_id()) - before, 16 * 1024);
+    EXPECT_LT(ResidentKilobytes(server.ProcessId()) - before, 16 * 1024);
 #else
     (void)before;
 #endif
@@ -154,7 +154,7 @@ TEST(Robustness, BigDocumentsNeedBoundedMemory) {
 
 TEST(Robustness, ManyClientsWriteAtOnceAndEveryVersionIsKept) {
     TemporaryFolder seed;
-    seed.write("a.pdf", "content");
+    seed.Write("a.pdf", "content");
     ServerProcess server({"--seed", seed.path()});
     constexpr int writers = 6, rounds = 10;
     std::atomic<int> written = 0;
@@ -163,15 +163,15 @@ TEST(Robustness, ManyClientsWriteAtOnceAndEveryVersionIsKept) {
         threads.emplace_back([&, i] {
             Client client(server, i % 2 ? "alice" : "bob");
             for (int round = 0; round < rounds; ++round)
-                if (client.change("PUT", file_url("a.pdf") + "/$value", std::to_string(i)).status == 204)
+                if (client.Change("PUT", FileUrl("a.pdf") + "/$value", std::to_string(i)).status == 204)
                     ++written;
         });
     for (auto& thread : threads) thread.join();
     Client alice(server, "alice");
     EXPECT_EQ(written, writers * rounds);
-    EXPECT_EQ(alice.get(file_url("a.pdf") + "/Versions", Client::plain).json()["value"].Size(),
+    EXPECT_EQ(alice.get(FileUrl("a.pdf") + "/Versions", Client::kPlain).json()["value"].Size(),
               unsigned(writers * rounds));
-    auto blobs = std::filesystem::directory_iterator(server.data_folder() + "/documents");
+    auto blobs = std::filesystem::directory_iterator(server.DataFolder() + "/documents");
     EXPECT_EQ(std::distance(begin(blobs), end(blobs)), writers * rounds + 1);
 }
 
@@ -190,29 +190,29 @@ TEST(Robustness, WrongUsageIsOneLineAndStatusTwo) {
         {"--data", folder.path() + "/e", "--seed", folder.path() + "/none"}};
     for (const auto& arguments : wrong) {
         std::string error;
-        EXPECT_EQ(run_to_end(arguments, error), 2) << error;
+        EXPECT_EQ(RunToEnd(arguments, error), 2) << error;
         EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
     }
     std::string error;
-    EXPECT_EQ(run_to_end({"--help"}, error), 0);
+    EXPECT_EQ(RunToEnd({"--help"}, error), 0);
 }
 
 TEST(Robustness, ASignalEndsTheServerEvenWhileConnectionsAreStalled) {
     ServerProcess server({});
     Client alice(server, "alice");
-    server.send({.method = "POST",
+    server.Send({.method = "POST",
                  .path = "/_dev/faults",
                  .body = R"({"match":{"path":"currentUser"},"fault":{"kind":"stall"}})"});
     std::thread waiting([&] { alice.get("/sites/team/_api/web/currentUser"); });
     for (int i = 0; i < 500; ++i) {
-        auto rules = server.send({.method = "GET", .path = "/_dev/faults"}).body;
+        auto rules = server.Send({.method = "GET", .path = "/_dev/faults"}).body;
         if (rules.find("\"fired\":1") != std::string::npos) break;
     }
-    EXPECT_EQ(server.stop(), 0);
+    EXPECT_EQ(server.Stop(), 0);
     waiting.join();
 }
 
-void make_certificate(const std::string& certificate_file, const std::string& key_file) {
+void MakeCertificate(const std::string& certificate_file, const std::string& key_file) {
     EVP_PKEY* key = EVP_RSA_gen(2048);
     X509* certificate = X509_new();
     X509_gmtime_adj(X509_getm_notBefore(certificate), -60);
@@ -235,25 +235,25 @@ void make_certificate(const std::string& certificate_file, const std::string& ke
 
 TEST(Robustness, TlsServesTheSameSite) {
     TemporaryFolder folder;
-    make_certificate(folder.path() + "/cert.pem", folder.path() + "/key.pem");
+    MakeCertificate(folder.path() + "/cert.pem", folder.path() + "/key.pem");
     ServerProcess server(
         {"--tls-cert", folder.path() + "/cert.pem", "--tls-key", folder.path() + "/key.pem"});
     EXPECT_TRUE(server.url().starts_with("https://"));
     Client alice(server, "alice");
     std::string content(3'000'000, 'q');
     EXPECT_EQ(
-        alice.change("POST", folder_url("") + "/Files/AddUsingPath(decodedurl='t',overwrite=true)", content)
+        alice.Change("POST", FolderUrl("") + "/Files/AddUsingPath(decodedurl='t',overwrite=true)", content)
             .status,
         200);
-    EXPECT_EQ(alice.get(file_url("t") + "/$value").body, content);
+    EXPECT_EQ(alice.get(FileUrl("t") + "/$value").body, content);
 }
 
 TEST(Robustness, CookiesOfATlsSiteAreSecure) {
     TemporaryFolder folder;
-    make_certificate(folder.path() + "/cert.pem", folder.path() + "/key.pem");
+    MakeCertificate(folder.path() + "/cert.pem", folder.path() + "/key.pem");
     ServerProcess server({"--auth", "forms", "--tls-cert", folder.path() + "/cert.pem", "--tls-key",
                           folder.path() + "/key.pem"});
-    auto reply = server.send(
+    auto reply = server.Send(
         {.method = "POST", .path = "/_forms/default.aspx", .body = "username=alice&password=alice"});
     EXPECT_TRUE(reply.header("Location").starts_with("https://")) << reply.header("Location");
     auto [first, last] = reply.headers.equal_range("set-cookie");

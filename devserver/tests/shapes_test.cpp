@@ -12,7 +12,7 @@ namespace {
 using Json = rapidjson::Value;
 
 // "Name:type" of each member; n null, b boolean, i number, s text, o object, a array.
-std::set<std::string> shape_of(const Json& object) {
+std::set<std::string> ShapeOf(const Json& object) {
     std::set<std::string> shape;
     if (!object.IsObject()) return {"no object"};
     for (const auto& member : object.GetObject()) {
@@ -28,12 +28,12 @@ std::set<std::string> shape_of(const Json& object) {
     return shape;
 }
 
-std::set<std::string> joined(std::set<std::string> a, const std::set<std::string>& b) {
+std::set<std::string> Joined(std::set<std::string> a, const std::set<std::string>& b) {
     a.insert(b.begin(), b.end());
     return a;
 }
 
-const std::set<std::string> file_properties = {"CheckInComment:s",
+const std::set<std::string> kFileProperties = {"CheckInComment:s",
                                                "CheckOutType:i",
                                                "ContentTag:s",
                                                "CustomizedPageStatus:i",
@@ -55,7 +55,7 @@ const std::set<std::string> file_properties = {"CheckInComment:s",
                                                "UIVersion:i",
                                                "UIVersionLabel:s",
                                                "UniqueId:s"};
-const std::set<std::string> file_links = {"Author:o",
+const std::set<std::string> kFileLinks = {"Author:o",
                                           "CheckedOutByUser:o",
                                           "EffectiveInformationRightsManagementSettings:o",
                                           "InformationRightsManagementSettings:o",
@@ -65,7 +65,7 @@ const std::set<std::string> file_links = {"Author:o",
                                           "Properties:o",
                                           "VersionEvents:o",
                                           "Versions:o"};
-const std::set<std::string> folder_properties = {"Exists:b",
+const std::set<std::string> kFolderProperties = {"Exists:b",
                                                  "ExistsAllowThrowForPolicyFailures:b",
                                                  "IsWOPIEnabled:b",
                                                  "ItemCount:i",
@@ -76,7 +76,7 @@ const std::set<std::string> folder_properties = {"Exists:b",
                                                  "TimeLastModified:s",
                                                  "UniqueId:s",
                                                  "WelcomePage:s"};
-const std::set<std::string> user_properties = {"Id:i",
+const std::set<std::string> kUserProperties = {"Id:i",
                                                "IsHiddenInUI:b",
                                                "LoginName:s",
                                                "Title:s",
@@ -92,8 +92,8 @@ const std::set<std::string> user_properties = {"Id:i",
 class Shapes : public ::testing::Test {
 protected:
     Shapes() {
-        seed.write("a.pdf", "one");
-        seed.write("sub/b.pdf", "two");
+        seed.Write("a.pdf", "one");
+        seed.Write("sub/b.pdf", "two");
         server.emplace(std::vector<std::string>{"--seed", seed.path()});
         alice.emplace(*server, "alice");
     }
@@ -107,45 +107,45 @@ protected:
 };
 
 TEST_F(Shapes, AFileHasItsMembersInEveryJsonFormat) {
-    auto verbose = json(file_url("a.pdf"), Client::verbose);
-    EXPECT_EQ(shape_of(verbose), (std::set<std::string>{"d:o"}));
-    EXPECT_EQ(shape_of(verbose["d"]), joined(joined(file_properties, file_links), {"__metadata:o"}));
-    EXPECT_EQ(shape_of(verbose["d"]["__metadata"]), (std::set<std::string>{"id:s", "uri:s", "type:s"}));
-    EXPECT_EQ(shape_of(verbose["d"]["Author"]), (std::set<std::string>{"__deferred:o"}));
-    EXPECT_EQ(shape_of(json(file_url("a.pdf"), Client::plain)), file_properties);
+    auto verbose = json(FileUrl("a.pdf"), Client::kVerbose);
+    EXPECT_EQ(ShapeOf(verbose), (std::set<std::string>{"d:o"}));
+    EXPECT_EQ(ShapeOf(verbose["d"]), Joined(Joined(kFileProperties, kFileLinks), {"__metadata:o"}));
+    EXPECT_EQ(ShapeOf(verbose["d"]["__metadata"]), (std::set<std::string>{"id:s", "uri:s", "type:s"}));
+    EXPECT_EQ(ShapeOf(verbose["d"]["Author"]), (std::set<std::string>{"__deferred:o"}));
+    EXPECT_EQ(ShapeOf(json(FileUrl("a.pdf"), Client::kPlain)), kFileProperties);
     EXPECT_EQ(
-        shape_of(json(file_url("a.pdf"), "application/json")),
-        joined(file_properties, {"odata.metadata:s", "odata.type:s", "odata.id:s", "odata.editLink:s"}));
+        ShapeOf(json(FileUrl("a.pdf"), "application/json")),
+        Joined(kFileProperties, {"odata.metadata:s", "odata.type:s", "odata.id:s", "odata.editLink:s"}));
     EXPECT_EQ(
-        shape_of(json(file_url("a.pdf"), "application/json;odata.metadata=minimal")),
-        joined(file_properties, {"@odata.context:s", "@odata.type:s", "@odata.id:s", "@odata.editLink:s"}));
-    EXPECT_EQ(shape_of(json(file_url("a.pdf"), "application/json;odata.metadata=none")), file_properties);
+        ShapeOf(json(FileUrl("a.pdf"), "application/json;odata.metadata=minimal")),
+        Joined(kFileProperties, {"@odata.context:s", "@odata.type:s", "@odata.id:s", "@odata.editLink:s"}));
+    EXPECT_EQ(ShapeOf(json(FileUrl("a.pdf"), "application/json;odata.metadata=none")), kFileProperties);
 }
 
 TEST_F(Shapes, FoldersUsersAndCollectionsHaveTheirMembers) {
-    EXPECT_EQ(shape_of(json(folder_url("sub"), Client::plain)), folder_properties);
-    auto user = json("/sites/team/_api/web/currentUser", Client::plain);
-    EXPECT_EQ(shape_of(user), user_properties);
+    EXPECT_EQ(ShapeOf(json(FolderUrl("sub"), Client::kPlain)), kFolderProperties);
+    auto user = json("/sites/team/_api/web/currentUser", Client::kPlain);
+    EXPECT_EQ(ShapeOf(user), kUserProperties);
     EXPECT_TRUE(std::string(user["LoginName"].GetString()).starts_with("i:0#.f|membership|alice@"));
-    EXPECT_EQ(shape_of(user["UserId"]), (std::set<std::string>{"NameId:s", "NameIdIssuer:s"}));
-    EXPECT_EQ(shape_of(json(folder_url("") + "/Files", Client::plain)), (std::set<std::string>{"value:a"}));
-    auto verbose = json(folder_url("") + "/Files", Client::verbose);
-    EXPECT_EQ(shape_of(verbose["d"]), (std::set<std::string>{"results:a"}));
-    EXPECT_EQ(json(folder_url("sub") + "/Folders", Client::verbose)["d"]["results"].Size(), 0u);
+    EXPECT_EQ(ShapeOf(user["UserId"]), (std::set<std::string>{"NameId:s", "NameIdIssuer:s"}));
+    EXPECT_EQ(ShapeOf(json(FolderUrl("") + "/Files", Client::kPlain)), (std::set<std::string>{"value:a"}));
+    auto verbose = json(FolderUrl("") + "/Files", Client::kVerbose);
+    EXPECT_EQ(ShapeOf(verbose["d"]), (std::set<std::string>{"results:a"}));
+    EXPECT_EQ(json(FolderUrl("sub") + "/Folders", Client::kVerbose)["d"]["results"].Size(), 0u);
 }
 
 TEST_F(Shapes, SelectionAndExpansionFollowTheQuery) {
     auto nested = json(
-        file_url("a.pdf") + "?$select=ListItemAllFields&$expand=ListItemAllFields/EffectiveBasePermissions",
-        Client::verbose);
-    EXPECT_EQ(shape_of(nested["d"]), (std::set<std::string>{"__metadata:o", "ListItemAllFields:o"}));
+        FileUrl("a.pdf") + "?$select=ListItemAllFields&$expand=ListItemAllFields/EffectiveBasePermissions",
+        Client::kVerbose);
+    EXPECT_EQ(ShapeOf(nested["d"]), (std::set<std::string>{"__metadata:o", "ListItemAllFields:o"}));
     const auto& mask = nested["d"]["ListItemAllFields"]["EffectiveBasePermissions"];
-    EXPECT_EQ(shape_of(mask), (std::set<std::string>{"__metadata:o", "High:s", "Low:s"}));
-    auto author = json(file_url("a.pdf") + "?$select=Name,Author/LoginName&$expand=Author", Client::plain);
-    EXPECT_EQ(shape_of(author), (std::set<std::string>{"Name:s", "Author:o"}));
-    EXPECT_EQ(shape_of(author["Author"]), (std::set<std::string>{"LoginName:s"}));
+    EXPECT_EQ(ShapeOf(mask), (std::set<std::string>{"__metadata:o", "High:s", "Low:s"}));
+    auto author = json(FileUrl("a.pdf") + "?$select=Name,Author/LoginName&$expand=Author", Client::kPlain);
+    EXPECT_EQ(ShapeOf(author), (std::set<std::string>{"Name:s", "Author:o"}));
+    EXPECT_EQ(ShapeOf(author["Author"]), (std::set<std::string>{"LoginName:s"}));
     auto raw =
-        server->raw("GET " + folder_url("") +
+        server->raw("GET " + FolderUrl("") +
                     "?$expand=Folders, Folders/Properties, Files, Files/Properties HTTP/1.1\r\n"
                     "Host: localhost\r\nConnection: close\r\nAccept: application/json; odata=nometadata\r\n" +
                     alice->authorization() + "\r\n\r\n");
@@ -153,48 +153,49 @@ TEST_F(Shapes, SelectionAndExpansionFollowTheQuery) {
     EXPECT_NE(raw.find("\"Properties\":{\"vti_x005f_"), std::string::npos);
     auto by_alias = json(
         "/sites/team/_api/web/getfilebyserverrelativeurl(@p1)?@p1='/sites/team/Shared%20Documents/a.pdf'",
-        Client::plain);
-    EXPECT_EQ(shape_of(by_alias), file_properties);
-    EXPECT_EQ(json(folder_url("") + "/Files?$filter=Name%20eq%20'a.pdf'%20and%20Length%20lt%2010",
-                   Client::plain)["value"]
+        Client::kPlain);
+    EXPECT_EQ(ShapeOf(by_alias), kFileProperties);
+    EXPECT_EQ(json(FolderUrl("") + "/Files?$filter=Name%20eq%20'a.pdf'%20and%20Length%20lt%2010",
+                   Client::kPlain)["value"]
                   .Size(),
               1u);
-    EXPECT_EQ(json(folder_url("") + "/Files?$filter=startswith(Name,'b')", Client::plain)["value"].Size(),
+    EXPECT_EQ(json(FolderUrl("") + "/Files?$filter=startswith(Name,'b')", Client::kPlain)["value"].Size(),
               0u);
 }
 
 TEST_F(Shapes, NullAndSingleValuesAreWrittenAsTheFormatDemands) {
     auto operation = [&](const std::string& name, const char* accept) {
         return server
-            ->send({.method = "POST",
-                    .path = file_url("a.pdf") + "/" + name,
+            ->Send({.method = "POST",
+                    .path = FileUrl("a.pdf") + "/" + name,
                     .headers = {alice->authorization(), std::string("Accept: ") + accept,
                                 "X-RequestDigest: " + alice->digest()},
                     .body = ""})
             .body;
     };
-    EXPECT_EQ(operation("CheckOut()", Client::verbose), "{\"d\":{\"CheckOut\":null}}");
-    EXPECT_EQ(operation("UndoCheckOut()", Client::plain), "{\"odata.null\":true}");
+    EXPECT_EQ(operation("CheckOut()", Client::kVerbose), "{\"d\":{\"CheckOut\":null}}");
+    EXPECT_EQ(operation("UndoCheckOut()", Client::kPlain), "{\"odata.null\":true}");
     auto page = "/_api/SP.Web.GetWebUrlFromPageUrl(@v)?@v='" + server->url() +
                 "/sites/team/Shared%20Documents/a.pdf'";
-    EXPECT_EQ(alice->get(page, Client::verbose).body,
+    EXPECT_EQ(alice->get(page, Client::kVerbose).body,
               "{\"d\":{\"GetWebUrlFromPageUrl\":\"" + server->url() + "/sites/team\"}}");
-    EXPECT_EQ(alice->get(page, Client::plain).body, "{\"value\":\"" + server->url() + "/sites/team\"}");
+    EXPECT_EQ(alice->get(page, Client::kPlain).body, "{\"value\":\"" + server->url() + "/sites/team\"}");
     auto xml = alice->get(page, "application/xml");
     EXPECT_NE(xml.body.find("<d:GetWebUrlFromPageUrl xmlns:d="), std::string::npos);
     EXPECT_NE(xml.body.find(">" + server->url() + "/sites/team</d:GetWebUrlFromPageUrl>"), std::string::npos);
     EXPECT_TRUE(xml.header("Content-Type").starts_with("application/xml"));
-    EXPECT_EQ(alice->get("/sites/team/_api/web/Title", Client::verbose).body, "{\"d\":{\"Title\":\"Team\"}}");
+    EXPECT_EQ(alice->get("/sites/team/_api/web/Title", Client::kVerbose).body,
+              "{\"d\":{\"Title\":\"Team\"}}");
 }
 
 TEST_F(Shapes, ErrorsHaveTheRootOfTheirFormat) {
-    auto path = file_url("none.pdf");
-    EXPECT_EQ(alice->get(path, Client::verbose).body,
+    auto path = FileUrl("none.pdf");
+    EXPECT_EQ(alice->get(path, Client::kVerbose).body,
               "{\"error\":{\"code\":\"-2130575338, "
               "Microsoft.SharePoint.SPException\",\"message\":{\"lang\":\"en-US\",\"value\":"
               "\"The file /sites/team/Shared Documents/none.pdf does not exist.\"}}}");
     EXPECT_TRUE(
-        alice->get(path, Client::plain).body.starts_with("{\"odata.error\":{\"code\":\"-2130575338, "));
+        alice->get(path, Client::kPlain).body.starts_with("{\"odata.error\":{\"code\":\"-2130575338, "));
     EXPECT_TRUE(alice->get(path, "application/json;odata.metadata=minimal")
                     .body.starts_with("{\"error\":{\"code\":\"-2130575338, "));
     EXPECT_NE(alice->get(path, "application/atom+xml").body.find("<m:code>-2130575338, Microsoft"),
@@ -203,14 +204,14 @@ TEST_F(Shapes, ErrorsHaveTheRootOfTheirFormat) {
 }
 
 TEST_F(Shapes, AtomEntriesCarryPropertiesLinksAndInlineFeeds) {
-    auto entry = alice->get(file_url("a.pdf"), "application/atom+xml");
+    auto entry = alice->get(FileUrl("a.pdf"), "application/atom+xml");
     EXPECT_TRUE(entry.header("Content-Type").starts_with("application/atom+xml;type=entry"));
     for (const char* part : {"<entry xml:base=", "<category term=\"SP.File\"", "<m:properties>",
                              "<d:CheckOutType m:type=\"Edm.Int32\">2</d:CheckOutType>",
                              "<d:Length m:type=\"Edm.Int64\">3</d:Length>",
                              "related/Author\" type=\"application/atom+xml;type=entry\" title=\"Author\""})
         EXPECT_NE(entry.body.find(part), std::string::npos) << part;
-    auto feed = alice->get(folder_url("") + "?$expand=Files", "application/xml");
+    auto feed = alice->get(FolderUrl("") + "?$expand=Files", "application/xml");
     EXPECT_NE(feed.body.find("<m:inline><feed>"), std::string::npos);
     EXPECT_NE(feed.body.find("<d:Name>a.pdf</d:Name>"), std::string::npos);
 }
@@ -220,7 +221,7 @@ TEST_F(Shapes, PagesOfItemsLinkToTheNextInEveryFormat) {
     std::set<int> ids;
     int pages = 0;
     for (; !path.empty() && pages < 10; ++pages) {
-        auto page = json(path, Client::plain);
+        auto page = json(path, Client::kPlain);
         ASSERT_TRUE(page.IsObject() && page.HasMember("value")) << path;
         for (const auto& row : page["value"].GetArray()) ids.insert(row["Id"].GetInt());
         path = page.HasMember("odata.nextLink") ? page["odata.nextLink"].GetString() : "";
@@ -228,16 +229,16 @@ TEST_F(Shapes, PagesOfItemsLinkToTheNextInEveryFormat) {
     EXPECT_EQ(ids.size(), 3u);
     EXPECT_EQ(pages, 3);
     auto first = std::string("/sites/team/_api/web/lists/getbytitle('Documents')/items?$top=1");
-    EXPECT_TRUE(json(first, Client::verbose)["d"].HasMember("__next"));
+    EXPECT_TRUE(json(first, Client::kVerbose)["d"].HasMember("__next"));
     EXPECT_NE(alice->get(first, "application/xml").body.find("<link rel=\"next\""), std::string::npos);
 }
 
 TEST_F(Shapes, ABatchAnswersEachOfItsParts) {
     std::string parts;
-    for (const auto& path : {file_url("a.pdf"), file_url("none.pdf")})
+    for (const auto& path : {FileUrl("a.pdf"), FileUrl("none.pdf")})
         parts += "--batch_1\nContent-Type: application/http\nContent-Transfer-Encoding: binary\n\nGET " +
                  path + " HTTP/1.1\nAccept: application/json;odata=nometadata\n\n";
-    auto reply = server->send({.method = "POST",
+    auto reply = server->Send({.method = "POST",
                                .path = "/sites/team/_api/$batch",
                                .headers = {alice->authorization(), "X-RequestDigest: " + alice->digest(),
                                            "Content-Type: multipart/mixed; boundary=\"batch_1\""},

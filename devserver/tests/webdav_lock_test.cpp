@@ -10,17 +10,17 @@
 namespace devserver::test {
 namespace {
 
-constexpr const char* lock_body =
+constexpr const char* kLockBody =
     "<D:lockinfo xmlns:D='DAV:'><D:lockscope><D:exclusive/></D:lockscope><D:locktype><D:write/></D:locktype>"
     "<D:owner>somebody</D:owner></D:lockinfo>";
 
 class WebDavLocks : public ::testing::Test {
 protected:
-    WebDavLocks() { seed.write("a.pdf", "first"); }
+    WebDavLocks() { seed.Write("a.pdf", "first"); }
 
-    std::vector<std::string> options() const { return generation_options("2013", {"--seed", seed.path()}); }
-    static std::string lock(const Client& client, const std::string& name, int status = 200) {
-        auto reply = client.ask("LOCK", name, {"Timeout: Second-600"}, lock_body);
+    std::vector<std::string> options() const { return GenerationOptions("2013", {"--seed", seed.path()}); }
+    static std::string Lock(const Client& client, const std::string& name, int status = 200) {
+        auto reply = client.Ask("LOCK", name, {"Timeout: Second-600"}, kLockBody);
         EXPECT_EQ(reply.status, status) << reply.body;
         auto token = reply.header("Lock-Token");
         EXPECT_EQ(reply.body.find("opaquelocktoken:") != std::string::npos, !token.empty());
@@ -28,7 +28,7 @@ protected:
     }
     static pugi::xml_document state(const Client& client, const std::string& name) {
         pugi::xml_document document;
-        document.load_string(client.ask("PROPFIND", name, {"Depth: 0"}).body.c_str());
+        document.load_string(client.Ask("PROPFIND", name, {"Depth: 0"}).body.c_str());
         return document;
     }
     static std::string owner(const pugi::xml_document& document) {
@@ -41,7 +41,7 @@ protected:
 TEST_F(WebDavLocks, ALockBlocksOthersAndItsOwnerSendsTheToken) {
     ServerProcess server(options());
     Client alice(server, "alice"), bob(server, "bob");
-    auto token = lock(alice, "a.pdf");
+    auto token = Lock(alice, "a.pdf");
     auto shown = "If: (" + token + ")";
     for (const char* method : {"PUT", "DELETE", "PROPPATCH"}) {
         auto body = method[0] != 'P' ? std::nullopt
@@ -49,24 +49,24 @@ TEST_F(WebDavLocks, ALockBlocksOthersAndItsOwnerSendsTheToken) {
                         ? std::optional<std::string>("x")
                         : "<D:propertyupdate xmlns:D='DAV:'><D:set><D:prop><x xmlns='u'/></D:prop></D:set>"
                           "</D:propertyupdate>";
-        EXPECT_EQ(bob.ask(method, "a.pdf", {}, body).status, 423) << method;
-        EXPECT_EQ(bob.ask(method, "a.pdf", {shown}, body).status, 423) << method << " with a stolen token";
-        EXPECT_EQ(alice.ask(method, "a.pdf", {}, body).status, 423) << method << " without the token";
+        EXPECT_EQ(bob.Ask(method, "a.pdf", {}, body).status, 423) << method;
+        EXPECT_EQ(bob.Ask(method, "a.pdf", {shown}, body).status, 423) << method << " with a stolen token";
+        EXPECT_EQ(alice.Ask(method, "a.pdf", {}, body).status, 423) << method << " without the token";
     }
-    EXPECT_EQ(bob.ask("LOCK", "a.pdf", {}, lock_body).status, 423);
-    EXPECT_EQ(bob.ask("UNLOCK", "a.pdf", {"Lock-Token: " + token}).status, 403);
-    EXPECT_EQ(bob.ask("GET", "a.pdf").body, "first") << "reading is free";
-    EXPECT_EQ(bob.ask("COPY", "a.pdf", {"Destination: " + document_path("b.pdf")}).status, 201);
-    EXPECT_EQ(bob.change("PUT", file_url("a.pdf") + "/$value", "x").status, 423) << "over every protocol";
-    EXPECT_EQ(bob.change("POST", file_url("a.pdf") + "/CheckOut()").status, 423);
-    EXPECT_EQ(alice.ask("PUT", "a.pdf", {shown}, "second").status, 200);
+    EXPECT_EQ(bob.Ask("LOCK", "a.pdf", {}, kLockBody).status, 423);
+    EXPECT_EQ(bob.Ask("UNLOCK", "a.pdf", {"Lock-Token: " + token}).status, 403);
+    EXPECT_EQ(bob.Ask("GET", "a.pdf").body, "first") << "reading is free";
+    EXPECT_EQ(bob.Ask("COPY", "a.pdf", {"Destination: " + DocumentPath("b.pdf")}).status, 201);
+    EXPECT_EQ(bob.Change("PUT", FileUrl("a.pdf") + "/$value", "x").status, 423) << "over every protocol";
+    EXPECT_EQ(bob.Change("POST", FileUrl("a.pdf") + "/CheckOut()").status, 423);
+    EXPECT_EQ(alice.Ask("PUT", "a.pdf", {shown}, "second").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "somebody");
     EXPECT_EQ(owner(state(bob, "b.pdf")), "") << "a copy isn't locked";
-    EXPECT_EQ(alice.ask("UNLOCK", "a.pdf", {"Lock-Token: <opaquelocktoken:other>"}).status, 409);
-    EXPECT_EQ(alice.ask("UNLOCK", "a.pdf", {"Lock-Token: " + token}).status, 204);
-    EXPECT_EQ(bob.ask("PUT", "a.pdf", {}, "third").status, 200);
-    EXPECT_EQ(alice.ask("PUT", "a.pdf", {shown}, "x").status, 412) << "the condition no longer holds";
-    EXPECT_EQ(bob.ask("GET", "a.pdf").body, "third");
+    EXPECT_EQ(alice.Ask("UNLOCK", "a.pdf", {"Lock-Token: <opaquelocktoken:other>"}).status, 409);
+    EXPECT_EQ(alice.Ask("UNLOCK", "a.pdf", {"Lock-Token: " + token}).status, 204);
+    EXPECT_EQ(bob.Ask("PUT", "a.pdf", {}, "third").status, 200);
+    EXPECT_EQ(alice.Ask("PUT", "a.pdf", {shown}, "x").status, 412) << "the condition no longer holds";
+    EXPECT_EQ(bob.Ask("GET", "a.pdf").body, "third");
 }
 
 TEST_F(WebDavLocks, LocksAreRefreshedSurviveARestartAndExpire) {
@@ -75,20 +75,20 @@ TEST_F(WebDavLocks, LocksAreRefreshedSurviveARestartAndExpire) {
     {
         ServerProcess server(options(), data.path());
         Client alice(server, "alice"), bob(server, "bob");
-        token = lock(alice, "a.pdf");
-        auto refreshed = alice.ask("LOCK", "a.pdf", {"If: (" + token + ")", "Timeout: Second-5000"});
+        token = Lock(alice, "a.pdf");
+        auto refreshed = alice.Ask("LOCK", "a.pdf", {"If: (" + token + ")", "Timeout: Second-5000"});
         EXPECT_EQ(refreshed.status, 200);
         EXPECT_NE(refreshed.body.find("Second-5000"), std::string::npos);
-        EXPECT_EQ(alice.ask("LOCK", "a.pdf", {"If: (<opaquelocktoken:other>)"}).status, 412);
-        EXPECT_EQ(bob.ask("LOCK", "a.pdf", {"If: (" + token + ")"}).status, 403);
+        EXPECT_EQ(alice.Ask("LOCK", "a.pdf", {"If: (<opaquelocktoken:other>)"}).status, 412);
+        EXPECT_EQ(bob.Ask("LOCK", "a.pdf", {"If: (" + token + ")"}).status, 403);
     }
     ServerProcess server(options(), data.path());
     Client alice(server, "alice"), bob(server, "bob");
-    EXPECT_EQ(bob.ask("PUT", "a.pdf", {}, "x").status, 423);
-    EXPECT_EQ(alice.ask("LOCK", "a.pdf", {"If: (" + token + ")", "Timeout: Second-1"}).status, 200);
+    EXPECT_EQ(bob.Ask("PUT", "a.pdf", {}, "x").status, 423);
+    EXPECT_EQ(alice.Ask("LOCK", "a.pdf", {"If: (" + token + ")", "Timeout: Second-1"}).status, 200);
     int status = 423;
     for (int i = 0; i < 100 && status == 423; ++i) {
-        status = bob.ask("PUT", "a.pdf", {}, "x").status;
+        status = bob.Ask("PUT", "a.pdf", {}, "x").status;
         ::usleep(100'000);
     }
     EXPECT_EQ(status, 200) << "the lock ended by itself";
@@ -97,40 +97,40 @@ TEST_F(WebDavLocks, LocksAreRefreshedSurviveARestartAndExpire) {
 TEST_F(WebDavLocks, LockingAMissingFileMakesAnEmptyDocument) {
     ServerProcess server(options());
     Client alice(server, "alice"), bob(server, "bob");
-    auto token = lock(alice, "new.pdf", 201);
-    EXPECT_EQ(bob.ask("GET", "new.pdf").body, "");
-    EXPECT_EQ(bob.ask("PUT", "new.pdf", {}, "x").status, 423);
-    EXPECT_EQ(alice.ask("PUT", "new.pdf", {"If: (" + token + ")"}, "mine").status, 200);
-    EXPECT_EQ(alice.ask("MKCOL", "folder").status, 201);
-    EXPECT_EQ(alice.ask("LOCK", "folder", {}, lock_body).status, 405);
-    EXPECT_EQ(alice.ask("LOCK", "none/x.pdf", {}, lock_body).status, 409);
+    auto token = Lock(alice, "new.pdf", 201);
+    EXPECT_EQ(bob.Ask("GET", "new.pdf").body, "");
+    EXPECT_EQ(bob.Ask("PUT", "new.pdf", {}, "x").status, 423);
+    EXPECT_EQ(alice.Ask("PUT", "new.pdf", {"If: (" + token + ")"}, "mine").status, 200);
+    EXPECT_EQ(alice.Ask("MKCOL", "folder").status, 201);
+    EXPECT_EQ(alice.Ask("LOCK", "folder", {}, kLockBody).status, 405);
+    EXPECT_EQ(alice.Ask("LOCK", "none/x.pdf", {}, kLockBody).status, 409);
     EXPECT_EQ(alice
-                  .ask("LOCK", "a.pdf", {},
+                  .Ask("LOCK", "a.pdf", {},
                        "<D:lockinfo xmlns:D='DAV:'><D:lockscope><D:shared/></D:lockscope></D:lockinfo>")
                   .status,
               412);
-    EXPECT_EQ(alice.ask("LOCK", "a.pdf", {}, "<D:lockinfo").status, 400);
-    EXPECT_EQ(alice.ask("MOVE", "new.pdf", {"If: (" + token + ")", "Destination: " + document_path("m.pdf")})
-                  .status,
-              201);
-    EXPECT_EQ(bob.ask("PUT", "m.pdf", {}, "free").status, 200) << "a lock doesn't travel";
+    EXPECT_EQ(alice.Ask("LOCK", "a.pdf", {}, "<D:lockinfo").status, 400);
+    EXPECT_EQ(
+        alice.Ask("MOVE", "new.pdf", {"If: (" + token + ")", "Destination: " + DocumentPath("m.pdf")}).status,
+        201);
+    EXPECT_EQ(bob.Ask("PUT", "m.pdf", {}, "free").status, 200) << "a lock doesn't travel";
 }
 
 TEST_F(WebDavLocks, ACheckOutShowsAsALockOfItsHolder) {
     ServerProcess server(options());
     Client alice(server, "alice"), bob(server, "bob");
-    EXPECT_EQ(alice.change("POST", file_url("a.pdf") + "/CheckOut()").status, 200);
+    EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckOut()").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "i:0#.f|membership|alice@contoso.example");
-    auto refused = bob.ask("PUT", "a.pdf", {}, "x");
+    auto refused = bob.Ask("PUT", "a.pdf", {}, "x");
     EXPECT_EQ(refused.status, 423);
     EXPECT_NE(refused.header("X-MSDAVEXT_Error").find("alice@contoso.example"), std::string::npos);
-    EXPECT_EQ(bob.ask("LOCK", "a.pdf", {}, lock_body).status, 423);
+    EXPECT_EQ(bob.Ask("LOCK", "a.pdf", {}, kLockBody).status, 423);
     std::string token = state(alice, "a.pdf").select_node("//D:locktoken/D:href").node().child_value();
-    EXPECT_EQ(alice.ask("UNLOCK", "a.pdf", {"Lock-Token: <" + token + ">"}).status, 403);
-    EXPECT_EQ(alice.ask("PUT", "a.pdf", {}, "mine").status, 200) << "the holder needs no token";
-    EXPECT_EQ(alice.change("POST", file_url("a.pdf") + "/CheckIn(comment='',checkintype=1)").status, 200);
+    EXPECT_EQ(alice.Ask("UNLOCK", "a.pdf", {"Lock-Token: <" + token + ">"}).status, 403);
+    EXPECT_EQ(alice.Ask("PUT", "a.pdf", {}, "mine").status, 200) << "the holder needs no token";
+    EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckIn(comment='',checkintype=1)").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "");
-    EXPECT_EQ(bob.ask("PUT", "a.pdf", {}, "x").status, 200);
+    EXPECT_EQ(bob.Ask("PUT", "a.pdf", {}, "x").status, 200);
 }
 
 }  // namespace

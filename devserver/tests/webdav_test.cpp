@@ -13,22 +13,22 @@ namespace {
 class WebDav : public ::testing::Test {
 protected:
     WebDav() {
-        seed.write("a.pdf", "first");
-        seed.write("folder/b.pdf", "second");
-        seed.write("folder/deep/c.pdf", "third");
+        seed.Write("a.pdf", "first");
+        seed.Write("folder/b.pdf", "second");
+        seed.Write("folder/deep/c.pdf", "third");
     }
 
     std::vector<std::string> options(const std::string& generation = "2013") const {
-        return generation_options(generation, {"--seed", seed.path()});
+        return GenerationOptions(generation, {"--seed", seed.path()});
     }
     static std::string content(const Client& client, const std::string& name) {
-        auto reply = client.ask("GET", name);
+        auto reply = client.Ask("GET", name);
         return reply.status == 200 ? reply.body : "status " + std::to_string(reply.status);
     }
     // The D:response elements of a listing.
     static pugi::xml_document listing(const Client& client, const std::string& name, const std::string& depth,
                                       std::optional<std::string> body = {}) {
-        auto reply = client.ask("PROPFIND", name, {"Depth: " + depth}, std::move(body));
+        auto reply = client.Ask("PROPFIND", name, {"Depth: " + depth}, std::move(body));
         EXPECT_EQ(reply.status, 207) << reply.body;
         pugi::xml_document document;
         EXPECT_TRUE(document.load_string(reply.body.c_str())) << reply.body;
@@ -39,7 +39,7 @@ protected:
         for (; index > 0; --index) response = response.next_sibling("D:response");
         return response.child("D:propstat").child("D:prop");
     }
-    static std::string to(const std::string& name) { return "Destination: " + document_path(name); }
+    static std::string To(const std::string& name) { return "Destination: " + DocumentPath(name); }
 
     TemporaryFolder seed;
 };
@@ -70,8 +70,8 @@ TEST_F(WebDav, AListingHasThePropertiesByTheirNames) {
     EXPECT_FALSE(file.child("D:lockdiscovery").first_child());
     EXPECT_TRUE(std::string(file.child_value("D:creationdate")).ends_with("Z"));
     EXPECT_TRUE(std::string(file.child_value("D:getlastmodified")).ends_with(" GMT"));
-    EXPECT_EQ(file.child_value("D:getetag"), alice.ask("HEAD", "folder/b.pdf").header("ETag"));
-    EXPECT_EQ(root.child("D:response").child_value("D:href"), server.url() + document_path("folder"));
+    EXPECT_EQ(file.child_value("D:getetag"), alice.Ask("HEAD", "folder/b.pdf").header("ETag"));
+    EXPECT_EQ(root.child("D:response").child_value("D:href"), server.url() + DocumentPath("folder"));
     EXPECT_STREQ(root.child("D:response").child("D:propstat").child_value("D:status"), "HTTP/1.1 200 OK");
 }
 
@@ -98,10 +98,10 @@ TEST_F(WebDav, MissingPropertiesAreInAPropstatOfTheirOwn) {
 TEST_F(WebDav, ListingsThatCannotBeServedAreRefusedClearly) {
     ServerProcess server(options());
     Client alice(server, "alice");
-    auto endless = alice.ask("PROPFIND", "folder", {"Depth: infinity"});
+    auto endless = alice.Ask("PROPFIND", "folder", {"Depth: infinity"});
     EXPECT_EQ(endless.status, 403);
     EXPECT_NE(endless.body.find("propfind-finite-depth"), std::string::npos);
-    EXPECT_EQ(alice.ask("PROPFIND", "none.pdf", {"Depth: 0"}).status, 404);
+    EXPECT_EQ(alice.Ask("PROPFIND", "none.pdf", {"Depth: 0"}).status, 404);
     std::string nested;
     for (int i = 0; i < 100'000; ++i) nested += "<a>";
     for (int i = 0; i < 100'000; ++i) nested += "</a>";
@@ -110,11 +110,11 @@ TEST_F(WebDav, ListingsThatCannotBeServedAreRefusedClearly) {
           std::string("<D:propfind xmlns:D='DAV:'><D:prop><u:x/></D:prop></D:propfind>"),
           std::string("<D:propfind xmlns:D='DAV:'><D:prop><b:x xmlns:b=''/></D:prop></D:propfind>"),
           std::string("<other xmlns='DAV:'/>"), nested})
-        EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}, body).status, 400) << body.substr(0, 100);
+        EXPECT_EQ(alice.Ask("PROPFIND", "a.pdf", {"Depth: 0"}, body).status, 400) << body.substr(0, 100);
     auto bomb =
         "<!DOCTYPE p [<!ENTITY a 'aaaaaaaa'><!ENTITY b '&a;&a;&a;'>]><D:propfind xmlns:D='DAV:'><D:allprop/>"
         "</D:propfind>";
-    EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}, bomb).status, 207);
+    EXPECT_EQ(alice.Ask("PROPFIND", "a.pdf", {"Depth: 0"}, bomb).status, 207);
 }
 
 TEST_F(WebDav, HrefsAreRelativeByOption) {
@@ -124,7 +124,7 @@ TEST_F(WebDav, HrefsAreRelativeByOption) {
     Client alice(server, "alice");
     auto document = listing(alice, "a.pdf", "0");
     EXPECT_EQ(document.child("D:multistatus").child("D:response").child_value("D:href"),
-              document_path("a.pdf"));
+              DocumentPath("a.pdf"));
 }
 
 TEST_F(WebDav, AwkwardNamesSurviveEveryMethod) {
@@ -134,23 +134,23 @@ TEST_F(WebDav, AwkwardNamesSurviveEveryMethod) {
                              "\xE6\xBC\xA2\xE5\xAD\x97 \xF0\x9F\x98\x80.pdf", "x;y,z=(1)@$!~^`.pdf"}) {
         SCOPED_TRACE(name);
         auto folder = "in " + name;
-        EXPECT_EQ(alice.ask("MKCOL", folder).status, 201);
-        EXPECT_EQ(alice.ask("PUT", folder + "/" + name, {}, "bytes").status, 201);
+        EXPECT_EQ(alice.Ask("MKCOL", folder).status, 201);
+        EXPECT_EQ(alice.Ask("PUT", folder + "/" + name, {}, "bytes").status, 201);
         auto document = listing(alice, folder, "1");
         EXPECT_STREQ(properties(document, 1).child_value("D:displayname"), name.c_str());
         std::string href = document.child("D:multistatus").first_child().next_sibling().child_value("D:href");
-        EXPECT_EQ(percent_decode(href), server.url() + "/sites/team/Shared Documents/" + folder + "/" + name);
-        EXPECT_EQ(alice.ask("GET", href.substr(server.url().size())).body, "bytes");
+        EXPECT_EQ(PercentDecode(href), server.url() + "/sites/team/Shared Documents/" + folder + "/" + name);
+        EXPECT_EQ(alice.Ask("GET", href.substr(server.url().size())).body, "bytes");
         EXPECT_EQ(alice
-                      .ask("MOVE", folder + "/" + name,
-                           {"Destination: " + server.url() + document_path(folder + "/m " + name)})
+                      .Ask("MOVE", folder + "/" + name,
+                           {"Destination: " + server.url() + DocumentPath(folder + "/m " + name)})
                       .status,
                   201);
-        EXPECT_EQ(alice.ask("COPY", folder + "/m " + name, {to(folder + "/c " + name)}).status, 201);
+        EXPECT_EQ(alice.Ask("COPY", folder + "/m " + name, {To(folder + "/c " + name)}).status, 201);
         EXPECT_EQ(content(alice, folder + "/c " + name), "bytes");
         EXPECT_EQ(content(alice, folder + "/" + name), "status 404");
-        EXPECT_EQ(alice.ask("DELETE", folder).status, 204);
-        EXPECT_EQ(alice.ask("PROPFIND", folder, {"Depth: 0"}).status, 404);
+        EXPECT_EQ(alice.Ask("DELETE", folder).status, 204);
+        EXPECT_EQ(alice.Ask("PROPFIND", folder, {"Depth: 0"}).status, 404);
     }
 }
 
@@ -184,28 +184,28 @@ TEST_F(WebDav, ChangesAnswerWithTheirStatus) {
          .headers = {"Content-Type: x/y"},
          .body = "body",
          .status = 415},
-        {.method = "MOVE", .name = "new.pdf", .headers = {to("a.pdf"), "Overwrite: F"}, .status = 412},
+        {.method = "MOVE", .name = "new.pdf", .headers = {To("a.pdf"), "Overwrite: F"}, .status = 412},
         {.method = "MOVE", .name = "new.pdf", .status = 400},
         {.method = "MOVE",
          .name = "new.pdf",
          .headers = {"Destination: http://elsewhere.example/x.pdf"},
          .status = 502},
-        {.method = "MOVE", .name = "new.pdf", .headers = {to("none/x.pdf")}, .status = 409},
-        {.method = "MOVE", .name = "folder", .headers = {to("folder/deep/x")}, .status = 403},
-        {.method = "COPY", .name = "new.pdf", .headers = {to("new.pdf")}, .status = 403},
-        {.method = "COPY", .name = "folder/deep", .headers = {to("folder")}, .status = 403},
-        {.method = "MOVE", .name = "none.pdf", .headers = {to("x.pdf")}, .status = 404},
-        {.method = "COPY", .name = "new.pdf", .headers = {to("a.pdf"), "Overwrite: T"}, .status = 204},
-        {.method = "MOVE", .name = "/sites/team", .headers = {to("site")}, .status = 403},
+        {.method = "MOVE", .name = "new.pdf", .headers = {To("none/x.pdf")}, .status = 409},
+        {.method = "MOVE", .name = "folder", .headers = {To("folder/deep/x")}, .status = 403},
+        {.method = "COPY", .name = "new.pdf", .headers = {To("new.pdf")}, .status = 403},
+        {.method = "COPY", .name = "folder/deep", .headers = {To("folder")}, .status = 403},
+        {.method = "MOVE", .name = "none.pdf", .headers = {To("x.pdf")}, .status = 404},
+        {.method = "COPY", .name = "new.pdf", .headers = {To("a.pdf"), "Overwrite: T"}, .status = 204},
+        {.method = "MOVE", .name = "/sites/team", .headers = {To("site")}, .status = 403},
         {.method = "DELETE", .name = "", .status = 403},
         {.method = "DELETE", .name = "none.pdf", .status = 404},
         {.method = "POST", .name = "a.pdf", .body = "x", .status = 405},
         {.method = "SEARCH", .name = "a.pdf", .status = 501},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(alice.ask(row.method, row.name, row.headers, row.body).status, row.status)
+        EXPECT_EQ(alice.Ask(row.method, row.name, row.headers, row.body).status, row.status)
             << row.method << " " << row.name << " " << (row.headers.empty() ? "" : row.headers[0]);
-    auto fragment = server.raw("DELETE " + document_path("a.pdf") + "#part HTTP/1.1\r\nHost: x\r\n" +
+    auto fragment = server.raw("DELETE " + DocumentPath("a.pdf") + "#part HTTP/1.1\r\nHost: x\r\n" +
                                alice.authorization() + "\r\n\r\n");
     EXPECT_TRUE(fragment.starts_with("HTTP/1.1 400")) << fragment;
     EXPECT_EQ(content(alice, "a.pdf"), "22") << "the copy replaced it";
@@ -216,37 +216,37 @@ TEST_F(WebDav, ChangesAnswerWithTheirStatus) {
 TEST_F(WebDav, FoldersMoveAndCopyWithTheirContents) {
     ServerProcess server(options());
     Client alice(server, "alice");
-    EXPECT_EQ(alice.ask("COPY", "folder", {to("copy")}).status, 201);
+    EXPECT_EQ(alice.Ask("COPY", "folder", {To("copy")}).status, 201);
     EXPECT_EQ(content(alice, "copy/deep/c.pdf"), "third");
-    EXPECT_EQ(alice.ask("COPY", "folder", {to("shallow"), "Depth: 0"}).status, 201);
+    EXPECT_EQ(alice.Ask("COPY", "folder", {To("shallow"), "Depth: 0"}).status, 201);
     EXPECT_EQ(content(alice, "shallow/b.pdf"), "status 404");
-    EXPECT_EQ(alice.ask("PUT", "copy/extra.pdf", {}, "x").status, 201);
-    EXPECT_EQ(alice.ask("COPY", "folder", {to("copy"), "Overwrite: F"}).status, 412);
+    EXPECT_EQ(alice.Ask("PUT", "copy/extra.pdf", {}, "x").status, 201);
+    EXPECT_EQ(alice.Ask("COPY", "folder", {To("copy"), "Overwrite: F"}).status, 412);
     EXPECT_EQ(content(alice, "copy/extra.pdf"), "x");
-    EXPECT_EQ(alice.ask("MOVE", "folder", {to("copy")}).status, 204);
+    EXPECT_EQ(alice.Ask("MOVE", "folder", {To("copy")}).status, 204);
     EXPECT_EQ(content(alice, "copy/extra.pdf"), "status 404") << "the target was replaced, not merged";
     EXPECT_EQ(content(alice, "copy/b.pdf"), "second");
     EXPECT_EQ(content(alice, "folder/b.pdf"), "status 404");
-    EXPECT_EQ(alice.ask("MOVE", "copy/b.pdf", {to("copy/B.pdf")}).status, 201) << "a change of case alone";
+    EXPECT_EQ(alice.Ask("MOVE", "copy/b.pdf", {To("copy/B.pdf")}).status, 201) << "a change of case alone";
     EXPECT_EQ(content(alice, "copy/B.pdf"), "second");
 }
 
 TEST_F(WebDav, ALockOrACheckOutInATreeIsNamedAndStopsTheOperation) {
     ServerProcess server(options());
     Client alice(server, "alice");
-    server.send({.method = "POST",
+    server.Send({.method = "POST",
                  .path = "/_dev/checkout?path=/sites/team/Shared%20Documents/folder/deep/c.pdf&user=bob",
                  .body = ""});
-    auto moved = alice.ask("MOVE", "folder", {to("elsewhere")});
+    auto moved = alice.Ask("MOVE", "folder", {To("elsewhere")});
     EXPECT_EQ(moved.status, 207);
     EXPECT_NE(moved.body.find("deep/c.pdf"), std::string::npos);
     EXPECT_EQ(content(alice, "folder/b.pdf"), "second") << "nothing moved";
-    auto removed = alice.ask("DELETE", "folder");
+    auto removed = alice.Ask("DELETE", "folder");
     EXPECT_EQ(removed.status, 207);
     pugi::xml_document document;
     ASSERT_TRUE(document.load_string(removed.body.c_str()));
     auto response = document.child("D:multistatus").child("D:response");
-    EXPECT_EQ(response.child_value("D:href"), server.url() + document_path("folder/deep/c.pdf"));
+    EXPECT_EQ(response.child_value("D:href"), server.url() + DocumentPath("folder/deep/c.pdf"));
     EXPECT_TRUE(std::string(response.child_value("D:status")).starts_with("HTTP/1.1 423"));
     EXPECT_FALSE(response.next_sibling("D:response"));
     EXPECT_EQ(content(alice, "folder/deep/c.pdf"), "third");
@@ -256,19 +256,19 @@ TEST_F(WebDav, ALockOrACheckOutInATreeIsNamedAndStopsTheOperation) {
 TEST_F(WebDav, SitesAndLibrariesCannotBeMovedOrDeleted) {
     ServerProcess server(options());
     Client alice(server, "alice");
-    EXPECT_EQ(alice.ask("PUT", "/Shared%20Documents/root.pdf", {}, "root").status, 201);
+    EXPECT_EQ(alice.Ask("PUT", "/Shared%20Documents/root.pdf", {}, "root").status, 201);
     // A deletion would remove what isn't checked out.
-    server.send({.method = "POST",
+    server.Send({.method = "POST",
                  .path = "/_dev/checkout?path=/sites/team/Shared%20Documents/folder/b.pdf&user=bob",
                  .body = ""});
     for (const char* path : {"/", "/sites/team", "/sites/team/Shared%20Documents", "/Shared%20Documents"}) {
-        EXPECT_EQ(alice.ask("DELETE", path).status, 403) << path;
-        EXPECT_EQ(alice.ask("MOVE", path, {to("folder/deep")}).status, 403) << path;
+        EXPECT_EQ(alice.Ask("DELETE", path).status, 403) << path;
+        EXPECT_EQ(alice.Ask("MOVE", path, {To("folder/deep")}).status, 403) << path;
     }
-    EXPECT_EQ(alice.ask("MOVE", "folder/deep", {"Destination: /Shared%20Documents"}).status, 403);
+    EXPECT_EQ(alice.Ask("MOVE", "folder/deep", {"Destination: /Shared%20Documents"}).status, 403);
     EXPECT_EQ(content(alice, "a.pdf"), "first");
     EXPECT_EQ(content(alice, "folder/deep/c.pdf"), "third");
-    EXPECT_EQ(alice.ask("GET", "/Shared%20Documents/root.pdf").body, "root");
+    EXPECT_EQ(alice.Ask("GET", "/Shared%20Documents/root.pdf").body, "root");
 }
 
 TEST_F(WebDav, PropertiesThatAreSetStayAcrossRestartsAndCopies) {
@@ -299,8 +299,8 @@ TEST_F(WebDav, PropertiesThatAreSetStayAcrossRestartsAndCopies) {
     {
         ServerProcess server(options(), data.path());
         Client alice(server, "alice");
-        EXPECT_EQ(alice.ask("PROPPATCH", "a.pdf", {}, body).status, 207);
-        EXPECT_EQ(alice.ask("COPY", "a.pdf", {to("copy.pdf")}).status, 201);
+        EXPECT_EQ(alice.Ask("PROPPATCH", "a.pdf", {}, body).status, 207);
+        EXPECT_EQ(alice.Ask("COPY", "a.pdf", {To("copy.pdf")}).status, 201);
         check(alice, "a.pdf", true);
     }
     ServerProcess server(options(), data.path());
@@ -308,7 +308,7 @@ TEST_F(WebDav, PropertiesThatAreSetStayAcrossRestartsAndCopies) {
     check(alice, "a.pdf", true);
     check(alice, "copy.pdf", false);
     auto refused =
-        alice.ask("PROPPATCH", "a.pdf", {},
+        alice.Ask("PROPPATCH", "a.pdf", {},
                   "<D:propertyupdate xmlns:D='DAV:' xmlns:o='urn:o'><D:remove><D:prop><o:mine/></D:prop>"
                   "</D:remove><D:set><D:prop><D:getetag>x</D:getetag></D:prop></D:set>"
                   "</D:propertyupdate>");
@@ -323,20 +323,20 @@ TEST_F(WebDav, RightsDecideWhoMayEditAndWhoMayRead) {
         arguments.insert(arguments.end(), {"--user", user});
     ServerProcess server(arguments);
     Client carol(server, "carol"), dave(server, "dave"), alice(server, "alice");
-    EXPECT_EQ(carol.ask("PROPFIND", "folder", {"Depth: 1"}).status, 207);
-    EXPECT_EQ(carol.ask("OPTIONS", "a.pdf").status, 200);
+    EXPECT_EQ(carol.Ask("PROPFIND", "folder", {"Depth: 1"}).status, 207);
+    EXPECT_EQ(carol.Ask("OPTIONS", "a.pdf").status, 200);
     EXPECT_EQ(content(carol, "a.pdf"), "first");
     for (const char* method : {"PUT", "MKCOL", "DELETE", "PROPPATCH", "MOVE", "COPY", "LOCK", "UNLOCK"}) {
         auto reply =
-            carol.ask(method, "a.pdf", {to("x.pdf")}, method[0] == 'P' ? std::optional("x") : std::nullopt);
+            carol.Ask(method, "a.pdf", {To("x.pdf")}, method[0] == 'P' ? std::optional("x") : std::nullopt);
         EXPECT_EQ(reply.status, 403) << method;
         EXPECT_TRUE(reply.header("X-MSDAVEXT_Error").starts_with("917656;")) << method;
     }
-    EXPECT_EQ(dave.ask("PROPFIND", "folder", {"Depth: 1"}).status, 403);
-    EXPECT_EQ(dave.ask("GET", "a.pdf").status, 403);
+    EXPECT_EQ(dave.Ask("PROPFIND", "folder", {"Depth: 1"}).status, 403);
+    EXPECT_EQ(dave.Ask("GET", "a.pdf").status, 403);
     EXPECT_EQ(content(alice, "a.pdf"), "first");
     auto unknown =
-        server.send({.method = "PROPFIND", .path = document_path("a.pdf"), .headers = {"Depth: 0"}});
+        server.Send({.method = "PROPFIND", .path = DocumentPath("a.pdf"), .headers = {"Depth: 0"}});
     EXPECT_EQ(unknown.status, 401);
 }
 
@@ -352,13 +352,13 @@ TEST_P(WebDavGenerations, ServeTheirProtocols) {
     ServerProcess server(options(row.generation));
     Client alice(server, "alice");
     EXPECT_TRUE(
-        alice.ask("HEAD", "a.pdf").header("MicrosoftSharePointTeamServices").starts_with(row.version));
-    EXPECT_EQ(alice.ask("PROPFIND", "a.pdf", {"Depth: 0"}).status, row.propfind);
-    EXPECT_EQ(alice.ask("POST", "/sites/team/_api/contextinfo", {}, "").status, row.contextinfo);
-    EXPECT_EQ(alice.ask("POST", "/sites/team/_api/$batch", {}, "").status, row.batch);
-    EXPECT_EQ(alice.ask("POST", "/sites/team/_vti_bin/Lists.asmx", {}, "").status, row.soap);
+        alice.Ask("HEAD", "a.pdf").header("MicrosoftSharePointTeamServices").starts_with(row.version));
+    EXPECT_EQ(alice.Ask("PROPFIND", "a.pdf", {"Depth: 0"}).status, row.propfind);
+    EXPECT_EQ(alice.Ask("POST", "/sites/team/_api/contextinfo", {}, "").status, row.contextinfo);
+    EXPECT_EQ(alice.Ask("POST", "/sites/team/_api/$batch", {}, "").status, row.batch);
+    EXPECT_EQ(alice.Ask("POST", "/sites/team/_vti_bin/Lists.asmx", {}, "").status, row.soap);
     if (row.propfind != 207) return;
-    auto choice = alice.ask("OPTIONS", "a.pdf");
+    auto choice = alice.Ask("OPTIONS", "a.pdf");
     EXPECT_EQ(choice.header("DAV"), "1,2");
     EXPECT_EQ(choice.header("MS-Author-Via"), "MS-FP/4.0,DAV");
     EXPECT_NE(choice.header("Allow").find("PROPFIND"), std::string::npos);
@@ -387,7 +387,7 @@ INSTANTIATE_TEST_SUITE_P(All, WebDavGenerations,
                          [](const auto& row) { return "Generation" + std::string(row.param.generation); });
 
 TEST_F(WebDav, TenThousandRowsAreOneAnswer) {
-    ServerProcess server(generation_options("2013", {"--seed-count", "big=10000"}));
+    ServerProcess server(GenerationOptions("2013", {"--seed-count", "big=10000"}));
     Client alice(server, "alice");
     auto document = listing(alice, "big", "1");
     int rows = 0;
