@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "host/base/text.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 
 namespace bench {
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 
 #include "host/base/interrupt.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/error_text.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "host/base/text.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 
 namespace interfaces {
 

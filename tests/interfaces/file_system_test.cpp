@@ -7,7 +7,7 @@
 
 #include "editor.h"
 #include "host/base/text.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "hostapi/irgc.h"
 
 namespace interfaces {

@@ -3,7 +3,7 @@
 #include <array>
 #include <charconv>
 
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 
 namespace cli {

@@ -3,7 +3,7 @@
 #include <ctime>
 
 #include "host/cache/cache_entry.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/url_argument.h"
 

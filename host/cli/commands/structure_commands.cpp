@@ -1,6 +1,6 @@
 // mkdir, rm, mv, cp, rename: the structure of a site. A server's refusal doesn't always come back as a
 // failure, so each looks at what has become of the item. The command's worker thread.
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/url_argument.h"
 
 namespace cli {

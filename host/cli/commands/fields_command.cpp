@@ -3,7 +3,7 @@
 #include <rapidjson/document.h>
 
 #include "host/base/text.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/url_argument.h"
 

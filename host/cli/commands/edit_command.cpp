@@ -14,7 +14,7 @@
 #include <memory>
 
 #include "host/base/interrupt.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/url_argument.h"
 
 namespace cli {

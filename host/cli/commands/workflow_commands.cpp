@@ -2,7 +2,7 @@
 // The command's worker thread.
 #include <array>
 
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/url_argument.h"
 
 namespace cli {

@@ -1,6 +1,6 @@
 // place add, place list, place remove, signout: the remembered sites.
 // The command's worker thread.
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/url_argument.h"
 

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "host/cache/cache_entry.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/output_file.h"
 #include "host/cli/url_argument.h"
