@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "host/base/text.h"
-#include "host/cli/commands/commands.h"
 
 namespace bench {
 
@@ -17,12 +16,6 @@ public:
     void Tell(std::string_view) override {}
     std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
 };
-
-constexpr std::string_view kAccountTemplate = R"(<CabTemplate><ItemSet id="AccountDict">
- <Item id="Url" type="String"/><Item id="WebUrl" type="String"/><Item id="AuthHeader" type="String"/>
- <Item id="User" type="String"/><Item id="Password" type="String"/><Item id="AuthToken" type="String"/>
- <Item id="APIVer" type="Int" defVal="0"/></ItemSet>
- <Root id="SharePointAccountDataSettingsV1" itemSet="AccountDict"/></CabTemplate>)";
 
 }  // namespace
 
@@ -51,18 +44,12 @@ Reader::Reader(const std::string& origin, const SignIn& sign_in)
     m_host = std::make_unique<host::Host>(std::move(options));
     m_host->LoadPlugin(PLUGIN_FILE);
     m_file_system = m_host->FileSystem();
-    auto tree = std::make_shared<host::SettingsTree>();
-    tree->SetTemplate(kAccountTemplate, u"SharePointAccountDataSettingsV1");
-    const auto cab = tree->View();
-    host::PutString(cab.get(), u"Url", host::ToUtf16(m_origin + "/sites/team"));
-    const auto put_secret = [&](const char16_t* item, const std::string& value) {
-        if (!value.empty()) host::PutString(cab.get(), item, m_host->EncryptForPlugin(host::ToUtf16(value)));
+    const auto encipher = [&](const std::string& text) {
+        return m_host->EncryptForPlugin(host::ToUtf16(text));
     };
-    put_secret(u"AuthToken", sign_in.token);
-    put_secret(u"User", sign_in.user);
-    put_secret(u"Password", sign_in.password);
-    Require(host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(LONG{sign_in.modern})), "APIVer");
-    m_account = host::Accounts::Restore(m_file_system.get(), *tree);
+    const host::AccountDetails details{host::ToUtf16(m_origin + "/sites/team"), encipher(sign_in.user),
+                                       encipher(sign_in.password), encipher(sign_in.token), sign_in.modern};
+    m_account = host::Accounts::Make(m_file_system.get(), details).account;
     Require(m_host->Bind(m_account.get(), nullptr, m_root), "binding to " + m_origin);
 }
 

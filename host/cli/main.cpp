@@ -10,6 +10,7 @@
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/error_text.h"
+#include "host/cli/preferences.h"
 
 namespace {
 
@@ -73,9 +74,10 @@ public:
         if (level->size() != 1 || (*level)[0] < '0' || (*level)[0] > '4') {
             throw cli::UsageError("--log-level takes a number from 0 to 4, not '" + *level + "'");
         }
-        const auto before = cli::ReadPreference(m_host.PluginSettings().get(), "log_level");
+        const auto preferences = cli::ReadPreferences(m_host.FileSystem().get());
+        const auto before = cli::TextOf(cli::FindPreference(preferences, kName));
         if (before == *level) return;
-        cli::SetPreference(m_host.PluginSettings().get(), "log_level", *level);
+        cli::SetPreference(m_host.FileSystem().get(), kName, *level);
         m_before = before;
         m_host.UnloadPlugin();
         m_host.LoadPlugin(plugin);
@@ -83,12 +85,13 @@ public:
     ~LogLevel() {
         if (!m_before) return;
         host::Guarded([&] {
-            cli::SetPreference(m_host.PluginSettings().get(), "log_level", *m_before);
+            cli::SetPreference(m_host.FileSystem().get(), kName, *m_before);
             return S_OK;
         });
     }
 
 private:
+    static constexpr const char* kName = "log_level";
     host::Host& m_host;
     std::optional<std::string> m_before;
 };

@@ -60,9 +60,7 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
         if (site->account.id == account.id) return *site;
     }
     // A token that came with the account is the one that the server may refuse.
-    const auto cab = account.data->View();
-    const auto stored = host::StringOf(host::ChildOf(cab.get(), u"AuthToken").get());
-    if (const auto token = m_host.DecryptForPlugin(stored)) {
+    if (const auto token = m_host.DecryptForPlugin(host::Accounts::StoredTokenOf(account))) {
         m_host.oauth().NoteInUse(host::ToUtf8(host::Accounts::UrlOf(account.account.get())),
                                  host::ToUtf8(*token));
     }

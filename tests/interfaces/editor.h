@@ -72,7 +72,7 @@ public:
     void Answer(const std::string& id, const host::PromptAnswer& answer);
     // What was asked since the last call.
     std::vector<RecordedPrompt> TakePrompts();
-    // As the settings tree has it now.
+    // As it is stored now, or in use when nothing was ever stored.
     std::string Preference(const std::string& name);
 
 private:

@@ -31,10 +31,6 @@ void Recover(Run& run);
 // instead.
 std::optional<host::Credentials> GivenCredentials(const Options& options);
 
-// Sets one preference in the plug-in's settings; used by --log-level too.
-void SetPreference(TMK::ITMK_Cab* settings, const std::string& name, const std::string& value);
-std::string ReadPreference(TMK::ITMK_Cab* settings, const std::string& name);
-
 // The document that the first argument names, opened to be asked only: no prompt, no download, and no close
 // that would give the check-out up.
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what);
