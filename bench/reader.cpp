@@ -1,23 +1,11 @@
 // The reference host with the loaded library, for measurements.
 #include "reader.h"
 
-#include <optional>
 #include <stdexcept>
 
 #include "host/base/text.h"
 
 namespace bench {
-
-namespace {
-
-class NoTerminal final : public host::Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
-
-}  // namespace
 
 void Require(HRESULT result, const std::string& what) {
     if (FAILED(result)) throw std::runtime_error(what + " failed: " + host::FormatResult(result));
@@ -36,12 +24,8 @@ std::vector<std::string> SignIn::CurlOptions() const {
     return {"--basic", "-u", user + ":" + password};
 }
 
-Reader::Reader(const std::string& origin, const SignIn& sign_in)
-    : m_origin(origin), m_terminal(std::make_unique<NoTerminal>()) {
-    host::HostOptions options;
-    options.profile = m_folder / "profile";
-    options.terminal = m_terminal.get();
-    m_host = std::make_unique<host::Host>(std::move(options));
+Reader::Reader(const std::string& origin, const SignIn& sign_in) : m_origin(origin) {
+    m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
     m_host->LoadPlugin(PLUGIN_FILE);
     m_file_system = m_host->FileSystem();
     const auto encipher = [&](const std::string& text) {

@@ -136,7 +136,7 @@ private:
 
 class WebView final : public Object<TMK::ITMK_WebView>, private BrowserListener {
 public:
-    WebView(Browser& browser, const Windows& windows, HWND parent,
+    WebView(Browser& browser, Windows& windows, HWND parent,
             TMK::ITMK_WebViewInitializationCallback* callback, const std::u16string& cookie_group)
         : m_browser(browser), m_windows(windows), m_parent(parent), m_cookie_group(cookie_group) {
         m_ready = ComPtr<TMK::ITMK_WebViewInitializationCallback>(callback);
@@ -227,7 +227,7 @@ private:
     }
 
     Browser& m_browser;
-    const Windows& m_windows;
+    Windows& m_windows;
     const HWND m_parent;
     const std::u16string m_cookie_group;
     const std::shared_ptr<Shared> m_shared = std::make_shared<Shared>();
@@ -238,7 +238,7 @@ private:
 
 }  // namespace
 
-ComPtr<TMK::ITMK_WebView> MakeWebView(Browser& browser, const Windows& windows, HWND parent,
+ComPtr<TMK::ITMK_WebView> MakeWebView(Browser& browser, Windows& windows, HWND parent,
                                       TMK::ITMK_WebViewInitializationCallback* callback,
                                       const std::u16string& cookie_group) {
     return Make<WebView>(browser, windows, parent, callback, cookie_group);

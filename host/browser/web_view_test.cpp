@@ -3,7 +3,9 @@
 
 #include "host/base/failure.h"
 #include "host/base/object.h"
+#include "host/browser/scripted_browser.h"
 #include "host/core/host.h"
+#include "host/testing/silent_front_end.h"
 #include "host/testing/temp_folder.h"
 #include "hostapi/iuix.h"
 #include "hostapi/iweb_view.h"
@@ -16,11 +18,14 @@ using testing::ReadText;
 using testing::TempFolder;
 using testing::WriteText;
 
-class NoTerminal final : public Terminal {
+// Its browser follows a script.
+class ScriptedFrontEnd final : public testing::SilentFrontEnd {
 public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
+    std::unique_ptr<Browser> MakeBrowser(const Profile&, std::shared_ptr<const Cipher>,
+                                         std::function<void(const std::string&)>) override {
+        return LoadScriptedBrowser(main_thread(), script);
+    }
+    fs::path script;
 };
 
 constexpr std::string_view kTemplates =
@@ -145,12 +150,9 @@ protected:
     void Start(const std::string& pages) {
         WriteText(folder / "script",
                   "{\"pages\":[" + pages + "],\"log\":\"" + (folder / "log").string() + "\"}");
-        HostOptions options;
-        options.profile = folder / "profile";
-        options.terminal = &terminal;
-        options.warn = [](const std::string& line) { ADD_FAILURE() << line; };
-        options.browser_script = folder / "script";
-        host = std::make_unique<Host>(std::move(options));
+        front_end.script = folder / "script";
+        front_end.on_warning = [](const std::string& line) { ADD_FAILURE() << line; };
+        host = std::make_unique<Host>(front_end, folder / "profile");
         host->instance()->GetExtension(u"UIX", reinterpret_cast<IUnknown**>(windows.put()));
     }
     HRESULT MakeWindow(SignIn& sign_in, LPCWSTR id = u"Web") {
@@ -177,7 +179,7 @@ protected:
     const long m_alive_before = LiveObjects();
     HRESULT m_shown = S_OK;
     TempFolder folder;
-    NoTerminal terminal;
+    ScriptedFrontEnd front_end;
     std::unique_ptr<Host> host;
     ComPtr<TMK::IUIX_Inst> windows;
     void TearDown() override { windows.reset(); }
@@ -268,10 +270,8 @@ TEST_F(WebViews, WhatCannotBeMadeIsRefused) {
     for (const char* script : {"", "[]", R"({"pages":{}})", R"({"pages":[1]})", R"({"pages":[{"url":5}]})",
                                R"({"pages":[{"cookies":[[]]}]})"}) {
         WriteText(folder / "bad", script);
-        EXPECT_THROW(
-            Host(HostOptions{folder / "other", &terminal, [](const std::string&) {}, {}, folder / "bad", {}}),
-            Failure)
-            << script;
+        front_end.script = folder / "bad";
+        EXPECT_THROW(Host(front_end, folder / "other"), Failure) << script;
     }
 }
 

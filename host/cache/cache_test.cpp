@@ -14,6 +14,7 @@
 #include "host/cache/files_cache.h"
 #include "host/core/host.h"
 #include "host/testing/fake_site.h"
+#include "host/testing/silent_front_end.h"
 #include "host/testing/temp_folder.h"
 
 namespace host {
@@ -24,13 +25,6 @@ using State = UnsentDocument::State;
 constexpr DWORD kRead = TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting;
 constexpr DWORD kWrite = TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting;
 
-class SilentTerminal final : public Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
-
 std::string UrlAt(const std::string& path) {
     return std::string(kSiteUrl) + "/" + path;
 }
@@ -38,10 +32,7 @@ std::string UrlAt(const std::string& path) {
 // One process's host on a profile and a site.
 struct World {
     World(const fs::path& profile, FakeSite& fake) : site(fake) {
-        HostOptions options;
-        options.profile = profile;
-        options.terminal = &terminal;
-        host.emplace(std::move(options));
+        host.emplace(front_end, profile);
         host->StartPlugin(MakeFakePlugin(site));
         file_system = host->FileSystem();
         store = host->cache();
@@ -86,7 +77,7 @@ struct World {
     }
 
     FakeSite& site;
-    SilentTerminal terminal;
+    SilentFrontEnd front_end;
     ComPtr<ErrorDetails> details = Make<ErrorDetails>();
     std::optional<Host> host;
     ComPtr<TMK::IAFS_FileSys> file_system;

@@ -9,16 +9,12 @@
 
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
-#include "host/cli/error_text.h"
+#include "host/cli/front_end/terminal_front_end.h"
 #include "host/cli/preferences.h"
 
 namespace {
 
 enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3 };
-
-void Tell(const std::string& line) {
-    std::fprintf(stderr, "sphost: %s\n", host::WithoutPasswords(line).c_str());
-}
 
 host::fs::path BesideProgram(const char* name) {
     std::array<char, 4096> path{};
@@ -96,17 +92,13 @@ private:
     std::optional<std::string> m_before;
 };
 
-void RunCommand(const cli::Options& options, host::Terminal& terminal) {
+void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
-    host::HostOptions wanted;
-    wanted.profile =
+    cli::TerminalFrontEnd front_end(
+        terminal, {!options.Has("json"), options.Value("web-view-script").value_or(""), BrowserProgram()});
+    const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
-    wanted.terminal = &terminal;
-    wanted.credentials = cli::GivenCredentials(options);
-    wanted.browser_script = options.Value("web-view-script").value_or("");
-    wanted.browser_program = BrowserProgram();
-    wanted.warn = [](const std::string& line) { Tell("warning: " + host::PlainLine(line)); };
-    host::Host host(std::move(wanted));
+    host::Host host(front_end, profile, cli::GivenCredentials(options));
     host.prompts().SetYes(options.Has("yes"));
     for (const auto& [id, answer] : options.answers) host.prompts().AddAnswer(id, answer);
     if (const auto log = options.Value("prompt-log")) host.prompts().LogTo(*log);
@@ -127,16 +119,16 @@ void RunCommand(const cli::Options& options, host::Terminal& terminal) {
 }
 
 int RunGuarded(const cli::Options& options) {
-    host::ProcessTerminal terminal;
+    cli::ProcessTerminal terminal;
     const auto fail = [](const std::string& what, HRESULT code, const std::string& message) {
-        Tell(what + ": " + host::FormatResult(code) + ": " + host::PlainLine(message));
+        cli::ShowError(what + ": " + host::FormatResult(code) + ": " + host::PlainLine(message));
         return code == host::kCanceled || host::InterruptFlag() ? kCancelled : kFailed;
     };
     try {
         RunCommand(options, terminal);
         return kDone;
     } catch (const cli::UsageError& error) {
-        Tell(error.what());
+        cli::ShowError(error.what());
         return kWrongUsage;
     } catch (const cli::CommandError& error) {
         return fail(error.what, error.code, error.message);
@@ -165,7 +157,7 @@ int main(int count, char** words) {
     try {
         options = cli::ParseOptions({words + 1, words + count});
     } catch (const cli::UsageError& error) {
-        Tell(error.what());
+        cli::ShowError(error.what());
         return kWrongUsage;
     }
     if (options.Has("help")) {
@@ -174,7 +166,7 @@ int main(int count, char** words) {
     }
     const int status = RunGuarded(options);
     if (options.Has("check-leaks") && host::LiveObjects() != 0) {
-        Tell(std::to_string(host::LiveObjects()) + " objects are still alive");
+        cli::ShowError(std::to_string(host::LiveObjects()) + " objects are still alive");
         return kFailed;
     }
     return status;

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/prompts/task_dialog.h"
+#include "host/prompts/prompt_desk.h"
 
 namespace cli {
 

@@ -181,22 +181,4 @@ std::string What(const Options& options, const std::string& argument) {
     return options.command + " " + host::PlainLine(argument);
 }
 
-Progress::Progress(Run& run, std::uint64_t total)
-    : m_shown(isatty(STDERR_FILENO) && !run.options().Has("json") && total > 0), m_total(total) {}
-
-void Progress::Show(std::uint64_t position) {
-    if (!m_shown) return;
-    const int percent = static_cast<int>(std::min<std::uint64_t>(position, m_total) * 100 / m_total);
-    if (percent == m_last) return;
-    m_last = percent;
-    const std::string text = "\r" + std::to_string(percent) + " %";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
-}
-
-Progress::~Progress() {
-    if (m_last < 0) return;
-    constexpr std::string_view kClear = "\r     \r";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kClear.data(), kClear.size());
-}
-
 }  // namespace cli

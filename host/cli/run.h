@@ -80,17 +80,4 @@ bool IsFolder(TMK::IAFS_FileInfo* info);
 // "what URL", as an error names it.
 std::string What(const Options& options, const std::string& argument);
 
-// How far a transfer has come, on a terminal.
-class Progress {
-public:
-    Progress(Run& run, std::uint64_t total);
-    ~Progress();
-    void Show(std::uint64_t position);
-
-private:
-    bool m_shown;
-    std::uint64_t m_total;
-    int m_last = -1;
-};
-
 }  // namespace cli

@@ -3,8 +3,9 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
+
+#include "host/signin/sign_in_prompts.h"
 
 namespace host {
 
@@ -27,14 +28,7 @@ struct CodeAnswer {
 // localhost or 127.0.0.1.
 std::uint16_t PortOfRedirect(const std::string& redirect);
 
-// `open` gets the page's address. Throws a Failure: 0x821704C7 when the person declines or interrupts,
-// 0x800705B4 after ten minutes.
-CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const std::string& url)>& open);
-
-// Whether there is likely a browser on this screen.
-bool HasBrowser();
-
-// Starts $BROWSER or the desktop's own choice, and doesn't wait for it.
-void OpenInBrowser(const std::string& url);
+// Throws a Failure: 0x821704C7 when the person declines or cancels, 0x800705B4 after ten minutes.
+CodeAnswer AskForCode(const CodeRequest& request, SignInPrompts& prompts);
 
 }  // namespace host

@@ -67,6 +67,15 @@ std::string PurposeOf(const std::string& key, const char* name) {
     return std::string(kPurpose) + " " + name + " " + key;
 }
 
+// Throws a Failure of 0x821704C7 as soon as the person cancels.
+void Wait(int seconds, const SignInNotice& notice) {
+    constexpr int kLookMs = 100;
+    for (int left = seconds * 1000; left > 0; left -= kLookMs) {
+        const bool has_slept = SleepUnlessInterrupted(kLookMs);
+        if (!has_slept || notice.IsCanceled()) throw Failure(kCanceled, "the sign-in was interrupted");
+    }
+}
+
 [[noreturn]] void ThrowRefusal(const FormAnswer& answer, const Json& json) {
     const std::string error = TextOf(json, "error");
     const std::string description = TextOf(json, "error_description");
@@ -93,13 +102,8 @@ std::string ServerOf(const std::string& url) {
     return server;
 }
 
-OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
-             std::function<void(const std::string& url)> open)
-    : m_profile(profile),
-      m_cipher(std::move(cipher)),
-      m_terminal(terminal),
-      m_open(std::move(open)),
-      m_started(Microseconds()) {}
+OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, SignInPrompts& prompts)
+    : m_profile(profile), m_cipher(std::move(cipher)), m_prompts(prompts), m_started(Microseconds()) {}
 
 void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value) const {
     m_profile.UpdateJson(kOverridesFile, [&](Json& json) {
@@ -211,18 +215,14 @@ std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
 }
 
 OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
-    const bool by_code = request.flow.empty() ? m_terminal.CanAsk() && HasBrowser() : request.flow == "code";
+    const bool by_code = request.flow.empty() ? m_prompts.CanOpenPages() : request.flow == "code";
     return by_code ? SignInByCode(request) : SignInByDevice(request);
 }
 
 OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
-    const CodeAnswer code = AskForCode(
-        {Endpoint(request, "authorize"), request.client_id, FullScope(request), request.user,
-         request.redirect},
-        [this](const std::string& url) {
-            m_terminal.Tell("To sign in, use the page that opens in your browser, or open " + PlainLine(url));
-            m_open(url);
-        });
+    const CodeAnswer code = AskForCode({Endpoint(request, "authorize"), request.client_id, FullScope(request),
+                                        request.user, request.redirect},
+                                       m_prompts);
     const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "authorization_code"},
                                                                     {"client_id", request.client_id},
                                                                     {"scope", FullScope(request)},
@@ -244,8 +244,7 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
     std::string address = TextOf(code, "verification_uri");
     if (address.empty()) address = TextOf(code, "verification_url");
     if (offer.status != 200 || device_code.empty()) ThrowRefusal(offer, code);
-    m_terminal.Tell("To sign in, open " + PlainLine(address) + " in a browser and enter the code " +
-                    PlainLine(TextOf(code, "user_code")));
+    const auto notice = m_prompts.ShowCode(address, TextOf(code, "user_code"));
     const std::int64_t deadline = std::time(nullptr) + NumberOf(code, "expires_in", kDefaultLifetime);
     auto interval = static_cast<int>(
         std::clamp<std::int64_t>(NumberOf(code, "interval", kDefaultInterval), 1, kMaxInterval));
@@ -253,7 +252,8 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
         const FormAnswer answer = PostForm(Endpoint(request, "token"),
                                            {{"grant_type", "urn:ietf:params:oauth:grant-type:device_code"},
                                             {"client_id", request.client_id},
-                                            {"device_code", device_code}});
+                                            {"device_code", device_code}},
+                                           notice.get());
         const Json json = ParseJsonObject(answer.body);
         const std::string access = TextOf(json, "access_token");
         if (answer.status == 200 && !access.empty()) {
@@ -266,7 +266,7 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
         } else if (error != "authorization_pending") {
             ThrowRefusal(answer, json);
         }
-        if (!SleepUnlessInterrupted(interval * 1000)) throw Failure(kCanceled, "the sign-in was interrupted");
+        Wait(interval, *notice);
     }
     throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in before the code expired");
 }

@@ -2,7 +2,6 @@
 // keeping the tokens that come of it, enciphered in the profile. Any thread; one sign-in at a time.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -12,7 +11,6 @@
 
 #include "host/profile/cipher.h"
 #include "host/profile/profile.h"
-#include "host/prompts/terminal.h"
 #include "host/signin/code_flow.h"
 
 namespace host {
@@ -37,9 +35,8 @@ struct OAuthOverride {
 
 class OAuth {
 public:
-    // `open` shows a page to the person.
-    OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
-          std::function<void(const std::string& url)> open = OpenInBrowser);
+    // The profile and the prompts outlive it.
+    OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, SignInPrompts& prompts);
 
     // Stores an override for the server that a site's URL names.
     void SetOverride(const std::string& site_url, const OAuthOverride& value) const;
@@ -75,8 +72,7 @@ private:
 
     const Profile& m_profile;
     std::shared_ptr<const Cipher> m_cipher;
-    Terminal& m_terminal;
-    const std::function<void(const std::string& url)> m_open;
+    SignInPrompts& m_prompts;
     const std::int64_t m_started;  // microseconds since 1970
     std::mutex m_mutex;
     std::set<std::pair<std::string, std::string>> m_in_use;  // places with tokens

@@ -13,6 +13,7 @@
 #include "host/base/failure.h"
 #include "host/signin/http_form.h"
 #include "host/signin/oauth.h"
+#include "host/testing/silent_front_end.h"
 #include "host/testing/temp_folder.h"
 
 namespace host {
@@ -108,14 +109,6 @@ private:
     std::thread m_thread;
 };
 
-class QuietTerminal final : public Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view line) override { shown += line; }
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-    std::string shown;
-};
-
 // The value of a form's or a query's member, as it is written there.
 std::string Member(const std::string& text, const std::string& name) {
     const std::size_t at = text.find(name + "=");
@@ -185,14 +178,36 @@ private:
     std::thread m_thread;
 };
 
+// Keeps what is shown, and has a browser that opens pages when it is told to.
+class RecordingPrompts final : public testing::SilentFrontEnd {
+public:
+    explicit RecordingPrompts(RedirectingBrowser& browser) : m_browser(browser) {}
+    std::unique_ptr<SignInNotice> OpenPage(const std::string& url) override {
+        m_browser.Open(url);
+        return SilentFrontEnd::OpenPage(url);
+    }
+    std::unique_ptr<SignInNotice> ShowCode(const std::string& page, const std::string& code) override {
+        shown = page + " " + code;
+        if (!cancels) return SilentFrontEnd::ShowCode(page, code);
+        class Canceled final : public SignInNotice {
+            bool IsCanceled() const override { return true; }
+        };
+        return std::make_unique<Canceled>();
+    }
+    std::string shown;
+    bool cancels = false;
+
+private:
+    RedirectingBrowser& m_browser;
+};
+
 class SignIn : public ::testing::Test {
 protected:
     // A process of its own on the same profile.
     struct Process {
         explicit Process(SignIn& test)
             : profile(test.folder.path(), {}),
-              oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.terminal,
-                    [&test](const std::string& url) { test.browser.Open(url); }) {}
+              oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.prompts) {}
         Profile profile;
         OAuth oauth;
     };
@@ -202,16 +217,15 @@ protected:
 
     TempFolder folder;
     SignInServer server;
-    QuietTerminal terminal;
     RedirectingBrowser browser;
+    RecordingPrompts prompts{browser};
 };
 
 TEST_F(SignIn, ShowsTheCodePollsAndKeepsTokensEnciphered) {
     server.pending = 1;
     Process process(*this);
     EXPECT_EQ(process.oauth.GetToken(Request()), "access1");
-    EXPECT_NE(terminal.shown.find("http://x/dev"), std::string::npos);
-    EXPECT_NE(terminal.shown.find("AB-CD"), std::string::npos);
+    EXPECT_EQ(prompts.shown, "http://x/dev AB-CD");
     const std::string stored = ReadText(folder / "tokens.json");
     EXPECT_EQ(stored.find("access1"), std::string::npos);
     EXPECT_EQ(stored.find("refresh1"), std::string::npos);
@@ -229,7 +243,6 @@ TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
     EXPECT_TRUE(browser.opened.starts_with(server.authority + "oauth2/v2.0/authorize?")) << browser.opened;
     EXPECT_EQ(Member(browser.opened, "login_hint"), "alice%40example.test");
     EXPECT_EQ(Member(browser.opened, "code_challenge_method"), "S256");
-    EXPECT_NE(terminal.shown.find(browser.opened), std::string::npos) << "to be copied by hand";
     ASSERT_EQ(browser.answers.size(), 4u);
     for (int i = 0; i < 3; ++i) EXPECT_NE(browser.answers[i].find(" 404 "), std::string::npos) << i;
     EXPECT_NE(browser.answers[3].find("You are signed in"), std::string::npos) << browser.answers[3];
@@ -277,8 +290,8 @@ TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
         RedirectingBrowser other;
         other.result = result;
         Profile profile(folder.path(), {});
-        OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), terminal,
-                    [&](const std::string& url) { other.Open(url); });
+        RecordingPrompts other_prompts(other);
+        OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), other_prompts);
         OAuthRequest request = Request();
         request.flow = "code";
         try {
@@ -345,7 +358,7 @@ TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
 TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
     std::string told;
     const Profile profile(folder.path(), [&](const std::string& line) { told += line + "\n"; });
-    OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), terminal);
+    OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), prompts);
     oauth.SetOverride("http://site/", {"https://login/x", "id"});
     for (const std::string& text : {std::string("{"), std::string("[1]"), std::string(100000, '[')}) {
         WriteText(folder / "oauth.json", text);
@@ -406,6 +419,11 @@ TEST_F(SignIn, FailuresAreToldApart) {
             return failure.code();
         }
     };
+    server.pending = 1000;
+    prompts.cancels = true;
+    EXPECT_EQ(code(Request()), kCanceled) << "by the person, while the server still waits";
+    prompts.cancels = false;
+    server.pending = 0;
     server.denied = true;
     EXPECT_EQ(code(Request()), kCanceled);
     EXPECT_EQ(code({"http://127.0.0.1:9/x", "c", "s", ""}), HRESULT_FROM_WIN32(12029));

@@ -14,14 +14,6 @@ namespace interfaces {
 
 namespace {
 
-// Nobody is there: what no script answers counts as closed.
-class NoTerminal final : public host::Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
-
 std::vector<std::string> Strings(const rapidjson::Value& array) {
     std::vector<std::string> strings;
     for (const rapidjson::Value& item : array.GetArray()) strings.push_back(item.GetString());
@@ -84,13 +76,8 @@ ComPtr<host::CancelFlag> Canceled() {
 }
 
 Editor::Editor(const e2e::DevServer& server, const std::string& user, const PreferenceValues& preferences)
-    : m_server(server),
-      m_terminal(std::make_unique<NoTerminal>()),
-      m_details(host::Make<host::ErrorDetails>()) {
-    host::HostOptions options;
-    options.profile = m_folder / "profile";
-    options.terminal = m_terminal.get();
-    m_host = std::make_unique<host::Host>(std::move(options));
+    : m_server(server), m_details(host::Make<host::ErrorDetails>()) {
+    m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
     m_host->prompts().LogTo(m_folder / "prompts");
     m_host->LoadPlugin(PLUGIN_FILE);
     m_file_system = m_host->FileSystem();

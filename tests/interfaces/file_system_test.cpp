@@ -125,7 +125,7 @@ TEST_F(FileSystemTest, BadArgumentsAreRefusedWithoutTheServer) {
     ComPtr<TMK::IAFS_FileInfo> info;
     ComPtr<TMK::IAFS_EnumFolder> items;
     ComPtr<TMK::IAFS_File> file;
-    const auto context = host::MakeBindContext(editor().host().terminal(), std::nullopt);
+    const auto context = host::MakeBindContext(editor().host().front_end(), std::nullopt);
     Bstr text;
     Variant value;
     const Variant nothing;
@@ -357,7 +357,7 @@ TEST_F(FileSystemTest, AChildIsBelowItsParentAndOnTheServer) {
 }
 
 TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
-    const auto context = host::MakeBindContext(editor().host().terminal(), std::nullopt);
+    const auto context = host::MakeBindContext(editor().host().front_end(), std::nullopt);
     ComPtr<TMK::IAFS_Name> name;
     EXPECT_EQ(fs()->BindToObject(editor().account(), nullptr, 0, nullptr, nullptr, name.put()), S_OK);
     EXPECT_EQ(Text(name.get()), server().Site());
@@ -376,7 +376,7 @@ TEST(FileSystemOfANewcomer, BindsToAnAddressAndMakesItsAccount) {
     editor.host().oauth().SetOverride(server.Site(), {server.Origin() + "/organizations/", ""});
     TMK::IAFS_FileSys* const fs = editor.file_system();
     Upload(server, "alice", "a.txt", "one");
-    const auto context = host::MakeBindContext(editor.host().terminal(), std::nullopt);
+    const auto context = host::MakeBindContext(editor.host().front_end(), std::nullopt);
     const auto text = [&](TMK::IAFS_Name* name) {
         Bstr shown;
         EXPECT_EQ(fs->NameToString(name, 0, nullptr, shown.put()), S_OK);

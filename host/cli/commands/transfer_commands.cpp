@@ -68,7 +68,7 @@ void Get(Run& run) {
     const bool to_output = run.options().arguments.size() > 1 && run.options().arguments[1] == "-";
     std::optional<OutputFile> target;
     if (!to_output) target.emplace(TargetOf(run, url));
-    Progress progress(run, static_cast<std::uint64_t>(size));
+    const auto progress = run.host().front_end().ShowProgress(static_cast<std::uint64_t>(size));
     const auto block = std::make_unique<char[]>(kBlock);
     for (std::uint64_t position = 0;;) {
         LONGLONG got = 0;
@@ -80,7 +80,7 @@ void Get(Run& run) {
             target->Write(block.get(), static_cast<std::size_t>(got));
         }
         position += static_cast<std::uint64_t>(got);
-        progress.Show(position);
+        progress->Show(position);
     }
     if (target) target->Finish();
 }

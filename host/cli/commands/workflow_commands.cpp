@@ -63,7 +63,7 @@ void CheckIn(Run& run) {
     const auto file = OpenToAsk(run, what);
     RequireCheckedOutToUser(run, file.get(), what);
     // Without anything said, somebody at a terminal is asked and a script gets the preferences' kind.
-    if (is_told || (!has_scripted_answer && !run.host().terminal().CanAsk())) {
+    if (is_told || (!has_scripted_answer && !run.host().front_end().CanAsk())) {
         run.host().prompts().AddAnswer("msg.checkInDialogMessage", answer);
     }
     run.Exec(file.get(), u"CheckInWithUi", what);
