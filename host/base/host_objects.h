@@ -7,8 +7,7 @@
 #include <mutex>
 #include <string>
 
-#include "host/base/failure.h"
-#include "host/base/object.h"
+#include "host/base/give.h"
 #include "hostapi/common.h"
 
 namespace host {
@@ -19,11 +18,7 @@ public:
     explicit CancelFlag(const std::atomic<bool>* source = nullptr) : m_source(source) {}
     void Cancel() { m_set = true; }
     bool IsSet() const { return m_set || (m_source && *m_source); }
-    HRESULT get_IsCanceled(VARIANT_BOOL* out_canceled) override {
-        if (!out_canceled) return E_POINTER;
-        *out_canceled = IsSet() ? VARIANT_TRUE : VARIANT_FALSE;
-        return S_OK;
-    }
+    HRESULT get_IsCanceled(VARIANT_BOOL* out_canceled) override { return GiveBool(out_canceled, IsSet()); }
 
 private:
     std::atomic<bool> m_set{false};

@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <deque>
 
-#include "host/base/failure.h"
-#include "host/base/object.h"
+#include "host/base/give.h"
 #include "platform/webview2.h"
 
 namespace host {
@@ -36,19 +35,12 @@ private:
 class CookieList final : public Object<ICoreWebView2CookieList> {
 public:
     explicit CookieList(std::vector<BrowserCookie> cookies) : m_cookies(std::move(cookies)) {}
-    HRESULT get_Count(UINT* out_count) override {
-        if (!out_count) return E_POINTER;
-        *out_count = static_cast<UINT>(m_cookies.size());
-        return S_OK;
-    }
+    HRESULT get_Count(UINT* out_count) override { return GiveValue(out_count, m_cookies.size()); }
     HRESULT GetValueAtIndex(UINT index, ICoreWebView2Cookie** out_cookie) override {
         if (!out_cookie) return E_POINTER;
         *out_cookie = nullptr;
         if (index >= m_cookies.size()) return E_INVALIDARG;
-        return Guarded([&] {
-            *out_cookie = Make<Cookie>(m_cookies[index]).detach();
-            return S_OK;
-        });
+        return GiveNew<Cookie>(out_cookie, m_cookies[index]);
     }
 
 private:
@@ -58,11 +50,7 @@ private:
 class NavigationArguments final : public Object<ICoreWebView2NavigationCompletedEventArgs> {
 public:
     explicit NavigationArguments(bool success) : m_success(success) {}
-    HRESULT get_IsSuccess(BOOL* out_success) override {
-        if (!out_success) return E_POINTER;
-        *out_success = m_success;
-        return S_OK;
-    }
+    HRESULT get_IsSuccess(BOOL* out_success) override { return GiveValue(out_success, m_success); }
 
 private:
     const bool m_success;
@@ -70,6 +58,16 @@ private:
 
 // What the control shares with the objects that it hands out, which may outlive it.
 struct Shared {
+    // E_UNEXPECTED once the control is closed.
+    template <class Work>
+    HRESULT WithPane(Work&& work) {
+        if (!pane) return E_UNEXPECTED;
+        return Guarded([&] {
+            work(*pane);
+            return S_OK;
+        });
+    }
+
     std::unique_ptr<BrowserPane> pane;  // null once the control is closed
     std::u16string url;
 };
@@ -90,11 +88,7 @@ public:
 
 private:
     HRESULT Put(BrowserSetting setting, BOOL on) {
-        if (!m_shared->pane) return E_UNEXPECTED;
-        return Guarded([&] {
-            m_shared->pane->Set(setting, on != 0);
-            return S_OK;
-        });
+        return m_shared->WithPane([&](BrowserPane& pane) { pane.Set(setting, on != 0); });
     }
     const std::shared_ptr<Shared> m_shared;
 };
@@ -103,11 +97,7 @@ class CoreWebView final : public Object<ICoreWebView2> {
 public:
     explicit CoreWebView(std::shared_ptr<Shared> shared) : m_shared(std::move(shared)) {}
     HRESULT get_Settings(ICoreWebView2Settings** out_settings) override {
-        if (!out_settings) return E_POINTER;
-        return Guarded([&] {
-            *out_settings = Make<Settings>(m_shared).detach();
-            return S_OK;
-        });
+        return GiveNew<Settings>(out_settings, m_shared);
     }
     HRESULT get_Source(LPWSTR* out_url) override { return GiveText(m_shared->url, out_url); }
     HRESULT add_NavigationCompleted(ICoreWebView2NavigationCompletedEventHandler* handler,
@@ -163,18 +153,10 @@ public:
         });
     }
     HRESULT put_Visible(VARIANT_BOOL visible) override {
-        if (!m_shared->pane) return E_UNEXPECTED;
-        return Guarded([&] {
-            m_shared->pane->SetVisible(visible != VARIANT_FALSE);
-            return S_OK;
-        });
+        return m_shared->WithPane([&](BrowserPane& pane) { pane.SetVisible(visible != VARIANT_FALSE); });
     }
     HRESULT put_Bounds(RECT bounds) override {
-        if (!m_shared->pane) return E_UNEXPECTED;
-        return Guarded([&] {
-            m_shared->pane->SetBounds(bounds);
-            return S_OK;
-        });
+        return m_shared->WithPane([&](BrowserPane& pane) { pane.SetBounds(bounds); });
     }
     HRESULT Navigate(LPCWSTR url, DWORD) override {
         if (!url) return E_INVALIDARG;

@@ -324,12 +324,10 @@ HRESULT CacheEntry::Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* out_
                          TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
     if (!data) return E_POINTER;
     if (pos < 0 || size < 0) return E_INVALIDARG;
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
+    return Run({details, cancel}, [&](const Calls& calls) {
         std::size_t done = 0;
         const HRESULT result = ReadStream(static_cast<std::uint64_t>(pos), static_cast<char*>(data),
-                                          static_cast<std::size_t>(size), done, {details, cancel});
+                                          static_cast<std::size_t>(size), done, calls);
         if (out_size) *out_size = SUCCEEDED(result) ? static_cast<LONGLONG>(done) : 0;
         return result;
     });

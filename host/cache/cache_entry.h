@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "host/base/object.h"
+#include "host/base/host_objects.h"
 #include "host/cache/cache_store.h"
 #include "hostapi/iafs.h"
 
@@ -70,6 +70,16 @@ private:
         TMK::ITMK_ErrorDetails* details;
         TMK::ITMK_CancelFlag* cancel;
     };
+
+    // Runs an operation of the interface alone, unless it was cancelled before.
+    template <class Work>
+    HRESULT Run(const Calls& calls, Work&& work) {
+        if (IsCanceled(calls.cancel)) return kCanceled;
+        return Guarded(calls.details, [&] {
+            const std::lock_guard guard(m_mutex);
+            return work(calls);
+        });
+    }
 
     // Download.
     void StartDownload();

@@ -74,9 +74,7 @@ HRESULT CacheEntry::Write(LONGLONG pos, const void* data, LONGLONG size, LONGLON
                           TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
     if (!data) return E_POINTER;
     if (pos < 0 || size < 0) return E_INVALIDARG;
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
+    return Run({details, cancel}, [&](const Calls& calls) {
         const auto position = static_cast<std::uint64_t>(pos);
         const auto count = static_cast<std::size_t>(size);
         if (out_size) *out_size = size;
@@ -86,7 +84,7 @@ HRESULT CacheEntry::Write(LONGLONG pos, const void* data, LONGLONG size, LONGLON
             std::memcmp(same.data(), data, count) == 0) {
             return S_OK;  // nothing changes, so nothing has to be kept
         }
-        HRESULT result = PrepareWork(true, {details, cancel});
+        HRESULT result = PrepareWork(true, calls);
         if (FAILED(result)) {
             if (out_size) *out_size = 0;
             return result;
@@ -104,12 +102,10 @@ HRESULT CacheEntry::Write(LONGLONG pos, const void* data, LONGLONG size, LONGLON
 
 HRESULT CacheEntry::SetSize(LONGLONG size, TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
     if (size < 0) return E_INVALIDARG;
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
+    return Run({details, cancel}, [&](const Calls& calls) {
         if (m_complete && !m_work && FileSize(m_local.get(), m_path) == static_cast<std::uint64_t>(size))
             return S_OK;
-        if (const HRESULT result = PrepareWork(size > 0, {details, cancel}); FAILED(result)) return result;
+        if (const HRESULT result = PrepareWork(size > 0, calls); FAILED(result)) return result;
         if (ftruncate(m_local.get(), static_cast<off_t>(size)) != 0) ThrowErrno("write", m_path, errno);
         return S_OK;
     });
@@ -243,11 +239,7 @@ void CacheEntry::MarkSent(const Calls& calls) {
 }
 
 HRESULT CacheEntry::Flush(TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
-        return Upload({details, cancel});
-    });
+    return Run({details, cancel}, [&](const Calls& calls) { return Upload(calls); });
 }
 
 }  // namespace host

@@ -198,6 +198,13 @@ void OAuth::Forget(const std::string& site_url, const std::string& user) const {
     });
 }
 
+std::optional<OAuth::Tokens> OAuth::ReadTokens(const FormAnswer& answer, const Json& json) {
+    const std::string access = TextOf(json, "access_token");
+    if (answer.status != 200 || access.empty()) return std::nullopt;
+    return Tokens{access, TextOf(json, "refresh_token"),
+                  std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+}
+
 std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
                                             const std::string& refresh_token) const {
     const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "refresh_token"},
@@ -205,13 +212,11 @@ std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
                                                                     {"scope", FullScope(request)},
                                                                     {"refresh_token", refresh_token}});
     const Json json = ParseJsonObject(answer.body);
-    const std::string access = TextOf(json, "access_token");
     // A server in trouble says nothing about the token; a new sign-in would meet the same trouble.
     if (answer.status >= 500 || answer.status == kTooManyRequests) ThrowRefusal(answer, json);
-    if (answer.status != 200 || access.empty()) return std::nullopt;
-    std::string refresh = TextOf(json, "refresh_token");
-    if (refresh.empty()) refresh = refresh_token;
-    return Tokens{access, refresh, std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+    std::optional<Tokens> tokens = ReadTokens(answer, json);
+    if (tokens && tokens->refresh.empty()) tokens->refresh = refresh_token;
+    return tokens;
 }
 
 OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
@@ -230,10 +235,9 @@ OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
                                                                     {"redirect_uri", code.redirect_uri},
                                                                     {"code_verifier", code.verifier}});
     const Json json = ParseJsonObject(answer.body);
-    const std::string access = TextOf(json, "access_token");
-    if (answer.status != 200 || access.empty()) ThrowRefusal(answer, json);
-    return {access, TextOf(json, "refresh_token"),
-            std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+    const std::optional<Tokens> tokens = ReadTokens(answer, json);
+    if (!tokens) ThrowRefusal(answer, json);
+    return *tokens;
 }
 
 OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
@@ -255,11 +259,7 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
                                             {"device_code", device_code}},
                                            notice.get());
         const Json json = ParseJsonObject(answer.body);
-        const std::string access = TextOf(json, "access_token");
-        if (answer.status == 200 && !access.empty()) {
-            return {access, TextOf(json, "refresh_token"),
-                    std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
-        }
+        if (const auto tokens = ReadTokens(answer, json)) return *tokens;
         const std::string error = TextOf(json, "error");
         if (error == "slow_down") {
             interval = std::min(interval + kSlowDown, kMaxInterval);

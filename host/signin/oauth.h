@@ -12,6 +12,7 @@
 #include "host/profile/cipher.h"
 #include "host/profile/profile.h"
 #include "host/signin/code_flow.h"
+#include "host/signin/http_form.h"
 
 namespace host {
 
@@ -65,6 +66,8 @@ private:
     bool IsFresh(const OAuthRequest& request, const Tokens& tokens) const;
     std::optional<Tokens> Load(const std::string& key) const;
     void Store(const std::string& key, const Tokens& tokens) const;
+    // Nothing for an answer that brings none.
+    static std::optional<Tokens> ReadTokens(const FormAnswer& answer, const Json& json);
     std::optional<Tokens> Refresh(const OAuthRequest& request, const std::string& refresh_token) const;
     Tokens SignIn(const OAuthRequest& request) const;
     Tokens SignInByCode(const OAuthRequest& request) const;

@@ -1,6 +1,6 @@
 // recover: what earlier runs left unsent, listed, sent or dropped.
 // The command's worker thread.
-#include <ctime>
+#include <array>
 
 #include "host/cache/cache_entry.h"
 #include "host/cli/commands/commands.h"
@@ -17,32 +17,16 @@ using State = UnsentDocument::State;
 // What the server has, compared with what the local copy began as.
 enum class Server { same, newer, gone, unknown };
 
+// In the order of the enumerators.
+constexpr std::array<const char*, 4> kStateNames{"unsent", "incomplete", "editing", "missing"};
+constexpr std::array<const char*, 4> kServerNames{"same", "newer", "gone", "unknown"};
+
 const char* NameOf(State state) {
-    switch (state) {
-        case State::unsent:
-            return "unsent";
-        case State::incomplete:
-            return "incomplete";
-        case State::editing:
-            return "editing";
-        case State::missing:
-            break;
-    }
-    return "missing";
+    return kStateNames[static_cast<std::size_t>(state)];
 }
 
 const char* NameOf(Server server) {
-    switch (server) {
-        case Server::same:
-            return "same";
-        case Server::newer:
-            return "newer";
-        case Server::gone:
-            return "gone";
-        case Server::unknown:
-            break;
-    }
-    return "unknown";
+    return kServerNames[static_cast<std::size_t>(server)];
 }
 
 std::string TimeText(std::int64_t seconds) {
@@ -137,9 +121,7 @@ private:
     std::string m_url;
 };
 
-void Send(Run& run, const UnsentDocument& document) {
-    const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
-    const std::string what = "recover " + url;
+void RequireSendable(Run& run, const UnsentDocument& document, const std::string& what) {
     if (document.state == State::incomplete) {
         run.Fail(
             host::kBadData, what,
@@ -149,6 +131,12 @@ void Send(Run& run, const UnsentDocument& document) {
         run.Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what, "the local copy is gone");
     if (document.state == State::editing)
         run.Fail(host::kInUse, what, "it is open in another sphost right now");
+}
+
+void Send(Run& run, const UnsentDocument& document) {
+    const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
+    const std::string what = "recover " + url;
+    RequireSendable(run, document, what);
     const Server server = Compare(run, document, what);
     if (server != Server::same && !MayOverwrite(run, server, url)) {
         run.Fail(HRESULT_FROM_WIN32(679), what,
@@ -166,6 +154,20 @@ void Send(Run& run, const UnsentDocument& document) {
     run.Say("sent " + url);
 }
 
+// One that can't be sent doesn't keep the others waiting; the first failure is reported at the end.
+void SendAll(Run& run, const std::vector<UnsentDocument>& documents) {
+    std::optional<CommandError> first;
+    for (const UnsentDocument& document : documents) {
+        try {
+            Send(run, document);
+        } catch (const CommandError& error) {
+            if (!first) first = error;
+            if (error.code == host::kCanceled) break;
+        }
+    }
+    if (first) throw *first;
+}
+
 }  // namespace
 
 void Recover(Run& run) {
@@ -173,17 +175,7 @@ void Recover(Run& run) {
     if (options.Has("send") && options.Has("drop")) throw UsageError("--send and --drop exclude each other");
     const auto documents = Wanted(run);
     if (options.Has("send")) {
-        // One that can't be sent doesn't keep the others waiting; its failure is told at the end.
-        std::optional<CommandError> first;
-        for (const UnsentDocument& document : documents) {
-            try {
-                Send(run, document);
-            } catch (const CommandError& error) {
-                if (!first) first = error;
-                if (error.code == host::kCanceled) break;
-            }
-        }
-        if (first) throw *first;
+        SendAll(run, documents);
     } else if (options.Has("drop")) {
         for (const UnsentDocument& document : documents) {
             const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));

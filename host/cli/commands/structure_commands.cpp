@@ -34,7 +34,7 @@ struct Pair {
     bool is_folder = false;
 };
 
-// The two names of a command with two URLs; a target that is a folder means the same name in it.
+// The two names of a command with two URLs.
 Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
     Pair pair;
     pair.from = ParseUrl(run.options().arguments[0]);
@@ -73,6 +73,28 @@ void CheckOutcome(Run& run, const Pair& pair, bool source_goes, const std::strin
     if (source_goes) ForgetLocalCopy(run, pair.from);
 }
 
+// A command that makes one item of another.
+struct Relocation {
+    HRESULT (TMK::IAFS_FileSys::*operation)
+    (TMK::IAFS_Name* source, TMK::IAFS_Name* target, TMK::ITMK_ErrorDetails* details,
+     TMK::ITMK_CancelFlag* cancel);
+    bool into_folder;  // a target that is a folder means the same name in it
+    bool source_goes;
+    const char* no_folders;  // why it takes no folder; null where it does
+    const char* done;
+};
+
+void Relocate(Run& run, const Relocation& relocation) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const Pair pair = ReadPair(run, what, relocation.into_folder);
+    if (pair.is_folder && relocation.no_folders) run.Fail(E_INVALIDARG, what, relocation.no_folders);
+    run.Check((run.file_system()->*relocation.operation)(pair.source.get(), pair.target.get(), run.details(),
+                                                         run.cancel()),
+              what);
+    CheckOutcome(run, pair, relocation.source_goes, what);
+    run.Say(relocation.done);
+}
+
 }  // namespace
 
 void MakeFolder(Run& run) {
@@ -96,32 +118,15 @@ void Remove(Run& run) {
 }
 
 void Move(Run& run) {
-    const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, true);
-    if (pair.is_folder) run.Fail(E_INVALIDARG, what, "folders can be renamed, not moved");
-    run.Check(run.file_system()->Move(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
-              what);
-    CheckOutcome(run, pair, true, what);
-    run.Say("moved");
+    Relocate(run, {&TMK::IAFS_FileSys::Move, true, true, "folders can be renamed, not moved", "moved"});
 }
 
 void Copy(Run& run) {
-    const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, true);
-    if (pair.is_folder) run.Fail(E_INVALIDARG, what, "only files can be copied");
-    run.Check(run.file_system()->Copy(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
-              what);
-    CheckOutcome(run, pair, false, what);
-    run.Say("copied");
+    Relocate(run, {&TMK::IAFS_FileSys::Copy, true, false, "only files can be copied", "copied"});
 }
 
 void Rename(Run& run) {
-    const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, false);
-    run.Check(run.file_system()->Rename(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
-              what);
-    CheckOutcome(run, pair, true, what);
-    run.Say("renamed");
+    Relocate(run, {&TMK::IAFS_FileSys::Rename, false, true, nullptr, "renamed"});
 }
 
 }  // namespace cli
