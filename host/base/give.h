@@ -1,5 +1,5 @@
-// Objects for out arguments of the host interfaces: E_POINTER for a null argument, which else is null unless
-// the object could be made; nothing thrown gets out. Any thread.
+// Results in out arguments of the host interfaces: E_POINTER for a null argument; exceptions become result
+// codes. Any thread.
 #pragma once
 
 #include <utility>

@@ -1,4 +1,4 @@
-// Small objects that a caller of a plug-in brings along: cancel flag, error details, progress monitor.
+// Small objects for calls of a plug-in: cancel flag, error details, progress monitor.
 // Counted; any thread.
 #pragma once
 
@@ -14,7 +14,7 @@ namespace host {
 
 class CancelFlag final : public Object<TMK::ITMK_CancelFlag> {
 public:
-    // A flag that asks `source`, which must outlive it; without one it is set by Cancel alone.
+    // Also set when `source` is, which must outlive it.
     explicit CancelFlag(const std::atomic<bool>* source = nullptr) : m_source(source) {}
     void Cancel() { m_set = true; }
     bool IsSet() const { return m_set || (m_source && *m_source); }
@@ -54,7 +54,7 @@ private:
     std::string m_text;
 };
 
-// Tells its maker how far an operation has come.
+// Passes on the progress of an operation.
 class ProgressMonitor final : public Object<TMK::ITMK_ProgressMon> {
 public:
     using Show = std::function<void(std::uint64_t position, std::uint64_t total)>;

@@ -79,11 +79,11 @@ void MainThread::Stop() {
 }
 
 void WaitingMainThread::PumpUntil(const std::function<bool()>& done) {
-    constexpr std::chrono::milliseconds kLook{50};
+    constexpr std::chrono::milliseconds kCheckInterval{50};
     while (!done()) {
         if (RunOne()) continue;
         std::unique_lock lock(m_mutex);
-        m_changed.wait_for(lock, kLook, [this] { return m_is_woken; });
+        m_changed.wait_for(lock, kCheckInterval, [this] { return m_is_woken; });
         m_is_woken = false;
     }
 }

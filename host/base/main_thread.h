@@ -1,5 +1,5 @@
-// The main thread's queue: work that any thread may hand over. How the main thread waits for it is the front
-// end's own, which owns this. Post and Run from any thread, the rest on the main thread alone.
+// The main thread's queue of work. The front end owns it and implements the waiting. Post and Run from any
+// thread, the rest on the main thread.
 #pragma once
 
 #include <condition_variable>
@@ -27,17 +27,16 @@ public:
     // S_OK. E_ABORT when the main thread has stopped for good.
     HRESULT Run(std::function<HRESULT()> work, bool wait);
 
-    // Runs on the main thread later, never out of this call. Dropped when the main thread has stopped.
+    // Runs on the main thread later, never within this call. Dropped when the main thread has stopped.
     void Post(std::function<HRESULT()> work);
 
-    // Within work of the main thread: runs what is queued until `done`, which is asked after each piece of
-    // work and now and then between.
+    // Runs queued work until `done`, which is checked after each piece of work and at intervals.
     virtual void PumpUntil(const std::function<bool()>& done) = 0;
 
-    // Runs `job` on a thread of its own and what is queued here until that ends; rethrows what it throws.
+    // Runs `job` on a new thread, and queued work here until that ends; rethrows its exception.
     void RunWorker(const std::function<void()>& job);
 
-    // Refuses further work and lets waiting callers go.
+    // Refuses further work and releases waiting callers.
     void Stop();
 
 protected:

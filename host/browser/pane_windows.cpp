@@ -17,7 +17,7 @@ struct Size {
     int height;
 };
 
-// Of a dialog in a document of templates; nothing when there is no such dialog.
+// The size of a dialog by its template; nothing when there is no such template.
 std::optional<Size> FindTemplate(const TMK::UIX_CreateObjParams& parameters) {
     pugi::xml_document document;
     if (!parameters.pTemplate || !parameters.szTemplateId ||
@@ -36,7 +36,7 @@ using WindowList = std::vector<ComPtr<Window>>;
 
 class Window final : public Object<TMK::IUIX_Obj> {
 public:
-    // Takes itself out of the list, which outlives it there, when it is destroyed.
+    // Destroy removes it from the list.
     Window(MainThread& main_thread, WindowList& list, TMK::IUIX_ObjImpl* implementation, Size size)
         : m_main_thread(main_thread), m_list(list), m_implementation(implementation), m_size(size) {}
 
@@ -76,7 +76,7 @@ public:
         EndModal(0);
         Send(TMK::UIX_Event_BeforeDestroy);
         m_list.erase(std::remove(m_list.begin(), m_list.end(), alive), m_list.end());
-        // The plug-in may destroy it once more from here on, which does nothing.
+        // A second Destroy, from within this call, does nothing.
         if (const auto implementation = std::exchange(m_implementation, nullptr))
             implementation->put_Obj(nullptr);
         return S_OK;

@@ -1,5 +1,5 @@
-// Windows that show nothing but a browser's pane: that shows, resizes and closes them. For front ends without
-// windows of their own. Main thread only.
+// Windows that hold a browser's pane and nothing else; the pane shows, resizes and closes them. For front
+// ends without windows of their own. Main thread only.
 #pragma once
 
 #include <memory>

@@ -1,5 +1,3 @@
-// The browser control, its settings, its page and its cookies as plug-ins see them.
-// Main thread only.
 #include "host/browser/web_view.h"
 
 #include <algorithm>
@@ -111,7 +109,7 @@ public:
         });
     }
 
-    void TellNavigated(bool success) {
+    void NotifyNavigated(bool success) {
         const ComPtr<CoreWebView> alive(this);
         const auto arguments = Make<NavigationArguments>(success);
         const auto handlers = m_handlers;
@@ -136,7 +134,7 @@ public:
 
     HRESULT Close() override {
         m_shared->pane.reset();
-        // What is held here may hold this control.
+        // The released callbacks may hold this control.
         const auto ready = std::move(m_ready);
         const auto requests = std::exchange(m_cookie_requests, {});
         const auto core = std::move(m_core);
@@ -177,7 +175,7 @@ public:
     }
 
 private:
-    // Each keeps the control alive while the plug-in, which may close or release it, is being told.
+    // Each keeps the control alive during the call into the plug-in, which may close or release it.
     void OnReady() override {
         const ComPtr<WebView> alive(this);
         m_core = Make<CoreWebView>(m_shared);
@@ -186,7 +184,7 @@ private:
     void OnNavigated(const std::u16string& url, bool success) override {
         const ComPtr<WebView> alive(this);
         m_shared->url = url;
-        if (const auto core = m_core) core->TellNavigated(success);
+        if (const auto core = m_core) core->NotifyNavigated(success);
     }
     void OnCookies(const std::optional<std::vector<BrowserCookie>>& cookies) override {
         if (m_cookie_requests.empty()) return;

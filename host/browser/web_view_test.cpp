@@ -142,7 +142,7 @@ private:
 
 class WebViews : public ::testing::Test {
 protected:
-    // Ends with no object alive but what was there before.
+    // No object of the test stays alive.
     ~WebViews() override {
         host.reset();
         EXPECT_EQ(LiveObjects(), m_alive_before);
@@ -197,7 +197,7 @@ TEST_F(WebViews, EachPageBringsItsCookiesUntilTheWindowIsEnded) {
               "page=http://c.test/ 2cookies 6504 6457 gone ");
     EXPECT_EQ(sign_in->last_cookie, "key=v=2@.c.test/p");
     EXPECT_EQ(ReadText(folder / "log"), "{\"window\":\"group\"}\n{\"navigate\":\"http://start.test/\"}\n");
-    // The next window begins anew, also when a worker waits for it.
+    // The next window runs the whole script again, also while a worker waits for it.
     const auto again = Make<SignIn>(host->instance());
     LONGLONG result = -1;
     host->main_thread().RunWorker(
@@ -214,9 +214,9 @@ TEST_F(WebViews, AfterTheLastPageThePersonClosesTheWindow) {
     EXPECT_EQ(sign_in->last_cookie, "other=@/");
 }
 
-TEST_F(WebViews, AClosedControlSaysNothingMoreAndAFailedStartLeavesTheResultAlone) {
+TEST_F(WebViews, AClosedControlSendsNoEventsAndAFailedStartLeavesTheResultAlone) {
     Start("{}, {}");
-    // With the control the one who could close the window is gone, so that is ended from the queue.
+    // Without the control nothing closes the window, so queued work ends it.
     for (const auto& [where, life] :
          {std::pair{"ready", "made init 6502 ready 6504 6457 gone "},
           std::pair{"page", "made init 6502 ready page=http://start.test/ 6504 6457 gone "}}) {
@@ -238,7 +238,7 @@ TEST_F(WebViews, AClosedControlSaysNothingMoreAndAFailedStartLeavesTheResultAlon
     EXPECT_EQ(failing->life, "made init 6457 gone ");
 }
 
-TEST_F(WebViews, AControlToShowNothingDeletesCookiesAndGoesUnheard) {
+TEST_F(WebViews, AHiddenControlDeletesCookiesAndSendsNoEvents) {
     Start("{}");
     const auto sign_in = Make<SignIn>(host->instance());
     const auto ready = Make<SignIn::Ready>(*sign_in);
@@ -254,7 +254,7 @@ TEST_F(WebViews, AControlToShowNothingDeletesCookiesAndGoesUnheard) {
     EXPECT_EQ(ReadText(folder / "log"), "{\"hidden\":\"group\"}\n{\"delete\":\".c.test\"}\n");
 }
 
-TEST_F(WebViews, WhatCannotBeMadeIsRefused) {
+TEST_F(WebViews, InvalidWindowsControlsAndScriptsAreRefused) {
     Start("{}");
     const auto sign_in = Make<SignIn>(host->instance());
     EXPECT_EQ(MakeWindow(*sign_in, u"Missing"), E_INVALIDARG);
@@ -263,7 +263,7 @@ TEST_F(WebViews, WhatCannotBeMadeIsRefused) {
     const Bstr group(u"group");
     EXPECT_EQ(host->instance()->CreateWebView(&folder, nullptr, group.get(), view.put()), E_INVALIDARG)
         << "no such window";
-    // A window that nobody destroyed goes with the plug-in that made it.
+    // Unloading a plug-in destroys its windows.
     EXPECT_EQ(MakeWindow(*sign_in), S_OK);
     host->UnloadPlugin();
     EXPECT_EQ(sign_in->life, "made 6457 gone ");

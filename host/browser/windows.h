@@ -1,4 +1,4 @@
-// Where plug-ins make their windows, whichever they are: the front end's. Main thread only.
+// The windows that plug-ins make, implemented by the front end. Main thread only.
 #pragma once
 
 #include "hostapi/iuix.h"
@@ -11,9 +11,9 @@ public:
     virtual ~Windows() = default;
     // As IUIX_Inst::CreateObj.
     virtual HRESULT Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::IUIX_Obj>& out_window) = 0;
-    // By a handle, which may be of a window that is gone.
+    // The handle may be of a window that was destroyed.
     virtual bool Has(HWND handle) const = 0;
-    // What the browser's pane in a window has become, or what the person did to it.
+    // The browser's pane in the window was resized, or closed by the person.
     virtual void Resize(HWND handle, int width, int height) = 0;
     virtual void Close(HWND handle) = 0;
     virtual void DestroyAll() = 0;

@@ -1,5 +1,4 @@
-// The files cache: streaming reads, what replaces a local copy and what doesn't, saves, and what crashes
-// leave.
+// The files cache: streaming reads, replacing local copies, saves, and recovery after crashes.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -93,7 +92,7 @@ protected:
     }
     ~Cache() override { EXPECT_EQ(LiveObjects(), live_before); }
 
-    // Runs `work` in a process of its own, which kills itself at the end without any farewell.
+    // Runs `work` in a process of its own, which is killed at the end.
     void InKilledProcess(const std::function<void(World&)>& work) {
         const pid_t child = fork();
         if (child == 0) {
@@ -126,7 +125,7 @@ TEST_F(Cache, ReadsStreamTheDocumentWhateverTheBlocks) {
     }
 }
 
-TEST_F(Cache, ReadsAtAnyPositionOfADocumentThatIsStillComing) {
+TEST_F(Cache, ReadsAtAnyPositionDuringADownload) {
     const std::string content = SomeBytes(2 * CacheEntry::kBlock + 99);
     WriteText(site.folder / "a", content);
     World world(folder / "profile", site);
@@ -142,7 +141,7 @@ TEST_F(Cache, ReadsAtAnyPositionOfADocumentThatIsStillComing) {
     EXPECT_EQ(site.downloads, 1);
 }
 
-TEST_F(Cache, ANewerServerVersionReplacesTheLocalCopyAndEmptyDocumentsAreDocuments) {
+TEST_F(Cache, ANewerServerVersionReplacesTheLocalCopyEvenByAnEmptyDocument) {
     WriteText(site.folder / "a", "first");
     WriteText(site.folder / "empty", "");
     World world(folder / "profile", site);
@@ -152,7 +151,7 @@ TEST_F(Cache, ANewerServerVersionReplacesTheLocalCopyAndEmptyDocumentsAreDocumen
     EXPECT_EQ(world.Get("empty"), "");
 }
 
-TEST_F(Cache, AShortOrBrokenDownloadFailsAndLeavesTheCopyFromBefore) {
+TEST_F(Cache, AShortOrBrokenDownloadFailsAndLeavesThePreviousCopy) {
     WriteText(site.folder / "a", "the first version");
     World world(folder / "profile", site);
     EXPECT_EQ(world.Get("a"), "the first version");
@@ -165,7 +164,7 @@ TEST_F(Cache, AShortOrBrokenDownloadFailsAndLeavesTheCopyFromBefore) {
     site.end_download_at = 0;
     site.fail_download_at = 300000;
     {
-        // A handle whose download broke begins anew, as the callbacks do.
+        // After a broken download the handle reads from the start again.
         const auto file = world.Open("a", kRead);
         EXPECT_EQ(world.ReadAll(file.get(), content, 1 << 20), HRESULT_FROM_WIN32(12030));
         EXPECT_EQ(ReadText(local), "the first version");
@@ -257,7 +256,7 @@ TEST_F(Cache, AKillAtAnyPointOfAnEditLosesNothing) {
     EXPECT_EQ(world.Get("changed"), "old");
 }
 
-TEST_F(Cache, AnInterruptedSaveIsListedAndWhatWasThereBeforeStaysReadable) {
+TEST_F(Cache, AnInterruptedSaveIsListedAndThePreviousCopyStaysReadable) {
     WriteText(site.folder / "a", "old");
     InKilledProcess([](World& w) {
         w.Get("a");
@@ -306,7 +305,7 @@ TEST_F(Cache, TwoProcessesNeverChangeOneDocumentAtOnce) {
     EXPECT_EQ(ReadText(world.store->Unsent(UrlAt("a"))->path), "edited there");
 }
 
-TEST_F(Cache, AFullDiskFailsClearlyAndLeavesTheCopyFromBefore) {
+TEST_F(Cache, AFullDiskFailsClearlyAndLeavesThePreviousCopy) {
     const fs::path disk = folder / "disk";
     fs::create_directories(disk);
     if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=1m") != 0)

@@ -1,5 +1,5 @@
-// sphost: a person's or a script's way to the plug-in from a terminal.
-// The main thread loads and unloads, and runs what is queued for it while a worker does the command.
+// sphost: the plug-in from a terminal, for people and scripts. The main thread loads and unloads it and runs
+// queued work while a worker runs the command.
 #include <langinfo.h>
 #include <unistd.h>
 
@@ -61,7 +61,7 @@ Command FindCommand(const std::string& name) {
     return nullptr;
 }
 
-// The level is a preference that the plug-in reads as it starts, so it is set, and put back at the end.
+// The plug-in reads this preference when it starts, so it is set before, and restored at the end.
 class LogLevel {
 public:
     LogLevel(host::Host& host, const host::fs::path& plugin, const std::optional<std::string>& level)
@@ -141,7 +141,7 @@ int RunGuarded(const cli::Options& options) {
     }
 }
 
-// A check-in comment goes through the process's locale: in one that isn't UTF-8 it would end at the first
+// A check-in comment is converted by the process's locale; in one that isn't UTF-8 it would end at the first
 // letter beyond ASCII.
 void SetLocale() {
     std::setlocale(LC_ALL, "");

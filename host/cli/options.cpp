@@ -1,5 +1,3 @@
-// The command line as tables: options, and the commands that take them.
-// Main thread.
 #include "host/cli/options.h"
 
 #include <algorithm>
@@ -11,7 +9,7 @@ namespace {
 
 struct OptionRow {
     const char* name;
-    const char* value;  // what it takes, null for nothing
+    const char* value;  // the kind of value, null for none
     const char* help;
 };
 
@@ -141,7 +139,7 @@ void Check(const Options& options) {
 
 using Argument = std::vector<std::string>::const_iterator;
 
-// Takes an option and its value; the last argument that belongs to it.
+// Reads an option and its value; returns the last argument that belongs to it.
 Argument ReadOption(Options& options, Argument at, Argument end) {
     const std::size_t equals = at->find('=');
     const std::string name = at->substr(2, equals == std::string::npos ? equals : equals - 2);

@@ -11,7 +11,7 @@ namespace cli {
 
 namespace {
 
-// What a text means as a value of the kind that the preference has now.
+// The text as a value of the preference's kind.
 Variant ParseValue(const Preference& preference, const std::string& text) {
     const auto refuse = [&](const std::string& wanted) {
         throw UsageError(preference.name + " takes " + wanted + ", not '" + host::PlainLine(text) + "'");

@@ -1,4 +1,4 @@
-// The preferences that sphost shows and changes, with the real plug-in and every version of stored ones.
+// Showing and changing preferences, with the real plug-in and all versions of stored ones.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
@@ -12,7 +12,7 @@ using namespace e2e;
 
 class StoredPreferences : public ::testing::Test {
 protected:
-    // The plug-in's settings file has its name from the plug-in, so a first change makes it.
+    // The settings file is named by the plug-in's id, so a first change creates it.
     StoredPreferences() {
         EXPECT_EQ(sphost.Run({"prefs", "on_after_save=0"}).status, 0);
         for (const auto& file : std::filesystem::directory_iterator(sphost.Profile()))
@@ -36,7 +36,7 @@ constexpr char kOlder[] =
                         "default_check_in_message":"four","hide_paths":true,"hidden_paths":"a||b|"},
        "PreferencesV5":{"on_after_save":15,"api_version":1})";
 
-TEST_F(StoredPreferences, OfEachVersionAreShownAsThePluginUsesThemAndKeptByAChange) {
+TEST_F(StoredPreferences, OfEachVersionAreShownAsInUseAndKeptByAChange) {
     struct Case {
         const char *v2, *v3, *v4;
         const char *after_save, *log_level, *type, *message, *hidden;
@@ -46,7 +46,7 @@ TEST_F(StoredPreferences, OfEachVersionAreShownAsThePluginUsesThemAndKeptByAChan
         {"false", "0", "0", "12", "2", "1", "", "_catalogs"},
         {"false", "3", "0", "13", "3", "2", "", "_catalogs"},
         {"false", "3", "4", "14", "4", "0", "four", "a|b"},
-        {"false", "3", "6", "13", "3", "2", "", "_catalogs"},  // a version 4 that isn't one
+        {"false", "3", "6", "13", "3", "2", "", "_catalogs"},  // newer than the dictionary's version
         {"false", "7", "6", "12", "2", "1", "", "_catalogs"},
     };
     for (const Case& c : cases) {
@@ -71,7 +71,7 @@ TEST_F(StoredPreferences, OfEachVersionAreShownAsThePluginUsesThemAndKeptByAChan
     }
 }
 
-TEST_F(StoredPreferences, ComeInAnOrderThatStaysAndInTheirKinds) {
+TEST_F(StoredPreferences, HaveAFixedOrderAndTheirKinds) {
     Store(
         R"("PreferencesV5":{"version":5,"log_level":9,"default_check_in_message":"<b>","show_hidden_items":true})");
     const std::string lines = sphost.Run({"prefs"}).out;
@@ -88,7 +88,7 @@ TEST_F(StoredPreferences, ComeInAnOrderThatStaysAndInTheirKinds) {
     EXPECT_STREQ(json["default_check_in_message"].GetString(), "<b>");
 }
 
-TEST_F(StoredPreferences, WhatDoesNotFitIsRefusedAndNothingChanges) {
+TEST_F(StoredPreferences, BadValuesAreRefusedAndNothingChanges) {
     const std::string before = sphost.Run({"prefs"}).out;
     for (const auto& [argument, why] :
          {std::pair{"log_level=5", "log_level takes a number from 0 to 4, not '5'"},
@@ -108,7 +108,7 @@ TEST_F(StoredPreferences, WhatDoesNotFitIsRefusedAndNothingChanges) {
     EXPECT_EQ(sphost.Run({"prefs", "show_hidden_items=1"}).out, "show_hidden_items=true\n");
 }
 
-// The level of one run is put back at its end.
+// The level is restored at the end of the run.
 TEST_F(StoredPreferences, TheLogLevelOfOneRunIsNotKept) {
     ASSERT_EQ(sphost.Run({"prefs", "log_level=1"}).status, 0);
     EXPECT_EQ(sphost.Run({"prefs", "log_level", "--log-level", "4"}).out, "log_level=4\n");

@@ -1,5 +1,3 @@
-// One run of a command.
-// The command's worker thread.
 #include "host/cli/run.h"
 
 #include <unistd.h>
@@ -59,7 +57,7 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
     for (const auto& site : m_sites) {
         if (site->account.id == account.id) return *site;
     }
-    // A token that came with the account is the one that the server may refuse.
+    // If the server asks for a token, it has refused the stored one.
     if (const auto token = m_host.DecryptForPlugin(host::Accounts::StoredTokenOf(account))) {
         m_host.oauth().NoteInUse(host::ToUtf8(host::Accounts::UrlOf(account.account.get())),
                                  host::ToUtf8(*token));

@@ -1,5 +1,3 @@
-// Strings as objects and the cipher for plug-ins.
-// Any thread; a string object by one thread at a time.
 #include "host/core/aux_extension.h"
 
 #include <atomic>

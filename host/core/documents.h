@@ -1,5 +1,5 @@
-// The documents that the host has open, each with its file, its modified flag and how it is read again.
-// The list may be asked on any thread; a document is reloaded on the main thread.
+// The documents that the host has open, each with its file and its modified flag. The list is for any thread;
+// a document is reloaded on the main thread.
 #pragma once
 
 #include <atomic>
@@ -20,7 +20,7 @@ public:
     HRESULT get_Modified(VARIANT_BOOL* out_modified) override { return GiveBool(out_modified, m_modified); }
     HRESULT get_File(TMK::IAFS_File** out_file) override { return m_file.copy_to(out_file); }
     void SetModified(bool modified) { m_modified = modified; }
-    // Drops the local copy and unsaved changes, and reads anew.
+    // Drops the local copy and unsaved changes and reads the document again.
     HRESULT Reload();
 
 private:

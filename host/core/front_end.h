@@ -1,5 +1,5 @@
-// What differs between a terminal and a window: a front end supplies all that the host asks of a person,
-// shows to one, and runs on the main thread. Made on the main thread, used by one host, which it outlives.
+// The interface between the host and its user interface, a terminal or a window: prompts, sign-in, windows,
+// progress, and the main thread's loop. Made on the main thread, used by one host, which it outlives.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@
 
 namespace host {
 
-// How far a transfer has come; it is shown as long as the object lives.
+// The progress of a transfer, shown as long as the object lives.
 class ProgressDisplay {
 public:
     virtual ~ProgressDisplay() = default;
@@ -27,17 +27,17 @@ public:
 class FrontEnd : public Prompter, public SignInPrompts {
 public:
     virtual MainThread& main_thread() = 0;
-    // Where plug-ins make their windows.
+    // The windows that plug-ins make.
     virtual Windows& windows() = 0;
-    // Above which a plug-in opens its windows; null for none.
+    // The parent of a plug-in's windows; null for none.
     virtual HWND main_window() const = 0;
     // The browser of the sign-in pages, null for none. `note` gets a sentence for people where a page can't
     // be shown. The profile outlives the browser. Throws a Failure.
     virtual std::unique_ptr<Browser> MakeBrowser(const Profile& profile, std::shared_ptr<const Cipher> cipher,
                                                  std::function<void(const std::string&)> note) = 0;
-    // Of a transfer of so many bytes.
+    // Shows the progress of a transfer of `total` bytes.
     virtual std::unique_ptr<ProgressDisplay> ShowProgress(std::uint64_t total) = 0;
-    // Shows what went wrong without stopping anything. Any thread.
+    // Shows a problem that doesn't stop the work. Any thread.
     virtual void Warn(const std::string& line) = 0;
 };
 

@@ -77,7 +77,7 @@ void Host::UnloadPlugin() {
     m_events->Clear();
     m_settings.Save();
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    // A sanitizer needs the library's code to name what it found there.
+    // A sanitizer needs the loaded code to print symbols.
     if (m_library) dlclose(std::exchange(m_library, nullptr));
 #endif
 }

@@ -1,5 +1,5 @@
 // The host: everything that one run of it owns, and the life of the plug-in that it loads.
-// Made and destroyed on the main thread; the members say themselves who may call them.
+// Made and destroyed on the main thread; loading and unloading happens there too, the rest is for any thread.
 #pragma once
 
 #include <memory>
@@ -37,14 +37,14 @@ public:
 
     // Loads a plug-in library and drives it to the end of Init. Throws a Failure that names the step.
     void LoadPlugin(const fs::path& library);
-    // Drives a plug-in that is there already.
+    // Starts a plug-in object that exists already.
     void StartPlugin(ComPtr<TMK::ITMK_Plugin> plugin);
     void UnloadPlugin();
 
     // The file system that the plug-in registered. Throws a Failure when it registered none.
     ComPtr<TMK::IAFS_FileSys> FileSystem() const { return m_file_systems->First(); }
 
-    // Whose sign-in and whose documents the next calls are about.
+    // The site and user of the next sign-ins and documents.
     void SetSite(const std::u16string& url, const std::u16string& user);
     // Binds to an account and gives the site's name.
     HRESULT Bind(TMK::IAFS_AccountData* account, TMK::ITMK_CancelFlag* cancel,
@@ -52,11 +52,11 @@ public:
 
     // The settings of the loaded plug-in; null when none is loaded.
     ComPtr<TMK::ITMK_Cab> PluginSettings();
-    // A secret as the plug-in finds it in its trees.
+    // A secret as the plug-in stores it in its trees.
     std::u16string EncryptForPlugin(const std::u16string& plain) const;
     std::optional<std::u16string> DecryptForPlugin(const std::u16string& stored) const;
 
-    // Takes the noted message, which is empty then.
+    // Returns the noted message and clears it.
     std::string TakeMessage();
 
     TMK::ITMK_Inst* instance() const { return m_instance.get(); }

@@ -37,7 +37,7 @@ private:
 // The size of a PNG picture by its checked header; nothing for anything else.
 std::optional<ImageSize> ReadPngSize(std::string_view bytes);
 
-// A whole stream from where it stands; throws a Failure for one larger than `limit` bytes.
+// The rest of a stream; throws a Failure for more than `limit` bytes.
 std::string ReadStream(IStream* stream, std::size_t limit = 64u << 20);
 
 ComPtr<TMK::IRGC_Inst> MakeImageExtension();

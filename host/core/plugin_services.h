@@ -1,4 +1,4 @@
-// What a plug-in reaches of the host through its instance object. Implemented by the host; any thread.
+// The services that a plug-in gets through its instance object. Implemented by the host; any thread.
 #pragma once
 
 #include <string>
@@ -21,8 +21,8 @@ public:
     virtual ~PluginServices() = default;
     // "AFS", "AUX", "RGC" or "UIX"; null for any other id.
     virtual IUnknown* FindExtension(std::u16string_view id) = 0;
-    // What is changed through the tree is stored when the tree is released. Null when there are no settings
-    // and none are to be made. Throws a Failure.
+    // Changes are stored when the tree is released. Null when there are none and `create` is false. Throws a
+    // Failure.
     virtual ComPtr<TMK::ITMK_Cab> OpenSettings(TMK::ITMK_Plugin* plugin, bool create) = 0;
     virtual ComPtr<TMK::IAFS_BindContext> NewBindContext() = 0;
     // As ITMK_Inst::DoOAuth. Throws a Failure.
@@ -33,7 +33,7 @@ public:
     virtual PromptDesk& prompts() = 0;
     virtual Documents& documents() = 0;
     virtual EventServer& events() = 0;
-    // Keeps a sentence for the person about a failure that has no other way to its caller.
+    // Keeps the message of a failure that the interface can't carry.
     virtual void NoteMessage(const std::string& message) = 0;
 };
 

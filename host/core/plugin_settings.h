@@ -20,8 +20,8 @@ public:
     // The profile outlives it.
     explicit PluginSettings(const Profile& profile) : m_profile(profile) {}
 
-    // A view that stores what was changed when it is released; it must not outlive this. Null when there are
-    // no settings and none are to be made. Throws a Failure.
+    // A view that stores its changes when it is released; it must not outlive this. Null when there are no
+    // settings and `create` is false. Throws a Failure.
     ComPtr<TMK::ITMK_Cab> Open(TMK::ITMK_Plugin* plugin, bool create);
     // Stores what changed in any tree.
     void Save() const;

@@ -1,5 +1,5 @@
-// How a plug-in's sign-in to a place gets its answers: passwords from what was given in advance and from the
-// person, tokens from the sign-in server. Owned by the host; any thread.
+// The host's part of a plug-in's sign-in to a place: passwords given in advance or by the person, tokens from
+// the sign-in server. Owned by the host; any thread.
 #pragma once
 
 #include <functional>
@@ -19,7 +19,7 @@ public:
     PluginSignIn(SignInPrompts& prompts, OAuth& oauth, std::optional<Credentials> credentials,
                  std::function<void(const std::string&)> note);
 
-    // Whose sign-in the next calls are about.
+    // The place and user of the next calls.
     void SetPlace(const std::u16string& url, const std::u16string& user);
     ComPtr<TMK::IAFS_BindContext> NewBindContext() const;
     // Puts a token into the parameters that a plug-in filled. Throws a Failure.

@@ -1,5 +1,3 @@
-// The remembered places of a file system.
-// One thread at a time.
 #include "host/profile/accounts.h"
 
 #include <sodium.h>
@@ -16,7 +14,7 @@ namespace {
 
 constexpr std::string_view kFile = "accounts.json";
 constexpr std::string_view kSealPurpose = "stored account";
-constexpr int kLockPatienceMs = 10000;
+constexpr int kLockTimeoutMs = 10000;
 
 // The items of an account that the host fills in or asks for.
 constexpr std::u16string_view kUrl = u"Url";
@@ -25,7 +23,7 @@ constexpr std::u16string_view kUser = u"User";
 constexpr std::u16string_view kPassword = u"Password";
 constexpr std::u16string_view kToken = u"AuthToken";
 constexpr std::u16string_view kAuthHeader = u"AuthHeader";
-constexpr std::u16string_view kApiVersion = u"APIVer";  // 1 for servers of today, 0 for older ones
+constexpr std::u16string_view kApiVersion = u"APIVer";  // 1 for modern servers, 0 for older ones
 
 bool IsAccountList(const Json& list) {
     if (!list.IsArray()) return false;
@@ -50,7 +48,7 @@ ComPtr<TMK::IAFS_AccountData> Restore(TMK::IAFS_FileSys* file_system, SettingsTr
     return account;
 }
 
-// The items of the tree as the plug-in would store them now.
+// The account's tree after the plug-in has saved into it.
 ComPtr<TMK::ITMK_Cab> SavedItems(const StoredAccount& account) {
     auto cab = account.data->View();
     const HRESULT result = account.account->SaveTo(cab.get());
@@ -64,7 +62,7 @@ bool IsSecret(const rapidjson::Value& value) {
 
 }  // namespace
 
-// Over all that says whose secrets they are and where they may go.
+// The seal covers the site and the user of the secrets.
 std::string Accounts::SealOf(const rapidjson::Value& item) const {
     return m_cipher->Seal(kSealPurpose, TextOf(item, "id") + " " + CompactText(item["data"]));
 }
@@ -158,7 +156,7 @@ void Accounts::Save(StoredAccount& account) const {
 FileLock Accounts::LockAdding() const {
     fs::path path = m_profile.file(kFile);
     path += ".add.lock";
-    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockPatienceMs);
+    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockTimeoutMs);
     if (!lock) throw Failure(kInUse, "another process adds a place");
     return std::move(*lock);
 }

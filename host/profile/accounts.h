@@ -20,7 +20,7 @@ struct StoredAccount {
     ComPtr<TMK::IAFS_AccountData> account;
 };
 
-// What a person says of a new account. The secrets are enciphered for the plug-in.
+// A new account as a person describes it. The user and the secrets are enciphered for the plug-in.
 struct AccountDetails {
     std::u16string url;
     std::u16string user;
@@ -34,14 +34,15 @@ public:
     Accounts(const Profile& profile, std::shared_ptr<const Cipher> cipher)
         : m_profile(profile), m_cipher(std::move(cipher)) {}
 
-    // Makes every stored account through the file system; what it refuses is told and left in the file. One
-    // that something else has changed comes without its secrets, lest they go to another place or user.
+    // Makes every stored account through the file system; one that it refuses stays in the file, with a
+    // warning. An account that another program changed loses its secrets, so that they can't reach another
+    // site or user.
     std::vector<StoredAccount> Load(TMK::IAFS_FileSys* file_system) const;
     // Makes an account that isn't stored yet. Throws a Failure.
     static StoredAccount Make(TMK::IAFS_FileSys* file_system, const AccountDetails& details);
-    // Makes the account the one of this site, whatever address it began with. Throws a Failure.
+    // Sets the account's address to its site. Throws a Failure.
     static void SetSite(TMK::IAFS_FileSys* file_system, StoredAccount& account, const std::u16string& url);
-    // Takes out of the account what signs in, but for the user's name. Throws a Failure.
+    // Removes what signs in from the account, except the user's name. Throws a Failure.
     static void DropSignIn(TMK::IAFS_FileSys* file_system, StoredAccount& account);
     // Saves what the account holds now; a stored one is replaced, a new one gets an id.
     void Save(StoredAccount& account) const;

@@ -1,5 +1,3 @@
-// Settings trees and their views.
-// Any thread, under the tree's lock.
 #include "host/profile/settings_tree.h"
 
 #include <rapidjson/prettywriter.h>

@@ -1,5 +1,5 @@
-// One prompt, in catalogue ids and texts, and who asks it of a person. A prompt belongs to the thread that
-// fills it; a prompter is the front end's and may be called on any thread.
+// One prompt, with its catalogue ids and texts, and the interface that shows it to a person. A prompt belongs
+// to the thread that fills it; the front end implements the prompter, for any thread.
 #pragma once
 
 #include <string>
@@ -32,7 +32,7 @@ public:
     virtual ~Prompter() = default;
     // Whether somebody is there to answer.
     virtual bool CanAsk() const = 0;
-    // Fills in the answers and returns the pressed button; a prompt that is closed was cancelled.
+    // Fills in the answers and returns the pressed button; closing counts as the cancel button.
     virtual unsigned Ask(Prompt& prompt) = 0;
 };
 

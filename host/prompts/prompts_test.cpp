@@ -1,4 +1,4 @@
-// Prompts by script, the main thread's queue, strings, pictures and the bind context.
+// Scripted prompts, the main thread's queue, strings and pictures.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -17,7 +17,7 @@ namespace {
 using testing::ReadText;
 using testing::TempFolder;
 
-// Presses a button, or is not there.
+// A person who presses a button; without one nobody can be asked.
 class Person final : public Prompter {
 public:
     explicit Person(std::optional<unsigned> button = {}) : m_button(button) {}
@@ -99,23 +99,23 @@ TEST(Prompts, AnswersComeFromTheScriptThenTheDefaultThenThePersonElseClosed) {
     EXPECT_EQ(person.asked.button_texts[0], "&Save\n- to the server");
 }
 
-TEST(Prompts, AnswersThatDoNotFitFailInsteadOfPressingSomething) {
+TEST(Prompts, AnswersThatDoNotFitAreFailures) {
     Catalogue catalogue;
     catalogue.Load(kCatalogue);
     Person nobody;
     for (const char* answer : {"x=sp.btn.other", "x=3", "x=0,radio=2"}) {
-        std::string told;
-        PromptDesk desk(nobody, [&](const std::string& line) { told = line; });
+        std::string warnings;
+        PromptDesk desk(nobody, [&](const std::string& line) { warnings = line; });
         desk.AddAnswer("sp.msg.ask", ParseAnswer(answer)->second);
         EXPECT_EQ(Ask(desk, catalogue).result, E_INVALIDARG) << answer;
-        EXPECT_NE(told.find("sp.msg.ask"), std::string::npos);
+        EXPECT_NE(warnings.find("sp.msg.ask"), std::string::npos);
     }
     for (const char* bad : {"", "x", "=1", "x=", "x=1,rdaio=2", "x=1,radio=", "x=1,radio=-1"}) {
         EXPECT_FALSE(ParseAnswer(bad)) << bad;
     }
 }
 
-TEST(Prompts, TheLogTellsEachPromptInOneLine) {
+TEST(Prompts, TheLogHasOneLineForEachPrompt) {
     const TempFolder folder;
     Catalogue catalogue;
     catalogue.Load(kCatalogue);
@@ -170,7 +170,7 @@ TEST(Catalogue, TextsAreFoundByNamespaceAndReplacedByLaterOnes) {
     EXPECT_EQ(catalogue.Find(u"sp.msg.ask"), u"Save <b>it</b>?");
 }
 
-TEST(Text, WhatATerminalShowsHoldsNoTagsAndNoControls) {
+TEST(Text, ATerminalShowsNoTagsAndNoControlCharacters) {
     EXPECT_EQ(PlainLine("a <b>bold</b>\r\n\tline\x1B[31m"), "a bold line[31m");
     EXPECT_EQ(PlainText("one\n<br/>two\n"), "one\ntwo");
     EXPECT_EQ(PlainLine("<B>a</B> by <a href=\"x\">Alice</a> <alice@h.example>, 1 < 2, <"),

@@ -23,7 +23,7 @@ public:
                 return Give(m_given.value_or(Credentials{}), out_user, out_password);
             const Credentials tried{FromWide(user), FromWide(password)};
             const std::u16string asking = FromWide(host_name);
-            // Given credentials that come back to be asked for were refused.
+            // The given credentials come back as tried ones when the server refused them.
             if (m_given && !m_used && !IsSame(*m_given, tried)) {
                 m_used = true;
                 m_last = {asking, m_given->user.empty() ? tried.user : m_given->user};
@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    // What was answered last, to begin the next question with.
+    // The last answer, offered in the next question.
     struct Answer {
         std::u16string host;
         std::u16string user;

@@ -22,8 +22,8 @@ namespace host {
 
 namespace {
 
-constexpr std::chrono::minutes kPatience{10};
-constexpr int kLookMs = 100;  // between looks whether the person has cancelled
+constexpr std::chrono::minutes kTimeout{10};
+constexpr int kCheckIntervalMs = 100;  // between looks whether the person has cancelled
 constexpr std::size_t kLongestRequest = 16 * 1024;
 
 std::string Base64Url(const unsigned char* bytes, std::size_t size) {
@@ -123,7 +123,7 @@ public:
         address.sin_port = htons(redirect.port);
         socklen_t size = sizeof(address);
         auto* const name = reinterpret_cast<sockaddr*>(&address);
-        const int on = 1;  // a named port may still be held by the answers of a sign-in before
+        const int on = 1;  // a named port may still be in use by the last sign-in's connections
         setsockopt(m_socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
         if (!m_socket || bind(m_socket.get(), name, size) != 0 || listen(m_socket.get(), 8) != 0 ||
             getsockname(m_socket.get(), name, &size) != 0) {
@@ -153,7 +153,7 @@ private:
             throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in within ten minutes");
         std::vector<pollfd> watched{{m_socket.get(), POLLIN, 0}};
         for (const auto& client : m_clients) watched.push_back({client.first.get(), POLLIN, 0});
-        if (poll(watched.data(), watched.size(), kLookMs) < 0) return CheckCanceled(notice);
+        if (poll(watched.data(), watched.size(), kCheckIntervalMs) < 0) return CheckCanceled(notice);
         CheckCanceled(notice);
         for (std::size_t i = m_clients.size(); i-- > 0;) {
             if (watched[i + 1].revents != 0 && !ReadMore(m_clients[i]))
@@ -207,13 +207,13 @@ CodeAnswer AskForCode(const CodeRequest& request, SignInPrompts& prompts) {
         "&scope=" + Escape(request.scope) + "&redirect_uri=" + Escape(answer.redirect_uri) +
         "&state=" + state + "&code_challenge=" + ChallengeOf(answer.verifier) + "&code_challenge_method=S256";
     if (!request.user.empty()) url += "&login_hint=" + Escape(request.user);
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const auto deadline = std::chrono::steady_clock::now() + kTimeout;
     const auto notice = prompts.OpenPage(url);
     for (;;) {
         const auto [client, text] = listener.Next(deadline, *notice);
         auto query = QueryOf(text, redirect.path);
         if (query["state"] != state) {
-            // Not of this sign-in: a page's picture, or somebody who guesses.
+            // Not of this sign-in: a browser's request for an icon, or a guess.
             Reply(client, "404 Not Found", "There is nothing here.");
             continue;
         }

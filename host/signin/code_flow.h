@@ -1,5 +1,5 @@
-// Signing in on the authority's own page in the person's browser (RFC 6749, 7636 and 8252): the page comes
-// back to a listener of this machine with a code. Any thread; it waits for the person.
+// Signing in on the authority's page in the person's browser (RFC 6749, 7636 and 8252): the page redirects to
+// a listener on this machine with a code. Any thread; it waits for the person.
 #pragma once
 
 #include <cstdint>
@@ -10,14 +10,14 @@
 namespace host {
 
 struct CodeRequest {
-    std::string endpoint;  // where the page is
+    std::string endpoint;  // address of the page
     std::string client_id;
     std::string scope;
-    std::string user;           // a name to begin with, may be empty
-    std::string redirect = {};  // where the page comes back to, empty for any port of this machine
+    std::string user;           // a name to offer, may be empty
+    std::string redirect = {};  // address of the listener, empty for any port of this machine
 };
 
-// What a token endpoint wants for the code.
+// What the token endpoint needs to exchange the code.
 struct CodeAnswer {
     std::string code;
     std::string redirect_uri;

@@ -1,5 +1,3 @@
-// One POST of a form, over libcurl.
-// Any thread.
 #include "host/signin/http_form.h"
 
 #include <curl/curl.h>

@@ -1,5 +1,3 @@
-// Device sign-in and the store of tokens.
-// Any thread; one sign-in at a time.
 #include "host/signin/oauth.h"
 
 #include <algorithm>
@@ -62,16 +60,16 @@ std::string KeyOf(const OAuthRequest& request) {
     return request.authority + " " + request.scope + " " + request.user;
 }
 
-// Of one sign-in alone, so that no other's token can be put in its place.
+// A purpose of its own for each sign-in, so that stored tokens can't be exchanged.
 std::string PurposeOf(const std::string& key, const char* name) {
     return std::string(kPurpose) + " " + name + " " + key;
 }
 
 // Throws a Failure of 0x821704C7 as soon as the person cancels.
 void Wait(int seconds, const SignInNotice& notice) {
-    constexpr int kLookMs = 100;
-    for (int left = seconds * 1000; left > 0; left -= kLookMs) {
-        const bool has_slept = SleepUnlessInterrupted(kLookMs);
+    constexpr int kCheckIntervalMs = 100;
+    for (int left = seconds * 1000; left > 0; left -= kCheckIntervalMs) {
+        const bool has_slept = SleepUnlessInterrupted(kCheckIntervalMs);
         if (!has_slept || notice.IsCanceled()) throw Failure(kCanceled, "the sign-in was interrupted");
     }
 }
@@ -122,7 +120,7 @@ std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) co
     const auto text = ReadWhole(m_profile.file(kOverridesFile));
     if (!text) return std::nullopt;
     const std::optional<Json> json = ParseJson(*text);
-    // Without it a sign-in would turn to another authority than the person named.
+    // Without it a sign-in would go to another authority than the person has chosen.
     if (!json || !json->IsObject()) {
         throw Failure(kBadData,
                       m_profile.file(kOverridesFile).string() +
@@ -181,7 +179,7 @@ void OAuth::Store(const std::string& key, const Tokens& tokens) const {
 
 void OAuth::Forget(const std::string& site_url, const std::string& user) const {
     if (!fs::exists(m_profile.file(kTokensFile))) return;
-    // A scope names the server without its port, in the letters that it was typed in.
+    // A scope names the server without its port, in the case in which it was typed.
     std::string server = ServerOf(site_url);
     const std::size_t host = server.find("://") + 3;
     const std::size_t colon = server.find(':', server.find(']') < server.size() ? server.find(']') : host);
@@ -212,7 +210,7 @@ std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
                                                                     {"scope", FullScope(request)},
                                                                     {"refresh_token", refresh_token}});
     const Json json = ParseJsonObject(answer.body);
-    // A server in trouble says nothing about the token; a new sign-in would meet the same trouble.
+    // A server error doesn't mean that the token is bad, and a new sign-in would fail in the same way.
     if (answer.status >= 500 || answer.status == kTooManyRequests) ThrowRefusal(answer, json);
     std::optional<Tokens> tokens = ReadTokens(answer, json);
     if (tokens && tokens->refresh.empty()) tokens->refresh = refresh_token;
@@ -271,8 +269,8 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
     throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in before the code expired");
 }
 
-// Whoever asks has no token or a refused one. What lay in store before may be as old as that, so only a token
-// that another process got meanwhile is worth a try.
+// The caller has no token or a refused one. A token from before this process may be the refused one, so only
+// a token that another process has stored since is fresh.
 bool OAuth::IsFresh(const OAuthRequest& request, const Tokens& tokens) const {
     return !tokens.access.empty() && !m_in_use.contains({request.site, tokens.access}) &&
            tokens.stored >= m_started && tokens.expires > std::time(nullptr) + 30;
@@ -282,13 +280,13 @@ std::string OAuth::GetToken(const OAuthRequest& request) {
     const std::lock_guard guard(m_mutex);
     fs::path lock_path = m_profile.file(kTokensFile);
     lock_path += ".signin.lock";
-    // While one process renews, the others wait and then find its result.
+    // While one process renews the token, the others wait and then use it.
     const auto lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, 120000);
     if (!lock) throw Failure(kInUse, "another sphost is signing in");
     const std::string key = KeyOf(request);
     std::optional<Tokens> tokens = Load(key);
     if (!tokens || !IsFresh(request, *tokens)) {
-        // A token that was refused right after it was renewed can't be helped by renewing once more.
+        // A token that is refused right after its renewal is not renewed again.
         const bool was_renewed =
             tokens && m_renewed.contains(tokens->access) && tokens->expires > std::time(nullptr) + 30;
         std::optional<Tokens> renewed;

@@ -1,5 +1,5 @@
-// Signing in, by device and by browser, against a small sign-in server: when a token is given out, renewed,
-// or asked for anew.
+// Signing in by device and by browser, against a small sign-in server: when a token is given out, when it is
+// renewed, and when a new sign-in starts.
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sodium.h>
@@ -117,8 +117,8 @@ std::string Member(const std::string& text, const std::string& name) {
     return text.substr(begin, text.find('&', begin) - begin);
 }
 
-// A browser whose person ends the sign-in page at once: it opens a connection that it doesn't use, asks for
-// other things, and then follows the page's way back with `result` behind it.
+// A browser whose person completes the sign-in page at once: it opens an unused connection, sends unrelated
+// requests, and then follows the redirect with `result` as its query.
 class RedirectingBrowser {
 public:
     ~RedirectingBrowser() {
@@ -160,7 +160,7 @@ private:
     }
     std::string Get(const std::string& path) const {
         const int client = Connect();
-        // In two parts, as a slow line would bring it.
+        // In two parts, as over a slow connection.
         const std::string head = "GET " + path + " HT";
         const std::string rest = "TP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
         for (const std::string& part : {head, rest}) {
@@ -178,7 +178,7 @@ private:
     std::thread m_thread;
 };
 
-// Keeps what is shown, and has a browser that opens pages when it is told to.
+// Records what is shown and opens pages in the test's browser.
 class RecordingPrompts final : public testing::SilentFrontEnd {
 public:
     explicit RecordingPrompts(RedirectingBrowser& browser) : m_browser(browser) {}
@@ -262,7 +262,7 @@ TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
     EXPECT_EQ(server.refreshes, 1);
 }
 
-TEST_F(SignIn, TheBrowserComesBackWhereTheRegistrationSays) {
+TEST_F(SignIn, TheBrowserIsRedirectedToTheRegisteredAddress) {
     browser.result = "code=x";
     Process process(*this);
     OAuthRequest request = Request();
@@ -306,7 +306,7 @@ TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
     }
 }
 
-TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenTheSignInBeginsAnew) {
+TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenANewSignInStarts) {
     Process process(*this);
     EXPECT_EQ(process.oauth.GetToken(Request()), "access1");
     EXPECT_EQ(process.oauth.GetToken(Request()), "access2") << "refused: renewed";
@@ -316,7 +316,7 @@ TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenTheSignInBeginsAnew) {
     EXPECT_EQ(server.device_codes, 2);
 }
 
-TEST_F(SignIn, ATokenThatAnotherProcessGotMeanwhileIsTakenUnlessTheServerRefusedIt) {
+TEST_F(SignIn, ATokenThatAnotherProcessStoredIsUsedUnlessTheServerRefusedIt) {
     Process first(*this);
     Process second(*this);
     Process third(*this);
@@ -337,7 +337,7 @@ TEST_F(SignIn, ATokenThatAnotherProcessGotMeanwhileIsTakenUnlessTheServerRefused
     EXPECT_EQ(fifth.oauth.GetToken(Request()), "access4") << "forgotten";
 }
 
-TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
+TEST_F(SignIn, EachUserHasATokenOfTheirOwn) {
     OAuthRequest alice = Request(), bob = Request();
     alice.user = "alice";
     bob.user = "bob";
@@ -347,7 +347,7 @@ TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
     second.oauth.Forget("http://site/", "bob");
     EXPECT_EQ(ReadText(folder / "tokens.json").find(" bob"), std::string::npos);
     EXPECT_NE(ReadText(folder / "tokens.json").find(" alice"), std::string::npos);
-    // Put in place of another's, a token can't be read.
+    // A token that is stored as another user's can't be read.
     std::string text = ReadText(folder / "tokens.json");
     WriteText(folder / "tokens.json", text.replace(text.find(" alice"), 6, " bob"));
     EXPECT_EQ(second.oauth.GetToken(bob), "access3");
@@ -355,9 +355,9 @@ TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
     EXPECT_EQ(server.refreshes, 0);
 }
 
-TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
-    std::string told;
-    const Profile profile(folder.path(), [&](const std::string& line) { told += line + "\n"; });
+TEST_F(SignIn, DamagedFilesAreReportedAndNeverChangeTheAuthority) {
+    std::string warnings;
+    const Profile profile(folder.path(), [&](const std::string& line) { warnings += line + "\n"; });
     OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), prompts);
     oauth.SetOverride("http://site/", {"https://login/x", "id"});
     for (const std::string& text : {std::string("{"), std::string("[1]"), std::string(100000, '[')}) {
@@ -370,19 +370,19 @@ TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
     EXPECT_EQ(oauth.GetToken(Request()), "access1");
     for (const char* name : {"oauth.json.bad-1", "tokens.json.bad-1"}) {
         EXPECT_TRUE(fs::exists(folder / name)) << name;
-        EXPECT_NE(told.find(name), std::string::npos) << told;
+        EXPECT_NE(warnings.find(name), std::string::npos) << warnings;
     }
 }
 
-// It may be what the server refuses now, though the asking account never came to keep it.
-TEST_F(SignIn, ATokenFromBeforeIsRenewedWhateverItsExpiry) {
+// The server may have refused it although the account never stored it.
+TEST_F(SignIn, ATokenOfAnEarlierProcessIsRenewedBeforeItExpires) {
     Process(*this).oauth.GetToken(Request());
     Process second(*this);
     EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
     EXPECT_EQ(server.refreshes, 1);
 }
 
-TEST_F(SignIn, AServerInTroubleCostsNoSignIn) {
+TEST_F(SignIn, AServerErrorStartsNoNewSignIn) {
     Process(*this).oauth.GetToken(Request());
     Process second(*this);
     for (const int status : {429, 500, 503}) {
@@ -408,7 +408,7 @@ TEST_F(SignIn, AnExpiredTokenIsNotGivenOut) {
     EXPECT_EQ(server.refreshes, 1);
 }
 
-TEST_F(SignIn, FailuresAreToldApart) {
+TEST_F(SignIn, FailuresHaveDifferentCodes) {
     Process process(*this);
     const auto code = [&](const OAuthRequest& request) {
         try {

@@ -1,4 +1,4 @@
-// What signing in asks of a person and shows to one. The front end's; any thread.
+// The questions and notices of a sign-in, implemented by the front end. Any thread.
 #pragma once
 
 #include <memory>
@@ -14,11 +14,11 @@ struct Credentials {
 
 struct CredentialsQuestion {
     std::u16string server;
-    std::u16string status;  // what the server said, may be empty
-    std::u16string user;    // a name to begin with, may be empty
+    std::u16string status;  // the server's message, may be empty
+    std::u16string user;    // a name to offer, may be empty
 };
 
-// What is shown while a sign-in waits for the person elsewhere; it goes with the object.
+// Shown while a sign-in waits for the person to act elsewhere; removed by its destructor.
 class SignInNotice {
 public:
     virtual ~SignInNotice() = default;
@@ -28,7 +28,7 @@ public:
 class SignInPrompts {
 public:
     virtual ~SignInPrompts() = default;
-    // Nothing when nobody is there to answer, or the person gives no answer.
+    // Nothing when there is no person, or no answer.
     virtual std::optional<Credentials> AskCredentials(const CredentialsQuestion& question) = 0;
     // Whether a page can be opened in the person's own browser.
     virtual bool CanOpenPages() const = 0;

@@ -1,5 +1,5 @@
-// A front end for tests and measurements with nobody in front of it: what no script answers counts as closed,
-// and there is no browser. Made on the main thread.
+// A front end without a person, for tests and measurements: prompts without a scripted answer count as
+// closed, and there is no browser. Made on the main thread.
 #pragma once
 
 #include <functional>

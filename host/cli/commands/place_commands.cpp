@@ -30,7 +30,7 @@ void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& wha
     }
 }
 
-// What the options say of the new account; secrets are read from standard input.
+// The new account by the options; secrets are read from standard input.
 host::AccountDetails ReadDetails(Run& run, const std::u16string& url, const std::string& what) {
     const Options& options = run.options();
     const std::string api = options.Value("api").value_or("modern");
@@ -76,7 +76,7 @@ void Detect(Run& run) {
     run.Say(is_sharepoint ? "SharePoint" : "not SharePoint");
 }
 
-// How this server is signed in to, where the options say so.
+// Stores the options of this server's sign-in, if there are any.
 void KeepSignInOverride(Run& run, const std::u16string& url) {
     const Options& options = run.options();
     const host::OAuthOverride value{
@@ -157,7 +157,7 @@ void SignOut(Run& run) {
     const Variant holder(static_cast<IUnknown*>(account.account.get()));
     const HRESULT result =
         run.file_system()->Exec(nullptr, u"SignOut", holder.get(), nullptr, nullptr, run.cancel());
-    // What this profile keeps goes in any case, whatever the browser's part of it came to.
+    // The profile's sign-in is removed even if the browser's part failed.
     run.host().oauth().Forget(host::ToUtf8(site), user);
     host::Accounts::DropSignIn(run.file_system(), account);
     run.host().accounts().Save(account);

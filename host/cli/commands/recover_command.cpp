@@ -14,7 +14,7 @@ namespace {
 using host::UnsentDocument;
 using State = UnsentDocument::State;
 
-// What the server has, compared with what the local copy began as.
+// The server's version, compared with the one that the local copy is based on.
 enum class Server { same, newer, gone, unknown };
 
 // In the order of the enumerators.
@@ -40,12 +40,12 @@ Server Compare(Run& run, const UnsentDocument& document, const std::string& what
     if (!info || IsFolder(info.get())) return Server::gone;
     ULONGLONG time = 0;
     run.Check(info->get_LastWriteTime(&time), what);
-    // Without a known beginning nothing says that the server's version is the older one.
+    // Without a known base the server's version may be newer.
     if (document.entry.base_time == 0) return Server::newer;
     return time > document.entry.base_time ? Server::newer : Server::same;
 }
 
-// Listing works without the server; what can't be asked is unknown.
+// Listing works without the server, whose state is then unknown.
 Server TryCompare(Run& run, const UnsentDocument& document) {
     try {
         return Compare(run, document, "recover");
@@ -88,7 +88,7 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
     if (documents.empty()) run.Say("nothing waits to be sent");
 }
 
-// Asks whether a newer version may be lost; by script through the same id as a conflict at a save.
+// Asks whether a newer version may be overwritten, under the same id as a conflict at a save.
 bool MayOverwrite(Run& run, Server server, const std::string& url) {
     if (run.options().Has("yes")) return true;
     ComPtr<TMK::ITMK_TaskDialog> dialog;
@@ -108,7 +108,7 @@ bool MayOverwrite(Run& run, Server server, const std::string& url) {
     return pressed == 0;
 }
 
-// Opens on the document what the journal has for it.
+// Allows the document to be opened with its unsent changes as long as it lives.
 class Allowance {
 public:
     Allowance(host::CacheStore& store, std::string url) : m_store(store), m_url(std::move(url)) {
@@ -154,7 +154,7 @@ void Send(Run& run, const UnsentDocument& document) {
     run.Say("sent " + url);
 }
 
-// One that can't be sent doesn't keep the others waiting; the first failure is reported at the end.
+// A failure doesn't stop the others; the first one is reported at the end.
 void SendAll(Run& run, const std::vector<UnsentDocument>& documents) {
     std::optional<CommandError> first;
     for (const UnsentDocument& document : documents) {

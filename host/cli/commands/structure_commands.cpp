@@ -1,5 +1,5 @@
 // mkdir, rm, mv, cp, rename: the structure of a site. A server's refusal doesn't always come back as a
-// failure, so each looks at what has become of the item. The command's worker thread.
+// failure, so each command checks the result. The command's worker thread.
 #include "host/cli/commands/commands.h"
 #include "host/cli/url_argument.h"
 
@@ -9,13 +9,12 @@ namespace {
 
 constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 
-// A name that knows nothing yet, so that asking it goes to the server.
+// Uses a new name, so that the server is asked.
 bool IsThere(Run& run, const std::u16string& url, const std::string& what) {
     return run.FindInfo(run.NameFor(url, what).get(), what) != nullptr;
 }
 
-// Nothing found may only mean that the server failed to show it, and what is there would be replaced: so look
-// twice.
+// A failing server may hide an existing item, which would then be replaced, so this looks twice.
 ComPtr<TMK::IAFS_FileInfo> FindTarget(Run& run, const std::u16string& url, const std::string& what) {
     auto info = run.FindInfo(run.NameFor(url, what).get(), what);
     return info ? std::move(info) : run.FindInfo(run.NameFor(url, what).get(), what);
@@ -58,7 +57,7 @@ Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
             kExists, what,
             EscapeUrl(pair.to) + " is there already" + (IsFolder(there.get()) ? "" : "; --yes replaces it"));
     }
-    // A fresh name, so that the plug-in doesn't take what was just found for the result.
+    // A new name, so that the plug-in doesn't take the found item for the result.
     pair.target = run.NameFor(pair.to, what);
     return pair;
 }
@@ -73,14 +72,14 @@ void CheckOutcome(Run& run, const Pair& pair, bool source_goes, const std::strin
     if (source_goes) ForgetLocalCopy(run, pair.from);
 }
 
-// A command that makes one item of another.
+// A command that moves, copies or renames an item.
 struct Relocation {
-    HRESULT (TMK::IAFS_FileSys::*operation)
+    HRESULT(TMK::IAFS_FileSys::*operation)
     (TMK::IAFS_Name* source, TMK::IAFS_Name* target, TMK::ITMK_ErrorDetails* details,
      TMK::ITMK_CancelFlag* cancel);
     bool into_folder;  // a target that is a folder means the same name in it
     bool source_goes;
-    const char* no_folders;  // why it takes no folder; null where it does
+    const char* no_folders;  // the refusal of a folder; null where folders are allowed
     const char* done;
 };
 

@@ -39,7 +39,7 @@ void SendContent(Run& run, TMK::IAFS_File* file, const host::fs::path& source, c
         position += got;
     }
     if (position > 0) return;
-    // An empty document is one that was written and then cut; without a write there is nothing to flush.
+    // Flush needs a write, so an empty document is written and then truncated.
     const char byte = 0;
     run.Check(file->Write(&byte, 1, nullptr, run.details(), run.cancel()), what);
     run.Check(file->SetSize(0, run.details(), run.cancel()), what);
@@ -103,11 +103,11 @@ void Put(Run& run) {
     const DWORD disposition = info ? TMK::AFS_OpenFile_OpenExisting : TMK::AFS_OpenFile_OpenAlways;
     auto file = run.Open(name.get(), TMK::AFS_OpenFile_Write | disposition, what);
     try {
-        // Also where no document was found: the looking may have failed, and its old content must not stay.
+        // Also where no document was found: the lookup may have failed, and old content must not stay.
         run.Check(file->SetSize(0, run.details(), run.cancel()), what);
         SendContent(run, file.get(), source, from, what);
     } catch (...) {
-        // Nothing of a half copied file is worth keeping: the whole one is at hand.
+        // The half copied file is discarded, since the source is still there.
         file.reset();
         run.host().cache()->DiscardIncomplete(full_url);
         throw;

@@ -72,7 +72,7 @@ void ProcessTerminal::Show(std::string_view line) {
 
 std::optional<std::string> ProcessTerminal::Ask(std::string_view question, bool echo) {
     const std::lock_guard lock(mutex());
-    // Before the question, so that nothing typed in answer to it is shown.
+    // The echo is off before the question appears, so that no typed character is shown.
     const Silence silence(!echo);
     WriteAll(STDERR_FILENO, question);
     auto line = ReadLine();

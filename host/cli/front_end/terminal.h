@@ -1,5 +1,4 @@
-// A person at a terminal: lines that are shown and lines that are asked for.
-// One question at a time; any thread.
+// A person at a terminal, who reads lines and answers questions. One question at a time; any thread.
 #pragma once
 
 #include <mutex>

@@ -33,13 +33,13 @@ std::string ButtonText(std::string_view text) {
     return PlainLine(plain);
 }
 
-// A line on the terminal can't be closed: Ctrl-C is its cancel.
+// Ctrl-C cancels; a line on the terminal can't be closed.
 class InterruptNotice final : public host::SignInNotice {
 public:
     bool IsCanceled() const override { return host::InterruptFlag(); }
 };
 
-// The percentage on a line that is written over; nothing where there is no terminal to show it.
+// A percentage that overwrites its line; nothing without a terminal.
 class PercentLine final : public host::ProgressDisplay {
 public:
     PercentLine(bool is_shown, std::uint64_t total) : m_is_shown(is_shown && total > 0), m_total(total) {}
@@ -97,7 +97,7 @@ unsigned TerminalFrontEnd::Ask(host::Prompt& prompt) {
     return *pressed;
 }
 
-// What a prompt has beside its buttons; false when the person gives no answer.
+// Asks for all but the button; false when the person gives no answer.
 bool TerminalFrontEnd::AskDetails(host::Prompt& prompt) {
     if (!prompt.radios.empty()) {
         const auto radio = Choose(prompt.radio_texts, prompt.radio, "Kind");

@@ -1,4 +1,4 @@
-// The terminal as a front end: what a person is shown and asked, line by line.
+// The terminal as a front end: prompts and questions, line by line.
 #include <gtest/gtest.h>
 
 #include "host/base/failure.h"
@@ -107,7 +107,7 @@ TEST(TerminalSignIn, GivenCredentialsAreUsedOnceThenThePersonIsAsked) {
     EXPECT_EQ(user, u"preset");
     EXPECT_EQ(password, u"typed");
     EXPECT_EQ(ask(context.get(), 0, user, password), host::kCanceled);
-    // A name that was answered stands there at the next question, unless the plug-in names another one.
+    // The next question offers the last answered name, unless the plug-in names another one.
     ScriptedTerminal again({"alice", "wrong", "", "right"});
     TerminalFrontEnd asked_again(again);
     const auto asking = host::MakeBindContext(asked_again, std::nullopt);
@@ -116,7 +116,7 @@ TEST(TerminalSignIn, GivenCredentialsAreUsedOnceThenThePersonIsAsked) {
     EXPECT_EQ(user, u"alice");
     EXPECT_EQ(password, u"right");
     EXPECT_NE(again.shown.find("User name for server [alice]"), std::string::npos) << again.shown;
-    // Given credentials that were tried without a question are not given once more.
+    // Given credentials that were tried already are not given again.
     std::string why;
     ScriptedTerminal nobody;
     TerminalFrontEnd silent(nobody);
