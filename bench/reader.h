@@ -9,6 +9,7 @@
 #include "harness.h"
 #include "host/base/host_objects.h"
 #include "host/core/host.h"
+#include "host/testing/silent_front_end.h"
 
 namespace bench {
 
@@ -38,7 +39,7 @@ public:
 private:
     std::string m_origin;
     e2e::TempFolder m_folder;
-    std::unique_ptr<host::Terminal> m_terminal;
+    host::testing::SilentFrontEnd m_front_end;
     std::unique_ptr<host::Host> m_host;
     ComPtr<TMK::IAFS_FileSys> m_file_system;
     ComPtr<TMK::IAFS_AccountData> m_account;

@@ -1,4 +1,3 @@
-// Reading of the variables.
 #include "host/base/environment.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What the environment's variables say about the process's surroundings. Any thread.
+// Questions to the environment variables. Any thread.
 #pragma once
 
 #include <initializer_list>

@@ -1,5 +1,5 @@
-// How the host's own code fails: a result code with a sentence for people, turned into an HRESULT at each
-// host interface. Any thread.
+// The exception of the host's code, a result code with a message, and its translation at the host interfaces.
+// Any thread.
 #pragma once
 
 #include <exception>
@@ -29,7 +29,7 @@ private:
     std::string m_message;
 };
 
-// Runs `work`, which returns an HRESULT; nothing thrown gets out, and a failure's sentence goes to `details`.
+// Runs `work`, which returns an HRESULT; exceptions become result codes, and their message goes to `details`.
 template <class Work>
 HRESULT Guarded(TMK::ITMK_ErrorDetails* details, Work&& work) noexcept {
     try {

@@ -1,4 +1,4 @@
-// Small objects that a caller of a plug-in brings along: cancel flag, error details, progress monitor.
+// Small objects for calls of a plug-in: cancel flag, error details, progress monitor.
 // Counted; any thread.
 #pragma once
 
@@ -7,23 +7,18 @@
 #include <mutex>
 #include <string>
 
-#include "host/base/failure.h"
-#include "host/base/object.h"
+#include "host/base/give.h"
 #include "hostapi/common.h"
 
 namespace host {
 
 class CancelFlag final : public Object<TMK::ITMK_CancelFlag> {
 public:
-    // A flag that asks `source`, which must outlive it; without one it is set by Cancel alone.
+    // Also set when `source` is, which must outlive it.
     explicit CancelFlag(const std::atomic<bool>* source = nullptr) : m_source(source) {}
     void Cancel() { m_set = true; }
     bool IsSet() const { return m_set || (m_source && *m_source); }
-    HRESULT get_IsCanceled(VARIANT_BOOL* out_canceled) override {
-        if (!out_canceled) return E_POINTER;
-        *out_canceled = IsSet() ? VARIANT_TRUE : VARIANT_FALSE;
-        return S_OK;
-    }
+    HRESULT get_IsCanceled(VARIANT_BOOL* out_canceled) override { return GiveBool(out_canceled, IsSet()); }
 
 private:
     std::atomic<bool> m_set{false};
@@ -59,7 +54,7 @@ private:
     std::string m_text;
 };
 
-// Tells its maker how far an operation has come.
+// Passes on the progress of an operation.
 class ProgressMonitor final : public Object<TMK::ITMK_ProgressMon> {
 public:
     using Show = std::function<void(std::uint64_t position, std::uint64_t total)>;

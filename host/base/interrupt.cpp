@@ -1,5 +1,3 @@
-// Ctrl-C as a flag and a descriptor.
-// Any thread; the handler runs in a signal.
 #include "host/base/interrupt.h"
 
 #include <fcntl.h>

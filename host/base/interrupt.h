@@ -1,4 +1,4 @@
-// Ctrl-C as a flag that long operations ask and a descriptor that waiting ones watch.
+// Ctrl-C as a flag for long operations and a descriptor for waiting ones.
 // One for the process; any thread.
 #pragma once
 
@@ -12,8 +12,8 @@ const std::atomic<bool>& InterruptFlag();
 // Becomes readable with the flag, and stays so; -1 before InstallInterruptHandler.
 int InterruptDescriptor();
 
-// Takes SIGINT and SIGTERM as a wish to stop: the first sets the flag, a later one ends the process.
-// SIGPIPE and SIGXFSZ become errors of the call that met them.
+// Handles SIGINT and SIGTERM: the first sets the flag, a later one ends the process.
+// SIGPIPE and SIGXFSZ become errors of the failing call.
 void InstallInterruptHandler();
 
 // Sleeps; false when interrupted before the time was over.

@@ -1,4 +1,3 @@
-// Parsing within a depth that recursion can bear, and printing.
 #include "host/base/json.h"
 
 #include <rapidjson/prettywriter.h>

@@ -1,4 +1,4 @@
-// JSON documents of the host: read from strangers and from its own files, so nothing in them is believed.
+// JSON documents, from servers and from the profile; all input is validated.
 // Pure functions; any thread.
 #pragma once
 
@@ -12,10 +12,10 @@ namespace host {
 
 using Json = rapidjson::Document;
 
-// Nothing for what is no JSON in UTF-8, or is nested more than 64 deep.
+// Nothing for invalid JSON or UTF-8, and for more than 64 levels.
 std::optional<Json> ParseJson(std::string_view text);
 
-// The same, and an empty object for what is none.
+// The same; an empty object for anything but an object.
 Json ParseJsonObject(std::string_view text);
 
 // With line ends and indents, or on one line without blanks.

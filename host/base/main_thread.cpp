@@ -1,7 +1,6 @@
-// The main thread's queue.
-// Post from any thread, pump on the main thread.
 #include "host/base/main_thread.h"
 
+#include <atomic>
 #include <chrono>
 #include <exception>
 
@@ -28,7 +27,7 @@ std::future<HRESULT> MainThread::Queue(std::function<HRESULT()> work) {
         result = item.done.get_future();
         m_queue.push(std::move(item));
     }
-    m_changed.notify_all();
+    Wake();
     return result;
 }
 
@@ -36,27 +35,22 @@ void MainThread::Post(std::function<HRESULT()> work) {
     Queue(std::move(work));
 }
 
-void MainThread::PumpUntil(const std::function<bool()>& done) {
-    constexpr std::chrono::milliseconds kLook{50};
-    while (!done()) {
-        std::unique_lock lock(m_mutex);
-        if (m_queue.empty()) m_changed.wait_for(lock, kLook);
-        if (!m_queue.empty()) RunOne(lock);
+bool MainThread::RunOne() {
+    Item item;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_queue.empty()) return false;
+        item = std::move(m_queue.front());
+        m_queue.pop();
     }
-}
-
-void MainThread::RunOne(std::unique_lock<std::mutex>& lock) {
-    Item item = std::move(m_queue.front());
-    m_queue.pop();
-    lock.unlock();
     const HRESULT result = Guarded(item.work);
     item.work = nullptr;
     item.done.set_value(result);
-    lock.lock();
+    return true;
 }
 
 void MainThread::RunWorker(const std::function<void()>& job) {
-    bool ended = false;
+    std::atomic<bool> has_ended{false};
     std::exception_ptr thrown;
     std::thread worker([&] {
         try {
@@ -64,34 +58,42 @@ void MainThread::RunWorker(const std::function<void()>& job) {
         } catch (...) {
             thrown = std::current_exception();
         }
-        {
-            const std::lock_guard lock(m_mutex);
-            ended = true;
-        }
-        m_changed.notify_all();
+        has_ended = true;
+        Wake();
     });
-    {
-        std::unique_lock lock(m_mutex);
-        while (!ended || !m_queue.empty()) {
-            if (m_queue.empty()) {
-                m_changed.wait(lock);
-            } else {
-                RunOne(lock);
-            }
-        }
-    }
+    PumpUntil([&] { return has_ended.load(); });
     worker.join();
+    while (RunOne()) {
+    }
     if (thrown) std::rethrow_exception(thrown);
 }
 
 void MainThread::Stop() {
-    std::unique_lock lock(m_mutex);
-    m_stopped = true;
-    while (!m_queue.empty()) {
-        Item item = std::move(m_queue.front());
-        m_queue.pop();
-        item.done.set_value(E_ABORT);
+    std::queue<Item> dropped;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stopped = true;
+        dropped.swap(m_queue);
     }
+    for (; !dropped.empty(); dropped.pop()) dropped.front().done.set_value(E_ABORT);
+}
+
+void WaitingMainThread::PumpUntil(const std::function<bool()>& done) {
+    constexpr std::chrono::milliseconds kCheckInterval{50};
+    while (!done()) {
+        if (RunOne()) continue;
+        std::unique_lock lock(m_mutex);
+        m_changed.wait_for(lock, kCheckInterval, [this] { return m_is_woken; });
+        m_is_woken = false;
+    }
+}
+
+void WaitingMainThread::Wake() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_is_woken = true;
+    }
+    m_changed.notify_all();
 }
 
 }  // namespace host

@@ -1,5 +1,5 @@
-// The main thread's queue: work that any thread may hand over, run where the host was started.
-// Owned by the host instance; Post and Run from any thread, Pump on the main thread alone.
+// The main thread's queue of work. The front end owns it and implements the waiting. Post and Run from any
+// thread, the rest on the main thread.
 #pragma once
 
 #include <condition_variable>
@@ -17,25 +17,33 @@ class MainThread {
 public:
     // The thread that makes it is the main thread.
     MainThread() : m_id(std::this_thread::get_id()) {}
+    virtual ~MainThread() = default;
+    MainThread(const MainThread&) = delete;
+    MainThread& operator=(const MainThread&) = delete;
 
     bool IsCurrent() const { return std::this_thread::get_id() == m_id; }
 
     // Runs on the main thread; at once when this is it. With `wait` the result is the work's, without it
-    // S_OK. E_ABORT when the main thread has stopped pumping for good.
+    // S_OK. E_ABORT when the main thread has stopped for good.
     HRESULT Run(std::function<HRESULT()> work, bool wait);
 
-    // Runs on the main thread later, never out of this call. Dropped when the main thread has stopped.
+    // Runs on the main thread later, never within this call. Dropped when the main thread has stopped.
     void Post(std::function<HRESULT()> work);
 
-    // For the main thread, inside work of its own: runs what is queued until `done`, which is asked after each
-    // piece of work and now and then between, so that it may look at a signal's flag.
-    void PumpUntil(const std::function<bool()>& done);
+    // Runs queued work until `done`, which is checked after each piece of work and at intervals.
+    virtual void PumpUntil(const std::function<bool()>& done) = 0;
 
-    // Runs `job` on a thread of its own and what is queued here until that ends; rethrows what it throws.
+    // Runs `job` on a new thread, and queued work here until that ends; rethrows its exception.
     void RunWorker(const std::function<void()>& job);
 
-    // Refuses further work and lets waiting callers go.
+    // Refuses further work and releases waiting callers.
     void Stop();
+
+protected:
+    // Something is queued, or a worker has ended. Any thread.
+    virtual void Wake() = 0;
+    // Runs the oldest piece of work; false when there is none.
+    bool RunOne();
 
 private:
     struct Item {
@@ -43,13 +51,24 @@ private:
         std::promise<HRESULT> done;
     };
     std::future<HRESULT> Queue(std::function<HRESULT()> work);
-    void RunOne(std::unique_lock<std::mutex>& lock);
 
     const std::thread::id m_id;
     std::mutex m_mutex;
-    std::condition_variable m_changed;
     std::queue<Item> m_queue;
     bool m_stopped = false;
+};
+
+// The main thread of a program that has no event loop: it sleeps until there is work.
+class WaitingMainThread final : public MainThread {
+public:
+    void PumpUntil(const std::function<bool()>& done) override;
+
+private:
+    void Wake() override;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_is_woken = false;
 };
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// The base of every object that the host hands to a plug-in, counted so that a run can end with none alive.
+// The base of every object that the host hands to a plug-in, counted so that leaks can be found.
 // Owned by its references; counts are atomic, an object is made with a count of 0.
 #pragma once
 
@@ -19,7 +19,7 @@ inline long LiveObjects() {
     return detail::live_objects.load(std::memory_order_acquire);
 }
 
-// `Parents` are further interfaces that `Interface` derives from and that the object answers for.
+// `Parents` are base interfaces of `Interface` that QueryInterface finds.
 template <class Interface, class... Parents>
 class Object : public Interface {
 public:
@@ -44,7 +44,7 @@ public:
         if (left == 0) delete this;
         return left;
     }
-    // Takes a reference unless the last one has gone already.
+    // Takes a reference unless the last one was released.
     bool TryAddRef() {
         ULONG count = m_count.load(std::memory_order_relaxed);
         while (count != 0) {

@@ -1,5 +1,3 @@
-// Files of the profile over POSIX.
-// Owned by nobody; any thread, a descriptor by one thread at a time.
 #include "host/base/posix_file.h"
 
 #include <fcntl.h>
@@ -168,9 +166,9 @@ void MakeFolder(const fs::path& folder) {
 
 namespace {
 
-bool TryLock(int descriptor, FileLock::Mode mode, int patience_ms) {
+bool TryLock(int descriptor, FileLock::Mode mode, int timeout_ms) {
     const int operation = (mode == FileLock::Mode::shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience_ms);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
     while (flock(descriptor, operation) != 0) {
         if (errno == EINTR) continue;
         if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline) return false;
@@ -181,15 +179,15 @@ bool TryLock(int descriptor, FileLock::Mode mode, int patience_ms) {
 
 }  // namespace
 
-std::optional<FileLock> FileLock::Take(const fs::path& path, Mode mode, int patience_ms) {
+std::optional<FileLock> FileLock::Take(const fs::path& path, Mode mode, int timeout_ms) {
     FileLock lock;
     lock.m_descriptor = OpenFile(path, O_RDWR | O_CREAT);
-    if (!TryLock(lock.m_descriptor.get(), mode, patience_ms)) return std::nullopt;
+    if (!TryLock(lock.m_descriptor.get(), mode, timeout_ms)) return std::nullopt;
     return lock;
 }
 
-bool FileLock::ChangeTo(Mode mode, int patience_ms) {
-    if (TryLock(m_descriptor.get(), mode, patience_ms)) return true;
+bool FileLock::ChangeTo(Mode mode, int timeout_ms) {
+    if (TryLock(m_descriptor.get(), mode, timeout_ms)) return true;
     TryLock(m_descriptor.get(), Mode::shared, 0);
     return false;
 }

@@ -1,5 +1,5 @@
-// Files of the profile: descriptors that close themselves, whole reads and writes, replacing a file at once.
-// Owned by nobody; any thread, a descriptor by one thread at a time.
+// Files of the profile: owned descriptors, complete reads and writes, atomic replacement. Any thread, a
+// descriptor by one thread at a time.
 #pragma once
 
 #include <sys/types.h>
@@ -61,10 +61,10 @@ void SyncFolder(const fs::path& folder);
 // Nothing when there is no such file; a Failure when it can't be read or is larger than `limit`.
 std::optional<std::string> ReadWhole(const fs::path& path, std::size_t limit = 64u << 20);
 
-// Writes beside, syncs and renames: either the old content or the new one is there, whatever happens.
+// Replaces the file atomically: after a crash it has either the old or the new content.
 void ReplaceFile(const fs::path& path, std::string_view content);
 
-// Renames a file that can't be used to a free name beside it and returns that name.
+// Renames an unusable file to a free name beside it and returns that name.
 fs::path MoveAside(const fs::path& path);
 
 // Makes the folder and its parents, the user's alone.
@@ -75,10 +75,10 @@ class FileLock {
 public:
     FileLock() = default;
     enum class Mode { shared, exclusive };
-    // Nothing when another holder stays in the way for `patience_ms`.
-    static std::optional<FileLock> Take(const fs::path& path, Mode mode, int patience_ms);
+    // Nothing when another holder keeps it for `timeout_ms`.
+    static std::optional<FileLock> Take(const fs::path& path, Mode mode, int timeout_ms);
     // Changes the mode; on failure the old mode may be lost, so it is taken again.
-    bool ChangeTo(Mode mode, int patience_ms);
+    bool ChangeTo(Mode mode, int timeout_ms);
 
 private:
     Descriptor m_descriptor;

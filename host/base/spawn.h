@@ -1,5 +1,5 @@
-// How programs of their own are started: away from this terminal's Ctrl-C, and with no signal blocked or
-// ignored. Plain values of one thread.
+// Attributes of started programs: a session of their own, so that Ctrl-C doesn't reach them, and default
+// signals. Plain values of one thread.
 #pragma once
 
 #include <signal.h>

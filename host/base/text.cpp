@@ -1,5 +1,3 @@
-// Conversions and small text services.
-// Owned by nobody; any thread.
 #include "host/base/text.h"
 
 #include <sodium.h>

@@ -1,5 +1,5 @@
-// Conversions between the host interfaces' UTF-16 and the system's UTF-8, and small text services.
-// Owned by nobody; any thread.
+// Conversions between the host interfaces' UTF-16 and the system's UTF-8, and other text functions. Any
+// thread.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace host {
 
-// What is no valid text in one encoding becomes U+FFFD in the other.
+// Invalid input becomes U+FFFD.
 std::string ToUtf8(std::u16string_view text);
 std::u16string ToUtf16(std::string_view text);
 
@@ -32,19 +32,19 @@ std::string ToHex(const void* data, std::size_t size);
 // "0x8007000E".
 std::string FormatResult(HRESULT result);
 
-// One line for a terminal: rich-text tags, control characters and line breaks gone.
+// Rich text as one line, without tags, control characters and line breaks.
 std::string PlainLine(std::string_view text);
-// What stands for a password in the addresses of a line becomes "***".
+// Replaces the passwords in the addresses of a line by "***".
 std::string WithoutPasswords(std::string line);
 
-// The same for what isn't rich text: the control characters and line breaks gone.
+// The same for plain text: without control characters and line breaks.
 std::string SafeLine(std::string_view text);
 
-// Rich-text tags and control characters gone, line breaks kept.
+// Rich text without tags and control characters, with its line breaks.
 std::string PlainText(std::string_view text);
 
 std::string ToBase64(const void* data, std::size_t size);
-// Nothing unless every character belongs.
+// Nothing for invalid characters.
 std::optional<std::string> FromBase64(std::string_view text);
 
 }  // namespace host

@@ -1,5 +1,5 @@
-// What the host's web view needs of a browser, whichever it is: panes that show pages, and a store of cookies
-// for each group. Main thread only; a listener is never called out of the call that asked.
+// The browser as the host's web view uses it: panes that show pages, and a store of cookies for each group.
+// Main thread only; a listener is called later, never from within the call that caused the event.
 #pragma once
 
 #include <memory>
@@ -26,18 +26,18 @@ public:
     virtual ~BrowserListener() = default;
     virtual void OnReady() = 0;
     virtual void OnNavigated(const std::u16string& url, bool success) = 0;
-    // One for each RequestCookies, in their order; nothing when the browser can't say.
+    // Once for each RequestCookies, in their order; nothing when the browser can't list them.
     virtual void OnCookies(const std::optional<std::vector<BrowserCookie>>& cookies) = 0;
     virtual void OnResized(int width, int height) = 0;
     virtual void OnClosed() = 0;  // by the person in front of it
 };
 
-// Ends with its object; its listener hears nothing afterwards.
+// Closed by its destructor; its listener is not called afterwards.
 class BrowserPane {
 public:
     virtual ~BrowserPane() = default;
     virtual HRESULT Navigate(const std::u16string& url) = 0;
-    // The cookies that the page which is shown now would get.
+    // The cookies that the page on display would get.
     virtual HRESULT RequestCookies() = 0;
     virtual void SetVisible(bool visible) = 0;
     virtual void SetBounds(const RECT& bounds) = 0;
@@ -50,8 +50,8 @@ public:
     // Throws a Failure. A pane that is not shown has no page.
     virtual std::unique_ptr<BrowserPane> Open(BrowserListener& listener, const std::u16string& cookie_group,
                                               bool shown) = 0;
-    // Of a host, with those of domains above that go to it, too; or, with a leading dot, of a domain and all
-    // below it. Throws a Failure.
+    // Deletes the cookies that a host gets; with a leading dot, those of a domain and all hosts below it.
+    // Throws a Failure.
     virtual void DeleteCookies(const std::u16string& cookie_group, const std::u16string& host) = 0;
 };
 

@@ -1,5 +1,3 @@
-// The browser's process and the thread that listens to it.
-// See the header.
 #include "host/browser/browser_program.h"
 
 #include <fcntl.h>
@@ -21,9 +19,9 @@ namespace host {
 namespace {
 
 constexpr std::size_t kLongestLine = 8u << 20;
-constexpr std::chrono::seconds kPatience{5};
+constexpr std::chrono::seconds kTimeout{5};
 
-// Its standard input is the socket, and what the engine has to say goes nowhere.
+// Its standard input is the socket; the engine's messages are dropped.
 pid_t Spawn(const fs::path& program, int socket) {
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
@@ -46,9 +44,9 @@ BrowserProgram::BrowserProgram(const fs::path& program, OnLine on_line, OnEnd on
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) ThrowErrno("talk to", program, errno);
     m_socket = Descriptor(ends[0]);
-    // A program that doesn't read is as good as gone.
-    const timeval patience{kPatience.count(), 0};
-    setsockopt(m_socket.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
+    // A program that stops reading counts as ended.
+    const timeval timeout{kTimeout.count(), 0};
+    setsockopt(m_socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof(timeout));
     const Descriptor its_end(ends[1]);
     m_process = Spawn(program, its_end.get());
     m_listener = std::thread([this] { Listen(); });
@@ -58,8 +56,8 @@ BrowserProgram::~BrowserProgram() {
     Send(R"({"do":"end"})");
     {
         std::unique_lock lock(m_mutex);
-        // Until it is waited for below, the number is its own.
-        if (!m_changed.wait_for(lock, kPatience, [this] { return m_ended; })) kill(-m_process, SIGKILL);
+        // The process id stays valid until waitpid below.
+        if (!m_changed.wait_for(lock, kTimeout, [this] { return m_ended; })) kill(-m_process, SIGKILL);
     }
     m_listener.join();
     waitpid(m_process, nullptr, 0);

@@ -1,5 +1,5 @@
-// The program that shows sign-in pages, and the line to it: a JSON object a line in each direction.
-// Start, Send and the end belong to one thread; what is heard comes on a thread of its own.
+// The program that shows sign-in pages, and the connection to it: one JSON object a line, in both directions.
+// Made, used and destroyed on one thread; the callbacks run on a thread of their own.
 #pragma once
 
 #include <sys/types.h>
@@ -22,12 +22,12 @@ public:
 
     // Throws a Failure when it can't be started.
     BrowserProgram(const fs::path& program, OnLine on_line, OnEnd on_end);
-    // Asks it to end, waits until all of its lines were heard, and ends one that doesn't.
+    // Asks the program to end and waits for its last lines; kills it when it doesn't end.
     ~BrowserProgram();
     BrowserProgram(const BrowserProgram&) = delete;
     BrowserProgram& operator=(const BrowserProgram&) = delete;
 
-    // False when it is gone.
+    // False when the program has ended.
     bool Send(const std::string& line);
 
 private:

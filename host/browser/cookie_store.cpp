@@ -1,5 +1,3 @@
-// The stored cookies: one enciphered text for each group.
-// Any thread.
 #include "host/browser/cookie_store.h"
 
 #include <algorithm>
@@ -20,7 +18,7 @@ std::string DomainOf(const rapidjson::Value& cookie) {
     return TextOf(cookie, "domain");
 }
 
-// Rather than of one host.
+// Whether the cookie is a domain's, not one host's.
 bool IsOfDomain(const rapidjson::Value& cookie) {
     return DomainOf(cookie).starts_with('.');
 }
@@ -48,7 +46,7 @@ std::string Filter(const std::string& cookies, const std::function<bool(const ra
     return CompactText(*json);
 }
 
-// Of one group alone, so that no other's can be put in its place.
+// A purpose of its own for each group, so that stored texts can't be exchanged.
 std::string PurposeOf(const std::string& group) {
     return std::string(kPurpose) + " " + group;
 }
@@ -90,7 +88,7 @@ void CookieStore::Save(const std::u16string& group, const std::string& cookies) 
 
 void CookieStore::Delete(const std::u16string& group, const std::u16string& host) {
     if (!fs::exists(m_profile.file(kFile))) return;
-    // As a cookie's own domain, so that letters compare alike.
+    // In the form of a cookie's domain, so that case doesn't matter.
     Json wanted(rapidjson::kObjectType);
     wanted.AddMember("domain", rapidjson::Value(ToUtf8(host).c_str(), wanted.GetAllocator()),
                      wanted.GetAllocator());
@@ -106,7 +104,7 @@ void CookieStore::Delete(const std::u16string& group, const std::u16string& host
                 return domain != name && !goes_to_it && !lies_below && LivesOn(cookie);
             });
         } catch (const Failure&) {
-            // Nobody can use what can't be deciphered, so the group goes as a whole.
+            // Cookies that can't be deciphered are useless, so the whole group is dropped.
         }
         SetCookies(groups, ToUtf8(group), left, *m_cipher);
     });

@@ -1,4 +1,4 @@
-// The cookies that a browser's groups keep from one time to the next, enciphered in the profile.
+// The persistent cookies of each group of the browser, enciphered in the profile.
 // Any thread.
 #pragma once
 
@@ -16,13 +16,13 @@ public:
     CookieStore(const Profile& profile, std::shared_ptr<const Cipher> cipher);
 
     // A JSON array of {name, value, domain, path, secure, httpOnly, expires}; `expires` is in seconds since
-    // 1970. What can't be read is told and counts as nothing.
+    // 1970. Unreadable cookies count as none, with a warning.
     std::string Load(const std::u16string& group) const;
-    // Takes the place of what is stored; cookies without `expires` end with the browser, so they are left
-    // out. Throws a Failure.
+    // Replaces the stored cookies; those without `expires` end with the browser and are left out. Throws a
+    // Failure.
     void Save(const std::u16string& group, const std::string& cookies);
-    // Of a host, with those of domains above that go to it, too; or, with a leading dot, of a domain and all
-    // below it. Throws a Failure.
+    // Deletes the cookies that a host gets; with a leading dot, those of a domain and all hosts below it.
+    // Throws a Failure.
     void Delete(const std::u16string& group, const std::u16string& host);
 
 private:

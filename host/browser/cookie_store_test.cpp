@@ -1,4 +1,4 @@
-// The browser's stored cookies: what is kept, what is forgotten, and what a damaged file comes to.
+// The browser's stored cookies: saving, deleting, and damaged files.
 #include "host/browser/cookie_store.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ protected:
         return R"({"name":")" + name + R"(","value":"secret","domain":")" + domain + R"(","expires":)" +
                expires + "}";
     }
-    // The names of those that come back, in their order.
+    // The names of the loaded cookies, in their order.
     std::string Names(const std::u16string& group) const {
         const std::string text = store.Load(group);
         std::string names;
@@ -69,7 +69,7 @@ TEST_F(Cookies, AHostIsForgottenAloneAndADomainWithAllBelowIt) {
     EXPECT_EQ(Names(u"ds"), "tail ");
 }
 
-TEST_F(Cookies, WhatCannotBeReadCountsAsNothingAndIsTold) {
+TEST_F(Cookies, UnreadableCookiesCountAsNoneWithAWarning) {
     store.Save(u"ds", "[" + Cookie("kept", "a.test") + "]");
     const fs::path file = profile.file("cookies.json");
     std::string text = ReadText(file);

@@ -1,5 +1,3 @@
-// The browser that follows a script.
-// Main thread only.
 #include "host/browser/scripted_browser.h"
 
 #include <rapidjson/stringbuffer.h>
@@ -70,7 +68,7 @@ private:
         const Page* page = nullptr;
     };
 
-    // What is still queued when the pane goes is dropped.
+    // Work that is still queued when the pane is closed does nothing.
     template <class Work>
     static void Post(const std::shared_ptr<State>& state, Work work) {
         state->main_thread.Post([weak = std::weak_ptr(state), work = std::move(work)] {
@@ -86,7 +84,7 @@ private:
         state.page = &state.script->pages[state.next++];
         state.listener.OnNavigated(state.page->url.empty() ? asked_for : state.page->url,
                                    state.page->success);
-        // Behind whatever the page has set off.
+        // After the work that the page has queued.
         Post(state.shared_from_this(), [asked_for](State& later) { ShowNext(later, asked_for); });
     }
 

@@ -1,5 +1,5 @@
-// A browser that follows a script instead of a person: each page brings its cookies, the next one follows
-// when nothing is left to be done, and after the last one the window is closed. Main thread only.
+// A browser that follows a script instead of a person: it shows each page with its cookies, and the next one
+// when the queue is empty; after the last page the window is closed. Main thread only.
 #pragma once
 
 #include <filesystem>
@@ -10,9 +10,9 @@
 namespace host {
 
 // A JSON object: `pages` is an array of {url, success, cookies: [{name, value, domain, path}]}, all of it
-// optional: a page without a URL is the one that was asked for, one without cookies gives no list. With `log`
-// the file of that name gets a line of JSON for each thing that the browser was told. Each window goes
-// through the whole script. Throws a Failure for a script that can't be read.
+// optional: a page without a URL is the requested one, one without cookies gives no list. With `log`
+// the file of that name gets a line of JSON for each call of the browser. Each window runs the whole script.
+// Throws a Failure for a script that can't be read.
 std::unique_ptr<Browser> LoadScriptedBrowser(MainThread& main_thread, const std::filesystem::path& script);
 
 }  // namespace host

@@ -1,12 +1,9 @@
-// The browser control, its settings, its page and its cookies as plug-ins see them.
-// Main thread only.
 #include "host/browser/web_view.h"
 
 #include <algorithm>
 #include <deque>
 
-#include "host/base/failure.h"
-#include "host/base/object.h"
+#include "host/base/give.h"
 #include "platform/webview2.h"
 
 namespace host {
@@ -36,19 +33,12 @@ private:
 class CookieList final : public Object<ICoreWebView2CookieList> {
 public:
     explicit CookieList(std::vector<BrowserCookie> cookies) : m_cookies(std::move(cookies)) {}
-    HRESULT get_Count(UINT* out_count) override {
-        if (!out_count) return E_POINTER;
-        *out_count = static_cast<UINT>(m_cookies.size());
-        return S_OK;
-    }
+    HRESULT get_Count(UINT* out_count) override { return GiveValue(out_count, m_cookies.size()); }
     HRESULT GetValueAtIndex(UINT index, ICoreWebView2Cookie** out_cookie) override {
         if (!out_cookie) return E_POINTER;
         *out_cookie = nullptr;
         if (index >= m_cookies.size()) return E_INVALIDARG;
-        return Guarded([&] {
-            *out_cookie = Make<Cookie>(m_cookies[index]).detach();
-            return S_OK;
-        });
+        return GiveNew<Cookie>(out_cookie, m_cookies[index]);
     }
 
 private:
@@ -58,11 +48,7 @@ private:
 class NavigationArguments final : public Object<ICoreWebView2NavigationCompletedEventArgs> {
 public:
     explicit NavigationArguments(bool success) : m_success(success) {}
-    HRESULT get_IsSuccess(BOOL* out_success) override {
-        if (!out_success) return E_POINTER;
-        *out_success = m_success;
-        return S_OK;
-    }
+    HRESULT get_IsSuccess(BOOL* out_success) override { return GiveValue(out_success, m_success); }
 
 private:
     const bool m_success;
@@ -70,6 +56,16 @@ private:
 
 // What the control shares with the objects that it hands out, which may outlive it.
 struct Shared {
+    // E_UNEXPECTED once the control is closed.
+    template <class Work>
+    HRESULT WithPane(Work&& work) {
+        if (!pane) return E_UNEXPECTED;
+        return Guarded([&] {
+            work(*pane);
+            return S_OK;
+        });
+    }
+
     std::unique_ptr<BrowserPane> pane;  // null once the control is closed
     std::u16string url;
 };
@@ -90,11 +86,7 @@ public:
 
 private:
     HRESULT Put(BrowserSetting setting, BOOL on) {
-        if (!m_shared->pane) return E_UNEXPECTED;
-        return Guarded([&] {
-            m_shared->pane->Set(setting, on != 0);
-            return S_OK;
-        });
+        return m_shared->WithPane([&](BrowserPane& pane) { pane.Set(setting, on != 0); });
     }
     const std::shared_ptr<Shared> m_shared;
 };
@@ -103,11 +95,7 @@ class CoreWebView final : public Object<ICoreWebView2> {
 public:
     explicit CoreWebView(std::shared_ptr<Shared> shared) : m_shared(std::move(shared)) {}
     HRESULT get_Settings(ICoreWebView2Settings** out_settings) override {
-        if (!out_settings) return E_POINTER;
-        return Guarded([&] {
-            *out_settings = Make<Settings>(m_shared).detach();
-            return S_OK;
-        });
+        return GiveNew<Settings>(out_settings, m_shared);
     }
     HRESULT get_Source(LPWSTR* out_url) override { return GiveText(m_shared->url, out_url); }
     HRESULT add_NavigationCompleted(ICoreWebView2NavigationCompletedEventHandler* handler,
@@ -121,7 +109,7 @@ public:
         });
     }
 
-    void TellNavigated(bool success) {
+    void NotifyNavigated(bool success) {
         const ComPtr<CoreWebView> alive(this);
         const auto arguments = Make<NavigationArguments>(success);
         const auto handlers = m_handlers;
@@ -136,7 +124,7 @@ private:
 
 class WebView final : public Object<TMK::ITMK_WebView>, private BrowserListener {
 public:
-    WebView(Browser& browser, const Windows& windows, HWND parent,
+    WebView(Browser& browser, Windows& windows, HWND parent,
             TMK::ITMK_WebViewInitializationCallback* callback, const std::u16string& cookie_group)
         : m_browser(browser), m_windows(windows), m_parent(parent), m_cookie_group(cookie_group) {
         m_ready = ComPtr<TMK::ITMK_WebViewInitializationCallback>(callback);
@@ -146,7 +134,7 @@ public:
 
     HRESULT Close() override {
         m_shared->pane.reset();
-        // What is held here may hold this control.
+        // The released callbacks may hold this control.
         const auto ready = std::move(m_ready);
         const auto requests = std::exchange(m_cookie_requests, {});
         const auto core = std::move(m_core);
@@ -163,18 +151,10 @@ public:
         });
     }
     HRESULT put_Visible(VARIANT_BOOL visible) override {
-        if (!m_shared->pane) return E_UNEXPECTED;
-        return Guarded([&] {
-            m_shared->pane->SetVisible(visible != VARIANT_FALSE);
-            return S_OK;
-        });
+        return m_shared->WithPane([&](BrowserPane& pane) { pane.SetVisible(visible != VARIANT_FALSE); });
     }
     HRESULT put_Bounds(RECT bounds) override {
-        if (!m_shared->pane) return E_UNEXPECTED;
-        return Guarded([&] {
-            m_shared->pane->SetBounds(bounds);
-            return S_OK;
-        });
+        return m_shared->WithPane([&](BrowserPane& pane) { pane.SetBounds(bounds); });
     }
     HRESULT Navigate(LPCWSTR url, DWORD) override {
         if (!url) return E_INVALIDARG;
@@ -195,7 +175,7 @@ public:
     }
 
 private:
-    // Each keeps the control alive while the plug-in, which may close or release it, is being told.
+    // Each keeps the control alive during the call into the plug-in, which may close or release it.
     void OnReady() override {
         const ComPtr<WebView> alive(this);
         m_core = Make<CoreWebView>(m_shared);
@@ -204,7 +184,7 @@ private:
     void OnNavigated(const std::u16string& url, bool success) override {
         const ComPtr<WebView> alive(this);
         m_shared->url = url;
-        if (const auto core = m_core) core->TellNavigated(success);
+        if (const auto core = m_core) core->NotifyNavigated(success);
     }
     void OnCookies(const std::optional<std::vector<BrowserCookie>>& cookies) override {
         if (m_cookie_requests.empty()) return;
@@ -227,7 +207,7 @@ private:
     }
 
     Browser& m_browser;
-    const Windows& m_windows;
+    Windows& m_windows;
     const HWND m_parent;
     const std::u16string m_cookie_group;
     const std::shared_ptr<Shared> m_shared = std::make_shared<Shared>();
@@ -238,7 +218,7 @@ private:
 
 }  // namespace
 
-ComPtr<TMK::ITMK_WebView> MakeWebView(Browser& browser, const Windows& windows, HWND parent,
+ComPtr<TMK::ITMK_WebView> MakeWebView(Browser& browser, Windows& windows, HWND parent,
                                       TMK::ITMK_WebViewInitializationCallback* callback,
                                       const std::u16string& cookie_group) {
     return Make<WebView>(browser, windows, parent, callback, cookie_group);

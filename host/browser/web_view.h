@@ -2,15 +2,15 @@
 #pragma once
 
 #include "host/browser/browser.h"
-#include "host/browser/window.h"
+#include "host/browser/windows.h"
 #include "hostapi/iweb_view.h"
 
 namespace host {
 
-// In the window of that handle, or in none to show nothing. `callback` hears when the control is ready,
-// unless that is closed or released before. Throws a Failure when the browser can't be opened. The browser
-// and the windows outlive it.
-ComPtr<TMK::ITMK_WebView> MakeWebView(Browser& browser, const Windows& windows, HWND parent,
+// In the window of that handle, or in none to show nothing. `callback` is called when the control is
+// ready, unless that is closed or released before. Throws a Failure when the browser can't be opened. The
+// browser and the windows outlive it.
+ComPtr<TMK::ITMK_WebView> MakeWebView(Browser& browser, Windows& windows, HWND parent,
                                       TMK::ITMK_WebViewInitializationCallback* callback,
                                       const std::u16string& cookie_group);
 

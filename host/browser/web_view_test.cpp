@@ -3,7 +3,9 @@
 
 #include "host/base/failure.h"
 #include "host/base/object.h"
+#include "host/browser/scripted_browser.h"
 #include "host/core/host.h"
+#include "host/testing/silent_front_end.h"
 #include "host/testing/temp_folder.h"
 #include "hostapi/iuix.h"
 #include "hostapi/iweb_view.h"
@@ -16,11 +18,14 @@ using testing::ReadText;
 using testing::TempFolder;
 using testing::WriteText;
 
-class NoTerminal final : public Terminal {
+// Its browser follows a script.
+class ScriptedFrontEnd final : public testing::SilentFrontEnd {
 public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
+    std::unique_ptr<Browser> MakeBrowser(const Profile&, std::shared_ptr<const Cipher>,
+                                         std::function<void(const std::string&)>) override {
+        return LoadScriptedBrowser(main_thread(), script);
+    }
+    fs::path script;
 };
 
 constexpr std::string_view kTemplates =
@@ -137,7 +142,7 @@ private:
 
 class WebViews : public ::testing::Test {
 protected:
-    // Ends with no object alive but what was there before.
+    // No object of the test stays alive.
     ~WebViews() override {
         host.reset();
         EXPECT_EQ(LiveObjects(), m_alive_before);
@@ -145,12 +150,9 @@ protected:
     void Start(const std::string& pages) {
         WriteText(folder / "script",
                   "{\"pages\":[" + pages + "],\"log\":\"" + (folder / "log").string() + "\"}");
-        HostOptions options;
-        options.profile = folder / "profile";
-        options.terminal = &terminal;
-        options.warn = [](const std::string& line) { ADD_FAILURE() << line; };
-        options.browser_script = folder / "script";
-        host = std::make_unique<Host>(std::move(options));
+        front_end.script = folder / "script";
+        front_end.on_warning = [](const std::string& line) { ADD_FAILURE() << line; };
+        host = std::make_unique<Host>(front_end, folder / "profile");
         host->instance()->GetExtension(u"UIX", reinterpret_cast<IUnknown**>(windows.put()));
     }
     HRESULT MakeWindow(SignIn& sign_in, LPCWSTR id = u"Web") {
@@ -177,7 +179,7 @@ protected:
     const long m_alive_before = LiveObjects();
     HRESULT m_shown = S_OK;
     TempFolder folder;
-    NoTerminal terminal;
+    ScriptedFrontEnd front_end;
     std::unique_ptr<Host> host;
     ComPtr<TMK::IUIX_Inst> windows;
     void TearDown() override { windows.reset(); }
@@ -195,7 +197,7 @@ TEST_F(WebViews, EachPageBringsItsCookiesUntilTheWindowIsEnded) {
               "page=http://c.test/ 2cookies 6504 6457 gone ");
     EXPECT_EQ(sign_in->last_cookie, "key=v=2@.c.test/p");
     EXPECT_EQ(ReadText(folder / "log"), "{\"window\":\"group\"}\n{\"navigate\":\"http://start.test/\"}\n");
-    // The next window begins anew, also when a worker waits for it.
+    // The next window runs the whole script again, also while a worker waits for it.
     const auto again = Make<SignIn>(host->instance());
     LONGLONG result = -1;
     host->main_thread().RunWorker(
@@ -212,9 +214,9 @@ TEST_F(WebViews, AfterTheLastPageThePersonClosesTheWindow) {
     EXPECT_EQ(sign_in->last_cookie, "other=@/");
 }
 
-TEST_F(WebViews, AClosedControlSaysNothingMoreAndAFailedStartLeavesTheResultAlone) {
+TEST_F(WebViews, AClosedControlSendsNoEventsAndAFailedStartLeavesTheResultAlone) {
     Start("{}, {}");
-    // With the control the one who could close the window is gone, so that is ended from the queue.
+    // Without the control nothing closes the window, so queued work ends it.
     for (const auto& [where, life] :
          {std::pair{"ready", "made init 6502 ready 6504 6457 gone "},
           std::pair{"page", "made init 6502 ready page=http://start.test/ 6504 6457 gone "}}) {
@@ -236,7 +238,7 @@ TEST_F(WebViews, AClosedControlSaysNothingMoreAndAFailedStartLeavesTheResultAlon
     EXPECT_EQ(failing->life, "made init 6457 gone ");
 }
 
-TEST_F(WebViews, AControlToShowNothingDeletesCookiesAndGoesUnheard) {
+TEST_F(WebViews, AHiddenControlDeletesCookiesAndSendsNoEvents) {
     Start("{}");
     const auto sign_in = Make<SignIn>(host->instance());
     const auto ready = Make<SignIn::Ready>(*sign_in);
@@ -252,7 +254,7 @@ TEST_F(WebViews, AControlToShowNothingDeletesCookiesAndGoesUnheard) {
     EXPECT_EQ(ReadText(folder / "log"), "{\"hidden\":\"group\"}\n{\"delete\":\".c.test\"}\n");
 }
 
-TEST_F(WebViews, WhatCannotBeMadeIsRefused) {
+TEST_F(WebViews, InvalidWindowsControlsAndScriptsAreRefused) {
     Start("{}");
     const auto sign_in = Make<SignIn>(host->instance());
     EXPECT_EQ(MakeWindow(*sign_in, u"Missing"), E_INVALIDARG);
@@ -261,17 +263,15 @@ TEST_F(WebViews, WhatCannotBeMadeIsRefused) {
     const Bstr group(u"group");
     EXPECT_EQ(host->instance()->CreateWebView(&folder, nullptr, group.get(), view.put()), E_INVALIDARG)
         << "no such window";
-    // A window that nobody destroyed goes with the plug-in that made it.
+    // Unloading a plug-in destroys its windows.
     EXPECT_EQ(MakeWindow(*sign_in), S_OK);
     host->UnloadPlugin();
     EXPECT_EQ(sign_in->life, "made 6457 gone ");
     for (const char* script : {"", "[]", R"({"pages":{}})", R"({"pages":[1]})", R"({"pages":[{"url":5}]})",
                                R"({"pages":[{"cookies":[[]]}]})"}) {
         WriteText(folder / "bad", script);
-        EXPECT_THROW(
-            Host(HostOptions{folder / "other", &terminal, [](const std::string&) {}, {}, folder / "bad", {}}),
-            Failure)
-            << script;
+        front_end.script = folder / "bad";
+        EXPECT_THROW(Host(front_end, folder / "other"), Failure) << script;
     }
 }
 

@@ -1,5 +1,3 @@
-// Panes of the browser program, and what it says turned into what a listener hears.
-// Main thread, but for what is marked otherwise.
 #include "host/browser/window_browser.h"
 
 #include <algorithm>
@@ -22,7 +20,7 @@ bool HasDisplay() {
     return IsAnySet({"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"});
 }
 
-// A proxy that wants a password looks like a site that does.
+// A proxy that asks for a password looks the same as a site that does.
 std::string AskedBy() {
     return IsProxySet()
                ? "the site (or the proxy on the way to it, when its address lacks the name and the password)"
@@ -79,32 +77,32 @@ const char* NameOf(BrowserSetting setting) {
         case BrowserSetting::context_menus:
             return "contextMenus";
         default:
-            return nullptr;  // the window has no such thing
+            return nullptr;  // the program has no such setting
     }
 }
 
-// Whom the program's words are for; gone with the pane.
-struct Hearer {
+// Where the program's events go; gone with the pane.
+struct PaneEvents {
     BrowserListener& listener;
     bool has_page = false;
 };
 
-void Tell(Hearer& hearer, const Json& message) {
+void Dispatch(PaneEvents& events, const Json& message) {
     const std::u16string event = WideTextOf(message, "event");
     if (event == u"ready") {
-        hearer.listener.OnReady();
+        events.listener.OnReady();
     } else if (event == u"navigated") {
-        hearer.has_page = true;
+        events.has_page = true;
         const auto success = message.FindMember("success");
-        hearer.listener.OnNavigated(WideTextOf(message, "url"), success != message.MemberEnd() &&
+        events.listener.OnNavigated(WideTextOf(message, "url"), success != message.MemberEnd() &&
                                                                     success->value.IsBool() &&
                                                                     success->value.GetBool());
     } else if (event == u"cookies") {
-        hearer.listener.OnCookies(CookiesOf(message));
+        events.listener.OnCookies(CookiesOf(message));
     } else if (event == u"resized") {
-        hearer.listener.OnResized(NumberOf(message, "width"), NumberOf(message, "height"));
+        events.listener.OnResized(NumberOf(message, "width"), NumberOf(message, "height"));
     } else if (event == u"closed") {
-        hearer.listener.OnClosed();
+        events.listener.OnClosed();
     }
 }
 
@@ -120,7 +118,7 @@ public:
           m_note(std::move(note)),
           m_group(std::move(group)),
           m_panes(std::move(panes)),
-          m_hearer(std::make_shared<Hearer>(Hearer{listener})),
+          m_events(std::make_shared<PaneEvents>(PaneEvents{listener})),
           m_program(
               program, [this](const std::string& line) { OnLine(line); },
               [this](int status) { OnEnd(status); }) {
@@ -135,7 +133,7 @@ public:
     HRESULT Navigate(const std::u16string& url) override {
         return Send(Message("navigate").With("url", url));
     }
-    HRESULT RequestCookies() override { return m_hearer->has_page ? Send(Message("cookies")) : E_UNEXPECTED; }
+    HRESULT RequestCookies() override { return m_events->has_page ? Send(Message("cookies")) : E_UNEXPECTED; }
     void SetVisible(bool visible) override { Send(Message("visible").With("on", visible)); }
     void SetBounds(const RECT& bounds) override {
         Send(Message("size")
@@ -155,19 +153,19 @@ private:
 
     template <class Work>
     void Post(Work work) {
-        m_main_thread.Post([weak = std::weak_ptr(m_hearer), work = std::move(work)] {
-            if (const auto hearer = weak.lock()) work(*hearer);
+        m_main_thread.Post([weak = std::weak_ptr(m_events), work = std::move(work)] {
+            if (const auto events = weak.lock()) work(*events);
             return S_OK;
         });
     }
-    // The program's thread. What is to be kept is kept even when nobody hears any more.
+    // The program's thread. Cookies are stored even after the pane was closed.
     void OnLine(const std::string& line) {
         const auto message = std::make_shared<const Json>(ParseJsonObject(line));
         if (TextOf(*message, "event") == "store") {
             Keep(*message);
             return;
         }
-        Post([message](Hearer& hearer) { Tell(hearer, *message); });
+        Post([message](PaneEvents& events) { Dispatch(events, *message); });
     }
     void Keep(const Json& message) {
         const auto list = message.FindMember("cookies");
@@ -182,7 +180,7 @@ private:
     void OnEnd(int) {
         if (m_closing) return;
         m_note("the browser window ended by itself");
-        Post([](Hearer& hearer) { hearer.listener.OnClosed(); });
+        Post([](PaneEvents& events) { events.listener.OnClosed(); });
     }
 
     MainThread& m_main_thread;
@@ -190,18 +188,18 @@ private:
     const Note m_note;
     const std::u16string m_group;
     const std::shared_ptr<Panes> m_panes;  // the shown ones
-    const std::shared_ptr<Hearer> m_hearer;
+    const std::shared_ptr<PaneEvents> m_events;
     std::atomic<bool> m_closing{false};
-    BrowserProgram m_program;  // ends first: its thread uses the others
+    BrowserProgram m_program;  // destroyed first, since its thread uses the other members
 };
 
-// Shows nothing and therefore has no page; it is there to be asked to forget cookies.
+// A pane without a page, for deleting cookies.
 class HiddenPane final : public BrowserPane {
 public:
     HiddenPane(MainThread& main_thread, BrowserListener& listener)
-        : m_hearer(std::make_shared<Hearer>(Hearer{listener})) {
-        main_thread.Post([weak = std::weak_ptr(m_hearer)] {
-            if (const auto hearer = weak.lock()) hearer->listener.OnReady();
+        : m_events(std::make_shared<PaneEvents>(PaneEvents{listener})) {
+        main_thread.Post([weak = std::weak_ptr(m_events)] {
+            if (const auto events = weak.lock()) events->listener.OnReady();
             return S_OK;
         });
     }
@@ -212,7 +210,7 @@ public:
     void Set(BrowserSetting, bool) override {}
 
 private:
-    const std::shared_ptr<Hearer> m_hearer;
+    const std::shared_ptr<PaneEvents> m_events;
 };
 
 class WindowBrowser final : public Browser {

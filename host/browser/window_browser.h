@@ -1,4 +1,4 @@
-// The browser that a person sees: a program of its own shows the pages, and the profile keeps the cookies.
+// The browser that a person sees: a separate program shows the pages, and the profile keeps the cookies.
 // Main thread only.
 #pragma once
 
@@ -10,8 +10,8 @@
 
 namespace host {
 
-// The program is looked for when a window is opened; `note` gets a sentence for people where that, or the
-// window, ends in a way that nobody asked for. The main thread outlives the browser, and so does the profile.
+// The program is started when a pane is opened; `note` gets a sentence for people when it can't be started or
+// its window ends unexpectedly. The main thread and the profile outlive the browser.
 std::unique_ptr<Browser> MakeWindowBrowser(MainThread& main_thread, fs::path program, CookieStore cookies,
                                            std::function<void(const std::string&)> note);
 

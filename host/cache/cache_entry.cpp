@@ -1,5 +1,3 @@
-// One document's local copy: its opening, reading and download. Changes and upload lie in
-// cache_entry_write.cpp. Any thread, one operation at a time.
 #include "host/cache/cache_entry.h"
 
 #include <fcntl.h>
@@ -15,7 +13,7 @@ namespace host {
 
 namespace {
 
-constexpr int kLockPatienceMs = 3000;
+constexpr int kLockTimeoutMs = 3000;
 
 std::atomic<unsigned> g_part_number{0};
 
@@ -62,7 +60,7 @@ CacheEntry::~CacheEntry() {
     Guarded([&] {
         AbortDownload();
         if (m_work && m_broken && !m_forgotten) {
-            // The journal goes first: a work file that is gone counts as one that took the copy's place.
+            // The journal is written first: a missing work file counts as one that replaced the copy.
             [[maybe_unused]] const int room = ftruncate(m_local.get(), 0);
             m_entry.writing = false;
             if (!m_entry.dirty) m_entry.since = 0;
@@ -77,7 +75,7 @@ void CacheEntry::Open(bool for_writing) {
     const std::lock_guard guard(m_mutex);
     MakeFolder(m_store->FolderOf(m_entry));
     const fs::path lock_path = m_store->LockPathOf(m_entry);
-    m_lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, for_writing ? kLockPatienceMs : 0);
+    m_lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, for_writing ? kLockTimeoutMs : 0);
     if (m_lock) {
         for (const auto& file : fs::directory_iterator(m_store->FolderOf(m_entry))) {
             if (file.path().filename().string().starts_with(".part-")) unlink(file.path().c_str());
@@ -90,7 +88,7 @@ void CacheEntry::Open(bool for_writing) {
         m_lock = FileLock::Take(lock_path, FileLock::Mode::shared, 0);
     }
     m_private = !m_lock;
-    // What another process finished before the lock was ours counts.
+    // Another process may have changed the entry before this one had the lock.
     if (const auto fresh = m_store->journal().Find(m_key)) m_entry = *fresh;
 }
 
@@ -98,7 +96,7 @@ void CacheEntry::AllowWriting() {
     const std::lock_guard guard(m_mutex);
     if (m_may_write) return;
     const auto refuse = [&](const char* why) { throw Failure(kInUse, m_entry.url + why); };
-    if (m_private || !m_lock || !m_lock->ChangeTo(FileLock::Mode::exclusive, kLockPatienceMs)) {
+    if (m_private || !m_lock || !m_lock->ChangeTo(FileLock::Mode::exclusive, kLockTimeoutMs)) {
         refuse(" is open in another sphost; try again when that has ended");
     }
     if (const auto fresh = m_store->journal().Find(m_key)) {
@@ -162,11 +160,12 @@ void CacheEntry::StartDownload() {
     m_block_size = 0;
 }
 
-// Ends a download that isn't wanted or failed; what was there before stays.
+// Ends a failed or unwanted download; the previous copy stays.
 void CacheEntry::AbortDownload() {
     if (!m_part) return;
     if (m_fetched > 0 && m_callbacks) {
-        // A set flag makes the callbacks drop the open answer, so that the next download starts anew.
+        // A set cancel flag makes the callbacks drop the open answer, so that the next download starts at the
+        // beginning.
         const auto canceled = Make<CancelFlag>();
         canceled->Cancel();
         char byte = 0;
@@ -197,7 +196,7 @@ HRESULT CacheEntry::FetchBlock(void* buffer, std::size_t capacity, std::size_t& 
             return FAILED(result) ? result : E_UNEXPECTED;
         } else {
             if (m_fetched + got == 0) {
-                // The callbacks have just asked the server again, so this is the version that comes down.
+                // The callbacks have just asked the server, so this is the version that is downloaded.
                 const ServerState state = StateOf(m_name.get());
                 if (state.time != 0) {
                     m_base = state;
@@ -218,8 +217,8 @@ HRESULT CacheEntry::FetchBlock(void* buffer, std::size_t capacity, std::size_t& 
     return at_end ? FinishDownload(calls) : S_OK;
 }
 
-// The next block for `buffer`, or into the block buffer for null; at the announced size the end is looked
-// for.
+// Reads the next block into `buffer`, or into the block buffer for null; at the announced size it checks for
+// the end.
 HRESULT CacheEntry::Fetch(void* buffer, std::size_t capacity, std::size_t& got, const Calls& calls) {
     if (!m_callbacks) return E_UNEXPECTED;
     StartDownload();
@@ -324,12 +323,10 @@ HRESULT CacheEntry::Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* out_
                          TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
     if (!data) return E_POINTER;
     if (pos < 0 || size < 0) return E_INVALIDARG;
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
+    return Run({details, cancel}, [&](const Calls& calls) {
         std::size_t done = 0;
         const HRESULT result = ReadStream(static_cast<std::uint64_t>(pos), static_cast<char*>(data),
-                                          static_cast<std::size_t>(size), done, {details, cancel});
+                                          static_cast<std::size_t>(size), done, calls);
         if (out_size) *out_size = SUCCEEDED(result) ? static_cast<LONGLONG>(done) : 0;
         return result;
     });

@@ -8,13 +8,13 @@
 #include <string>
 #include <utility>
 
-#include "host/base/object.h"
+#include "host/base/host_objects.h"
 #include "host/cache/cache_store.h"
 #include "hostapi/iafs.h"
 
 namespace host {
 
-// What the server says of a document, as far as the plug-in knows without asking it again.
+// The server's time and size of a document, as the plug-in knows them without a request.
 struct ServerState {
     std::uint64_t time = 0;  // Windows file time, 0 unknown
     std::uint64_t size = 0;
@@ -30,19 +30,20 @@ public:
                ComPtr<TMK::IAFS_FileCacheCallbacks> callbacks, std::uint64_t server_size);
     ~CacheEntry() override;
 
-    // Takes the lock that fits; a Failure of 0x80070020 when it is to be written and another process has it.
+    // Takes the lock for reading or writing. Throws a Failure of 0x80070020 when another process writes the
+    // document.
     void Open(bool for_writing);
-    // Takes up the local copy that is there.
+    // Uses the local copy that is there.
     void UseLocalCopy();
-    // The same, if it is the server's present version; otherwise the document is fetched when it is read.
+    // The same if the copy is the server's present version; otherwise reading downloads the document.
     void UseLocalCopyIfCurrent(std::uint64_t server_size);
-    // Begins as an empty document, for one that was just made on the server.
+    // Starts with an empty document, for one that was just created on the server.
     void StartEmpty();
     // Makes sure that this process alone may change the local copy.
     void AllowWriting();
     void SetCallbacks(ComPtr<TMK::IAFS_Name> name, ComPtr<TMK::IAFS_FileCacheCallbacks> callbacks);
     bool HasUnsent();
-    // Leaves the local copy's fate to whoever removes it.
+    // The caller removes the local copy; this entry no longer cleans up.
     void Forget();
 
     using TakeStamp = std::function<std::pair<std::string, std::string>(const fs::path&)>;
@@ -70,6 +71,16 @@ private:
         TMK::ITMK_ErrorDetails* details;
         TMK::ITMK_CancelFlag* cancel;
     };
+
+    // Runs an operation of the interface alone, unless it was cancelled before.
+    template <class Work>
+    HRESULT Run(const Calls& calls, Work&& work) {
+        if (IsCanceled(calls.cancel)) return kCanceled;
+        return Guarded(calls.details, [&] {
+            const std::lock_guard guard(m_mutex);
+            return work(calls);
+        });
+    }
 
     // Download.
     void StartDownload();
@@ -101,7 +112,7 @@ private:
     ComPtr<TMK::IAFS_FileCacheCallbacks> m_callbacks;
     std::optional<FileLock> m_lock;
     bool m_may_write = false;
-    bool m_private = false;  // another process may change the shared copy: this one is for this handle alone
+    bool m_private = false;  // a copy for this handle alone, since another process may change the shared one
 
     fs::path m_path;
     Descriptor m_local;  // the whole content, once m_complete

@@ -28,7 +28,7 @@ void CopyContent(int from, const fs::path& from_path, int to, const fs::path& to
 
 }  // namespace
 
-// The first change goes into a file of its own, so that the copy before it outlives whatever happens.
+// Changes go into a work file, so that the previous copy survives a crash.
 HRESULT CacheEntry::PrepareWork(bool keep_content, const Calls& calls) {
     if (m_work) return S_OK;
     if (m_broken) throw Failure(E_FAIL, "an earlier write into the local copy failed");
@@ -74,9 +74,7 @@ HRESULT CacheEntry::Write(LONGLONG pos, const void* data, LONGLONG size, LONGLON
                           TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
     if (!data) return E_POINTER;
     if (pos < 0 || size < 0) return E_INVALIDARG;
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
+    return Run({details, cancel}, [&](const Calls& calls) {
         const auto position = static_cast<std::uint64_t>(pos);
         const auto count = static_cast<std::size_t>(size);
         if (out_size) *out_size = size;
@@ -84,9 +82,9 @@ HRESULT CacheEntry::Write(LONGLONG pos, const void* data, LONGLONG size, LONGLON
         if (m_complete && !m_work && count <= same.size() &&
             ReadAt(m_local.get(), m_path, same.data(), count, position) == count &&
             std::memcmp(same.data(), data, count) == 0) {
-            return S_OK;  // nothing changes, so nothing has to be kept
+            return S_OK;  // the bytes are the same
         }
-        HRESULT result = PrepareWork(true, {details, cancel});
+        HRESULT result = PrepareWork(true, calls);
         if (FAILED(result)) {
             if (out_size) *out_size = 0;
             return result;
@@ -104,18 +102,16 @@ HRESULT CacheEntry::Write(LONGLONG pos, const void* data, LONGLONG size, LONGLON
 
 HRESULT CacheEntry::SetSize(LONGLONG size, TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
     if (size < 0) return E_INVALIDARG;
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
+    return Run({details, cancel}, [&](const Calls& calls) {
         if (m_complete && !m_work && FileSize(m_local.get(), m_path) == static_cast<std::uint64_t>(size))
             return S_OK;
-        if (const HRESULT result = PrepareWork(size > 0, {details, cancel}); FAILED(result)) return result;
+        if (const HRESULT result = PrepareWork(size > 0, calls); FAILED(result)) return result;
         if (ftruncate(m_local.get(), static_cast<off_t>(size)) != 0) ThrowErrno("write", m_path, errno);
         return S_OK;
     });
 }
 
-// The work file takes the local copy's place: from here on it is whole, and waits to be sent.
+// Replaces the local copy by the complete work file, which then waits to be sent.
 void CacheEntry::Seal() {
     const fs::path work = m_store->WorkPathOf(m_entry);
     if (rename(work.c_str(), m_path.c_str()) != 0) ThrowErrno("write", m_path, errno);
@@ -220,14 +216,14 @@ HRESULT CacheEntry::Upload(const Calls& calls) {
         result = attempt + 1 < kMaxAttempts ? S_OK : kRetryUpload;
     }
     if (FAILED(result)) {
-        fsync(m_local.get());  // for now this is the only copy
+        fsync(m_local.get());  // until it is sent, this is the only copy
         return result;
     }
     MarkSent(calls);
     return S_OK;
 }
 
-// Learns the server's time of what was just sent; a size that differs means that it isn't the same bytes.
+// Reads the server's time of what was just sent; another size means other bytes.
 void CacheEntry::MarkSent(const Calls& calls) {
     LONGLONG server_size = -1;
     const std::uint64_t size = FileSize(m_local.get(), m_path);
@@ -243,11 +239,7 @@ void CacheEntry::MarkSent(const Calls& calls) {
 }
 
 HRESULT CacheEntry::Flush(TMK::ITMK_ErrorDetails* details, TMK::ITMK_CancelFlag* cancel) {
-    if (IsCanceled(cancel)) return kCanceled;
-    return Guarded(details, [&] {
-        const std::lock_guard guard(m_mutex);
-        return Upload({details, cancel});
-    });
+    return Run({details, cancel}, [&](const Calls& calls) { return Upload(calls); });
 }
 
 }  // namespace host

@@ -1,5 +1,3 @@
-// The local copies of all documents and what a crash left of them.
-// Any thread.
 #include "host/cache/cache_store.h"
 
 #include <fcntl.h>
@@ -29,7 +27,7 @@ std::string Stamp(const fs::path& path) {
            number(status.st_mtim.tv_nsec) + number(status.st_ctim.tv_sec) + number(status.st_ctim.tv_nsec);
 }
 
-// Whether the edited file is still there; anything else in its place is set aside.
+// Whether the edited file is still there; anything else of its name is moved aside.
 bool HasFile(const fs::path& path) {
     std::error_code error;
     if (fs::is_regular_file(path, error)) return true;
@@ -117,7 +115,7 @@ std::string CacheStore::account() const {
     return m_account;
 }
 
-// Works out what became of an edit whose process has gone.
+// Settles an edit whose process has ended.
 void CacheStore::SettleEdit(JournalEntry& entry) {
     const fs::path path = PathOf(entry);
     entry.editing = false;
@@ -144,7 +142,7 @@ std::optional<UnsentDocument> CacheStore::Examine(JournalEntry entry) {
     if (!is_here && fs::is_directory(FolderOf(entry))) {
         lock = FileLock::Take(LockPathOf(entry), FileLock::Mode::exclusive, 0);
         if (lock) {
-            // Between the first look and the lock the other process may have finished.
+            // The other process may have finished before this one had the lock.
             const auto fresh = m_journal.Find(entry.key);
             if (!fresh) return std::nullopt;
             entry = *fresh;
@@ -152,7 +150,7 @@ std::optional<UnsentDocument> CacheStore::Examine(JournalEntry entry) {
     }
     if (is_here || lock || !fs::is_directory(FolderOf(entry))) {
         if (entry.writing && !is_here && !fs::exists(WorkPathOf(entry))) {
-            // The work file had already taken its place when the process ended.
+            // The work file had already replaced the copy when the process ended.
             entry.writing = false;
             entry.dirty = entry.complete = true;
             m_journal.Put(entry);

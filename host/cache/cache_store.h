@@ -1,5 +1,5 @@
-// The local copies of all documents: their folders, the journal beside them, who may write which, and what a
-// crash left unsent. Owned by the host instance, shared by its caches; any thread.
+// The local copies of all documents: their folders, their journal, the locks of writers, and what a crash
+// left unsent. Owned by the host instance, shared by its caches; any thread.
 #pragma once
 
 #include <map>
@@ -35,7 +35,7 @@ public:
     // `folder` is made when missing. Throws a Failure.
     CacheStore(fs::path folder, Warn warn);
 
-    // One folder, key and journal entry for a document's URL; an entry that isn't there yet comes back new.
+    // The journal entry of a document's URL; a new one when there is none.
     static std::string KeyOf(std::string_view url);
     JournalEntry Entry(std::string_view url);
     fs::path FolderOf(const JournalEntry& entry) const { return m_folder / entry.folder; }
@@ -51,18 +51,18 @@ public:
     void SetAccount(std::string url);
     std::string account() const;
 
-    // What earlier runs left, after working out what interrupted ones did.
+    // What earlier runs left unsent; interrupted runs are settled first.
     std::vector<UnsentDocument> Unsent();
     // The same for one document; nothing when all of it was sent.
     std::optional<UnsentDocument> Unsent(std::string_view url);
 
-    // Lets the next opening of this document take up what was not sent instead of refusing it.
+    // Allows or forbids to open this document with its unsent changes; without it opening fails.
     void AllowUnsent(std::string_view url, bool allow);
     bool IsUnsentAllowed(const std::string& key) const;
 
     // Forgets a document and its local copy. 0x80070020 while another process has it open for writing.
     void Drop(std::string_view url);
-    // Throws away a save that was interrupted in this process; the copy before it stays.
+    // Discards a save that was interrupted in this process; the previous copy stays.
     void DiscardIncomplete(std::string_view url);
 
     // A program is about to change the local file of a document that is open here: journalled before it
@@ -90,7 +90,7 @@ private:
     std::map<std::string, bool> m_allowed;
 };
 
-// Safe as a file's name whatever the URL holds; the extension stays.
+// A safe file name for any URL, with its extension.
 std::string LocalNameOf(std::string_view url);
 
 }  // namespace host

@@ -1,5 +1,4 @@
-// The files cache: streaming reads, what replaces a local copy and what doesn't, saves, and what crashes
-// leave.
+// The files cache: streaming reads, replacing local copies, saves, and recovery after crashes.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -14,6 +13,7 @@
 #include "host/cache/files_cache.h"
 #include "host/core/host.h"
 #include "host/testing/fake_site.h"
+#include "host/testing/silent_front_end.h"
 #include "host/testing/temp_folder.h"
 
 namespace host {
@@ -24,13 +24,6 @@ using State = UnsentDocument::State;
 constexpr DWORD kRead = TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting;
 constexpr DWORD kWrite = TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting;
 
-class SilentTerminal final : public Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
-
 std::string UrlAt(const std::string& path) {
     return std::string(kSiteUrl) + "/" + path;
 }
@@ -38,10 +31,7 @@ std::string UrlAt(const std::string& path) {
 // One process's host on a profile and a site.
 struct World {
     World(const fs::path& profile, FakeSite& fake) : site(fake) {
-        HostOptions options;
-        options.profile = profile;
-        options.terminal = &terminal;
-        host.emplace(std::move(options));
+        host.emplace(front_end, profile);
         host->StartPlugin(MakeFakePlugin(site));
         file_system = host->FileSystem();
         store = host->cache();
@@ -86,7 +76,7 @@ struct World {
     }
 
     FakeSite& site;
-    SilentTerminal terminal;
+    SilentFrontEnd front_end;
     ComPtr<ErrorDetails> details = Make<ErrorDetails>();
     std::optional<Host> host;
     ComPtr<TMK::IAFS_FileSys> file_system;
@@ -102,7 +92,7 @@ protected:
     }
     ~Cache() override { EXPECT_EQ(LiveObjects(), live_before); }
 
-    // Runs `work` in a process of its own, which kills itself at the end without any farewell.
+    // Runs `work` in a process of its own, which is killed at the end.
     void InKilledProcess(const std::function<void(World&)>& work) {
         const pid_t child = fork();
         if (child == 0) {
@@ -135,7 +125,7 @@ TEST_F(Cache, ReadsStreamTheDocumentWhateverTheBlocks) {
     }
 }
 
-TEST_F(Cache, ReadsAtAnyPositionOfADocumentThatIsStillComing) {
+TEST_F(Cache, ReadsAtAnyPositionDuringADownload) {
     const std::string content = SomeBytes(2 * CacheEntry::kBlock + 99);
     WriteText(site.folder / "a", content);
     World world(folder / "profile", site);
@@ -151,7 +141,7 @@ TEST_F(Cache, ReadsAtAnyPositionOfADocumentThatIsStillComing) {
     EXPECT_EQ(site.downloads, 1);
 }
 
-TEST_F(Cache, ANewerServerVersionReplacesTheLocalCopyAndEmptyDocumentsAreDocuments) {
+TEST_F(Cache, ANewerServerVersionReplacesTheLocalCopyEvenByAnEmptyDocument) {
     WriteText(site.folder / "a", "first");
     WriteText(site.folder / "empty", "");
     World world(folder / "profile", site);
@@ -161,7 +151,7 @@ TEST_F(Cache, ANewerServerVersionReplacesTheLocalCopyAndEmptyDocumentsAreDocumen
     EXPECT_EQ(world.Get("empty"), "");
 }
 
-TEST_F(Cache, AShortOrBrokenDownloadFailsAndLeavesTheCopyFromBefore) {
+TEST_F(Cache, AShortOrBrokenDownloadFailsAndLeavesThePreviousCopy) {
     WriteText(site.folder / "a", "the first version");
     World world(folder / "profile", site);
     EXPECT_EQ(world.Get("a"), "the first version");
@@ -174,7 +164,7 @@ TEST_F(Cache, AShortOrBrokenDownloadFailsAndLeavesTheCopyFromBefore) {
     site.end_download_at = 0;
     site.fail_download_at = 300000;
     {
-        // A handle whose download broke begins anew, as the callbacks do.
+        // After a broken download the handle reads from the start again.
         const auto file = world.Open("a", kRead);
         EXPECT_EQ(world.ReadAll(file.get(), content, 1 << 20), HRESULT_FROM_WIN32(12030));
         EXPECT_EQ(ReadText(local), "the first version");
@@ -266,7 +256,7 @@ TEST_F(Cache, AKillAtAnyPointOfAnEditLosesNothing) {
     EXPECT_EQ(world.Get("changed"), "old");
 }
 
-TEST_F(Cache, AnInterruptedSaveIsListedAndWhatWasThereBeforeStaysReadable) {
+TEST_F(Cache, AnInterruptedSaveIsListedAndThePreviousCopyStaysReadable) {
     WriteText(site.folder / "a", "old");
     InKilledProcess([](World& w) {
         w.Get("a");
@@ -315,7 +305,7 @@ TEST_F(Cache, TwoProcessesNeverChangeOneDocumentAtOnce) {
     EXPECT_EQ(ReadText(world.store->Unsent(UrlAt("a"))->path), "edited there");
 }
 
-TEST_F(Cache, AFullDiskFailsClearlyAndLeavesTheCopyFromBefore) {
+TEST_F(Cache, AFullDiskFailsClearlyAndLeavesThePreviousCopy) {
     const fs::path disk = folder / "disk";
     fs::create_directories(disk);
     if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=1m") != 0)

@@ -1,5 +1,3 @@
-// The files cache of one session.
-// Any thread; the list of handles is never locked while a plug-in is called.
 #include "host/cache/files_cache.h"
 
 #include <map>
@@ -16,7 +14,7 @@ namespace {
 
 constexpr DWORD kWriting = TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_CreateAlways;
 
-// Stands where a local copy can't be had and says why, whatever is asked of it.
+// Takes the place of a local copy that can't be made; every operation fails with the reason.
 class RefusedEntry final : public Object<TMK::IAFS_CacheEntry> {
 public:
     explicit RefusedEntry(Failure why) : m_why(std::move(why)) {}
@@ -77,7 +75,7 @@ public:
                 Remember(file, entry);
                 *out_entry = entry.detach();
             } catch (const Failure& failure) {
-                // The caller looks at the entry alone, so that is where the reason has to wait.
+                // The caller checks the entry, not this result, so the entry carries the reason.
                 m_store->warn(failure.what());
                 *out_entry = Make<RefusedEntry>(failure).detach();
             }
@@ -95,7 +93,7 @@ public:
     }
 
     HRESULT ReleaseCache(TMK::IAFS_File* file, DWORD) override {
-        // Also called while the file is being destroyed: its address is all that may be used.
+        // Also called by the file's destructor, so only its address may be used.
         ComPtr<CacheEntry> released;
         const std::lock_guard lock(m_mutex);
         const auto found = m_handles.find(file);
@@ -174,7 +172,7 @@ private:
         return m_handles;
     }
 
-    // Only a copy that is open here can be given: the way to the server comes with CreateCache.
+    // Finds only copies that are open in this process: CreateCache brings the callbacks to the server.
     HRESULT Query(TMK::IAFS_Name* name, TMK::IAFS_File* file, DWORD flags, TMK::IAFS_CacheEntry** out_entry) {
         if (flags & TMK::AFS_OpenFile_CreateAlways) return S_FALSE;
         auto entry = m_store->OpenEntry(CacheStore::KeyOf(UrlOf(name)));

@@ -1,4 +1,4 @@
-// The files cache of one session: which handle works on which local copy. Any thread.
+// The files cache of one session, which gives each handle its local copy. Any thread.
 #pragma once
 
 #include <memory>

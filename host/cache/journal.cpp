@@ -1,5 +1,3 @@
-// The journal over SQLite, in WAL mode with every commit on disk.
-// Any thread.
 #include "host/cache/journal.h"
 
 #include <sys/stat.h>
@@ -11,7 +9,7 @@ namespace host {
 namespace {
 
 constexpr int kVersion = 1;
-constexpr int kPatienceMs = 15000;
+constexpr int kBusyTimeoutMs = 15000;
 
 constexpr char kColumns[] =
     "key,folder,name,account,url,base_time,base_size,complete,dirty,writing,editing,edit_stamp,edit_hash,"
@@ -72,7 +70,7 @@ Journal::Journal(fs::path file) : m_file(std::move(file)) {
     umask(saved);
     m_database.reset(raw);
     if (opened != SQLITE_OK) ThrowError();
-    sqlite3_busy_timeout(raw, kPatienceMs);
+    sqlite3_busy_timeout(raw, kBusyTimeoutMs);
     Execute("PRAGMA journal_mode=WAL");
     Execute("PRAGMA synchronous=FULL");
     Transaction([&] {

@@ -1,5 +1,5 @@
-// The journal of the files cache: which document's local copy is what, kept in SQLite so that it survives a
-// kill at any moment. Shared by all processes on one profile; any thread.
+// The journal of the files cache: the state of each document's local copy, kept in SQLite so that it survives
+// a kill at any moment. Shared by all processes on one profile; any thread.
 #pragma once
 
 #include <sqlite3.h>
@@ -25,7 +25,7 @@ struct JournalEntry {
     std::uint64_t base_time = 0;  // of the server's version that the local copy began as, Windows file time
     std::uint64_t base_size = 0;
     bool complete = false;   // the local file is a whole version of the server, or newer
-    bool dirty = false;      // it holds what was not sent
+    bool dirty = false;      // it holds changes that were not sent
     bool writing = false;    // a save into the work file has begun
     bool editing = false;    // a program may be changing the local file
     std::string edit_stamp;  // what the local file was when the program began

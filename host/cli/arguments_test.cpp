@@ -23,7 +23,7 @@ TEST(Options, CommonOptionsMayStandAnywhereBeforeTheProgram) {
     EXPECT_TRUE(ParseOptions({"ls", "--help"}).Has("help")) << "help needs no arguments";
 }
 
-TEST(Options, WrongUsageIsSaidInOneLine) {
+TEST(Options, WrongUsageIsReportedInOneLine) {
     const std::vector<std::vector<std::string>> wrong{
         {},
         {"frobnicate"},
@@ -51,7 +51,7 @@ TEST(Options, WrongUsageIsSaidInOneLine) {
     }
 }
 
-TEST(Urls, AreDecodedOnceAndEscapedSoThatTheyComeBack) {
+TEST(Urls, AreDecodedOnceAndSurviveEscaping) {
     const std::vector<std::pair<std::string, std::u16string>> rows{
         {"http://h/a b/c%20d", u"http://h/a b/c d"},
         {"HTTPS://h:81/x/", u"HTTPS://h:81/x"},

@@ -1,5 +1,3 @@
-// Result codes in a person's words: one table, and the system's own texts behind it.
-// Any thread.
 #include "host/cli/error_text.h"
 
 #include <algorithm>

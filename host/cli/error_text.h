@@ -1,4 +1,4 @@
-// What a result code means to a person, where nothing better was said. Any thread.
+// A sentence for a result code that has no message. Any thread.
 #pragma once
 
 #include <string>

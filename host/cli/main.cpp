@@ -1,5 +1,5 @@
-// sphost: a person's or a script's way to the plug-in from a terminal.
-// The main thread loads and unloads, and runs what is queued for it while a worker does the command.
+// sphost: the plug-in from a terminal, for people and scripts. The main thread loads and unloads it and runs
+// queued work while a worker runs the command.
 #include <langinfo.h>
 #include <unistd.h>
 
@@ -8,16 +8,13 @@
 #include <cstdio>
 
 #include "host/base/interrupt.h"
-#include "host/cli/commands.h"
-#include "host/cli/error_text.h"
+#include "host/cli/commands/commands.h"
+#include "host/cli/front_end/terminal_front_end.h"
+#include "host/cli/preferences.h"
 
 namespace {
 
 enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3 };
-
-void Tell(const std::string& line) {
-    std::fprintf(stderr, "sphost: %s\n", host::WithoutPasswords(line).c_str());
-}
 
 host::fs::path BesideProgram(const char* name) {
     std::array<char, 4096> path{};
@@ -64,7 +61,7 @@ Command FindCommand(const std::string& name) {
     return nullptr;
 }
 
-// The level is a preference that the plug-in reads as it starts, so it is set, and put back at the end.
+// The plug-in reads this preference when it starts, so it is set before, and restored at the end.
 class LogLevel {
 public:
     LogLevel(host::Host& host, const host::fs::path& plugin, const std::optional<std::string>& level)
@@ -73,9 +70,10 @@ public:
         if (level->size() != 1 || (*level)[0] < '0' || (*level)[0] > '4') {
             throw cli::UsageError("--log-level takes a number from 0 to 4, not '" + *level + "'");
         }
-        const auto before = cli::ReadPreference(m_host.PluginSettings().get(), "log_level");
+        const auto preferences = cli::ReadPreferences(m_host.FileSystem().get());
+        const auto before = cli::TextOf(cli::FindPreference(preferences, kName));
         if (before == *level) return;
-        cli::SetPreference(m_host.PluginSettings().get(), "log_level", *level);
+        cli::SetPreference(m_host.FileSystem().get(), kName, *level);
         m_before = before;
         m_host.UnloadPlugin();
         m_host.LoadPlugin(plugin);
@@ -83,27 +81,24 @@ public:
     ~LogLevel() {
         if (!m_before) return;
         host::Guarded([&] {
-            cli::SetPreference(m_host.PluginSettings().get(), "log_level", *m_before);
+            cli::SetPreference(m_host.FileSystem().get(), kName, *m_before);
             return S_OK;
         });
     }
 
 private:
+    static constexpr const char* kName = "log_level";
     host::Host& m_host;
     std::optional<std::string> m_before;
 };
 
-void RunCommand(const cli::Options& options, host::Terminal& terminal) {
+void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
-    host::HostOptions wanted;
-    wanted.profile =
+    cli::TerminalFrontEnd front_end(
+        terminal, {!options.Has("json"), options.Value("web-view-script").value_or(""), BrowserProgram()});
+    const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
-    wanted.terminal = &terminal;
-    wanted.credentials = cli::GivenCredentials(options);
-    wanted.browser_script = options.Value("web-view-script").value_or("");
-    wanted.browser_program = BrowserProgram();
-    wanted.warn = [](const std::string& line) { Tell("warning: " + host::PlainLine(line)); };
-    host::Host host(std::move(wanted));
+    host::Host host(front_end, profile, cli::GivenCredentials(options));
     host.prompts().SetYes(options.Has("yes"));
     for (const auto& [id, answer] : options.answers) host.prompts().AddAnswer(id, answer);
     if (const auto log = options.Value("prompt-log")) host.prompts().LogTo(*log);
@@ -124,16 +119,16 @@ void RunCommand(const cli::Options& options, host::Terminal& terminal) {
 }
 
 int RunGuarded(const cli::Options& options) {
-    host::ProcessTerminal terminal;
+    cli::ProcessTerminal terminal;
     const auto fail = [](const std::string& what, HRESULT code, const std::string& message) {
-        Tell(what + ": " + host::FormatResult(code) + ": " + host::PlainLine(message));
+        cli::ShowError(what + ": " + host::FormatResult(code) + ": " + host::PlainLine(message));
         return code == host::kCanceled || host::InterruptFlag() ? kCancelled : kFailed;
     };
     try {
         RunCommand(options, terminal);
         return kDone;
     } catch (const cli::UsageError& error) {
-        Tell(error.what());
+        cli::ShowError(error.what());
         return kWrongUsage;
     } catch (const cli::CommandError& error) {
         return fail(error.what, error.code, error.message);
@@ -146,7 +141,7 @@ int RunGuarded(const cli::Options& options) {
     }
 }
 
-// A check-in comment goes through the process's locale: in one that isn't UTF-8 it would end at the first
+// A check-in comment is converted by the process's locale; in one that isn't UTF-8 it would end at the first
 // letter beyond ASCII.
 void SetLocale() {
     std::setlocale(LC_ALL, "");
@@ -162,7 +157,7 @@ int main(int count, char** words) {
     try {
         options = cli::ParseOptions({words + 1, words + count});
     } catch (const cli::UsageError& error) {
-        Tell(error.what());
+        cli::ShowError(error.what());
         return kWrongUsage;
     }
     if (options.Has("help")) {
@@ -171,7 +166,7 @@ int main(int count, char** words) {
     }
     const int status = RunGuarded(options);
     if (options.Has("check-leaks") && host::LiveObjects() != 0) {
-        Tell(std::to_string(host::LiveObjects()) + " objects are still alive");
+        cli::ShowError(std::to_string(host::LiveObjects()) + " objects are still alive");
         return kFailed;
     }
     return status;

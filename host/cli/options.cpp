@@ -1,5 +1,3 @@
-// The command line as tables: options, and the commands that take them.
-// Main thread.
 #include "host/cli/options.h"
 
 #include <algorithm>
@@ -11,7 +9,7 @@ namespace {
 
 struct OptionRow {
     const char* name;
-    const char* value;  // what it takes, null for nothing
+    const char* value;  // the kind of value, null for none
     const char* help;
 };
 
@@ -95,17 +93,10 @@ const std::vector<CommandRow>& Commands() {
     return rows;
 }
 
-const CommandRow* FindCommand(std::string_view name) {
-    const auto& rows = Commands();
-    const auto found =
-        std::find_if(rows.begin(), rows.end(), [&](const CommandRow& row) { return row.name == name; });
-    return found == rows.end() ? nullptr : &*found;
-}
-
 template <class Rows>
-const OptionRow* FindOption(const Rows& rows, std::string_view name) {
+auto FindRow(const Rows& rows, std::string_view name) -> decltype(&*rows.begin()) {
     const auto found =
-        std::find_if(rows.begin(), rows.end(), [&](const OptionRow& row) { return row.name == name; });
+        std::find_if(rows.begin(), rows.end(), [&](const auto& row) { return row.name == name; });
     return found == rows.end() ? nullptr : &*found;
 }
 
@@ -127,7 +118,7 @@ void Add(Options& options, const OptionRow& row, const std::string& value) {
 }
 
 void Check(const Options& options) {
-    const CommandRow* command = FindCommand(options.command);
+    const CommandRow* command = FindRow(Commands(), options.command);
     if (!command) throw UsageError("there is no command '" + options.command + "'; see sphost --help");
     const auto refuse = [&](const std::string& why) {
         throw UsageError(why + "; usage: sphost " + command->name + " " + command->usage);
@@ -135,7 +126,7 @@ void Check(const Options& options) {
     if (options.arguments.size() < command->fewest) refuse("too few arguments");
     if (options.arguments.size() > command->most) refuse("too many arguments");
     for (const auto& [name, value] : options.values) {
-        if (FindOption(kCommon, name)) continue;
+        if (FindRow(kCommon, name)) continue;
         const auto& own = command->options;
         if (std::none_of(own.begin(), own.end(), [&](const char* option) { return name == option; })) {
             refuse("--" + name + " doesn't belong to '" + command->name + "'");
@@ -146,37 +137,45 @@ void Check(const Options& options) {
     if (!is_edit && !options.program.empty()) refuse("nothing may follow --");
 }
 
+using Argument = std::vector<std::string>::const_iterator;
+
+// Reads an option and its value; returns the last argument that belongs to it.
+Argument ReadOption(Options& options, Argument at, Argument end) {
+    const std::size_t equals = at->find('=');
+    const std::string name = at->substr(2, equals == std::string::npos ? equals : equals - 2);
+    const OptionRow* row = FindRow(kCommon, name);
+    if (!row) row = FindRow(kOwn, name);
+    if (!row) throw UsageError("there is no option '--" + name + "'");
+    if (!row->value) {
+        if (equals != std::string::npos) throw UsageError("--" + name + " takes no value");
+        Add(options, *row, "");
+        return at;
+    }
+    if (equals != std::string::npos) {
+        Add(options, *row, at->substr(equals + 1));
+        return at;
+    }
+    if (at + 1 == end) throw UsageError("--" + name + " needs a value");
+    Add(options, *row, *(at + 1));
+    return at + 1;
+}
+
 }  // namespace
 
 Options ParseOptions(const std::vector<std::string>& arguments) {
     Options options;
     std::vector<std::string> words;
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const std::string& argument = arguments[i];
-        if (argument == "--") {
-            options.program.assign(arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1, arguments.end());
+    for (auto at = arguments.begin(); at != arguments.end(); ++at) {
+        if (*at == "--") {
+            options.program.assign(at + 1, arguments.end());
             break;
         }
-        if (!argument.starts_with("--")) {
-            if (argument.size() > 1 && argument.front() == '-')
-                throw UsageError("there is no option '" + argument + "'");
-            words.push_back(argument);
-            continue;
-        }
-        const std::size_t equals = argument.find('=');
-        const std::string name = argument.substr(2, equals == std::string::npos ? equals : equals - 2);
-        const OptionRow* row = FindOption(kCommon, name);
-        if (!row) row = FindOption(kOwn, name);
-        if (!row) throw UsageError("there is no option '--" + name + "'");
-        if (!row->value) {
-            if (equals != std::string::npos) throw UsageError("--" + name + " takes no value");
-            Add(options, *row, "");
-        } else if (equals != std::string::npos) {
-            Add(options, *row, argument.substr(equals + 1));
-        } else if (i + 1 < arguments.size()) {
-            Add(options, *row, arguments[++i]);
+        if (at->starts_with("--")) {
+            at = ReadOption(options, at, arguments.end());
+        } else if (at->size() > 1 && at->front() == '-') {
+            throw UsageError("there is no option '" + *at + "'");
         } else {
-            throw UsageError("--" + name + " needs a value");
+            words.push_back(*at);
         }
     }
     if (!words.empty()) {
@@ -192,10 +191,10 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
 
 std::string HelpText(std::string_view name) {
     std::string text;
-    if (const CommandRow* command = FindCommand(name)) {
+    if (const CommandRow* command = FindRow(Commands(), name)) {
         text = std::string("sphost ") + command->name + " " + command->usage + "\n  " + command->help + "\n";
         if (!command->options.empty()) text += "\nOptions:\n";
-        for (const char* option : command->options) text += OptionLine(*FindOption(kOwn, option));
+        for (const char* option : command->options) text += OptionLine(*FindRow(kOwn, option));
     } else {
         text = "sphost [OPTION...] COMMAND ...\n\nCommands:\n";
         for (const CommandRow& row : Commands()) {

@@ -1,4 +1,4 @@
-// The command line: what may be said, and what was.
+// The command line: its options and commands, and their parsing.
 // Owned by main; read by all commands.
 #pragma once
 
@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/prompts/task_dialog.h"
+#include "host/prompts/prompt_desk.h"
 
 namespace cli {
 
@@ -22,7 +22,7 @@ struct UsageError : std::runtime_error {
 struct Options {
     std::string command;                        // "ls", "place add"
     std::vector<std::string> arguments;         // without the command
-    std::vector<std::string> program;           // what follows "--"
+    std::vector<std::string> program;           // the words after "--"
     std::map<std::string, std::string> values;  // by name without dashes; "" for one that takes none
     std::vector<std::pair<std::string, host::PromptAnswer>> answers;
 
@@ -33,7 +33,7 @@ struct Options {
     }
 };
 
-// Throws a UsageError. An asked-for help leaves "help" among the values.
+// Throws a UsageError. With --help, "help" is among the values.
 Options ParseOptions(const std::vector<std::string>& arguments);
 
 // The help of one command, or of the program for an empty or unknown name.

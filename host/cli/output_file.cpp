@@ -1,5 +1,3 @@
-// Files that appear whole, and streams.
-// One thread.
 #include "host/cli/output_file.h"
 
 #include <fcntl.h>
@@ -13,7 +11,7 @@ namespace cli {
 
 namespace {
 
-// What the name leads to, also when that isn't there yet.
+// The target of symbolic links, which may not exist yet.
 host::fs::path BehindLinks(host::fs::path path) {
     std::error_code error;
     for (int links = 0; host::fs::is_symlink(path, error); ++links) {

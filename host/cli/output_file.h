@@ -1,5 +1,5 @@
-// Where a document goes when it is copied out: a plain file takes its name only when it is whole, anything
-// else (a device, a pipe) takes the bytes as they come. Failures are thrown. One thread.
+// The target of a copied document. A plain file gets its name when it is complete; anything else (a device, a
+// pipe) gets the bytes as they arrive. Failures are thrown. One thread.
 #pragma once
 
 #include "host/base/posix_file.h"
@@ -9,7 +9,7 @@ namespace cli {
 class OutputFile {
 public:
     explicit OutputFile(host::fs::path target);
-    // Without Finish a plain file is what it was.
+    // Without Finish a plain file stays as it was.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -18,8 +18,8 @@ public:
     void Finish();
 
 private:
-    host::fs::path m_target;  // behind symbolic links, which stay
-    host::fs::path m_part;    // empty once it has its name, and for what is no plain file
+    host::fs::path m_target;  // with symbolic links resolved
+    host::fs::path m_part;    // empty after Finish, and for anything but a plain file
     host::Descriptor m_file;
 };
 

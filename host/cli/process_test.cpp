@@ -1,4 +1,5 @@
-// sphost as a process, on a site in a folder: what its commands do, say and leave, also when it is killed.
+// sphost as a process, on a site in a folder: the effects and messages of its commands, also when it is
+// killed.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -57,7 +58,7 @@ protected:
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(folder / "out"),
                 ReadText(folder / "err")};
     }
-    static bool Comes(const std::function<bool()>& event) {
+    static bool HappensInTime(const std::function<bool()>& event) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (!event() && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -65,11 +66,11 @@ protected:
         return event();
     }
     static bool AppearsIn(const fs::path& file, const std::string& text) {
-        return Comes([&] { return ReadText(file).find(text) != std::string::npos; });
+        return HappensInTime([&] { return ReadText(file).find(text) != std::string::npos; });
     }
     // Waits for the file to appear, then kills the process.
     void KillWhen(pid_t child, const fs::path& sign) {
-        EXPECT_TRUE(Comes([&] { return fs::exists(sign); }));
+        EXPECT_TRUE(HappensInTime([&] { return fs::exists(sign); }));
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
@@ -103,7 +104,7 @@ TEST_F(Sphost, AFailedGetLeavesNoFileAndTheOldOneStays) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 5) << "nothing beside it";
 }
 
-TEST_F(Sphost, GetWritesWhatItIsToldToAndNothingElse) {
+TEST_F(Sphost, GetWritesItsTargetAndNothingElse) {
     const std::string content = SomeBytes(300000);
     WriteText(site / "a", content);
     WriteText(folder / "copy.part", "precious");
@@ -131,7 +132,7 @@ TEST_F(Sphost, GetWritesWhatItIsToldToAndNothingElse) {
     EXPECT_TRUE(fs::is_fifo(folder / "fifo"));
 }
 
-TEST_F(Sphost, EditSendsWhatChangedAndOnlyThat) {
+TEST_F(Sphost, EditSendsChangedDocumentsOnly) {
     WriteText(site / "a.txt", "old");
     EXPECT_NE(Run({"edit", At("a.txt"), "--", "true"}).out.find("not changed"), std::string::npos);
     EXPECT_EQ(Run({"edit", At("a.txt"), "--", "sh", "-c", "printf x > {}"}).status, 0);
@@ -147,7 +148,7 @@ TEST_F(Sphost, EditSendsWhatChangedAndOnlyThat) {
     EXPECT_EQ(ReadText(site / "a.txt"), "kept");
 }
 
-TEST_F(Sphost, AKillWhileTheProgramRunsOrHalfWayThroughTheUploadLosesNothing) {
+TEST_F(Sphost, AKillDuringAnEditOrAnUploadLosesNothing) {
     WriteText(site / "a", "old");
     WriteText(site / "b", "old");
     const std::string content = SomeBytes(2000000);
@@ -169,7 +170,7 @@ TEST_F(Sphost, AKillWhileTheProgramRunsOrHalfWayThroughTheUploadLosesNothing) {
     EXPECT_NE(Run({"recover"}).out.find("nothing waits"), std::string::npos);
 }
 
-TEST_F(Sphost, RecoverNeverReplacesANewerVersionUnasked) {
+TEST_F(Sphost, RecoverNeverReplacesANewerVersionWithoutAnAnswer) {
     WriteText(site / "a", "old");
     EXPECT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf mine > $0"}, {"FAKE_FAIL_UPLOAD_AT=0"}).status,
               0);
@@ -189,7 +190,7 @@ TEST_F(Sphost, RecoverNeverReplacesANewerVersionUnasked) {
     EXPECT_EQ(ReadText(site / "a"), "more");
 }
 
-TEST_F(Sphost, StructureCommandsCheckWhatTheServerReallyDid) {
+TEST_F(Sphost, StructureCommandsCheckTheServersResult) {
     WriteText(site / "a", "one");
     WriteText(site / "b", "two");
     EXPECT_EQ(Run({"mkdir", At("dir")}).status, 0);

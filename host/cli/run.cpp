@@ -1,5 +1,3 @@
-// One run of a command.
-// The command's worker thread.
 #include "host/cli/run.h"
 
 #include <unistd.h>
@@ -59,10 +57,8 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
     for (const auto& site : m_sites) {
         if (site->account.id == account.id) return *site;
     }
-    // A token that came with the account is the one that the server may refuse.
-    const auto cab = account.data->View();
-    const auto stored = host::StringOf(host::ChildOf(cab.get(), u"AuthToken").get());
-    if (const auto token = m_host.DecryptForPlugin(stored)) {
+    // If the server asks for a token, it has refused the stored one.
+    if (const auto token = m_host.DecryptForPlugin(host::Accounts::StoredTokenOf(account))) {
         m_host.oauth().NoteInUse(host::ToUtf8(host::Accounts::UrlOf(account.account.get())),
                                  host::ToUtf8(*token));
     }
@@ -181,24 +177,6 @@ bool IsFolder(TMK::IAFS_FileInfo* info) {
 
 std::string What(const Options& options, const std::string& argument) {
     return options.command + " " + host::PlainLine(argument);
-}
-
-Progress::Progress(Run& run, std::uint64_t total)
-    : m_shown(isatty(STDERR_FILENO) && !run.options().Has("json") && total > 0), m_total(total) {}
-
-void Progress::Show(std::uint64_t position) {
-    if (!m_shown) return;
-    const int percent = static_cast<int>(std::min<std::uint64_t>(position, m_total) * 100 / m_total);
-    if (percent == m_last) return;
-    m_last = percent;
-    const std::string text = "\r" + std::to_string(percent) + " %";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
-}
-
-Progress::~Progress() {
-    if (m_last < 0) return;
-    constexpr std::string_view kClear = "\r     \r";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kClear.data(), kClear.size());
 }
 
 }  // namespace cli

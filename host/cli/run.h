@@ -1,4 +1,4 @@
-// One run of a command: the host, the options, and the ways of the plug-in that all commands share.
+// One run of a command: the host, the options, and the plug-in calls that all commands share.
 // Made on the main thread, used by the command's worker thread.
 #pragma once
 
@@ -15,14 +15,14 @@
 
 namespace cli {
 
-// A command's failure: what was tried, the result code, and why.
+// A command's failure: the attempt, the result code, and the reason.
 struct CommandError {
     std::string what;
     HRESULT code;
     std::string message;
 };
 
-// A site that is bound: its account, and the name that others come from.
+// A site that is bound: its account, and the name of its root.
 struct Site {
     host::StoredAccount account;
     ComPtr<TMK::IAFS_Name> root;
@@ -38,7 +38,7 @@ public:
     TMK::ITMK_ErrorDetails* details() { return m_details.get(); }
     TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
 
-    // Passes a result that is no failure; otherwise a CommandError with the best message there is.
+    // Returns a success; throws a CommandError with the best known message for a failure.
     HRESULT Check(HRESULT result, const std::string& what);
     [[noreturn]] void Fail(HRESULT code, const std::string& what, const std::string& message);
 
@@ -47,9 +47,9 @@ public:
     host::StoredAccount AccountFor(const std::u16string& url, const std::string& what);
     // Binds to the site of a URL, once for each account.
     Site& SiteFor(const std::u16string& url, const std::string& what);
-    // A fresh name, which knows nothing of the server yet.
+    // A new name, without anything known from the server.
     ComPtr<TMK::IAFS_Name> NameFor(const std::u16string& url, const std::string& what);
-    // Nothing when there is nothing at the name; other failures are CommandErrors.
+    // Null when nothing is there; other failures are CommandErrors.
     ComPtr<TMK::IAFS_FileInfo> FindInfo(TMK::IAFS_Name* name, const std::string& what);
     ComPtr<TMK::IAFS_FileInfo> InfoOf(TMK::IAFS_Name* name, const std::string& what);
     ComPtr<TMK::IAFS_File> Open(TMK::IAFS_Name* name, DWORD flags, const std::string& what);
@@ -58,7 +58,7 @@ public:
     std::u16string UrlOf(TMK::IAFS_Name* name);
     // A CommandError when earlier changes of the document still wait to be sent.
     void RefuseUnsent(const std::u16string& url, const std::string& what);
-    // Stores what binding taught the accounts.
+    // Stores the accounts as binding has changed them.
     void SaveAccounts();
 
     void Out(const std::string& text);  // to standard output; a CommandError when that fails
@@ -79,18 +79,5 @@ std::string ReadSecretLine(const std::string& what);
 bool IsFolder(TMK::IAFS_FileInfo* info);
 // "what URL", as an error names it.
 std::string What(const Options& options, const std::string& argument);
-
-// How far a transfer has come, on a terminal.
-class Progress {
-public:
-    Progress(Run& run, std::uint64_t total);
-    ~Progress();
-    void Show(std::uint64_t position);
-
-private:
-    bool m_shown;
-    std::uint64_t m_total;
-    int m_last = -1;
-};
 
 }  // namespace cli

@@ -1,5 +1,5 @@
-// Signing in, from the terminal to a real server: what a person at the terminal or in front of the browser's
-// window is asked and answers, and what is kept of it.
+// Signing in to a real server, at the terminal and in the browser's window: questions, answers, and what is
+// stored.
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
@@ -90,7 +90,7 @@ protected:
     Sphost sphost;
 };
 
-TEST_F(SignIn, AWrongAnswerIsAskedAgainWithItsNameAndNoPasswordIsShown) {
+TEST_F(SignIn, AfterAWrongAnswerTheQuestionComesAgainAndNoPasswordIsShown) {
     const Talk talk = AtTerminal(sphost, Add(),
                                  {{"User name for 127.0.0.1: ", "alice\n"},
                                   {"Password: ", "wrong-secret\n", true},
@@ -102,7 +102,7 @@ TEST_F(SignIn, AWrongAnswerIsAskedAgainWithItsNameAndNoPasswordIsShown) {
     EXPECT_EQ(Accounts().find("alice"), std::string::npos) << "only enciphered";
 }
 
-TEST_F(SignIn, WhoeverDeclinesIsCancelledAndTheAccountStays) {
+TEST_F(SignIn, DecliningCancelsAndTheAccountStays) {
     const std::string ctrl_c = "\x03";
     const std::string ctrl_d = "\x04";
     const std::string name = "User name for 127.0.0.1: ";
@@ -119,7 +119,7 @@ TEST_F(SignIn, WhoeverDeclinesIsCancelledAndTheAccountStays) {
     EXPECT_EQ(AtTerminal(sphost, List(), {{"User name", ctrl_d}}).status, 3);
     EXPECT_EQ(sphost.Run(List()).status, 3) << "nobody to ask";
     EXPECT_EQ(Accounts(), before);
-    // Another user's answer is kept from then on.
+    // The answer of another user is stored.
     EXPECT_EQ(AtTerminal(sphost, List(),
                          {{"User name",
                            "\x15"
@@ -147,7 +147,7 @@ TEST_F(SignIn, AGivenPasswordIsTriedOnceAndNeverAgainstTheServersRefusal) {
     EXPECT_EQ(sphost.Run(List({"--password-stdin"})).status, 1) << "no line to read";
 }
 
-// The server asks for its forms page once, and the browser is played by a script.
+// The server asks for its forms page once, and a script plays the browser.
 class FormsSignIn : public SignIn {
 protected:
     Result AddWith(const std::string& pages) {
@@ -166,7 +166,7 @@ protected:
 };
 
 TEST_F(FormsSignIn, TheWindowEndsAtTheReturnPageAndItsCookiesAreKeptUntilSignOut) {
-    // The cookies count at the return page only, not at an earlier one.
+    // Only the cookies at the return page count.
     const Result added = AddWith("{" + cookies + "}, " + returned + "," + cookies + "}, {}");
     EXPECT_EQ(added.status, 0) << added.err;
     EXPECT_EQ(Log(), "{\"window\":\"ds\"}\n{\"navigate\":\"" + server.Origin() +
@@ -190,8 +190,8 @@ TEST_F(FormsSignIn, AWindowThatIsClosedOrBringsNoCookiesCancels) {
     server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
 }
 
-// What a person at a machine without a desktop, or without the browser, meets.
-TEST_F(FormsSignIn, WithoutABrowserOrADisplayItSaysWhatIsMissing) {
+// On a machine without a desktop, or without the browser.
+TEST_F(FormsSignIn, WithoutABrowserOrADisplayTheMessageNamesWhatIsMissing) {
     sphost.environment = {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"QT_QPA_PLATFORM", ""}};
     for (const auto& [program, reason] :
          {std::pair("/missing/sphost-browser", "the program sphost-browser, which shows it, is not here"),
@@ -203,7 +203,7 @@ TEST_F(FormsSignIn, WithoutABrowserOrADisplayItSaysWhatIsMissing) {
         EXPECT_NE(without.err.find(reason), std::string::npos) << without.err;
         EXPECT_EQ(Accounts(), "");
     }
-    // A browser that ends at once is a window that was closed.
+    // A browser that ends at once counts as a closed window.
     server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
     sphost.environment["QT_QPA_PLATFORM"] = "offscreen";
     const Result ended = sphost.Run(Add());

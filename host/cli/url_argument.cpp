@@ -1,5 +1,3 @@
-// URLs as people paste them.
-// Any thread.
 #include "host/cli/url_argument.h"
 
 #include <optional>
@@ -62,7 +60,7 @@ std::u16string ParseUrl(std::string_view argument) {
     path = path.substr(0, path.find('?'));
     std::string decoded = DecodeOnce(path);
     while (decoded.ends_with('/')) decoded.pop_back();
-    // Further on it would begin a query, and the address would be that of another document.
+    // It would start a query, and the address would be another document's.
     if (decoded.find('?') != std::string::npos) refuse("has an escaped question mark, which no name has");
     for (const char byte : decoded) {
         if (static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F) refuse("has a control character in it");

@@ -1,11 +1,8 @@
-// Strings as objects and the cipher for plug-ins.
-// Any thread; a string object by one thread at a time.
 #include "host/core/aux_extension.h"
 
 #include <atomic>
 
-#include "host/base/failure.h"
-#include "host/base/object.h"
+#include "host/base/give.h"
 
 namespace host {
 
@@ -21,20 +18,12 @@ public:
             return S_OK;
         });
     }
-    HRESULT get_IsEmpty(VARIANT_BOOL* out_empty) override {
-        if (!out_empty) return E_POINTER;
-        *out_empty = m_value.empty() ? VARIANT_TRUE : VARIANT_FALSE;
-        return S_OK;
-    }
+    HRESULT get_IsEmpty(VARIANT_BOOL* out_empty) override { return GiveBool(out_empty, m_value.empty()); }
     HRESULT Clear() override {
         m_value.clear();
         return S_OK;
     }
-    HRESULT get_Length(UINT* out_length) override {
-        if (!out_length) return E_POINTER;
-        *out_length = static_cast<UINT>(m_value.size());
-        return S_OK;
-    }
+    HRESULT get_Length(UINT* out_length) override { return GiveValue(out_length, m_value.size()); }
     HRESULT SetValue(LPCWSTR value, UINT length) override {
         return Guarded([&] {
             m_value = value ? std::u16string(value, length) : std::u16string();
@@ -61,12 +50,7 @@ public:
         : m_cipher(std::move(cipher)), m_warn(std::move(warn)) {}
 
     HRESULT CreateString(LPCWSTR value, TMK::IString** out_string) override {
-        if (!out_string) return E_POINTER;
-        *out_string = nullptr;
-        return Guarded([&] {
-            *out_string = Make<String>(FromWide(value)).detach();
-            return S_OK;
-        });
+        return GiveNew<String>(out_string, FromWide(value));
     }
     HRESULT EncryptString(TMK::ITMK_CryptKey* key, TMK::IString* plain,
                           TMK::IString** out_encrypted) override {

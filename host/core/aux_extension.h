@@ -11,7 +11,7 @@
 
 namespace host {
 
-// `warn` hears once of stored texts that nobody can decipher.
+// `warn` gets one line when stored texts can't be deciphered.
 ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher, Warn warn);
 
 // The key of one plug-in, by its class id.

@@ -1,4 +1,3 @@
-// The open documents. Any thread; reloading on the main thread.
 #include "host/core/documents.h"
 
 #include <algorithm>

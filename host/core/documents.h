@@ -1,5 +1,5 @@
-// The documents that the host has open, each with its file, its modified flag and how it is read again.
-// The list may be asked on any thread; a document is reloaded on the main thread.
+// The documents that the host has open, each with its file and its modified flag. The list is for any thread;
+// a document is reloaded on the main thread.
 #pragma once
 
 #include <atomic>
@@ -7,7 +7,7 @@
 #include <mutex>
 #include <vector>
 
-#include "host/base/object.h"
+#include "host/base/give.h"
 #include "hostapi/itmk.h"
 
 namespace host {
@@ -17,14 +17,10 @@ public:
     // `reload` reads the document again from its file; it returns a result code.
     Document(ComPtr<TMK::IAFS_File> file, std::function<HRESULT()> reload)
         : m_file(std::move(file)), m_reload(std::move(reload)) {}
-    HRESULT get_Modified(VARIANT_BOOL* out_modified) override {
-        if (!out_modified) return E_POINTER;
-        *out_modified = m_modified ? VARIANT_TRUE : VARIANT_FALSE;
-        return S_OK;
-    }
+    HRESULT get_Modified(VARIANT_BOOL* out_modified) override { return GiveBool(out_modified, m_modified); }
     HRESULT get_File(TMK::IAFS_File** out_file) override { return m_file.copy_to(out_file); }
     void SetModified(bool modified) { m_modified = modified; }
-    // Drops the local copy and unsaved changes, and reads anew.
+    // Drops the local copy and unsaved changes and reads the document again.
     HRESULT Reload();
 
 private:

@@ -1,4 +1,3 @@
-// The event server. Any thread.
 #include "host/core/events.h"
 
 #include <algorithm>

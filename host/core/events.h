@@ -1,4 +1,4 @@
-// The event server: who wants to hear of which event. Any thread.
+// The event server, which passes the host's events to their subscribers. Any thread.
 #pragma once
 
 #include <mutex>
@@ -15,7 +15,7 @@ public:
     HRESULT Subscribe(DWORD event_id, TMK::IEventHandler* handler) override;
     // S_FALSE when there was no such subscription.
     HRESULT Unsubscribe(DWORD event_id, TMK::IEventHandler* handler) override;
-    // Tells every subscriber, in the order of subscription.
+    // Calls every subscriber, in the order of subscription.
     void Raise(DWORD event_id, IUnknown* source);
     std::size_t Count() const;
     void Clear();

@@ -1,13 +1,8 @@
-// PNG pictures for plug-ins.
-// Any thread; an object by one thread at a time.
 #include "host/core/images.h"
 
 #include <array>
-#include <vector>
 
-#include "host/base/failure.h"
-#include "host/base/object.h"
-#include "host/browser/window.h"
+#include "host/base/give.h"
 
 namespace host {
 
@@ -46,20 +41,6 @@ bool IsKnownFormat(unsigned depth, unsigned colour) {
     }
 }
 
-class Page final : public Object<TMK::IRGC_Page> {
-public:
-    explicit Page(ImageSize size) : m_size(size) {}
-    HRESULT get_Size(UINT* out_width, UINT* out_height) override {
-        if (!out_width || !out_height) return E_POINTER;
-        *out_width = m_size.width;
-        *out_height = m_size.height;
-        return S_OK;
-    }
-
-private:
-    ImageSize m_size;
-};
-
 class Image final : public Object<TMK::IRGC_Image> {
 public:
     HRESULT LoadFromIStream(IStream* stream, DWORD) override {
@@ -69,19 +50,12 @@ public:
             return m_size ? S_OK : E_FAIL;
         });
     }
-    HRESULT get_PagesCount(UINT* out_count) override {
-        if (!out_count) return E_POINTER;
-        *out_count = m_size ? 1 : 0;
-        return S_OK;
-    }
+    HRESULT get_PagesCount(UINT* out_count) override { return GiveValue(out_count, m_size ? 1 : 0); }
     HRESULT GetPage(UINT index, IUnknown*, TMK::IRGC_Page** out_page) override {
         if (!out_page) return E_POINTER;
         *out_page = nullptr;
         if (!m_size || index != 0) return E_INVALIDARG;
-        return Guarded([&] {
-            *out_page = Make<Page>(*m_size).detach();
-            return S_OK;
-        });
+        return GiveNew<Sized<TMK::IRGC_Page>>(out_page, *m_size);
     }
 
 private:
@@ -90,100 +64,7 @@ private:
 
 class ImageExtension final : public Object<TMK::IRGC_Inst> {
 public:
-    HRESULT CreateEmptyImage(TMK::IRGC_Image** out_image) override {
-        if (!out_image) return E_POINTER;
-        return Guarded([&] {
-            *out_image = Make<Image>().detach();
-            return S_OK;
-        });
-    }
-};
-
-class IconImage final : public Object<TMK::IUIX_Image> {
-public:
-    explicit IconImage(ImageSize size) : m_size(size) {}
-    HRESULT get_Size(UINT* out_width, UINT* out_height) override {
-        if (!out_width || !out_height) return E_POINTER;
-        *out_width = m_size.width;
-        *out_height = m_size.height;
-        return S_OK;
-    }
-
-private:
-    ImageSize m_size;
-};
-
-using IconImages = std::vector<ComPtr<TMK::IUIX_Image>>;
-
-class Icon final : public Object<TMK::IUIX_Icon> {
-public:
-    explicit Icon(IconImages images) : m_images(std::move(images)) {}
-    HRESULT get_ImagesCount(UINT* out_count) override {
-        if (!out_count) return E_POINTER;
-        *out_count = static_cast<UINT>(m_images.size());
-        return S_OK;
-    }
-
-private:
-    IconImages m_images;
-};
-
-class IconMaker final : public Object<TMK::IUIX_MultiSizeIcon> {
-public:
-    HRESULT AddImage(TMK::IUIX_Image* image) override {
-        if (!image) return E_INVALIDARG;
-        return Guarded([&] {
-            m_images.emplace_back(image);
-            return S_OK;
-        });
-    }
-    HRESULT Finish(TMK::IUIX_Icon** out_icon) override {
-        if (!out_icon) return E_POINTER;
-        return Guarded([&] {
-            *out_icon = Make<Icon>(std::exchange(m_images, {})).detach();
-            return S_OK;
-        });
-    }
-
-private:
-    IconImages m_images;
-};
-
-class UserInterfaceExtension final : public Object<TMK::IUIX_Inst> {
-public:
-    explicit UserInterfaceExtension(Windows& windows) : m_windows(windows) {}
-
-    HRESULT CreateMultiSizeIcon(TMK::IUIX_MultiSizeIcon** out_icon) override {
-        if (!out_icon) return E_POINTER;
-        return Guarded([&] {
-            *out_icon = Make<IconMaker>().detach();
-            return S_OK;
-        });
-    }
-    HRESULT CreateImage(IStream* stream, TMK::IUIX_Image** out_image) override {
-        if (!out_image) return E_POINTER;
-        *out_image = nullptr;
-        if (!stream) return E_INVALIDARG;
-        return Guarded([&] {
-            const auto size = ReadPngSize(ReadStream(stream));
-            if (!size) return E_FAIL;
-            *out_image = Make<IconImage>(*size).detach();
-            return S_OK;
-        });
-    }
-    HRESULT CreateObj(const TMK::UIX_CreateObjParams* parameters, TMK::IUIX_Obj** out_object) override {
-        if (out_object) *out_object = nullptr;
-        if (!parameters) return E_INVALIDARG;
-        return Guarded([&] {
-            ComPtr<TMK::IUIX_Obj> window;
-            const HRESULT result = m_windows.Create(*parameters, window);
-            if (out_object) *out_object = window.detach();
-            return result;
-        });
-    }
-
-private:
-    Windows& m_windows;
+    HRESULT CreateEmptyImage(TMK::IRGC_Image** out_image) override { return GiveNew<Image>(out_image); }
 };
 
 }  // namespace
@@ -219,10 +100,6 @@ std::string ReadStream(IStream* stream, std::size_t limit) {
 
 ComPtr<TMK::IRGC_Inst> MakeImageExtension() {
     return Make<ImageExtension>();
-}
-
-ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension(Windows& windows) {
-    return Make<UserInterfaceExtension>(windows);
 }
 
 }  // namespace host

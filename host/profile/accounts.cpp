@@ -1,5 +1,3 @@
-// The remembered places of a file system.
-// One thread at a time.
 #include "host/profile/accounts.h"
 
 #include <sodium.h>
@@ -16,7 +14,16 @@ namespace {
 
 constexpr std::string_view kFile = "accounts.json";
 constexpr std::string_view kSealPurpose = "stored account";
-constexpr int kLockPatienceMs = 10000;
+constexpr int kLockTimeoutMs = 10000;
+
+// The items of an account that the host fills in or asks for.
+constexpr std::u16string_view kUrl = u"Url";
+constexpr std::u16string_view kWebUrl = u"WebUrl";
+constexpr std::u16string_view kUser = u"User";
+constexpr std::u16string_view kPassword = u"Password";
+constexpr std::u16string_view kToken = u"AuthToken";
+constexpr std::u16string_view kAuthHeader = u"AuthHeader";
+constexpr std::u16string_view kApiVersion = u"APIVer";  // 1 for modern servers, 0 for older ones
 
 bool IsAccountList(const Json& list) {
     if (!list.IsArray()) return false;
@@ -32,13 +39,30 @@ std::string NewId() {
     return ToHex(bytes.data(), bytes.size());
 }
 
+// Makes an account from a tree, which takes the shape of the plug-in's accounts. Throws a Failure.
+ComPtr<TMK::IAFS_AccountData> Restore(TMK::IAFS_FileSys* file_system, SettingsTree& data) {
+    ComPtr<TMK::IAFS_AccountData> account;
+    const HRESULT result = file_system->CreateAccount(nullptr, data.View().get(), 0, 0, 0, account.put());
+    if (FAILED(result) || !account)
+        throw Failure(FAILED(result) ? result : E_FAIL, "a stored account can't be used");
+    return account;
+}
+
+// The account's tree after the plug-in has saved into it.
+ComPtr<TMK::ITMK_Cab> SavedItems(const StoredAccount& account) {
+    auto cab = account.data->View();
+    const HRESULT result = account.account->SaveTo(cab.get());
+    if (FAILED(result)) throw Failure(result, "the account can't be saved");
+    return cab;
+}
+
 bool IsSecret(const rapidjson::Value& value) {
     return value.IsString() && Cipher::IsEnciphered({value.GetString(), value.GetStringLength()});
 }
 
 }  // namespace
 
-// Over all that says whose secrets they are and where they may go.
+// The seal covers the site and the user of the secrets.
 std::string Accounts::SealOf(const rapidjson::Value& item) const {
     return m_cipher->Seal(kSealPurpose, TextOf(item, "id") + " " + CompactText(item["data"]));
 }
@@ -55,13 +79,34 @@ void Accounts::DropForeignSecrets(rapidjson::Value& item, Json::AllocatorType& m
         " was changed by something else, or comes from another profile, so its secrets can't be read");
 }
 
-ComPtr<TMK::IAFS_AccountData> Accounts::Restore(TMK::IAFS_FileSys* file_system, SettingsTree& data) {
-    const auto cab = data.View();
-    ComPtr<TMK::IAFS_AccountData> account;
-    const HRESULT result = file_system->CreateAccount(nullptr, cab.get(), 0, 0, 0, account.put());
-    if (FAILED(result) || !account)
-        throw Failure(FAILED(result) ? result : E_FAIL, "a stored account can't be used");
+StoredAccount Accounts::Make(TMK::IAFS_FileSys* file_system, const AccountDetails& details) {
+    StoredAccount account{{}, std::make_shared<SettingsTree>(), nullptr};
+    Restore(file_system, *account.data);  // gives the empty tree its shape
+    const auto cab = account.data->View();
+    const auto put = [&](std::u16string_view item, const std::u16string& text) {
+        if (!text.empty()) PutString(cab.get(), item, text);
+    };
+    put(kUrl, details.url);
+    put(kUser, details.user);
+    put(kPassword, details.password);
+    put(kToken, details.token);
+    const auto version = ChildOf(cab.get(), kApiVersion);
+    if (version) version->put_v(Variant(LONG{details.is_modern}).get());
+    account.account = Restore(file_system, *account.data);
     return account;
+}
+
+void Accounts::SetSite(TMK::IAFS_FileSys* file_system, StoredAccount& account, const std::u16string& url) {
+    const auto cab = SavedItems(account);
+    PutString(cab.get(), kUrl, url);
+    PutString(cab.get(), kWebUrl, url);
+    account.account = Restore(file_system, *account.data);
+}
+
+void Accounts::DropSignIn(TMK::IAFS_FileSys* file_system, StoredAccount& account) {
+    const auto cab = SavedItems(account);
+    for (const auto item : {kAuthHeader, kPassword, kToken}) PutString(cab.get(), item, u"");
+    account.account = Restore(file_system, *account.data);
 }
 
 std::vector<StoredAccount> Accounts::Load(TMK::IAFS_FileSys* file_system) const {
@@ -85,9 +130,7 @@ std::vector<StoredAccount> Accounts::Load(TMK::IAFS_FileSys* file_system) const 
 }
 
 void Accounts::Save(StoredAccount& account) const {
-    const auto cab = account.data->View();
-    const HRESULT result = account.account->SaveTo(cab.get());
-    if (FAILED(result)) throw Failure(result, "the account can't be saved");
+    const auto cab = SavedItems(account);
     if (!account.id.empty() && !account.data->TakeChanged()) return;
     if (account.id.empty()) account.id = NewId();
     const auto change = [&](Json& list) {
@@ -113,7 +156,7 @@ void Accounts::Save(StoredAccount& account) const {
 FileLock Accounts::LockAdding() const {
     fs::path path = m_profile.file(kFile);
     path += ".add.lock";
-    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockPatienceMs);
+    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockTimeoutMs);
     if (!lock) throw Failure(kInUse, "another process adds a place");
     return std::move(*lock);
 }
@@ -132,6 +175,22 @@ std::u16string Accounts::UrlOf(TMK::IAFS_AccountData* account) {
     Bstr url;
     account->get_URL(url.put());
     return std::u16string(url.view());
+}
+
+std::u16string Accounts::UserOf(TMK::IAFS_AccountData* account) {
+    Bstr user;
+    account->get_UserName(user.put());
+    return std::u16string(user.view());
+}
+
+std::u16string Accounts::StoredTokenOf(const StoredAccount& account) {
+    return StringOf(ChildOf(account.data->View().get(), kToken).get());
+}
+
+bool Accounts::IsModern(const StoredAccount& account) {
+    Variant version;
+    if (const auto item = ChildOf(account.data->View().get(), kApiVersion)) item->get_v(version.put());
+    return version.type() == VT_I4 && version.lVal == 1;
 }
 
 const StoredAccount* Accounts::Find(const std::vector<StoredAccount>& accounts, const std::u16string& url) {

@@ -15,9 +15,18 @@
 namespace host {
 
 struct StoredAccount {
-    std::string id;  // the host's own, never reused
+    std::string id;  // the host's own, never reused; empty for one that isn't stored yet
     std::shared_ptr<SettingsTree> data;
     ComPtr<TMK::IAFS_AccountData> account;
+};
+
+// A new account as a person describes it. The user and the secrets are enciphered for the plug-in.
+struct AccountDetails {
+    std::u16string url;
+    std::u16string user;
+    std::u16string password;
+    std::u16string token;
+    bool is_modern = true;
 };
 
 class Accounts {
@@ -25,11 +34,16 @@ public:
     Accounts(const Profile& profile, std::shared_ptr<const Cipher> cipher)
         : m_profile(profile), m_cipher(std::move(cipher)) {}
 
-    // Makes every stored account through the file system; what it refuses is told and left in the file. One
-    // that something else has changed comes without its secrets, lest they go to another place or user.
+    // Makes every stored account through the file system; one that it refuses stays in the file, with a
+    // warning. An account that another program changed loses its secrets, so that they can't reach another
+    // site or user.
     std::vector<StoredAccount> Load(TMK::IAFS_FileSys* file_system) const;
-    // Makes an account from a tree. Throws a Failure.
-    static ComPtr<TMK::IAFS_AccountData> Restore(TMK::IAFS_FileSys* file_system, SettingsTree& data);
+    // Makes an account that isn't stored yet. Throws a Failure.
+    static StoredAccount Make(TMK::IAFS_FileSys* file_system, const AccountDetails& details);
+    // Sets the account's address to its site. Throws a Failure.
+    static void SetSite(TMK::IAFS_FileSys* file_system, StoredAccount& account, const std::u16string& url);
+    // Removes what signs in from the account, except the user's name. Throws a Failure.
+    static void DropSignIn(TMK::IAFS_FileSys* file_system, StoredAccount& account);
     // Saves what the account holds now; a stored one is replaced, a new one gets an id.
     void Save(StoredAccount& account) const;
     // Keeps other processes from adding places as long as it lives. Throws a Failure.
@@ -37,6 +51,9 @@ public:
     void Remove(const StoredAccount& account) const;
 
     static std::u16string UrlOf(TMK::IAFS_AccountData* account);
+    static std::u16string UserOf(TMK::IAFS_AccountData* account);
+    static std::u16string StoredTokenOf(const StoredAccount& account);
+    static bool IsModern(const StoredAccount& account);
     // The account that a URL belongs to: the one with the same user first, then the longest site.
     static const StoredAccount* Find(const std::vector<StoredAccount>& accounts, const std::u16string& url);
 

@@ -1,5 +1,3 @@
-// The profile's cipher over libsodium's XChaCha20-Poly1305 box.
-// Any thread.
 #include "host/profile/cipher.h"
 
 #include <fcntl.h>
@@ -18,7 +16,7 @@ namespace {
 
 constexpr std::string_view kPrefix = "sph1:";
 
-// Makes the key under another name and links it into place, so that of two first runs one wins.
+// Makes the key under another name and links it into place, so that two first runs end up with one key.
 void MakeKeyFile(const fs::path& path, std::size_t size) {
     std::string key(size, '\0');
     randombytes_buf(key.data(), key.size());

@@ -12,7 +12,7 @@ namespace host {
 
 class Cipher {
 public:
-    // Reads the key file or makes it; a file that others may read is narrowed to its owner. Throws a Failure.
+    // Reads the key file or makes it; others lose their access to an existing one. Throws a Failure.
     explicit Cipher(const fs::path& key_file);
     ~Cipher();
     Cipher(const Cipher&) = delete;
@@ -27,7 +27,7 @@ public:
 
     static bool IsEnciphered(std::string_view text);
 
-    // A keyed hash of a text: who can't read the key file can't make one.
+    // A keyed hash of a text, which can't be made without the key file.
     std::string Seal(std::string_view purpose, std::string_view text) const;
 
 private:

@@ -1,5 +1,3 @@
-// The profile folder and its stores.
-// Any thread.
 #include "host/profile/profile.h"
 
 #include <pwd.h>
@@ -14,7 +12,7 @@ namespace host {
 
 namespace {
 
-constexpr int kLockPatienceMs = 10000;
+constexpr int kLockTimeoutMs = 10000;
 
 }  // namespace
 
@@ -53,7 +51,7 @@ void Profile::SaveTree(SettingsTree& tree, std::string_view name) const {
 FileLock Profile::Lock(std::string_view name) const {
     fs::path path = file(name);
     path += ".lock";
-    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockPatienceMs);
+    auto lock = FileLock::Take(path, FileLock::Mode::exclusive, kLockTimeoutMs);
     if (!lock) throw Failure(kInUse, file(name).string() + " is in use by another process");
     return std::move(*lock);
 }
@@ -75,7 +73,7 @@ Json Profile::LoadJson(std::string_view name, IsSound* is_sound) const {
     Json json = ReadJson(name, is_sound, damaged);
     if (!damaged) return json;
     const FileLock lock = Lock(name);
-    json = ReadJson(name, is_sound, damaged);  // another process may have mended it
+    json = ReadJson(name, is_sound, damaged);  // another process may have repaired it
     if (damaged) SetAside(name, file(name).string() + " is damaged");
     return json;
 }

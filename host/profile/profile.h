@@ -1,4 +1,4 @@
-// The user's profile folder: where each stored thing of the host lies, and its settings and JSON stores.
+// The user's profile folder, with its settings trees and JSON documents.
 // Owned by the host instance; any thread.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace host {
 
-// Where things that went wrong without stopping anything are told; one line each.
+// Gets one line for each problem that doesn't stop the work.
 using Warn = std::function<void(const std::string&)>;
 
 class Profile {
@@ -26,18 +26,18 @@ public:
         if (m_warn) m_warn(line);
     }
 
-    // A stored tree, empty when there is none. One that can't be read is set aside and told.
+    // A stored tree, empty when there is none. One that can't be read is moved aside with a warning.
     std::shared_ptr<SettingsTree> LoadTree(std::string_view name) const;
     // Stores the tree if it changed.
     void SaveTree(SettingsTree& tree, std::string_view name) const;
 
-    // Whether a stored document is of the shape that its reader needs.
+    // Whether a stored document has the structure that its reader needs.
     using IsSound = bool(const Json&);
     static bool IsObject(const Json& json) { return json.IsObject(); }
 
-    // A stored document, null when there is none. One that isn't sound is set aside and told.
+    // A stored document, null when there is none. One that isn't sound is moved aside with a warning.
     Json LoadJson(std::string_view name, IsSound* is_sound = IsObject) const;
-    // Runs `change` on the document under its file's lock, and stores what it makes of it.
+    // Runs `change` on the document under its file's lock and stores the result.
     void UpdateJson(std::string_view name, const std::function<void(Json&)>& change,
                     IsSound* is_sound = IsObject) const;
 

@@ -1,5 +1,3 @@
-// Reading and checking a CabTemplate document.
-// Any thread.
 #include "host/profile/settings_template.h"
 
 #include <array>

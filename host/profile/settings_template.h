@@ -21,7 +21,7 @@ struct ItemShape {
     std::u16string id;
     TMK::CabType type = TMK::CabType::Unset;
     SettingValue default_value;
-    const ItemSet* set = nullptr;  // dictionaries; arrays that say what their elements are
+    const ItemSet* set = nullptr;  // of a dictionary, and of an array with a known type of elements
 };
 
 struct ItemSet {
@@ -42,7 +42,7 @@ private:
     ItemShape m_root;
 };
 
-// A value as the type wants it; monostate when it doesn't fit.
+// The value converted to the type; monostate when it doesn't fit.
 SettingValue ConvertSetting(const SettingValue& value, TMK::CabType type);
 
 // The type that holds such a value.

@@ -1,4 +1,4 @@
-// Settings trees: templates, typed items, what is stored and what is not believed.
+// Settings trees: templates, typed items, storing, and the refusal of bad input.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -94,7 +94,7 @@ TEST_F(Settings, ArraysGrowByTheirTemplateAndKeepLiveViews) {
     EXPECT_EQ(root->Append(outside.put()), E_INVALIDARG);
 }
 
-TEST_F(Settings, WhatIsStoredComesBackAndWhatNoLongerFitsDoesNot) {
+TEST_F(Settings, StoredValuesComeBackIfTheyStillFit) {
     Item(root.get(), u"Name")->put_v(Variant(u"\u00E4 \u6587 \"x\"").get());
     Item(root.get(), u"Level")->put_v(Variant(LONG{1}).get());
     ComPtr<TMK::ITMK_CabNode> text;
@@ -152,7 +152,7 @@ TEST_F(Settings, BadTemplatesAreRefusedAndLeaveTheTreeAlone) {
     EXPECT_EQ(NumberOf(Item(root.get(), u"Level").get()), 7);
 }
 
-TEST(SettingsStore, DamagedFilesAreSetAsideAndTold) {
+TEST(SettingsStore, DamagedFilesAreMovedAsideWithAWarning) {
     const TempFolder folder;
     const std::vector<std::string> damaged{"",
                                            "{",
@@ -161,15 +161,15 @@ TEST(SettingsStore, DamagedFilesAreSetAsideAndTold) {
                                            std::string(100000, '['),
                                            "{\"a\":\"\xFF\"}",
                                            "{\"a\":" + std::string(200, '[') + std::string(200, ']') + "}"};
-    int told = 0;
-    const Profile profile(folder.path(), [&](const std::string&) { ++told; });
+    int warnings = 0;
+    const Profile profile(folder.path(), [&](const std::string&) { ++warnings; });
     for (const std::string& content : damaged) {
         WriteText(folder / "s.json", content);
         const auto tree = profile.LoadTree("s.json");
         EXPECT_EQ(tree->ToJson(), "{}");
         EXPECT_FALSE(fs::exists(folder / "s.json"));
     }
-    EXPECT_EQ(told, static_cast<int>(damaged.size()));
+    EXPECT_EQ(warnings, static_cast<int>(damaged.size()));
     EXPECT_EQ(ReadText(folder / "s.json.bad-2"), "{");
 }
 

@@ -1,5 +1,3 @@
-// Settings trees and their views.
-// Any thread, under the tree's lock.
 #include "host/profile/settings_tree.h"
 
 #include <rapidjson/prettywriter.h>
@@ -7,7 +5,7 @@
 
 #include <algorithm>
 
-#include "host/base/failure.h"
+#include "host/base/give.h"
 #include "host/base/json.h"
 
 namespace host {
@@ -175,46 +173,29 @@ public:
         : m_tree(std::move(tree)), m_node(std::move(node)) {}
 
     HRESULT get_Type(CabType* out_type) override {
-        if (!out_type) return E_POINTER;
         const std::lock_guard lock(m_tree->mutex());
-        *out_type = m_node->type;
-        return S_OK;
+        return GiveValue(out_type, m_node->type);
     }
     HRESULT get_Item(LPCWSTR id, TMK::ITMK_CabNode** out_item) override {
-        if (!out_item) return E_POINTER;
-        *out_item = nullptr;
-        if (!id) return E_INVALIDARG;
-        return Guarded([&] {
-            const std::lock_guard lock(m_tree->mutex());
-            return Give(FindPath(*m_node, id), out_item, S_FALSE);
-        });
+        if (!id) return GiveNode(out_item, E_INVALIDARG, [] { return NodePtr(); });
+        return GiveNode(out_item, S_FALSE, [&] { return FindPath(*m_node, id); });
     }
     HRESULT get_Count(UINT* out_count) override {
-        if (!out_count) return E_POINTER;
         const std::lock_guard lock(m_tree->mutex());
-        *out_count = static_cast<UINT>(m_node->children.size());
-        return S_OK;
+        return GiveValue(out_count, m_node->children.size());
     }
     HRESULT get_ItemAt(UINT index, TMK::ITMK_CabNode** out_item) override {
-        if (!out_item) return E_POINTER;
-        *out_item = nullptr;
-        return Guarded([&] {
-            const std::lock_guard lock(m_tree->mutex());
-            const bool is_there = index < m_node->children.size();
-            return Give(is_there ? m_node->children[index] : nullptr, out_item, E_INVALIDARG);
-        });
+        return GiveNode(out_item, E_INVALIDARG,
+                        [&] { return index < m_node->children.size() ? m_node->children[index] : nullptr; });
     }
     HRESULT Append(TMK::ITMK_CabNode** out_item) override {
-        if (!out_item) return E_POINTER;
-        *out_item = nullptr;
-        return Guarded([&] {
-            const std::lock_guard lock(m_tree->mutex());
-            if (m_node->type != CabType::Array) return E_INVALIDARG;
+        return GiveNode(out_item, E_INVALIDARG, [&]() -> NodePtr {
+            if (m_node->type != CabType::Array) return nullptr;
             auto element = std::make_shared<SettingNode>();
             if (m_node->element) Reshape(*element, *m_node->element);
             m_node->children.push_back(element);
             m_tree->MarkChanged();
-            return Give(element, out_item, E_FAIL);
+            return element;
         });
     }
     HRESULT RemoveAt(UINT index) override {
@@ -256,10 +237,18 @@ private:
     const SettingValue& Value() const {
         return m_node->value.index() != 0 ? m_node->value : m_node->default_value;
     }
-    HRESULT Give(const NodePtr& node, TMK::ITMK_CabNode** out_item, HRESULT when_missing) {
-        if (!node) return when_missing;
-        *out_item = Make<Node>(m_tree, node).detach();
-        return S_OK;
+    // `find` runs under the tree's lock.
+    template <class Find>
+    HRESULT GiveNode(TMK::ITMK_CabNode** out_item, HRESULT when_missing, Find&& find) {
+        if (!out_item) return E_POINTER;
+        *out_item = nullptr;
+        return Guarded([&] {
+            const std::lock_guard lock(m_tree->mutex());
+            const NodePtr node = find();
+            if (!node) return when_missing;
+            *out_item = Make<Node>(m_tree, node).detach();
+            return S_OK;
+        });
     }
 
     std::shared_ptr<SettingsTree> m_tree;
@@ -285,12 +274,9 @@ public:
         });
     }
     HRESULT get_Root(TMK::ITMK_CabNode** out_root) override {
-        if (!out_root) return E_POINTER;
-        *out_root = nullptr;
-        return Guarded([&] {
+        return Give(out_root, [&] {
             const std::lock_guard lock(m_tree->mutex());
-            *out_root = Make<Node>(m_tree, m_tree->root()).detach();
-            return S_OK;
+            return Make<Node>(m_tree, m_tree->root());
         });
     }
 

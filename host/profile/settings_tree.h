@@ -28,7 +28,7 @@ class SettingsTree : public std::enable_shared_from_this<SettingsTree> {
 public:
     SettingsTree();
 
-    // Throws a Failure of E_INVALIDARG; the tree is then what it was.
+    // Throws a Failure of E_INVALIDARG; the tree then stays as it was.
     void SetTemplate(std::string_view xml, std::u16string_view name);
 
     // The set items as one JSON object; defaults are left to the template.
@@ -56,7 +56,7 @@ private:
     bool m_changed = false;
 };
 
-// What a C++ caller needs of a tree, by its interfaces.
+// Short forms of calls through a tree's interfaces.
 ComPtr<TMK::ITMK_CabNode> ChildOf(TMK::ITMK_Cab* tree, std::u16string_view id);
 std::u16string StringOf(TMK::ITMK_CabNode* node);
 void PutString(TMK::ITMK_Cab* tree, std::u16string_view id, std::u16string_view value);

@@ -1,5 +1,3 @@
-// Catalogues of strings.
-// Any thread.
 #include "host/prompts/catalogue.h"
 
 #include <array>

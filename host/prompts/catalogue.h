@@ -15,8 +15,8 @@ namespace host {
 class Catalogue {
 public:
     Catalogue();
-    // Files the texts of a Localization document under their modules' namespaces, replacing by id. Throws a
-    // Failure of E_INVALIDARG.
+    // Adds the texts of a Localization document under their modules' namespaces; later texts replace earlier
+    // ones. Throws a Failure of E_INVALIDARG.
     void Load(std::string_view xml);
     // "sp.msg.x", "btn.ok", each with or without "$$$." in front.
     std::optional<std::u16string> Find(std::u16string_view id) const;

@@ -1,4 +1,4 @@
-// Prompts by script, the main thread's queue, strings, pictures and the bind context.
+// Scripted prompts, the main thread's queue, strings and pictures.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -9,7 +9,6 @@
 #include "host/core/images.h"
 #include "host/prompts/catalogue.h"
 #include "host/prompts/task_dialog.h"
-#include "host/signin/bind_context.h"
 #include "host/testing/temp_folder.h"
 
 namespace host {
@@ -18,22 +17,20 @@ namespace {
 using testing::ReadText;
 using testing::TempFolder;
 
-// A person who gives these lines, one for each question.
-class ScriptedTerminal final : public Terminal {
+// A person who presses a button; without one nobody can be asked.
+class Person final : public Prompter {
 public:
-    explicit ScriptedTerminal(std::vector<std::string> lines = {}) : m_lines(std::move(lines)) {}
-    bool CanAsk() const override { return !m_lines.empty(); }
-    void Tell(std::string_view line) override { shown += std::string(line) + "\n"; }
-    std::optional<std::string> Ask(std::string_view prompt, bool) override {
-        shown += std::string(prompt) + "\n";
-        if (m_next == m_lines.size()) return std::nullopt;
-        return m_lines[m_next++];
+    explicit Person(std::optional<unsigned> button = {}) : m_button(button) {}
+    bool CanAsk() const override { return m_button.has_value(); }
+    unsigned Ask(Prompt& prompt) override {
+        asked = prompt;
+        prompt.edit_text = "typed";
+        return *m_button;
     }
-    std::string shown;
+    Prompt asked;
 
 private:
-    std::vector<std::string> m_lines;
-    std::size_t m_next = 0;
+    const std::optional<unsigned> m_button;
 };
 
 constexpr std::string_view kCatalogue =
@@ -78,7 +75,7 @@ Outcome Ask(PromptDesk& desk, const Catalogue& catalogue) {
 TEST(Prompts, AnswersComeFromTheScriptThenTheDefaultThenThePersonElseClosed) {
     Catalogue catalogue;
     catalogue.Load(kCatalogue);
-    ScriptedTerminal nobody;
+    Person nobody;
     PromptDesk closed(nobody, [](const std::string&) {});
     EXPECT_EQ(Ask(closed, catalogue).pressed, 2u);
     closed.SetYes(true);
@@ -93,39 +90,36 @@ TEST(Prompts, AnswersComeFromTheScriptThenTheDefaultThenThePersonElseClosed) {
     EXPECT_EQ(Ask(closed, catalogue).pressed, 1u) << "the next answer of the same id";
     EXPECT_EQ(Ask(closed, catalogue).pressed, 1u) << "the last one stays";
 
-    ScriptedTerminal person({"7", "1", "1", "a comment", "y"});
+    Person person(0);
     PromptDesk desk(person, [](const std::string&) {});
     const Outcome asked = Ask(desk, catalogue);
     EXPECT_EQ(asked.pressed, 0u);
-    EXPECT_EQ(asked.radio, 0u);
-    EXPECT_EQ(asked.text, u"a comment");
-    EXPECT_TRUE(asked.checked);
-    EXPECT_NE(person.shown.find("Save it?"), std::string::npos) << person.shown;
-    EXPECT_NE(person.shown.find("1) Save - to the server"), std::string::npos) << person.shown;
-    EXPECT_EQ(Ask(desk, catalogue).pressed, 2u) << "the end of input closes the box";
+    EXPECT_EQ(asked.text, u"typed");
+    EXPECT_EQ(person.asked.text, "Save <b>it</b>?");
+    EXPECT_EQ(person.asked.button_texts[0], "&Save\n- to the server");
 }
 
-TEST(Prompts, AnswersThatDoNotFitFailInsteadOfPressingSomething) {
+TEST(Prompts, AnswersThatDoNotFitAreFailures) {
     Catalogue catalogue;
     catalogue.Load(kCatalogue);
-    ScriptedTerminal nobody;
+    Person nobody;
     for (const char* answer : {"x=sp.btn.other", "x=3", "x=0,radio=2"}) {
-        std::string told;
-        PromptDesk desk(nobody, [&](const std::string& line) { told = line; });
+        std::string warnings;
+        PromptDesk desk(nobody, [&](const std::string& line) { warnings = line; });
         desk.AddAnswer("sp.msg.ask", ParseAnswer(answer)->second);
         EXPECT_EQ(Ask(desk, catalogue).result, E_INVALIDARG) << answer;
-        EXPECT_NE(told.find("sp.msg.ask"), std::string::npos);
+        EXPECT_NE(warnings.find("sp.msg.ask"), std::string::npos);
     }
     for (const char* bad : {"", "x", "=1", "x=", "x=1,rdaio=2", "x=1,radio=", "x=1,radio=-1"}) {
         EXPECT_FALSE(ParseAnswer(bad)) << bad;
     }
 }
 
-TEST(Prompts, TheLogTellsEachPromptInOneLine) {
+TEST(Prompts, TheLogHasOneLineForEachPrompt) {
     const TempFolder folder;
     Catalogue catalogue;
     catalogue.Load(kCatalogue);
-    ScriptedTerminal nobody;
+    Person nobody;
     PromptDesk desk(nobody, [](const std::string&) {});
     desk.LogTo(folder / "log");
     Ask(desk, catalogue);
@@ -139,7 +133,7 @@ TEST(Prompts, TheLogTellsEachPromptInOneLine) {
 }
 
 TEST(MainThread, WorkOfAnyThreadRunsOnTheMainThread) {
-    MainThread main_thread;
+    WaitingMainThread main_thread;
     const auto here = std::this_thread::get_id();
     std::atomic<int> done{0};
     const auto work = [&] { return std::this_thread::get_id() == here ? (++done, HRESULT{42}) : E_FAIL; };
@@ -164,54 +158,6 @@ TEST(MainThread, WorkOfAnyThreadRunsOnTheMainThread) {
     std::thread([&] { EXPECT_EQ(main_thread.Run(work, true), E_ABORT); }).join();
 }
 
-TEST(BindContext, GivenCredentialsAreUsedOnceThenThePersonIsAsked) {
-    const auto ask = [](TMK::IAFS_BindContext* context, DWORD flags, std::u16string& user,
-                        std::u16string& password, std::u16string preset = u"preset",
-                        std::u16string tried = {}) {
-        char16_t host_name[] = u"server";
-        Bstr out_user;
-        Bstr out_password;
-        const HRESULT result =
-            context->OnGetUserAccount(nullptr, host_name, nullptr, preset.data(), tried.data(),
-                                      out_user.put(), out_password.put(), nullptr, flags);
-        user = out_user.view();
-        password = out_password.view();
-        return result;
-    };
-    std::u16string user;
-    std::u16string password;
-    ScriptedTerminal person({"", "typed"});
-    const auto context = MakeBindContext(person, Credentials{u"alice", u"secret"});
-    EXPECT_EQ(ask(context.get(), TMK::AFS_BindContext_NoUI, user, password), S_OK);
-    EXPECT_EQ(user, u"alice");
-    EXPECT_EQ(ask(context.get(), 0, user, password), S_OK);
-    EXPECT_EQ(password, u"secret");
-    EXPECT_EQ(ask(context.get(), 0, user, password), S_OK) << "asked again: the given ones were refused";
-    EXPECT_EQ(user, u"preset");
-    EXPECT_EQ(password, u"typed");
-    EXPECT_EQ(ask(context.get(), 0, user, password), kCanceled);
-    // A name that was answered stands there at the next question, unless the plug-in names another one.
-    ScriptedTerminal again({"alice", "wrong", "", "right"});
-    const auto asking = MakeBindContext(again, std::nullopt);
-    EXPECT_EQ(ask(asking.get(), 0, user, password, u""), S_OK);
-    EXPECT_EQ(ask(asking.get(), 0, user, password, u""), S_OK);
-    EXPECT_EQ(user, u"alice");
-    EXPECT_EQ(password, u"right");
-    EXPECT_NE(again.shown.find("User name for server [alice]"), std::string::npos) << again.shown;
-    // Given credentials that were tried without a question are not given once more.
-    std::string why;
-    ScriptedTerminal nobody;
-    const auto refused = MakeBindContext(nobody, Credentials{u"alice", u"secret"},
-                                         [&](const std::string& reason) { why = reason; });
-    EXPECT_EQ(ask(refused.get(), TMK::AFS_BindContext_NoUI, user, password), S_OK);
-    EXPECT_EQ(ask(refused.get(), 0, user, password, u"alice", u"secret"), kCanceled);
-    EXPECT_NE(why.find("refused"), std::string::npos) << why;
-    EXPECT_EQ(ask(MakeBindContext(nobody, std::nullopt).get(), 0, user, password), kCanceled);
-    EXPECT_EQ(ask(MakeBindContext(nobody, std::nullopt).get(), TMK::AFS_BindContext_NoUI, user, password),
-              S_OK);
-    EXPECT_TRUE(user.empty());
-}
-
 TEST(Catalogue, TextsAreFoundByNamespaceAndReplacedByLaterOnes) {
     Catalogue catalogue;
     catalogue.Load(kCatalogue);
@@ -224,7 +170,7 @@ TEST(Catalogue, TextsAreFoundByNamespaceAndReplacedByLaterOnes) {
     EXPECT_EQ(catalogue.Find(u"sp.msg.ask"), u"Save <b>it</b>?");
 }
 
-TEST(Text, WhatATerminalShowsHoldsNoTagsAndNoControls) {
+TEST(Text, ATerminalShowsNoTagsAndNoControlCharacters) {
     EXPECT_EQ(PlainLine("a <b>bold</b>\r\n\tline\x1B[31m"), "a bold line[31m");
     EXPECT_EQ(PlainText("one\n<br/>two\n"), "one\ntwo");
     EXPECT_EQ(PlainLine("<B>a</B> by <a href=\"x\">Alice</a> <alice@h.example>, 1 < 2, <"),

@@ -1,6 +1,6 @@
-// Asking for a user name and a password.
-// Any thread.
 #include "host/signin/bind_context.h"
+
+#include <mutex>
 
 #include "host/base/failure.h"
 #include "host/base/object.h"
@@ -11,27 +11,27 @@ namespace {
 
 class BindContext final : public Object<TMK::IAFS_BindContext> {
 public:
-    BindContext(Terminal& terminal, std::optional<Credentials> given, NoteRefusal note)
-        : m_terminal(terminal), m_given(std::move(given)), m_note(std::move(note)) {}
+    BindContext(SignInPrompts& prompts, std::optional<Credentials> given, NoteRefusal note)
+        : m_prompts(prompts), m_given(std::move(given)), m_note(std::move(note)) {}
 
     HRESULT OnGetUserAccount(void*, LPWSTR host_name, LPWSTR status_text, LPWSTR user, LPWSTR password,
                              BSTR* out_user, BSTR* out_password, void*, DWORD flags) override {
         if (!out_user || !out_password) return E_POINTER;
         return Guarded([&] {
-            const std::lock_guard lock(m_terminal.mutex());
+            const std::lock_guard lock(m_mutex);
             if (flags & TMK::AFS_BindContext_NoUI)
                 return Give(m_given.value_or(Credentials{}), out_user, out_password);
             const Credentials tried{FromWide(user), FromWide(password)};
             const std::u16string asking = FromWide(host_name);
-            // Given credentials that come back to be asked for were refused.
+            // The given credentials come back as tried ones when the server refused them.
             if (m_given && !m_used && !IsSame(*m_given, tried)) {
                 m_used = true;
                 m_last = {asking, m_given->user.empty() ? tried.user : m_given->user};
                 return Give({m_last.user, m_given->password}, out_user, out_password);
             }
             const bool is_again = m_last.host == asking && !m_last.user.empty();
-            const auto asked =
-                Ask(asking, FromWide(status_text), tried.user.empty() && is_again ? m_last.user : tried.user);
+            const auto asked = m_prompts.AskCredentials(
+                {asking, FromWide(status_text), tried.user.empty() && is_again ? m_last.user : tried.user});
             if (asked) {
                 m_last = {asking, asked->user};
                 return Give(*asked, out_user, out_password);
@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    // What was answered last, to begin the next question with.
+    // The last answer, offered in the next question.
     struct Answer {
         std::u16string host;
         std::u16string user;
@@ -61,21 +61,9 @@ private:
         *out_password = password.detach();
         return S_OK;
     }
-    std::optional<Credentials> Ask(const std::u16string& host_name, const std::u16string& status,
-                                   const std::u16string& preset) {
-        if (!m_terminal.CanAsk()) return std::nullopt;
-        if (!status.empty()) m_terminal.Tell(PlainText(ToUtf8(status)));
-        const std::string shown = PlainLine(ToUtf8(preset));
-        const auto user = m_terminal.Ask(
-            "User name for " + PlainLine(ToUtf8(host_name)) + (shown.empty() ? ": " : " [" + shown + "]: "),
-            true);
-        if (!user || (user->empty() && preset.empty())) return std::nullopt;
-        const auto password = m_terminal.Ask("Password: ", false);
-        if (!password) return std::nullopt;
-        return Credentials{user->empty() ? preset : ToUtf16(*user), ToUtf16(*password)};
-    }
 
-    Terminal& m_terminal;
+    SignInPrompts& m_prompts;
+    std::mutex m_mutex;
     const std::optional<Credentials> m_given;
     const NoteRefusal m_note;
     bool m_used = false;
@@ -84,9 +72,9 @@ private:
 
 }  // namespace
 
-ComPtr<TMK::IAFS_BindContext> MakeBindContext(Terminal& terminal, std::optional<Credentials> given,
+ComPtr<TMK::IAFS_BindContext> MakeBindContext(SignInPrompts& prompts, std::optional<Credentials> given,
                                               NoteRefusal note) {
-    return Make<BindContext>(terminal, std::move(given), std::move(note));
+    return Make<BindContext>(prompts, std::move(given), std::move(note));
 }
 
 }  // namespace host

@@ -1,27 +1,22 @@
-// Asks for a user name and a password: what the command line gave first, then the person at the terminal.
-// Any thread.
+// Gives a plug-in the user name and the password that a server asks for: what was given in advance first,
+// then the person's answer. Any thread.
 #pragma once
 
 #include <functional>
 #include <optional>
 #include <string>
 
-#include "host/prompts/terminal.h"
+#include "host/signin/sign_in_prompts.h"
 #include "hostapi/iafs.h"
 #include "platform/com_ptr.h"
 
 namespace host {
 
-// Hears why nobody could be asked, in a sentence for a person.
+// Gets the reason why there is no answer, in a sentence for a person.
 using NoteRefusal = std::function<void(const std::string&)>;
 
-struct Credentials {
-    std::u16string user;
-    std::u16string password;
-};
-
-// Nobody to ask, or a person who gives no answer, is the result 0x821704C7.
-ComPtr<TMK::IAFS_BindContext> MakeBindContext(Terminal& terminal, std::optional<Credentials> given,
+// Without an answer its result is 0x821704C7. The prompts outlive it.
+ComPtr<TMK::IAFS_BindContext> MakeBindContext(SignInPrompts& prompts, std::optional<Credentials> given,
                                               NoteRefusal note = {});
 
 }  // namespace host

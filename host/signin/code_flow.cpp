@@ -1,8 +1,5 @@
-// The sign-in in the person's browser.
-// Any thread.
 #include "host/signin/code_flow.h"
 
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sodium.h>
@@ -14,22 +11,19 @@
 #include <cctype>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <map>
 #include <regex>
 #include <vector>
 
-#include "host/base/environment.h"
 #include "host/base/failure.h"
-#include "host/base/interrupt.h"
 #include "host/base/posix_file.h"
-#include "host/base/spawn.h"
 
 namespace host {
 
 namespace {
 
-constexpr std::chrono::minutes kPatience{10};
+constexpr std::chrono::minutes kTimeout{10};
+constexpr int kCheckIntervalMs = 100;  // between looks whether the person has cancelled
 constexpr std::size_t kLongestRequest = 16 * 1024;
 
 std::string Base64Url(const unsigned char* bytes, std::size_t size) {
@@ -129,7 +123,7 @@ public:
         address.sin_port = htons(redirect.port);
         socklen_t size = sizeof(address);
         auto* const name = reinterpret_cast<sockaddr*>(&address);
-        const int on = 1;  // a named port may still be held by the answers of a sign-in before
+        const int on = 1;  // a named port may still be in use by the last sign-in's connections
         setsockopt(m_socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
         if (!m_socket || bind(m_socket.get(), name, size) != 0 || listen(m_socket.get(), 8) != 0 ||
             getsockname(m_socket.get(), name, &size) != 0) {
@@ -140,7 +134,8 @@ public:
     const std::string& Url() const { return m_url; }
 
     // The next whole request, to be answered on its connection.
-    std::pair<Descriptor, std::string> Next(std::chrono::steady_clock::time_point deadline) {
+    std::pair<Descriptor, std::string> Next(std::chrono::steady_clock::time_point deadline,
+                                            const SignInNotice& notice) {
         for (;;) {
             for (auto client = m_clients.begin(); client != m_clients.end(); ++client) {
                 if (client->second.find("\r\n\r\n") == std::string::npos) continue;
@@ -148,27 +143,29 @@ public:
                 m_clients.erase(client);
                 return whole;
             }
-            Wait(deadline);
+            Wait(deadline, notice);
         }
     }
 
 private:
-    void Wait(std::chrono::steady_clock::time_point deadline) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in within ten minutes");
-        std::vector<pollfd> watched{{InterruptDescriptor(), POLLIN, 0}, {m_socket.get(), POLLIN, 0}};
+    void Wait(std::chrono::steady_clock::time_point deadline, const SignInNotice& notice) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in within ten minutes");
+        std::vector<pollfd> watched{{m_socket.get(), POLLIN, 0}};
         for (const auto& client : m_clients) watched.push_back({client.first.get(), POLLIN, 0});
-        poll(watched.data(), watched.size(), static_cast<int>(left.count()));
-        if (InterruptFlag()) throw Failure(kCanceled, "the sign-in was interrupted");
+        if (poll(watched.data(), watched.size(), kCheckIntervalMs) < 0) return CheckCanceled(notice);
+        CheckCanceled(notice);
         for (std::size_t i = m_clients.size(); i-- > 0;) {
-            if (watched[i + 2].revents != 0 && !ReadMore(m_clients[i]))
+            if (watched[i + 1].revents != 0 && !ReadMore(m_clients[i]))
                 m_clients.erase(m_clients.begin() + static_cast<std::ptrdiff_t>(i));
         }
-        if (watched[1].revents != 0) {
+        if (watched[0].revents != 0) {
             Descriptor client(accept4(m_socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
             if (client) m_clients.emplace_back(std::move(client), "");
         }
+    }
+    static void CheckCanceled(const SignInNotice& notice) {
+        if (notice.IsCanceled()) throw Failure(kCanceled, "the sign-in was interrupted");
     }
     static bool ReadMore(std::pair<Descriptor, std::string>& client) {
         std::array<char, 4096> block;
@@ -200,7 +197,7 @@ std::uint16_t PortOfRedirect(const std::string& redirect) {
     return ParseRedirect(redirect).port;
 }
 
-CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const std::string& url)>& open) {
+CodeAnswer AskForCode(const CodeRequest& request, SignInPrompts& prompts) {
     const Redirect redirect = ParseRedirect(request.redirect);
     Listener listener(redirect);
     const std::string state = RandomText();
@@ -210,13 +207,13 @@ CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const
         "&scope=" + Escape(request.scope) + "&redirect_uri=" + Escape(answer.redirect_uri) +
         "&state=" + state + "&code_challenge=" + ChallengeOf(answer.verifier) + "&code_challenge_method=S256";
     if (!request.user.empty()) url += "&login_hint=" + Escape(request.user);
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    open(url);
+    const auto deadline = std::chrono::steady_clock::now() + kTimeout;
+    const auto notice = prompts.OpenPage(url);
     for (;;) {
-        const auto [client, text] = listener.Next(deadline);
+        const auto [client, text] = listener.Next(deadline, *notice);
         auto query = QueryOf(text, redirect.path);
         if (query["state"] != state) {
-            // Not of this sign-in: a page's picture, or somebody who guesses.
+            // Not of this sign-in: a browser's request for an icon, or a guess.
             Reply(client, "404 Not Found", "There is nothing here.");
             continue;
         }
@@ -230,24 +227,6 @@ CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const
         throw Failure(E_ACCESSDENIED, "the sign-in page ended with " + PlainLine(query["error"]) + ": " +
                                           PlainLine(query["error_description"]));
     }
-}
-
-bool HasBrowser() {
-    return IsAnySet({"BROWSER", "DISPLAY", "WAYLAND_DISPLAY"});
-}
-
-void OpenInBrowser(const std::string& url) {
-    const char* const chosen = std::getenv("BROWSER");
-    std::string program = chosen && *chosen ? chosen : "xdg-open";
-    std::string address = url;
-    std::array<char*, 3> words{program.data(), address.data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
-    pid_t child = 0;
-    posix_spawnp(&child, program.c_str(), &actions, SpawnAttributes().get(), words.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
 }
 
 }  // namespace host

@@ -1,22 +1,23 @@
-// Signing in on the authority's own page in the person's browser (RFC 6749, 7636 and 8252): the page comes
-// back to a listener of this machine with a code. Any thread; it waits for the person.
+// Signing in on the authority's page in the person's browser (RFC 6749, 7636 and 8252): the page redirects to
+// a listener on this machine with a code. Any thread; it waits for the person.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
+
+#include "host/signin/sign_in_prompts.h"
 
 namespace host {
 
 struct CodeRequest {
-    std::string endpoint;  // where the page is
+    std::string endpoint;  // address of the page
     std::string client_id;
     std::string scope;
-    std::string user;           // a name to begin with, may be empty
-    std::string redirect = {};  // where the page comes back to, empty for any port of this machine
+    std::string user;           // a name to offer, may be empty
+    std::string redirect = {};  // address of the listener, empty for any port of this machine
 };
 
-// What a token endpoint wants for the code.
+// What the token endpoint needs to exchange the code.
 struct CodeAnswer {
     std::string code;
     std::string redirect_uri;
@@ -27,14 +28,7 @@ struct CodeAnswer {
 // localhost or 127.0.0.1.
 std::uint16_t PortOfRedirect(const std::string& redirect);
 
-// `open` gets the page's address. Throws a Failure: 0x821704C7 when the person declines or interrupts,
-// 0x800705B4 after ten minutes.
-CodeAnswer AskForCode(const CodeRequest& request, const std::function<void(const std::string& url)>& open);
-
-// Whether there is likely a browser on this screen.
-bool HasBrowser();
-
-// Starts $BROWSER or the desktop's own choice, and doesn't wait for it.
-void OpenInBrowser(const std::string& url);
+// Throws a Failure: 0x821704C7 when the person declines or cancels, 0x800705B4 after ten minutes.
+CodeAnswer AskForCode(const CodeRequest& request, SignInPrompts& prompts);
 
 }  // namespace host

@@ -1,5 +1,3 @@
-// One POST of a form, over libcurl.
-// Any thread.
 #include "host/signin/http_form.h"
 
 #include <curl/curl.h>
@@ -27,8 +25,12 @@ std::size_t Collect(char* data, std::size_t size, std::size_t count, void* targe
     return size * count;
 }
 
-int OnProgress(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
-    return InterruptFlag() ? 1 : 0;
+bool IsCanceled(const SignInNotice* notice) {
+    return InterruptFlag() || (notice && notice->IsCanceled());
+}
+
+int OnProgress(void* notice, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return IsCanceled(static_cast<const SignInNotice*>(notice)) ? 1 : 0;
 }
 
 DWORD CodeOf(CURLcode code) {
@@ -81,7 +83,8 @@ void RequireProxysConsent(CURL* curl) {
 
 }  // namespace
 
-FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields) {
+FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields,
+                    const SignInNotice* notice) {
     static std::once_flag once;
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     if (!url.starts_with("https://") && !IsThisMachine(url)) {
@@ -111,13 +114,14 @@ FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::str
     set(CURLOPT_WRITEDATA, static_cast<void*>(&answer.body));
     set(CURLOPT_NOPROGRESS, 0L);
     set(CURLOPT_XFERINFOFUNCTION, &OnProgress);
+    set(CURLOPT_XFERINFODATA, const_cast<SignInNotice*>(notice));
     set(CURLOPT_ERRORBUFFER, reason.data());
     curl_blob blob{const_cast<char*>(certificates.data()), certificates.size(), CURL_BLOB_NOCOPY};
     if (!certificates.empty()) set(CURLOPT_CAINFO_BLOB, &blob);
     const CURLcode code = curl_easy_perform(curl.get());
     RequireProxysConsent(curl.get());
     if (code != CURLE_OK) {
-        if (InterruptFlag()) throw Failure(kCanceled, "the sign-in was interrupted");
+        if (IsCanceled(notice)) throw Failure(kCanceled, "the sign-in was interrupted");
         const std::string why = reason[0] ? reason.data() : curl_easy_strerror(code);
         throw Failure(HRESULT_FROM_WIN32(CodeOf(code)), "the sign-in server can't be reached: " + why);
     }

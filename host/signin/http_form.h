@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/signin/sign_in_prompts.h"
+
 namespace host {
 
 struct FormAnswer {
@@ -12,7 +14,9 @@ struct FormAnswer {
     std::string body;
 };
 
-// Throws a Failure: 0x80072EE7 and its like by what went wrong, 0x821704C7 when interrupted.
-FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields);
+// Throws a Failure: 0x80072EE7 and its like by what went wrong, 0x821704C7 when the program is to stop or the
+// person cancels at the notice, where one is shown.
+FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields,
+                    const SignInNotice* notice = nullptr);
 
 }  // namespace host

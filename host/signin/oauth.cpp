@@ -1,5 +1,3 @@
-// Device sign-in and the store of tokens.
-// Any thread; one sign-in at a time.
 #include "host/signin/oauth.h"
 
 #include <algorithm>
@@ -62,9 +60,18 @@ std::string KeyOf(const OAuthRequest& request) {
     return request.authority + " " + request.scope + " " + request.user;
 }
 
-// Of one sign-in alone, so that no other's token can be put in its place.
+// A purpose of its own for each sign-in, so that stored tokens can't be exchanged.
 std::string PurposeOf(const std::string& key, const char* name) {
     return std::string(kPurpose) + " " + name + " " + key;
+}
+
+// Throws a Failure of 0x821704C7 as soon as the person cancels.
+void Wait(int seconds, const SignInNotice& notice) {
+    constexpr int kCheckIntervalMs = 100;
+    for (int left = seconds * 1000; left > 0; left -= kCheckIntervalMs) {
+        const bool has_slept = SleepUnlessInterrupted(kCheckIntervalMs);
+        if (!has_slept || notice.IsCanceled()) throw Failure(kCanceled, "the sign-in was interrupted");
+    }
 }
 
 [[noreturn]] void ThrowRefusal(const FormAnswer& answer, const Json& json) {
@@ -93,13 +100,8 @@ std::string ServerOf(const std::string& url) {
     return server;
 }
 
-OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, Terminal& terminal,
-             std::function<void(const std::string& url)> open)
-    : m_profile(profile),
-      m_cipher(std::move(cipher)),
-      m_terminal(terminal),
-      m_open(std::move(open)),
-      m_started(Microseconds()) {}
+OAuth::OAuth(const Profile& profile, std::shared_ptr<const Cipher> cipher, SignInPrompts& prompts)
+    : m_profile(profile), m_cipher(std::move(cipher)), m_prompts(prompts), m_started(Microseconds()) {}
 
 void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value) const {
     m_profile.UpdateJson(kOverridesFile, [&](Json& json) {
@@ -118,7 +120,7 @@ std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) co
     const auto text = ReadWhole(m_profile.file(kOverridesFile));
     if (!text) return std::nullopt;
     const std::optional<Json> json = ParseJson(*text);
-    // Without it a sign-in would turn to another authority than the person named.
+    // Without it a sign-in would go to another authority than the person has chosen.
     if (!json || !json->IsObject()) {
         throw Failure(kBadData,
                       m_profile.file(kOverridesFile).string() +
@@ -177,7 +179,7 @@ void OAuth::Store(const std::string& key, const Tokens& tokens) const {
 
 void OAuth::Forget(const std::string& site_url, const std::string& user) const {
     if (!fs::exists(m_profile.file(kTokensFile))) return;
-    // A scope names the server without its port, in the letters that it was typed in.
+    // A scope names the server without its port, in the case in which it was typed.
     std::string server = ServerOf(site_url);
     const std::size_t host = server.find("://") + 3;
     const std::size_t colon = server.find(':', server.find(']') < server.size() ? server.find(']') : host);
@@ -194,6 +196,13 @@ void OAuth::Forget(const std::string& site_url, const std::string& user) const {
     });
 }
 
+std::optional<OAuth::Tokens> OAuth::ReadTokens(const FormAnswer& answer, const Json& json) {
+    const std::string access = TextOf(json, "access_token");
+    if (answer.status != 200 || access.empty()) return std::nullopt;
+    return Tokens{access, TextOf(json, "refresh_token"),
+                  std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+}
+
 std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
                                             const std::string& refresh_token) const {
     const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "refresh_token"},
@@ -201,28 +210,22 @@ std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
                                                                     {"scope", FullScope(request)},
                                                                     {"refresh_token", refresh_token}});
     const Json json = ParseJsonObject(answer.body);
-    const std::string access = TextOf(json, "access_token");
-    // A server in trouble says nothing about the token; a new sign-in would meet the same trouble.
+    // A server error doesn't mean that the token is bad, and a new sign-in would fail in the same way.
     if (answer.status >= 500 || answer.status == kTooManyRequests) ThrowRefusal(answer, json);
-    if (answer.status != 200 || access.empty()) return std::nullopt;
-    std::string refresh = TextOf(json, "refresh_token");
-    if (refresh.empty()) refresh = refresh_token;
-    return Tokens{access, refresh, std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+    std::optional<Tokens> tokens = ReadTokens(answer, json);
+    if (tokens && tokens->refresh.empty()) tokens->refresh = refresh_token;
+    return tokens;
 }
 
 OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
-    const bool by_code = request.flow.empty() ? m_terminal.CanAsk() && HasBrowser() : request.flow == "code";
+    const bool by_code = request.flow.empty() ? m_prompts.CanOpenPages() : request.flow == "code";
     return by_code ? SignInByCode(request) : SignInByDevice(request);
 }
 
 OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
-    const CodeAnswer code = AskForCode(
-        {Endpoint(request, "authorize"), request.client_id, FullScope(request), request.user,
-         request.redirect},
-        [this](const std::string& url) {
-            m_terminal.Tell("To sign in, use the page that opens in your browser, or open " + PlainLine(url));
-            m_open(url);
-        });
+    const CodeAnswer code = AskForCode({Endpoint(request, "authorize"), request.client_id, FullScope(request),
+                                        request.user, request.redirect},
+                                       m_prompts);
     const FormAnswer answer = PostForm(Endpoint(request, "token"), {{"grant_type", "authorization_code"},
                                                                     {"client_id", request.client_id},
                                                                     {"scope", FullScope(request)},
@@ -230,10 +233,9 @@ OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
                                                                     {"redirect_uri", code.redirect_uri},
                                                                     {"code_verifier", code.verifier}});
     const Json json = ParseJsonObject(answer.body);
-    const std::string access = TextOf(json, "access_token");
-    if (answer.status != 200 || access.empty()) ThrowRefusal(answer, json);
-    return {access, TextOf(json, "refresh_token"),
-            std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+    const std::optional<Tokens> tokens = ReadTokens(answer, json);
+    if (!tokens) ThrowRefusal(answer, json);
+    return *tokens;
 }
 
 OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
@@ -244,8 +246,7 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
     std::string address = TextOf(code, "verification_uri");
     if (address.empty()) address = TextOf(code, "verification_url");
     if (offer.status != 200 || device_code.empty()) ThrowRefusal(offer, code);
-    m_terminal.Tell("To sign in, open " + PlainLine(address) + " in a browser and enter the code " +
-                    PlainLine(TextOf(code, "user_code")));
+    const auto notice = m_prompts.ShowCode(address, TextOf(code, "user_code"));
     const std::int64_t deadline = std::time(nullptr) + NumberOf(code, "expires_in", kDefaultLifetime);
     auto interval = static_cast<int>(
         std::clamp<std::int64_t>(NumberOf(code, "interval", kDefaultInterval), 1, kMaxInterval));
@@ -253,26 +254,23 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
         const FormAnswer answer = PostForm(Endpoint(request, "token"),
                                            {{"grant_type", "urn:ietf:params:oauth:grant-type:device_code"},
                                             {"client_id", request.client_id},
-                                            {"device_code", device_code}});
+                                            {"device_code", device_code}},
+                                           notice.get());
         const Json json = ParseJsonObject(answer.body);
-        const std::string access = TextOf(json, "access_token");
-        if (answer.status == 200 && !access.empty()) {
-            return {access, TextOf(json, "refresh_token"),
-                    std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
-        }
+        if (const auto tokens = ReadTokens(answer, json)) return *tokens;
         const std::string error = TextOf(json, "error");
         if (error == "slow_down") {
             interval = std::min(interval + kSlowDown, kMaxInterval);
         } else if (error != "authorization_pending") {
             ThrowRefusal(answer, json);
         }
-        if (!SleepUnlessInterrupted(interval * 1000)) throw Failure(kCanceled, "the sign-in was interrupted");
+        Wait(interval, *notice);
     }
     throw Failure(HRESULT_FROM_WIN32(1460), "nobody signed in before the code expired");
 }
 
-// Whoever asks has no token or a refused one. What lay in store before may be as old as that, so only a token
-// that another process got meanwhile is worth a try.
+// The caller has no token or a refused one. A token from before this process may be the refused one, so only
+// a token that another process has stored since is fresh.
 bool OAuth::IsFresh(const OAuthRequest& request, const Tokens& tokens) const {
     return !tokens.access.empty() && !m_in_use.contains({request.site, tokens.access}) &&
            tokens.stored >= m_started && tokens.expires > std::time(nullptr) + 30;
@@ -282,13 +280,13 @@ std::string OAuth::GetToken(const OAuthRequest& request) {
     const std::lock_guard guard(m_mutex);
     fs::path lock_path = m_profile.file(kTokensFile);
     lock_path += ".signin.lock";
-    // While one process renews, the others wait and then find its result.
+    // While one process renews the token, the others wait and then use it.
     const auto lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, 120000);
     if (!lock) throw Failure(kInUse, "another sphost is signing in");
     const std::string key = KeyOf(request);
     std::optional<Tokens> tokens = Load(key);
     if (!tokens || !IsFresh(request, *tokens)) {
-        // A token that was refused right after it was renewed can't be helped by renewing once more.
+        // A token that is refused right after its renewal is not renewed again.
         const bool was_renewed =
             tokens && m_renewed.contains(tokens->access) && tokens->expires > std::time(nullptr) + 30;
         std::optional<Tokens> renewed;

@@ -1,5 +1,5 @@
-// Signing in, by device and by browser, against a small sign-in server: when a token is given out, renewed,
-// or asked for anew.
+// Signing in by device and by browser, against a small sign-in server: when a token is given out, when it is
+// renewed, and when a new sign-in starts.
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sodium.h>
@@ -13,6 +13,7 @@
 #include "host/base/failure.h"
 #include "host/signin/http_form.h"
 #include "host/signin/oauth.h"
+#include "host/testing/silent_front_end.h"
 #include "host/testing/temp_folder.h"
 
 namespace host {
@@ -108,14 +109,6 @@ private:
     std::thread m_thread;
 };
 
-class QuietTerminal final : public Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view line) override { shown += line; }
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-    std::string shown;
-};
-
 // The value of a form's or a query's member, as it is written there.
 std::string Member(const std::string& text, const std::string& name) {
     const std::size_t at = text.find(name + "=");
@@ -124,8 +117,8 @@ std::string Member(const std::string& text, const std::string& name) {
     return text.substr(begin, text.find('&', begin) - begin);
 }
 
-// A browser whose person ends the sign-in page at once: it opens a connection that it doesn't use, asks for
-// other things, and then follows the page's way back with `result` behind it.
+// A browser whose person completes the sign-in page at once: it opens an unused connection, sends unrelated
+// requests, and then follows the redirect with `result` as its query.
 class RedirectingBrowser {
 public:
     ~RedirectingBrowser() {
@@ -167,7 +160,7 @@ private:
     }
     std::string Get(const std::string& path) const {
         const int client = Connect();
-        // In two parts, as a slow line would bring it.
+        // In two parts, as over a slow connection.
         const std::string head = "GET " + path + " HT";
         const std::string rest = "TP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
         for (const std::string& part : {head, rest}) {
@@ -185,14 +178,36 @@ private:
     std::thread m_thread;
 };
 
+// Records what is shown and opens pages in the test's browser.
+class RecordingPrompts final : public testing::SilentFrontEnd {
+public:
+    explicit RecordingPrompts(RedirectingBrowser& browser) : m_browser(browser) {}
+    std::unique_ptr<SignInNotice> OpenPage(const std::string& url) override {
+        m_browser.Open(url);
+        return SilentFrontEnd::OpenPage(url);
+    }
+    std::unique_ptr<SignInNotice> ShowCode(const std::string& page, const std::string& code) override {
+        shown = page + " " + code;
+        if (!cancels) return SilentFrontEnd::ShowCode(page, code);
+        class Canceled final : public SignInNotice {
+            bool IsCanceled() const override { return true; }
+        };
+        return std::make_unique<Canceled>();
+    }
+    std::string shown;
+    bool cancels = false;
+
+private:
+    RedirectingBrowser& m_browser;
+};
+
 class SignIn : public ::testing::Test {
 protected:
     // A process of its own on the same profile.
     struct Process {
         explicit Process(SignIn& test)
             : profile(test.folder.path(), {}),
-              oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.terminal,
-                    [&test](const std::string& url) { test.browser.Open(url); }) {}
+              oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.prompts) {}
         Profile profile;
         OAuth oauth;
     };
@@ -202,16 +217,15 @@ protected:
 
     TempFolder folder;
     SignInServer server;
-    QuietTerminal terminal;
     RedirectingBrowser browser;
+    RecordingPrompts prompts{browser};
 };
 
 TEST_F(SignIn, ShowsTheCodePollsAndKeepsTokensEnciphered) {
     server.pending = 1;
     Process process(*this);
     EXPECT_EQ(process.oauth.GetToken(Request()), "access1");
-    EXPECT_NE(terminal.shown.find("http://x/dev"), std::string::npos);
-    EXPECT_NE(terminal.shown.find("AB-CD"), std::string::npos);
+    EXPECT_EQ(prompts.shown, "http://x/dev AB-CD");
     const std::string stored = ReadText(folder / "tokens.json");
     EXPECT_EQ(stored.find("access1"), std::string::npos);
     EXPECT_EQ(stored.find("refresh1"), std::string::npos);
@@ -229,7 +243,6 @@ TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
     EXPECT_TRUE(browser.opened.starts_with(server.authority + "oauth2/v2.0/authorize?")) << browser.opened;
     EXPECT_EQ(Member(browser.opened, "login_hint"), "alice%40example.test");
     EXPECT_EQ(Member(browser.opened, "code_challenge_method"), "S256");
-    EXPECT_NE(terminal.shown.find(browser.opened), std::string::npos) << "to be copied by hand";
     ASSERT_EQ(browser.answers.size(), 4u);
     for (int i = 0; i < 3; ++i) EXPECT_NE(browser.answers[i].find(" 404 "), std::string::npos) << i;
     EXPECT_NE(browser.answers[3].find("You are signed in"), std::string::npos) << browser.answers[3];
@@ -249,7 +262,7 @@ TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
     EXPECT_EQ(server.refreshes, 1);
 }
 
-TEST_F(SignIn, TheBrowserComesBackWhereTheRegistrationSays) {
+TEST_F(SignIn, TheBrowserIsRedirectedToTheRegisteredAddress) {
     browser.result = "code=x";
     Process process(*this);
     OAuthRequest request = Request();
@@ -277,8 +290,8 @@ TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
         RedirectingBrowser other;
         other.result = result;
         Profile profile(folder.path(), {});
-        OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), terminal,
-                    [&](const std::string& url) { other.Open(url); });
+        RecordingPrompts other_prompts(other);
+        OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), other_prompts);
         OAuthRequest request = Request();
         request.flow = "code";
         try {
@@ -293,7 +306,7 @@ TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
     }
 }
 
-TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenTheSignInBeginsAnew) {
+TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenANewSignInStarts) {
     Process process(*this);
     EXPECT_EQ(process.oauth.GetToken(Request()), "access1");
     EXPECT_EQ(process.oauth.GetToken(Request()), "access2") << "refused: renewed";
@@ -303,7 +316,7 @@ TEST_F(SignIn, ARefusedTokenIsRenewedOnceThenTheSignInBeginsAnew) {
     EXPECT_EQ(server.device_codes, 2);
 }
 
-TEST_F(SignIn, ATokenThatAnotherProcessGotMeanwhileIsTakenUnlessTheServerRefusedIt) {
+TEST_F(SignIn, ATokenThatAnotherProcessStoredIsUsedUnlessTheServerRefusedIt) {
     Process first(*this);
     Process second(*this);
     Process third(*this);
@@ -324,7 +337,7 @@ TEST_F(SignIn, ATokenThatAnotherProcessGotMeanwhileIsTakenUnlessTheServerRefused
     EXPECT_EQ(fifth.oauth.GetToken(Request()), "access4") << "forgotten";
 }
 
-TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
+TEST_F(SignIn, EachUserHasATokenOfTheirOwn) {
     OAuthRequest alice = Request(), bob = Request();
     alice.user = "alice";
     bob.user = "bob";
@@ -334,7 +347,7 @@ TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
     second.oauth.Forget("http://site/", "bob");
     EXPECT_EQ(ReadText(folder / "tokens.json").find(" bob"), std::string::npos);
     EXPECT_NE(ReadText(folder / "tokens.json").find(" alice"), std::string::npos);
-    // Put in place of another's, a token can't be read.
+    // A token that is stored as another user's can't be read.
     std::string text = ReadText(folder / "tokens.json");
     WriteText(folder / "tokens.json", text.replace(text.find(" alice"), 6, " bob"));
     EXPECT_EQ(second.oauth.GetToken(bob), "access3");
@@ -342,10 +355,10 @@ TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
     EXPECT_EQ(server.refreshes, 0);
 }
 
-TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
-    std::string told;
-    const Profile profile(folder.path(), [&](const std::string& line) { told += line + "\n"; });
-    OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), terminal);
+TEST_F(SignIn, DamagedFilesAreReportedAndNeverChangeTheAuthority) {
+    std::string warnings;
+    const Profile profile(folder.path(), [&](const std::string& line) { warnings += line + "\n"; });
+    OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), prompts);
     oauth.SetOverride("http://site/", {"https://login/x", "id"});
     for (const std::string& text : {std::string("{"), std::string("[1]"), std::string(100000, '[')}) {
         WriteText(folder / "oauth.json", text);
@@ -357,19 +370,19 @@ TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
     EXPECT_EQ(oauth.GetToken(Request()), "access1");
     for (const char* name : {"oauth.json.bad-1", "tokens.json.bad-1"}) {
         EXPECT_TRUE(fs::exists(folder / name)) << name;
-        EXPECT_NE(told.find(name), std::string::npos) << told;
+        EXPECT_NE(warnings.find(name), std::string::npos) << warnings;
     }
 }
 
-// It may be what the server refuses now, though the asking account never came to keep it.
-TEST_F(SignIn, ATokenFromBeforeIsRenewedWhateverItsExpiry) {
+// The server may have refused it although the account never stored it.
+TEST_F(SignIn, ATokenOfAnEarlierProcessIsRenewedBeforeItExpires) {
     Process(*this).oauth.GetToken(Request());
     Process second(*this);
     EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
     EXPECT_EQ(server.refreshes, 1);
 }
 
-TEST_F(SignIn, AServerInTroubleCostsNoSignIn) {
+TEST_F(SignIn, AServerErrorStartsNoNewSignIn) {
     Process(*this).oauth.GetToken(Request());
     Process second(*this);
     for (const int status : {429, 500, 503}) {
@@ -395,7 +408,7 @@ TEST_F(SignIn, AnExpiredTokenIsNotGivenOut) {
     EXPECT_EQ(server.refreshes, 1);
 }
 
-TEST_F(SignIn, FailuresAreToldApart) {
+TEST_F(SignIn, FailuresHaveDifferentCodes) {
     Process process(*this);
     const auto code = [&](const OAuthRequest& request) {
         try {
@@ -406,6 +419,11 @@ TEST_F(SignIn, FailuresAreToldApart) {
             return failure.code();
         }
     };
+    server.pending = 1000;
+    prompts.cancels = true;
+    EXPECT_EQ(code(Request()), kCanceled) << "by the person, while the server still waits";
+    prompts.cancels = false;
+    server.pending = 0;
     server.denied = true;
     EXPECT_EQ(code(Request()), kCanceled);
     EXPECT_EQ(code({"http://127.0.0.1:9/x", "c", "s", ""}), HRESULT_FROM_WIN32(12029));

@@ -1,5 +1,3 @@
-// A folder of this machine as a site.
-// One thread at a time for each object.
 #include "host/testing/fake_site.h"
 
 #include <fcntl.h>
@@ -409,7 +407,7 @@ public:
                          TMK::ITMK_CancelFlag*) override {
         return fs::create_directory(static_cast<Name*>(name)->path()) ? S_OK : E_FAIL;
     }
-    // Like a server whose refusals don't come back, these three never fail.
+    // These three never fail, like a server that doesn't report its refusals.
     HRESULT Move(TMK::IAFS_Name* name, TMK::IAFS_Name* to, TMK::ITMK_ErrorDetails*,
                  TMK::ITMK_CancelFlag*) override {
         std::error_code ignored;

@@ -22,7 +22,7 @@ struct FakeSite {
     std::uint64_t fail_upload_at = 0;
     int upload_retries = 0;
     std::uint64_t stop_upload_at = 0;  // writes the file "stopped" into the folder, then waits to be killed
-    // What was asked of the site.
+    // Counts of requests.
     std::atomic<int> downloads{0};
     std::atomic<int> uploads{0};
 
@@ -34,7 +34,7 @@ struct FakeSite {
 // The site must outlive the file system; caches come from `afs`, or from the maker that a test gives.
 ComPtr<TMK::IAFS_FileSys> MakeFakeFileSys(FakeSite& site, ComPtr<TMK::IAFS_Inst> afs);
 
-// A name at once, without a listing.
+// A name without a listing.
 ComPtr<TMK::IAFS_Name> NameAt(TMK::IAFS_FileSys* file_system, const std::string& path);
 
 // The plug-in around such a file system.

@@ -1,4 +1,4 @@
-// A folder that goes with its test. One thread.
+// A temporary folder. One thread.
 #pragma once
 
 #include <cstdlib>

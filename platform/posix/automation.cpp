@@ -241,6 +241,7 @@ SAFEARRAY* SafeArrayCreateVector(VARTYPE type, LONG lower_bound, ULONG count) {
 HRESULT SafeArrayDestroy(SAFEARRAY* array) {
     if (!array) return S_OK;
     if (!is_vector(array)) return E_INVALIDARG;
+    if (array->cLocks) return DISP_E_ARRAYISLOCKED;
     for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)
         release_element(element_type(array), element_at(array, i));
     std::free(array->pvData);
@@ -263,6 +264,20 @@ HRESULT SafeArrayGetUBound(SAFEARRAY* array, UINT dimension, LONG* out_bound) {
     if (!is_vector(array) || !out_bound) return E_INVALIDARG;
     if (dimension != 1) return DISP_E_BADINDEX;
     *out_bound = array->rgsabound[0].lLbound + static_cast<LONG>(array->rgsabound[0].cElements) - 1;
+    return S_OK;
+}
+
+HRESULT SafeArrayAccessData(SAFEARRAY* array, void** out_data) {
+    if (!array || !out_data) return E_INVALIDARG;
+    ++array->cLocks;
+    *out_data = array->pvData;
+    return S_OK;
+}
+
+HRESULT SafeArrayUnaccessData(SAFEARRAY* array) {
+    if (!array) return E_INVALIDARG;
+    if (!array->cLocks) return E_UNEXPECTED;
+    --array->cLocks;
     return S_OK;
 }
 

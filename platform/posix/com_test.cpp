@@ -58,8 +58,13 @@ TEST(Variant, ACopyOwnsItsTextAndItsReference) {
 TEST(SafeArray, ElementsAreCopiedOutAndFreedWithTheArray) {
     Counted object;
     SAFEARRAY* array = SafeArrayCreateVector(VT_VARIANT, 5, 2);
-    static_cast<VARIANT*>(array->pvData)[0] = Variant(static_cast<IUnknown*>(&object)).detach();
-    static_cast<VARIANT*>(array->pvData)[1] = Variant(u"path").detach();
+    void* data = nullptr;
+    ASSERT_EQ(SafeArrayAccessData(array, &data), S_OK);
+    static_cast<VARIANT*>(data)[0] = Variant(static_cast<IUnknown*>(&object)).detach();
+    static_cast<VARIANT*>(data)[1] = Variant(u"path").detach();
+    EXPECT_EQ(SafeArrayDestroy(array), DISP_E_ARRAYISLOCKED);
+    EXPECT_EQ(SafeArrayUnaccessData(array), S_OK);
+    EXPECT_EQ(SafeArrayUnaccessData(array), E_UNEXPECTED);
 
     LONG lower = 0, upper = 0;
     EXPECT_EQ(SafeArrayGetLBound(array, 1, &lower), S_OK);

@@ -85,6 +85,10 @@ private:
     HRESULT ExecSignOut(TMK::IAFS_Name* i_name, const VARIANT& i_data);
     HRESULT ExecCreateCacheOnLocalFile(TMK::IAFS_Name* i_name, const VARIANT& i_data);
     HRESULT ExecDeleteFileCacheEntry(TMK::IAFS_Name* i_name, const VARIANT& i_data);
+    // The preferences in use: an array of a name, its value and the largest number allowed, for each of them.
+    HRESULT GetPreferences(VARIANT* out_value);
+    // Changes one and saves them all. Throws HResultException E_INVALIDARG for what doesn't fit.
+    HRESULT SetPreference(const VARIANT& name, const VARIANT& value);
     HRESULT GetCheckedOut(TMK::IAFS_Name* name, VARIANT* out_value);
     HRESULT GetThumbnail(TMK::IAFS_Name* name, VARIANT* out_value);
     HRESULT GetBoundFile(const char* trace_function, TMK::IAFS_Name* name,

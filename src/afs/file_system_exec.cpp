@@ -62,6 +62,10 @@ HRESULT FileSystem::Exec(TMK::IAFS_Name* i_name, LPCWSTR i_operation_name, const
             return ExecCreateCacheOnLocalFile(i_name, i_data);
         if (EqualIgnoringCase(i_operation_name, u"DeleteFileCacheEntry"))
             return ExecDeleteFileCacheEntry(i_name, i_data);
+        if (EqualIgnoringCase(i_operation_name, u"SetPreference")) {
+            const std::vector<Variant> data = ReadVariants(i_data, 2);
+            return SetPreference(data[0], data[1]);
+        }
         CHECK_RETURN_TEXT(false, E_INVALIDARG, u"E_INVALIDARG");
         return E_INVALIDARG;
     }
@@ -125,6 +129,7 @@ HRESULT FileSystem::get_Prop(TMK::IAFS_Name* name, LPCWSTR prop_name, VARIANT* o
         CHECK_RETURN(prop_name != nullptr, E_INVALIDARG);
         if (EqualIgnoringCase(prop_name, u"CheckedOut")) return GetCheckedOut(name, out_value);
         if (EqualIgnoringCase(prop_name, u"Thumbnail")) return GetThumbnail(name, out_value);
+        if (EqualIgnoringCase(prop_name, u"Preferences")) return GetPreferences(out_value);
         CHECK_RETURN_TEXT(EqualIgnoringCase(prop_name, u"CanCreateCacheOnLocalFile"), E_INVALIDARG,
                           u"E_INVALIDARG");
         *out_value = Variant(true).detach();

@@ -1,10 +1,9 @@
 #include "base/preferences.h"
 
-#include <string_view>
-
 #include "base/failure.h"
 #include "base/plugin_context.h"
 #include "base/settings_access.h"
+#include "base/text/split.h"
 #include "base/text/url.h"
 
 namespace {
@@ -37,19 +36,10 @@ void LoadBounded(const Settings::Node& dictionary, const char16_t* id, uint32_t 
     if (const uint32_t value = GetNumber(dictionary, id); value < limit) field = value;
 }
 
-std::vector<std::u16string> Split(std::u16string_view text) {
-    std::vector<std::u16string> pieces;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find(kSeparator), text.size());
-        if (end != 0) pieces.emplace_back(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return pieces;
-}
-
 void LoadHiddenPaths(const Settings::Node& dictionary, Preferences& preferences) {
     preferences.hide_paths = Settings::GetBool(dictionary.get(), u"hide_paths");
-    preferences.hidden_paths = Split(Settings::GetString(dictionary.get(), u"hidden_paths"));
+    preferences.hidden_paths =
+        SplitString(Settings::GetString(dictionary.get(), u"hidden_paths"), kSeparator);
 }
 
 void LoadCheckInDefaults(const Settings::Node& dictionary, Preferences& preferences) {

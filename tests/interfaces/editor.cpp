@@ -8,30 +8,22 @@
 #include <stdexcept>
 
 #include "host/base/text.h"
-#include "host/cli/commands.h"
+#include "host/cli/preferences.h"
 
 namespace interfaces {
 
 namespace {
 
-// Nobody is there: what no script answers counts as closed.
-class NoTerminal final : public host::Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
-
-constexpr std::string_view kAccountTemplate = R"(<CabTemplate><ItemSet id="AccountDict">
- <Item id="Url" type="String"/><Item id="WebUrl" type="String"/><Item id="AuthHeader" type="String"/>
- <Item id="User" type="String"/><Item id="Password" type="String"/><Item id="AuthToken" type="String"/>
- <Item id="APIVer" type="Int" defVal="0"/></ItemSet>
- <Root id="SharePointAccountDataSettingsV1" itemSet="AccountDict"/></CabTemplate>)";
-
 std::vector<std::string> Strings(const rapidjson::Value& array) {
     std::vector<std::string> strings;
     for (const rapidjson::Value& item : array.GetArray()) strings.push_back(item.GetString());
     return strings;
+}
+
+ComPtr<TMK::ITMK_CabNode> ItemOf(TMK::ITMK_CabNode* dictionary, const std::u16string& id) {
+    ComPtr<TMK::ITMK_CabNode> item;
+    dictionary->get_Item(id.c_str(), item.put());
+    return item;
 }
 
 RecordedPrompt ReadPrompt(const std::string& line) {
@@ -84,29 +76,18 @@ ComPtr<host::CancelFlag> Canceled() {
 }
 
 Editor::Editor(const e2e::DevServer& server, const std::string& user, const PreferenceValues& preferences)
-    : m_server(server),
-      m_terminal(std::make_unique<NoTerminal>()),
-      m_details(host::Make<host::ErrorDetails>()) {
-    host::HostOptions options;
-    options.profile = m_folder / "profile";
-    options.terminal = m_terminal.get();
-    m_host = std::make_unique<host::Host>(std::move(options));
+    : m_server(server), m_details(host::Make<host::ErrorDetails>()) {
+    m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
     m_host->prompts().LogTo(m_folder / "prompts");
     m_host->LoadPlugin(PLUGIN_FILE);
-    if (!preferences.empty()) {
-        for (const auto& [name, value] : preferences)
-            cli::SetPreference(m_host->PluginSettings().get(), name, value);
-        m_host->UnloadPlugin();
-        m_host->LoadPlugin(PLUGIN_FILE);
-    }
     m_file_system = m_host->FileSystem();
-    m_account_tree = std::make_shared<host::SettingsTree>();
-    m_account_tree->SetTemplate(kAccountTemplate, u"SharePointAccountDataSettingsV1");
-    const auto cab = m_account_tree->View();
-    host::PutString(cab.get(), u"Url", host::ToUtf16(server.Site()));
-    host::PutString(cab.get(), u"AuthToken", m_host->EncryptForPlugin(host::ToUtf16(server.Token(user))));
-    Require(host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(LONG{1})), "APIVer");
-    m_account = host::Accounts::Restore(m_file_system.get(), *m_account_tree);
+    for (const auto& [name, value] : preferences) cli::SetPreference(m_file_system.get(), name, value);
+    host::AccountDetails details;
+    details.url = host::ToUtf16(server.Site());
+    details.token = m_host->EncryptForPlugin(host::ToUtf16(server.Token(user)));
+    const host::StoredAccount account = host::Accounts::Make(m_file_system.get(), details);
+    m_account_tree = account.data;
+    m_account = account.account;
     Require(m_host->Bind(m_account.get(), nullptr, m_root), "binding to " + server.Site());
 }
 
@@ -162,7 +143,12 @@ std::vector<RecordedPrompt> Editor::TakePrompts() {
 }
 
 std::string Editor::Preference(const std::string& name) {
-    return cli::ReadPreference(m_host->PluginSettings().get(), name);
+    const auto stored = host::ChildOf(m_host->PluginSettings().get(), u"PreferencesV5");
+    Variant version;
+    cli::Preference preference = cli::FindPreference(cli::ReadPreferences(m_file_system.get()), name);
+    if (ItemOf(stored.get(), u"version")->get_v(version.put()) == S_OK && version.lVal != 0)
+        ItemOf(stored.get(), host::ToUtf16(name))->get_v(preference.value.put());
+    return cli::TextOf(preference);
 }
 
 void Upload(const e2e::DevServer& server, const std::string& user, const std::string& document,

@@ -11,6 +11,7 @@
 #include "harness.h"
 #include "host/base/host_objects.h"
 #include "host/core/host.h"
+#include "host/testing/silent_front_end.h"
 
 namespace interfaces {
 
@@ -72,13 +73,13 @@ public:
     void Answer(const std::string& id, const host::PromptAnswer& answer);
     // What was asked since the last call.
     std::vector<RecordedPrompt> TakePrompts();
-    // As the settings tree has it now.
+    // As it is stored now, or in use when nothing was ever stored.
     std::string Preference(const std::string& name);
 
 private:
     const e2e::DevServer& m_server;
     e2e::TempFolder m_folder;
-    std::unique_ptr<host::Terminal> m_terminal;
+    host::testing::SilentFrontEnd m_front_end;
     std::unique_ptr<host::Host> m_host;
     ComPtr<TMK::IAFS_FileSys> m_file_system;
     std::shared_ptr<host::SettingsTree> m_account_tree;

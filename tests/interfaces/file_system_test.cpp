@@ -7,7 +7,7 @@
 
 #include "editor.h"
 #include "host/base/text.h"
-#include "host/cli/commands.h"
+#include "host/base/variants.h"
 #include "hostapi/irgc.h"
 
 namespace interfaces {
@@ -125,7 +125,7 @@ TEST_F(FileSystemTest, BadArgumentsAreRefusedWithoutTheServer) {
     ComPtr<TMK::IAFS_FileInfo> info;
     ComPtr<TMK::IAFS_EnumFolder> items;
     ComPtr<TMK::IAFS_File> file;
-    const auto context = host::MakeBindContext(editor().host().terminal(), std::nullopt);
+    const auto context = host::MakeBindContext(editor().host().front_end(), std::nullopt);
     Bstr text;
     Variant value;
     const Variant nothing;
@@ -357,7 +357,7 @@ TEST_F(FileSystemTest, AChildIsBelowItsParentAndOnTheServer) {
 }
 
 TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
-    const auto context = host::MakeBindContext(editor().host().terminal(), std::nullopt);
+    const auto context = host::MakeBindContext(editor().host().front_end(), std::nullopt);
     ComPtr<TMK::IAFS_Name> name;
     EXPECT_EQ(fs()->BindToObject(editor().account(), nullptr, 0, nullptr, nullptr, name.put()), S_OK);
     EXPECT_EQ(Text(name.get()), server().Site());
@@ -376,7 +376,7 @@ TEST(FileSystemOfANewcomer, BindsToAnAddressAndMakesItsAccount) {
     editor.host().oauth().SetOverride(server.Site(), {server.Origin() + "/organizations/", ""});
     TMK::IAFS_FileSys* const fs = editor.file_system();
     Upload(server, "alice", "a.txt", "one");
-    const auto context = host::MakeBindContext(editor.host().terminal(), std::nullopt);
+    const auto context = host::MakeBindContext(editor.host().front_end(), std::nullopt);
     const auto text = [&](TMK::IAFS_Name* name) {
         Bstr shown;
         EXPECT_EQ(fs->NameToString(name, 0, nullptr, shown.put()), S_OK);
@@ -517,13 +517,40 @@ TEST_F(FileSystemTest, WhatTheServerDidNotDoIsAFailure) {
     EXPECT_TRUE(Exists("held.txt"));
 }
 
-VARIANT ArrayOf(const std::vector<Variant>& values) {
-    VARIANT array{};
-    array.vt = VT_ARRAY | VT_VARIANT;
-    array.parray = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(values.size()));
-    auto* elements = static_cast<VARIANT*>(array.parray->pvData);
-    for (std::size_t i = 0; i < values.size(); ++i) VariantCopy(elements + i, &values[i].get());
-    return array;
+TEST_F(FileSystemTest, PreferencesAreChangedOneByOneOrRefused) {
+    const auto read = [&](std::u16string_view name) {
+        Variant value;
+        EXPECT_EQ(fs()->get_Prop(nullptr, u"preferences", value.put()), S_OK);
+        const std::vector<Variant> all = host::ElementsOf(value);
+        EXPECT_EQ(all.size() % 3, 0u);
+        for (std::size_t i = 0; i + 2 < all.size(); i += 3)
+            if (name == all[i].bstrVal) return all[i + 1];
+        return Variant();
+    };
+    const auto set = [&](const std::vector<Variant>& change) {
+        return Hex(
+            fs()->Exec(nullptr, u"setpreference", host::ArrayOf(change).get(), nullptr, nullptr, nullptr));
+    };
+    const Variant name(u"log_level");
+    const LONG before = read(u"log_level").lVal;
+    for (const std::vector<Variant>& bad : {std::vector<Variant>{},
+                                            {name},
+                                            {name, Variant(LONG{5})},
+                                            {name, Variant(LONG{-1})},
+                                            {name, Variant(u"1")},
+                                            {name, Variant(true)},
+                                            {Variant(LONG{1}), Variant(LONG{1})},
+                                            {Variant(u"nothing"), Variant(LONG{1})},
+                                            {Variant(u"hide_paths"), Variant(LONG{1})},
+                                            {Variant(u"hidden_paths"), Variant()},
+                                            {Variant(u"show_hidden_items"), Variant(LONG{1})}})
+        EXPECT_EQ(set(bad), Hex(E_INVALIDARG));
+    EXPECT_EQ(read(u"log_level").lVal, before);
+    const LONG other = before == 0 ? 1 : 0;
+    EXPECT_EQ(set({name, Variant(other)}), Hex(S_OK));
+    EXPECT_EQ(read(u"log_level").lVal, other);
+    EXPECT_EQ(editor().Preference("log_level"), std::to_string(other)) << "saved";
+    EXPECT_EQ(set({name, Variant(before)}), Hex(S_OK));
 }
 
 TEST_F(FileSystemTest, CacheEntriesAreAddedAndDeletedByName) {
@@ -531,8 +558,7 @@ TEST_F(FileSystemTest, CacheEntriesAreAddedAndDeletedByName) {
     e2e::WriteFile(folder / "local.txt", "from a local file");
     const auto a = Name("a.txt");
     const auto exec = [&](LPCWSTR command, const std::vector<Variant>& values) {
-        Variant data;
-        *data.put() = ArrayOf(values);
+        const Variant data = host::ArrayOf(values);
         const HRESULT result = fs()->Exec(a.get(), command, data, nullptr, nullptr, nullptr);
         EXPECT_EQ(data.get().parray->cLocks, 0u);
         return Hex(result);

@@ -7,24 +7,15 @@
 #include "harness.h"
 #include "host/base/host_objects.h"
 #include "host/core/host.h"
+#include "host/testing/silent_front_end.h"
 #include "plugin/plugin.h"
 
 namespace interfaces {
 
-class NoTerminal final : public host::Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
-
 class InsideHost {
 public:
     InsideHost() {
-        host::HostOptions options;
-        options.profile = m_folder / "profile";
-        options.terminal = &m_terminal;
-        m_host = std::make_unique<host::Host>(std::move(options));
+        m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
         m_plugin = MakeObject<Plugin>();
         m_host->StartPlugin(m_plugin);
     }
@@ -37,7 +28,7 @@ public:
 
 private:
     e2e::TempFolder m_folder;
-    NoTerminal m_terminal;
+    host::testing::SilentFrontEnd m_front_end;
     std::unique_ptr<host::Host> m_host;
     ComPtr<Plugin> m_plugin;
 };

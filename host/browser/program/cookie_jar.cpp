@@ -1,5 +1,3 @@
-// What is known of the browser's cookies.
-// Main thread only.
 #include "host/browser/program/cookie_jar.h"
 
 #include <QTimer>
@@ -41,7 +39,7 @@ void CookieJar::Put(const QNetworkCookie& cookie) {
     origin.setHost(WithoutDot(cookie.domain()));
     origin.setPath(cookie.path());
     QNetworkCookie put = cookie;
-    // One with a domain of its own would go to all hosts below that.
+    // A cookie with a domain would go to all hosts below it.
     if (!cookie.domain().startsWith('.')) put.setDomain({});
     m_store.setCookie(put, origin);
 }
@@ -58,16 +56,17 @@ void CookieJar::Delete(const QString& host) {
     }
 }
 
-// The browser tells of changes in their order, so what came before a mark is known once the mark comes back.
+// The browser reports changes in their order, so all changes before a marker cookie are known once it is
+// reported.
 void CookieJar::WhenSettled(std::function<void()> then) {
-    constexpr int kPatienceMs = 2000;
+    constexpr int kBusyTimeoutMs = 2000;
     const int mark = ++m_last_mark;
     m_waiting[mark] = std::move(then);
     QUrl origin;
     origin.setScheme("http");
     origin.setHost(kMarkHost);
     m_store.setCookie(QNetworkCookie("mark", QByteArray::number(mark)), origin);
-    QTimer::singleShot(kPatienceMs, &m_alive, [this, mark] { Settle(mark); });
+    QTimer::singleShot(kBusyTimeoutMs, &m_alive, [this, mark] { Settle(mark); });
 }
 
 void CookieJar::Settle(int mark) {

@@ -1,4 +1,4 @@
-// The cookies that the browser holds right now, as it tells of them one by one. Main thread only.
+// The browser's present cookies, collected from its notifications. Main thread only.
 #pragma once
 
 #include <QNetworkCookie>
@@ -19,14 +19,13 @@ public:
     CookieJar& operator=(const CookieJar&) = delete;
 
     void Put(const QNetworkCookie& cookie);
-    // Of a host, with those of domains above that go to it, too; or, with a leading dot, of a domain and all
-    // below it.
+    // Deletes the cookies that a host gets; with a leading dot, those of a domain and all hosts below it.
     void Delete(const QString& host);
-    // Runs `then` once everything that has happened to cookies until now is known here.
+    // Runs `then` once all changes of cookies until now have arrived here.
     void WhenSettled(std::function<void()> then);
 
     const std::vector<QNetworkCookie>& All() const { return m_cookies; }
-    // Those that a request for this address takes along.
+    // The cookies that a request for this address carries.
     std::vector<QNetworkCookie> For(const QUrl& url) const;
 
     std::function<void()> on_change;
@@ -40,7 +39,7 @@ private:
     std::vector<QNetworkCookie> m_cookies;
     std::map<int, std::function<void()>> m_waiting;  // by mark
     int m_last_mark = 0;
-    QObject m_alive;  // what is connected ends with it
+    QObject m_alive;  // the connections end with it
 };
 
 }  // namespace browser

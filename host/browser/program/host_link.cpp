@@ -1,5 +1,3 @@
-// The line to sphost.
-// Main thread only.
 #include "host/browser/program/host_link.h"
 
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-// The line to sphost: a JSON object a line in each direction on one socket. Main thread only.
+// The connection to sphost: one JSON object a line, in both directions, on one socket. Main thread only.
 #pragma once
 
 #include <QByteArray>
@@ -12,7 +12,7 @@ class HostLink {
 public:
     explicit HostLink(int descriptor);
 
-    // False when nobody listens any more.
+    // False when sphost has closed its end.
     bool Send(const QJsonObject& message);
 
     std::function<void(const QJsonObject&)> on_message;

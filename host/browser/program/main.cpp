@@ -1,6 +1,5 @@
-// sphost-browser: the window of a sign-in in a browser. sphost starts it with a socket as its standard input
-// and says what to show; the cookies are sphost's to keep, and nothing of the browser stays on disk.
-// Main thread.
+// sphost-browser: the browser window of a sign-in. sphost starts it with a socket as its standard input and
+// tells it what to show; sphost stores the cookies, the browser writes nothing to disk. Main thread.
 #include <unistd.h>
 
 #include <QApplication>
@@ -72,18 +71,18 @@ private:
     void Send(const QJsonObject& message) {
         if (!m_link.Send(message)) QCoreApplication::quit();
     }
-    // What is to be kept until the next time.
+    // Sends the cookies that sphost stores.
     void SendAll() {
         m_later.stop();
         if (m_started) Send({{"event", "store"}, {"cookies", ToJsonArray(m_jar.All())}});
     }
-    // The engine tells of no cookies before its first page.
+    // The engine reports no cookies before its first page.
     void Start(const QJsonArray& cookies) {
         m_window->on_navigated = [this, cookies](const QUrl&, bool) {
             ListenToPages();
             for (const auto& cookie : cookies) m_jar.Put(FromJson(cookie.toObject()));
             m_jar.WhenSettled([this] {
-                m_later.stop();  // only what was sent here has changed
+                m_later.stop();  // the only changes are the ones that came from sphost
                 m_started = true;
                 Send({{"event", "ready"}});
             });
@@ -118,11 +117,11 @@ private:
     }
 
     HostLink m_link;
-    QWebEngineProfile m_profile;  // without a name nothing of it is written to disk
+    QWebEngineProfile m_profile;  // without a name it writes nothing to disk
     CookieJar m_jar;
     QTimer m_later;
     bool m_started = false;
-    std::unique_ptr<Window> m_window;  // with its page, before the profile
+    std::unique_ptr<Window> m_window;  // destroyed before the profile, which its page uses
 };
 
 // Adds the authorities of SSL_CERT_FILE to the system's.
@@ -160,7 +159,7 @@ int main(int count, char** words) {
     const QApplication application(count, words);
     browser::TrustMore();
     QNetworkProxyFactory::setUseSystemConfiguration(true);
-    // Only sphost's end ends it: a window that is closed still has cookies to hand over.
+    // It ends with sphost's connection: after the window is closed there are still cookies to send.
     QApplication::setQuitOnLastWindowClosed(false);
     browser::Program program(browser::ParseFill(QApplication::arguments()));
     return QApplication::exec();

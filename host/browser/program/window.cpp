@@ -1,5 +1,3 @@
-// The window and its page.
-// Main thread only.
 #include "host/browser/program/window.h"
 
 #include <QAuthenticator>
@@ -23,13 +21,13 @@ namespace browser {
 
 namespace {
 
-// The engine asks authorities of its own; what this program trusts beyond them, Qt knows.
+// The engine checks certificates by itself; additional authorities are known to Qt alone.
 bool IsTrustedHere(const QWebEngineCertificateError& error) {
     if (error.type() != QWebEngineCertificateError::CertificateAuthorityInvalid) return false;
     return QSslCertificate::verify(error.certificateChain(), error.url().host()).isEmpty();
 }
 
-// By the name and the password in the proxy's address; without them the proxy's own page is shown.
+// Answers with the name and password in the proxy's address; without them the proxy's page is shown.
 void AnswerProxy(const QUrl& url, QAuthenticator* answer, const QString&) {
     for (const QNetworkProxy& proxy : QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url))) {
         if (proxy.user().isEmpty()) continue;
@@ -58,13 +56,13 @@ Window::Window(QWebEngineProfile& profile) : m_page(new Page(&profile, this)) {
     setPage(m_page);
     connect(m_page, &QWebEnginePage::loadFinished, this, [this](bool success) {
         if (success) TryFill();
-        // It may put another in its own place.
+        // It may be replaced by another.
         if (const auto tell = on_navigated) tell(m_page->url(), success);
     });
     connect(m_page, &QWebEnginePage::titleChanged, this, [this] { ShowTitle(); });
     connect(m_page, &QWebEnginePage::urlChanged, this, [this] { ShowTitle(); });
     connect(m_page, &QWebEnginePage::windowCloseRequested, this, [this] { close(); });
-    // There is one window, and what a page opens is shown in that.
+    // A page that opens a window is shown in this one.
     connect(m_page, &QWebEnginePage::newWindowRequested, this,
             [this](QWebEngineNewWindowRequest& request) { m_page->setUrl(request.requestedUrl()); });
     connect(m_page, &QWebEnginePage::authenticationRequired, this,
@@ -79,7 +77,7 @@ Window::Window(QWebEngineProfile& profile) : m_page(new Page(&profile, this)) {
     });
 }
 
-// The page has to go before the profile, whatever else holds the view.
+// The page must be deleted before the profile.
 Window::~Window() {
     on_navigated = nullptr;
     on_closed = nullptr;
@@ -110,7 +108,7 @@ void Window::Set(const QString& setting, bool on) {
     if (setting == "contextMenus") setContextMenuPolicy(on ? Qt::DefaultContextMenu : Qt::NoContextMenu);
 }
 
-// Who asks for a password is to be seen, and no page can write over it.
+// The title shows which site asks for a password; a page can't change it.
 void Window::ShowTitle() {
     const QUrl url = m_page->url();
     setWindowTitle((url.scheme() == "https" ? QString() : url.scheme() + "://") + url.host() + " - " +
@@ -136,7 +134,7 @@ void Window::TryFill() {
                           });
 }
 
-// A server that asks for name and password without a page of its own.
+// A server's request for a name and a password, without a page.
 void Window::AnswerChallenge(const QUrl& url, QAuthenticator* answer) {
     if (m_fill) {
         answer->setUser(m_fill->user);

@@ -21,7 +21,7 @@ public:
     bool script_dialogs = true;
 
 protected:
-    // What a page writes there may hold its secrets.
+    // A page's messages may hold secrets, so they are not logged.
     void javaScriptConsoleMessage(JavaScriptConsoleMessageLevel, const QString&, int,
                                   const QString&) override {}
     void javaScriptAlert(const QUrl& origin, const QString& text) override;
@@ -37,10 +37,10 @@ public:
 
     void Open(const QUrl& url);
     void SetShown(bool shown);
-    // The first says how large the window is to be; afterwards the person in front of it does.
+    // The first call sets the window's size; later the person does.
     void Suggest(int width, int height);
     void Set(const QString& setting, bool on);
-    // Signs in by itself at the first page that asks for a password.
+    // Answers the first request for a password without asking the person.
     void FillOnce(Fill fill) { m_fill = std::move(fill); }
 
     std::function<void(const QUrl& url, bool success)> on_navigated;

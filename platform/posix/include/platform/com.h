@@ -185,11 +185,13 @@ HRESULT VariantCopy(VARIANT* target, const VARIANT* source);
 
 // A zeroed array of one dimension, of the types that a VARIANT can hold and of VARIANTs; null on failure.
 SAFEARRAY* SafeArrayCreateVector(VARTYPE type, LONG lower_bound, ULONG count);
-HRESULT SafeArrayDestroy(SAFEARRAY* array);  // takes null
+HRESULT SafeArrayDestroy(SAFEARRAY* array);  // takes null; DISP_E_ARRAYISLOCKED
 UINT SafeArrayGetDim(SAFEARRAY* array);
 HRESULT SafeArrayGetLBound(SAFEARRAY* array, UINT dimension, LONG* out_bound);  // dimensions count from 1
 HRESULT SafeArrayGetUBound(SAFEARRAY* array, UINT dimension, LONG* out_bound);
 // Copies the element out, with a reference or allocation of its own; DISP_E_BADINDEX.
+HRESULT SafeArrayAccessData(SAFEARRAY* array, void** out_data);  // locks
+HRESULT SafeArrayUnaccessData(SAFEARRAY* array);
 HRESULT SafeArrayGetElement(SAFEARRAY* array, const LONG* indices, void* out_element);
 
 inline constexpr UINT GMEM_MOVEABLE = 0x0002;

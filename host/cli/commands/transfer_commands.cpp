@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "host/cache/cache_entry.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/output_file.h"
 #include "host/cli/url_argument.h"
@@ -39,7 +39,7 @@ void SendContent(Run& run, TMK::IAFS_File* file, const host::fs::path& source, c
         position += got;
     }
     if (position > 0) return;
-    // An empty document is one that was written and then cut; without a write there is nothing to flush.
+    // Flush needs a write, so an empty document is written and then truncated.
     const char byte = 0;
     run.Check(file->Write(&byte, 1, nullptr, run.details(), run.cancel()), what);
     run.Check(file->SetSize(0, run.details(), run.cancel()), what);
@@ -68,7 +68,7 @@ void Get(Run& run) {
     const bool to_output = run.options().arguments.size() > 1 && run.options().arguments[1] == "-";
     std::optional<OutputFile> target;
     if (!to_output) target.emplace(TargetOf(run, url));
-    Progress progress(run, static_cast<std::uint64_t>(size));
+    const auto progress = run.host().front_end().ShowProgress(static_cast<std::uint64_t>(size));
     const auto block = std::make_unique<char[]>(kBlock);
     for (std::uint64_t position = 0;;) {
         LONGLONG got = 0;
@@ -80,7 +80,7 @@ void Get(Run& run) {
             target->Write(block.get(), static_cast<std::size_t>(got));
         }
         position += static_cast<std::uint64_t>(got);
-        progress.Show(position);
+        progress->Show(position);
     }
     if (target) target->Finish();
 }
@@ -103,11 +103,11 @@ void Put(Run& run) {
     const DWORD disposition = info ? TMK::AFS_OpenFile_OpenExisting : TMK::AFS_OpenFile_OpenAlways;
     auto file = run.Open(name.get(), TMK::AFS_OpenFile_Write | disposition, what);
     try {
-        // Also where no document was found: the looking may have failed, and its old content must not stay.
+        // Also where no document was found: the lookup may have failed, and old content must not stay.
         run.Check(file->SetSize(0, run.details(), run.cancel()), what);
         SendContent(run, file.get(), source, from, what);
     } catch (...) {
-        // Nothing of a half copied file is worth keeping: the whole one is at hand.
+        // The half copied file is discarded, since the source is still there.
         file.reset();
         run.host().cache()->DiscardIncomplete(full_url);
         throw;

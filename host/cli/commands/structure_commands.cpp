@@ -1,6 +1,6 @@
 // mkdir, rm, mv, cp, rename: the structure of a site. A server's refusal doesn't always come back as a
-// failure, so each looks at what has become of the item. The command's worker thread.
-#include "host/cli/commands.h"
+// failure, so each command checks the result. The command's worker thread.
+#include "host/cli/commands/commands.h"
 #include "host/cli/url_argument.h"
 
 namespace cli {
@@ -9,13 +9,12 @@ namespace {
 
 constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 
-// A name that knows nothing yet, so that asking it goes to the server.
+// Uses a new name, so that the server is asked.
 bool IsThere(Run& run, const std::u16string& url, const std::string& what) {
     return run.FindInfo(run.NameFor(url, what).get(), what) != nullptr;
 }
 
-// Nothing found may only mean that the server failed to show it, and what is there would be replaced: so look
-// twice.
+// A failing server may hide an existing item, which would then be replaced, so this looks twice.
 ComPtr<TMK::IAFS_FileInfo> FindTarget(Run& run, const std::u16string& url, const std::string& what) {
     auto info = run.FindInfo(run.NameFor(url, what).get(), what);
     return info ? std::move(info) : run.FindInfo(run.NameFor(url, what).get(), what);
@@ -34,7 +33,7 @@ struct Pair {
     bool is_folder = false;
 };
 
-// The two names of a command with two URLs; a target that is a folder means the same name in it.
+// The two names of a command with two URLs.
 Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
     Pair pair;
     pair.from = ParseUrl(run.options().arguments[0]);
@@ -58,7 +57,7 @@ Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
             kExists, what,
             EscapeUrl(pair.to) + " is there already" + (IsFolder(there.get()) ? "" : "; --yes replaces it"));
     }
-    // A fresh name, so that the plug-in doesn't take what was just found for the result.
+    // A new name, so that the plug-in doesn't take the found item for the result.
     pair.target = run.NameFor(pair.to, what);
     return pair;
 }
@@ -71,6 +70,28 @@ void CheckOutcome(Run& run, const Pair& pair, bool source_goes, const std::strin
     }
     ForgetLocalCopy(run, pair.to);
     if (source_goes) ForgetLocalCopy(run, pair.from);
+}
+
+// A command that moves, copies or renames an item.
+struct Relocation {
+    HRESULT(TMK::IAFS_FileSys::*operation)
+    (TMK::IAFS_Name* source, TMK::IAFS_Name* target, TMK::ITMK_ErrorDetails* details,
+     TMK::ITMK_CancelFlag* cancel);
+    bool into_folder;  // a target that is a folder means the same name in it
+    bool source_goes;
+    const char* no_folders;  // the refusal of a folder; null where folders are allowed
+    const char* done;
+};
+
+void Relocate(Run& run, const Relocation& relocation) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    const Pair pair = ReadPair(run, what, relocation.into_folder);
+    if (pair.is_folder && relocation.no_folders) run.Fail(E_INVALIDARG, what, relocation.no_folders);
+    run.Check((run.file_system()->*relocation.operation)(pair.source.get(), pair.target.get(), run.details(),
+                                                         run.cancel()),
+              what);
+    CheckOutcome(run, pair, relocation.source_goes, what);
+    run.Say(relocation.done);
 }
 
 }  // namespace
@@ -96,32 +117,15 @@ void Remove(Run& run) {
 }
 
 void Move(Run& run) {
-    const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, true);
-    if (pair.is_folder) run.Fail(E_INVALIDARG, what, "folders can be renamed, not moved");
-    run.Check(run.file_system()->Move(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
-              what);
-    CheckOutcome(run, pair, true, what);
-    run.Say("moved");
+    Relocate(run, {&TMK::IAFS_FileSys::Move, true, true, "folders can be renamed, not moved", "moved"});
 }
 
 void Copy(Run& run) {
-    const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, true);
-    if (pair.is_folder) run.Fail(E_INVALIDARG, what, "only files can be copied");
-    run.Check(run.file_system()->Copy(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
-              what);
-    CheckOutcome(run, pair, false, what);
-    run.Say("copied");
+    Relocate(run, {&TMK::IAFS_FileSys::Copy, true, false, "only files can be copied", "copied"});
 }
 
 void Rename(Run& run) {
-    const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, false);
-    run.Check(run.file_system()->Rename(pair.source.get(), pair.target.get(), run.details(), run.cancel()),
-              what);
-    CheckOutcome(run, pair, true, what);
-    run.Say("renamed");
+    Relocate(run, {&TMK::IAFS_FileSys::Rename, false, true, nullptr, "renamed"});
 }
 
 }  // namespace cli

@@ -2,7 +2,7 @@
 // The command's worker thread.
 #include <array>
 
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/url_argument.h"
 
 namespace cli {
@@ -58,17 +58,18 @@ void CheckIn(Run& run) {
     const std::string what = What(options, options.arguments[0]);
     const bool keep = options.Has("keep");
     const auto answer = CheckInAnswer(options, "type", keep ? "btn.checkInAndKeepCkeckedOut" : "btn.checkIn");
-    const bool is_told = options.Has("type") || options.Has("comment") || keep;
+    const bool has_own_options = options.Has("type") || options.Has("comment") || keep;
     const bool has_scripted_answer = !options.answers.empty();
     const auto file = OpenToAsk(run, what);
     RequireCheckedOutToUser(run, file.get(), what);
-    // Without anything said, somebody at a terminal is asked and a script gets the preferences' kind.
-    if (is_told || (!has_scripted_answer && !run.host().terminal().CanAsk())) {
+    // Without options a person is asked, and a script uses the preferences.
+    if (has_own_options || (!has_scripted_answer && !run.host().front_end().CanAsk())) {
         run.host().prompts().AddAnswer("msg.checkInDialogMessage", answer);
     }
     run.Exec(file.get(), u"CheckInWithUi", what);
     const bool is_out = IsCheckedOutToUser(run, file.get(), what);
-    if (is_out && is_told && !keep) run.Fail(E_FAIL, what, "the document is still checked out to you");
+    if (is_out && has_own_options && !keep)
+        run.Fail(E_FAIL, what, "the document is still checked out to you");
     run.Say(is_out ? "still checked out to you" : "checked in");
 }
 

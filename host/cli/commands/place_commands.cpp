@@ -1,6 +1,6 @@
 // place add, place list, place remove, signout: the remembered sites.
 // The command's worker thread.
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/url_argument.h"
 
@@ -8,21 +8,6 @@ namespace cli {
 
 namespace {
 
-// The items of an account's tree as the plug-in's own template names them.
-constexpr std::string_view kAccountTemplate = R"(<CabTemplate>
-<ItemSet id="AccountDict">
- <Item id="Url" type="String"/>
- <Item id="WebUrl" type="String"/>
- <Item id="AuthHeader" type="String"/>
- <Item id="User" type="String"/>
- <Item id="Password" type="String"/>
- <Item id="AuthToken" type="String"/>
- <Item id="APIVer" type="Int" defVal="0"/>
-</ItemSet>
-<Root id="SharePointAccountDataSettingsV1" itemSet="AccountDict"/>
-</CabTemplate>)";
-
-constexpr std::u16string_view kRootName = u"SharePointAccountDataSettingsV1";
 constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 
 bool IsSameSite(std::u16string_view a, std::u16string_view b) {
@@ -34,9 +19,7 @@ bool IsSameSite(std::u16string_view a, std::u16string_view b) {
 }
 
 std::string UserOf(const host::StoredAccount& account) {
-    Bstr user;
-    account.account->get_UserName(user.put());
-    return host::ToUtf8(user.view());
+    return host::ToUtf8(host::Accounts::UserOf(account.account.get()));
 }
 
 void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& what) {
@@ -47,32 +30,29 @@ void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& wha
     }
 }
 
-std::shared_ptr<host::SettingsTree> NewAccountTree(Run& run, const std::u16string& url,
-                                                   const std::string& what) {
+// The new account by the options; secrets are read from standard input.
+host::AccountDetails ReadDetails(Run& run, const std::u16string& url, const std::string& what) {
     const Options& options = run.options();
     const std::string api = options.Value("api").value_or("modern");
     if (api != "modern" && api != "compatible")
         throw UsageError("--api takes modern or compatible, not '" + api + "'");
-    auto tree = std::make_shared<host::SettingsTree>();
-    tree->SetTemplate(kAccountTemplate, kRootName);
-    const auto cab = tree->View();
-    host::PutString(cab.get(), u"Url", url);
-    const auto put_secret = [&](std::u16string_view item, const std::string& secret) {
-        host::PutString(cab.get(), item, run.host().EncryptForPlugin(host::ToUtf16(secret)));
+    const auto encipher = [&](const std::string& secret) {
+        return run.host().EncryptForPlugin(host::ToUtf16(secret));
     };
-    const auto user = options.Value("user");
-    if (user) put_secret(u"User", *user);
+    host::AccountDetails details;
+    details.url = url;
+    details.is_modern = api == "modern";
+    if (const auto user = options.Value("user")) details.user = encipher(*user);
     if (options.Has("password-stdin")) {
-        if (!user) throw UsageError("--password-stdin goes with --user");
-        put_secret(u"Password", ReadSecretLine(what));
+        if (!options.Has("user")) throw UsageError("--password-stdin goes with --user");
+        details.password = encipher(ReadSecretLine(what));
     }
     if (options.Has("token-stdin")) {
         if (options.Has("password-stdin"))
             throw UsageError("--token-stdin and --password-stdin exclude each other");
-        put_secret(u"AuthToken", ReadSecretLine(what));
+        details.token = encipher(ReadSecretLine(what));
     }
-    host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(static_cast<LONG>(api == "modern" ? 1 : 0)).get());
-    return tree;
+    return details;
 }
 
 }  // namespace
@@ -96,7 +76,7 @@ void Detect(Run& run) {
     run.Say(is_sharepoint ? "SharePoint" : "not SharePoint");
 }
 
-// How this server is signed in to, where the options say so.
+// Stores the options of this server's sign-in, if there are any.
 void KeepSignInOverride(Run& run, const std::u16string& url) {
     const Options& options = run.options();
     const host::OAuthOverride value{
@@ -118,19 +98,14 @@ void PlaceAdd(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
     const std::u16string url = ParseUrl(options.arguments[0]);
-    host::StoredAccount account{"", NewAccountTree(run, url, what), nullptr};
+    const host::AccountDetails details = ReadDetails(run, url, what);
     RefuseKnownSite(run, url, what);
     KeepSignInOverride(run, url);
-    account.account = host::Accounts::Restore(run.file_system(), *account.data);
+    host::StoredAccount account = host::Accounts::Make(run.file_system(), details);
     ComPtr<TMK::IAFS_Name> root;
     run.Check(run.host().Bind(account.account.get(), run.cancel(), root), what);
     const std::u16string site = run.UrlOf(root.get());
-    // From here on the account is the site's, whatever page of it was named.
-    const auto cab = account.data->View();
-    run.Check(account.account->SaveTo(cab.get()), what);
-    host::PutString(cab.get(), u"Url", site);
-    host::PutString(cab.get(), u"WebUrl", site);
-    account.account = host::Accounts::Restore(run.file_system(), *account.data);
+    host::Accounts::SetSite(run.file_system(), account, site);
     {
         // Another process may have added it while this one signed in.
         const host::FileLock lock = run.host().accounts().LockAdding();
@@ -150,13 +125,9 @@ void PlaceList(Run& run) {
     json.StartArray();
     for (const auto& account : run.Accounts()) {
         const std::string url = EscapeUrl(host::Accounts::UrlOf(account.account.get()));
-        const auto cab = account.data->View();
-        Variant api;
-        if (const auto item = host::ChildOf(cab.get(), u"APIVer")) item->get_v(api.put());
-        const bool is_modern = api.type() == VT_I4 && api.get().lVal == 1;
         const std::string name = UserOf(account);
         json.StartObject().Key("url").String(url).Key("user").Text(name);
-        json.Key("api").String(is_modern ? "modern" : "compatible").EndObject();
+        json.Key("api").String(host::Accounts::IsModern(account) ? "modern" : "compatible").EndObject();
         run.Say(url + (name.empty() ? "" : "  " + host::PlainLine(name)));
     }
     json.EndArray();
@@ -186,12 +157,9 @@ void SignOut(Run& run) {
     const Variant holder(static_cast<IUnknown*>(account.account.get()));
     const HRESULT result =
         run.file_system()->Exec(nullptr, u"SignOut", holder.get(), nullptr, nullptr, run.cancel());
-    // What this profile keeps goes in any case, whatever the browser's part of it came to.
+    // The profile's sign-in is removed even if the browser's part failed.
     run.host().oauth().Forget(host::ToUtf8(site), user);
-    const auto cab = account.data->View();
-    run.Check(account.account->SaveTo(cab.get()), what);
-    for (const auto* item : {u"AuthHeader", u"Password", u"AuthToken"}) host::PutString(cab.get(), item, u"");
-    account.account = host::Accounts::Restore(run.file_system(), *account.data);
+    host::Accounts::DropSignIn(run.file_system(), account);
     run.host().accounts().Save(account);
     if (result != E_NOTIMPL) run.Check(result, what);
     run.Say("signed out of " + EscapeUrl(site));

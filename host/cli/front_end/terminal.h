@@ -1,5 +1,4 @@
-// The person at the terminal: lines to read and questions to answer, on standard error and standard input.
-// One prompt at a time; any thread.
+// A person at a terminal, who reads lines and answers questions. One question at a time; any thread.
 #pragma once
 
 #include <mutex>
@@ -7,17 +6,17 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 class Terminal {
 public:
     virtual ~Terminal() = default;
     // Whether somebody is there to answer.
     virtual bool CanAsk() const = 0;
-    // Shows a line; control characters in it have been taken out by the caller.
-    virtual void Tell(std::string_view line) = 0;
+    // Shows a line without control characters in it.
+    virtual void Show(std::string_view line) = 0;
     // Nothing at the end of input or on an interrupt.
-    virtual std::optional<std::string> Ask(std::string_view prompt, bool echo) = 0;
+    virtual std::optional<std::string> Ask(std::string_view question, bool echo) = 0;
     // Held for the length of a prompt that takes several questions.
     std::recursive_mutex& mutex() { return m_mutex; }
 
@@ -29,8 +28,8 @@ private:
 class ProcessTerminal final : public Terminal {
 public:
     bool CanAsk() const override;
-    void Tell(std::string_view line) override;
-    std::optional<std::string> Ask(std::string_view prompt, bool echo) override;
+    void Show(std::string_view line) override;
+    std::optional<std::string> Ask(std::string_view question, bool echo) override;
 };
 
-}  // namespace host
+}  // namespace cli

@@ -1,6 +1,4 @@
-// The terminal of the process.
-// One prompt at a time; any thread.
-#include "host/prompts/terminal.h"
+#include "host/cli/front_end/terminal.h"
 
 #include <poll.h>
 #include <termios.h>
@@ -11,7 +9,7 @@
 
 #include "host/base/interrupt.h"
 
-namespace host {
+namespace cli {
 
 namespace {
 
@@ -48,9 +46,9 @@ private:
 std::optional<std::string> ReadLine() {
     std::string line;
     for (;;) {
-        std::array<pollfd, 2> watched{{{STDIN_FILENO, POLLIN, 0}, {InterruptDescriptor(), POLLIN, 0}}};
+        std::array<pollfd, 2> watched{{{STDIN_FILENO, POLLIN, 0}, {host::InterruptDescriptor(), POLLIN, 0}}};
         if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) return std::nullopt;
-        if (InterruptFlag()) return std::nullopt;
+        if (host::InterruptFlag()) return std::nullopt;
         if (!(watched[0].revents & (POLLIN | POLLHUP | POLLERR))) continue;
         char byte = 0;
         const ssize_t got = read(STDIN_FILENO, &byte, 1);
@@ -67,19 +65,19 @@ bool ProcessTerminal::CanAsk() const {
     return isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
 }
 
-void ProcessTerminal::Tell(std::string_view line) {
+void ProcessTerminal::Show(std::string_view line) {
     const std::lock_guard lock(mutex());
     WriteAll(STDERR_FILENO, std::string(line) + "\n");
 }
 
-std::optional<std::string> ProcessTerminal::Ask(std::string_view prompt, bool echo) {
+std::optional<std::string> ProcessTerminal::Ask(std::string_view question, bool echo) {
     const std::lock_guard lock(mutex());
-    // Before the prompt: what is typed at the sight of it must not be shown.
+    // The echo is off before the question appears, so that no typed character is shown.
     const Silence silence(!echo);
-    WriteAll(STDERR_FILENO, prompt);
+    WriteAll(STDERR_FILENO, question);
     auto line = ReadLine();
     if (!line && echo) WriteAll(STDERR_FILENO, "\n");
     return line;
 }
 
-}  // namespace host
+}  // namespace cli

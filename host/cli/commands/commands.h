@@ -27,23 +27,19 @@ void Rename(Run& run);
 void Preferences(Run& run);
 void Recover(Run& run);
 
-// What --user and --password-stdin say for a server that asks. `place add` puts them into its new account
-// instead.
+// The credentials of --user and --password-stdin. `place add` stores them in its new account instead.
 std::optional<host::Credentials> GivenCredentials(const Options& options);
 
-// Sets one preference in the plug-in's settings; used by --log-level too.
-void SetPreference(TMK::ITMK_Cab* settings, const std::string& name, const std::string& value);
-std::string ReadPreference(TMK::ITMK_Cab* settings, const std::string& name);
-
-// The document that the first argument names, opened to be asked only: no prompt, no download, and no close
-// that would give the check-out up.
+// Opens the document of the first argument for queries: no prompt, no download, and no close, which could
+// give up a check-out.
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what);
 
-// What saving a document needs: its way to the server, the step after a save, and the close.
+// The steps of a save: marking the document as changed before the upload, and the after-save step with the
+// close.
 void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what);
 void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what);
 
-// The answer to the check-in prompt that --type, --check-in and --comment stand for.
+// The answer to the check-in prompt from --type, --check-in and --comment.
 host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option, const char* button);
 
 }  // namespace cli

@@ -3,7 +3,7 @@
 #include <rapidjson/document.h>
 
 #include "host/base/text.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/url_argument.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 using rapidjson::Value;
 
-// What the plug-in tells of the columns, as UTF-8 JSON.
+// The plug-in's description of the columns, as UTF-8 JSON.
 std::string Load(Run& run, TMK::IAFS_File* file, const std::string& what) {
     Variant value;
     run.Check(file->Exec(u"GetFields", Variant(), value.put(), run.details(), run.cancel()), what);

@@ -1,9 +1,9 @@
 // recover: what earlier runs left unsent, listed, sent or dropped.
 // The command's worker thread.
-#include <ctime>
+#include <array>
 
 #include "host/cache/cache_entry.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/url_argument.h"
 
@@ -14,35 +14,19 @@ namespace {
 using host::UnsentDocument;
 using State = UnsentDocument::State;
 
-// What the server has, compared with what the local copy began as.
+// The server's version, compared with the one that the local copy is based on.
 enum class Server { same, newer, gone, unknown };
 
+// In the order of the enumerators.
+constexpr std::array<const char*, 4> kStateNames{"unsent", "incomplete", "editing", "missing"};
+constexpr std::array<const char*, 4> kServerNames{"same", "newer", "gone", "unknown"};
+
 const char* NameOf(State state) {
-    switch (state) {
-        case State::unsent:
-            return "unsent";
-        case State::incomplete:
-            return "incomplete";
-        case State::editing:
-            return "editing";
-        case State::missing:
-            break;
-    }
-    return "missing";
+    return kStateNames[static_cast<std::size_t>(state)];
 }
 
 const char* NameOf(Server server) {
-    switch (server) {
-        case Server::same:
-            return "same";
-        case Server::newer:
-            return "newer";
-        case Server::gone:
-            return "gone";
-        case Server::unknown:
-            break;
-    }
-    return "unknown";
+    return kServerNames[static_cast<std::size_t>(server)];
 }
 
 std::string TimeText(std::int64_t seconds) {
@@ -56,12 +40,12 @@ Server Compare(Run& run, const UnsentDocument& document, const std::string& what
     if (!info || IsFolder(info.get())) return Server::gone;
     ULONGLONG time = 0;
     run.Check(info->get_LastWriteTime(&time), what);
-    // Without a known beginning nothing says that the server's version is the older one.
+    // Without a known base the server's version may be newer.
     if (document.entry.base_time == 0) return Server::newer;
     return time > document.entry.base_time ? Server::newer : Server::same;
 }
 
-// Listing works without the server; what can't be asked is unknown.
+// Listing works without the server, whose state is then unknown.
 Server TryCompare(Run& run, const UnsentDocument& document) {
     try {
         return Compare(run, document, "recover");
@@ -104,7 +88,7 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
     if (documents.empty()) run.Say("nothing waits to be sent");
 }
 
-// Asks whether a newer version may be lost; by script through the same id as a conflict at a save.
+// Asks whether a newer version may be overwritten, under the same id as a conflict at a save.
 bool MayOverwrite(Run& run, Server server, const std::string& url) {
     if (run.options().Has("yes")) return true;
     ComPtr<TMK::ITMK_TaskDialog> dialog;
@@ -124,7 +108,7 @@ bool MayOverwrite(Run& run, Server server, const std::string& url) {
     return pressed == 0;
 }
 
-// Opens on the document what the journal has for it.
+// Allows the document to be opened with its unsent changes as long as it lives.
 class Allowance {
 public:
     Allowance(host::CacheStore& store, std::string url) : m_store(store), m_url(std::move(url)) {
@@ -137,9 +121,7 @@ private:
     std::string m_url;
 };
 
-void Send(Run& run, const UnsentDocument& document) {
-    const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
-    const std::string what = "recover " + url;
+void RequireSendable(Run& run, const UnsentDocument& document, const std::string& what) {
     if (document.state == State::incomplete) {
         run.Fail(
             host::kBadData, what,
@@ -149,6 +131,12 @@ void Send(Run& run, const UnsentDocument& document) {
         run.Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what, "the local copy is gone");
     if (document.state == State::editing)
         run.Fail(host::kInUse, what, "it is open in another sphost right now");
+}
+
+void Send(Run& run, const UnsentDocument& document) {
+    const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
+    const std::string what = "recover " + url;
+    RequireSendable(run, document, what);
     const Server server = Compare(run, document, what);
     if (server != Server::same && !MayOverwrite(run, server, url)) {
         run.Fail(HRESULT_FROM_WIN32(679), what,
@@ -166,6 +154,20 @@ void Send(Run& run, const UnsentDocument& document) {
     run.Say("sent " + url);
 }
 
+// A failure doesn't stop the others; the first one is reported at the end.
+void SendAll(Run& run, const std::vector<UnsentDocument>& documents) {
+    std::optional<CommandError> first;
+    for (const UnsentDocument& document : documents) {
+        try {
+            Send(run, document);
+        } catch (const CommandError& error) {
+            if (!first) first = error;
+            if (error.code == host::kCanceled) break;
+        }
+    }
+    if (first) throw *first;
+}
+
 }  // namespace
 
 void Recover(Run& run) {
@@ -173,17 +175,7 @@ void Recover(Run& run) {
     if (options.Has("send") && options.Has("drop")) throw UsageError("--send and --drop exclude each other");
     const auto documents = Wanted(run);
     if (options.Has("send")) {
-        // One that can't be sent doesn't keep the others waiting; its failure is told at the end.
-        std::optional<CommandError> first;
-        for (const UnsentDocument& document : documents) {
-            try {
-                Send(run, document);
-            } catch (const CommandError& error) {
-                if (!first) first = error;
-                if (error.code == host::kCanceled) break;
-            }
-        }
-        if (first) throw *first;
+        SendAll(run, documents);
     } else if (options.Has("drop")) {
         for (const UnsentDocument& document : documents) {
             const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));

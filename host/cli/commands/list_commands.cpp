@@ -2,7 +2,7 @@
 // The command's worker thread.
 #include <cstdio>
 
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/json.h"
 #include "host/cli/url_argument.h"
 #include "hostapi/irgc.h"

@@ -14,7 +14,7 @@
 #include <memory>
 
 #include "host/base/interrupt.h"
-#include "host/cli/commands.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/url_argument.h"
 
 namespace cli {
@@ -46,7 +46,7 @@ std::vector<std::string> CommandLine(const Options& options, const std::string& 
     return words;
 }
 
-// The program's wait status. Whoever wants sphost to stop meanwhile is told what it waits for.
+// The program's wait status. An interrupt meanwhile shows what sphost waits for.
 int WaitFor(pid_t child, const std::string& program) {
     const host::Descriptor ended(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
     std::array<pollfd, 2> watched{{{ended.get(), POLLIN, 0}, {host::InterruptDescriptor(), POLLIN, 0}}};
@@ -62,8 +62,7 @@ int WaitFor(pid_t child, const std::string& program) {
     return status;
 }
 
-// Runs the program to its end; its status as a shell would name it. Ctrl-C is the program's own while it
-// runs.
+// Runs the program and returns its status as a shell does. Ctrl-C goes to the program while it runs.
 int RunProgram(Run& run, const std::vector<std::string>& words, const std::string& what) {
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
@@ -96,7 +95,7 @@ int RunProgram(Run& run, const std::vector<std::string>& words, const std::strin
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-// The list of open documents holds the document for as long as this lives.
+// Keeps the document in the list of open documents as long as it lives.
 class OpenDocument {
 public:
     OpenDocument(host::Documents& documents, ComPtr<host::Document> document)
@@ -114,7 +113,7 @@ private:
 }  // namespace
 
 void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what) {
-    // The plug-in sends what was written through it: one byte that is there already says so.
+    // The plug-in sends a document only after a write; rewriting the first byte marks it as changed.
     const host::Descriptor local = host::OpenFile(local_path, O_RDONLY);
     char byte = 0;
     const bool is_empty = host::ReadAt(local.get(), local_path, &byte, 1, 0) == 0;
@@ -164,7 +163,7 @@ void Edit(Run& run) {
     }
     if (host::IsCanceled(run.cancel())) run.Check(host::kCanceled, is_changed ? saving : what);
     if (!is_changed && was_checked_out) {
-        // To close it may give the check-out up, and with it what earlier edits have saved.
+        // Closing it could discard the check-out, with what earlier edits have saved.
         run.Say("not changed; still checked out to you");
         return;
     }

@@ -1,14 +1,12 @@
-// Windows, their events and their modal loop.
-// Main thread only.
-#include "host/browser/window.h"
+#include "host/browser/pane_windows.h"
 
 #include <algorithm>
 #include <optional>
 #include <pugixml.hpp>
+#include <vector>
 
-#include "host/base/failure.h"
+#include "host/base/give.h"
 #include "host/base/interrupt.h"
-#include "host/base/object.h"
 
 namespace host {
 
@@ -19,7 +17,7 @@ struct Size {
     int height;
 };
 
-// Of a dialog in a document of templates; nothing when there is no such dialog.
+// The size of a dialog by its template; nothing when there is no such template.
 std::optional<Size> FindTemplate(const TMK::UIX_CreateObjParams& parameters) {
     pugi::xml_document document;
     if (!parameters.pTemplate || !parameters.szTemplateId ||
@@ -33,18 +31,16 @@ std::optional<Size> FindTemplate(const TMK::UIX_CreateObjParams& parameters) {
     return Size{dialog.attribute("width").as_int(), dialog.attribute("height").as_int()};
 }
 
-}  // namespace
+class Window;
+using WindowList = std::vector<ComPtr<Window>>;
 
 class Window final : public Object<TMK::IUIX_Obj> {
 public:
-    Window(Windows& windows, TMK::IUIX_ObjImpl* implementation, Size size)
-        : m_windows(windows), m_implementation(implementation), m_size(size) {}
+    // Destroy removes it from the list.
+    Window(MainThread& main_thread, WindowList& list, TMK::IUIX_ObjImpl* implementation, Size size)
+        : m_main_thread(main_thread), m_list(list), m_implementation(implementation), m_size(size) {}
 
-    HRESULT get_WndHandle(HWND* out_window) override {
-        if (!out_window) return E_POINTER;
-        *out_window = Handle();
-        return S_OK;
-    }
+    HRESULT get_WndHandle(HWND* out_window) override { return GiveValue(out_window, Handle()); }
     HRESULT GetFirstHWND(HWND* out_window) override { return get_WndHandle(out_window); }
     HRESULT GetClientRect(RECT* out_rectangle) override {
         if (!out_rectangle) return E_POINTER;
@@ -54,7 +50,7 @@ public:
 
     HRESULT DoModal(DWORD, LONGLONG* in_out_result) override {
         if (!in_out_result) return E_POINTER;
-        if (!m_windows.m_main_thread.IsCurrent() || m_is_modal || !m_implementation) return E_UNEXPECTED;
+        if (!m_main_thread.IsCurrent() || m_is_modal || !m_implementation) return E_UNEXPECTED;
         const ComPtr<Window> alive(this);
         m_is_modal = true;
         m_result.reset();
@@ -63,7 +59,7 @@ public:
             return result;
         }
         Send(TMK::UIX_Event_ShowModal);
-        m_windows.m_main_thread.PumpUntil([this] { return m_result || InterruptFlag(); });
+        m_main_thread.PumpUntil([this] { return m_result || InterruptFlag(); });
         *in_out_result = m_result.value_or(0);
         m_is_modal = false;
         Send(TMK::UIX_Event_EndModal);
@@ -79,9 +75,8 @@ public:
         const ComPtr<Window> alive(this);
         EndModal(0);
         Send(TMK::UIX_Event_BeforeDestroy);
-        auto& all = m_windows.m_windows;
-        all.erase(std::remove(all.begin(), all.end(), alive), all.end());
-        // Whoever destroys it once more from here on finds it gone.
+        m_list.erase(std::remove(m_list.begin(), m_list.end(), alive), m_list.end());
+        // A second Destroy, from within this call, does nothing.
         if (const auto implementation = std::exchange(m_implementation, nullptr))
             implementation->put_Obj(nullptr);
         return S_OK;
@@ -102,47 +97,57 @@ private:
         return held->OnEvent(&event);
     }
 
-    Windows& m_windows;
+    MainThread& m_main_thread;
+    WindowList& m_list;
     ComPtr<TMK::IUIX_ObjImpl> m_implementation;
     Size m_size;
     bool m_is_modal = false;
     std::optional<LONGLONG> m_result;
 };
 
-Windows::Windows(MainThread& main_thread) : m_main_thread(main_thread) {}
+class PaneWindows final : public Windows {
+public:
+    explicit PaneWindows(MainThread& main_thread) : m_main_thread(main_thread) {}
 
-Windows::~Windows() = default;
-
-HRESULT Windows::Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::IUIX_Obj>& out_window) {
-    if (!m_main_thread.IsCurrent()) return E_UNEXPECTED;
-    const auto size = FindTemplate(parameters);
-    if (!parameters.pImpl || !size) return E_INVALIDARG;
-    const auto window = Make<Window>(*this, parameters.pImpl, *size);
-    m_windows.push_back(window);
-    if (const HRESULT result = parameters.pImpl->put_Obj(window.get()); FAILED(result)) {
-        window->Destroy();
-        return result;
+    HRESULT Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::IUIX_Obj>& out_window) override {
+        if (!m_main_thread.IsCurrent()) return E_UNEXPECTED;
+        const auto size = FindTemplate(parameters);
+        if (!parameters.pImpl || !size) return E_INVALIDARG;
+        const auto window = Make<Window>(m_main_thread, m_windows, parameters.pImpl, *size);
+        m_windows.push_back(window);
+        if (const HRESULT result = parameters.pImpl->put_Obj(window.get()); FAILED(result)) {
+            window->Destroy();
+            return result;
+        }
+        out_window = window;
+        return S_OK;
     }
-    out_window = window;
-    return S_OK;
-}
+    bool Has(HWND handle) const override { return Find(handle) != nullptr; }
+    void Resize(HWND handle, int width, int height) override {
+        if (const auto window = Find(handle)) window->Resize({width, height});
+    }
+    void Close(HWND handle) override {
+        if (const auto window = Find(handle)) window->EndModal(0);
+    }
+    void DestroyAll() override {
+        while (!m_windows.empty()) ComPtr<Window>(m_windows.back())->Destroy();
+    }
 
-Window* Windows::Find(HWND handle) const {
-    const auto found = std::find_if(m_windows.begin(), m_windows.end(),
-                                    [&](const auto& window) { return window->Handle() == handle; });
-    return found == m_windows.end() ? nullptr : found->get();
-}
+private:
+    ComPtr<Window> Find(HWND handle) const {
+        const auto found = std::find_if(m_windows.begin(), m_windows.end(),
+                                        [&](const auto& window) { return window->Handle() == handle; });
+        return found == m_windows.end() ? ComPtr<Window>() : *found;
+    }
 
-void Windows::DestroyAll() {
-    while (!m_windows.empty()) ComPtr<Window>(m_windows.back())->Destroy();
-}
+    MainThread& m_main_thread;
+    WindowList m_windows;
+};
 
-void Windows::Resize(HWND handle, int width, int height) const {
-    if (const ComPtr<Window> window = Find(handle)) window->Resize({width, height});
-}
+}  // namespace
 
-void Windows::Close(HWND handle) const {
-    if (const ComPtr<Window> window = Find(handle)) window->EndModal(0);
+std::unique_ptr<Windows> MakePaneWindows(MainThread& main_thread) {
+    return std::make_unique<PaneWindows>(main_thread);
 }
 
 }  // namespace host
