@@ -10,13 +10,13 @@
 #include "host/prompts/catalogue.h"
 #include "host/prompts/task_dialog.h"
 #include "host/signin/bind_context.h"
-#include "host/testing/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::ReadText;
-using testing::TempFolder;
+using testing_support::ReadText;
+using testing_support::TempFolder;
 
 // A person who gives these lines, one for each question.
 class ScriptedTerminal final : public Terminal {

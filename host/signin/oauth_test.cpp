@@ -13,14 +13,14 @@
 #include "host/base/failure.h"
 #include "host/signin/http_form.h"
 #include "host/signin/oauth.h"
-#include "host/testing/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::ReadText;
-using testing::TempFolder;
-using testing::WriteText;
+using testing_support::ReadText;
+using testing_support::TempFolder;
+using testing_support::WriteText;
 
 // Answers each form by its grant type; one connection after the other.
 class SignInServer {
@@ -190,7 +190,7 @@ protected:
     // A process of its own on the same profile.
     struct Process {
         explicit Process(SignIn& test)
-            : profile(test.folder.path(), {}),
+            : profile(test.folder.Path(), {}),
               oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.terminal,
                     [&test](const std::string& url) { test.browser.Open(url); }) {}
         Profile profile;
@@ -276,7 +276,7 @@ TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
           std::tuple{"error=server_error&error_description=on+%22fire%22", E_ACCESSDENIED, "on \"fire\""}}) {
         RedirectingBrowser other;
         other.result = result;
-        Profile profile(folder.path(), {});
+        Profile profile(folder.Path(), {});
         OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), terminal,
                     [&](const std::string& url) { other.Open(url); });
         OAuthRequest request = Request();
@@ -344,7 +344,7 @@ TEST_F(SignIn, EachUserHasATokenThatNobodyElseIsGiven) {
 
 TEST_F(SignIn, DamagedFilesAreToldAndLeadToNoOtherAuthority) {
     std::string told;
-    const Profile profile(folder.path(), [&](const std::string& line) { told += line + "\n"; });
+    const Profile profile(folder.Path(), [&](const std::string& line) { told += line + "\n"; });
     OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), terminal);
     oauth.SetOverride("http://site/", {"https://login/x", "id"});
     for (const std::string& text : {std::string("{"), std::string("[1]"), std::string(100000, '[')}) {

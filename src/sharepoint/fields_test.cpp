@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "base/text/encoding.h"
-#include "http/loopback_test_server.h"
 #include "sharepoint/fields_text.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

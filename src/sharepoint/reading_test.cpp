@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "base/text/encoding.h"
-#include "http/loopback_test_server.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

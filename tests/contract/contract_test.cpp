@@ -5,8 +5,8 @@
 #include <functional>
 
 #include "base/text/encoding.h"
-#include "contract_site.h"
 #include "sharepoint/fields_text.h"
+#include "tests/contract/contract_site.h"
 
 namespace contract {
 

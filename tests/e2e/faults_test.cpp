@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <functional>
 
-#include "harness.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 namespace fs = std::filesystem;
 
 constexpr char kName[] = "report.txt";
@@ -21,13 +21,13 @@ const std::string kSecond = "second";
 class Faults : public ::testing::Test {
 protected:
     Faults() {
-        WriteFile(m_seed / kName, kFirst);
+        WriteText(m_seed / kName, kFirst);
         m_server.emplace(std::vector<std::string>{"--approve", "alice"}, m_seed.Path());
         m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "800";
         m_host.environment["PLATFORM_CONNECT_TIMEOUT_MS"] = "800";
         m_host.AddPlaceByCode(*m_server);
-        WriteFile(Source(), kSecond);
-        WriteFile(Target(), "old");
+        WriteText(Source(), kSecond);
+        WriteText(Target(), "old");
     }
 
     fs::path Source() const { return m_host.Folder() / "source"; }
@@ -54,7 +54,7 @@ protected:
         m_server->SetFaults(R"([{"match":{)" + match + R"(},"fault":{)" + fault + "}}]");
     }
 
-    static void ExpectRefusal(const Result& result, const std::string& code = "0x8",
+    static void ExpectRefusal(const ProcessResult& result, const std::string& code = "0x8",
                               const std::string& words = "") {
         EXPECT_EQ(result.status, 1) << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
@@ -65,7 +65,7 @@ protected:
 
     bool ProfileHolds(const std::string& text) const {
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_host.Profile())) {
-            if (entry.is_regular_file() && ReadFile(entry.path()).find(text) != std::string::npos)
+            if (entry.is_regular_file() && ReadText(entry.path()).find(text) != std::string::npos)
                 return true;
         }
         return false;
@@ -83,10 +83,10 @@ TEST_F(Faults, AServerThatIsNotThereIsTold) {
           std::vector<std::string>{"checkout", Url()}, std::vector<std::string>{"checkin", Url()}}) {
         ExpectRefusal(m_host.Run(arguments), "0x80072EFD", "could not be reached");
     }
-    EXPECT_EQ(ReadFile(Target()), "old");
+    EXPECT_EQ(ReadText(Target()), "old");
     m_server->Restart();
     EXPECT_EQ(m_host.Run(Get()).status, 0);
-    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    EXPECT_TRUE(ReadText(Target()) == kFirst);
     ExpectRefusal(m_host.Run({"place", "add", "http://no-such-host.invalid/sites/x", "--api", "modern",
                               "--token-stdin"},
                              "token\n"),
@@ -102,7 +102,7 @@ TEST_F(Faults, AConnectionThatIsNeverServedEndsInTime) {
         ExpectRefusal(m_host.Run(arguments), "0x80072EE2", "too long");
         m_server->Restart();
     }
-    EXPECT_EQ(ReadFile(Target()), "old");
+    EXPECT_EQ(ReadText(Target()), "old");
     EXPECT_TRUE(m_server->Document(kName) == kFirst);
 }
 
@@ -137,7 +137,7 @@ TEST_F(Faults, OfADownloadHaveTheirCodesAndNeverReachAFile) {
         SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
         ExpectRefusal(m_host.Run(Get()), row.code, row.words);
         ExpectRefusal(m_host.Run(Edit()), row.code, row.words);
-        EXPECT_EQ(ReadFile(Target()), "old");
+        EXPECT_EQ(ReadText(Target()), "old");
         EXPECT_FALSE(HasPart());
         EXPECT_FALSE(ProfileHolds(kMarker));
         EXPECT_FALSE(ProfileHolds("<html"));
@@ -150,11 +150,11 @@ TEST_F(Faults, OfADownloadHaveTheirCodesAndNeverReachAFile) {
         SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
         ExpectRefusal(m_host.Run(Get()), row.code, row.words);
     }
-    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    EXPECT_TRUE(ReadText(Target()) == kFirst);
     EXPECT_TRUE(ProfileHolds(kFirst)) << "the local copy of the version before is gone";
     m_server->ClearFaults();
     EXPECT_EQ(m_host.Run(Get()).status, 0);
-    EXPECT_EQ(ReadFile(Target()), std::string(300000, 'B'));
+    EXPECT_EQ(ReadText(Target()), std::string(300000, 'B'));
 }
 
 TEST_F(Faults, OfAnUploadHaveTheirCodesAndKeepWhatWasSaved) {
@@ -188,7 +188,7 @@ TEST_F(Faults, OfAnUploadHaveTheirCodesAndKeepWhatWasSaved) {
             m_server->ClearFaults();
             EXPECT_TRUE(m_server->Document(name) == (is_taken ? kSecond : kFirst));
             EXPECT_NE(m_host.Unsent().find(name), std::string::npos);
-            const Result sent = m_host.Run({"recover", "--send", is_taken ? "--yes" : Url(name)});
+            const ProcessResult sent = m_host.Run({"recover", "--send", is_taken ? "--yes" : Url(name)});
             EXPECT_EQ(sent.status, 0) << sent.err;
             EXPECT_EQ(m_server->Document(name), kSecond);
         }
@@ -197,28 +197,28 @@ TEST_F(Faults, OfAnUploadHaveTheirCodesAndKeepWhatWasSaved) {
 
 TEST_F(Faults, ATokenThatExpiredOrIsRefusedIsRenewed) {
     for (const auto& arguments : {Get(), Put(), Edit(), std::vector<std::string>{"ls", Url("")}}) {
-        Http({.method = "POST", .url = m_server->Origin() + "/_dev/expire-tokens"});
-        const Result result = m_host.Run(arguments);
+        m_server->Admin("expire-tokens");
+        const ProcessResult result = m_host.Run(arguments);
         EXPECT_EQ(result.status, 0) << result.err;
     }
     // Refused once, at every request of a download.
     for (int nth = 1; nth <= 14; ++nth) {
         SetFault(R"("path":"/sites/team","nth":)" + std::to_string(nth),
                  R"("kind":"status","status":401,"text":"no")");
-        const Result result = m_host.Run(Get());
+        const ProcessResult result = m_host.Run(Get());
         EXPECT_EQ(result.status, 0) << nth << result.err;
     }
-    EXPECT_EQ(ReadFile(Target()), kSecond);
+    EXPECT_EQ(ReadText(Target()), kSecond);
 }
 
 TEST_F(Faults, ASignInThatFailsIsTold) {
     const auto expect = [&](const std::string& fault, int status, const std::string& words) {
-        Http({.method = "POST", .url = m_server->Origin() + "/_dev/expire-tokens"});
+        m_server->Admin("expire-tokens");
         SetFault(R"("path":"/oauth2/v2.0/","times":0)", fault);
-        const Result result = m_host.Run(Get());
+        const ProcessResult result = m_host.Run(Get());
         EXPECT_EQ(result.status, status) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
-        EXPECT_EQ(ReadFile(Target()), "old");
+        EXPECT_EQ(ReadText(Target()), "old");
     };
     expect(R"("kind":"status","status":400,"text":"{\"error\":\"access_denied\"}")", 3, "cancelled");
     expect(R"("kind":"status","status":500,"text":"no")", 1, "status 500");
@@ -250,7 +250,7 @@ protected:
         const Sweep first = make(number++);
         first.prepare();
         m_server->ClearRequests();
-        const Result plain = m_host.Run(first.arguments);
+        const ProcessResult plain = m_host.Run(first.arguments);
         ASSERT_EQ(plain.status, 0) << plain.err;
         ASSERT_TRUE(first.is_done());
         const std::vector<std::string> requests = m_server->Requests();
@@ -270,7 +270,7 @@ protected:
     void RunOne(const Sweep& sweep, const char* fault, int nth) {
         sweep.prepare();
         SetFault(R"("path":"/sites/team","nth":)" + std::to_string(nth), fault);
-        const Result result = m_host.Run(sweep.arguments);
+        const ProcessResult result = m_host.Run(sweep.arguments);
         m_server->ClearFaults();
         if (result.status == 0) {
             EXPECT_TRUE(sweep.is_done()) << "success was claimed";
@@ -280,10 +280,10 @@ protected:
         const bool is_done = sweep.is_done();
         EXPECT_TRUE(is_done || sweep.is_undone()) << result.err;
         if (m_host.Unsent().find("\"unsent\"") != std::string::npos) {
-            const Result sent = m_host.Run({"recover", "--send", "--yes"});
+            const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
             EXPECT_EQ(sent.status, 0) << sent.err;
         } else if (sweep.is_repeatable || !is_done) {
-            const Result again = m_host.Run(sweep.arguments);
+            const ProcessResult again = m_host.Run(sweep.arguments);
             EXPECT_EQ(again.status, 0) << again.err;
         }
         EXPECT_TRUE(sweep.is_done()) << "after the fault was over";
@@ -299,10 +299,10 @@ TEST_F(FaultSweep, GetTakesAllOrNothing) {
         return Sweep{Get(),
                      [&] {
                          fs::remove_all(m_host.Profile() / "cache");
-                         WriteFile(Target(), "old");
+                         WriteText(Target(), "old");
                      },
-                     [&] { return ReadFile(Target()) == "old"; },
-                     [&] { return ReadFile(Target()) == kFirst; }};
+                     [&] { return ReadText(Target()) == "old"; },
+                     [&] { return ReadText(Target()) == kFirst; }};
     });
 }
 

@@ -5,11 +5,11 @@
 
 #include <regex>
 
-#include "harness.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 namespace fs = std::filesystem;
 
 constexpr char kCookie[] = "fedauthsecretvalue";
@@ -18,20 +18,20 @@ const std::string kBig(50000, 'z');
 class TraceLog : public ::testing::Test {
 protected:
     TraceLog() {
-        WriteFile(m_seed / "Zebra 77.txt", "stripes");
-        WriteFile(m_seed / "Okapi/Gnu.txt", "horns");
+        WriteText(m_seed / "Zebra 77.txt", "stripes");
+        WriteText(m_seed / "Okapi/Gnu.txt", "horns");
         m_server.emplace(std::vector<std::string>{"--approve", "walrus", "--user", "walrus:herringpass",
                                                   "--user", "narwhal:tuskpass", "--token-lifetime", "3000"},
                          m_seed.Path());
         m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "800";
         m_host.AddPlaceByCode(*m_server);
-        WriteFile(m_host.Folder() / "Meerkat.txt", "whiskers" + kBig);
+        WriteText(m_host.Folder() / "Meerkat.txt", "whiskers" + kBig);
     }
 
     void Run(std::vector<std::string> arguments, int status = 0) {
         arguments.insert(arguments.begin() + static_cast<long>(arguments[0] == "place" ? 2 : 1),
                          {"--log-level", "4"});
-        const Result result = m_host.Run(arguments);
+        const ProcessResult result = m_host.Run(arguments);
         if (status < 0) return;
         EXPECT_EQ(result.status, status) << arguments[0] << ": " << result.err;
     }
@@ -75,6 +75,7 @@ protected:
         for (const char* user : {"walrus", "narwhal"}) secrets.push_back(m_server->Token(user));
         const HttpAnswer digest = Http({.method = "POST",
                                         .url = m_server->Site() + "/_api/contextinfo",
+                                        .body = "",
                                         .headers = {"Authorization: Bearer " + m_server->Token("walrus"),
                                                     "Accept: application/json;odata=nometadata"}});
         rapidjson::Document json;
@@ -122,7 +123,7 @@ TEST_F(TraceLog, OfAWholeRunHasItsShape) {
     for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder())) {
         ++files;
         EXPECT_TRUE(std::regex_match(entry.path().filename().string(), name)) << entry.path();
-        const std::string bytes = ReadFile(entry.path());
+        const std::string bytes = ReadText(entry.path());
         ASSERT_EQ(bytes.size() % 2, 0u);
         const std::u16string units = Units(bytes);
         ASSERT_FALSE(units.empty());

@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "harness.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 namespace fs = std::filesystem;
 
 constexpr char kName[] = "report.txt";
@@ -46,13 +46,13 @@ std::vector<Fault> With(std::vector<Fault> faults, const std::vector<Fault>& mor
 class OlderFaults : public ::testing::TestWithParam<const char*> {
 protected:
     OlderFaults() {
-        WriteFile(m_seed / kName, kFirst);
+        WriteText(m_seed / kName, kFirst);
         m_server.emplace(std::vector<std::string>{"--generation", GetParam()}, m_seed.Path());
         m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "500";
         m_host.environment["PLATFORM_CONNECT_TIMEOUT_MS"] = "500";
         m_host.environment["https_proxy"] = "http://127.0.0.1:9";
         m_host.AddPlace(*m_server, "alice");
-        WriteFile(Source(), kSecond);
+        WriteText(Source(), kSecond);
     }
 
     fs::path Source() const { return m_host.Folder() / "source"; }
@@ -73,7 +73,7 @@ protected:
     }
 
     // One line, a result code, and the words of the fault; nothing of the answer's own text.
-    static void ExpectRefusal(const Result& result, const std::string& words) {
+    static void ExpectRefusal(const ProcessResult& result, const std::string& words) {
         EXPECT_TRUE(result.status == 1 || result.status == 3) << result.status << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_NE(result.err.find(": 0x8"), std::string::npos) << result.err;
@@ -94,18 +94,18 @@ TEST_P(OlderFaults, OfADownloadNeverReachAFile) {
                                             {R"("kind":"truncate","after":5000)", "ended after"},
                                             {R"("kind":"sign-in-page")", "sign in"},
                                             {R"("kind":"nested","xml":true,"depth":1000)", ""}});
-    WriteFile(Target(), "old");
+    WriteText(Target(), "old");
     for (const Fault& fault : faults) {
         SCOPED_TRACE(fault.json);
         SetFault(R"("method":"GET","times":0)", fault.json);
         ExpectRefusal(m_host.Run(Get()), fault.words);
         ExpectRefusal(m_host.Run(Edit()), fault.words);
-        EXPECT_EQ(ReadFile(Target()), "old");
+        EXPECT_EQ(ReadText(Target()), "old");
     }
     m_server->ClearFaults();
     EXPECT_TRUE(m_server->Document(kName) == kFirst);
     EXPECT_EQ(m_host.Run(Get()).status, 0);
-    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    EXPECT_TRUE(ReadText(Target()) == kFirst);
 }
 
 TEST_P(OlderFaults, OfAnUploadKeepWhatWasSaved) {
@@ -123,7 +123,7 @@ TEST_P(OlderFaults, OfAnUploadKeepWhatWasSaved) {
         EXPECT_NE(m_host.Unsent().find(name), std::string::npos);
         const std::string stored = m_server->Document(name);
         EXPECT_TRUE(stored == kFirst || stored == kSecond) << "the document is neither the one nor the other";
-        const Result sent = m_host.Run({"recover", "--send", "--yes"});
+        const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
         EXPECT_EQ(sent.status, 0) << sent.err;
         EXPECT_EQ(m_server->Document(name), kSecond);
     }
@@ -164,7 +164,7 @@ TEST_P(OlderFaults, AListingOf200MegabytesEndsInItsTime) {
     m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "20000";
     SetFault(R"("method":"PROPFIND","path":"Documents","times":0)",
              R"("kind":"huge-multistatus","count":160000)");
-    const Result listed = m_host.Run({"ls", m_server->Url("")});
+    const ProcessResult listed = m_host.Run({"ls", m_server->Url("")});
     if (listed.status == 0) {
         EXPECT_GT(std::count(listed.out.begin(), listed.out.end(), '\n'), 100000);
     } else {
@@ -185,7 +185,7 @@ TEST_P(OlderFaults, AtEachRequestOfASaveLeaveItDoneOrUndone) {
             const std::string name = "n" + std::to_string(nth) + (fault == kRefusal500 ? "a" : "b") + ".txt";
             m_server->WriteAs("alice", name, kFirst);
             SetFault(R"("nth":)" + std::to_string(nth), fault);
-            const Result result = m_host.Run(Edit(name));
+            const ProcessResult result = m_host.Run(Edit(name));
             m_server->ClearFaults();
             const std::string stored = m_server->Document(name);
             if (result.status == 0) {
@@ -195,7 +195,7 @@ TEST_P(OlderFaults, AtEachRequestOfASaveLeaveItDoneOrUndone) {
             ExpectRefusal(result, "");
             EXPECT_TRUE(stored == kFirst || stored == kSecond);
             if (m_host.Unsent().find("\"unsent\"") != std::string::npos) {
-                const Result sent = m_host.Run({"recover", "--send", "--yes"});
+                const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
                 EXPECT_EQ(sent.status, 0) << sent.err;
                 EXPECT_EQ(m_server->Document(name), kSecond);
             }

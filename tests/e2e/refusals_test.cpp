@@ -9,11 +9,11 @@
 #include <regex>
 #include <thread>
 
-#include "harness.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 
 constexpr char kDocument[] = "report.txt";
 
@@ -60,14 +60,14 @@ std::vector<Fault> DownloadFaults() {
 class Refusals : public ::testing::Test {
 protected:
     Refusals() {
-        WriteFile(m_seed / kDocument, m_first);
+        WriteText(m_seed / kDocument, m_first);
         m_server.emplace(std::vector<std::string>{}, m_seed.Path());
         m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "500";
         m_host.environment["PLATFORM_CONNECT_TIMEOUT_MS"] = "500";
         // A sign-in that nobody answers must not leave this machine.
         m_host.environment["https_proxy"] = "http://127.0.0.1:9";
         m_host.AddPlace(*m_server, "alice");
-        WriteFile(Local(), "second");
+        WriteText(Local(), "second");
     }
 
     std::filesystem::path Local() const { return m_host.Folder() / "local"; }
@@ -80,7 +80,7 @@ protected:
     // Runs under the fault: it has to fail with one line, and the server's document has to stay.
     void ExpectRefused(const std::vector<std::string>& arguments, const char* name) {
         SCOPED_TRACE(name + std::string(": ") + arguments[0]);
-        const Result result = m_host.Run(arguments);
+        const ProcessResult result = m_host.Run(arguments);
         m_server->ClearFaults();
         EXPECT_TRUE(result.status == 1 || result.status == 3) << result.status << " " << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
@@ -97,13 +97,13 @@ protected:
 TEST_F(Refusals, OfADownloadLeaveTheTargetAndNeverBecomeADocument) {
     for (const Fault& fault : DownloadFaults()) {
         std::filesystem::remove_all(m_host.Profile() / "cache");
-        WriteFile(Local(), "old");
+        WriteText(Local(), "old");
         SetFault(R"("method":"GET","path":"/$value",)", fault.json);
         ExpectRefused({"get", Url(), Local().string()}, fault.name);
-        EXPECT_EQ(ReadFile(Local()), "old");
+        EXPECT_EQ(ReadText(Local()), "old");
     }
     ASSERT_EQ(m_host.Run({"get", Url(), Local().string()}).status, 0);
-    EXPECT_TRUE(ReadFile(Local()) == m_first);
+    EXPECT_TRUE(ReadText(Local()) == m_first);
 }
 
 TEST_F(Refusals, OfAnUploadKeepTheLocalCopyForALaterTry) {
@@ -116,13 +116,13 @@ TEST_F(Refusals, OfAnUploadKeepTheLocalCopyForALaterTry) {
                                Fault{"refused digest", R"({"kind":"stale-digest"})"}}) {
         SetFault(R"("method":"PUT",)", fault.json);
         ExpectRefused({"put", Local().string(), Url()}, fault.name);
-        const Result unsent = m_host.Run({"recover"});
+        const ProcessResult unsent = m_host.Run({"recover"});
         EXPECT_NE(unsent.out.find(kDocument), std::string::npos) << fault.name << unsent.out << unsent.err;
         EXPECT_EQ(m_host.Run({"recover", "--drop", Url()}).status, 0);
     }
     SetFault(R"("method":"PUT",)", R"({"kind":"drop-upload","after":3})");
     ExpectRefused({"put", Local().string(), Url()}, "drop");
-    const Result sent = m_host.Run({"recover", "--send"});
+    const ProcessResult sent = m_host.Run({"recover", "--send"});
     EXPECT_EQ(sent.status, 0) << sent.err;
     EXPECT_EQ(m_server->Document(kDocument), "second");
 }
@@ -190,9 +190,9 @@ TEST_F(Refusals, AKillAtAnyPointOfAnEditLosesNothing) {
         process->Wait();
         m_server->ClearFaults();
         EXPECT_TRUE(m_server->Document(kDocument) == m_first);
-        const Result unsent = m_host.Run({"recover", "--json"});
+        const ProcessResult unsent = m_host.Run({"recover", "--json"});
         EXPECT_NE(unsent.out.find(kDocument), std::string::npos) << unsent.out << unsent.err;
-        const Result sent = m_host.Run({"recover", "--send"});
+        const ProcessResult sent = m_host.Run({"recover", "--send"});
         EXPECT_EQ(sent.status, 0) << sent.err;
         EXPECT_EQ(m_server->Document(kDocument), "edited");
         m_server->WriteAs("alice", kDocument, m_first);

@@ -1,6 +1,6 @@
 // What happens on the server when a document is closed: every row of the decision, by flags and by
 // preference.
-#include "decisions.h"
+#include "tests/interfaces/decisions.h"
 
 namespace interfaces {
 
@@ -336,7 +336,7 @@ TEST_F(CloseDecisions, EveryRow) {
             ExpectShape(prompts[0], *row.prompt);
             EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
         }
-        const ServerDocument after = Look(Server(), document);
+        const StoredDocument after = Server().Look(document);
         EXPECT_EQ(after.checked_out_by, row.kept ? "alice" : "");
         EXPECT_EQ(after.bytes, row.bytes);
         if (!row.version.empty()) {
@@ -359,7 +359,7 @@ TEST_F(CloseDecisions, ADocumentThatIsNotMineIsClosedWithoutAWord) {
         for (DWORD flags = 0; flags < 8; ++flags)
             EXPECT_EQ(opened.file->Close(flags, nullptr, nullptr), S_OK) << flags;
         EXPECT_TRUE(editor.TakePrompts().empty());
-        EXPECT_EQ(Look(Server(), document).checked_out_by, holder);
+        EXPECT_EQ(Server().Look(document).checked_out_by, holder);
     }
 }
 
@@ -368,9 +368,9 @@ TEST_F(CloseDecisions, TheServerDecidesWhoseItIsAndNotWhatWasKnown) {
     Editor editor(Server(), "alice", {{kNoChanges, "0"}});
     const Opened opened = editor.Open(document, kRead);
     ASSERT_EQ(opened.result, S_OK);
-    Admin(Server(), "checkout", document, "alice");
+    Server().CheckOutAs("alice", document);
     EXPECT_EQ(opened.file->Close(AFS_CloseFile_AllowUI, nullptr, nullptr), S_OK);
-    EXPECT_EQ(Look(Server(), document).checked_out_by, "");
+    EXPECT_EQ(Server().Look(document).checked_out_by, "");
 }
 
 TEST_F(CloseDecisions, TheCheckInPromptOffersTheLastChoiceAndKeepsTheNewOne) {
@@ -391,7 +391,7 @@ TEST_F(CloseDecisions, TheCheckInPromptOffersTheLastChoiceAndKeepsTheNewOne) {
     EXPECT_EQ(prompts[0].edit, "sp.lb.checkInComment");
     EXPECT_EQ(editor.Preference("default_check_in_type"), "0");
     EXPECT_EQ(editor.Preference("default_check_in_message"), "a minor thing, really");
-    const ServerDocument after = Look(Server(), document);
+    const StoredDocument after = Server().Look(document);
     EXPECT_EQ(after.version, "0.2");
     EXPECT_EQ(after.comment, "a minor thing, really");
 }
@@ -410,7 +410,7 @@ TEST_F(CloseDecisions, TheCheckInPromptIsFilledByThePreferences) {
         EXPECT_EQ(prompts[0].check, "");
         EXPECT_EQ(prompts[0].radio, radio);
         EXPECT_EQ(prompts[0].edit_text, "as ever");
-        EXPECT_EQ(Look(Server(), document).checked_out_by, "alice");
+        EXPECT_EQ(Server().Look(document).checked_out_by, "alice");
     }
 }
 
@@ -435,7 +435,7 @@ TEST_F(CloseDecisions, ASetCancelFlagComesFirst) {
     EXPECT_EQ(file->Close(AFS_CloseFile_DiscardCheckOut, nullptr, Canceled().get()), kCanceled);
     EXPECT_EQ(file->Close(0, nullptr, Canceled().get()), kCanceled);
     EXPECT_EQ(Server().Requests(), std::vector<std::string>());
-    EXPECT_EQ(Look(Server(), document).checked_out_by, "alice");
+    EXPECT_EQ(Server().Look(document).checked_out_by, "alice");
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// An editor for tests.
-#include "editor.h"
+#include "tests/interfaces/editor.h"
 
 #include <rapidjson/document.h>
 
@@ -13,20 +12,6 @@
 namespace interfaces {
 
 namespace {
-
-// Nobody is there: what no script answers counts as closed.
-class NoTerminal final : public host::Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
-
-constexpr std::string_view kAccountTemplate = R"(<CabTemplate><ItemSet id="AccountDict">
- <Item id="Url" type="String"/><Item id="WebUrl" type="String"/><Item id="AuthHeader" type="String"/>
- <Item id="User" type="String"/><Item id="Password" type="String"/><Item id="AuthToken" type="String"/>
- <Item id="APIVer" type="Int" defVal="0"/></ItemSet>
- <Root id="SharePointAccountDataSettingsV1" itemSet="AccountDict"/></CabTemplate>)";
 
 std::vector<std::string> Strings(const rapidjson::Value& array) {
     std::vector<std::string> strings;
@@ -54,23 +39,6 @@ RecordedPrompt ReadPrompt(const std::string& line) {
     return prompt;
 }
 
-void Require(HRESULT result, const std::string& what) {
-    if (FAILED(result)) throw std::runtime_error(what + " failed: " + Hex(result));
-}
-
-std::string HeaderOf(const e2e::HttpAnswer& answer, const std::string& name) {
-    std::istringstream lines(answer.headers);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.size() <= name.size() || line[name.size()] != ':') continue;
-        if (!host::EqualIgnoreCase(host::ToUtf16(line.substr(0, name.size())), host::ToUtf16(name))) continue;
-        std::string value = line.substr(name.size() + 1);
-        value.erase(0, value.find_first_not_of(' '));
-        while (value.ends_with('\r')) value.pop_back();
-        return value;
-    }
-    return {};
-}
-
 }  // namespace
 
 std::string Hex(HRESULT result) {
@@ -83,13 +51,11 @@ ComPtr<host::CancelFlag> Canceled() {
     return flag;
 }
 
-Editor::Editor(const e2e::DevServer& server, const std::string& user, const PreferenceValues& preferences)
-    : m_server(server),
-      m_terminal(std::make_unique<NoTerminal>()),
-      m_details(host::Make<host::ErrorDetails>()) {
+Editor::Editor(const DevServer& server, const std::string& user, const PreferenceValues& preferences)
+    : m_server(server), m_details(host::Make<host::ErrorDetails>()) {
     host::HostOptions options;
     options.profile = m_folder / "profile";
-    options.terminal = m_terminal.get();
+    options.terminal = &m_terminal;
     m_host = std::make_unique<host::Host>(std::move(options));
     m_host->prompts().LogTo(m_folder / "prompts");
     m_host->LoadPlugin(PLUGIN_FILE);
@@ -100,19 +66,13 @@ Editor::Editor(const e2e::DevServer& server, const std::string& user, const Pref
         m_host->LoadPlugin(PLUGIN_FILE);
     }
     m_file_system = m_host->FileSystem();
-    m_account_tree = std::make_shared<host::SettingsTree>();
-    m_account_tree->SetTemplate(kAccountTemplate, u"SharePointAccountDataSettingsV1");
-    const auto cab = m_account_tree->View();
-    host::PutString(cab.get(), u"Url", host::ToUtf16(server.Site()));
-    host::PutString(cab.get(), u"AuthToken", m_host->EncryptForPlugin(host::ToUtf16(server.Token(user))));
-    Require(host::ChildOf(cab.get(), u"APIVer")->put_v(Variant(LONG{1})), "APIVer");
-    m_account = host::Accounts::Restore(m_file_system.get(), *m_account_tree);
-    Require(m_host->Bind(m_account.get(), nullptr, m_root), "binding to " + server.Site());
+    m_account = MakeAccount(*m_host, server.Site(), {server, user});
+    Require(m_host->Bind(account(), nullptr, m_root), "binding to " + server.Site());
 }
 
 Editor::~Editor() {
     m_root.reset();
-    m_account.reset();
+    m_account = {};
     m_file_system.reset();
     m_host.reset();
 }
@@ -124,7 +84,7 @@ std::string Editor::TakeMessage() {
 }
 
 std::u16string Editor::Url(const std::string& item) const {
-    return host::ToUtf16(m_server.Origin() + e2e::DevServer::PathOf(item));
+    return host::ToUtf16(m_server.Origin() + DevServer::PathOf(item));
 }
 
 ComPtr<TMK::IAFS_Name> Editor::Name(const std::string& item) {
@@ -152,7 +112,7 @@ void Editor::Answer(const std::string& id, const host::PromptAnswer& answer) {
 }
 
 std::vector<RecordedPrompt> Editor::TakePrompts() {
-    std::istringstream lines(e2e::ReadFile(m_folder / "prompts"));
+    std::istringstream lines(ReadText(m_folder / "prompts"));
     std::vector<RecordedPrompt> prompts;
     std::size_t number = 0;
     for (std::string line; std::getline(lines, line); ++number)
@@ -163,34 +123,6 @@ std::vector<RecordedPrompt> Editor::TakePrompts() {
 
 std::string Editor::Preference(const std::string& name) {
     return cli::ReadPreference(m_host->PluginSettings().get(), name);
-}
-
-void Upload(const e2e::DevServer& server, const std::string& user, const std::string& document,
-            const std::string& bytes) {
-    const std::string path = e2e::DevServer::PathOf(document);
-    const std::size_t slash = path.rfind('/');
-    const auto answer = server.Rest(
-        user, "POST",
-        "/_api/web/GetFolderByServerRelativePath(decodedurl='" + e2e::Escape(path.substr(0, slash)) +
-            "')/Files/AddUsingPath(decodedurl='" + e2e::Escape(path.substr(slash + 1)) + "',overwrite=true)",
-        bytes);
-    if (answer.status / 100 != 2) throw std::runtime_error("upload refused: " + answer.body);
-}
-
-ServerDocument Look(const e2e::DevServer& server, const std::string& document) {
-    const auto answer = e2e::Http(
-        {.url = server.Origin() + "/_dev/document?path=" + e2e::Escape(e2e::DevServer::PathOf(document))});
-    if (answer.status != 200) throw std::runtime_error("no document " + document);
-    return {answer.body, HeaderOf(answer, "X-Version"), HeaderOf(answer, "X-Comment"),
-            HeaderOf(answer, "X-Checked-Out-By"), HeaderOf(answer, "X-Modified-By")};
-}
-
-void Admin(const e2e::DevServer& server, const std::string& operation, const std::string& document,
-           const std::string& user) {
-    const auto answer = e2e::Http({.method = "POST",
-                                   .url = server.Origin() + "/_dev/" + operation + "?user=" + user +
-                                          "&path=" + e2e::Escape(e2e::DevServer::PathOf(document))});
-    if (answer.status / 100 != 2) throw std::runtime_error(operation + " refused: " + answer.body);
 }
 
 }  // namespace interfaces

@@ -5,10 +5,10 @@
 #include <functional>
 #include <thread>
 
-#include "editor.h"
 #include "host/base/text.h"
 #include "host/cli/commands.h"
 #include "hostapi/irgc.h"
+#include "tests/interfaces/editor.h"
 
 namespace interfaces {
 
@@ -19,13 +19,13 @@ using Call = std::function<HRESULT(TMK::ITMK_CancelFlag*)>;
 class FileSystemTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        s_server = std::make_unique<e2e::DevServer>();
-        Upload(*s_server, "alice", "a.txt", "one");
+        s_server = std::make_unique<DevServer>();
+        s_server->Upload("alice", "a.txt", "one");
         s_editor = std::make_unique<Editor>(*s_server, "alice");
         s_other = std::make_unique<Editor>(*s_server, "bob");
         const auto folder = s_editor->Name("Folder");
         ASSERT_EQ(fs()->CreateFolder(folder.get(), 0, nullptr, nullptr), S_OK);
-        Upload(*s_server, "alice", "Folder/b.txt", "two and more");
+        s_server->Upload("alice", "Folder/b.txt", "two and more");
     }
     static void TearDownTestSuite() {
         s_other.reset();
@@ -35,7 +35,7 @@ protected:
     }
     static TMK::IAFS_FileSys* fs() { return s_editor->file_system(); }
     static Editor& editor() { return *s_editor; }
-    static e2e::DevServer& server() { return *s_server; }
+    static DevServer& server() { return *s_server; }
     static ComPtr<TMK::IAFS_Name> Name(const std::string& item) { return s_editor->Name(item); }
     // A name that this file system didn't make.
     static TMK::IAFS_Name* Foreign() { return s_other->root(); }
@@ -50,7 +50,7 @@ protected:
         return fs()->GetFileInfo(Name(item).get(), nullptr, nullptr, info.put()) == S_OK;
     }
 
-    static inline std::unique_ptr<e2e::DevServer> s_server;
+    static inline std::unique_ptr<DevServer> s_server;
     static inline std::unique_ptr<Editor> s_editor;
     static inline std::unique_ptr<Editor> s_other;
 };
@@ -371,11 +371,11 @@ TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
 
 // With nothing but an address the plug-in makes the account itself, and the host's sign-in gives its token.
 TEST(FileSystemOfANewcomer, BindsToAnAddressAndMakesItsAccount) {
-    const e2e::DevServer server({"--approve", "alice"});
+    const DevServer server({"--approve", "alice"});
     Editor editor(server, "alice", {{"api_version", "1"}});
     editor.host().oauth().SetOverride(server.Site(), {server.Origin() + "/organizations/", ""});
     TMK::IAFS_FileSys* const fs = editor.file_system();
-    Upload(server, "alice", "a.txt", "one");
+    server.Upload("alice", "a.txt", "one");
     const auto context = host::MakeBindContext(editor.host().terminal(), std::nullopt);
     const auto text = [&](TMK::IAFS_Name* name) {
         Bstr shown;
@@ -406,7 +406,7 @@ TEST(FileSystemOfANewcomer, BindsToAnAddressAndMakesItsAccount) {
 
 // A picture of one page is the thumbnail; an answer that is none fails.
 TEST_F(FileSystemTest, ThumbnailsArePicturesOfOnePage) {
-    Upload(server(), "alice", "seen.pdf", "%PDF-1.4\n%%EOF\n");
+    server().Upload("alice", "seen.pdf", "%PDF-1.4\n%%EOF\n");
     Variant value;
     ASSERT_EQ(Hex(fs()->get_Prop(Name("seen.pdf").get(), u"Thumbnail", value.put())), Hex(S_OK));
     ASSERT_EQ(value.type(), VT_UNKNOWN);
@@ -434,10 +434,10 @@ TEST_F(FileSystemTest, PropertiesOfItems) {
     EXPECT_EQ(value.get().boolVal, VARIANT_TRUE);
     EXPECT_EQ(fs()->get_Prop(Name("a.txt").get(), u"checkedout", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
-    Upload(server(), "alice", "taken.txt", "x");
-    Upload(server(), "alice", "mine.txt", "x");
-    Admin(server(), "checkout", "taken.txt", "bob");
-    Admin(server(), "checkout", "mine.txt", "alice");
+    server().Upload("alice", "taken.txt", "x");
+    server().Upload("alice", "mine.txt", "x");
+    server().CheckOutAs("bob", "taken.txt");
+    server().CheckOutAs("alice", "mine.txt");
     EXPECT_EQ(fs()->get_Prop(Name("taken.txt").get(), u"CheckedOut", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
     EXPECT_EQ(fs()->get_Prop(Name("mine.txt").get(), u"CheckedOut", value.put()), S_OK);
@@ -448,9 +448,9 @@ TEST_F(FileSystemTest, PropertiesOfItems) {
 }
 
 TEST_F(FileSystemTest, ARefusedCopyFailsAlsoWhereTheTargetLooksLikeTheCopy) {
-    Upload(server(), "alice", "from.txt", "11111");
-    Upload(server(), "alice", "to.txt", "22222");
-    Admin(server(), "checkout", "to.txt", "bob");
+    server().Upload("alice", "from.txt", "11111");
+    server().Upload("alice", "to.txt", "22222");
+    server().CheckOutAs("bob", "to.txt");
     EXPECT_EQ(fs()->Copy(Name("from.txt").get(), Name("to.txt").get(), editor().details(), nullptr), E_FAIL);
     EXPECT_NE(editor().TakeMessage().find("did not copy"), std::string::npos);
     EXPECT_EQ(server().Document("to.txt"), "22222");
@@ -464,7 +464,7 @@ TEST_F(FileSystemTest, ARefusedCopyFailsAlsoWhereTheTargetLooksLikeTheCopy) {
 }
 
 TEST_F(FileSystemTest, MakesMovesCopiesRenamesAndDeletes) {
-    Upload(server(), "alice", "start.txt", "moved about");
+    server().Upload("alice", "start.txt", "moved about");
     const auto run = [&](const char* what, HRESULT result) {
         EXPECT_EQ(Hex(result), Hex(S_OK)) << what << ": " << editor().TakeMessage();
     };
@@ -506,8 +506,8 @@ TEST_F(FileSystemTest, MakesMovesCopiesRenamesAndDeletes) {
 
 // The server's answer to these isn't looked at, so its silence must not pass for success.
 TEST_F(FileSystemTest, WhatTheServerDidNotDoIsAFailure) {
-    Upload(server(), "alice", "held.txt", "x");
-    Admin(server(), "checkout", "held.txt", "bob");
+    server().Upload("alice", "held.txt", "x");
+    server().CheckOutAs("bob", "held.txt");
     TMK::ITMK_ErrorDetails* const details = editor().details();
     EXPECT_EQ(Hex(fs()->Delete(Name("held.txt").get(), details, nullptr)), Hex(E_FAIL));
     EXPECT_EQ(editor().TakeMessage(), "The server did not delete the item.");
@@ -530,8 +530,8 @@ VARIANT ArrayOf(const std::vector<Variant>& values) {
 }
 
 TEST_F(FileSystemTest, CacheEntriesAreAddedAndDeletedByName) {
-    const e2e::TempFolder folder;
-    e2e::WriteFile(folder / "local.txt", "from a local file");
+    const TempFolder folder;
+    WriteText(folder / "local.txt", "from a local file");
     const auto a = Name("a.txt");
     const auto exec = [&](LPCWSTR command, const std::vector<Variant>& values) {
         Variant data;

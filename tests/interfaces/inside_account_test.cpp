@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "host/base/text.h"
-#include "inside_host.h"
 #include "session/account_data.h"
 #include "session/account_match.h"
+#include "tests/interfaces/inside_host.h"
 
 namespace interfaces {
 

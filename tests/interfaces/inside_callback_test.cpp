@@ -10,8 +10,8 @@
 #include "afs/tmk_string.h"
 #include "base/failure.h"
 #include "host/base/text.h"
-#include "inside_host.h"
 #include "session/account_data.h"
+#include "tests/interfaces/inside_host.h"
 
 namespace interfaces {
 
@@ -21,7 +21,7 @@ class Callback : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         s_seed.emplace();
-        e2e::WriteFile(*s_seed / "a.txt", "content");
+        WriteText(*s_seed / "a.txt", "content");
         s_server.emplace(std::vector<std::string>{}, s_seed->Path());
     }
     static void TearDownTestSuite() {
@@ -59,8 +59,8 @@ protected:
             }));
     }
 
-    static inline std::optional<e2e::TempFolder> s_seed;
-    static inline std::optional<e2e::DevServer> s_server;
+    static inline std::optional<TempFolder> s_seed;
+    static inline std::optional<DevServer> s_server;
     InsideHost m_inside;
     ComPtr<AccountData> m_account;
     ComPtr<TMK::IAFS_Name> m_root, m_name;

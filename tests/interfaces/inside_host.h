@@ -4,19 +4,14 @@
 
 #include <memory>
 
-#include "harness.h"
 #include "host/base/host_objects.h"
 #include "host/core/host.h"
 #include "plugin/plugin.h"
+#include "tests/support/account.h"
 
 namespace interfaces {
 
-class NoTerminal final : public host::Terminal {
-public:
-    bool CanAsk() const override { return false; }
-    void Tell(std::string_view) override {}
-    std::optional<std::string> Ask(std::string_view, bool) override { return std::nullopt; }
-};
+using namespace testing_support;
 
 class InsideHost {
 public:
@@ -36,8 +31,8 @@ public:
     Plugin& plugin() { return *m_plugin; }
 
 private:
-    e2e::TempFolder m_folder;
-    NoTerminal m_terminal;
+    TempFolder m_folder;
+    SilentTerminal m_terminal;
     std::unique_ptr<host::Host> m_host;
     ComPtr<Plugin> m_plugin;
 };

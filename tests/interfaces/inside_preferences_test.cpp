@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "inside_host.h"
+#include "tests/interfaces/inside_host.h"
 
 namespace interfaces {
 

@@ -3,16 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "base/failure.h"
-#include "dialogs/scripted_browser.h"
 #include "host/base/text.h"
-#include "http/loopback_test_server.h"
-#include "inside_host.h"
 #include "session/account_data.h"
 #include "session/session.h"
 #include "session/sessions_memory.h"
+#include "tests/interfaces/inside_host.h"
+#include "tests/support/loopback_test_server.h"
+#include "tests/support/scripted_browser.h"
+#include "tests/support/trace_log.h"
 
 namespace interfaces {
 
@@ -240,27 +240,21 @@ TEST_F(SignIn, SignsOutOfTheBrowserTooWithAndWithoutASession) {
 }
 
 TEST_F(SignIn, LeavesNoSecretInTheLog) {
-    Log::ApplyPreferences(Log::verbose, 10);
-    LoopbackTestServer basic(BasicSite);
-    m_prompts->answers = {{u"alice", u"hidden1"}, {u"alice", u"secret"}};
-    const auto by_password = Account(basic);
-    EXPECT_EQ(Connect(*by_password), S_OK);
-    FormsSite forms;
-    m_script.pages = forms.Pages();
-    m_script.pages[0].cookies->insert(m_script.pages[0].cookies->begin(),
-                                      {u"other", u"hidden2", u"127.0.0.1"});
-    const auto by_browser = Account(forms.server);
-    by_browser->SetAuthHeader(u"Cookie: FedAuth=hidden3; rtFa=hidden4\n");
-    by_browser->SetAuthToken(u"hidden5");
-    EXPECT_EQ(Connect(*by_browser), S_OK);
-    m_session->SignOut();
-    std::u16string path = Log::CurrentPath();
-    Log::ApplyPreferences(Log::none, 10);
-    std::replace(path.begin(), path.end(), u'\\', u'/');
-    const std::string bytes = e2e::ReadFile(path);
-    const std::string log = host::ToUtf8(
-        std::u16string(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t)));
-    std::filesystem::remove(path);
+    const std::string log = LogOf(Log::verbose, [&] {
+        LoopbackTestServer basic(BasicSite);
+        m_prompts->answers = {{u"alice", u"hidden1"}, {u"alice", u"secret"}};
+        const auto by_password = Account(basic);
+        EXPECT_EQ(Connect(*by_password), S_OK);
+        FormsSite forms;
+        m_script.pages = forms.Pages();
+        m_script.pages[0].cookies->insert(m_script.pages[0].cookies->begin(),
+                                          {u"other", u"hidden2", u"127.0.0.1"});
+        const auto by_browser = Account(forms.server);
+        by_browser->SetAuthHeader(u"Cookie: FedAuth=hidden3; rtFa=hidden4\n");
+        by_browser->SetAuthToken(u"hidden5");
+        EXPECT_EQ(Connect(*by_browser), S_OK);
+        m_session->SignOut();
+    });
     EXPECT_NE(log.find("AuthenticateWithMicrosoftForms"), std::string::npos);
     EXPECT_NE(log.find("Session::SignOut"), std::string::npos);
     for (const char* secret :

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "host/base/object.h"
-#include "inside_host.h"
+#include "tests/interfaces/inside_host.h"
 
 namespace interfaces {
 

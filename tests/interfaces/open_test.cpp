@@ -1,7 +1,7 @@
 // What the preferences decide and ask when a document is opened: every row, against a server.
 #include <algorithm>
 
-#include "decisions.h"
+#include "tests/interfaces/decisions.h"
 
 namespace interfaces {
 
@@ -346,7 +346,7 @@ TEST_F(OpenDecisions, EveryRow) {
             ExpectShape(prompts[0], *row.prompt);
             EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
         }
-        EXPECT_EQ(Look(Server(), document).checked_out_by, row.holder_after);
+        EXPECT_EQ(Server().Look(document).checked_out_by, row.holder_after);
         const bool is_taken = row.holder_after != row.holder;
         EXPECT_EQ(std::count_if(requests.begin(), requests.end(), IsCheckOutCall), is_taken ? 1 : 0);
         for (const auto& [name, value] : row.stored) EXPECT_EQ(editor.Preference(name), value) << name;
@@ -399,7 +399,7 @@ TEST_F(OpenDecisions, DispositionsDecideWhetherThereMustBeADocument) {
         EXPECT_EQ(Hex(there.result), Hex(c.on_existing)) << there.message;
         EXPECT_NE(there.message.find(c.message), std::string::npos) << there.message;
         const bool is_replaced = SUCCEEDED(c.on_existing) && (c.flags & AFS_OpenFile_CreateAlways);
-        EXPECT_EQ(Look(Server(), existing).bytes, is_replaced ? "" : "first");
+        EXPECT_EQ(Server().Look(existing).bytes, is_replaced ? "" : "first");
 
         const std::string missing = "missing " + std::to_string(++number) + ".txt";
         const Opened gone = editor.Open(missing, c.flags);
@@ -430,7 +430,7 @@ TEST_F(OpenDecisions, AFailureOfTheLookupNeverReplacesADocument) {
         const Opened opened = editor.Open(document, TMK::AFS_OpenFile_Write | disposition);
         Server().ClearFaults();
         EXPECT_TRUE(FAILED(opened.result));
-        EXPECT_EQ(Look(Server(), document).bytes, "first");
+        EXPECT_EQ(Server().Look(document).bytes, "first");
     }
 }
 

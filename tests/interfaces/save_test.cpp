@@ -1,5 +1,5 @@
 // Saving: the conflict test of reopening, the step after a save, and the check-out command.
-#include "decisions.h"
+#include "tests/interfaces/decisions.h"
 
 namespace interfaces {
 
@@ -69,14 +69,14 @@ TEST_F(Saving, ANewerServerVersionIsAConflictByPreference) {
             EXPECT_NE(prompts[0].text.find("recently changed on the server by "), std::string::npos);
         }
         EXPECT_EQ(editor.Preference(kConflict), row.preference);
-        EXPECT_EQ(Look(Server(), document).checked_out_by, row.result == S_OK ? "alice" : "");
+        EXPECT_EQ(Server().Look(document).checked_out_by, row.result == S_OK ? "alice" : "");
         DWORD flags = 0;
         EXPECT_EQ(file->get_OpenFlags(&flags), S_OK);
         EXPECT_EQ(flags, row.result == S_OK ? kWrite : kRead);
-        EXPECT_EQ(Look(Server(), document).bytes, row.is_newer ? "by bob" : "first");
+        EXPECT_EQ(Server().Look(document).bytes, row.is_newer ? "by bob" : "first");
         if (row.result == S_OK) {
             Save(file.get(), "by alice");
-            EXPECT_EQ(Look(Server(), document).bytes, "by alice");
+            EXPECT_EQ(Server().Look(document).bytes, "by alice");
         }
     }
 }
@@ -85,12 +85,7 @@ TEST_F(Saving, AnOlderServerTimeIsNoConflict) {
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kConflict, "0"}});
     const auto file = OpenToRead(editor, document).file;
-    const auto answer =
-        e2e::Http({.method = "POST",
-                   .url = Server().Origin() + "/_dev/write?user=bob&modified=2001-02-03T04:05:06Z&path=" +
-                          e2e::Escape(e2e::DevServer::PathOf(document)),
-                   .body = "an old one"});
-    ASSERT_EQ(answer.status, 200) << answer.body;
+    Server().AdminFor("write", "bob&modified=2001-02-03T04:05:06Z", document, "an old one");
     EXPECT_EQ(file->Reopen(kWrite, nullptr, nullptr), S_OK);
 }
 
@@ -103,9 +98,9 @@ TEST_F(Saving, TheUsersOwnSaveIsNoConflict) {
         Save(file.get(), bytes);
         ASSERT_EQ(editor.Exec(file.get(), u"PerformAfterSave"), S_OK) << editor.TakeMessage();
         ASSERT_EQ(file->Reopen(kRead, editor.details(), nullptr), S_OK) << editor.TakeMessage();
-        EXPECT_EQ(Look(Server(), document).bytes, bytes);
+        EXPECT_EQ(Server().Look(document).bytes, bytes);
     }
-    EXPECT_EQ(Look(Server(), document).version, "3.0");
+    EXPECT_EQ(Server().Look(document).version, "3.0");
 }
 
 TEST_F(Saving, ReopeningLooksAtTheCheckOutOfNow) {
@@ -137,7 +132,7 @@ TEST_F(Saving, ReopeningLooksAtTheCheckOutOfNow) {
         const std::string document = MakeDocument();
         Editor editor(Server(), c.user, {{kAfterSave, c.after_save}});
         const auto file = OpenToRead(editor, document).file;
-        if (!c.holder.empty()) Admin(Server(), "checkout", document, c.holder);
+        if (!c.holder.empty()) Server().CheckOutAs(c.holder, document);
         SetNoRights(c.user == "carol");
         EXPECT_EQ(Hex(file->Reopen(c.flags, editor.details(), nullptr)), Hex(c.result));
         const std::string message = editor.TakeMessage();
@@ -145,7 +140,7 @@ TEST_F(Saving, ReopeningLooksAtTheCheckOutOfNow) {
         if (c.result == kOthersCheckOut) {
             EXPECT_NE(message.find("bob"), std::string::npos) << message;
         }
-        EXPECT_EQ(Look(Server(), document).checked_out_by, c.holder_after);
+        EXPECT_EQ(Server().Look(document).checked_out_by, c.holder_after);
         EXPECT_EQ(KeepCheckedOut(file.get()), c.keeps);
         EXPECT_TRUE(editor.TakePrompts().empty());
     }
@@ -158,7 +153,7 @@ TEST_F(Saving, ReopeningAGoneDocumentFails) {
     ASSERT_EQ(Server()
                   .Rest("bob", "DELETE",
                         "/_api/web/GetFileByServerRelativePath(decodedurl='" +
-                            e2e::Escape(e2e::DevServer::PathOf(document)) + "')")
+                            Escape(DevServer::PathOf(document)) + "')")
                   .status,
               200);
     EXPECT_EQ(Hex(file->Reopen(kWrite, nullptr, nullptr)), Hex(kNotFound));
@@ -203,7 +198,7 @@ TEST_F(Saving, WhatFollowsASaveIsByPreference) {
         const auto prompts = editor.TakePrompts();
         ASSERT_EQ(prompts.size(), row.is_asked ? 1u : 0u);
         if (row.is_asked) ExpectShape(prompts[0], kAskCheckIn);
-        const ServerDocument after = Look(Server(), document);
+        const StoredDocument after = Server().Look(document);
         EXPECT_EQ(after.checked_out_by, row.kept ? "alice" : "");
         EXPECT_EQ(after.bytes, "second");
         if (!row.version.empty()) {
@@ -238,7 +233,7 @@ TEST_F(Saving, TheCheckInCommandNeverKeepsTheCheckOut) {
     ASSERT_TRUE(file);
     Save(file.get(), "second");
     EXPECT_EQ(editor.Exec(file.get(), u"CHECKIN"), S_OK) << editor.TakeMessage();
-    const ServerDocument after = Look(Server(), document);
+    const StoredDocument after = Server().Look(document);
     EXPECT_EQ(after.checked_out_by, "");
     EXPECT_EQ(after.version, "0.2");
     EXPECT_EQ(after.comment, "done");
@@ -302,7 +297,7 @@ TEST_F(CheckOutCommand, AsksAboutANewerServerVersion) {
         if (c.is_asked) {
             ExpectShape(prompts[0], shape);
         }
-        EXPECT_EQ(Look(Server(), document).checked_out_by, c.is_taken ? "alice" : "");
+        EXPECT_EQ(Server().Look(document).checked_out_by, c.is_taken ? "alice" : "");
         EXPECT_EQ(reloads, c.reloads);
         editor.host().documents().Remove(shown.get());
     }
@@ -330,7 +325,7 @@ TEST_F(CheckOutCommand, RefusalsLeaveEverythingAsItWas) {
         SetNoRights(false);
         const std::string message = editor.TakeMessage();
         EXPECT_NE(message.find(r.message), std::string::npos) << message;
-        EXPECT_EQ(Look(Server(), document).checked_out_by, r.holder);
+        EXPECT_EQ(Server().Look(document).checked_out_by, r.holder);
     }
 }
 
@@ -341,14 +336,14 @@ TEST_F(CheckOutCommand, DiscardsBackToTheCheckedInVersion) {
     ASSERT_TRUE(file);
     Save(file.get(), "thrown away");
     EXPECT_EQ(editor.Exec(file.get(), u"discardcheckout"), S_OK) << editor.TakeMessage();
-    const ServerDocument after = Look(Server(), document);
+    const StoredDocument after = Server().Look(document);
     EXPECT_EQ(after.bytes, "first");
     EXPECT_EQ(after.version, "0.1");
     EXPECT_EQ(after.checked_out_by, "");
 }
 
 TEST(ForcedCheckOut, ADocumentThatWasNeverCheckedInCannotBeDiscarded) {
-    const e2e::DevServer server({"--force-checkout"});
+    const DevServer server({"--force-checkout"});
     Editor editor(server, "alice");
     const Opened opened = editor.Open("new.txt", TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_CreateAlways);
     ASSERT_EQ(opened.result, S_OK) << opened.message;
@@ -357,26 +352,23 @@ TEST(ForcedCheckOut, ADocumentThatWasNeverCheckedInCannotBeDiscarded) {
     EXPECT_NE(message.find("failed to discard checkout because there is no checked in version"),
               std::string::npos)
         << message;
-    EXPECT_EQ(Look(server, "new.txt").checked_out_by, "alice");
+    EXPECT_EQ(server.Look("new.txt").checked_out_by, "alice");
 }
 
 TEST(RequiredColumns, ACheckInWithoutThemSaysWhatIsMissing) {
-    const e2e::DevServer server;
-    Upload(server, "alice", "a.txt", "first");
+    const DevServer server;
+    server.Upload("alice", "a.txt", "first");
     Editor editor(server, "alice");
     const Opened opened = editor.Open("a.txt", kWrite);
     ASSERT_EQ(opened.result, S_OK) << opened.message;
-    const auto column = e2e::Http({.method = "POST",
-                                   .url = server.Origin() + "/_dev/column",
-                                   .body = R"({"name": "Owner1", "type": "Text", "required": true})"});
-    ASSERT_EQ(column.status, 200) << column.body;
+    server.Admin("column", R"({"name": "Owner1", "type": "Text", "required": true})");
     EXPECT_EQ(Hex(editor.Exec(opened.file.get(), u"CheckIn")), Hex(E_FAIL));
     EXPECT_NE(editor.TakeMessage().find("Some required properties are not filled out for the document."),
               std::string::npos);
     const auto prompts = editor.TakePrompts();
     ASSERT_EQ(prompts.size(), 1u);
     ExpectShape(prompts[0], {"sp.msg.CheckInRequiredProperties", kWarning, {"btn.ok"}, 0, ""});
-    EXPECT_EQ(Look(server, "a.txt").checked_out_by, "alice");
+    EXPECT_EQ(server.Look("a.txt").checked_out_by, "alice");
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "testing/client.h"
-#include "testing/raw_server.h"
+#include "tests/support/raw_server.h"
 
 namespace testing_support {
 namespace {

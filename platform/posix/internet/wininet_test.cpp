@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "testing/client.h"
-#include "testing/raw_server.h"
+#include "tests/support/raw_server.h"
 
 namespace testing_support {
 namespace {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "base/text/encoding.h"
-#include "http/loopback_test_server.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/legacy/site_test_fixture.h"
 #include "sharepoint/reading.h"
-#include "sharepoint/replay_captures.h"
+#include "tests/support/replay_captures.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <chrono>
 #include <cstdio>
 
-#include "sharepoint/replay_captures.h"
 #include "sharepoint/rest/file_info.h"
 #include "sharepoint/rest/protocol.h"
 #include "sharepoint/rest/site_test_fixture.h"
+#include "tests/support/replay_captures.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 
 #include "base/text/encoding.h"
 #include "base/text/url.h"
-#include "http/loopback_test_server.h"
 #include "http/session.h"
 #include "sharepoint/rest/web.h"
+#include "tests/support/loopback_test_server.h"
 
 class SiteFixture {
 public:
