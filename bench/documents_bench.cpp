@@ -49,7 +49,7 @@ double TimeOnEvenGround(const std::filesystem::path& folder, std::uint64_t size,
 class Documents {
 public:
     Documents(const DevServer& server, const std::filesystem::path& folder, std::uint64_t size)
-        : m_server(server), m_login(server, "alice"), m_folder(folder), m_size(size) {
+        : m_server(server), m_login(LoginOf(server, "alice")), m_folder(folder), m_size(size) {
         const std::string path = Escape(DevServer::PathOf(kDocument));
         m_url = server.IsModern() ? server.Site() + "/_api/web/GetFileByServerRelativePath(decodedurl='" +
                                         path + "')/$value"

@@ -137,7 +137,7 @@ bool CountListings(const DevServer& server) {
 bool Run(const std::string& generation, unsigned files, unsigned rounds) {
     const DevServer server(
         {"--generation", generation, "--seed-count", std::string(kFolder) + "=" + std::to_string(files)});
-    const Login login(server, "alice");
+    const Login login = LoginOf(server, "alice");
     const bool once = CountListings(server);
     Floor floor(login);
     // A bare parse of XML in memory takes a microsecond for each row, so that any object made of it counts.

@@ -222,6 +222,16 @@ TEST(LogText, HidesSecretsAndNames) {
         {u"Location: https://site/Plan.pdf?key=9", u"Location: https://xxxx/Xxxx.xxx?xxx=1"},
         {u"Destination:Docs/Plan.pdf", u"Destination:Xxxx/Xxxx.xxx"},
         {u"Link: <https://site/a>; rel=x", u"Link: <https://xxxx/x>; xxx=x"},
+        {u"Proxy-Authorization: Basic cHJveA", u"Proxy-Authorization: Basic ..."},
+        {u"Authentication-Info: rspauth=\"6629\"", u"Authentication-Info: ..."},
+        {u"WWW-Authenticate: Basic realm=\"Plan\"", u"WWW-Authenticate: Xxxxx xxxxx=\"Xxxx\""},
+        {u"Proxy-Authenticate: NTLM TlRM", u"Proxy-Authenticate: XXXX XxXX"},
+        {u"Content-Location: /Docs/Plan.pdf", u"Content-Location: /Xxxx/Xxxx.xxx"},
+        {u"Content-Disposition: inline; filename=Plan.pdf",
+         u"Content-Disposition: xxxxxx; xxxxxxxx=Xxxx.xxx"},
+        {u"X-MSDAVEXT_Error: 589829; Plan", u"X-MSDAVEXT_Error: 111111; Xxxx"},
+        {u"X-Forms_Based_Auth_Required: /Plan", u"X-Forms_Based_Auth_Required: /Xxxx"},
+        {u"X-Forms_Based_Auth_Return_Url: /Plan", u"X-Forms_Based_Auth_Return_Url: /Xxxx"},
     };
     for (const auto& row : rows) EXPECT_EQ(Http::HeaderLineForLog(row.line), row.shown) << ToUtf8(row.line);
     EXPECT_EQ(Http::HeadersForLog(u"A: 1\nX-RequestDigest:abc"), u"A: 1\nX-RequestDigest: ...\n");

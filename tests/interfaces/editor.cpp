@@ -66,7 +66,7 @@ Editor::Editor(const DevServer& server, const std::string& user, const Preferenc
         m_host->LoadPlugin(PLUGIN_FILE);
     }
     m_file_system = m_host->FileSystem();
-    m_account = MakeAccount(*m_host, server.Site(), {server, user});
+    m_account = MakeAccount(*m_host, server.Site(), LoginOf(server, user));
     Require(m_host->Bind(account(), nullptr, m_root), "binding to " + server.Site());
 }
 

@@ -20,10 +20,15 @@ public:
         options.profile = m_folder / "profile";
         options.terminal = &m_terminal;
         m_host = std::make_unique<host::Host>(std::move(options));
+        Restart();
+    }
+    ~InsideHost() { m_host->UnloadPlugin(); }
+    // Loads the plug-in anew, so that it reads its settings again.
+    void Restart() {
+        m_host->UnloadPlugin();
         m_plugin = MakeObject<Plugin>();
         m_host->StartPlugin(m_plugin);
     }
-    ~InsideHost() { m_host->UnloadPlugin(); }
     InsideHost(const InsideHost&) = delete;
     InsideHost& operator=(const InsideHost&) = delete;
 

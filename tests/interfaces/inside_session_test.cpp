@@ -239,6 +239,28 @@ TEST_F(SignIn, SignsOutOfTheBrowserTooWithAndWithoutASession) {
     EXPECT_EQ(Session::SignOut(&plugin(), account.get()), S_OK);
 }
 
+TEST_F(SignIn, SigningOutOfOneServerLeavesTheOthersSignedIn) {
+    LoopbackTestServer first(BasicSite);
+    LoopbackTestServer second(BasicSite);
+    m_prompts->answers = {{u"alice", u"secret"}, {u"alice", u"secret"}};
+    const auto of_first = Account(first);
+    const auto of_second = Account(second);
+    ASSERT_EQ(Connect(*of_first), S_OK);
+    const auto first_session = m_session;
+    ASSERT_EQ(Connect(*of_second), S_OK);
+    ASSERT_EQ(m_prompts->shown.size(), 2u);
+    const auto ask = [](Session& session) {
+        session.GetWeb()->AsWeb()->BindObject(session.GetWebUrl() + u"/doc",
+                                              SharePoint::Web::BindObjectType::any);
+    };
+    first_session->SignOut();
+    EXPECT_NO_THROW(ask(*m_session));
+    EXPECT_EQ(m_prompts->shown.size(), 2u) << "nobody is asked for the other server";
+    EXPECT_THROW(ask(*first_session), HResultException) << "the prompt comes again, and is declined";
+    EXPECT_EQ(m_prompts->shown.size(), 3u);
+    EXPECT_EQ(m_prompts->shown.back(), "127.0.0.1 Not You alice/") << "the password is gone";
+}
+
 TEST_F(SignIn, LeavesNoSecretInTheLog) {
     const std::string log = LogOf(Log::verbose, [&] {
         LoopbackTestServer basic(BasicSite);

@@ -7,12 +7,9 @@
 
 namespace testing_support {
 
-Login::Login(const DevServer& server, const std::string& name) : is_modern(server.IsModern()) {
-    if (is_modern) {
-        token = server.Token(name);
-    } else {
-        user = password = name;
-    }
+Login LoginOf(const DevServer& server, const std::string& user) {
+    if (server.IsModern()) return {.token = server.Token(user)};
+    return {.is_modern = false, .user = user, .password = user};
 }
 
 TestAccount MakeAccount(host::Host& host, const std::string& url, const Login& login) {

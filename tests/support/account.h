@@ -12,12 +12,13 @@ namespace testing_support {
 
 // How to sign in: with a token on a modern site, by name and password on an older one.
 struct Login {
-    Login(const DevServer& server, const std::string& user);
-
-    bool is_modern;
-    std::string token;
-    std::string user, password;
+    bool is_modern = true;
+    std::string token = {};
+    std::string user = {}, password = {};
 };
+
+// That of a user of the development server.
+Login LoginOf(const DevServer& server, const std::string& user);
 
 struct TestAccount {
     std::shared_ptr<host::SettingsTree> tree;  // what it was made of
