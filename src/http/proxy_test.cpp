@@ -81,7 +81,9 @@ TEST_F(Proxy, WithoutStoredCredentialsIsAskedForByThePromptOfProxies) {
     EXPECT_EQ(m_site_prompts, 0);
     ExpectCredentialsApart();
     session->ResetAuthorizationData({});
-    EXPECT_EQ(m_proxy_prompts.size(), 1u) << "signing out of the site leaves the proxy's credentials";
+    EXPECT_THROW(Get(*session), HResultException) << "the site's user is forgotten";
+    EXPECT_EQ(m_site_prompts, 1);
+    EXPECT_EQ(m_proxy_prompts.size(), 1u) << "the proxy's stays";
 }
 
 TEST_F(Proxy, ThatTellsNoMoreThanItsOwnChallengeEndsTheRequestWithItsStatus) {

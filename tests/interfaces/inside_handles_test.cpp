@@ -53,10 +53,22 @@ TEST_P(Handles, AreClosedWithTheirRequestsAndWithTheSession) {
     EXPECT_EQ(m_server.Document("a.txt"), "second");
     ComPtr<TMK::IAFS_File> file;
     EXPECT_NE(Open("none.txt", file), S_OK);
-    for (const char* fault : {R"({"kind":"status","status":423})", R"({"kind":"drop-body"})",
-                              R"({"kind":"truncate","after":2})"}) {
-        m_server.SetFaults(R"([{"match":{"times":0,"path":"a.txt"},"fault":)" + std::string(fault) + "}]");
-        EXPECT_NE(Save("a.txt", "third"), S_OK) << fault;
+    const struct {
+        const char* document;  // what was not sent keeps a document busy
+        const char* match;
+        const char* fault;
+    } rows[] = {
+        {.document = "b.txt", .match = R"("method":"PUT")", .fault = R"({"kind":"drop-upload","after":3})"},
+        {.document = "c.txt", .match = R"("method":"PUT")", .fault = R"({"kind":"status","status":423})"},
+        {.document = "d.txt", .match = R"("path":"d.txt")", .fault = R"({"kind":"drop-body"})"},
+    };
+    const std::string big(3'000'000, 'b');
+    for (const auto& row : rows) {
+        m_server.WriteAs("alice", row.document, "first");
+        m_server.SetFaults(R"([{"match":{"times":0,)" + std::string(row.match) + R"(},"fault":)" + row.fault +
+                           "}]");
+        EXPECT_NE(Save(row.document, big), S_OK) << row.fault;
+        EXPECT_GT(m_server.FaultsFired(), 0) << row.fault;
         m_server.ClearFaults();
     }
     EXPECT_EQ(OpenHandles(), of_session) << "no request keeps its handle";
