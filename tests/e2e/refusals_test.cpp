@@ -9,6 +9,7 @@
 #include <regex>
 #include <thread>
 
+#include "tests/support/row_name.h"
 #include "tests/support/sphost.h"
 
 namespace {
@@ -18,8 +19,10 @@ using namespace testing_support;
 constexpr char kDocument[] = "report.txt";
 
 struct Fault {
-    const char* name;
+    std::string what;
     std::string json;
+
+    friend void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.what; }
 };
 
 // Every fault of an answer, each for all requests of its kind.
@@ -34,8 +37,8 @@ std::vector<Fault> Faults() {
         {"SharePoint error", R"({"kind":"status","status":500,"code":"-1, x","message":"boom"})"},
     };
     for (const int status : {401, 403, 404, 423, 429, 500, 503}) {
-        faults.push_back(
-            {"refusal", R"({"kind":"status","text":"no","status":)" + std::to_string(status) + "}"});
+        faults.push_back({"status " + std::to_string(status),
+                          R"({"kind":"status","text":"no","status":)" + std::to_string(status) + "}"});
     }
     return faults;
 }
@@ -78,8 +81,8 @@ protected:
     }
 
     // Runs under the fault: it has to fail with one line, and the server's document has to stay.
-    void ExpectRefused(const std::vector<std::string>& arguments, const char* name) {
-        SCOPED_TRACE(name + std::string(": ") + arguments[0]);
+    void ExpectRefused(const std::vector<std::string>& arguments) {
+        SCOPED_TRACE(arguments[0]);
         const ProcessResult result = m_host.Run(arguments);
         m_server->ClearFaults();
         EXPECT_TRUE(result.status == 1 || result.status == 3) << result.status << " " << result.err;
@@ -94,62 +97,65 @@ protected:
     Sphost m_host;
 };
 
-TEST_F(Refusals, OfADownloadLeaveTheTargetAndNeverBecomeADocument) {
-    for (const Fault& fault : DownloadFaults()) {
-        std::filesystem::remove_all(m_host.Profile() / "cache");
-        WriteText(Local(), "old");
-        SetFault(R"("method":"GET","path":"/$value",)", fault.json);
-        ExpectRefused({"get", Url(), Local().string()}, fault.name);
-        EXPECT_EQ(ReadText(Local()), "old");
-    }
+class RefusedDownload : public Refusals, public ::testing::WithParamInterface<Fault> {};
+
+TEST_P(RefusedDownload, LeavesTheTargetAndNeverBecomesADocument) {
+    WriteText(Local(), "old");
+    SetFault(R"("method":"GET","path":"/$value",)", GetParam().json);
+    ExpectRefused({"get", Url(), Local().string()});
+    EXPECT_EQ(ReadText(Local()), "old");
     ASSERT_EQ(m_host.Run({"get", Url(), Local().string()}).status, 0);
     EXPECT_TRUE(ReadText(Local()) == m_first);
 }
 
-TEST_F(Refusals, OfAnUploadKeepTheLocalCopyForALaterTry) {
-    for (const Fault& fault : {Fault{"drop", R"({"kind":"drop-upload","after":3})"},
-                               Fault{"stall", R"({"kind":"stall-upload","after":3})"},
-                               Fault{"sign-in page", R"({"kind":"sign-in-page"})"},
-                               Fault{"not taken", R"({"kind":"body","status":200,"text":"{}"})"},
-                               Fault{"locked", R"({"kind":"status","status":423})"},
-                               Fault{"busy", R"({"kind":"status","status":503})"},
-                               Fault{"refused digest", R"({"kind":"stale-digest"})"}}) {
-        SetFault(R"("method":"PUT",)", fault.json);
-        ExpectRefused({"put", Local().string(), Url()}, fault.name);
-        const ProcessResult unsent = m_host.Run({"recover"});
-        EXPECT_NE(unsent.out.find(kDocument), std::string::npos) << fault.name << unsent.out << unsent.err;
-        EXPECT_EQ(m_host.Run({"recover", "--drop", Url()}).status, 0);
-    }
-    SetFault(R"("method":"PUT",)", R"({"kind":"drop-upload","after":3})");
-    ExpectRefused({"put", Local().string(), Url()}, "drop");
+INSTANTIATE_TEST_SUITE_P(Fault, RefusedDownload, ::testing::ValuesIn(DownloadFaults()), RowName());
+
+class RefusedUpload : public Refusals, public ::testing::WithParamInterface<Fault> {};
+
+TEST_P(RefusedUpload, KeepsTheLocalCopyForALaterTry) {
+    SetFault(R"("method":"PUT",)", GetParam().json);
+    ExpectRefused({"put", Local().string(), Url()});
+    const ProcessResult unsent = m_host.Run({"recover"});
+    EXPECT_NE(unsent.out.find(kDocument), std::string::npos) << unsent.out << unsent.err;
     const ProcessResult sent = m_host.Run({"recover", "--send"});
     EXPECT_EQ(sent.status, 0) << sent.err;
     EXPECT_EQ(m_server->Document(kDocument), "second");
 }
 
-TEST_F(Refusals, OfEveryAnswerLeaveTheDocumentWhole) {
-    for (const Fault& fault : AnswerFaults()) {
-        for (const std::vector<std::string>& arguments :
-             {std::vector<std::string>{"ls", m_server->Url("")},
-              {"get", Url(), (m_host.Folder() / "out").string()},
-              {"put", Local().string(), Url()},
-              {"checkout", Url()},
-              {"edit", Url(), "--", "sh", "-c", "echo x >> \"$0\""}}) {
-            SetFault(R"("path":"/_api/web/",)", fault.json);
-            ExpectRefused(arguments, fault.name);
-        }
+INSTANTIATE_TEST_SUITE_P(
+    Fault, RefusedUpload,
+    ::testing::Values(Fault{.what = "drop", .json = R"({"kind":"drop-upload","after":3})"},
+                      Fault{.what = "stall", .json = R"({"kind":"stall-upload","after":3})"},
+                      Fault{.what = "sign-in page", .json = R"({"kind":"sign-in-page"})"},
+                      Fault{.what = "not taken", .json = R"({"kind":"body","status":200,"text":"{}"})"},
+                      Fault{.what = "locked", .json = R"({"kind":"status","status":423})"},
+                      Fault{.what = "busy", .json = R"({"kind":"status","status":503})"},
+                      Fault{.what = "refused digest", .json = R"({"kind":"stale-digest"})"}),
+    RowName());
+
+class RefusedAnswer : public Refusals, public ::testing::WithParamInterface<Fault> {};
+
+TEST_P(RefusedAnswer, LeavesTheDocumentWhole) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"ls", m_server->Url("")},
+          {"get", Url(), (m_host.Folder() / "out").string()},
+          {"put", Local().string(), Url()},
+          {"checkout", Url()},
+          {"edit", Url(), "--", "sh", "-c", "echo x >> \"$0\""}}) {
+        SetFault(R"("path":"/_api/web/",)", GetParam().json);
+        ExpectRefused(arguments);
     }
     EXPECT_EQ(m_host.Run({"put", Local().string(), Url()}).status, 0);
     EXPECT_EQ(m_server->Document(kDocument), "second");
 }
 
-TEST_F(Refusals, OfALookupAloneDoNotEmptyTheDocument) {
-    for (const Fault& fault : AnswerFaults()) {
-        if (fault.json.find("404") != std::string::npos) continue;  // that says that there is no document
-        SetFault(R"("method":"GET","path":"report.txt",)", fault.json);
-        ExpectRefused({"put", Local().string(), Url()}, fault.name);
-    }
+TEST_P(RefusedAnswer, OfALookupAloneDoesNotEmptyTheDocument) {
+    if (GetParam().what == "status 404") return;  // that says that there is no document
+    SetFault(R"("method":"GET","path":"report.txt",)", GetParam().json);
+    ExpectRefused({"put", Local().string(), Url()});
 }
+
+INSTANTIATE_TEST_SUITE_P(Fault, RefusedAnswer, ::testing::ValuesIn(AnswerFaults()), RowName());
 
 TEST_F(Refusals, OfAConnectionEndInTime) {
     EXPECT_EQ(

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/interfaces/editor.h"
+#include "tests/support/row_name.h"
 
 namespace interfaces {
 
