@@ -34,9 +34,9 @@ void MakeDocument(const std::filesystem::path& path, std::uint64_t size) {
     if (!file.flush()) throw std::runtime_error("can't write " + path.string());
 }
 
-// What was done before counts for nobody: earlier writes are on the disk when the clock starts, and the
-// memory that the document will take in the page cache was in use before. A virtual machine gets memory that
-// it never touched from its own host, which is several times slower than a disk write into memory at hand.
+// Gives both sides the same start: earlier writes are on the disk when the clock starts, and the memory that
+// the document will take in the page cache has been used before. A virtual machine gets memory that it never
+// touched from its own host, which is several times slower than a write into memory that it has.
 double TimeOnEvenGround(const std::filesystem::path& folder, std::uint64_t size,
                         const std::function<void()>& work) {
     const auto scratch = folder / "scratch.bin";

@@ -1,5 +1,5 @@
 // The reference host with the loaded library, bound to a site, for measurements in one process.
-// Nobody answers prompts. Main thread.
+// Prompts count as closed. Main thread.
 #pragma once
 
 #include <memory>

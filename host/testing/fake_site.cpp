@@ -409,7 +409,7 @@ public:
                          TMK::ITMK_CancelFlag*) override {
         return fs::create_directory(static_cast<Name*>(name)->path()) ? S_OK : E_FAIL;
     }
-    // Like a server whose refusals don't come back, these three never fail.
+    // These three never fail, like a server whose refusals are not looked at.
     HRESULT Move(TMK::IAFS_Name* name, TMK::IAFS_Name* to, TMK::ITMK_ErrorDetails*,
                  TMK::ITMK_CancelFlag*) override {
         std::error_code ignored;

@@ -50,7 +50,7 @@ protected:
     static std::u16string Path(const std::string& item);
 
 private:
-    // The process remembers one user of a host, so the others come by the host's other name.
+    // The process remembers one user of a host, so other users take the host's other name.
     std::string OriginFor(const std::string& user) const;
 
     DevServer m_server;

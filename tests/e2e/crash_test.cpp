@@ -1,5 +1,5 @@
-// A kill at every point of a save, a conflict meanwhile, and a full disk: what was saved locally outlives
-// all of them, and what was there before stays.
+// A kill at every point of a save, a conflict meanwhile, and a full disk: none of them loses what was saved
+// locally or what was there before.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -213,7 +213,7 @@ TEST_F(Crash, WhileTheProgramRunsKeepsWhatItSavedSoFar) {
     ExpectNothingLost(0, true);
 }
 
-TEST_F(Crash, FollowedBySomebodyElsesSaveIsNoReasonToOverwriteIt) {
+TEST_F(Crash, DoesNotOverwriteALaterSaveOfSomebodyElse) {
     m_server->SetFaults(R"([{"match":{"method":"PUT"},"fault":{"kind":"stall-upload"}}])");
     const auto process = m_host.Start(Put(0));
     Comes([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
@@ -292,7 +292,7 @@ protected:
     }
 };
 
-TEST_F(FullDisk, OfTheCacheLeavesThePreviousCopy) {
+TEST_F(FullDisk, InTheCacheLeavesThePreviousCopy) {
     const fs::path cache = m_host.Profile() / "cache";
     SmallDisk disk(cache, m_host.Folder() / "disk");
     if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadText(m_host.Folder() / "disk");
@@ -330,7 +330,7 @@ TEST_F(FullDisk, FilledWhileTheProgramRunsKeepsWhatItSaved) {
     ExpectNothingLost(0, true);
 }
 
-TEST_F(FullDisk, OfTheTargetLeavesTheOldFile) {
+TEST_F(FullDisk, AtTheTargetLeavesTheOldFile) {
     const fs::path folder = m_host.Folder() / "target";
     SmallDisk disk(folder, m_host.Folder() / "disk");
     if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadText(m_host.Folder() / "disk");
@@ -343,7 +343,7 @@ TEST_F(FullDisk, OfTheTargetLeavesTheOldFile) {
     EXPECT_EQ(std::distance(fs::directory_iterator(disk.Inside(folder)), {}), 2) << "beside the mount's mark";
 }
 
-TEST_F(FullDisk, OrAFileThatMayNotGrowIsToldAndLeavesThePreviousCopy) {
+TEST_F(FullDisk, AndAFileSizeLimitAreReportedAndLeaveThePreviousCopy) {
     const fs::path target = m_host.Folder() / "target";
     ASSERT_EQ(m_host.Run({"get", Url(0), target.string()}).status, 0);
     m_server->WriteAs("bob", Name(0), std::string(3000000, 'C'));

@@ -1,5 +1,5 @@
-// The trace log of a whole run at its most talkative: its shape, byte for byte, and nothing in it that
-// belongs to the user, the site or the sign-in.
+// The trace log of a whole run at the verbose level: its shape, byte for byte, and no secret, name or address
+// of the user or the site in it.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
@@ -36,7 +36,7 @@ protected:
         EXPECT_EQ(result.status, status) << arguments[0] << ": " << result.err;
     }
 
-    // All that a person does in a day.
+    // Every command that works on documents.
     void RunAll(int status) {
         const std::string zebra = m_server->Url("Zebra 77.txt");
         const std::string out = (m_host.Folder() / "Lemur").string();
@@ -63,7 +63,7 @@ protected:
 
     fs::path LogFolder() const { return m_host.Folder() / "tmp/TSMK-SharePoint"; }
 
-    // The texts that are nobody's business, in the spelling in which they may come by.
+    // Texts that the log must not hold, in each spelling that may occur.
     std::vector<std::string> Secrets() const {
         std::vector<std::string> secrets = {
             "Zebra",    "zebra",   "Okapi",     "Gnu.txt",  "Meerkat",
@@ -111,7 +111,7 @@ std::string Ascii(const std::u16string& text) {
 const std::regex kHead(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})"
                        R"(\|(?:   [0-9a-f]|  [0-9a-f]{2}| [0-9a-f]{3}|[0-9a-f]{4,})\|[1-4]\|[^ |]+ [^\n]*)");
 
-TEST_F(TraceLog, OfAWholeRunHasItsShape) {
+TEST_F(TraceLog, HasItsDocumentedShape) {
     RunAll(0);
     m_server->SetFaults(
         R"([{"match":{"path":"_api/web","times":0},"fault":{"kind":"status","status":500,"text":"a\nb"}}])");
@@ -152,7 +152,7 @@ TEST_F(TraceLog, OfAWholeRunHasItsShape) {
     EXPECT_GT(lines, 5000);
 }
 
-TEST_F(TraceLog, OfAWholeRunShowsNoSecretAndNoName) {
+TEST_F(TraceLog, ShowsNoSecretAndNoName) {
     RunAll(0);
     for (const int status : {401, 403, 423, 500}) {
         for (const char* match :
@@ -197,7 +197,7 @@ TEST_F(TraceLog, OfAWholeRunShowsNoSecretAndNoName) {
     EXPECT_FALSE(std::regex_search(log, digest));
 }
 
-TEST_F(TraceLog, OfASilentRunIsNotThere) {
+TEST_F(TraceLog, IsNotWrittenAtLevelNone) {
     ASSERT_EQ(m_host.Run({"ls", m_server->Url("")}).status, 0);
     ASSERT_EQ(m_host.Run({"get", m_server->Url("None.txt"), "-", "--log-level", "0"}).status, 1);
     EXPECT_EQ(m_host.TraceLog(), "");

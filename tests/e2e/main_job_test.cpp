@@ -1,5 +1,5 @@
-// The main job, as a person at a terminal does it: list, open, edit, save, check in, and names that break
-// others.
+// The main job, as a person at a terminal does it: list, open, edit, save and check in, also under names
+// with special characters.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
@@ -61,7 +61,7 @@ TEST_P(MainJob, EditsSavesAndChecksIn) {
     const ProcessResult checked_out = Run({"checkout", m_server->Url("a.txt")});
     EXPECT_EQ(checked_out.status, 0) << checked_out.err;
     EXPECT_NE(m_server->CheckedOutBy("a.txt").find("alice"), std::string::npos);
-    // What was saved and not checked in outlives an edit that changes nothing.
+    // An edit that changes nothing keeps what was saved and not checked in before.
     for (const char* preference : {"on_after_save=8", "on_close_checked_out_need_check_in=8"}) {
         ASSERT_EQ(Run({"prefs", preference}).status, 0);
     }
@@ -88,13 +88,13 @@ TEST_P(MainJob, ACheckInWithoutARequiredColumnSaysSoAndKeepsTheDocument) {
               std::string::npos)
         << refused.err;
     EXPECT_NE(m_server->CheckedOutBy("a.txt").find("alice"), std::string::npos);
-    if (GetParam() == std::string("2010")) return;  // which can't be told a column from here
+    if (GetParam() == std::string("2010")) return;  // which has no way to define a column here
     EXPECT_EQ(Run({"fields", document, "Stage=a & <b>"}).status, 0);
     EXPECT_EQ(Run({"checkin", document, "--type", "major"}).status, 0);
     EXPECT_NE(Run({"fields", document}).out.find("Stage * (text): a & <b>"), std::string::npos);
 }
 
-TEST_P(MainJob, NamesThatBreakOthersSurviveEveryOperation) {
+TEST_P(MainJob, SpecialNamesSurviveEveryOperation) {
     const std::vector<std::string> names = {
         "C# & more.txt",    "100% sure.txt",   "it's.txt",
         "a+b.txt",          "[x] (y) {z}.txt", "\u00C4\u00D6\u00DC \u00DF.txt",

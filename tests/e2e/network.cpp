@@ -67,7 +67,7 @@ bool Proxy::IsInstalled() {
 }
 
 Proxy::Proxy() {
-    // It works as a user of its own when root starts it.
+    // Root starts it as another user, who needs access.
     fs::permissions(m_folder.Path(), fs::perms::all);
     std::string hash = RunTool({"openssl", "passwd", "-apr1", "p w"});
     WriteText(m_folder / "users", "prox:" + hash);

@@ -1,24 +1,19 @@
-// What a misbehaving server of an older generation may not do, in its own dialect: end without a clear line,
-// change a document or a local copy by halves, lose what was saved.
+// Faults of a server of an older generation, in its own dialect: each ends with a clear line, leaves no
+// document or local copy half changed, and loses nothing that was saved.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
-#include "tests/support/sphost.h"
+#include "tests/e2e/fault_fixture.h"
 
 namespace {
 
 using namespace testing_support;
 namespace fs = std::filesystem;
 
-constexpr char kName[] = "report.txt";
-const std::string kFirst(200000, 'A');
-const std::string kSecond = "second";
-
 struct Fault {
     const char* json;
-    const char* words;  // in the one line that is told
+    const char* words;  // in the error line
 };
 
 constexpr char kRefusal500[] = R"("kind":"status","status":500,"text":"no")";
@@ -43,33 +38,11 @@ std::vector<Fault> With(std::vector<Fault> faults, const std::vector<Fault>& mor
     return faults;
 }
 
-class OlderFaults : public ::testing::TestWithParam<const char*> {
+class OlderFaults : public FaultFixture, public ::testing::WithParamInterface<const char*> {
 protected:
-    OlderFaults() {
-        WriteText(m_seed / kName, kFirst);
-        m_server.emplace(std::vector<std::string>{"--generation", GetParam()}, m_seed.Path());
-        m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "500";
-        m_host.environment["PLATFORM_CONNECT_TIMEOUT_MS"] = "500";
+    OlderFaults() : FaultFixture({"--generation", GetParam()}, 500) {
         m_host.environment["https_proxy"] = "http://127.0.0.1:9";
         m_host.AddPlace(*m_server, "alice");
-        WriteText(Source(), kSecond);
-    }
-
-    fs::path Source() const { return m_host.Folder() / "source"; }
-    fs::path Target() const { return m_host.Folder() / "target"; }
-    std::string Url(const std::string& name = kName) const { return m_server->Url(name); }
-    std::vector<std::string> Get() const { return {"get", Url(), Target().string()}; }
-    std::vector<std::string> Put(const std::string& name = kName) const {
-        return {"put", Source().string(), Url(name)};
-    }
-    std::vector<std::string> Edit(const std::string& name = kName) const {
-        return {"edit", Url(name), "--answer", "sp.msg.askForCheckOutOnOpen=sp.btn.open",
-                "--",   "sh",      "-c",       "printf second > \"$0\""};
-    }
-
-    void SetFault(const std::string& match, const std::string& fault) {
-        m_server->ClearFaults();
-        m_server->SetFaults(R"([{"match":{)" + match + R"(},"fault":{)" + fault + "}}]");
     }
 
     // One line, a result code, and the words of the fault; nothing of the answer's own text.
@@ -80,13 +53,9 @@ protected:
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
         EXPECT_LT(result.err.size(), 500u);
     }
-
-    TempFolder m_seed;
-    std::optional<DevServer> m_server;
-    Sphost m_host;
 };
 
-TEST_P(OlderFaults, OfADownloadNeverReachAFile) {
+TEST_P(OlderFaults, ADownloadFaultNeverReachesAFile) {
     const auto faults = With(kOfAnyAnswer, {{R"("kind":"stall-body","after":70000)", "too long"},
                                             {R"("kind":"drop-body","after":70000)", "connection"},
                                             {R"("kind":"length","delta":5000)", "connection"},
@@ -108,7 +77,7 @@ TEST_P(OlderFaults, OfADownloadNeverReachAFile) {
     EXPECT_TRUE(ReadText(Target()) == kFirst);
 }
 
-TEST_P(OlderFaults, OfAnUploadKeepWhatWasSaved) {
+TEST_P(OlderFaults, AnUploadFaultKeepsWhatWasSaved) {
     const auto faults = With(kOfAnyAnswer, {{R"("kind":"stall-upload","after":2)", "too long"},
                                             {R"("kind":"drop-upload","after":2)", "connection"},
                                             {R"("kind":"sign-in-page")", "sign in"}});
@@ -129,8 +98,8 @@ TEST_P(OlderFaults, OfAnUploadKeepWhatWasSaved) {
     }
 }
 
-// The answers that commands are decided by; none may change the document or be taken for "it isn't there".
-TEST_P(OlderFaults, OfEveryAnswerLeaveTheDocumentWhole) {
+// Answers that commands depend on; none may change the document or count as "it isn't there".
+TEST_P(OlderFaults, AFaultyAnswerLeavesTheDocumentWhole) {
     const auto faults =
         With(kOfAnyAnswer, {{R"("kind":"truncate","after":300)", ""},
                             {R"("kind":"drop-body","after":100)", ""},
@@ -148,7 +117,7 @@ TEST_P(OlderFaults, OfEveryAnswerLeaveTheDocumentWhole) {
             for (const auto& arguments : {Get(), Put(), Edit(), std::vector<std::string>{"checkout", Url()},
                                           std::vector<std::string>{"checkin", Url(), "--type", "minor"}}) {
                 SCOPED_TRACE(arguments[0] + " " + match + " " + fault.json);
-                // Without an answer about the site there is no telling what is wrong with it.
+                // Without an answer about the site nothing can be said about it.
                 ExpectRefusal(m_host.Run(arguments), match == of_item ? fault.words : "");
             }
         }
@@ -173,7 +142,7 @@ TEST_P(OlderFaults, AListingOf200MegabytesEndsInItsTime) {
 }
 
 // One request fails, each in its turn, before or after the server has done its work.
-TEST_P(OlderFaults, AtEachRequestOfASaveLeaveItDoneOrUndone) {
+TEST_P(OlderFaults, AFaultAtAnyRequestLeavesASaveDoneOrUndone) {
     m_server->WriteAs("alice", "count.txt", kFirst);
     m_server->ClearRequests();
     ASSERT_EQ(m_host.Run(Edit("count.txt")).status, 0);

@@ -116,7 +116,7 @@ TEST_P(Passwords, GoToNoOtherHost) {
     }
 }
 
-TEST_P(Passwords, StandNowhere) {
+TEST_P(Passwords, AreNeverWrittenInPlainText) {
     m_server.reset();
     m_server.emplace(std::vector<std::string>{"--generation", "2013", "--auth", GetParam(), "--user",
                                               "alice:Xyzzy-Plugh"});

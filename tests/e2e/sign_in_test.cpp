@@ -62,7 +62,7 @@ const std::vector<Way> kWays{
     {"token", true, {}},
 };
 
-// The whole setting of one run.
+// A server, a host and what stands between them, for one way of signing in.
 struct Setting {
     Setting(const Way& its_way, bool tls, bool proxied) : way(its_way) {
         std::vector<std::string> options = way.server;
@@ -153,7 +153,7 @@ struct Setting {
 
 class EveryWay : public ::testing::TestWithParam<std::tuple<int, bool, bool>> {
 protected:
-    // Neither in the log nor readable in the profile.
+    // The password is neither in the log nor readable in the profile.
     static void ExpectNoSecret(const Setting& run) {
         const std::string log = run.host.TraceLog();
         EXPECT_GT(log.size(), 1000u);
@@ -213,7 +213,7 @@ INSTANTIATE_TEST_SUITE_P(Sites, EveryWay,
                                             ::testing::Bool(), ::testing::Bool()),
                          NameOf);
 
-TEST(ProxyPassword, WithoutItNothingReachesTheSiteAndThatIsSaid) {
+TEST(ProxyPassword, WithoutItNothingReachesTheSiteAndTheErrorSaysSo) {
     if (!Proxy::IsInstalled()) GTEST_SKIP() << "squid is not installed";
     for (const Way& way : {kWays[0], kWays[4], kWays[6]}) {
         for (const bool tls : {false, true}) {
@@ -266,7 +266,7 @@ TEST(CodeFlow, FollowsThePersonOnThePage) {
     EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0);
 }
 
-// What the cookies or the token gave ends while a person is at work.
+// Cookies or the token expire while a person is at work.
 class InTheMiddle : public ::testing::Test {
 protected:
     void Expire(const Setting& run, const char* what) { run.server->Admin(std::string("expire-") + what); }
@@ -300,7 +300,7 @@ TEST_F(InTheMiddle, ExpiredCookiesCostOneWindowAndNoWork) {
     const ProcessResult sent = run.Run({"recover", "--send"}, Answer::right);
     EXPECT_EQ(sent.status, 0) << sent.err;
     EXPECT_EQ(run.server->Document("a.txt"), "typed\n");
-    // An upload that is met by the page itself.
+    // The upload itself is answered by the sign-in page.
     Expire(run, "cookies");
     const std::string bytes(2'000'000, 'v');
     WriteText(run.host.Folder() / "up", bytes);
@@ -399,7 +399,7 @@ TEST_F(Costs, ARefusalWithoutASchemeLeadsToTheSitesRoot) {
         << run.Windows();
 }
 
-// Whom a redirect leads to learns nothing of the sign-in.
+// The target of a redirect gets nothing of the sign-in.
 TEST(Redirects, TakeNoPasswordCookieOrTokenToAnotherHost) {
     for (const int index : {2, 3, 4, 7}) {
         Setting run(kWays[static_cast<std::size_t>(index)], false, false);
@@ -455,7 +455,7 @@ TEST(Detection, KnowsAServerByWhatItAnswersAndNeverAsks) {
     EXPECT_FALSE(is_sharepoint("/etc/passwd"));
 }
 
-// What was changed in the profile, or comes from another one, is told and brings nobody else's password.
+// Stored secrets that were changed, or come from another profile, are reported and not used.
 TEST(StoredSecrets, ThatCannotBeReadAreAskedForAgain) {
     for (const char* change : {"a foreign key", "a foreign account", "other bytes"}) {
         SCOPED_TRACE(change);
@@ -536,7 +536,7 @@ TEST_P(RealBrowser, SignsInOnTheSitesPageAndForgetsAtSignOut) {
     EXPECT_EQ(run.ProfileText().find("FedAuth"), std::string::npos) << "only enciphered";
     run.host.environment["SPHOST_BROWSER"] = "/missing/sphost-browser";
     EXPECT_EQ(run.host.Run({"ls", named(run.server->Url(""))}).status, 0) << "the account keeps the cookies";
-    // Other cookies of this profile bring the browser to the end without the page.
+    // With the cookies of this profile the browser needs no page.
     Fill(run, "wrong");
     ASSERT_EQ(run.host.Run({"place", "remove", site}).status, 0);
     const ProcessResult again = run.host.Run(add);

@@ -1,5 +1,4 @@
-// What happens on the server when a document is closed: every row of the decision, by flags and by
-// preference.
+// What happens on the server when a document is closed, by flags and by preference.
 #include "tests/interfaces/decisions.h"
 
 namespace interfaces {
@@ -218,7 +217,7 @@ std::vector<Row> Rows() {
     };
 }
 
-TEST_P(CloseRow, Holds) {
+TEST_P(CloseRow, ClosesAsDecided) {
     const Row& row = GetParam();
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", row.preferences);
@@ -246,7 +245,7 @@ TEST_P(CloseRow, Holds) {
 
 INSTANTIATE_TEST_SUITE_P(Close, CloseRow, ::testing::ValuesIn(Rows()), RowName());
 
-TEST_F(CloseDecisions, ADocumentThatIsNotMineIsClosedWithoutAWord) {
+TEST_F(CloseDecisions, ADocumentOfSomebodyElseClosesWithoutAPrompt) {
     const PreferenceValues all_ask{{kNoChanges, "1"}, {kChanges, "1"}};
     for (const std::string holder : {"", "bob"}) {
         const std::string document = MakeDocument(holder);
@@ -260,7 +259,7 @@ TEST_F(CloseDecisions, ADocumentThatIsNotMineIsClosedWithoutAWord) {
     }
 }
 
-TEST_F(CloseDecisions, TheServerDecidesWhoseItIsAndNotWhatWasKnown) {
+TEST_F(CloseDecisions, TheServersCheckOutStateCountsAndNotTheKnownOne) {
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kNoChanges, "0"}});
     const Opened opened = editor.Open(document, kRead);

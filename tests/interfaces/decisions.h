@@ -1,5 +1,5 @@
-// What the decision tests share: a server with a document in a chosen state for each row, and what prompts
-// look like. Main thread.
+// What the decision tests share: a server with a document in a chosen state for each row, and the shapes of
+// prompts. Main thread.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -62,8 +62,8 @@ protected:
     static void TearDownTestSuite() { s_server.reset(); }
     static DevServer& Server() { return *s_server; }
 
-    // From here on, or no more, the server says that nobody may do anything with a document. (A reader's own
-    // rights count as enough to edit, so they can't show the refusals.)
+    // Makes the server say that nobody has any right to a document, or ends that. (A reader's own rights
+    // count as enough to edit, so they can't show the refusals.)
     static void SetNoRights(bool is_set) {
         Server().ClearFaults();
         if (!is_set) return;

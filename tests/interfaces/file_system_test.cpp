@@ -116,7 +116,7 @@ struct Refusal {
     std::function<HRESULT()> call;
 };
 
-// No name and a name of another file system are no good anywhere.
+// A null name and a name of another file system.
 TEST_F(FileSystemTest, NamesThatAreNotItsOwnAreRefusedWithoutTheServer) {
     const auto b = Name("b.txt");
     ComPtr<TMK::IAFS_Name> name;
@@ -227,7 +227,7 @@ TEST_F(FileSystemTest, OtherBadArgumentsAreRefusedWithoutTheServer) {
     for (const Refusal& r : without_out) EXPECT_EQ(Hex(r.call()), Hex(E_POINTER)) << r.what;
     EXPECT_EQ(server().Requests(), std::vector<std::string>());
     EXPECT_FALSE(name || names);
-    EXPECT_EQ(choice, 2u);  // an open dialog that never was counts as cancelled
+    EXPECT_EQ(choice, 2u);  // an open dialog that is not shown counts as cancelled
 }
 
 TEST_F(FileSystemTest, FailedOperationsClearTheirOutArguments) {
@@ -358,7 +358,7 @@ TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
     EXPECT_EQ(Text(name.get()), server().Site());
     EXPECT_EQ(fs()->BindToObject(editor().account(), context.get(), 0, nullptr, nullptr, name.put()), S_OK);
     EXPECT_EQ(fs()->BindFlush(name.get(), 0, nullptr, nullptr, nullptr), S_OK);
-    // What is no SharePoint address fails before anybody is asked.
+    // An address that is not of SharePoint fails before any prompt.
     EXPECT_EQ(fs()->BindToPath(u"relative/path", context.get(), 0, nullptr, nullptr, name.put()),
               E_INVALIDARG);
     EXPECT_FALSE(name);
@@ -499,7 +499,7 @@ TEST_F(FileSystemTest, MakesMovesCopiesRenamesAndDeletes) {
     }
 }
 
-// The server's answer to these isn't looked at, so its silence must not pass for success.
+// The server's answer to these isn't looked at, so a request that had no effect must still fail.
 TEST_F(FileSystemTest, WhatTheServerDidNotDoIsAFailure) {
     server().Upload("alice", "held.txt", "x");
     server().CheckOutAs("bob", "held.txt");

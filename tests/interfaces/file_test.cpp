@@ -125,7 +125,7 @@ TEST_F(FileTest, ClonesShareTheDocumentAndNotThePosition) {
     EXPECT_EQ(file->get_Name(name.put()), S_OK);
     EXPECT_EQ(clone->get_Name(same.put()), S_OK);
     EXPECT_EQ(name, same);
-    // A clone knows no plug-in: what needs the preferences is a failure and no crash.
+    // A clone has no plug-in: what needs the preferences fails and does not crash.
     EXPECT_EQ(m_editor.Exec(clone.get(), u"PerformAfterSave"), E_FAIL);
 }
 
@@ -176,7 +176,7 @@ TEST_F(FileTest, OnlyWrittenBytesAreFlushed) {
     EXPECT_EQ(Server().Requests(), std::vector<std::string>());
 }
 
-// Each time the server sends an upload elsewhere the bytes are wanted once more: four attempts, then the end.
+// Each redirect of an upload asks for the bytes once more; the fourth attempt is the last.
 TEST_F(FileTest, AnUploadIsRepeatedThreeTimes) {
     for (const int refusals : {3, 4}) {
         const std::string document = MakeDocument();
@@ -215,7 +215,7 @@ TEST_F(FileTest, PropertiesOfAnOpenDocument) {
     EXPECT_TRUE(KeepCheckedOut(file.get()));
     EXPECT_EQ(file->get_Prop(u"CheckedOut", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
-    Server().CheckOutAs("alice", document);  // behind its back
+    Server().CheckOutAs("alice", document);  // without the plug-in
     EXPECT_EQ(file->get_Prop(u"CheckedOut", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_TRUE);
 }

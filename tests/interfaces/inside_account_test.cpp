@@ -119,7 +119,7 @@ TEST(AccountMatch, SchemesHostsPathsAndUsersCountAndPortsDoNot) {
     EXPECT_TRUE(FAILED(MatchAccountUrl(u"http://h/", u"", u"", false, result)));
 }
 
-TEST(PlugIn, WhatNeedsItFailsAfterUnload) {
+TEST(PlugIn, OperationsFailAfterUnload) {
     InsideHost inside;
     const ComPtr<TMK::IAFS_FileSys> kept = inside.host().FileSystem();
     const auto monitor = host::Make<host::ProgressMonitor>([](std::uint64_t, std::uint64_t) {});

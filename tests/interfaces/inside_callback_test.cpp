@@ -1,4 +1,4 @@
-// The cache's way to the server call by call, and the small objects that no host operation hands out.
+// The cache's callback call by call, and small objects that no host operation gives.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -83,7 +83,7 @@ TEST_F(Callback, ADownloadIsOneStreamFromTheStartToTheEnd) {
         ASSERT_GT(size, 0);
         ASSERT_LE(size, 3);
         content.append(m_bytes, static_cast<std::size_t>(size));
-        EXPECT_EQ(Read(0, 3), E_INVALIDARG);  // no way back
+        EXPECT_EQ(Read(0, 3), E_INVALIDARG);  // a stream has no earlier position
         EXPECT_NE(m_details->Text().find("random reading is not supported"), std::string::npos);
     }
     EXPECT_EQ(result, E_SP_EOF);
@@ -172,7 +172,7 @@ TEST_F(Callback, NamesAreCollected) {
     EXPECT_TRUE(steps);
 }
 
-TEST(TextObjects, HoldWhatTheyAreGiven) {
+TEST(TextObjects, KeepTheirText) {
     const auto text = MakeObject<Utility::TMKString>();
     Bstr value;
     VARIANT_BOOL empty = VARIANT_FALSE;

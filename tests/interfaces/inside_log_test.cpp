@@ -12,7 +12,7 @@ namespace interfaces {
 
 namespace {
 
-TEST(TraceLog, ShowsTheShapeOfARefusedAddressAndNoneOfItsWords) {
+TEST(MaskedLog, ShowsTheShapeOfARefusedAddressAndNoneOfItsWords) {
     const DevServer server;
     server.WriteAs("alice", "Walrus.pdf", "x");
     InsideHost inside;

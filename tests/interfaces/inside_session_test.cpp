@@ -88,7 +88,7 @@ protected:
         if (FAILED(GetSettings(plugin(), url, false, node)) || !node) return u"nothing";
         return ::Settings::GetString(node.get(), u"Login");
     }
-    // How the first connection ends: "" or the code of what was thrown.
+    // The result of the first connection, or the code of what was thrown.
     HRESULT Connect(AccountData& account) {
         try {
             m_session = Session::Create(account, plugin(), m_prompts.get());
@@ -147,7 +147,7 @@ TEST_F(SignIn, ShowsTheRememberedUserWhenThereIsNoPassword) {
     LoopbackTestServer* const same = &server;
     const auto second = Account(*same);
     const auto probe = Http::Session::Create(u"http://", u"127.0.0.1", server.Port(), {}, {});
-    probe->ResetAuthorizationData({});  // the process forgets who was let in
+    probe->ResetAuthorizationData({});  // so that the process remembers no user
     ASSERT_EQ(Connect(*second), S_OK);
     EXPECT_EQ(m_prompts->shown.back(), "127.0.0.1 Not You alice/");
 }

@@ -1,4 +1,4 @@
-// What the preferences decide and ask when a document is opened: every row, against a server.
+// What the preferences decide and ask when a document is opened.
 #include <algorithm>
 
 #include "tests/interfaces/decisions.h"
@@ -226,7 +226,7 @@ bool IsCheckOutCall(const std::string& request) {
     return request.find("/CheckOut()") != std::string::npos;
 }
 
-TEST_P(OpenRow, Holds) {
+TEST_P(OpenRow, OpensAsDecided) {
     const Row& row = GetParam();
     const std::string document = MakeDocument(row.holder);
     Editor editor(Server(), row.user, row.preferences);
@@ -328,7 +328,7 @@ TEST_F(OpenDecisions, CreateAlwaysForReadingAsksTheServerNothing) {
     EXPECT_EQ(Server().Requests(), std::vector<std::string>());
 }
 
-// A passing failure of the lookup must not make a document empty.
+// A temporary failure of the lookup must not empty a document.
 TEST_F(OpenDecisions, AFailureOfTheLookupNeverReplacesADocument) {
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice");

@@ -61,7 +61,7 @@ const ConflictRow kConflictRows[] = {
 
 class ConflictByPreference : public Saving, public ::testing::WithParamInterface<ConflictRow> {};
 
-TEST_P(ConflictByPreference, Holds) {
+TEST_P(ConflictByPreference, AsksOrDecides) {
     const ConflictRow& row = GetParam();
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kConflict, row.preference}});
@@ -153,7 +153,7 @@ const ReopenRow kReopenRows[] = {
 
 class ReopenByCheckOut : public Saving, public ::testing::WithParamInterface<ReopenRow> {};
 
-TEST_P(ReopenByCheckOut, Holds) {
+TEST_P(ReopenByCheckOut, ReopensOrRefuses) {
     const ReopenRow& c = GetParam();
     const std::string document = MakeDocument();
     Editor editor(Server(), c.user, {{kAfterSave, c.after_save}});
@@ -248,7 +248,7 @@ const AfterSaveRow kAfterSaveRows[] = {
 
 class AfterSaveByPreference : public Saving, public ::testing::WithParamInterface<AfterSaveRow> {};
 
-TEST_P(AfterSaveByPreference, Holds) {
+TEST_P(AfterSaveByPreference, ChecksInOrKeeps) {
     const AfterSaveRow& row = GetParam();
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kAfterSave, row.preference}});
