@@ -8,7 +8,7 @@
 
 #include "base/resources.h"
 #include "base/text/encoding.h"
-#include "tests/support/scripted_browser.h"
+#include "tests/support/plugin/scripted_browser.h"
 
 namespace {
 

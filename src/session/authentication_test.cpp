@@ -8,7 +8,7 @@
 #include "base/failure.h"
 #include "base/text/encoding.h"
 #include "session/browser_cookies.h"
-#include "tests/support/scripted_browser.h"
+#include "tests/support/plugin/scripted_browser.h"
 #include "tests/support/trace_log.h"
 
 namespace {

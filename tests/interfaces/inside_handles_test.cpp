@@ -6,7 +6,7 @@
 #include "host/base/text.h"
 #include "tests/interfaces/inside_host.h"
 #include "tests/support/dev_server.h"
-#include "tests/support/open_handles.h"
+#include "tests/support/plugin/open_handles.h"
 
 namespace interfaces {
 

@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "tests/interfaces/inside_host.h"
-#include "tests/support/clock_ahead.h"
+#include "tests/support/plugin/clock_ahead.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_log.h"
 

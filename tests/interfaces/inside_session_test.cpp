@@ -11,7 +11,7 @@
 #include "session/sessions_memory.h"
 #include "tests/interfaces/inside_host.h"
 #include "tests/support/loopback_test_server.h"
-#include "tests/support/scripted_browser.h"
+#include "tests/support/plugin/scripted_browser.h"
 #include "tests/support/trace_log.h"
 
 namespace interfaces {

@@ -4,7 +4,7 @@
 #include "host/base/host_objects.h"
 #include "host/base/object.h"
 #include "tests/interfaces/inside_host.h"
-#include "tests/support/forwarding_host.h"
+#include "tests/support/plugin/forwarding_host.h"
 
 namespace interfaces {
 

@@ -1,4 +1,4 @@
-#include "tests/support/open_handles.h"
+#include "tests/support/plugin/open_handles.h"
 
 #include <atomic>
 

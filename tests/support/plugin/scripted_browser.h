@@ -12,7 +12,7 @@
 #include "base/scaffolding.h"
 #include "hostapi/itmk.h"
 #include "platform/webview2.h"
-#include "tests/support/forwarding_host.h"
+#include "tests/support/plugin/forwarding_host.h"
 
 struct ScriptedCookie {
     std::u16string name;

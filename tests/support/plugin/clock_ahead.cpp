@@ -1,4 +1,4 @@
-#include "tests/support/clock_ahead.h"
+#include "tests/support/plugin/clock_ahead.h"
 
 #include <atomic>
 
