@@ -7,10 +7,12 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "reader.h"
-#include "report.h"
+#include "bench/reader.h"
+#include "bench/report.h"
 
 namespace {
+
+using namespace testing_support;
 
 constexpr char kDocument[] = "big.bin";
 constexpr std::size_t kBlock = 256 * 1024;
@@ -32,9 +34,9 @@ void MakeDocument(const std::filesystem::path& path, std::uint64_t size) {
     if (!file.flush()) throw std::runtime_error("can't write " + path.string());
 }
 
-// What was done before counts for nobody: earlier writes are on the disk when the clock starts, and the
-// memory that the document will take in the page cache was in use before. A virtual machine gets memory that
-// it never touched from its own host, which is several times slower than a disk write into memory at hand.
+// Gives both sides the same start: earlier writes are on the disk when the clock starts, and the memory that
+// the document will take in the page cache has been used before. A virtual machine gets memory that it never
+// touched from its own host, which is several times slower than a write into memory that it has.
 double TimeOnEvenGround(const std::filesystem::path& folder, std::uint64_t size,
                         const std::function<void()>& work) {
     const auto scratch = folder / "scratch.bin";
@@ -46,9 +48,9 @@ double TimeOnEvenGround(const std::filesystem::path& folder, std::uint64_t size,
 
 class Documents {
 public:
-    Documents(const e2e::DevServer& server, const std::filesystem::path& folder, std::uint64_t size)
-        : m_server(server), m_sign_in(server, "alice"), m_folder(folder), m_size(size) {
-        const std::string path = e2e::Escape(e2e::DevServer::PathOf(kDocument));
+    Documents(const DevServer& server, const std::filesystem::path& folder, std::uint64_t size)
+        : m_server(server), m_login(LoginOf(server, "alice")), m_folder(folder), m_size(size) {
+        const std::string path = Escape(DevServer::PathOf(kDocument));
         m_url = server.IsModern() ? server.Site() + "/_api/web/GetFileByServerRelativePath(decodedurl='" +
                                         path + "')/$value"
                                   : server.Url(kDocument);
@@ -67,12 +69,12 @@ public:
 
     double CurlUp() {
         std::vector<std::string> arguments{"-T", Source().string(), m_url};
-        if (m_sign_in.modern) arguments.insert(arguments.begin(), {"-H", "X-RequestDigest: " + Digest()});
+        if (m_login.is_modern) arguments.insert(arguments.begin(), {"-H", "X-RequestDigest: " + Digest()});
         return Curl(arguments);
     }
 
     double ReadToEnd() {
-        bench::Reader reader(m_server.Origin(), m_sign_in);
+        bench::Reader reader(m_server.Origin(), m_login);
         const auto file = reader.Open(kDocument, kRead);
         std::vector<char> block(kBlock);
         std::uint64_t total = 0;
@@ -89,7 +91,7 @@ public:
     }
 
     double Flush() {
-        bench::Reader reader(m_server.Origin(), m_sign_in);
+        bench::Reader reader(m_server.Origin(), m_login);
         const auto file = reader.Open(kDocument, kReadWrite);
         bench::Require(file->SetSize(0, nullptr, nullptr), "SetSize");
         std::vector<char> block = MakeBlock();
@@ -138,21 +140,21 @@ private:
     }
 
     double Curl(const std::vector<std::string>& arguments) const {
-        e2e::ProcessOptions options;
+        ProcessOptions options;
         options.arguments = {"/usr/bin/curl", "-sS", "--fail", "--noproxy", "*", "-H", "Expect:"};
-        for (const std::string& option : m_sign_in.CurlOptions()) options.arguments.push_back(option);
+        for (const std::string& option : bench::CurlOptions(m_login)) options.arguments.push_back(option);
         options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
         options.out = m_folder / "curl.out";
         options.err = m_folder / "curl.err";
         int status = -1;
         const double seconds =
-            TimeOnEvenGround(m_folder, m_size, [&] { status = e2e::Process(options).Wait(600); });
-        if (status != 0) throw std::runtime_error("curl: " + e2e::ReadFile(options.err));
+            TimeOnEvenGround(m_folder, m_size, [&] { status = Process(options).Wait(600); });
+        if (status != 0) throw std::runtime_error("curl: " + ReadText(options.err));
         return seconds;
     }
 
-    const e2e::DevServer& m_server;
-    bench::SignIn m_sign_in;
+    const DevServer& m_server;
+    Login m_login;
     std::filesystem::path m_folder;
     std::uint64_t m_size;
     unsigned m_flushes = 0;
@@ -167,8 +169,8 @@ bool Report(const char* what, const bench::Pair& pair, double mebibytes) {
 }
 
 bool Run(const std::string& generation, unsigned mebibytes, unsigned rounds) {
-    const e2e::TempFolder folder;
-    const e2e::DevServer server({"--generation", generation});
+    const TempFolder folder;
+    const DevServer server({"--generation", generation});
     Documents documents(server, folder.Path(), std::uint64_t{mebibytes} << 20);
     server.WriteAs("alice", kDocument, "x");
     documents.CurlUp();

@@ -9,11 +9,14 @@
 #include <pugixml.hpp>
 #include <stdexcept>
 
-#include "reader.h"
-#include "replay_server.h"
-#include "report.h"
+#include "bench/reader.h"
+#include "bench/replay_server.h"
+#include "bench/report.h"
+#include "tests/support/sphost.h"
 
 namespace {
+
+using namespace testing_support;
 
 constexpr char kFolder[] = "Many files";
 constexpr double kLimit = 1.5;
@@ -53,17 +56,17 @@ std::size_t CountXml(std::string& body) {
 // One connection that stays, as the plug-in's does.
 class Floor {
 public:
-    explicit Floor(const bench::SignIn& sign_in) : m_modern(sign_in.modern), m_curl(curl_easy_init()) {
+    explicit Floor(const Login& login) : m_modern(login.is_modern), m_curl(curl_easy_init()) {
         if (m_modern) {
             AddHeader("Accept: application/json;odata=verbose");
-            AddHeader("Authorization: Bearer " + sign_in.token);
+            AddHeader("Authorization: Bearer " + login.token);
         } else {
             AddHeader("Accept: application/xml, text/xml");
             AddHeader("Depth: 1");
             curl_easy_setopt(m_curl, CURLOPT_CUSTOMREQUEST, "PROPFIND");
             curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, kPropfind);
-            curl_easy_setopt(m_curl, CURLOPT_USERNAME, sign_in.user.c_str());
-            curl_easy_setopt(m_curl, CURLOPT_PASSWORD, sign_in.password.c_str());
+            curl_easy_setopt(m_curl, CURLOPT_USERNAME, login.user.c_str());
+            curl_easy_setopt(m_curl, CURLOPT_PASSWORD, login.password.c_str());
         }
         curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, m_headers);
         curl_easy_setopt(m_curl, CURLOPT_NOPROXY, "*");
@@ -120,8 +123,8 @@ bool Compare(const char* what, double limit, unsigned rounds, std::size_t files,
                        limit > 0 ? "<= " + bench::Fixed(limit, 2) : "-", limit == 0 || ratio <= limit);
 }
 
-bool CountListings(const e2e::DevServer& server) {
-    const e2e::Sphost sphost;
+bool CountListings(const DevServer& server) {
+    const Sphost sphost;
     sphost.AddPlace(server, "alice");
     server.ClearRequests();
     if (sphost.Run({"ls", server.Url(kFolder)}).status != 0) throw std::runtime_error("sphost ls failed");
@@ -132,16 +135,16 @@ bool CountListings(const e2e::DevServer& server) {
 }
 
 bool Run(const std::string& generation, unsigned files, unsigned rounds) {
-    const e2e::DevServer server(
+    const DevServer server(
         {"--generation", generation, "--seed-count", std::string(kFolder) + "=" + std::to_string(files)});
-    const bench::SignIn sign_in(server, "alice");
+    const Login login = LoginOf(server, "alice");
     const bool once = CountListings(server);
-    Floor floor(sign_in);
+    Floor floor(login);
     // A bare parse of XML in memory takes a microsecond for each row, so that any object made of it counts.
-    const double memory_limit = sign_in.modern ? kLimit : 0;
+    const double memory_limit = login.is_modern ? kLimit : 0;
 
     bench::ReplayServer replay(server.Origin());
-    bench::Reader replay_reader(replay.Origin(), sign_in);
+    bench::Reader replay_reader(replay.Origin(), login);
     const auto replay_name = replay_reader.Name(kFolder);
     Enumerate(replay_reader, replay_name.get());
     std::size_t length = 0;
@@ -151,7 +154,7 @@ bool Run(const std::string& generation, unsigned files, unsigned rounds) {
         Compare("EnumFolder with all Next, answer from memory", memory_limit, rounds, files, replay_reader,
                 replay_name.get(), floor, replay.Origin() + target);
 
-    bench::Reader reader(server.Origin(), sign_in);
+    bench::Reader reader(server.Origin(), login);
     const auto name = reader.Name(kFolder);
     const bool from_server = Compare("EnumFolder with all Next, from spdevserver", kLimit, rounds, files,
                                      reader, name.get(), floor, server.Origin() + target);

@@ -1,52 +1,32 @@
-// The reference host with the loaded library, for measurements.
-#include "reader.h"
-
-#include <stdexcept>
+#include "bench/reader.h"
 
 #include "host/base/text.h"
 
 namespace bench {
 
-void Require(HRESULT result, const std::string& what) {
-    if (FAILED(result)) throw std::runtime_error(what + " failed: " + host::FormatResult(result));
+std::vector<std::string> CurlOptions(const Login& login) {
+    if (login.is_modern) return {"-H", "Authorization: Bearer " + login.token};
+    return {"--basic", "-u", login.user + ":" + login.password};
 }
 
-SignIn::SignIn(const e2e::DevServer& server, const std::string& name) : modern(server.IsModern()) {
-    if (modern) {
-        token = server.Token(name);
-    } else {
-        user = password = name;
-    }
-}
-
-std::vector<std::string> SignIn::CurlOptions() const {
-    if (modern) return {"-H", "Authorization: Bearer " + token};
-    return {"--basic", "-u", user + ":" + password};
-}
-
-Reader::Reader(const std::string& origin, const SignIn& sign_in) : m_origin(origin) {
+Reader::Reader(const std::string& origin, const Login& login) : m_origin(origin) {
     m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
     m_host->LoadPlugin(PLUGIN_FILE);
     m_file_system = m_host->FileSystem();
-    const auto encipher = [&](const std::string& text) {
-        return m_host->EncryptForPlugin(host::ToUtf16(text));
-    };
-    const host::AccountDetails details{host::ToUtf16(m_origin + "/sites/team"), encipher(sign_in.user),
-                                       encipher(sign_in.password), encipher(sign_in.token), sign_in.modern};
-    m_account = host::Accounts::Make(m_file_system.get(), details).account;
-    Require(m_host->Bind(m_account.get(), nullptr, m_root), "binding to " + m_origin);
+    m_account = MakeAccount(*m_host, m_origin + "/sites/team", login);
+    Require(m_host->Bind(m_account.account.get(), nullptr, m_root), "binding to " + m_origin);
 }
 
 Reader::~Reader() {
     m_root.reset();
-    m_account.reset();
+    m_account = {};
     m_file_system.reset();
     m_host.reset();
 }
 
 ComPtr<TMK::IAFS_Name> Reader::Name(const std::string& item) {
     ComPtr<TMK::IAFS_Name> name;
-    const std::u16string url = host::ToUtf16(m_origin + e2e::DevServer::PathOf(item));
+    const std::u16string url = host::ToUtf16(m_origin + DevServer::PathOf(item));
     Require(m_file_system->StringToName(url.c_str(), 0, m_root.get(), name.put()), "the name " + item);
     return name;
 }

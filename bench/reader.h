@@ -1,33 +1,28 @@
 // The reference host with the loaded library, bound to a site, for measurements in one process.
-// Nobody answers prompts. Main thread.
+// Prompts count as closed. Main thread.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "harness.h"
 #include "host/base/host_objects.h"
 #include "host/core/host.h"
 #include "host/testing/silent_front_end.h"
+#include "tests/support/account.h"
+#include "tests/support/dev_server.h"
 
 namespace bench {
 
-// How to sign in: with a token on a modern site, by name and password on an older one.
-struct SignIn {
-    SignIn(const e2e::DevServer& server, const std::string& user);
-    // The same for curl's command line.
-    std::vector<std::string> CurlOptions() const;
+using namespace testing_support;
 
-    bool modern;
-    std::string token;
-    std::string user, password;
-};
+// The login for curl's command line.
+std::vector<std::string> CurlOptions(const Login& login);
 
 class Reader {
 public:
     // `origin` is the server's, or that of something in front of it.
-    Reader(const std::string& origin, const SignIn& sign_in);
+    Reader(const std::string& origin, const Login& login);
     ~Reader();
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
@@ -38,15 +33,12 @@ public:
 
 private:
     std::string m_origin;
-    e2e::TempFolder m_folder;
+    TempFolder m_folder;
     host::testing::SilentFrontEnd m_front_end;
     std::unique_ptr<host::Host> m_host;
     ComPtr<TMK::IAFS_FileSys> m_file_system;
-    ComPtr<TMK::IAFS_AccountData> m_account;
+    TestAccount m_account;
     ComPtr<TMK::IAFS_Name> m_root;
 };
-
-// Throws when a step fails, since a measurement of a failure says nothing.
-void Require(HRESULT result, const std::string& what);
 
 }  // namespace bench

@@ -1,41 +1,31 @@
 // A server that answers at once: what it was asked before it gives from memory, and what is new it fetches
-// from the server behind it. Its thread lives with the object; one connection at a time is served per thread.
+// from the server behind it. It ends with its object.
 #pragma once
 
-#include <atomic>
-#include <list>
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
+
+#include "tests/support/raw_server.h"
 
 namespace bench {
 
 class ReplayServer {
 public:
     explicit ReplayServer(std::string behind);  // an origin
-    ~ReplayServer();
-    ReplayServer(const ReplayServer&) = delete;
-    ReplayServer& operator=(const ReplayServer&) = delete;
 
-    const std::string& Origin() const { return m_origin; }
+    std::string Origin() const { return "http://127.0.0.1:" + std::to_string(m_server.port()); }
     // The target of the longest answer so far, and that answer's length.
     std::string LongestTarget(std::size_t& out_length) const;
-    std::size_t Count() const { return m_count; }  // requests so far
+    int Count() const { return m_server.requests(); }
 
 private:
-    void Accept();
-    void Serve(int connection);
-    std::string AnswerTo(const std::string& head, const std::string& body);
+    std::string AnswerTo(const testing_support::Exchange& request);
 
-    std::string m_behind, m_origin;
-    int m_listener = -1;
-    std::atomic<std::size_t> m_count{0};
+    std::string m_behind;
     mutable std::mutex m_mutex;
     std::map<std::string, std::string> m_answers;  // by request line and depth
-    std::list<int> m_connections;
-    std::list<std::thread> m_threads;
-    std::thread m_accepting;
+    testing_support::RawServer m_server;           // ends first
 };
 
 }  // namespace bench

@@ -1,5 +1,5 @@
 // Rounds, medians and the table's lines.
-#include "report.h"
+#include "bench/report.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -8,8 +8,7 @@ namespace {
 
 volatile int g_sink = 0;
 
-// What the three have in common: calls that the compiler can't see through, as nearly every function with a
-// trace makes them.
+// Calls that the compiler can't inline, as nearly every function with a trace makes them.
 void (*volatile g_work)(int) = [](int value) { g_sink = value; };
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <ctime>
 
 #include "base/text/url.h"
-#include "report.h"
+#include "bench/report.h"
 
 extern "C" void* __libc_malloc(size_t size);
 extern "C" void* __libc_calloc(size_t count, size_t size);

@@ -1,36 +1,24 @@
-// A server process on a free port with a data folder of its own, and a small HTTP client for it.
+// The server as a process with a data folder of its own, and signed-in people who ask it.
 // Owner: the tests of devserver/; one thread.
 #pragma once
 #include <rapidjson/document.h>
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tests/support/dev_server.h"
+
 namespace devserver::test {
 
-// A folder that is removed again.
-class TemporaryFolder {
+class TemporaryFolder : public testing_support::TempFolder {
 public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    const std::string& path() const { return m_path; }
+    std::string path() const { return Path().string(); }
     void Write(const std::string& name, const std::string& content) const;
-
-private:
-    std::string m_path;
 };
 
-struct Reply {
-    int curl_code = 0;  // 0: a whole answer came
-    int status = 0;
-    std::string body;
-    std::multimap<std::string, std::string> headers;  // names in lower case
-
-    std::string header(const std::string& name) const;
+struct Reply : testing_support::HttpAnswer {
+    std::string header(const std::string& name) const { return Header(name); }
     // The body as JSON; a null document when it is none.
     rapidjson::Document json() const;
 };
@@ -48,26 +36,23 @@ struct Ask {
 
 class ServerProcess {
 public:
-    // `options` stand behind --data; the process must print its line, or `start_error` has what it said.
-    explicit ServerProcess(std::vector<std::string> options, std::string data_folder = {});
-    ~ServerProcess();
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
+    // `options` stand behind --data. Throws what the program says when it doesn't start.
+    explicit ServerProcess(const std::vector<std::string>& options, const std::string& data_folder = {})
+        : m_server(options, {}, data_folder) {}
 
-    const std::string& url() const { return m_url; }
-    const std::string& DataFolder() const { return m_data; }
-    int port() const;
-    int ProcessId() const { return m_process; }
+    const std::string& url() const { return m_server.Origin(); }
+    std::string DataFolder() const { return m_server.Data().string(); }
+    int port() const { return m_server.Port(); }
+    int ProcessId() const { return m_server.Id(); }
     // Ends the process with SIGTERM and returns its exit status.
-    int Stop();
+    int Stop() { return m_server.Stop(); }
     // Sends raw bytes on a connection of its own and returns what comes back until the end.
-    std::string raw(const std::string& bytes) const;
+    std::string raw(const std::string& bytes) const { return m_server.Raw(bytes); }
     Reply Send(const Ask& ask) const;
+    std::string token(const std::string& user) const { return m_server.Token(user); }
 
 private:
-    TemporaryFolder m_folder;
-    std::string m_data, m_url;
-    int m_process = -1;
+    testing_support::DevServer m_server;
 };
 
 // Runs the program to its end; returns its exit status, its standard error in `error`.

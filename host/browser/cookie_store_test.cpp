@@ -4,14 +4,14 @@
 #include <gtest/gtest.h>
 
 #include "host/base/failure.h"
-#include "host/testing/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::ReadText;
-using testing::TempFolder;
-using testing::WriteText;
+using testing_support::ReadText;
+using testing_support::TempFolder;
+using testing_support::WriteText;
 
 class Cookies : public ::testing::Test {
 protected:

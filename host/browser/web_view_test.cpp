@@ -6,17 +6,17 @@
 #include "host/browser/scripted_browser.h"
 #include "host/core/host.h"
 #include "host/testing/silent_front_end.h"
-#include "host/testing/temp_folder.h"
 #include "hostapi/iuix.h"
 #include "hostapi/iweb_view.h"
 #include "platform/webview2.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::ReadText;
-using testing::TempFolder;
-using testing::WriteText;
+using testing_support::ReadText;
+using testing_support::TempFolder;
+using testing_support::WriteText;
 
 // Its browser follows a script.
 class ScriptedFrontEnd final : public testing::SilentFrontEnd {

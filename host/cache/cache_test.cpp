@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -14,12 +13,14 @@
 #include "host/core/host.h"
 #include "host/testing/fake_site.h"
 #include "host/testing/silent_front_end.h"
-#include "host/testing/temp_folder.h"
+#include "tests/support/process.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
 using namespace host::testing;
+using namespace testing_support;
 using State = UnsentDocument::State;
 constexpr DWORD kRead = TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting;
 constexpr DWORD kWrite = TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting;
@@ -94,15 +95,12 @@ protected:
 
     // Runs `work` in a process of its own, which is killed at the end.
     void InKilledProcess(const std::function<void(World&)>& work) {
-        const pid_t child = fork();
-        if (child == 0) {
+        Process child([&] {
             World world(folder / "profile", site);
             work(world);
-            kill(getpid(), SIGKILL);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status));
+            return kill(getpid(), SIGKILL);
+        });
+        EXPECT_EQ(child.Wait(), 128 + SIGKILL);
     }
 
     TempFolder folder;
@@ -278,9 +276,8 @@ TEST_F(Cache, TwoProcessesNeverChangeOneDocumentAtOnce) {
     int to_child[2];
     int to_parent[2];
     ASSERT_EQ(pipe(to_child) + pipe(to_parent), 0);
-    const pid_t child = fork();
     char byte = 0;
-    if (child == 0) {
+    Process child([&] {
         World other(folder / "profile", site);
         const auto file = other.Open("a", kRead);
         std::string content;
@@ -288,8 +285,8 @@ TEST_F(Cache, TwoProcessesNeverChangeOneDocumentAtOnce) {
         WriteText(other.store->BeginEdit(UrlAt("a")), "edited there");
         [[maybe_unused]] ssize_t done = write(to_parent[1], "x", 1);
         done = read(to_child[0], &byte, 1);
-        kill(getpid(), SIGKILL);
-    }
+        return kill(getpid(), SIGKILL);
+    });
     ASSERT_EQ(read(to_parent[0], &byte, 1), 1);
     {
         World world(folder / "profile", site);
@@ -299,7 +296,7 @@ TEST_F(Cache, TwoProcessesNeverChangeOneDocumentAtOnce) {
         EXPECT_THROW(world.store->Drop(UrlAt("a")), Failure);
     }
     ASSERT_EQ(write(to_child[1], "x", 1), 1);
-    waitpid(child, nullptr, 0);
+    EXPECT_EQ(child.Wait(), 128 + SIGKILL);
     World world(folder / "profile", site);
     EXPECT_EQ(world.StateOf("a"), State::unsent);
     EXPECT_EQ(ReadText(world.store->Unsent(UrlAt("a"))->path), "edited there");

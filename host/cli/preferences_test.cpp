@@ -4,11 +4,13 @@
 
 #include <filesystem>
 
-#include "harness.h"
+#include "tests/support/dev_server.h"
+#include "tests/support/sphost.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 
 class StoredPreferences : public ::testing::Test {
 protected:
@@ -18,7 +20,7 @@ protected:
         for (const auto& file : std::filesystem::directory_iterator(sphost.Profile()))
             if (file.path().filename().string().starts_with("settings-")) m_file = file.path();
     }
-    void Store(const std::string& dictionaries) { WriteFile(m_file, "{" + dictionaries + "}"); }
+    void Store(const std::string& dictionaries) { WriteText(m_file, "{" + dictionaries + "}"); }
     std::string Shown(const std::string& name) { return sphost.Run({"prefs", name}).out; }
 
     Sphost sphost;
@@ -99,7 +101,7 @@ TEST_F(StoredPreferences, BadValuesAreRefusedAndNothingChanges) {
           {"show_hidden_items=2", "true or false"},
           {"no_such_thing=1", "there is no preference 'no_such_thing'"},
           {"no_such_thing", "there is no preference 'no_such_thing'"}}) {
-        const Result result = sphost.Run({"prefs", argument});
+        const ProcessResult result = sphost.Run({"prefs", argument});
         EXPECT_EQ(result.status, 2) << argument;
         EXPECT_NE(result.err.find(why), std::string::npos) << result.err;
     }

@@ -10,11 +10,11 @@
 #include <algorithm>
 #include <fstream>
 
-#include "harness.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 
 struct Answer {
     std::string prompt;  // what to wait for
@@ -84,7 +84,7 @@ protected:
         more.insert(more.begin(), {"ls", server.Site() + "/Shared Documents", "--check-leaks"});
         return more;
     }
-    std::string Accounts() const { return ReadFile(sphost.Profile() / "accounts.json"); }
+    std::string Accounts() const { return ReadText(sphost.Profile() / "accounts.json"); }
 
     DevServer server{{"--generation", "2013"}};
     Sphost sphost;
@@ -136,7 +136,7 @@ TEST_F(SignIn, AGivenPasswordIsTriedOnceAndNeverAgainstTheServersRefusal) {
     ASSERT_EQ(sphost.Run({"signout", server.Site()}).status, 0);
     const std::string before = Accounts();
     server.ClearRequests();
-    const Result refused = sphost.Run(List({"--user", "alice", "--password-stdin"}), "wrong\n");
+    const ProcessResult refused = sphost.Run(List({"--user", "alice", "--password-stdin"}), "wrong\n");
     EXPECT_EQ(refused.status, 3);
     EXPECT_NE(refused.err.find("the server refused the user name or the password"), std::string::npos)
         << refused.err;
@@ -150,15 +150,15 @@ TEST_F(SignIn, AGivenPasswordIsTriedOnceAndNeverAgainstTheServersRefusal) {
 // The server asks for its forms page once, and a script plays the browser.
 class FormsSignIn : public SignIn {
 protected:
-    Result AddWith(const std::string& pages) {
-        WriteFile(sphost.Folder() / "script",
+    ProcessResult AddWith(const std::string& pages) {
+        WriteText(sphost.Folder() / "script",
                   "{\"pages\":[" + pages + "],\"log\":\"" + (sphost.Folder() / "log").string() + "\"}");
         server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
         return sphost.Run(Add({"--check-leaks", "--user", "alice", "--password-stdin", "--web-view-script",
                                (sphost.Folder() / "script").string()}),
                           "alice\n");
     }
-    std::string Log() const { return ReadFile(sphost.Folder() / "log"); }
+    std::string Log() const { return ReadText(sphost.Folder() / "log"); }
 
     const std::string cookies = R"("cookies":[{"name":"rtFa","value":"secret-rt","domain":"127.0.0.1"},
                                   {"name":"FedAuth","value":"secret-fed","domain":"127.0.0.1"}])";
@@ -167,13 +167,13 @@ protected:
 
 TEST_F(FormsSignIn, TheWindowEndsAtTheReturnPageAndItsCookiesAreKeptUntilSignOut) {
     // Only the cookies at the return page count.
-    const Result added = AddWith("{" + cookies + "}, " + returned + "," + cookies + "}, {}");
+    const ProcessResult added = AddWith("{" + cookies + "}, " + returned + "," + cookies + "}, {}");
     EXPECT_EQ(added.status, 0) << added.err;
     EXPECT_EQ(Log(), "{\"window\":\"ds\"}\n{\"navigate\":\"" + server.Origin() +
                          "/_forms/default.aspx?ReturnUrl=/_layouts/15/error.aspx\"}\n{\"visible\":\"no\"}\n");
     EXPECT_EQ(Accounts().find("secret"), std::string::npos) << "only enciphered";
     EXPECT_EQ(sphost.Run(List()).status, 0);
-    const Result out =
+    const ProcessResult out =
         sphost.Run({"signout", server.Site(), "--web-view-script", (sphost.Folder() / "script").string()});
     EXPECT_EQ(out.status, 0) << out.err;
     EXPECT_NE(Log().find("{\"hidden\":\"ds\"}\n{\"delete\":\"127.0.0.1\"}\n"), std::string::npos) << Log();
@@ -183,7 +183,7 @@ TEST_F(FormsSignIn, TheWindowEndsAtTheReturnPageAndItsCookiesAreKeptUntilSignOut
 TEST_F(FormsSignIn, AWindowThatIsClosedOrBringsNoCookiesCancels) {
     for (const std::string& pages : {std::string(), "{" + cookies + "}", returned + ",\"cookies\":[]}",
                                      returned + ",\"success\":false," + cookies + "}"}) {
-        const Result result = AddWith(pages);
+        const ProcessResult result = AddWith(pages);
         EXPECT_EQ(result.status, 3) << pages << ": " << result.err;
         EXPECT_EQ(Accounts(), "") << pages;
     }
@@ -198,7 +198,7 @@ TEST_F(FormsSignIn, WithoutABrowserOrADisplayTheMessageNamesWhatIsMissing) {
           std::pair("/bin/true", "there is no display to show it on")}) {
         server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
         sphost.environment["SPHOST_BROWSER"] = program;
-        const Result without = sphost.Run(Add());
+        const ProcessResult without = sphost.Run(Add());
         EXPECT_EQ(without.status, 1);
         EXPECT_NE(without.err.find(reason), std::string::npos) << without.err;
         EXPECT_EQ(Accounts(), "");
@@ -206,7 +206,7 @@ TEST_F(FormsSignIn, WithoutABrowserOrADisplayTheMessageNamesWhatIsMissing) {
     // A browser that ends at once counts as a closed window.
     server.SetFaults(R"([{"match":{},"fault":{"kind":"forms-403"}}])");
     sphost.environment["QT_QPA_PLATFORM"] = "offscreen";
-    const Result ended = sphost.Run(Add());
+    const ProcessResult ended = sphost.Run(Add());
     EXPECT_EQ(ended.status, 3) << ended.err;
     EXPECT_NE(ended.err.find("the browser window ended by itself"), std::string::npos) << ended.err;
 }

@@ -5,13 +5,13 @@
 #include "host/base/failure.h"
 #include "host/core/aux_extension.h"
 #include "host/profile/cipher.h"
-#include "host/testing/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::TempFolder;
-using testing::WriteText;
+using testing_support::TempFolder;
+using testing_support::WriteText;
 
 HRESULT CodeOf(const Cipher& cipher, const std::string& purpose, const std::string& text) {
     try {

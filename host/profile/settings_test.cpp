@@ -9,14 +9,15 @@
 #include "host/base/failure.h"
 #include "host/profile/profile.h"
 #include "host/profile/settings_tree.h"
-#include "host/testing/temp_folder.h"
+#include "tests/support/process.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::ReadText;
-using testing::TempFolder;
-using testing::WriteText;
+using testing_support::ReadText;
+using testing_support::TempFolder;
+using testing_support::WriteText;
 using TMK::CabType;
 
 constexpr std::string_view kTemplate = R"(<?xml version="1.0"?><CabTemplate>
@@ -162,7 +163,7 @@ TEST(SettingsStore, DamagedFilesAreMovedAsideWithAWarning) {
                                            "{\"a\":\"\xFF\"}",
                                            "{\"a\":" + std::string(200, '[') + std::string(200, ']') + "}"};
     int warnings = 0;
-    const Profile profile(folder.path(), [&](const std::string&) { ++warnings; });
+    const Profile profile(folder.Path(), [&](const std::string&) { ++warnings; });
     for (const std::string& content : damaged) {
         WriteText(folder / "s.json", content);
         const auto tree = profile.LoadTree("s.json");
@@ -176,23 +177,20 @@ TEST(SettingsStore, DamagedFilesAreMovedAsideWithAWarning) {
 TEST(SettingsStore, AFailedSaveLeavesTheOldFile) {
     const TempFolder folder;
     WriteText(folder / "s.json", "old");
-    const pid_t child = fork();
-    if (child == 0) {
+    testing_support::Process child([&] {
         signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{4, 4};
         setrlimit(RLIMIT_FSIZE, &limit);
         try {
             ReplaceFile(folder / "s.json", "new content");
-            _exit(1);
+            return 1;
         } catch (const Failure& failure) {
-            _exit(failure.code() == HRESULT_FROM_WIN32(223) ? 0 : 2);
+            return failure.code() == HRESULT_FROM_WIN32(223) ? 0 : 2;
         }
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    });
+    EXPECT_EQ(child.Wait(), 0);
     EXPECT_EQ(ReadText(folder / "s.json"), "old");
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1) << "nothing is left beside it";
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path()), {}), 1) << "nothing is left beside it";
 }
 
 }  // namespace

@@ -9,13 +9,14 @@
 #include "host/core/images.h"
 #include "host/prompts/catalogue.h"
 #include "host/prompts/task_dialog.h"
-#include "host/testing/temp_folder.h"
+#include "host/signin/bind_context.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::ReadText;
-using testing::TempFolder;
+using testing_support::ReadText;
+using testing_support::TempFolder;
 
 // A person who presses a button; without one nobody can be asked.
 class Person final : public Prompter {

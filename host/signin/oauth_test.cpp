@@ -14,14 +14,14 @@
 #include "host/signin/http_form.h"
 #include "host/signin/oauth.h"
 #include "host/testing/silent_front_end.h"
-#include "host/testing/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
-using testing::ReadText;
-using testing::TempFolder;
-using testing::WriteText;
+using testing_support::ReadText;
+using testing_support::TempFolder;
+using testing_support::WriteText;
 
 // Answers each form by its grant type; one connection after the other.
 class SignInServer {
@@ -206,7 +206,7 @@ protected:
     // A process of its own on the same profile.
     struct Process {
         explicit Process(SignIn& test)
-            : profile(test.folder.path(), {}),
+            : profile(test.folder.Path(), {}),
               oauth(profile, std::make_shared<const Cipher>(test.folder / "key"), test.prompts) {}
         Profile profile;
         OAuth oauth;
@@ -289,7 +289,7 @@ TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
           std::tuple{"error=server_error&error_description=on+%22fire%22", E_ACCESSDENIED, "on \"fire\""}}) {
         RedirectingBrowser other;
         other.result = result;
-        Profile profile(folder.path(), {});
+        Profile profile(folder.Path(), {});
         RecordingPrompts other_prompts(other);
         OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), other_prompts);
         OAuthRequest request = Request();
@@ -357,7 +357,7 @@ TEST_F(SignIn, EachUserHasATokenOfTheirOwn) {
 
 TEST_F(SignIn, DamagedFilesAreReportedAndNeverChangeTheAuthority) {
     std::string warnings;
-    const Profile profile(folder.path(), [&](const std::string& line) { warnings += line + "\n"; });
+    const Profile profile(folder.Path(), [&](const std::string& line) { warnings += line + "\n"; });
     OAuth oauth(profile, std::make_shared<const Cipher>(profile.file("key")), prompts);
     oauth.SetOverride("http://site/", {"https://login/x", "id"});
     for (const std::string& text : {std::string("{"), std::string("[1]"), std::string(100000, '[')}) {

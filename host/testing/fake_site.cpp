@@ -17,7 +17,7 @@ namespace host::testing {
 namespace {
 
 constexpr HRESULT kMissing = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-constexpr HRESULT kState = HRESULT_FROM_WIN32(ERROR_INVALID_STATE);
+constexpr HRESULT kState = static_cast<HRESULT>(0x8007139F);
 constexpr HRESULT kBroken = HRESULT_FROM_WIN32(12030);
 constexpr char kAccountTemplate[] =
     "<CabTemplate><ItemSet id='A'><Item id='Url' type='String'/><Item id='WebUrl' type='String'/>"

@@ -3,25 +3,23 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
 #include <string>
 
+#include "tests/support/temp_folder.h"
+
 namespace {
 
 class Files : public testing::Test {
 protected:
     void SetUp() override {
-        char pattern[] = "/tmp/platform-files-XXXXXX";
-        m_folder = mkdtemp(pattern);
         m_path = m_folder.u16string();
         for (char16_t& c : m_path)
             if (c == u'/') c = u'\\';
     }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
 
     std::u16string path(const std::u16string& name) const { return m_path + u"\\" + name; }
     void create(const std::u16string& name, const std::string& text) {
@@ -45,7 +43,8 @@ protected:
         return names;
     }
 
-    std::filesystem::path m_folder;
+    const testing_support::TempFolder m_temporary;
+    const std::filesystem::path m_folder = m_temporary.Path();
     std::u16string m_path;
 };
 

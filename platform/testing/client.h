@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/wininet.h"
-#include "testing/raw_server.h"
+#include "tests/support/raw_server.h"
 
 namespace testing_support {
 

@@ -8,7 +8,7 @@
 
 #include "base/resources.h"
 #include "base/text/encoding.h"
-#include "dialogs/scripted_browser.h"
+#include "tests/support/plugin/scripted_browser.h"
 
 namespace {
 

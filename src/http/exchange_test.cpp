@@ -4,17 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "base/log.h"
 #include "base/text/encoding.h"
 #include "http/handle.h"
 #include "http/log_text.h"
-#include "http/loopback_test_server.h"
 #include "http/retry.h"
 #include "http/session.h"
+#include "tests/support/loopback_test_server.h"
+#include "tests/support/trace_log.h"
 
 namespace {
 
@@ -224,6 +222,16 @@ TEST(LogText, HidesSecretsAndNames) {
         {u"Location: https://site/Plan.pdf?key=9", u"Location: https://xxxx/Xxxx.xxx?xxx=1"},
         {u"Destination:Docs/Plan.pdf", u"Destination:Xxxx/Xxxx.xxx"},
         {u"Link: <https://site/a>; rel=x", u"Link: <https://xxxx/x>; xxx=x"},
+        {u"Proxy-Authorization: Basic cHJveA", u"Proxy-Authorization: Basic ..."},
+        {u"Authentication-Info: rspauth=\"6629\"", u"Authentication-Info: ..."},
+        {u"WWW-Authenticate: Basic realm=\"Plan\"", u"WWW-Authenticate: Xxxxx xxxxx=\"Xxxx\""},
+        {u"Proxy-Authenticate: NTLM TlRM", u"Proxy-Authenticate: XXXX XxXX"},
+        {u"Content-Location: /Docs/Plan.pdf", u"Content-Location: /Xxxx/Xxxx.xxx"},
+        {u"Content-Disposition: inline; filename=Plan.pdf",
+         u"Content-Disposition: xxxxxx; xxxxxxxx=Xxxx.xxx"},
+        {u"X-MSDAVEXT_Error: 589829; Plan", u"X-MSDAVEXT_Error: 111111; Xxxx"},
+        {u"X-Forms_Based_Auth_Required: /Plan", u"X-Forms_Based_Auth_Required: /Xxxx"},
+        {u"X-Forms_Based_Auth_Return_Url: /Plan", u"X-Forms_Based_Auth_Return_Url: /Xxxx"},
     };
     for (const auto& row : rows) EXPECT_EQ(Http::HeaderLineForLog(row.line), row.shown) << ToUtf8(row.line);
     EXPECT_EQ(Http::HeadersForLog(u"A: 1\nX-RequestDigest:abc"), u"A: 1\nX-RequestDigest: ...\n");
@@ -233,31 +241,15 @@ TEST(LogText, HidesSecretsAndNames) {
     EXPECT_TRUE(cut.ends_with(u"xxx..."));
 }
 
-// The lines of the log that this process wrote while `action` ran.
-template <typename Action>
-std::u16string LogOf(int32_t level, Action action) {
-    Log::ApplyPreferences(level, 0);
-    action();
-    std::u16string path = Log::CurrentPath();
-    Log::ApplyPreferences(Log::none, 0);
-    std::replace(path.begin(), path.end(), u'\\', u'/');
-    const std::filesystem::path file(path);
-    std::ifstream stream(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    std::filesystem::remove(file);
-    Log::Sweep(0);
-    return std::u16string(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2);
-}
-
 // What is thrown must not depend on whether anything is logged.
 TEST(LogText, OfABodyThatEndsEarlyHidesNoStatus) {
     LoopbackTestServer server([](const Request&) {
         return std::string("HTTP/1.1 404 Not Found\r\nConnection: close\r\nContent-Length: 100\r\n\r\nshort");
     });
     const auto session = Connect(server);
-    const std::u16string log =
-        LogOf(1, [&] { EXPECT_THROW(Send(*session, u"GET", u"x", nullptr, 0, true), Http::HttpException); });
-    EXPECT_NE(log.find(u"xxxxx...\n"), std::u16string::npos) << ToUtf8(log);
+    const std::string log = testing_support::LogOf(
+        1, [&] { EXPECT_THROW(Send(*session, u"GET", u"x", nullptr, 0, true), Http::HttpException); });
+    EXPECT_NE(log.find("xxxxx...\n"), std::string::npos) << log;
 }
 
 TEST(LogText, OfAFailedRequestTellsTheExchangeWithoutItsSecrets) {
@@ -269,25 +261,25 @@ TEST(LogText, OfAFailedRequestTellsTheExchangeWithoutItsSecrets) {
     session->SetAuthToken(u"hidden3");
     session->SetCookies({{u"FedAuth", u"hidden4"}});
     for (const int32_t level : {1, 4}) {
-        const std::u16string log = LogOf(level, [&] {
+        const std::string log = testing_support::LogOf(level, [&] {
             EXPECT_THROW(
                 session->SendRequest(u"POST", u"Docs/Report.pdf", nullptr, u"X-RequestDigest:hidden5\n",
                                      "{\"comment\":\"Report\"}", 0, true),
                 Http::HttpException);
         });
-        const std::u16string expected =
-            u"|1|Http::Session::SendRequest Unexpected HTTP code:\n\n>>> POST "
-            u"http://111.1.1.1/Xxxx/Xxxxxx.xxx\n"
-            u"X-Forms_Based_Auth_Accepted: t\nX-RequestDigest: ...\nAuthorization: Bearer ...\n"
-            u"Cookie: FedAuth...\n\n{\"xxxxxxx\":\"Xxxxxx\"}\n\n<<< http://111.1.1.1:";
-        EXPECT_NE(log.find(expected), std::u16string::npos) << ToUtf8(log);
-        EXPECT_NE(log.find(u"HTTP/1.1 404 Not Found\nCookie: FedAuth...\nX-RequestDigest: ...\n"),
-                  std::u16string::npos);
+        const std::string expected =
+            "|1|Http::Session::SendRequest Unexpected HTTP code:\n\n>>> POST "
+            "http://111.1.1.1/Xxxx/Xxxxxx.xxx\n"
+            "X-Forms_Based_Auth_Accepted: t\nX-RequestDigest: ...\nAuthorization: Bearer ...\n"
+            "Cookie: FedAuth...\n\n{\"xxxxxxx\":\"Xxxxxx\"}\n\n<<< http://111.1.1.1:";
+        EXPECT_NE(log.find(expected), std::string::npos) << log;
+        EXPECT_NE(log.find("HTTP/1.1 404 Not Found\nCookie: FedAuth...\nX-RequestDigest: ...\n"),
+                  std::string::npos);
         EXPECT_NE(
-            log.find(u"Expression '200 <= status && status < 400' caused throwing 'HTTP 404: Not Found'"),
-            std::u16string::npos);
-        EXPECT_EQ(log.find(u"hidden"), std::u16string::npos) << ToUtf8(log);
-        EXPECT_EQ(log.find(u"Report"), std::u16string::npos) << ToUtf8(log);
+            log.find("Expression '200 <= status && status < 400' caused throwing 'HTTP 404: Not Found'"),
+            std::string::npos);
+        EXPECT_EQ(log.find("hidden"), std::string::npos) << log;
+        EXPECT_EQ(log.find("Report"), std::string::npos) << log;
     }
 }
 

@@ -3,9 +3,9 @@
 
 #include <optional>
 
-#include "http/loopback_test_server.h"
 #include "http/session.h"
 #include "platform/testing/open_handles.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "http/loopback_test_server.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

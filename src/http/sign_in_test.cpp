@@ -3,8 +3,8 @@
 
 #include <optional>
 
-#include "http/loopback_test_server.h"
 #include "http/session.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

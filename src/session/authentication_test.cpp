@@ -4,13 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "base/failure.h"
 #include "base/text/encoding.h"
-#include "dialogs/scripted_browser.h"
 #include "session/browser_cookies.h"
+#include "tests/support/plugin/scripted_browser.h"
+#include "tests/support/trace_log.h"
 
 namespace {
 
@@ -169,23 +168,8 @@ TEST(BrowserCookies, BelongByTheTailOfTheHostAndTheStartOfThePath) {
     EXPECT_THROW(CookieMatchesUrl(u"ftp://a.example", u"a.example", u"/"), Exception);
 }
 
-// The lines that this process logs, at every level, while `action` runs.
-template <typename Action>
-std::string LogOf(Action action) {
-    Log::ApplyPreferences(Log::verbose, 10);
-    action();
-    std::u16string path = Log::CurrentPath();
-    Log::ApplyPreferences(Log::none, 10);
-    std::replace(path.begin(), path.end(), u'\\', u'/');
-    const std::filesystem::path file(path);
-    std::ifstream stream(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    std::filesystem::remove(file);
-    return ToUtf8(std::u16string(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2));
-}
-
 TEST(FormsSignIn, LeavesNoSecretAndNoAddressInTheLog) {
-    const std::string log = LogOf([] {
+    const std::string log = testing_support::LogOf(Log::verbose, [] {
         SignIn({{u"http://portal.corp.example/?code=hiddencode", std::vector<ScriptedCookie>{}},
                 {u"http://portal.corp.example/?code=hiddencode", {{Fed()}}}},
                u"");

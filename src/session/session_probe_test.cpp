@@ -3,9 +3,9 @@
 
 #include "base/failure.h"
 #include "base/text/encoding.h"
-#include "http/loopback_test_server.h"
 #include "session/session.h"
 #include "session/sharepoint_checker.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

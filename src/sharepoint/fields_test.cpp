@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "base/text/encoding.h"
-#include "http/loopback_test_server.h"
 #include "sharepoint/fields_text.h"
 #include "sharepoint/tests/named_rows_test.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "base/text/encoding.h"
-#include "http/loopback_test_server.h"
 #include "sharepoint/tests/named_rows_test.h"
+#include "tests/support/loopback_test_server.h"
 
 namespace {
 

@@ -1,8 +1,6 @@
-// A development server of one generation, and its site as the backend of that generation sees it.
-#include "contract_site.h"
+#include "tests/contract/contract_site.h"
 
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
 
 #include "base/text/encoding.h"
@@ -24,17 +22,6 @@ std::shared_ptr<Http::Session> Connect(const std::string& url, const std::string
     const auto http = Http::Session::Create(scheme, host, port, credentials, {});
     if (!token.empty()) http->SetAuthToken(FromUtf8(token));
     return http;
-}
-
-std::string HeaderOf(const e2e::HttpAnswer& answer, const std::string& name) {
-    std::istringstream lines(answer.headers);
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.starts_with(name + ":")) continue;
-        line.erase(0, line.find_first_not_of(' ', name.size() + 1));
-        while (line.ends_with('\r')) line.pop_back();
-        return line;
-    }
-    return {};
 }
 
 }  // namespace
@@ -68,7 +55,7 @@ SharePoint::Web& Contract::Site(const std::string& user) {
 }
 
 std::u16string Contract::Path(const std::string& item) {
-    return FromUtf8(e2e::DevServer::PathOf(item)).substr(1);
+    return FromUtf8(DevServer::PathOf(item)).substr(1);
 }
 
 std::string Contract::OriginFor(const std::string& user) const {
@@ -77,7 +64,7 @@ std::string Contract::OriginFor(const std::string& user) const {
 }
 
 std::u16string Contract::Url(const std::string& item, const std::string& user) const {
-    return FromUtf8(OriginFor(user) + e2e::DevServer::PathOf(item));
+    return FromUtf8(OriginFor(user) + DevServer::PathOf(item));
 }
 
 std::shared_ptr<SharePoint::Object> Contract::Find(const std::string& item, const std::string& user,
@@ -119,18 +106,14 @@ std::vector<std::string> Contract::Children(const std::string& folder) {
     return names;
 }
 
-Stored Contract::Look(const std::string& item) const {
-    const auto answer = e2e::Http(
-        {.url = m_server.Origin() + "/_dev/document?path=" + e2e::Escape(e2e::DevServer::PathOf(item))});
-    if (answer.status != 200) return {};
-    return {true, answer.body, HeaderOf(answer, "X-Version"), UrlDecode(HeaderOf(answer, "X-Comment")),
-            HeaderOf(answer, "X-Checked-Out-By")};
+StoredDocument Contract::Look(const std::string& item) const {
+    StoredDocument document = m_server.Find(item);
+    document.comment = UrlDecode(document.comment);
+    return document;
 }
 
 void Contract::DefineColumn(const std::string& json) const {
-    const auto answer =
-        e2e::Http({.method = "POST", .url = m_server.Origin() + "/_dev/column", .body = json});
-    if (answer.status / 100 != 2) throw std::runtime_error("column refused: " + answer.body);
+    m_server.Admin("column", json);
 }
 
 }  // namespace contract

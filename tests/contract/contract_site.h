@@ -9,21 +9,17 @@
 #include <string>
 #include <vector>
 
-#include "harness.h"
 #include "http/session.h"
 #include "sharepoint/object.h"
+#include "tests/support/dev_server.h"
 
 namespace contract {
+
+using namespace testing_support;
 
 enum class Generation { modern, y2013, y2010 };
 
 const char* OptionOf(Generation generation);
-
-// A document as the server has it, seen around the backends.
-struct Stored {
-    bool exists = false;
-    std::string bytes, version, comment, checked_out_by;
-};
 
 // The suite: each test runs once for each generation.
 class Contract : public ::testing::TestWithParam<Generation> {
@@ -33,7 +29,7 @@ protected:
     bool IsRest() const { return GetParam() == Generation::modern; }
     bool HasColumns() const { return GetParam() != Generation::y2010; }
 
-    e2e::DevServer& server() { return m_server; }
+    DevServer& server() { return m_server; }
     // The site signed in to as a user; made once.
     SharePoint::Web& Site(const std::string& user = "alice");
     std::u16string Url(const std::string& item, const std::string& user = "alice") const;
@@ -47,16 +43,17 @@ protected:
     void Write(SharePoint::File& file, const std::string& bytes);
     std::string Read(SharePoint::File& file);
     std::vector<std::string> Children(const std::string& folder);
-    Stored Look(const std::string& item) const;
+    // The comment unescaped.
+    StoredDocument Look(const std::string& item) const;
     void DefineColumn(const std::string& json) const;
     // The path relative to the server root of something in the library.
     static std::u16string Path(const std::string& item);
 
 private:
-    // The process remembers one user of a host, so the others come by the host's other name.
+    // The process remembers one user of a host, so other users take the host's other name.
     std::string OriginFor(const std::string& user) const;
 
-    e2e::DevServer m_server;
+    DevServer m_server;
     std::map<std::string, std::shared_ptr<SharePoint::Web>> m_webs;
 };
 

@@ -5,8 +5,8 @@
 #include <functional>
 
 #include "base/text/encoding.h"
-#include "contract_site.h"
 #include "sharepoint/fields_text.h"
+#include "tests/contract/contract_site.h"
 
 namespace contract {
 
@@ -56,7 +56,7 @@ TEST_P(Contract, BindsWhatIsThereByItsKindAndNothingElse) {
     EXPECT_TRUE(Site().IsFileKnownMissing(Url("none.txt")));
 }
 
-TEST_P(Contract, TellsTheSameOfADocument) {
+TEST_P(Contract, ReportsTheSameOfADocument) {
     Make("Folder/a.txt", "four");
     const SharePoint::Information told = Find("Folder/a.txt")->GetInformation();
     EXPECT_EQ(told.m_name, u"a.txt");
@@ -65,7 +65,7 @@ TEST_P(Contract, TellsTheSameOfADocument) {
     EXPECT_GT(told.m_created_time, 0u);
     EXPECT_GE(told.m_modified_time, told.m_created_time);
     EXPECT_EQ(told.m_checkout_user, u"");
-    // Only WebDAV tells the last author.
+    // Only WebDAV gives the last author.
     EXPECT_EQ(told.m_modified_by.find(u"alice") != std::u16string::npos, !IsRest())
         << ToUtf8(told.m_modified_by);
     const SharePoint::Information folder = Find("Folder")->GetInformation();
@@ -111,7 +111,7 @@ TEST_P(Contract, CarriesBytesUnchanged) {
     }
 }
 
-TEST_P(Contract, HardNamesSurviveEveryOperation) {
+TEST_P(Contract, SpecialNamesSurviveEveryOperation) {
     for (const std::string& name : kHardNames) {
         SCOPED_TRACE(name);
         const std::string folder = "in " + name;
@@ -143,12 +143,12 @@ TEST_P(Contract, MovingAndCopyingReplaceTheTarget) {
     EXPECT_FALSE(Look("a.txt").exists);
 }
 
-TEST_P(Contract, WhatWentAwayMeanwhile) {
+TEST_P(Contract, ItemsDeletedMeanwhile) {
     Make("a.txt", "x");
     const auto object = Find("a.txt");
     Find("a.txt")->Delete();
     EXPECT_FALSE(Look("a.txt").exists);
-    // REST leaves it to the caller to look; WebDAV says it.
+    // REST leaves the check to the caller; WebDAV reports it.
     EXPECT_EQ(StatusOf([&] { object->Delete(); }), IsRest() ? 0u : 404u);
     EXPECT_EQ(StatusOf([&] { EXPECT_EQ(object->AsFile()->Read().GetStatus(), 404u); }), IsRest() ? 0u : 404u);
 }
@@ -161,7 +161,7 @@ TEST_P(Contract, CheckOutStatesAndTheirHolders) {
     EXPECT_EQ(FindFile("a.txt")->GetCheckOutState(nullptr), State::me);
     std::u16string holder;
     EXPECT_EQ(FindFile("a.txt", "bob")->GetCheckOutState(&holder), State::other_user);
-    // REST names nobody.
+    // REST gives no name.
     EXPECT_EQ(holder.find(u"lice") != std::u16string::npos, !IsRest()) << ToUtf8(holder);
     EXPECT_FALSE(Find("a.txt")->GetInformation().m_checkout_user.empty());
     EXPECT_EQ(FindFile("a.txt")->DiscardCheckOut(), SharePoint::File::dcrOk);

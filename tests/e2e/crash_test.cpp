@@ -1,5 +1,5 @@
-// A kill at every point of a save, a conflict meanwhile, and a full disk: what was saved locally outlives
-// all of them, and what was there before stays.
+// A kill at every point of a save, a conflict meanwhile, and a full disk: none of them loses what was saved
+// locally or what was there before.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -12,11 +12,11 @@
 #include <functional>
 #include <thread>
 
-#include "harness.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 namespace fs = std::filesystem;
 
 const std::string kFirst(200000, 'A');
@@ -24,13 +24,6 @@ const std::string kSaved = "edited " + std::string(150000, 'B');
 
 // Before the server has done what the request asks for, and after it.
 constexpr const char* kMoments[] = {"stall", "stall-headers"};
-
-void WaitFor(const std::function<bool()>& is_reached) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!is_reached() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
 
 struct Waiting {
     std::string state;
@@ -43,12 +36,12 @@ protected:
     static constexpr int kDocuments = 120;
 
     Crash() {
-        for (int n = 0; n < kDocuments; ++n) WriteFile(m_seed / Name(n), kFirst);
+        for (int n = 0; n < kDocuments; ++n) WriteText(m_seed / Name(n), kFirst);
         m_server.emplace(std::vector<std::string>{}, m_seed.Path());
         m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "30000";
         m_host.environment["https_proxy"] = "http://127.0.0.1:9";
         m_host.AddPlace(*m_server, "alice");
-        WriteFile(Source(), kSaved);
+        WriteText(Source(), kSaved);
     }
 
     static std::string Name(int n) { return "doc" + std::to_string(n) + ".txt"; }
@@ -81,7 +74,7 @@ protected:
     // How many requests to the site a command makes.
     int CountRequests(const std::vector<std::string>& arguments) {
         m_server->ClearRequests();
-        const Result result = m_host.Run(arguments);
+        const ProcessResult result = m_host.Run(arguments);
         EXPECT_EQ(result.status, 0) << result.err;
         const std::vector<std::string> requests = m_server->Requests();
         return static_cast<int>(std::count_if(requests.begin(), requests.end(), [](const std::string& r) {
@@ -95,7 +88,7 @@ protected:
         m_server->SetFaults(R"([{"match":{"path":"/sites/team","times":0,"nth":)" + std::to_string(nth) +
                             R"(},"fault":{"kind":")" + fault + R"("}}])");
         const auto process = m_host.Start(arguments);
-        WaitFor([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
+        Comes([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
         ASSERT_TRUE(process->IsRunning());
         process->Signal(SIGKILL);
         process->Wait();
@@ -117,7 +110,7 @@ protected:
             return;
         }
         EXPECT_EQ(waiting->state, "unsent");
-        const Result sent = m_host.Run({"recover", "--send", Url(n)});
+        const ProcessResult sent = m_host.Run({"recover", "--send", Url(n)});
         if (waiting->server == "same") {
             EXPECT_EQ(sent.status, 0) << sent.err;
         } else {
@@ -178,13 +171,13 @@ TEST_F(Crash, AtAnyMomentLosesNothing) {
 }
 
 TEST_F(Crash, HalfWayThroughTheUploadKeepsBothTheOldAndTheNew) {
-    WriteFile(Source(), std::string(3000000, 'N'));
+    WriteText(Source(), std::string(3000000, 'N'));
     for (int n = 0; n < 2; ++n) {
         m_server->ClearFaults();
         m_server->SetFaults(
             R"([{"match":{"method":"PUT"},"fault":{"kind":"stall-upload","after":1000000}}])");
         const auto process = m_host.Start(n ? Put(n) : Edit(n));
-        WaitFor([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
+        Comes([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
         ASSERT_TRUE(process->IsRunning());
         process->Signal(SIGKILL);
         process->Wait();
@@ -193,16 +186,16 @@ TEST_F(Crash, HalfWayThroughTheUploadKeepsBothTheOldAndTheNew) {
         EXPECT_EQ(FindUnsent(n)->server, "same");
     }
     m_server->ClearFaults();
-    const Result sent = m_host.Run({"recover", "--send"});
+    const ProcessResult sent = m_host.Run({"recover", "--send"});
     EXPECT_EQ(sent.status, 0) << sent.err;
-    for (int n = 0; n < 2; ++n) EXPECT_TRUE(m_server->Document(Name(n)) == ReadFile(Source()));
+    for (int n = 0; n < 2; ++n) EXPECT_TRUE(m_server->Document(Name(n)) == ReadText(Source()));
 }
 
 TEST_F(Crash, WhileTheProgramRunsKeepsWhatItSavedSoFar) {
     const fs::path fifo = m_host.Folder() / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const auto process = m_host.Start(Edit(0, "; read line < '" + fifo.string() + "'"));
-    WaitFor([&] { return fs::exists(Done()) || !process->IsRunning(); });
+    Comes([&] { return fs::exists(Done()) || !process->IsRunning(); });
     ASSERT_TRUE(process->IsRunning());
     ASSERT_TRUE(FindUnsent(0)) << "another sphost sees it";
     EXPECT_EQ(FindUnsent(0)->state, "editing");
@@ -214,36 +207,34 @@ TEST_F(Crash, WhileTheProgramRunsKeepsWhatItSavedSoFar) {
     EXPECT_EQ(waiting->state, "unsent") << "the program still runs, the host doesn't";
     // Lets the program end.
     int end = -1;
-    WaitFor([&] { return (end = open(fifo.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; });
+    Comes([&] { return (end = open(fifo.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; });
     close(end);
-    EXPECT_TRUE(ReadFile(waiting->path) == kSaved);
+    EXPECT_TRUE(ReadText(waiting->path) == kSaved);
     ExpectNothingLost(0, true);
 }
 
-TEST_F(Crash, FollowedBySomebodyElsesSaveIsNoReasonToOverwriteIt) {
+TEST_F(Crash, DoesNotOverwriteALaterSaveOfSomebodyElse) {
     m_server->SetFaults(R"([{"match":{"method":"PUT"},"fault":{"kind":"stall-upload"}}])");
     const auto process = m_host.Start(Put(0));
-    WaitFor([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
+    Comes([&] { return m_server->FaultsFired() > 0 || !process->IsRunning(); });
     ASSERT_TRUE(process->IsRunning());
     process->Signal(SIGKILL);
     process->Wait();
     m_server->ClearFaults();
-    Http({.method = "POST",
-          .url = m_server->Origin() +
-                 "/_dev/undo-checkout?user=alice&path=" + Escape(DevServer::PathOf(Name(0)))});
+    m_server->AdminFor("undo-checkout", "alice", Name(0));
     m_server->WriteAs("bob", Name(0), "of bob");
     ASSERT_TRUE(FindUnsent(0));
     EXPECT_EQ(FindUnsent(0)->server, "newer");
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"recover", "--send"},
           {"recover", "--send", "--answer", "sp.msg.outdatedFileOnWrite.question=sp.btn.cancelSaving"}}) {
-        const Result refused = m_host.Run(arguments);
+        const ProcessResult refused = m_host.Run(arguments);
         EXPECT_EQ(refused.status, 1) << refused.err;
         EXPECT_NE(refused.err.find("newer version"), std::string::npos) << refused.err;
         EXPECT_EQ(m_server->Document(Name(0)), "of bob");
     }
     ASSERT_TRUE(FindUnsent(0)) << "a refusal drops nothing";
-    const Result sent =
+    const ProcessResult sent =
         m_host.Run({"recover", "--send", "--answer", "sp.msg.outdatedFileOnWrite.question=sp.btn.overwrite"});
     EXPECT_EQ(sent.status, 0) << sent.err;
     EXPECT_TRUE(m_server->Document(Name(0)) == kSaved);
@@ -265,7 +256,7 @@ public:
                                  folder.string() + "/.mounted' && exec sleep 600"};
         options.out = options.err = messages;
         m_holder.emplace(options);
-        WaitFor([&] { return fs::exists(Inside(folder / ".mounted")) || !m_holder->IsRunning(); });
+        Comes([&] { return fs::exists(Inside(folder / ".mounted")) || !m_holder->IsRunning(); });
     }
     bool IsThere() { return m_holder->IsRunning(); }
     // The path as seen from within.
@@ -288,11 +279,12 @@ class FullDisk : public Crash {
 protected:
     static bool Holds(const fs::path& folder, const std::string& bytes) {
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
-            if (entry.is_regular_file() && ReadFile(entry.path()) == bytes) return true;
+            if (entry.is_regular_file() && ReadText(entry.path()) == bytes) return true;
         }
         return false;
     }
-    static void ExpectClearLine(const Result& result, const std::string& code, const std::string& words) {
+    static void ExpectClearLine(const ProcessResult& result, const std::string& code,
+                                const std::string& words) {
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_NE(result.err.find(code), std::string::npos) << result.err;
@@ -300,10 +292,10 @@ protected:
     }
 };
 
-TEST_F(FullDisk, OfTheCacheLeavesThePreviousCopy) {
+TEST_F(FullDisk, InTheCacheLeavesThePreviousCopy) {
     const fs::path cache = m_host.Profile() / "cache";
     SmallDisk disk(cache, m_host.Folder() / "disk");
-    if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadFile(m_host.Folder() / "disk");
+    if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadText(m_host.Folder() / "disk");
     m_host.prefix = disk.Prefix();
     const fs::path target = m_host.Folder() / "target";
     ASSERT_EQ(m_host.Run({"get", Url(0), target.string()}).status, 0);
@@ -311,15 +303,15 @@ TEST_F(FullDisk, OfTheCacheLeavesThePreviousCopy) {
     const std::string big(3000000, 'C');
     m_server->WriteAs("bob", Name(0), big);
     ExpectClearLine(m_host.Run({"get", Url(0), target.string()}), "0x80070070", "the disk is full");
-    EXPECT_TRUE(ReadFile(target) == kFirst);
+    EXPECT_TRUE(ReadText(target) == kFirst);
     EXPECT_TRUE(Holds(disk.Inside(cache), kFirst)) << "the previous local copy is gone";
     ExpectClearLine(m_host.Run(Edit(0)), "0x80070070", "the disk is full");
-    WriteFile(Source(), big);
+    WriteText(Source(), big);
     ExpectClearLine(m_host.Run(Put(1)), "0x80070070", "the disk is full");
     EXPECT_TRUE(m_server->Document(Name(1)) == kFirst);
     EXPECT_TRUE(m_server->Document(Name(0)) == big);
     EXPECT_FALSE(FindUnsent(1)) << "half a copy is nothing to send";
-    WriteFile(Source(), kSaved);
+    WriteText(Source(), kSaved);
     EXPECT_EQ(m_host.Run(Put(1)).status, 0) << "there is room for a small one";
     EXPECT_TRUE(m_server->Document(Name(1)) == kSaved);
 }
@@ -327,39 +319,40 @@ TEST_F(FullDisk, OfTheCacheLeavesThePreviousCopy) {
 TEST_F(FullDisk, FilledWhileTheProgramRunsKeepsWhatItSaved) {
     const fs::path cache = m_host.Profile() / "cache";
     SmallDisk disk(cache, m_host.Folder() / "disk");
-    if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadFile(m_host.Folder() / "disk");
+    if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadText(m_host.Folder() / "disk");
     m_host.prefix = disk.Prefix();
     const fs::path filler = cache / "filler";
-    const Result result = m_host.Run(Edit(0, "; cat /dev/zero > '" + filler.string() + "' 2>&-; true"));
+    const ProcessResult result =
+        m_host.Run(Edit(0, "; cat /dev/zero > '" + filler.string() + "' 2>&-; true"));
     fs::remove(disk.Inside(filler));
     ExpectClearLine(result, "0x80070070", "full");
     ASSERT_TRUE(FindUnsent(0)) << result.err;
     ExpectNothingLost(0, true);
 }
 
-TEST_F(FullDisk, OfTheTargetLeavesTheOldFile) {
+TEST_F(FullDisk, AtTheTargetLeavesTheOldFile) {
     const fs::path folder = m_host.Folder() / "target";
     SmallDisk disk(folder, m_host.Folder() / "disk");
-    if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadFile(m_host.Folder() / "disk");
+    if (!disk.IsThere()) GTEST_SKIP() << "no small disk here: " << ReadText(m_host.Folder() / "disk");
     m_host.prefix = disk.Prefix();
-    WriteFile(disk.Inside(folder / "file"), "old");
+    WriteText(disk.Inside(folder / "file"), "old");
     m_server->WriteAs("bob", Name(0), std::string(3000000, 'C'));
     ExpectClearLine(m_host.Run({"get", Url(0), (folder / "file").string()}), "0x80070070",
                     "the disk is full");
-    EXPECT_EQ(ReadFile(disk.Inside(folder / "file")), "old");
+    EXPECT_EQ(ReadText(disk.Inside(folder / "file")), "old");
     EXPECT_EQ(std::distance(fs::directory_iterator(disk.Inside(folder)), {}), 2) << "beside the mount's mark";
 }
 
-TEST_F(FullDisk, OrAFileThatMayNotGrowIsToldAndLeavesThePreviousCopy) {
+TEST_F(FullDisk, AndAFileSizeLimitAreReportedAndLeaveThePreviousCopy) {
     const fs::path target = m_host.Folder() / "target";
     ASSERT_EQ(m_host.Run({"get", Url(0), target.string()}).status, 0);
     m_server->WriteAs("bob", Name(0), std::string(3000000, 'C'));
-    WriteFile(Source(), std::string(3000000, 'D'));
+    WriteText(Source(), std::string(3000000, 'D'));
     m_host.prefix = {"prlimit", "--fsize=1000000"};
     ExpectClearLine(m_host.Run({"get", Url(0), target.string()}), "0x800700DF", "larger");
     ExpectClearLine(m_host.Run(Put(1)), "0x800700DF", "larger");
     m_host.prefix.clear();
-    EXPECT_TRUE(ReadFile(target) == kFirst);
+    EXPECT_TRUE(ReadText(target) == kFirst);
     EXPECT_TRUE(Holds(m_host.Profile() / "cache", kFirst));
     EXPECT_TRUE(m_server->Document(Name(1)) == kFirst);
     EXPECT_FALSE(FindUnsent(1));

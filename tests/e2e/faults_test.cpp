@@ -1,60 +1,37 @@
 // The server's faults, one by one and at every request of a command: each ends in its result code and a clear
-// line, changes nothing by halves, and is over when the fault is.
+// line, leaves nothing half done, and has no effect on later commands.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
 #include <algorithm>
 #include <functional>
 
-#include "harness.h"
+#include "tests/e2e/fault_fixture.h"
+#include "tests/support/row_name.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 namespace fs = std::filesystem;
 
-constexpr char kName[] = "report.txt";
 constexpr char kMarker[] = "NOT-A-DOCUMENT";
-const std::string kFirst(200000, 'A');
-const std::string kSecond = "second";
 
-class Faults : public ::testing::Test {
+class Faults : public FaultFixture {
 protected:
-    Faults() {
-        WriteFile(m_seed / kName, kFirst);
-        m_server.emplace(std::vector<std::string>{"--approve", "alice"}, m_seed.Path());
-        m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "800";
-        m_host.environment["PLATFORM_CONNECT_TIMEOUT_MS"] = "800";
+    Faults() : FaultFixture({"--approve", "alice"}, 800) {
         m_host.AddPlaceByCode(*m_server);
-        WriteFile(Source(), kSecond);
-        WriteFile(Target(), "old");
+        WriteText(Target(), "old");
     }
 
-    fs::path Source() const { return m_host.Folder() / "source"; }
-    fs::path Target() const { return m_host.Folder() / "target"; }
-    // Whether a copy that never became whole was left behind.
+    // Whether an incomplete copy was left behind.
     bool HasPart() const {
         const fs::directory_iterator entries(m_host.Folder().Path());
         return std::any_of(begin(entries), end(entries), [](const fs::directory_entry& entry) {
             return entry.path().filename().string().starts_with(".sphost-");
         });
     }
-    std::string Url(const std::string& name = kName) const { return m_server->Url(name); }
-    std::vector<std::string> Get() const { return {"get", Url(), Target().string()}; }
-    std::vector<std::string> Put(const std::string& name = kName) const {
-        return {"put", Source().string(), Url(name)};
-    }
-    std::vector<std::string> Edit(const std::string& name = kName) const {
-        return {"edit", Url(name), "--answer", "sp.msg.askForCheckOutOnOpen=sp.btn.open",
-                "--",   "sh",      "-c",       "printf second > \"$0\""};
-    }
 
-    void SetFault(const std::string& match, const std::string& fault) {
-        m_server->ClearFaults();
-        m_server->SetFaults(R"([{"match":{)" + match + R"(},"fault":{)" + fault + "}}]");
-    }
-
-    static void ExpectRefusal(const Result& result, const std::string& code = "0x8",
+    static void ExpectRefusal(const ProcessResult& result, const std::string& code = "0x8",
                               const std::string& words = "") {
         EXPECT_EQ(result.status, 1) << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
@@ -65,28 +42,24 @@ protected:
 
     bool ProfileHolds(const std::string& text) const {
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_host.Profile())) {
-            if (entry.is_regular_file() && ReadFile(entry.path()).find(text) != std::string::npos)
+            if (entry.is_regular_file() && ReadText(entry.path()).find(text) != std::string::npos)
                 return true;
         }
         return false;
     }
-
-    TempFolder m_seed;
-    std::optional<DevServer> m_server;
-    Sphost m_host;
 };
 
-TEST_F(Faults, AServerThatIsNotThereIsTold) {
+TEST_F(Faults, AStoppedServerIsReported) {
     m_server->Stop();
     for (const auto& arguments :
          {Get(), Put(), Edit(), std::vector<std::string>{"ls", Url("")},
           std::vector<std::string>{"checkout", Url()}, std::vector<std::string>{"checkin", Url()}}) {
         ExpectRefusal(m_host.Run(arguments), "0x80072EFD", "could not be reached");
     }
-    EXPECT_EQ(ReadFile(Target()), "old");
+    EXPECT_EQ(ReadText(Target()), "old");
     m_server->Restart();
     EXPECT_EQ(m_host.Run(Get()).status, 0);
-    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    EXPECT_TRUE(ReadText(Target()) == kFirst);
     ExpectRefusal(m_host.Run({"place", "add", "http://no-such-host.invalid/sites/x", "--api", "modern",
                               "--token-stdin"},
                              "token\n"),
@@ -98,127 +71,173 @@ TEST_F(Faults, AConnectionThatIsNeverServedEndsInTime) {
          {Get(), Put(), Edit(), std::vector<std::string>{"ls", Url("")},
           std::vector<std::string>{"checkout", Url()}, std::vector<std::string>{"checkin", Url()}}) {
         m_server->SetFaults(R"([{"match":{"times":0},"fault":{"kind":"stall-connect"}}])");
-        // Not through ClearFaults: that would need a connection that is served.
+        // Not through ClearFaults: the server answers no connection.
         ExpectRefusal(m_host.Run(arguments), "0x80072EE2", "too long");
         m_server->Restart();
     }
-    EXPECT_EQ(ReadFile(Target()), "old");
+    EXPECT_EQ(ReadText(Target()), "old");
     EXPECT_TRUE(m_server->Document(kName) == kFirst);
 }
 
 struct Row {
-    const char* fault;
-    const char* code;
-    const char* words;
+    std::string what;
+    std::string fault;
+    std::string code = "0x80004005";
+    std::string words;  // in the error line
+
+    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.what; }
 };
 
-TEST_F(Faults, OfADownloadHaveTheirCodesAndNeverReachAFile) {
-    const Row rows[] = {
-        {R"("kind":"stall")", "0x80072EE2", "too long"},
-        {R"("kind":"stall-headers")", "0x80072EE2", "too long"},
-        {R"("kind":"stall-body","after":70000)", "0x80072EE2", "too long"},
-        {R"("kind":"drop-body","after":70000)", "0x80072E", "connection"},
-        {R"("kind":"length","delta":5000)", "0x80072E", "connection"},
-        {R"("kind":"length","delta":-5000)", "0x8007000D", "ended after"},
-        {R"("kind":"truncate","after":5000)", "0x8007000D", "ended after"},
-        {R"("kind":"sign-in-page")", "0x80004005", "sign in"},
-        {R"("kind":"status","status":401,"text":"NOT-A-DOCUMENT")", "0x80004005", "401"},
-        {R"("kind":"status","status":403,"text":"NOT-A-DOCUMENT")", "0x80004005", "403"},
-        {R"("kind":"status","status":404,"text":"NOT-A-DOCUMENT")", "0x80004005", "404"},
-        {R"("kind":"status","status":423,"text":"NOT-A-DOCUMENT")", "0x80004005", "423"},
-        {R"("kind":"status","status":429,"text":"NOT-A-DOCUMENT","retry_after":1)", "0x80004005", "429"},
-        {R"("kind":"status","status":500,"text":"NOT-A-DOCUMENT")", "0x80004005", "500"},
-        {R"("kind":"status","status":500,"code":"-2147024891, X","message":"NOT-A-DOCUMENT")", "0x80004005",
-         "500"},
-        {R"("kind":"status","status":503,"text":"NOT-A-DOCUMENT")", "0x80004005", "503"},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.fault);
-        SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
-        ExpectRefusal(m_host.Run(Get()), row.code, row.words);
-        ExpectRefusal(m_host.Run(Edit()), row.code, row.words);
-        EXPECT_EQ(ReadFile(Target()), "old");
-        EXPECT_FALSE(HasPart());
-        EXPECT_FALSE(ProfileHolds(kMarker));
-        EXPECT_FALSE(ProfileHolds("<html"));
-    }
+const Row kDownloadRows[] = {
+    {.what = "stall", .fault = R"("kind":"stall")", .code = "0x80072EE2", .words = "too long"},
+    {.what = "stall-headers",
+     .fault = R"("kind":"stall-headers")",
+     .code = "0x80072EE2",
+     .words = "too long"},
+    {.what = "stall-body",
+     .fault = R"("kind":"stall-body","after":70000)",
+     .code = "0x80072EE2",
+     .words = "too long"},
+    {.what = "drop-body",
+     .fault = R"("kind":"drop-body","after":70000)",
+     .code = "0x80072E",
+     .words = "connection"},
+    {.what = "too long a length",
+     .fault = R"("kind":"length","delta":5000)",
+     .code = "0x80072E",
+     .words = "connection"},
+    {.what = "too short a length",
+     .fault = R"("kind":"length","delta":-5000)",
+     .code = "0x8007000D",
+     .words = "ended after"},
+    {.what = "truncate",
+     .fault = R"("kind":"truncate","after":5000)",
+     .code = "0x8007000D",
+     .words = "ended after"},
+    {.what = "sign-in-page", .fault = R"("kind":"sign-in-page")", .words = "sign in"},
+    {.what = "status 401",
+     .fault = R"("kind":"status","status":401,"text":"NOT-A-DOCUMENT")",
+     .words = "401"},
+    {.what = "status 403",
+     .fault = R"("kind":"status","status":403,"text":"NOT-A-DOCUMENT")",
+     .words = "403"},
+    {.what = "status 404",
+     .fault = R"("kind":"status","status":404,"text":"NOT-A-DOCUMENT")",
+     .words = "404"},
+    {.what = "status 423",
+     .fault = R"("kind":"status","status":423,"text":"NOT-A-DOCUMENT")",
+     .words = "423"},
+    {.what = "status 429",
+     .fault = R"("kind":"status","status":429,"text":"NOT-A-DOCUMENT","retry_after":1)",
+     .words = "429"},
+    {.what = "status 500",
+     .fault = R"("kind":"status","status":500,"text":"NOT-A-DOCUMENT")",
+     .words = "500"},
+    {.what = "status 500 of sharepoint",
+     .fault = R"("kind":"status","status":500,"code":"-2147024891, X","message":"NOT-A-DOCUMENT")",
+     .words = "500"},
+    {.what = "status 503",
+     .fault = R"("kind":"status","status":503,"text":"NOT-A-DOCUMENT")",
+     .words = "503"},
+};
+
+class DownloadFaults : public Faults, public ::testing::WithParamInterface<Row> {};
+
+TEST_P(DownloadFaults, ReportsItsCodeAndNeverReachesAFile) {
+    const Row& row = GetParam();
+    SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
+    ExpectRefusal(m_host.Run(Get()), row.code, row.words);
+    ExpectRefusal(m_host.Run(Edit()), row.code, row.words);
+    EXPECT_EQ(ReadText(Target()), "old");
+    EXPECT_FALSE(HasPart());
+    EXPECT_FALSE(ProfileHolds(kMarker));
+    EXPECT_FALSE(ProfileHolds("<html"));
     // The local copy of a version before stays as it was, too.
     m_server->ClearFaults();
     ASSERT_EQ(m_host.Run(Get()).status, 0);
     m_server->WriteAs("bob", kName, std::string(300000, 'B'));
-    for (const Row& row : rows) {
-        SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
-        ExpectRefusal(m_host.Run(Get()), row.code, row.words);
-    }
-    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    SetFault(R"("method":"GET","path":"/$value","times":0)", row.fault);
+    ExpectRefusal(m_host.Run(Get()), row.code, row.words);
+    EXPECT_TRUE(ReadText(Target()) == kFirst);
     EXPECT_TRUE(ProfileHolds(kFirst)) << "the local copy of the version before is gone";
     m_server->ClearFaults();
     EXPECT_EQ(m_host.Run(Get()).status, 0);
-    EXPECT_EQ(ReadFile(Target()), std::string(300000, 'B'));
+    EXPECT_EQ(ReadText(Target()), std::string(300000, 'B'));
 }
 
-TEST_F(Faults, OfAnUploadHaveTheirCodesAndKeepWhatWasSaved) {
-    const Row rows[] = {
-        {R"("kind":"stall")", "0x80072EE2", "too long"},
-        {R"("kind":"stall-headers")", "0x80072EE2", "too long"},
-        {R"("kind":"stall-upload","after":2)", "0x80072EE2", "too long"},
-        {R"("kind":"drop-upload","after":2)", "0x80072F00", "connection"},
-        {R"("kind":"close")", "0x80072F00", "connection"},
-        {R"("kind":"stale-digest")", "0x80004005", "403"},
-        {R"("kind":"sign-in-page")", "0x80004005", "sign in"},
-        {R"("kind":"status","status":401,"text":"no")", "0x80004005", "401"},
-        {R"("kind":"status","status":403,"text":"no")", "0x80004005", "403"},
-        {R"("kind":"status","status":423,"text":"no")", "0x80004005", "423"},
-        {R"("kind":"status","status":429,"text":"no")", "0x80004005", "429"},
-        {R"("kind":"status","status":500,"text":"no")", "0x80004005", "500"},
-        {R"("kind":"status","status":503,"text":"no")", "0x80004005", "503"},
-    };
-    int number = 0;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.fault);
-        const std::string edited = "e" + std::to_string(++number) + ".txt";
-        const std::string put = "p" + std::to_string(number) + ".txt";
-        for (const std::string& name : {edited, put}) {
-            m_server->WriteAs("alice", name, kFirst);
-            // These answer what the server has done already.
-            const std::string fault = row.fault;
-            const bool is_taken = fault == R"("kind":"stall-headers")" || fault == R"("kind":"close")";
-            SetFault(R"("method":"PUT","times":0)", row.fault);
-            ExpectRefusal(m_host.Run(name == put ? Put(name) : Edit(name)), row.code, row.words);
-            m_server->ClearFaults();
-            EXPECT_TRUE(m_server->Document(name) == (is_taken ? kSecond : kFirst));
-            EXPECT_NE(m_host.Unsent().find(name), std::string::npos);
-            const Result sent = m_host.Run({"recover", "--send", is_taken ? "--yes" : Url(name)});
-            EXPECT_EQ(sent.status, 0) << sent.err;
-            EXPECT_EQ(m_server->Document(name), kSecond);
-        }
+INSTANTIATE_TEST_SUITE_P(Fault, DownloadFaults, ::testing::ValuesIn(kDownloadRows), RowName());
+
+const Row kUploadRows[] = {
+    {.what = "stall", .fault = R"("kind":"stall")", .code = "0x80072EE2", .words = "too long"},
+    {.what = "stall-headers",
+     .fault = R"("kind":"stall-headers")",
+     .code = "0x80072EE2",
+     .words = "too long"},
+    {.what = "stall-upload",
+     .fault = R"("kind":"stall-upload","after":2)",
+     .code = "0x80072EE2",
+     .words = "too long"},
+    {.what = "drop-upload",
+     .fault = R"("kind":"drop-upload","after":2)",
+     .code = "0x80072F00",
+     .words = "connection"},
+    {.what = "close", .fault = R"("kind":"close")", .code = "0x80072F00", .words = "connection"},
+    {.what = "stale-digest", .fault = R"("kind":"stale-digest")", .words = "403"},
+    {.what = "sign-in-page", .fault = R"("kind":"sign-in-page")", .words = "sign in"},
+    {.what = "status 401", .fault = R"("kind":"status","status":401,"text":"no")", .words = "401"},
+    {.what = "status 403", .fault = R"("kind":"status","status":403,"text":"no")", .words = "403"},
+    {.what = "status 423", .fault = R"("kind":"status","status":423,"text":"no")", .words = "423"},
+    {.what = "status 429", .fault = R"("kind":"status","status":429,"text":"no")", .words = "429"},
+    {.what = "status 500", .fault = R"("kind":"status","status":500,"text":"no")", .words = "500"},
+    {.what = "status 503", .fault = R"("kind":"status","status":503,"text":"no")", .words = "503"},
+};
+
+class UploadFaults : public Faults, public ::testing::WithParamInterface<Row> {};
+
+TEST_P(UploadFaults, ReportsItsCodeAndKeepsWhatWasSaved) {
+    const Row& row = GetParam();
+    // With these the server has stored the upload already.
+    const bool is_taken = row.what == "stall-headers" || row.what == "close";
+    for (const std::string name : {"edited.txt", "put.txt"}) {
+        SCOPED_TRACE(name);
+        m_server->WriteAs("alice", name, kFirst);
+        SetFault(R"("method":"PUT","times":0)", row.fault);
+        ExpectRefusal(m_host.Run(name == "put.txt" ? Put(name) : Edit(name)), row.code, row.words);
+        m_server->ClearFaults();
+        EXPECT_TRUE(m_server->Document(name) == (is_taken ? kSecond : kFirst));
+        EXPECT_NE(m_host.Unsent().find(name), std::string::npos);
+        const ProcessResult sent = m_host.Run({"recover", "--send", is_taken ? "--yes" : Url(name)});
+        EXPECT_EQ(sent.status, 0) << sent.err;
+        EXPECT_EQ(m_server->Document(name), kSecond);
     }
 }
 
+INSTANTIATE_TEST_SUITE_P(Fault, UploadFaults, ::testing::ValuesIn(kUploadRows), RowName());
+
 TEST_F(Faults, ATokenThatExpiredOrIsRefusedIsRenewed) {
     for (const auto& arguments : {Get(), Put(), Edit(), std::vector<std::string>{"ls", Url("")}}) {
-        Http({.method = "POST", .url = m_server->Origin() + "/_dev/expire-tokens"});
-        const Result result = m_host.Run(arguments);
+        m_server->Admin("expire-tokens");
+        const ProcessResult result = m_host.Run(arguments);
         EXPECT_EQ(result.status, 0) << result.err;
     }
     // Refused once, at every request of a download.
     for (int nth = 1; nth <= 14; ++nth) {
         SetFault(R"("path":"/sites/team","nth":)" + std::to_string(nth),
                  R"("kind":"status","status":401,"text":"no")");
-        const Result result = m_host.Run(Get());
+        const ProcessResult result = m_host.Run(Get());
         EXPECT_EQ(result.status, 0) << nth << result.err;
     }
-    EXPECT_EQ(ReadFile(Target()), kSecond);
+    EXPECT_EQ(ReadText(Target()), kSecond);
 }
 
-TEST_F(Faults, ASignInThatFailsIsTold) {
+TEST_F(Faults, AFailedSignInIsReported) {
     const auto expect = [&](const std::string& fault, int status, const std::string& words) {
-        Http({.method = "POST", .url = m_server->Origin() + "/_dev/expire-tokens"});
+        m_server->Admin("expire-tokens");
         SetFault(R"("path":"/oauth2/v2.0/","times":0)", fault);
-        const Result result = m_host.Run(Get());
+        const ProcessResult result = m_host.Run(Get());
         EXPECT_EQ(result.status, status) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
-        EXPECT_EQ(ReadFile(Target()), "old");
+        EXPECT_EQ(ReadText(Target()), "old");
     };
     expect(R"("kind":"status","status":400,"text":"{\"error\":\"access_denied\"}")", 3, "cancelled");
     expect(R"("kind":"status","status":500,"text":"no")", 1, "status 500");
@@ -250,7 +269,7 @@ protected:
         const Sweep first = make(number++);
         first.prepare();
         m_server->ClearRequests();
-        const Result plain = m_host.Run(first.arguments);
+        const ProcessResult plain = m_host.Run(first.arguments);
         ASSERT_EQ(plain.status, 0) << plain.err;
         ASSERT_TRUE(first.is_done());
         const std::vector<std::string> requests = m_server->Requests();
@@ -270,7 +289,7 @@ protected:
     void RunOne(const Sweep& sweep, const char* fault, int nth) {
         sweep.prepare();
         SetFault(R"("path":"/sites/team","nth":)" + std::to_string(nth), fault);
-        const Result result = m_host.Run(sweep.arguments);
+        const ProcessResult result = m_host.Run(sweep.arguments);
         m_server->ClearFaults();
         if (result.status == 0) {
             EXPECT_TRUE(sweep.is_done()) << "success was claimed";
@@ -280,10 +299,10 @@ protected:
         const bool is_done = sweep.is_done();
         EXPECT_TRUE(is_done || sweep.is_undone()) << result.err;
         if (m_host.Unsent().find("\"unsent\"") != std::string::npos) {
-            const Result sent = m_host.Run({"recover", "--send", "--yes"});
+            const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
             EXPECT_EQ(sent.status, 0) << sent.err;
         } else if (sweep.is_repeatable || !is_done) {
-            const Result again = m_host.Run(sweep.arguments);
+            const ProcessResult again = m_host.Run(sweep.arguments);
             EXPECT_EQ(again.status, 0) << again.err;
         }
         EXPECT_TRUE(sweep.is_done()) << "after the fault was over";
@@ -299,10 +318,10 @@ TEST_F(FaultSweep, GetTakesAllOrNothing) {
         return Sweep{Get(),
                      [&] {
                          fs::remove_all(m_host.Profile() / "cache");
-                         WriteFile(Target(), "old");
+                         WriteText(Target(), "old");
                      },
-                     [&] { return ReadFile(Target()) == "old"; },
-                     [&] { return ReadFile(Target()) == kFirst; }};
+                     [&] { return ReadText(Target()) == "old"; },
+                     [&] { return ReadText(Target()) == kFirst; }};
     });
 }
 

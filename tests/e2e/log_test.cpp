@@ -1,15 +1,15 @@
-// The trace log of a whole run at its most talkative: its shape, byte for byte, and nothing in it that
-// belongs to the user, the site or the sign-in.
+// The trace log of a whole run at the verbose level: its shape, byte for byte, and no secret, name or address
+// of the user or the site in it.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
 #include <regex>
 
-#include "harness.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 namespace fs = std::filesystem;
 
 constexpr char kCookie[] = "fedauthsecretvalue";
@@ -18,25 +18,25 @@ const std::string kBig(50000, 'z');
 class TraceLog : public ::testing::Test {
 protected:
     TraceLog() {
-        WriteFile(m_seed / "Zebra 77.txt", "stripes");
-        WriteFile(m_seed / "Okapi/Gnu.txt", "horns");
+        WriteText(m_seed / "Zebra 77.txt", "stripes");
+        WriteText(m_seed / "Okapi/Gnu.txt", "horns");
         m_server.emplace(std::vector<std::string>{"--approve", "walrus", "--user", "walrus:herringpass",
                                                   "--user", "narwhal:tuskpass", "--token-lifetime", "3000"},
                          m_seed.Path());
         m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "800";
         m_host.AddPlaceByCode(*m_server);
-        WriteFile(m_host.Folder() / "Meerkat.txt", "whiskers" + kBig);
+        WriteText(m_host.Folder() / "Meerkat.txt", "whiskers" + kBig);
     }
 
     void Run(std::vector<std::string> arguments, int status = 0) {
         arguments.insert(arguments.begin() + static_cast<long>(arguments[0] == "place" ? 2 : 1),
                          {"--log-level", "4"});
-        const Result result = m_host.Run(arguments);
+        const ProcessResult result = m_host.Run(arguments);
         if (status < 0) return;
         EXPECT_EQ(result.status, status) << arguments[0] << ": " << result.err;
     }
 
-    // All that a person does in a day.
+    // Every command that works on documents.
     void RunAll(int status) {
         const std::string zebra = m_server->Url("Zebra 77.txt");
         const std::string out = (m_host.Folder() / "Lemur").string();
@@ -63,7 +63,7 @@ protected:
 
     fs::path LogFolder() const { return m_host.Folder() / "tmp/TSMK-SharePoint"; }
 
-    // The texts that are nobody's business, in the spelling in which they may come by.
+    // Texts that the log must not hold, in each spelling that may occur.
     std::vector<std::string> Secrets() const {
         std::vector<std::string> secrets = {
             "Zebra",    "zebra",   "Okapi",     "Gnu.txt",  "Meerkat",
@@ -75,6 +75,7 @@ protected:
         for (const char* user : {"walrus", "narwhal"}) secrets.push_back(m_server->Token(user));
         const HttpAnswer digest = Http({.method = "POST",
                                         .url = m_server->Site() + "/_api/contextinfo",
+                                        .body = "",
                                         .headers = {"Authorization: Bearer " + m_server->Token("walrus"),
                                                     "Accept: application/json;odata=nometadata"}});
         rapidjson::Document json;
@@ -110,7 +111,7 @@ std::string Ascii(const std::u16string& text) {
 const std::regex kHead(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})"
                        R"(\|(?:   [0-9a-f]|  [0-9a-f]{2}| [0-9a-f]{3}|[0-9a-f]{4,})\|[1-4]\|[^ |]+ [^\n]*)");
 
-TEST_F(TraceLog, OfAWholeRunHasItsShape) {
+TEST_F(TraceLog, HasItsDocumentedShape) {
     RunAll(0);
     m_server->SetFaults(
         R"([{"match":{"path":"_api/web","times":0},"fault":{"kind":"status","status":500,"text":"a\nb"}}])");
@@ -122,7 +123,7 @@ TEST_F(TraceLog, OfAWholeRunHasItsShape) {
     for (const fs::directory_entry& entry : fs::directory_iterator(LogFolder())) {
         ++files;
         EXPECT_TRUE(std::regex_match(entry.path().filename().string(), name)) << entry.path();
-        const std::string bytes = ReadFile(entry.path());
+        const std::string bytes = ReadText(entry.path());
         ASSERT_EQ(bytes.size() % 2, 0u);
         const std::u16string units = Units(bytes);
         ASSERT_FALSE(units.empty());
@@ -151,7 +152,7 @@ TEST_F(TraceLog, OfAWholeRunHasItsShape) {
     EXPECT_GT(lines, 5000);
 }
 
-TEST_F(TraceLog, OfAWholeRunShowsNoSecretAndNoName) {
+TEST_F(TraceLog, ShowsNoSecretAndNoName) {
     RunAll(0);
     for (const int status : {401, 403, 423, 500}) {
         for (const char* match :
@@ -196,7 +197,7 @@ TEST_F(TraceLog, OfAWholeRunShowsNoSecretAndNoName) {
     EXPECT_FALSE(std::regex_search(log, digest));
 }
 
-TEST_F(TraceLog, OfASilentRunIsNotThere) {
+TEST_F(TraceLog, IsNotWrittenAtLevelNone) {
     ASSERT_EQ(m_host.Run({"ls", m_server->Url("")}).status, 0);
     ASSERT_EQ(m_host.Run({"get", m_server->Url("None.txt"), "-", "--log-level", "0"}).status, 1);
     EXPECT_EQ(m_host.TraceLog(), "");

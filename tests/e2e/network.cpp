@@ -1,17 +1,15 @@
-// A private certificate authority and a proxy, by other makers' programs.
-#include "network.h"
+#include "tests/e2e/network.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <stdexcept>
 #include <thread>
 
-namespace e2e {
+#include "tests/support/loopback_socket.h"
+
+namespace testing_support {
 
 namespace fs = std::filesystem;
 
@@ -22,39 +20,24 @@ constexpr char kPasswordHelper[] = "/usr/lib/squid/basic_ncsa_auth";
 const std::string kName = "portal.test";
 
 // The program's output.
-std::string RunTool(const fs::path& folder, std::vector<std::string> arguments) {
-    const ProcessOptions options{std::move(arguments), {}, {}, folder / "tool.out", folder / "tool.err"};
-    Process process(options);
-    if (process.Wait(30) != 0) throw std::runtime_error(options.arguments[0] + ": " + ReadFile(options.err));
-    return ReadFile(options.out);
-}
-
-sockaddr_in Loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
+std::string RunTool(std::vector<std::string> arguments) {
+    const std::string name = arguments[0];
+    const ProcessResult result = RunToEnd({.arguments = std::move(arguments)});
+    if (result.status != 0) throw std::runtime_error(name + ": " + result.err);
+    return result.out;
 }
 
 // A port that was free a moment ago; this proxy can't choose one by itself.
-int FreePort() {
-    const int socket_id = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = Loopback(0);
-    socklen_t size = sizeof address;
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    const bool good = bind(socket_id, name, size) == 0 && getsockname(socket_id, name, &size) == 0;
-    close(socket_id);
-    if (!good) throw std::runtime_error("no free port");
-    return ntohs(address.sin_port);
+std::uint16_t FreePort() {
+    std::uint16_t port = 0;
+    close(ListenOnLoopback(port));
+    return port;
 }
 
-bool Answers(int port) {
-    const int socket_id = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = Loopback(port);
-    const bool good = connect(socket_id, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(socket_id);
-    return good;
+bool Answers(std::uint16_t port) {
+    const int connection = ConnectToLoopback(port);
+    if (connection >= 0) close(connection);
+    return connection >= 0;
 }
 
 }  // namespace
@@ -68,11 +51,10 @@ PrivateAuthority::PrivateAuthority() {
     std::vector<std::string> request{"openssl", "req",           "-subj", "/CN=127.0.0.1",
                                      "-keyout", file("key.pem"), "-out",  file("request")};
     request.insert(request.end(), key.begin(), key.end());
-    RunTool(m_folder.Path(), authority);
-    RunTool(m_folder.Path(), request);
-    WriteFile(m_folder / "names", "subjectAltName=IP:127.0.0.1,DNS:localhost,DNS:" + kName + "\n");
-    RunTool(m_folder.Path(),
-            {"openssl", "x509", "-req", "-days", "2", "-in", file("request"), "-CA", file("ca.pem"), "-CAkey",
+    RunTool(authority);
+    RunTool(request);
+    WriteText(m_folder / "names", "subjectAltName=IP:127.0.0.1,DNS:localhost,DNS:" + kName + "\n");
+    RunTool({"openssl", "x509", "-req", "-days", "2", "-in", file("request"), "-CA", file("ca.pem"), "-CAkey",
              file("ca.key"), "-CAcreateserial", "-extfile", file("names"), "-out", file("cert.pem")});
 }
 
@@ -85,20 +67,20 @@ bool Proxy::IsInstalled() {
 }
 
 Proxy::Proxy() {
-    // It works as a user of its own when root starts it.
+    // Root starts it as another user, who needs access.
     fs::permissions(m_folder.Path(), fs::perms::all);
-    std::string hash = RunTool(m_folder.Path(), {"openssl", "passwd", "-apr1", "p w"});
-    WriteFile(m_folder / "users", "prox:" + hash);
-    WriteFile(m_folder / "hosts", "127.0.0.1 " + kName + "\n");
+    std::string hash = RunTool({"openssl", "passwd", "-apr1", "p w"});
+    WriteText(m_folder / "users", "prox:" + hash);
+    WriteText(m_folder / "hosts", "127.0.0.1 " + kName + "\n");
     for (int tries = 0; tries < 5; ++tries)
         if (Start(FreePort())) return;
-    throw std::runtime_error("no proxy: " + ReadFile(m_folder / "err"));
+    throw std::runtime_error("no proxy: " + ReadText(m_folder / "err"));
 }
 
-bool Proxy::Start(int port) {
+bool Proxy::Start(std::uint16_t port) {
     const auto file = [this](const char* name) { return (m_folder / name).string(); };
     m_address = "127.0.0.1:" + std::to_string(port);
-    WriteFile(m_folder / "conf", "http_port " + m_address +
+    WriteText(m_folder / "conf", "http_port " + m_address +
                                      "\n"
                                      "pid_filename none\n"
                                      "cache deny all\n"
@@ -146,7 +128,7 @@ std::string Proxy::Named(std::string url) {
 }
 
 std::string Proxy::AccessLog() const {
-    return ReadFile(m_folder / "access");
+    return ReadText(m_folder / "access");
 }
 
-}  // namespace e2e
+}  // namespace testing_support

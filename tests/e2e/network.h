@@ -2,9 +2,15 @@
 // password. Both live in a temporary folder and end with their object. One thread.
 #pragma once
 
-#include "harness.h"
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
 
-namespace e2e {
+#include "tests/support/process.h"
+#include "tests/support/temp_folder.h"
+
+namespace testing_support {
 
 // An authority with one certificate, for 127.0.0.1, localhost and Proxy's name. Throws when openssl isn't
 // there.
@@ -35,11 +41,11 @@ public:
     static std::string Named(std::string url);
 
 private:
-    bool Start(int port);
+    bool Start(std::uint16_t port);
 
     TempFolder m_folder;
     std::string m_address;
     std::optional<Process> m_process;
 };
 
-}  // namespace e2e
+}  // namespace testing_support

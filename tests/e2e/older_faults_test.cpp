@@ -1,24 +1,19 @@
-// What a misbehaving server of an older generation may not do, in its own dialect: end without a clear line,
-// change a document or a local copy by halves, lose what was saved.
+// Faults of a server of an older generation, in its own dialect: each ends with a clear line, leaves no
+// document or local copy half changed, and loses nothing that was saved.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
-#include "harness.h"
+#include "tests/e2e/fault_fixture.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 namespace fs = std::filesystem;
-
-constexpr char kName[] = "report.txt";
-const std::string kFirst(200000, 'A');
-const std::string kSecond = "second";
 
 struct Fault {
     const char* json;
-    const char* words;  // in the one line that is told
+    const char* words;  // in the error line
 };
 
 constexpr char kRefusal500[] = R"("kind":"status","status":500,"text":"no")";
@@ -43,50 +38,24 @@ std::vector<Fault> With(std::vector<Fault> faults, const std::vector<Fault>& mor
     return faults;
 }
 
-class OlderFaults : public ::testing::TestWithParam<const char*> {
+class OlderFaults : public FaultFixture, public ::testing::WithParamInterface<const char*> {
 protected:
-    OlderFaults() {
-        WriteFile(m_seed / kName, kFirst);
-        m_server.emplace(std::vector<std::string>{"--generation", GetParam()}, m_seed.Path());
-        m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "500";
-        m_host.environment["PLATFORM_CONNECT_TIMEOUT_MS"] = "500";
+    OlderFaults() : FaultFixture({"--generation", GetParam()}, 500) {
         m_host.environment["https_proxy"] = "http://127.0.0.1:9";
         m_host.AddPlace(*m_server, "alice");
-        WriteFile(Source(), kSecond);
-    }
-
-    fs::path Source() const { return m_host.Folder() / "source"; }
-    fs::path Target() const { return m_host.Folder() / "target"; }
-    std::string Url(const std::string& name = kName) const { return m_server->Url(name); }
-    std::vector<std::string> Get() const { return {"get", Url(), Target().string()}; }
-    std::vector<std::string> Put(const std::string& name = kName) const {
-        return {"put", Source().string(), Url(name)};
-    }
-    std::vector<std::string> Edit(const std::string& name = kName) const {
-        return {"edit", Url(name), "--answer", "sp.msg.askForCheckOutOnOpen=sp.btn.open",
-                "--",   "sh",      "-c",       "printf second > \"$0\""};
-    }
-
-    void SetFault(const std::string& match, const std::string& fault) {
-        m_server->ClearFaults();
-        m_server->SetFaults(R"([{"match":{)" + match + R"(},"fault":{)" + fault + "}}]");
     }
 
     // One line, a result code, and the words of the fault; nothing of the answer's own text.
-    static void ExpectRefusal(const Result& result, const std::string& words) {
+    static void ExpectRefusal(const ProcessResult& result, const std::string& words) {
         EXPECT_TRUE(result.status == 1 || result.status == 3) << result.status << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_NE(result.err.find(": 0x8"), std::string::npos) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
         EXPECT_LT(result.err.size(), 500u);
     }
-
-    TempFolder m_seed;
-    std::optional<DevServer> m_server;
-    Sphost m_host;
 };
 
-TEST_P(OlderFaults, OfADownloadNeverReachAFile) {
+TEST_P(OlderFaults, ADownloadFaultNeverReachesAFile) {
     const auto faults = With(kOfAnyAnswer, {{R"("kind":"stall-body","after":70000)", "too long"},
                                             {R"("kind":"drop-body","after":70000)", "connection"},
                                             {R"("kind":"length","delta":5000)", "connection"},
@@ -94,21 +63,21 @@ TEST_P(OlderFaults, OfADownloadNeverReachAFile) {
                                             {R"("kind":"truncate","after":5000)", "ended after"},
                                             {R"("kind":"sign-in-page")", "sign in"},
                                             {R"("kind":"nested","xml":true,"depth":1000)", ""}});
-    WriteFile(Target(), "old");
+    WriteText(Target(), "old");
     for (const Fault& fault : faults) {
         SCOPED_TRACE(fault.json);
         SetFault(R"("method":"GET","times":0)", fault.json);
         ExpectRefusal(m_host.Run(Get()), fault.words);
         ExpectRefusal(m_host.Run(Edit()), fault.words);
-        EXPECT_EQ(ReadFile(Target()), "old");
+        EXPECT_EQ(ReadText(Target()), "old");
     }
     m_server->ClearFaults();
     EXPECT_TRUE(m_server->Document(kName) == kFirst);
     EXPECT_EQ(m_host.Run(Get()).status, 0);
-    EXPECT_TRUE(ReadFile(Target()) == kFirst);
+    EXPECT_TRUE(ReadText(Target()) == kFirst);
 }
 
-TEST_P(OlderFaults, OfAnUploadKeepWhatWasSaved) {
+TEST_P(OlderFaults, AnUploadFaultKeepsWhatWasSaved) {
     const auto faults = With(kOfAnyAnswer, {{R"("kind":"stall-upload","after":2)", "too long"},
                                             {R"("kind":"drop-upload","after":2)", "connection"},
                                             {R"("kind":"sign-in-page")", "sign in"}});
@@ -123,14 +92,14 @@ TEST_P(OlderFaults, OfAnUploadKeepWhatWasSaved) {
         EXPECT_NE(m_host.Unsent().find(name), std::string::npos);
         const std::string stored = m_server->Document(name);
         EXPECT_TRUE(stored == kFirst || stored == kSecond) << "the document is neither the one nor the other";
-        const Result sent = m_host.Run({"recover", "--send", "--yes"});
+        const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
         EXPECT_EQ(sent.status, 0) << sent.err;
         EXPECT_EQ(m_server->Document(name), kSecond);
     }
 }
 
-// The answers that commands are decided by; none may change the document or be taken for "it isn't there".
-TEST_P(OlderFaults, OfEveryAnswerLeaveTheDocumentWhole) {
+// Answers that commands depend on; none may change the document or count as "it isn't there".
+TEST_P(OlderFaults, AFaultyAnswerLeavesTheDocumentWhole) {
     const auto faults =
         With(kOfAnyAnswer, {{R"("kind":"truncate","after":300)", ""},
                             {R"("kind":"drop-body","after":100)", ""},
@@ -148,7 +117,7 @@ TEST_P(OlderFaults, OfEveryAnswerLeaveTheDocumentWhole) {
             for (const auto& arguments : {Get(), Put(), Edit(), std::vector<std::string>{"checkout", Url()},
                                           std::vector<std::string>{"checkin", Url(), "--type", "minor"}}) {
                 SCOPED_TRACE(arguments[0] + " " + match + " " + fault.json);
-                // Without an answer about the site there is no telling what is wrong with it.
+                // Without an answer about the site nothing can be said about it.
                 ExpectRefusal(m_host.Run(arguments), match == of_item ? fault.words : "");
             }
         }
@@ -164,7 +133,7 @@ TEST_P(OlderFaults, AListingOf200MegabytesEndsInItsTime) {
     m_host.environment["PLATFORM_RECEIVE_TIMEOUT_MS"] = "20000";
     SetFault(R"("method":"PROPFIND","path":"Documents","times":0)",
              R"("kind":"huge-multistatus","count":160000)");
-    const Result listed = m_host.Run({"ls", m_server->Url("")});
+    const ProcessResult listed = m_host.Run({"ls", m_server->Url("")});
     if (listed.status == 0) {
         EXPECT_GT(std::count(listed.out.begin(), listed.out.end(), '\n'), 100000);
     } else {
@@ -173,7 +142,7 @@ TEST_P(OlderFaults, AListingOf200MegabytesEndsInItsTime) {
 }
 
 // One request fails, each in its turn, before or after the server has done its work.
-TEST_P(OlderFaults, AtEachRequestOfASaveLeaveItDoneOrUndone) {
+TEST_P(OlderFaults, AFaultAtAnyRequestLeavesASaveDoneOrUndone) {
     m_server->WriteAs("alice", "count.txt", kFirst);
     m_server->ClearRequests();
     ASSERT_EQ(m_host.Run(Edit("count.txt")).status, 0);
@@ -185,7 +154,7 @@ TEST_P(OlderFaults, AtEachRequestOfASaveLeaveItDoneOrUndone) {
             const std::string name = "n" + std::to_string(nth) + (fault == kRefusal500 ? "a" : "b") + ".txt";
             m_server->WriteAs("alice", name, kFirst);
             SetFault(R"("nth":)" + std::to_string(nth), fault);
-            const Result result = m_host.Run(Edit(name));
+            const ProcessResult result = m_host.Run(Edit(name));
             m_server->ClearFaults();
             const std::string stored = m_server->Document(name);
             if (result.status == 0) {
@@ -195,7 +164,7 @@ TEST_P(OlderFaults, AtEachRequestOfASaveLeaveItDoneOrUndone) {
             ExpectRefusal(result, "");
             EXPECT_TRUE(stored == kFirst || stored == kSecond);
             if (m_host.Unsent().find("\"unsent\"") != std::string::npos) {
-                const Result sent = m_host.Run({"recover", "--send", "--yes"});
+                const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
                 EXPECT_EQ(sent.status, 0) << sent.err;
                 EXPECT_EQ(m_server->Document(name), kSecond);
             }

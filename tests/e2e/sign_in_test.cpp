@@ -1,16 +1,16 @@
 // Every way of signing in, to a real server, with and without TLS under a private authority and through a
 // proxy that asks for a password of its own.
 #include <gtest/gtest.h>
-#include <rapidjson/document.h>
 
 #include <algorithm>
 #include <filesystem>
 
-#include "network.h"
+#include "tests/e2e/network.h"
+#include "tests/support/sphost.h"
 
 namespace {
 
-using namespace e2e;
+using namespace testing_support;
 
 constexpr char kPassword[] = "Xyzzy-Plugh.7";
 const std::vector<std::string> kUsers{"--user", std::string("alice:") + kPassword, "--user", "bob:bob"};
@@ -19,11 +19,15 @@ enum class Answer { right, wrong, none };
 
 // The value of a cookie in an answer's headers; empty when there is none.
 std::string CookieOf(const HttpAnswer& answer, const std::string& name) {
-    const std::string line = "Set-Cookie: " + name + "=";
-    const auto at = answer.headers.find(line);
-    if (at == std::string::npos) return {};
-    const auto begin = at + line.size();
-    return answer.headers.substr(begin, answer.headers.find(';', begin) - begin);
+    const auto [first, last] = answer.headers.equal_range("set-cookie");
+    for (auto header = first; header != last; ++header) {
+        const std::string& cookie = header->second;
+        if (cookie.starts_with(name + "=")) {
+            const std::size_t begin = name.size() + 1;
+            return cookie.substr(begin, cookie.find(';') - begin);
+        }
+    }
+    return {};
 }
 
 HttpAnswer FillForm(const DevServer& server) {
@@ -58,7 +62,7 @@ const std::vector<Way> kWays{
     {"token", true, {}},
 };
 
-// The whole setting of one run.
+// A server, a host and what stands between them, for one way of signing in.
 struct Setting {
     Setting(const Way& its_way, bool tls, bool proxied) : way(its_way) {
         std::vector<std::string> options = way.server;
@@ -77,7 +81,7 @@ struct Setting {
         }
         host.environment["SPHOST_BROWSER"] = "/missing/sphost-browser";
         // A browser that goes where it is sent.
-        WriteFile(host.Folder() / "browser", "#!/bin/sh\nexec curl -s -k -L --noproxy '*' \"$1\"\n");
+        WriteText(host.Folder() / "browser", "#!/bin/sh\nexec curl -s -k -L --noproxy '*' \"$1\"\n");
         std::filesystem::permissions(host.Folder() / "browser", std::filesystem::perms::owner_all);
         host.environment["BROWSER"] = (host.Folder() / "browser").string();
     }
@@ -86,7 +90,7 @@ struct Setting {
         for (const char* name : {"http_proxy", "https_proxy"}) host.environment[name] = url;
     }
     void PlayBrowser(const std::string& pages) {
-        WriteFile(host.Folder() / "script",
+        WriteText(host.Folder() / "script",
                   "{\"pages\":[" + pages + "],\"log\":\"" + (host.Folder() / "browsed").string() + "\"}");
     }
     // The cookies that the server's page sets, on the page that it leads to.
@@ -98,7 +102,7 @@ struct Setting {
                     "]}");
     }
     // With what a person does when the sign-in is asked for.
-    Result Run(std::vector<std::string> arguments, Answer answer) {
+    ProcessResult Run(std::vector<std::string> arguments, Answer answer) {
         if (way.IsForms()) {
             if (answer == Answer::right) {
                 PlayGoodBrowser();
@@ -113,7 +117,7 @@ struct Setting {
         }
         return host.Run(arguments);
     }
-    Result Add(Answer answer) {
+    ProcessResult Add(Answer answer) {
         std::vector<std::string> add{"place",
                                      "add",
                                      server->Site(),
@@ -130,12 +134,12 @@ struct Setting {
         }
         return Run(add, answer);
     }
-    std::string Windows() const { return ReadFile(host.Folder() / "browsed"); }
+    std::string Windows() const { return ReadText(host.Folder() / "browsed"); }
     // The profile as it lies on the disk.
     std::string ProfileText() const {
         std::string text;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(host.Profile()))
-            if (entry.is_regular_file()) text += ReadFile(entry.path());
+            if (entry.is_regular_file()) text += ReadText(entry.path());
         return text;
     }
 
@@ -149,7 +153,7 @@ struct Setting {
 
 class EveryWay : public ::testing::TestWithParam<std::tuple<int, bool, bool>> {
 protected:
-    // Neither in the log nor readable in the profile.
+    // The password is neither in the log nor readable in the profile.
     static void ExpectNoSecret(const Setting& run) {
         const std::string log = run.host.TraceLog();
         EXPECT_GT(log.size(), 1000u);
@@ -171,21 +175,22 @@ TEST_P(EveryWay, SignsInAndWorks) {
     Setting run(TheWay(), tls, proxied);
     if (!run.way.modern) {
         for (const Answer answer : {Answer::wrong, Answer::none}) {
-            const Result refused = run.Add(answer);
+            const ProcessResult refused = run.Add(answer);
             EXPECT_EQ(refused.status, 3) << refused.err;
             EXPECT_NE(refused.err.find("0x821704C7"), std::string::npos) << refused.err;
             EXPECT_EQ(run.host.Run({"place", "list"}).out, "");
         }
     }
-    const Result added = run.Add(Answer::right);
+    const ProcessResult added = run.Add(Answer::right);
     ASSERT_EQ(added.status, 0) << added.err;
     EXPECT_EQ(run.host.Run({"ls", run.server->Url(""), "--log-level", "4"}).status, 0)
         << "without being asked again";
-    WriteFile(run.host.Folder() / "up", std::string(300'000, 'u'));
-    const Result put = run.host.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")});
+    WriteText(run.host.Folder() / "up", std::string(300'000, 'u'));
+    const ProcessResult put =
+        run.host.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")});
     EXPECT_EQ(put.status, 0) << put.err;
     EXPECT_EQ(run.server->Document("b.txt").size(), 300'000u);
-    const Result edited =
+    const ProcessResult edited =
         run.host.Run({"edit", run.server->Url("a.txt"), "--", "sh", "-c", "echo two > \"$0\"", "{}"});
     EXPECT_EQ(edited.status, 0) << edited.err;
     EXPECT_EQ(run.server->Document("a.txt"), "two\n");
@@ -208,7 +213,7 @@ INSTANTIATE_TEST_SUITE_P(Sites, EveryWay,
                                             ::testing::Bool(), ::testing::Bool()),
                          NameOf);
 
-TEST(ProxyPassword, WithoutItNothingReachesTheSiteAndThatIsSaid) {
+TEST(ProxyPassword, WithoutItNothingReachesTheSiteAndTheErrorSaysSo) {
     if (!Proxy::IsInstalled()) GTEST_SKIP() << "squid is not installed";
     for (const Way& way : {kWays[0], kWays[4], kWays[6]}) {
         for (const bool tls : {false, true}) {
@@ -220,7 +225,7 @@ TEST(ProxyPassword, WithoutItNothingReachesTheSiteAndThatIsSaid) {
                 std::vector<std::string> add{
                     "place",  "add",   run.server->Site(), "--api", way.modern ? "modern" : "compatible",
                     "--user", "alice", "--password-stdin"};
-                const Result refused = run.host.Run(add, "alice\n");
+                const ProcessResult refused = run.host.Run(add, "alice\n");
                 EXPECT_NE(refused.status, 0);
                 EXPECT_NE(refused.err.find("proxy"), std::string::npos) << refused.err;
                 EXPECT_TRUE(run.server->Requests().empty());
@@ -234,7 +239,7 @@ TEST(Tls, AServerOfAnUnknownAuthorityGetsNoPassword) {
     Setting run(kWays[0], true, false);
     run.host.environment["SSL_CERT_FILE"] = "/dev/null";
     run.server->ClearRequests();
-    const Result refused = run.Add(Answer::right);
+    const ProcessResult refused = run.Add(Answer::right);
     EXPECT_EQ(refused.status, 1);
     EXPECT_NE(refused.err.find("certificate"), std::string::npos) << refused.err;
     EXPECT_TRUE(run.server->Requests().empty());
@@ -245,28 +250,26 @@ TEST(Tls, AServerOfAnUnknownAuthorityGetsNoPassword) {
 TEST(CodeFlow, FollowsThePersonOnThePage) {
     Setting run({"code", true, {}}, false, false);
     const auto answer_with = [&](const std::string& tries) {
-        WriteFile(run.host.Folder() / "browser", "#!/bin/sh\n" + tries);
+        WriteText(run.host.Folder() / "browser", "#!/bin/sh\n" + tries);
         std::filesystem::permissions(run.host.Folder() / "browser", std::filesystem::perms::owner_all);
     };
     const std::string post = "curl -s -o /dev/null -L --noproxy '*' \"$1\" -d ";
     answer_with(post + "decision=decline\n");
-    const Result declined = run.Add(Answer::right);
+    const ProcessResult declined = run.Add(Answer::right);
     EXPECT_EQ(declined.status, 3) << declined.err;
     EXPECT_NE(declined.err.find("0x821704C7"), std::string::npos) << declined.err;
     EXPECT_EQ(run.host.Run({"place", "list"}).out, "");
     const std::string name = "'decision=approve&username=alice&password=";
     answer_with(post + name + "wrong'\n" + post + name + kPassword + "'\n");
-    const Result added = run.Add(Answer::right);
+    const ProcessResult added = run.Add(Answer::right);
     EXPECT_EQ(added.status, 0) << added.err;
     EXPECT_EQ(run.host.Run({"ls", run.server->Url("")}).status, 0);
 }
 
-// What the cookies or the token gave ends while a person is at work.
+// Cookies or the token expire while a person is at work.
 class InTheMiddle : public ::testing::Test {
 protected:
-    void Expire(const Setting& run, const char* what) {
-        Http({.method = "POST", .url = run.server->Origin() + "/_dev/expire-" + what});
-    }
+    void Expire(const Setting& run, const char* what) { run.server->Admin(std::string("expire-") + what); }
     static std::ptrdiff_t CountWindows(const Setting& run) {
         const std::string log = run.Windows();
         std::ptrdiff_t count = 0;
@@ -281,7 +284,7 @@ TEST_F(InTheMiddle, ExpiredCookiesCostOneWindowAndNoWork) {
     ASSERT_EQ(run.Add(Answer::right).status, 0);
     Expire(run, "cookies");
     std::filesystem::remove(run.host.Folder() / "browsed");
-    const Result listed = run.Run({"ls", run.server->Url("")}, Answer::right);
+    const ProcessResult listed = run.Run({"ls", run.server->Url("")}, Answer::right);
     EXPECT_EQ(listed.status, 0) << listed.err;
     EXPECT_EQ(CountWindows(run), 1);
     // While the document is edited, and the window is closed first: what was saved waits, and is sent whole.
@@ -289,20 +292,20 @@ TEST_F(InTheMiddle, ExpiredCookiesCostOneWindowAndNoWork) {
         "curl -s -X POST " + run.server->Origin() + "/_dev/expire-cookies >/dev/null; ";
     const std::string script = "--web-view-script";
     run.PlayBrowser("{}");
-    const Result edited =
+    const ProcessResult edited =
         run.host.Run({script, (run.host.Folder() / "script").string(), "edit", run.server->Url("a.txt"), "--",
                       "sh", "-c", expire + "echo typed > \"$0\"", "{}"});
     EXPECT_NE(edited.status, 0);
     EXPECT_EQ(run.server->Document("a.txt"), "one");
-    const Result sent = run.Run({"recover", "--send"}, Answer::right);
+    const ProcessResult sent = run.Run({"recover", "--send"}, Answer::right);
     EXPECT_EQ(sent.status, 0) << sent.err;
     EXPECT_EQ(run.server->Document("a.txt"), "typed\n");
-    // An upload that is met by the page itself.
+    // The upload itself is answered by the sign-in page.
     Expire(run, "cookies");
     const std::string bytes(2'000'000, 'v');
-    WriteFile(run.host.Folder() / "up", bytes);
+    WriteText(run.host.Folder() / "up", bytes);
     run.server->ClearRequests();
-    const Result put =
+    const ProcessResult put =
         run.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")}, Answer::right);
     EXPECT_EQ(put.status, 0) << put.err;
     EXPECT_TRUE(run.server->Document("b.txt") == bytes);
@@ -317,7 +320,7 @@ TEST_F(InTheMiddle, AnExpiredTokenIsRenewedInSilence) {
     ASSERT_EQ(run.Add(Answer::right).status, 0);
     run.host.environment["BROWSER"] = "/bin/false";
     const std::string expire = "curl -s -X POST " + run.server->Origin() + "/_dev/expire-tokens >/dev/null; ";
-    const Result edited = run.host.Run(
+    const ProcessResult edited = run.host.Run(
         {"edit", run.server->Url("a.txt"), "--", "sh", "-c", expire + "echo typed > \"$0\"", "{}"});
     EXPECT_EQ(edited.status, 0) << edited.err;
     EXPECT_EQ(edited.err.find("To sign in"), std::string::npos) << edited.err;
@@ -329,12 +332,12 @@ TEST_F(InTheMiddle, AConnectionThatWasSignedInIsSignedInAnew) {
         Setting run(kWays[static_cast<std::size_t>(index)], false, false);
         ASSERT_EQ(run.Add(Answer::right).status, 0);
         const std::string bytes(2'000'000, 'v');
-        WriteFile(run.host.Folder() / "up", bytes);
+        WriteText(run.host.Folder() / "up", bytes);
         // The server ends the connection before the upload begins.
         run.server->SetFaults(R"([{"match":{"method":"PROPFIND","times":1},"fault":{"kind":"close"}}])");
         run.host.Run({"ls", run.server->Url("")});
         run.server->ClearFaults();
-        const Result put =
+        const ProcessResult put =
             run.host.Run({"put", (run.host.Folder() / "up").string(), run.server->Url("b.txt")});
         EXPECT_EQ(put.status, 0) << put.err;
         EXPECT_TRUE(run.server->Document("b.txt") == bytes);
@@ -345,14 +348,9 @@ TEST_F(InTheMiddle, AConnectionThatWasSignedInIsSignedInAnew) {
 class Costs : public ::testing::Test {
 protected:
     static std::vector<int> Statuses(const Setting& run, const std::string& path_end = "") {
-        rapidjson::Document log;
-        log.Parse(Http({.url = run.server->Origin() + "/_dev/requests"}).body.c_str());
         std::vector<int> statuses;
-        if (!log.IsArray()) return statuses;
-        for (const rapidjson::Value& entry : log.GetArray()) {
-            const std::string path = entry["path"].GetString();
-            if (path.ends_with(path_end)) statuses.push_back(entry["status"].GetInt());
-        }
+        for (const LoggedRequest& request : run.server->Log())
+            if (request.path.ends_with(path_end)) statuses.push_back(request.status);
         return statuses;
     }
     static std::ptrdiff_t Refusals(const std::vector<int>& statuses) {
@@ -383,7 +381,7 @@ TEST_F(Costs, APageThatDoesNotHelpIsShownOnceForEachQuestion) {
     run.server->SetFaults(R"([{"match":{"path":"Webs.asmx","times":0},"fault":{"kind":"forms-403"}}])");
     std::filesystem::remove(run.host.Folder() / "browsed");
     run.server->ClearRequests();
-    const Result refused = run.Run({"ls", run.server->Url("")}, Answer::right);
+    const ProcessResult refused = run.Run({"ls", run.server->Url("")}, Answer::right);
     EXPECT_EQ(refused.status, 1) << refused.err;
     // A request, its repetition, and a window with its page and its end between them.
     const auto asked = Statuses(run, "Webs.asmx");
@@ -395,13 +393,13 @@ TEST_F(Costs, APageThatDoesNotHelpIsShownOnceForEachQuestion) {
 TEST_F(Costs, ARefusalWithoutASchemeLeadsToTheSitesRoot) {
     Setting run(kWays[4], false, false);
     run.server->SetFaults(R"([{"match":{"times":1},"fault":{"kind":"status","status":401}}])");
-    const Result added = run.Add(Answer::wrong);
+    const ProcessResult added = run.Add(Answer::wrong);
     EXPECT_EQ(added.status, 3) << added.err;
     EXPECT_NE(run.Windows().find("{\"navigate\":\"" + run.server->Origin() + "\"}"), std::string::npos)
         << run.Windows();
 }
 
-// Whom a redirect leads to learns nothing of the sign-in.
+// The target of a redirect gets nothing of the sign-in.
 TEST(Redirects, TakeNoPasswordCookieOrTokenToAnotherHost) {
     for (const int index : {2, 3, 4, 7}) {
         Setting run(kWays[static_cast<std::size_t>(index)], false, false);
@@ -418,14 +416,11 @@ TEST(Redirects, TakeNoPasswordCookieOrTokenToAnotherHost) {
             run.host.Run({"get", run.server->Url("a.txt"), (run.host.Folder() / "down").string()});
             run.server->ClearFaults();
         }
-        rapidjson::Document log;
-        log.Parse(Http({.url = other.Origin() + "/_dev/requests"}).body.c_str());
-        ASSERT_TRUE(log.IsArray() && !log.Empty()) << "the redirects led nowhere, so this shows nothing";
-        for (const rapidjson::Value& entry : log.GetArray()) {
-            for (const rapidjson::Value& name : entry["headers"].GetArray()) {
-                EXPECT_STRCASENE(name.GetString(), "Authorization") << entry["path"].GetString();
-                EXPECT_STRCASENE(name.GetString(), "Cookie") << entry["path"].GetString();
-            }
+        const auto log = other.Log();
+        ASSERT_FALSE(log.empty()) << "the redirects led nowhere, so this shows nothing";
+        for (const LoggedRequest& request : log) {
+            EXPECT_FALSE(request.Has("Authorization")) << request.path;
+            EXPECT_FALSE(request.Has("Cookie")) << request.path;
         }
     }
 }
@@ -434,7 +429,8 @@ TEST(Detection, KnowsAServerByWhatItAnswersAndNeverAsks) {
     Sphost host;
     host.environment["SPHOST_BROWSER"] = "/bin/false";
     const auto is_sharepoint = [&](const std::string& url) {
-        const Result result = host.Run({"detect", url, "--user", "alice", "--password-stdin"}, "wrong\n");
+        const ProcessResult result =
+            host.Run({"detect", url, "--user", "alice", "--password-stdin"}, "wrong\n");
         EXPECT_EQ(result.err.find("password"), std::string::npos) << result.err;
         return result.status == 0 && result.out == "SharePoint\n";
     };
@@ -459,7 +455,7 @@ TEST(Detection, KnowsAServerByWhatItAnswersAndNeverAsks) {
     EXPECT_FALSE(is_sharepoint("/etc/passwd"));
 }
 
-// What was changed in the profile, or comes from another one, is told and brings nobody else's password.
+// Stored secrets that were changed, or come from another profile, are reported and not used.
 TEST(StoredSecrets, ThatCannotBeReadAreAskedForAgain) {
     for (const char* change : {"a foreign key", "a foreign account", "other bytes"}) {
         SCOPED_TRACE(change);
@@ -467,7 +463,7 @@ TEST(StoredSecrets, ThatCannotBeReadAreAskedForAgain) {
         ASSERT_EQ(run.Add(Answer::right).status, 0);
         const DevServer* asked = &*run.server;
         const auto accounts = run.host.Profile() / "accounts.json";
-        std::string text = ReadFile(accounts);
+        std::string text = ReadText(accounts);
         if (change == std::string("a foreign key")) {
             ASSERT_EQ(other.Add(Answer::right).status, 0);
             std::filesystem::copy_file(other.host.Profile() / "key", run.host.Profile() / "key",
@@ -476,19 +472,19 @@ TEST(StoredSecrets, ThatCannotBeReadAreAskedForAgain) {
             for (auto at = text.find(run.server->Origin()); at != std::string::npos;
                  at = text.find(run.server->Origin(), at + 1))
                 text.replace(at, run.server->Origin().size(), other.server->Origin());
-            WriteFile(accounts, text);
+            WriteText(accounts, text);
             asked = &*other.server;
         } else {
             for (auto at = text.find("sph1:"); at != std::string::npos; at = text.find("sph1:", at + 1))
                 text[at + 30] = text[at + 30] == 'A' ? 'B' : 'A';
-            WriteFile(accounts, text);
+            WriteText(accounts, text);
         }
         asked->ClearRequests();
-        const Result refused = run.host.Run({"ls", asked->Url("")});
+        const ProcessResult refused = run.host.Run({"ls", asked->Url("")});
         EXPECT_EQ(refused.status, 3) << refused.err;
         EXPECT_NE(refused.err.find("can't be read"), std::string::npos) << refused.err;
         EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 2) << refused.err;
-        const Result again = run.Run({"ls", asked->Url("")}, Answer::right);
+        const ProcessResult again = run.Run({"ls", asked->Url("")}, Answer::right);
         EXPECT_EQ(again.status, 0) << again.err;
         EXPECT_EQ(run.host.Run({"ls", asked->Url("")}).status, 0) << "what signed in is kept";
     }
@@ -514,10 +510,10 @@ protected:
     static bool IsPossible() {
         return std::filesystem::exists(Program()) && (!std::get<1>(GetParam()) || Proxy::IsInstalled());
     }
-    static std::string Program() { return std::string(BIN_FOLDER) + "/sphost-browser"; }
+    static std::string Program() { return ProgramPath("sphost-browser"); }
     static void Fill(Setting& run, const std::string& password) {
         const auto script = run.host.Folder() / "fill";
-        WriteFile(script, "#!/bin/sh\nexec " + Program() + " --fill user=alice,password=" + password + "\n");
+        WriteText(script, "#!/bin/sh\nexec " + Program() + " --fill user=alice,password=" + password + "\n");
         std::filesystem::permissions(script, std::filesystem::perms::owner_all);
         run.host.environment["SPHOST_BROWSER"] = script.string();
         run.host.environment["QT_QPA_PLATFORM"] = "offscreen";
@@ -535,21 +531,21 @@ TEST_P(RealBrowser, SignsInOnTheSitesPageAndForgetsAtSignOut) {
     };
     const std::string site = named(run.server->Site());
     const std::vector<std::string> add{"place", "add", site, "--api", "compatible"};
-    const Result added = run.host.Run(add);
+    const ProcessResult added = run.host.Run(add);
     ASSERT_EQ(added.status, 0) << added.err;
     EXPECT_EQ(run.ProfileText().find("FedAuth"), std::string::npos) << "only enciphered";
     run.host.environment["SPHOST_BROWSER"] = "/missing/sphost-browser";
     EXPECT_EQ(run.host.Run({"ls", named(run.server->Url(""))}).status, 0) << "the account keeps the cookies";
-    // Other cookies of this profile bring the browser to the end without the page.
+    // With the cookies of this profile the browser needs no page.
     Fill(run, "wrong");
     ASSERT_EQ(run.host.Run({"place", "remove", site}).status, 0);
-    const Result again = run.host.Run(add);
+    const ProcessResult again = run.host.Run(add);
     EXPECT_EQ(again.status, 0) << again.err;
     ASSERT_EQ(run.host.Run({"signout", site}).status, 0);
-    EXPECT_EQ(ReadFile(run.host.Profile() / "cookies.json"), "{}");
+    EXPECT_EQ(ReadText(run.host.Profile() / "cookies.json"), "{}");
     run.server->ClearRequests();
     Fill(run, kPassword);
-    const Result after = run.host.Run({"ls", named(run.server->Url(""))});
+    const ProcessResult after = run.host.Run({"ls", named(run.server->Url(""))});
     EXPECT_EQ(after.status, 0) << after.err;
     const auto requests = run.server->Requests();
     EXPECT_TRUE(std::any_of(requests.begin(), requests.end(), [](const std::string& line) {

@@ -1,6 +1,5 @@
-// What happens on the server when a document is closed: every row of the decision, by flags and by
-// preference.
-#include "decisions.h"
+// What happens on the server when a document is closed, by flags and by preference.
+#include "tests/interfaces/decisions.h"
 
 namespace interfaces {
 
@@ -37,21 +36,25 @@ const Shape kAskCheckIn{"sp.msg.askForCheckInOnClose",
 
 struct Row {
     std::string what;
-    bool saved;  // a flush has gone to the server
-    DWORD flags;
-    PreferenceValues preferences;
-    std::optional<host::PromptAnswer> answer;  // none: the prompt is closed
-    std::optional<Shape> prompt;
-    HRESULT result;
-    bool kept;  // still checked out
-    std::string version;
-    std::string bytes;
-    PreferenceValues stored;
+    bool is_saved = false;  // a flush has gone to the server
+    DWORD flags = 0;
+    PreferenceValues preferences = {};
+    std::optional<host::PromptAnswer> answer = {};  // none: the prompt is closed
+    std::optional<Shape> prompt = {};
+    HRESULT result = S_OK;
+    bool is_kept = true;       // still checked out
+    std::string version = {};  // empty: not looked at
+    std::string bytes = "second";
+    PreferenceValues stored = {};
+
+    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.what; }
 };
 
 // The version and bytes that a check-in, a discard, or neither leaves.
 const std::string kFirst = "0.1";
 const std::string kMajor = "1.0";
+
+class CloseRow : public CloseDecisions, public ::testing::WithParamInterface<Row> {};
 
 std::vector<Row> Rows() {
     const PreferenceValues comment{{"default_check_in_message", "by default"}};
@@ -61,295 +64,188 @@ std::vector<Row> Rows() {
     };
     const DWORD both = AFS_CloseFile_CheckIn | AFS_CloseFile_DiscardCheckOut;
     return {
-        {"neither, no prompts allowed", false, 0, {}, {}, {}, E_INVALIDARG, true, "", "first", {}},
-        {"both, no prompts allowed", true, both, {}, {}, {}, E_INVALIDARG, true, "", "second", {}},
-        {"both with prompts allowed discards",
-         true,
-         both | AFS_CloseFile_AllowUI,
-         {},
-         {},
-         {},
-         S_OK,
-         false,
-         kFirst,
-         "first",
-         {}},
-        {"by flag, discard",
-         true,
-         AFS_CloseFile_DiscardCheckOut,
-         {{kChanges, "1"}},
-         {},
-         {},
-         S_OK,
-         false,
-         kFirst,
-         "first",
-         {}},
-        {"by flag, check in",
-         true,
-         AFS_CloseFile_CheckIn,
-         with({{kChanges, "1"}}),
-         {},
-         {},
-         S_OK,
-         false,
-         kMajor,
-         "second",
-         {{kChanges, "1"}}},
-        {"by flag, check in with prompts allowed",
-         true,
-         AFS_CloseFile_CheckIn | AFS_CloseFile_AllowUI,
-         with({{kChanges, "1"}}),
-         {},
-         {},
-         S_OK,
-         false,
-         kMajor,
-         "second",
-         {}},
-        {"by flag, check in, kept by preference",
-         true,
-         AFS_CloseFile_CheckIn,
-         with({{kChanges, "8"}}),
-         {},
-         {},
-         S_OK,
-         true,
-         "",
-         "second",
-         {}},
-
-        {"no changes, asked, discard",
-         false,
-         AFS_CloseFile_AllowUI,
-         {{kNoChanges, "1"}},
-         Press("sp.btn.discardCheckOut"),
-         kAskDiscard,
-         S_OK,
-         false,
-         kFirst,
-         "first",
-         {{kNoChanges, "1"}}},
-        {"no changes, asked, discard from now on",
-         false,
-         AFS_CloseFile_AllowUI,
-         {{kNoChanges, "1"}},
-         Press("sp.btn.discardCheckOut", true),
-         kAskDiscard,
-         S_OK,
-         false,
-         kFirst,
-         "first",
-         {{kNoChanges, "0"}, {kChanges, "1"}}},
-        {"no changes, asked, keep",
-         false,
-         AFS_CloseFile_AllowUI,
-         {{kNoChanges, "1"}},
-         Press("sp.btn.keepCkeckedOut"),
-         kAskDiscard,
-         S_OK,
-         true,
-         "",
-         "first",
-         {{kNoChanges, "1"}}},
-        {"no changes, asked, keep from now on",
-         false,
-         AFS_CloseFile_AllowUI,
-         {{kNoChanges, "1"}},
-         Press("sp.btn.keepCkeckedOut", true),
-         kAskDiscard,
-         S_OK,
-         true,
-         "",
-         "first",
-         {{kNoChanges, "8"}}},
-        {"no changes, prompt closed",
-         false,
-         AFS_CloseFile_AllowUI,
-         {{kNoChanges, "9"}},
-         {},
-         kAskDiscard,
-         S_OK,
-         true,
-         "",
-         "first",
-         {{kNoChanges, "9"}}},
-        {"no changes, preference discards",
-         false,
-         AFS_CloseFile_AllowUI,
-         {{kNoChanges, "0"}},
-         {},
-         {},
-         S_OK,
-         false,
-         kFirst,
-         "first",
-         {}},
-        {"no changes, preference keeps",
-         false,
-         AFS_CloseFile_AllowUI,
-         {{kNoChanges, "8"}},
-         {},
-         {},
-         S_OK,
-         true,
-         "",
-         "first",
-         {}},
-
-        {"changes, asked, check in",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "1"}}),
-         Press("sp.btn.checkIn"),
-         kAskCheckIn,
-         S_OK,
-         false,
-         kMajor,
-         "second",
-         {{kChanges, "1"}}},
-        {"changes, asked, check in from now on",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "1"}}),
-         Press("sp.btn.checkIn", true),
-         kAskCheckIn,
-         S_OK,
-         false,
-         kMajor,
-         "second",
-         {{kChanges, "16"}}},
-        {"changes, asked, check in and keep",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "1"}}),
-         Press("sp.btn.checkInAndKeepCkeckedOut"),
-         kAskCheckIn,
-         S_OK,
-         true,
-         "",
-         "second",
-         {{kChanges, "1"}}},
-        {"changes, asked, check in and keep from now on",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "1"}}),
-         Press("sp.btn.checkInAndKeepCkeckedOut", true),
-         kAskCheckIn,
-         S_OK,
-         true,
-         "",
-         "second",
-         {{kChanges, "24"}}},
-        {"changes, asked, keep",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "1"}}),
-         Press("sp.btn.keepCkeckedOut"),
-         kAskCheckIn,
-         S_OK,
-         true,
-         "",
-         "second",
-         {{kChanges, "1"}}},
-        {"changes, asked, keep from now on",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "1"}}),
-         Press("sp.btn.keepCkeckedOut", true),
-         kAskCheckIn,
-         S_OK,
-         true,
-         "",
-         "second",
-         {{kChanges, "8"}}},
-        {"changes, prompt closed",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "17"}}),
-         {},
-         kAskCheckIn,
-         S_OK,
-         true,
-         "",
-         "second",
-         {{kChanges, "17"}}},
-        {"changes, preference checks in",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "16"}}),
-         {},
-         {},
-         S_OK,
-         false,
-         kMajor,
-         "second",
-         {}},
-        {"changes, preference checks in and keeps",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "24"}}),
-         {},
-         {},
-         S_OK,
-         true,
-         "",
-         "second",
-         {}},
-        {"changes, preference keeps",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "8"}}),
-         {},
-         {},
-         S_OK,
-         true,
-         "",
-         "second",
-         {}},
-        {"changes, preference says nothing",
-         true,
-         AFS_CloseFile_AllowUI,
-         with({{kChanges, "0"}}),
-         {},
-         {},
-         S_OK,
-         true,
-         "",
-         "second",
-         {}},
+        {.what = "neither, no prompts allowed", .result = E_INVALIDARG, .bytes = "first"},
+        {.what = "both, no prompts allowed", .is_saved = true, .flags = both, .result = E_INVALIDARG},
+        {.what = "both with prompts allowed discards",
+         .is_saved = true,
+         .flags = both | AFS_CloseFile_AllowUI,
+         .is_kept = false,
+         .version = kFirst,
+         .bytes = "first"},
+        {.what = "by flag, discard",
+         .is_saved = true,
+         .flags = AFS_CloseFile_DiscardCheckOut,
+         .preferences = {{kChanges, "1"}},
+         .is_kept = false,
+         .version = kFirst,
+         .bytes = "first"},
+        {.what = "by flag, check in",
+         .is_saved = true,
+         .flags = AFS_CloseFile_CheckIn,
+         .preferences = with({{kChanges, "1"}}),
+         .is_kept = false,
+         .version = kMajor,
+         .stored = {{kChanges, "1"}}},
+        {.what = "by flag, check in with prompts allowed",
+         .is_saved = true,
+         .flags = AFS_CloseFile_CheckIn | AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "1"}}),
+         .is_kept = false,
+         .version = kMajor},
+        {.what = "by flag, check in, kept by preference",
+         .is_saved = true,
+         .flags = AFS_CloseFile_CheckIn,
+         .preferences = with({{kChanges, "8"}})},
+        {.what = "no changes, asked, discard",
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = {{kNoChanges, "1"}},
+         .answer = Press("sp.btn.discardCheckOut"),
+         .prompt = kAskDiscard,
+         .is_kept = false,
+         .version = kFirst,
+         .bytes = "first",
+         .stored = {{kNoChanges, "1"}}},
+        {.what = "no changes, asked, discard from now on",
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = {{kNoChanges, "1"}},
+         .answer = Press("sp.btn.discardCheckOut", true),
+         .prompt = kAskDiscard,
+         .is_kept = false,
+         .version = kFirst,
+         .bytes = "first",
+         .stored = {{kNoChanges, "0"}, {kChanges, "1"}}},
+        {.what = "no changes, asked, keep",
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = {{kNoChanges, "1"}},
+         .answer = Press("sp.btn.keepCkeckedOut"),
+         .prompt = kAskDiscard,
+         .bytes = "first",
+         .stored = {{kNoChanges, "1"}}},
+        {.what = "no changes, asked, keep from now on",
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = {{kNoChanges, "1"}},
+         .answer = Press("sp.btn.keepCkeckedOut", true),
+         .prompt = kAskDiscard,
+         .bytes = "first",
+         .stored = {{kNoChanges, "8"}}},
+        {.what = "no changes, prompt closed",
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = {{kNoChanges, "9"}},
+         .prompt = kAskDiscard,
+         .bytes = "first",
+         .stored = {{kNoChanges, "9"}}},
+        {.what = "no changes, preference discards",
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = {{kNoChanges, "0"}},
+         .is_kept = false,
+         .version = kFirst,
+         .bytes = "first"},
+        {.what = "no changes, preference keeps",
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = {{kNoChanges, "8"}},
+         .bytes = "first"},
+        {.what = "changes, asked, check in",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "1"}}),
+         .answer = Press("sp.btn.checkIn"),
+         .prompt = kAskCheckIn,
+         .is_kept = false,
+         .version = kMajor,
+         .stored = {{kChanges, "1"}}},
+        {.what = "changes, asked, check in from now on",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "1"}}),
+         .answer = Press("sp.btn.checkIn", true),
+         .prompt = kAskCheckIn,
+         .is_kept = false,
+         .version = kMajor,
+         .stored = {{kChanges, "16"}}},
+        {.what = "changes, asked, check in and keep",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "1"}}),
+         .answer = Press("sp.btn.checkInAndKeepCkeckedOut"),
+         .prompt = kAskCheckIn,
+         .stored = {{kChanges, "1"}}},
+        {.what = "changes, asked, check in and keep from now on",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "1"}}),
+         .answer = Press("sp.btn.checkInAndKeepCkeckedOut", true),
+         .prompt = kAskCheckIn,
+         .stored = {{kChanges, "24"}}},
+        {.what = "changes, asked, keep",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "1"}}),
+         .answer = Press("sp.btn.keepCkeckedOut"),
+         .prompt = kAskCheckIn,
+         .stored = {{kChanges, "1"}}},
+        {.what = "changes, asked, keep from now on",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "1"}}),
+         .answer = Press("sp.btn.keepCkeckedOut", true),
+         .prompt = kAskCheckIn,
+         .stored = {{kChanges, "8"}}},
+        {.what = "changes, prompt closed",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "17"}}),
+         .prompt = kAskCheckIn,
+         .stored = {{kChanges, "17"}}},
+        {.what = "changes, preference checks in",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "16"}}),
+         .is_kept = false,
+         .version = kMajor},
+        {.what = "changes, preference checks in and keeps",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "24"}})},
+        {.what = "changes, preference keeps",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "8"}})},
+        {.what = "changes, preference says nothing",
+         .is_saved = true,
+         .flags = AFS_CloseFile_AllowUI,
+         .preferences = with({{kChanges, "0"}})},
     };
 }
 
-TEST_F(CloseDecisions, EveryRow) {
-    for (const Row& row : Rows()) {
-        SCOPED_TRACE(row.what);
-        const std::string document = MakeDocument();
-        Editor editor(Server(), "alice", row.preferences);
-        if (row.answer) editor.Answer(row.prompt->id, *row.answer);
-        const auto file = OpenCheckedOut(editor, document, row.saved);
-        EXPECT_EQ(Hex(file->Close(row.flags, editor.details(), nullptr)), Hex(row.result))
-            << editor.TakeMessage();
-        const auto prompts = editor.TakePrompts();
-        ASSERT_EQ(prompts.size(), row.prompt ? 1u : 0u);
-        if (row.prompt) {
-            ExpectShape(prompts[0], *row.prompt);
-            EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
-        }
-        const ServerDocument after = Look(Server(), document);
-        EXPECT_EQ(after.checked_out_by, row.kept ? "alice" : "");
-        EXPECT_EQ(after.bytes, row.bytes);
-        if (!row.version.empty()) {
-            EXPECT_EQ(after.version, row.version);
-        }
-        if (row.version == kMajor) {
-            EXPECT_EQ(after.comment, "by default");
-        }
-        for (const auto& [name, value] : row.stored) EXPECT_EQ(editor.Preference(name), value) << name;
+TEST_P(CloseRow, ClosesAsDecided) {
+    const Row& row = GetParam();
+    const std::string document = MakeDocument();
+    Editor editor(Server(), "alice", row.preferences);
+    if (row.answer) editor.Answer(row.prompt->id, *row.answer);
+    const auto file = OpenCheckedOut(editor, document, row.is_saved);
+    EXPECT_EQ(Hex(file->Close(row.flags, editor.details(), nullptr)), Hex(row.result))
+        << editor.TakeMessage();
+    const auto prompts = editor.TakePrompts();
+    ASSERT_EQ(prompts.size(), row.prompt ? 1u : 0u);
+    if (row.prompt) {
+        ExpectShape(prompts[0], *row.prompt);
+        EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
     }
+    const StoredDocument after = Server().Look(document);
+    EXPECT_EQ(after.checked_out_by, row.is_kept ? "alice" : "");
+    EXPECT_EQ(after.bytes, row.bytes);
+    if (!row.version.empty()) {
+        EXPECT_EQ(after.version, row.version);
+    }
+    if (row.version == kMajor) {
+        EXPECT_EQ(after.comment, "by default");
+    }
+    for (const auto& [name, value] : row.stored) EXPECT_EQ(editor.Preference(name), value) << name;
 }
 
-TEST_F(CloseDecisions, ADocumentThatIsNotMineIsClosedWithoutAWord) {
+INSTANTIATE_TEST_SUITE_P(Close, CloseRow, ::testing::ValuesIn(Rows()), RowName());
+
+TEST_F(CloseDecisions, ADocumentOfSomebodyElseClosesWithoutAPrompt) {
     const PreferenceValues all_ask{{kNoChanges, "1"}, {kChanges, "1"}};
     for (const std::string holder : {"", "bob"}) {
         const std::string document = MakeDocument(holder);
@@ -359,18 +255,18 @@ TEST_F(CloseDecisions, ADocumentThatIsNotMineIsClosedWithoutAWord) {
         for (DWORD flags = 0; flags < 8; ++flags)
             EXPECT_EQ(opened.file->Close(flags, nullptr, nullptr), S_OK) << flags;
         EXPECT_TRUE(editor.TakePrompts().empty());
-        EXPECT_EQ(Look(Server(), document).checked_out_by, holder);
+        EXPECT_EQ(Server().Look(document).checked_out_by, holder);
     }
 }
 
-TEST_F(CloseDecisions, TheServerDecidesWhoseItIsAndNotWhatWasKnown) {
+TEST_F(CloseDecisions, TheServersCheckOutStateCountsAndNotTheKnownOne) {
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kNoChanges, "0"}});
     const Opened opened = editor.Open(document, kRead);
     ASSERT_EQ(opened.result, S_OK);
-    Admin(Server(), "checkout", document, "alice");
+    Server().CheckOutAs("alice", document);
     EXPECT_EQ(opened.file->Close(AFS_CloseFile_AllowUI, nullptr, nullptr), S_OK);
-    EXPECT_EQ(Look(Server(), document).checked_out_by, "");
+    EXPECT_EQ(Server().Look(document).checked_out_by, "");
 }
 
 TEST_F(CloseDecisions, TheCheckInPromptOffersTheLastChoiceAndKeepsTheNewOne) {
@@ -391,7 +287,7 @@ TEST_F(CloseDecisions, TheCheckInPromptOffersTheLastChoiceAndKeepsTheNewOne) {
     EXPECT_EQ(prompts[0].edit, "sp.lb.checkInComment");
     EXPECT_EQ(editor.Preference("default_check_in_type"), "0");
     EXPECT_EQ(editor.Preference("default_check_in_message"), "a minor thing, really");
-    const ServerDocument after = Look(Server(), document);
+    const StoredDocument after = Server().Look(document);
     EXPECT_EQ(after.version, "0.2");
     EXPECT_EQ(after.comment, "a minor thing, really");
 }
@@ -410,7 +306,7 @@ TEST_F(CloseDecisions, TheCheckInPromptIsFilledByThePreferences) {
         EXPECT_EQ(prompts[0].check, "");
         EXPECT_EQ(prompts[0].radio, radio);
         EXPECT_EQ(prompts[0].edit_text, "as ever");
-        EXPECT_EQ(Look(Server(), document).checked_out_by, "alice");
+        EXPECT_EQ(Server().Look(document).checked_out_by, "alice");
     }
 }
 
@@ -435,7 +331,7 @@ TEST_F(CloseDecisions, ASetCancelFlagComesFirst) {
     EXPECT_EQ(file->Close(AFS_CloseFile_DiscardCheckOut, nullptr, Canceled().get()), kCanceled);
     EXPECT_EQ(file->Close(0, nullptr, Canceled().get()), kCanceled);
     EXPECT_EQ(Server().Requests(), std::vector<std::string>());
-    EXPECT_EQ(Look(Server(), document).checked_out_by, "alice");
+    EXPECT_EQ(Server().Look(document).checked_out_by, "alice");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What the decision tests share: a server with a document in a chosen state for each row, and what prompts
-// look like. Main thread.
+// What the decision tests share: a server with a document in a chosen state for each row, and the shapes of
+// prompts. Main thread.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "editor.h"
+#include "tests/interfaces/editor.h"
+#include "tests/support/row_name.h"
 
 namespace interfaces {
 
@@ -56,13 +57,13 @@ inline host::PromptAnswer Press(const std::string& button, bool check = false) {
 // One server for all rows; each row has a document of its own.
 class DecisionTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { s_server = std::make_unique<e2e::DevServer>(); }
+    static void SetUpTestSuite() { s_server = std::make_unique<DevServer>(); }
     void TearDown() override { Server().ClearFaults(); }
     static void TearDownTestSuite() { s_server.reset(); }
-    static e2e::DevServer& Server() { return *s_server; }
+    static DevServer& Server() { return *s_server; }
 
-    // From here on, or no more, the server says that nobody may do anything with a document. (A reader's own
-    // rights count as enough to edit, so they can't show the refusals.)
+    // Makes the server say that nobody has any right to a document, or ends that. (A reader's own rights
+    // count as enough to edit, so they can't show the refusals.)
     static void SetNoRights(bool is_set) {
         Server().ClearFaults();
         if (!is_set) return;
@@ -75,8 +76,8 @@ protected:
     static std::string MakeDocument(const std::string& holder = {}) {
         static int number = 0;
         const std::string document = "document " + std::to_string(++number) + ".txt";
-        Upload(Server(), "alice", document, "first");
-        if (!holder.empty()) Admin(Server(), "checkout", document, holder);
+        Server().Upload("alice", document, "first");
+        if (!holder.empty()) Server().CheckOutAs(holder, document);
         return document;
     }
 
@@ -97,7 +98,7 @@ protected:
         return value.get().boolVal != VARIANT_FALSE;
     }
 
-    static inline std::unique_ptr<e2e::DevServer> s_server;
+    static inline std::unique_ptr<DevServer> s_server;
 };
 
 }  // namespace interfaces

@@ -1,5 +1,4 @@
-// An editor for tests.
-#include "editor.h"
+#include "tests/interfaces/editor.h"
 
 #include <rapidjson/document.h>
 
@@ -46,23 +45,6 @@ RecordedPrompt ReadPrompt(const std::string& line) {
     return prompt;
 }
 
-void Require(HRESULT result, const std::string& what) {
-    if (FAILED(result)) throw std::runtime_error(what + " failed: " + Hex(result));
-}
-
-std::string HeaderOf(const e2e::HttpAnswer& answer, const std::string& name) {
-    std::istringstream lines(answer.headers);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.size() <= name.size() || line[name.size()] != ':') continue;
-        if (!host::EqualIgnoreCase(host::ToUtf16(line.substr(0, name.size())), host::ToUtf16(name))) continue;
-        std::string value = line.substr(name.size() + 1);
-        value.erase(0, value.find_first_not_of(' '));
-        while (value.ends_with('\r')) value.pop_back();
-        return value;
-    }
-    return {};
-}
-
 }  // namespace
 
 std::string Hex(HRESULT result) {
@@ -75,25 +57,20 @@ ComPtr<host::CancelFlag> Canceled() {
     return flag;
 }
 
-Editor::Editor(const e2e::DevServer& server, const std::string& user, const PreferenceValues& preferences)
+Editor::Editor(const DevServer& server, const std::string& user, const PreferenceValues& preferences)
     : m_server(server), m_details(host::Make<host::ErrorDetails>()) {
     m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
     m_host->prompts().LogTo(m_folder / "prompts");
     m_host->LoadPlugin(PLUGIN_FILE);
     m_file_system = m_host->FileSystem();
     for (const auto& [name, value] : preferences) cli::SetPreference(m_file_system.get(), name, value);
-    host::AccountDetails details;
-    details.url = host::ToUtf16(server.Site());
-    details.token = m_host->EncryptForPlugin(host::ToUtf16(server.Token(user)));
-    const host::StoredAccount account = host::Accounts::Make(m_file_system.get(), details);
-    m_account_tree = account.data;
-    m_account = account.account;
-    Require(m_host->Bind(m_account.get(), nullptr, m_root), "binding to " + server.Site());
+    m_account = MakeAccount(*m_host, server.Site(), LoginOf(server, user));
+    Require(m_host->Bind(account(), nullptr, m_root), "binding to " + server.Site());
 }
 
 Editor::~Editor() {
     m_root.reset();
-    m_account.reset();
+    m_account = {};
     m_file_system.reset();
     m_host.reset();
 }
@@ -105,7 +82,7 @@ std::string Editor::TakeMessage() {
 }
 
 std::u16string Editor::Url(const std::string& item) const {
-    return host::ToUtf16(m_server.Origin() + e2e::DevServer::PathOf(item));
+    return host::ToUtf16(m_server.Origin() + DevServer::PathOf(item));
 }
 
 ComPtr<TMK::IAFS_Name> Editor::Name(const std::string& item) {
@@ -133,7 +110,7 @@ void Editor::Answer(const std::string& id, const host::PromptAnswer& answer) {
 }
 
 std::vector<RecordedPrompt> Editor::TakePrompts() {
-    std::istringstream lines(e2e::ReadFile(m_folder / "prompts"));
+    std::istringstream lines(ReadText(m_folder / "prompts"));
     std::vector<RecordedPrompt> prompts;
     std::size_t number = 0;
     for (std::string line; std::getline(lines, line); ++number)
@@ -149,34 +126,6 @@ std::string Editor::Preference(const std::string& name) {
     if (ItemOf(stored.get(), u"version")->get_v(version.put()) == S_OK && version.lVal != 0)
         ItemOf(stored.get(), host::ToUtf16(name))->get_v(preference.value.put());
     return cli::TextOf(preference);
-}
-
-void Upload(const e2e::DevServer& server, const std::string& user, const std::string& document,
-            const std::string& bytes) {
-    const std::string path = e2e::DevServer::PathOf(document);
-    const std::size_t slash = path.rfind('/');
-    const auto answer = server.Rest(
-        user, "POST",
-        "/_api/web/GetFolderByServerRelativePath(decodedurl='" + e2e::Escape(path.substr(0, slash)) +
-            "')/Files/AddUsingPath(decodedurl='" + e2e::Escape(path.substr(slash + 1)) + "',overwrite=true)",
-        bytes);
-    if (answer.status / 100 != 2) throw std::runtime_error("upload refused: " + answer.body);
-}
-
-ServerDocument Look(const e2e::DevServer& server, const std::string& document) {
-    const auto answer = e2e::Http(
-        {.url = server.Origin() + "/_dev/document?path=" + e2e::Escape(e2e::DevServer::PathOf(document))});
-    if (answer.status != 200) throw std::runtime_error("no document " + document);
-    return {answer.body, HeaderOf(answer, "X-Version"), HeaderOf(answer, "X-Comment"),
-            HeaderOf(answer, "X-Checked-Out-By"), HeaderOf(answer, "X-Modified-By")};
-}
-
-void Admin(const e2e::DevServer& server, const std::string& operation, const std::string& document,
-           const std::string& user) {
-    const auto answer = e2e::Http({.method = "POST",
-                                   .url = server.Origin() + "/_dev/" + operation + "?user=" + user +
-                                          "&path=" + e2e::Escape(e2e::DevServer::PathOf(document))});
-    if (answer.status / 100 != 2) throw std::runtime_error(operation + " refused: " + answer.body);
 }
 
 }  // namespace interfaces

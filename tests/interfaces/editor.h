@@ -8,12 +8,15 @@
 #include <string>
 #include <vector>
 
-#include "harness.h"
 #include "host/base/host_objects.h"
 #include "host/core/host.h"
 #include "host/testing/silent_front_end.h"
+#include "tests/support/account.h"
+#include "tests/support/dev_server.h"
 
 namespace interfaces {
+
+using namespace testing_support;
 
 using PreferenceValues = std::map<std::string, std::string>;
 
@@ -35,11 +38,6 @@ struct RecordedPrompt {
     unsigned pressed = 0;
 };
 
-// A document of the library as the server has it.
-struct ServerDocument {
-    std::string bytes, version, comment, checked_out_by, modified_by;
-};
-
 // An opened file, or why there is none.
 struct Opened {
     HRESULT result = E_FAIL;
@@ -49,7 +47,7 @@ struct Opened {
 
 class Editor {
 public:
-    Editor(const e2e::DevServer& server, const std::string& user, const PreferenceValues& preferences = {});
+    Editor(const DevServer& server, const std::string& user, const PreferenceValues& preferences = {});
     ~Editor();
     Editor(const Editor&) = delete;
     Editor& operator=(const Editor&) = delete;
@@ -57,8 +55,8 @@ public:
     host::Host& host() { return *m_host; }
     TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
     TMK::IAFS_Name* root() { return m_root.get(); }
-    TMK::IAFS_AccountData* account() { return m_account.get(); }
-    std::shared_ptr<host::SettingsTree> account_tree() { return m_account_tree; }
+    TMK::IAFS_AccountData* account() { return m_account.account.get(); }
+    std::shared_ptr<host::SettingsTree> account_tree() { return m_account.tree; }
     TMK::ITMK_ErrorDetails* details() { return m_details.get(); }
     // The message of the last failure; taking it empties it.
     std::string TakeMessage();
@@ -77,25 +75,16 @@ public:
     std::string Preference(const std::string& name);
 
 private:
-    const e2e::DevServer& m_server;
-    e2e::TempFolder m_folder;
+    const DevServer& m_server;
+    TempFolder m_folder;
     host::testing::SilentFrontEnd m_front_end;
     std::unique_ptr<host::Host> m_host;
     ComPtr<TMK::IAFS_FileSys> m_file_system;
-    std::shared_ptr<host::SettingsTree> m_account_tree;
-    ComPtr<TMK::IAFS_AccountData> m_account;
+    TestAccount m_account;
     ComPtr<TMK::IAFS_Name> m_root;
     ComPtr<host::ErrorDetails> m_details;
     std::size_t m_prompts_taken = 0;
 };
-
-// Makes or replaces a document of the library, checked in, as a user.
-void Upload(const e2e::DevServer& server, const std::string& user, const std::string& document,
-            const std::string& bytes);
-ServerDocument Look(const e2e::DevServer& server, const std::string& document);
-// A call of the server's administration, such as "checkout".
-void Admin(const e2e::DevServer& server, const std::string& operation, const std::string& document,
-           const std::string& user);
 
 // "80070057", for messages of failed expectations.
 std::string Hex(HRESULT result);

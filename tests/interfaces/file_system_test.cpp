@@ -5,10 +5,10 @@
 #include <functional>
 #include <thread>
 
-#include "editor.h"
 #include "host/base/text.h"
 #include "host/base/variants.h"
 #include "hostapi/irgc.h"
+#include "tests/interfaces/editor.h"
 
 namespace interfaces {
 
@@ -19,13 +19,13 @@ using Call = std::function<HRESULT(TMK::ITMK_CancelFlag*)>;
 class FileSystemTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        s_server = std::make_unique<e2e::DevServer>();
-        Upload(*s_server, "alice", "a.txt", "one");
+        s_server = std::make_unique<DevServer>();
+        s_server->Upload("alice", "a.txt", "one");
         s_editor = std::make_unique<Editor>(*s_server, "alice");
         s_other = std::make_unique<Editor>(*s_server, "bob");
         const auto folder = s_editor->Name("Folder");
         ASSERT_EQ(fs()->CreateFolder(folder.get(), 0, nullptr, nullptr), S_OK);
-        Upload(*s_server, "alice", "Folder/b.txt", "two and more");
+        s_server->Upload("alice", "Folder/b.txt", "two and more");
     }
     static void TearDownTestSuite() {
         s_other.reset();
@@ -35,7 +35,7 @@ protected:
     }
     static TMK::IAFS_FileSys* fs() { return s_editor->file_system(); }
     static Editor& editor() { return *s_editor; }
-    static e2e::DevServer& server() { return *s_server; }
+    static DevServer& server() { return *s_server; }
     static ComPtr<TMK::IAFS_Name> Name(const std::string& item) { return s_editor->Name(item); }
     // A name that this file system didn't make.
     static TMK::IAFS_Name* Foreign() { return s_other->root(); }
@@ -50,7 +50,7 @@ protected:
         return fs()->GetFileInfo(Name(item).get(), nullptr, nullptr, info.put()) == S_OK;
     }
 
-    static inline std::unique_ptr<e2e::DevServer> s_server;
+    static inline std::unique_ptr<DevServer> s_server;
     static inline std::unique_ptr<Editor> s_editor;
     static inline std::unique_ptr<Editor> s_other;
 };
@@ -111,128 +111,123 @@ TEST_F(FileSystemTest, ASetCancelFlagComesBeforeEverythingElse) {
     EXPECT_TRUE(Exists("a.txt"));
 }
 
-struct ArgumentCase {
+struct Refusal {
     std::string what;
-    HRESULT result;
     std::function<HRESULT()> call;
 };
 
-TEST_F(FileSystemTest, BadArgumentsAreRefusedWithoutTheServer) {
-    const auto a = Name("a.txt");
+// A null name and a name of another file system.
+TEST_F(FileSystemTest, NamesThatAreNotItsOwnAreRefusedWithoutTheServer) {
     const auto b = Name("b.txt");
     ComPtr<TMK::IAFS_Name> name;
-    ComPtr<TMK::IAFS_NamesCollection> names;
     ComPtr<TMK::IAFS_FileInfo> info;
     ComPtr<TMK::IAFS_EnumFolder> items;
     ComPtr<TMK::IAFS_File> file;
-    const auto context = host::MakeBindContext(editor().host().front_end(), std::nullopt);
     Bstr text;
+    Variant value;
+    VARIANT_BOOL flag = VARIANT_FALSE;
+    const Variant nothing;
+    server().ClearRequests();
+    for (TMK::IAFS_Name* const bad : {static_cast<TMK::IAFS_Name*>(nullptr), Foreign()}) {
+        const auto exec = [&](LPCWSTR command) {
+            return fs()->Exec(bad, command, nothing, nullptr, nullptr, nullptr);
+        };
+        const Refusal refusals[] = {
+            {"get_Prop", [&] { return fs()->get_Prop(bad, u"CheckedOut", value.put()); }},
+            {"get_Prop of the thumbnail", [&] { return fs()->get_Prop(bad, u"Thumbnail", value.put()); }},
+            {"SignOut", [&] { return exec(u"SignOut"); }},
+            {"CreateCacheOnLocalFile", [&] { return exec(u"CreateCacheOnLocalFile"); }},
+            {"DeleteFileCacheEntry", [&] { return exec(u"DeleteFileCacheEntry"); }},
+            {"BindFlush", [&] { return fs()->BindFlush(bad, 0, nullptr, nullptr, nullptr); }},
+            {"EnumFolder", [&] { return fs()->EnumFolder(bad, 0, nullptr, items.put()); }},
+            {"StringToName", [&] { return fs()->StringToName(u"http://x/", 1, bad, name.put()); }},
+            {"NameToString", [&] { return fs()->NameToString(bad, 0, nullptr, text.put()); }},
+            {"NameGetParent", [&] { return fs()->NameGetParent(bad, name.put()); }},
+            {"NameIsChildOf", [&] { return fs()->NameIsChildOf(bad, b.get(), &flag); }},
+            {"OpenFile", [&] { return fs()->OpenFile(bad, 1, nullptr, nullptr, file.put()); }},
+            {"CreateFolder", [&] { return fs()->CreateFolder(bad, 0, nullptr, nullptr); }},
+            {"Move", [&] { return fs()->Move(bad, b.get(), nullptr, nullptr); }},
+            {"Move to", [&] { return fs()->Move(b.get(), bad, nullptr, nullptr); }},
+            {"Copy", [&] { return fs()->Copy(bad, b.get(), nullptr, nullptr); }},
+            {"Copy to", [&] { return fs()->Copy(b.get(), bad, nullptr, nullptr); }},
+            {"Rename", [&] { return fs()->Rename(bad, b.get(), nullptr, nullptr); }},
+            {"Rename to", [&] { return fs()->Rename(b.get(), bad, nullptr, nullptr); }},
+            {"Delete", [&] { return fs()->Delete(bad, nullptr, nullptr); }},
+            {"GetFileInfo", [&] { return fs()->GetFileInfo(bad, nullptr, nullptr, info.put()); }},
+        };
+        for (const Refusal& r : refusals)
+            EXPECT_EQ(Hex(r.call()), Hex(E_INVALIDARG)) << r.what << (bad ? " of a foreign name" : "");
+    }
+    EXPECT_EQ(Hex(fs()->NameToString(b.get(), 0, Foreign(), text.put())), Hex(E_INVALIDARG));
+    EXPECT_EQ(Hex(fs()->NameIsChildOf(b.get(), Foreign(), &flag)), Hex(E_INVALIDARG));
+    EXPECT_EQ(Hex(fs()->NamesAreEqual(b.get(), Foreign(), &flag)), Hex(E_INVALIDARG));
+    EXPECT_EQ(Hex(fs()->NamesAreEqual(Foreign(), b.get(), &flag)), Hex(E_INVALIDARG));
+    EXPECT_EQ(server().Requests(), std::vector<std::string>());
+    EXPECT_FALSE(name || info || items || file);
+}
+
+TEST_F(FileSystemTest, OtherBadArgumentsAreRefusedWithoutTheServer) {
+    const auto a = Name("a.txt");
+    const auto context = host::MakeBindContext(editor().host().front_end(), std::nullopt);
+    ComPtr<TMK::IAFS_Name> name;
+    ComPtr<TMK::IAFS_NamesCollection> names;
     Variant value;
     const Variant nothing;
     const Variant no_account(a.get());
-    VARIANT_BOOL flag = VARIANT_FALSE;
     DWORD choice = 0;
-    TMK::IAFS_Name* const foreign = Foreign();
-    const HRESULT bad = E_INVALIDARG;
-    const HRESULT null = E_POINTER;
-    const std::vector<ArgumentCase> cases = {
-        {"get_Name", null, [&] { return fs()->get_Name(nullptr); }},
-        {"get_Features", null, [&] { return fs()->get_Features(a.get(), nullptr); }},
-        {"get_UserText", null, [&] { return fs()->get_UserText(nullptr); }},
-        {"get_DispName", null, [&] { return fs()->get_DispName(nullptr); }},
-        {"get_Icon", null, [&] { return fs()->get_Icon(nullptr); }},
-        {"get_Prop out", null, [&] { return fs()->get_Prop(a.get(), u"CheckedOut", nullptr); }},
-        {"get_Prop name", bad, [&] { return fs()->get_Prop(nullptr, u"CheckedOut", value.put()); }},
-        {"get_Prop thumbnail", bad, [&] { return fs()->get_Prop(nullptr, u"Thumbnail", value.put()); }},
-        {"get_Prop foreign", bad, [&] { return fs()->get_Prop(foreign, u"CheckedOut", value.put()); }},
-        {"get_Prop unknown", bad, [&] { return fs()->get_Prop(a.get(), u"Colour", value.put()); }},
-        {"get_Prop no property", bad, [&] { return fs()->get_Prop(a.get(), nullptr, value.put()); }},
-        {"Exec null", bad, [&] { return fs()->Exec(nullptr, nullptr, nothing, nullptr, nullptr, nullptr); }},
-        {"Exec unknown", bad,
-         [&] { return fs()->Exec(a.get(), u"Frobnicate", nothing, nullptr, nullptr, nullptr); }},
-        {"SignOut nothing", bad,
-         [&] { return fs()->Exec(nullptr, u"SignOut", nothing, nullptr, nullptr, nullptr); }},
-        {"SignOut no account", bad,
-         [&] { return fs()->Exec(nullptr, u"SignOut", no_account, nullptr, nullptr, nullptr); }},
-        {"SignOut foreign", bad,
-         [&] { return fs()->Exec(foreign, u"SignOut", nothing, nullptr, nullptr, nullptr); }},
-        {"CreateCacheOnLocalFile null", bad,
-         [&] { return fs()->Exec(nullptr, u"CreateCacheOnLocalFile", nothing, nullptr, nullptr, nullptr); }},
-        {"DeleteFileCacheEntry null", bad,
-         [&] { return fs()->Exec(nullptr, u"DeleteFileCacheEntry", nothing, nullptr, nullptr, nullptr); }},
-        {"BindToPath path", bad,
-         [&] { return fs()->BindToPath(nullptr, context.get(), 0, nullptr, nullptr, name.put()); }},
-        {"BindToPath context", bad,
-         [&] { return fs()->BindToPath(u"http://x/", nullptr, 0, nullptr, nullptr, nullptr); }},
-        {"BindToPath out", null,
-         [&] { return fs()->BindToPath(u"http://x/", context.get(), 0, nullptr, nullptr, nullptr); }},
-        {"BindToObject out", null,
-         [&] { return fs()->BindToObject(nullptr, context.get(), 0, nullptr, nullptr, nullptr); }},
-        {"BindToObject object", bad,
-         [&] { return fs()->BindToObject(nullptr, context.get(), 0, nullptr, nullptr, name.put()); }},
-        {"BindToObject no account", bad,
-         [&] { return fs()->BindToObject(a.get(), context.get(), 0, nullptr, nullptr, name.put()); }},
-        {"BindFlush null", bad, [&] { return fs()->BindFlush(nullptr, 0, nullptr, nullptr, nullptr); }},
-        {"BindFlush foreign", bad, [&] { return fs()->BindFlush(foreign, 0, nullptr, nullptr, nullptr); }},
-        {"EnumFolder null", bad, [&] { return fs()->EnumFolder(nullptr, 0, nullptr, items.put()); }},
-        {"EnumFolder foreign", bad, [&] { return fs()->EnumFolder(foreign, 0, nullptr, items.put()); }},
-        {"StringToName string", bad, [&] { return fs()->StringToName(nullptr, 0, nullptr, nullptr); }},
-        {"StringToName out", null,
-         [&] { return fs()->StringToName(u"http://x/", 0, editor().root(), nullptr); }},
-        {"StringToName parent", bad,
-         [&] { return fs()->StringToName(u"http://x/", 0, nullptr, name.put()); }},
-        {"StringToName foreign", bad,
-         [&] { return fs()->StringToName(u"http://x/", 1, foreign, name.put()); }},
-        {"NameToString name", bad, [&] { return fs()->NameToString(nullptr, 0, nullptr, text.put()); }},
-        {"NameToString out", null, [&] { return fs()->NameToString(a.get(), 0, nullptr, nullptr); }},
-        {"NameToString foreign", bad, [&] { return fs()->NameToString(foreign, 0, nullptr, text.put()); }},
-        {"NameToString foreign parent", bad,
-         [&] { return fs()->NameToString(a.get(), 0, foreign, text.put()); }},
-        {"NameGetParent null", bad, [&] { return fs()->NameGetParent(nullptr, name.put()); }},
-        {"NameGetParent foreign", bad, [&] { return fs()->NameGetParent(foreign, name.put()); }},
-        {"NameGetParent out", null, [&] { return fs()->NameGetParent(a.get(), nullptr); }},
-        {"NameIsChildOf name", bad, [&] { return fs()->NameIsChildOf(nullptr, a.get(), &flag); }},
-        {"NameIsChildOf out", null, [&] { return fs()->NameIsChildOf(a.get(), a.get(), nullptr); }},
-        {"NameIsChildOf foreign", bad, [&] { return fs()->NameIsChildOf(foreign, a.get(), &flag); }},
-        {"NameIsChildOf foreign parent", bad, [&] { return fs()->NameIsChildOf(a.get(), foreign, &flag); }},
-        {"NamesAreEqual out", null, [&] { return fs()->NamesAreEqual(a.get(), a.get(), nullptr); }},
-        {"NamesAreEqual foreign", bad, [&] { return fs()->NamesAreEqual(a.get(), foreign, &flag); }},
-        {"NamesAreEqual foreign first", bad, [&] { return fs()->NamesAreEqual(foreign, a.get(), &flag); }},
-        {"OpenFile name", bad, [&] { return fs()->OpenFile(nullptr, 1, nullptr, nullptr, file.put()); }},
-        {"OpenFile foreign", bad, [&] { return fs()->OpenFile(foreign, 1, nullptr, nullptr, file.put()); }},
-        {"OpenFile out", null, [&] { return fs()->OpenFile(a.get(), 1, nullptr, nullptr, nullptr); }},
-        {"CreateFolder name", bad, [&] { return fs()->CreateFolder(nullptr, 0, nullptr, nullptr); }},
-        {"CreateFolder foreign", bad, [&] { return fs()->CreateFolder(foreign, 0, nullptr, nullptr); }},
-        {"Move name", bad, [&] { return fs()->Move(nullptr, b.get(), nullptr, nullptr); }},
-        {"Move new name", bad, [&] { return fs()->Move(a.get(), nullptr, nullptr, nullptr); }},
-        {"Move foreign", bad, [&] { return fs()->Move(a.get(), foreign, nullptr, nullptr); }},
-        {"Copy name", bad, [&] { return fs()->Copy(nullptr, b.get(), nullptr, nullptr); }},
-        {"Copy new name", bad, [&] { return fs()->Copy(a.get(), nullptr, nullptr, nullptr); }},
-        {"Copy foreign", bad, [&] { return fs()->Copy(foreign, b.get(), nullptr, nullptr); }},
-        {"Rename name", bad, [&] { return fs()->Rename(nullptr, b.get(), nullptr, nullptr); }},
-        {"Rename new name", bad, [&] { return fs()->Rename(a.get(), nullptr, nullptr, nullptr); }},
-        {"Rename foreign", bad, [&] { return fs()->Rename(a.get(), foreign, nullptr, nullptr); }},
-        {"Delete name", bad, [&] { return fs()->Delete(nullptr, nullptr, nullptr); }},
-        {"Delete foreign", bad, [&] { return fs()->Delete(foreign, nullptr, nullptr); }},
-        {"GetFileInfo name", bad, [&] { return fs()->GetFileInfo(nullptr, nullptr, nullptr, info.put()); }},
-        {"GetFileInfo foreign", bad,
-         [&] { return fs()->GetFileInfo(foreign, nullptr, nullptr, info.put()); }},
-        {"ShowDlg type", bad,
-         [&] { return fs()->ShowDlg(0, a.get(), nullptr, nullptr, names.put(), &choice); }},
-        {"ShowDlg names", null,
-         [&] { return fs()->ShowDlg(1, a.get(), nullptr, nullptr, nullptr, &choice); }},
-        {"ShowDlg choice", null,
-         [&] { return fs()->ShowDlg(2, a.get(), nullptr, nullptr, names.put(), nullptr); }},
-        {"ShowDlg folder", bad,
-         [&] { return fs()->ShowDlg(1, nullptr, nullptr, nullptr, names.put(), &choice); }},
-        {"GetProgressMon", null, [&] { return fs()->GetProgressMon(0, nullptr); }},
-        {"CreateAccount", null, [&] { return fs()->CreateAccount(u"http://x/", nullptr, 0, 0, 0, nullptr); }},
+    const auto exec = [&](TMK::IAFS_Name* of, LPCWSTR command, const Variant& data) {
+        return fs()->Exec(of, command, data, nullptr, nullptr, nullptr);
+    };
+    const auto bind_path = [&](LPCWSTR path, TMK::IAFS_BindContext* in, TMK::IAFS_Name** out) {
+        return fs()->BindToPath(path, in, 0, nullptr, nullptr, out);
+    };
+    const auto bind_object = [&](IUnknown* object, TMK::IAFS_Name** out) {
+        return fs()->BindToObject(object, context.get(), 0, nullptr, nullptr, out);
+    };
+    const auto show = [&](DWORD type, TMK::IAFS_Name* folder, TMK::IAFS_NamesCollection** out,
+                          DWORD* pressed) {
+        return fs()->ShowDlg(type, folder, nullptr, nullptr, out, pressed);
+    };
+    const Refusal invalid[] = {
+        {"get_Prop unknown", [&] { return fs()->get_Prop(a.get(), u"Colour", value.put()); }},
+        {"get_Prop of nothing", [&] { return fs()->get_Prop(a.get(), nullptr, value.put()); }},
+        {"Exec of nothing", [&] { return exec(nullptr, nullptr, nothing); }},
+        {"Exec unknown", [&] { return exec(a.get(), u"Frobnicate", nothing); }},
+        {"SignOut of no account", [&] { return exec(nullptr, u"SignOut", no_account); }},
+        {"BindToPath without a path", [&] { return bind_path(nullptr, context.get(), name.put()); }},
+        {"BindToPath without a context", [&] { return bind_path(u"http://x/", nullptr, nullptr); }},
+        {"BindToObject of nothing", [&] { return bind_object(nullptr, name.put()); }},
+        {"BindToObject of no account", [&] { return bind_object(a.get(), name.put()); }},
+        {"StringToName of nothing", [&] { return fs()->StringToName(nullptr, 0, nullptr, nullptr); }},
+        {"ShowDlg of no kind", [&] { return show(0, a.get(), names.put(), &choice); }},
+        {"ShowDlg without a folder", [&] { return show(1, nullptr, names.put(), &choice); }},
+    };
+    const Refusal without_out[] = {
+        {"get_Name", [&] { return fs()->get_Name(nullptr); }},
+        {"get_Features", [&] { return fs()->get_Features(a.get(), nullptr); }},
+        {"get_UserText", [&] { return fs()->get_UserText(nullptr); }},
+        {"get_DispName", [&] { return fs()->get_DispName(nullptr); }},
+        {"get_Icon", [&] { return fs()->get_Icon(nullptr); }},
+        {"get_Prop", [&] { return fs()->get_Prop(a.get(), u"CheckedOut", nullptr); }},
+        {"BindToPath", [&] { return bind_path(u"http://x/", context.get(), nullptr); }},
+        {"BindToObject", [&] { return bind_object(nullptr, nullptr); }},
+        {"StringToName", [&] { return fs()->StringToName(u"http://x/", 0, editor().root(), nullptr); }},
+        {"NameToString", [&] { return fs()->NameToString(a.get(), 0, nullptr, nullptr); }},
+        {"NameGetParent", [&] { return fs()->NameGetParent(a.get(), nullptr); }},
+        {"NameIsChildOf", [&] { return fs()->NameIsChildOf(a.get(), a.get(), nullptr); }},
+        {"NamesAreEqual", [&] { return fs()->NamesAreEqual(a.get(), a.get(), nullptr); }},
+        {"OpenFile", [&] { return fs()->OpenFile(a.get(), 1, nullptr, nullptr, nullptr); }},
+        {"ShowDlg names", [&] { return show(1, a.get(), nullptr, &choice); }},
+        {"ShowDlg choice", [&] { return show(2, a.get(), names.put(), nullptr); }},
+        {"GetProgressMon", [&] { return fs()->GetProgressMon(0, nullptr); }},
+        {"CreateAccount", [&] { return fs()->CreateAccount(u"http://x/", nullptr, 0, 0, 0, nullptr); }},
     };
     server().ClearRequests();
-    for (const ArgumentCase& c : cases) EXPECT_EQ(Hex(c.call()), Hex(c.result)) << c.what;
+    for (const Refusal& r : invalid) EXPECT_EQ(Hex(r.call()), Hex(E_INVALIDARG)) << r.what;
+    for (const Refusal& r : without_out) EXPECT_EQ(Hex(r.call()), Hex(E_POINTER)) << r.what;
     EXPECT_EQ(server().Requests(), std::vector<std::string>());
-    EXPECT_FALSE(name || names || info || items || file);
-    EXPECT_EQ(choice, 2u);  // an open dialog that never was counts as cancelled
+    EXPECT_FALSE(name || names);
+    EXPECT_EQ(choice, 2u);  // an open dialog that is not shown counts as cancelled
 }
 
 TEST_F(FileSystemTest, FailedOperationsClearTheirOutArguments) {
@@ -254,25 +249,25 @@ TEST_F(FileSystemTest, StringsBecomeNames) {
     const std::u16string web = host::ToUtf16(server().Site());
     struct Case {
         std::u16string text;
-        DWORD flags;
-        HRESULT result;
-        std::string url;  // empty: no name is made
+        DWORD flags = 0;
+        HRESULT result = S_OK;
+        std::string url = {};  // empty: no name is made
     };
     const std::string origin = server().Origin();
     const std::u16string other_host = u"http://elsewhere.example/sites/team/a.txt";
     const Case cases[] = {
-        {web + u"/x y.txt", 0, S_OK, origin + "/sites/team/x y.txt"},
-        {web + u"/x.txt", 1, S_OK, origin + "/sites/team/x.txt"},
-        {u"Shared Documents/r.txt", 0, S_OK, origin + "/sites/team/Shared Documents/r.txt"},
-        {u"/Shared Documents/r.txt", 0, S_OK, origin + "/sites/team/Shared Documents/r.txt"},
-        {web + u"/x.txt", 2, E_INVALIDARG, ""},
-        {u"x.txt", 2, E_INVALIDARG, ""},
-        {u"x.txt", 4, E_INVALIDARG, ""},
-        {web + u"/x.txt", 8, S_OK, ""},
-        {other_host, 0, E_INVALIDARG, ""},
-        {host::ToUtf16(origin) + u"/sites/elsewhere/x.txt", 0, E_INVALIDARG, ""},
-        {u"a:b.txt", 0, static_cast<HRESULT>(0x803D0020), ""},
-        {u"a*b.txt", 0, static_cast<HRESULT>(0x803D0020), ""},
+        {.text = web + u"/x y.txt", .url = origin + "/sites/team/x y.txt"},
+        {.text = web + u"/x.txt", .flags = 1, .url = origin + "/sites/team/x.txt"},
+        {.text = u"Shared Documents/r.txt", .url = origin + "/sites/team/Shared Documents/r.txt"},
+        {.text = u"/Shared Documents/r.txt", .url = origin + "/sites/team/Shared Documents/r.txt"},
+        {.text = web + u"/x.txt", .flags = 2, .result = E_INVALIDARG},
+        {.text = u"x.txt", .flags = 2, .result = E_INVALIDARG},
+        {.text = u"x.txt", .flags = 4, .result = E_INVALIDARG},
+        {.text = web + u"/x.txt", .flags = 8},
+        {.text = other_host, .result = E_INVALIDARG},
+        {.text = host::ToUtf16(origin) + u"/sites/elsewhere/x.txt", .result = E_INVALIDARG},
+        {.text = u"a:b.txt", .result = static_cast<HRESULT>(0x803D0020)},
+        {.text = u"a*b.txt", .result = static_cast<HRESULT>(0x803D0020)},
     };
     for (const Case& c : cases) {
         ComPtr<TMK::IAFS_Name> name;
@@ -363,7 +358,7 @@ TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
     EXPECT_EQ(Text(name.get()), server().Site());
     EXPECT_EQ(fs()->BindToObject(editor().account(), context.get(), 0, nullptr, nullptr, name.put()), S_OK);
     EXPECT_EQ(fs()->BindFlush(name.get(), 0, nullptr, nullptr, nullptr), S_OK);
-    // What is no SharePoint address fails before anybody is asked.
+    // An address that is not of SharePoint fails before any prompt.
     EXPECT_EQ(fs()->BindToPath(u"relative/path", context.get(), 0, nullptr, nullptr, name.put()),
               E_INVALIDARG);
     EXPECT_FALSE(name);
@@ -371,11 +366,11 @@ TEST_F(FileSystemTest, BindsToPathsAndAccounts) {
 
 // With nothing but an address the plug-in makes the account itself, and the host's sign-in gives its token.
 TEST(FileSystemOfANewcomer, BindsToAnAddressAndMakesItsAccount) {
-    const e2e::DevServer server({"--approve", "alice"});
+    const DevServer server({"--approve", "alice"});
     Editor editor(server, "alice", {{"api_version", "1"}});
     editor.host().oauth().SetOverride(server.Site(), {server.Origin() + "/organizations/", ""});
     TMK::IAFS_FileSys* const fs = editor.file_system();
-    Upload(server, "alice", "a.txt", "one");
+    server.Upload("alice", "a.txt", "one");
     const auto context = host::MakeBindContext(editor.host().front_end(), std::nullopt);
     const auto text = [&](TMK::IAFS_Name* name) {
         Bstr shown;
@@ -406,7 +401,7 @@ TEST(FileSystemOfANewcomer, BindsToAnAddressAndMakesItsAccount) {
 
 // A picture of one page is the thumbnail; an answer that is none fails.
 TEST_F(FileSystemTest, ThumbnailsArePicturesOfOnePage) {
-    Upload(server(), "alice", "seen.pdf", "%PDF-1.4\n%%EOF\n");
+    server().Upload("alice", "seen.pdf", "%PDF-1.4\n%%EOF\n");
     Variant value;
     ASSERT_EQ(Hex(fs()->get_Prop(Name("seen.pdf").get(), u"Thumbnail", value.put())), Hex(S_OK));
     ASSERT_EQ(value.type(), VT_UNKNOWN);
@@ -434,10 +429,10 @@ TEST_F(FileSystemTest, PropertiesOfItems) {
     EXPECT_EQ(value.get().boolVal, VARIANT_TRUE);
     EXPECT_EQ(fs()->get_Prop(Name("a.txt").get(), u"checkedout", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
-    Upload(server(), "alice", "taken.txt", "x");
-    Upload(server(), "alice", "mine.txt", "x");
-    Admin(server(), "checkout", "taken.txt", "bob");
-    Admin(server(), "checkout", "mine.txt", "alice");
+    server().Upload("alice", "taken.txt", "x");
+    server().Upload("alice", "mine.txt", "x");
+    server().CheckOutAs("bob", "taken.txt");
+    server().CheckOutAs("alice", "mine.txt");
     EXPECT_EQ(fs()->get_Prop(Name("taken.txt").get(), u"CheckedOut", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
     EXPECT_EQ(fs()->get_Prop(Name("mine.txt").get(), u"CheckedOut", value.put()), S_OK);
@@ -448,9 +443,9 @@ TEST_F(FileSystemTest, PropertiesOfItems) {
 }
 
 TEST_F(FileSystemTest, ARefusedCopyFailsAlsoWhereTheTargetLooksLikeTheCopy) {
-    Upload(server(), "alice", "from.txt", "11111");
-    Upload(server(), "alice", "to.txt", "22222");
-    Admin(server(), "checkout", "to.txt", "bob");
+    server().Upload("alice", "from.txt", "11111");
+    server().Upload("alice", "to.txt", "22222");
+    server().CheckOutAs("bob", "to.txt");
     EXPECT_EQ(fs()->Copy(Name("from.txt").get(), Name("to.txt").get(), editor().details(), nullptr), E_FAIL);
     EXPECT_NE(editor().TakeMessage().find("did not copy"), std::string::npos);
     EXPECT_EQ(server().Document("to.txt"), "22222");
@@ -464,7 +459,7 @@ TEST_F(FileSystemTest, ARefusedCopyFailsAlsoWhereTheTargetLooksLikeTheCopy) {
 }
 
 TEST_F(FileSystemTest, MakesMovesCopiesRenamesAndDeletes) {
-    Upload(server(), "alice", "start.txt", "moved about");
+    server().Upload("alice", "start.txt", "moved about");
     const auto run = [&](const char* what, HRESULT result) {
         EXPECT_EQ(Hex(result), Hex(S_OK)) << what << ": " << editor().TakeMessage();
     };
@@ -504,10 +499,10 @@ TEST_F(FileSystemTest, MakesMovesCopiesRenamesAndDeletes) {
     }
 }
 
-// The server's answer to these isn't looked at, so its silence must not pass for success.
+// The server's answer to these isn't looked at, so a request that had no effect must still fail.
 TEST_F(FileSystemTest, WhatTheServerDidNotDoIsAFailure) {
-    Upload(server(), "alice", "held.txt", "x");
-    Admin(server(), "checkout", "held.txt", "bob");
+    server().Upload("alice", "held.txt", "x");
+    server().CheckOutAs("bob", "held.txt");
     TMK::ITMK_ErrorDetails* const details = editor().details();
     EXPECT_EQ(Hex(fs()->Delete(Name("held.txt").get(), details, nullptr)), Hex(E_FAIL));
     EXPECT_EQ(editor().TakeMessage(), "The server did not delete the item.");
@@ -554,8 +549,8 @@ TEST_F(FileSystemTest, PreferencesAreChangedOneByOneOrRefused) {
 }
 
 TEST_F(FileSystemTest, CacheEntriesAreAddedAndDeletedByName) {
-    const e2e::TempFolder folder;
-    e2e::WriteFile(folder / "local.txt", "from a local file");
+    const TempFolder folder;
+    WriteText(folder / "local.txt", "from a local file");
     const auto a = Name("a.txt");
     const auto exec = [&](LPCWSTR command, const std::vector<Variant>& values) {
         const Variant data = host::ArrayOf(values);

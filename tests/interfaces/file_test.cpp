@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <functional>
 
-#include "decisions.h"
 #include "host/base/text.h"
+#include "tests/interfaces/decisions.h"
 
 namespace interfaces {
 
@@ -125,7 +125,7 @@ TEST_F(FileTest, ClonesShareTheDocumentAndNotThePosition) {
     EXPECT_EQ(file->get_Name(name.put()), S_OK);
     EXPECT_EQ(clone->get_Name(same.put()), S_OK);
     EXPECT_EQ(name, same);
-    // A clone knows no plug-in: what needs the preferences is a failure and no crash.
+    // A clone has no plug-in: what needs the preferences fails and does not crash.
     EXPECT_EQ(m_editor.Exec(clone.get(), u"PerformAfterSave"), E_FAIL);
 }
 
@@ -170,13 +170,13 @@ TEST_F(FileTest, OnlyWrittenBytesAreFlushed) {
     EXPECT_EQ(size, 5);
     EXPECT_EQ(m_editor.TakeMessage(), "");
     EXPECT_EQ(file->Flush(nullptr, nullptr), S_OK);
-    EXPECT_EQ(Look(Server(), document).bytes, "fixyz");
+    EXPECT_EQ(Server().Look(document).bytes, "fixyz");
     Server().ClearRequests();
     EXPECT_EQ(file->Flush(nullptr, nullptr), S_OK);
     EXPECT_EQ(Server().Requests(), std::vector<std::string>());
 }
 
-// Each time the server sends an upload elsewhere the bytes are wanted once more: four attempts, then the end.
+// Each redirect of an upload asks for the bytes once more; the fourth attempt is the last.
 TEST_F(FileTest, AnUploadIsRepeatedThreeTimes) {
     for (const int refusals : {3, 4}) {
         const std::string document = MakeDocument();
@@ -193,10 +193,10 @@ TEST_F(FileTest, AnUploadIsRepeatedThreeTimes) {
         EXPECT_EQ(std::count_if(requests.begin(), requests.end(),
                                 [](const std::string& r) { return r.starts_with("PUT"); }),
                   4);
-        EXPECT_EQ(Look(Server(), document).bytes, refusals == 3 ? "second" : "first");
+        EXPECT_EQ(Server().Look(document).bytes, refusals == 3 ? "second" : "first");
         // What could not be sent stays to be sent.
         EXPECT_EQ(file->Flush(nullptr, nullptr), S_OK);
-        EXPECT_EQ(Look(Server(), document).bytes, "second");
+        EXPECT_EQ(Server().Look(document).bytes, "second");
     }
 }
 
@@ -207,7 +207,7 @@ TEST_F(FileTest, PropertiesOfAnOpenDocument) {
     Variant value;
     EXPECT_EQ(file->get_Prop(u"tempfilename", value.put()), S_OK);
     ASSERT_EQ(value.type(), VT_BSTR);
-    EXPECT_EQ(e2e::ReadFile(host::ToUtf8(value.get().bstrVal)), "first");
+    EXPECT_EQ(ReadText(host::ToUtf8(value.get().bstrVal)), "first");
     EXPECT_TRUE(KeepCheckedOut(file.get()));
     EXPECT_EQ(file->put_Prop(u"KEEPCHECKEDOUT", Variant(false)), S_OK);
     EXPECT_FALSE(KeepCheckedOut(file.get()));
@@ -215,7 +215,7 @@ TEST_F(FileTest, PropertiesOfAnOpenDocument) {
     EXPECT_TRUE(KeepCheckedOut(file.get()));
     EXPECT_EQ(file->get_Prop(u"CheckedOut", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_FALSE);
-    Admin(Server(), "checkout", document, "alice");  // behind its back
+    Server().CheckOutAs("alice", document);  // without the plug-in
     EXPECT_EQ(file->get_Prop(u"CheckedOut", value.put()), S_OK);
     EXPECT_EQ(value.get().boolVal, VARIANT_TRUE);
 }
@@ -274,7 +274,7 @@ TEST_F(FileTest, StreamsReadAndWriteTheDocument) {
     EXPECT_EQ(std::string(bytes, count), "fIrst");
     EXPECT_EQ(stream->SetSize({3}), S_OK);
     EXPECT_EQ(stream->Commit(0), S_OK);
-    EXPECT_EQ(Look(Server(), document).bytes, "fIr");
+    EXPECT_EQ(Server().Look(document).bytes, "fIr");
 }
 
 class Listing : public FileTest {
@@ -309,7 +309,7 @@ std::vector<std::string> Titles(TMK::IAFS_EnumFolder* items) {
 
 TEST_F(Listing, StepsThroughOneListing) {
     MakeFolder("list/inner");
-    Upload(Server(), "alice", "list/a.txt", "first");
+    Server().Upload("alice", "list/a.txt", "first");
     Server().ClearRequests();
     const auto items = Enumerate("list");
     const std::vector<std::string> titles{"a.txt", "inner"};
@@ -339,7 +339,7 @@ TEST_F(Listing, EmptyAndImpossibleFolders) {
 
 TEST_F(Listing, ItemsTellWhatTheyAreAndOutliveTheListing) {
     MakeFolder("items/inner");
-    Upload(Server(), "alice", "items/a.txt", "first");
+    Server().Upload("alice", "items/a.txt", "first");
     std::vector<ComPtr<TMK::IAFS_EnumFolderItem>> found;
     {
         const auto items = Enumerate("items");

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "host/base/text.h"
-#include "inside_host.h"
 #include "session/account_data.h"
 #include "session/account_match.h"
+#include "tests/interfaces/inside_host.h"
 
 namespace interfaces {
 
@@ -119,7 +119,7 @@ TEST(AccountMatch, SchemesHostsPathsAndUsersCountAndPortsDoNot) {
     EXPECT_TRUE(FAILED(MatchAccountUrl(u"http://h/", u"", u"", false, result)));
 }
 
-TEST(PlugIn, WhatNeedsItFailsAfterUnload) {
+TEST(PlugIn, OperationsFailAfterUnload) {
     InsideHost inside;
     const ComPtr<TMK::IAFS_FileSys> kept = inside.host().FileSystem();
     const auto monitor = host::Make<host::ProgressMonitor>([](std::uint64_t, std::uint64_t) {});

@@ -1,4 +1,4 @@
-// The cache's way to the server call by call, and the small objects that no host operation hands out.
+// The cache's callback call by call, and small objects that no host operation gives.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,8 +10,8 @@
 #include "afs/names/tmk_string.h"
 #include "base/failure.h"
 #include "host/base/text.h"
-#include "inside_host.h"
 #include "session/account_data.h"
+#include "tests/interfaces/inside_host.h"
 
 namespace interfaces {
 
@@ -21,7 +21,7 @@ class Callback : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         s_seed.emplace();
-        e2e::WriteFile(*s_seed / "a.txt", "content");
+        WriteText(*s_seed / "a.txt", "content");
         s_server.emplace(std::vector<std::string>{}, s_seed->Path());
     }
     static void TearDownTestSuite() {
@@ -60,8 +60,8 @@ protected:
             }));
     }
 
-    static inline std::optional<e2e::TempFolder> s_seed;
-    static inline std::optional<e2e::DevServer> s_server;
+    static inline std::optional<TempFolder> s_seed;
+    static inline std::optional<DevServer> s_server;
     InsideHost m_inside;
     ComPtr<AccountData> m_account;
     ComPtr<TMK::IAFS_Name> m_root, m_name;
@@ -84,7 +84,7 @@ TEST_F(Callback, ADownloadIsOneStreamFromTheStartToTheEnd) {
         ASSERT_GT(size, 0);
         ASSERT_LE(size, 3);
         content.append(m_bytes, static_cast<std::size_t>(size));
-        EXPECT_EQ(Read(0, 3), E_INVALIDARG);  // no way back
+        EXPECT_EQ(Read(0, 3), E_INVALIDARG);  // a stream has no earlier position
         EXPECT_NE(m_details->Text().find("random reading is not supported"), std::string::npos);
     }
     EXPECT_EQ(result, E_SP_EOF);
@@ -173,7 +173,7 @@ TEST_F(Callback, NamesAreCollected) {
     EXPECT_TRUE(steps);
 }
 
-TEST(TextObjects, HoldWhatTheyAreGiven) {
+TEST(TextObjects, KeepTheirText) {
     const auto text = MakeObject<Utility::TMKString>();
     Bstr value;
     VARIANT_BOOL empty = VARIANT_FALSE;

@@ -4,22 +4,29 @@
 
 #include <memory>
 
-#include "harness.h"
 #include "host/base/host_objects.h"
 #include "host/core/host.h"
 #include "host/testing/silent_front_end.h"
 #include "plugin/plugin.h"
+#include "tests/support/account.h"
 
 namespace interfaces {
+
+using namespace testing_support;
 
 class InsideHost {
 public:
     InsideHost() {
         m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
+        Restart();
+    }
+    ~InsideHost() { m_host->UnloadPlugin(); }
+    // Loads the plug-in anew, so that it reads its settings again.
+    void Restart() {
+        m_host->UnloadPlugin();
         m_plugin = MakeObject<Plugin>();
         m_host->StartPlugin(m_plugin);
     }
-    ~InsideHost() { m_host->UnloadPlugin(); }
     InsideHost(const InsideHost&) = delete;
     InsideHost& operator=(const InsideHost&) = delete;
 
@@ -27,7 +34,7 @@ public:
     Plugin& plugin() { return *m_plugin; }
 
 private:
-    e2e::TempFolder m_folder;
+    TempFolder m_folder;
     host::testing::SilentFrontEnd m_front_end;
     std::unique_ptr<host::Host> m_host;
     ComPtr<Plugin> m_plugin;

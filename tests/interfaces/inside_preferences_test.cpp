@@ -3,7 +3,10 @@
 
 #include <functional>
 
-#include "inside_host.h"
+#include "tests/interfaces/inside_host.h"
+#include "tests/support/plugin/clock_ahead.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/trace_log.h"
 
 namespace interfaces {
 
@@ -153,12 +156,34 @@ TEST_F(PreferencesChain, WhatIsSavedIsLoaded) {
     m_inside->plugin().m_preferences_manager.Save();
     live = Preferences();
     EXPECT_EQ(Load(), saved);
+    Variant version;
+    EXPECT_EQ(Item(u"PreferencesV5", u"version")->get_v(version.put()), S_OK);
+    EXPECT_EQ(version.get().lVal, 5);
     Variant older;
     EXPECT_EQ(Item(u"PreferencesV1", u"on_after_save")->get_v(older.put()), S_OK);
     EXPECT_EQ(older.get().lVal, 24);
     live.hidden_paths.clear();
     m_inside->plugin().m_preferences_manager.Save();
     EXPECT_TRUE(Load().hidden_paths.empty());
+}
+
+TEST_F(PreferencesChain, OlderLogsAreKeptForTheStoredNumberOfDays) {
+    Live().days_to_store_logs = 3;
+    m_inside->plugin().m_preferences_manager.Save();
+    const std::filesystem::path old_log = LogFolder() / "TSMK-SharePoint_2020-01-02_03.04.05.006.log";
+    const std::filesystem::path beside = LogFolder().parent_path() / old_log.filename();
+    for (const auto& log : {old_log, beside}) WriteText(log, "x");
+    {
+        const ClockAhead clock(std::chrono::hours(71));
+        m_inside->Restart();
+        EXPECT_TRUE(exists(old_log));
+    }
+    const ClockAhead clock(std::chrono::hours(73));
+    m_inside->Restart();
+    EXPECT_FALSE(exists(old_log));
+    EXPECT_FALSE(exists(LogFolder())) << "nothing is left in it";
+    EXPECT_TRUE(exists(beside)) << "only the log's own folder is swept";
+    std::filesystem::remove(beside);
 }
 
 TEST_F(PreferencesChain, WithoutATreeTheRecordStays) {

@@ -3,16 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "base/failure.h"
-#include "dialogs/scripted_browser.h"
 #include "host/base/text.h"
-#include "http/loopback_test_server.h"
-#include "inside_host.h"
 #include "session/account_data.h"
 #include "session/session.h"
 #include "session/sessions_memory.h"
+#include "tests/interfaces/inside_host.h"
+#include "tests/support/loopback_test_server.h"
+#include "tests/support/plugin/scripted_browser.h"
+#include "tests/support/trace_log.h"
 
 namespace interfaces {
 
@@ -88,7 +88,7 @@ protected:
         if (FAILED(GetSettings(plugin(), url, false, node)) || !node) return u"nothing";
         return ::Settings::GetString(node.get(), u"Login");
     }
-    // How the first connection ends: "" or the code of what was thrown.
+    // The result of the first connection, or the code of what was thrown.
     HRESULT Connect(AccountData& account) {
         try {
             m_session = Session::Create(account, plugin(), m_prompts.get());
@@ -147,7 +147,7 @@ TEST_F(SignIn, ShowsTheRememberedUserWhenThereIsNoPassword) {
     LoopbackTestServer* const same = &server;
     const auto second = Account(*same);
     const auto probe = Http::Session::Create(u"http://", u"127.0.0.1", server.Port(), {}, {});
-    probe->ResetAuthorizationData({});  // the process forgets who was let in
+    probe->ResetAuthorizationData({});  // so that the process remembers no user
     ASSERT_EQ(Connect(*second), S_OK);
     EXPECT_EQ(m_prompts->shown.back(), "127.0.0.1 Not You alice/");
 }
@@ -239,28 +239,44 @@ TEST_F(SignIn, SignsOutOfTheBrowserTooWithAndWithoutASession) {
     EXPECT_EQ(Session::SignOut(&plugin(), account.get()), S_OK);
 }
 
+TEST_F(SignIn, SigningOutOfOneServerLeavesTheOthersSignedIn) {
+    LoopbackTestServer first(BasicSite);
+    LoopbackTestServer second(BasicSite);
+    m_prompts->answers = {{u"alice", u"secret"}, {u"alice", u"secret"}};
+    const auto of_first = Account(first);
+    const auto of_second = Account(second);
+    ASSERT_EQ(Connect(*of_first), S_OK);
+    const auto first_session = m_session;
+    ASSERT_EQ(Connect(*of_second), S_OK);
+    ASSERT_EQ(m_prompts->shown.size(), 2u);
+    const auto ask = [](Session& session) {
+        session.GetWeb()->AsWeb()->BindObject(session.GetWebUrl() + u"/doc",
+                                              SharePoint::Web::BindObjectType::any);
+    };
+    first_session->SignOut();
+    EXPECT_NO_THROW(ask(*m_session));
+    EXPECT_EQ(m_prompts->shown.size(), 2u) << "nobody is asked for the other server";
+    EXPECT_THROW(ask(*first_session), HResultException) << "the prompt comes again, and is declined";
+    EXPECT_EQ(m_prompts->shown.size(), 3u);
+    EXPECT_EQ(m_prompts->shown.back(), "127.0.0.1 Not You alice/") << "the password is gone";
+}
+
 TEST_F(SignIn, LeavesNoSecretInTheLog) {
-    Log::ApplyPreferences(Log::verbose, 10);
-    LoopbackTestServer basic(BasicSite);
-    m_prompts->answers = {{u"alice", u"hidden1"}, {u"alice", u"secret"}};
-    const auto by_password = Account(basic);
-    EXPECT_EQ(Connect(*by_password), S_OK);
-    FormsSite forms;
-    m_script.pages = forms.Pages();
-    m_script.pages[0].cookies->insert(m_script.pages[0].cookies->begin(),
-                                      {u"other", u"hidden2", u"127.0.0.1"});
-    const auto by_browser = Account(forms.server);
-    by_browser->SetAuthHeader(u"Cookie: FedAuth=hidden3; rtFa=hidden4\n");
-    by_browser->SetAuthToken(u"hidden5");
-    EXPECT_EQ(Connect(*by_browser), S_OK);
-    m_session->SignOut();
-    std::u16string path = Log::CurrentPath();
-    Log::ApplyPreferences(Log::none, 10);
-    std::replace(path.begin(), path.end(), u'\\', u'/');
-    const std::string bytes = e2e::ReadFile(path);
-    const std::string log = host::ToUtf8(
-        std::u16string(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t)));
-    std::filesystem::remove(path);
+    const std::string log = LogOf(Log::verbose, [&] {
+        LoopbackTestServer basic(BasicSite);
+        m_prompts->answers = {{u"alice", u"hidden1"}, {u"alice", u"secret"}};
+        const auto by_password = Account(basic);
+        EXPECT_EQ(Connect(*by_password), S_OK);
+        FormsSite forms;
+        m_script.pages = forms.Pages();
+        m_script.pages[0].cookies->insert(m_script.pages[0].cookies->begin(),
+                                          {u"other", u"hidden2", u"127.0.0.1"});
+        const auto by_browser = Account(forms.server);
+        by_browser->SetAuthHeader(u"Cookie: FedAuth=hidden3; rtFa=hidden4\n");
+        by_browser->SetAuthToken(u"hidden5");
+        EXPECT_EQ(Connect(*by_browser), S_OK);
+        m_session->SignOut();
+    });
     EXPECT_NE(log.find("AuthenticateWithMicrosoftForms"), std::string::npos);
     EXPECT_NE(log.find("Session::SignOut"), std::string::npos);
     for (const char* secret :

@@ -1,7 +1,7 @@
-// What the preferences decide and ask when a document is opened: every row, against a server.
+// What the preferences decide and ask when a document is opened.
 #include <algorithm>
 
-#include "decisions.h"
+#include "tests/interfaces/decisions.h"
 
 namespace interfaces {
 
@@ -19,21 +19,25 @@ const Shape kAskCheckOut{"sp.msg.askForCheckOutOnOpen",
 
 struct Row {
     std::string what;
-    std::string user;
-    std::string holder;  // who has it checked out before
-    DWORD flags;
-    PreferenceValues preferences;
-    std::optional<host::PromptAnswer> answer;  // none: the prompt is closed
-    std::optional<Shape> prompt;
-    HRESULT result;
-    std::string message;  // a part of it
-    std::string holder_after;
-    PreferenceValues stored;
+    std::string user = "alice";
+    std::string holder = {};  // who has it checked out before
+    DWORD flags = kUserOpen;
+    PreferenceValues preferences = {};
+    std::optional<host::PromptAnswer> answer = {};  // none: the prompt is closed
+    std::optional<Shape> prompt = {};
+    HRESULT result = S_OK;
+    std::string message = {};  // a part of it
+    std::string holder_after = {};
+    PreferenceValues stored = {};
+
+    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.what; }
 };
 
 const std::string kNoRightsPreference = "on_open_without_write_permissions";
 const std::string kNonePreference = "on_open_checked_out_none";
 const std::string kOtherPreference = "on_open_checked_out_other";
+
+class OpenRow : public OpenDecisions, public ::testing::WithParamInterface<Row> {};
 
 std::vector<Row> Rows() {
     const PreferenceValues all_ask{{kNoRightsPreference, "7"},
@@ -43,280 +47,178 @@ std::vector<Row> Rows() {
     const std::string write_text = "for editing as you do not have edit permissions for this file.";
     const std::string check_out_text = "with check out as you do not have edit permissions for this file.";
     return {
-        {"no rights, write", "carol", "", kWrite, all_ask, {}, {}, kNoRights, write_text, "", all_ask},
-        {"no rights, write, other",
-         "carol",
-         "bob",
-         kWrite,
-         all_ask,
-         {},
-         {},
-         kNoRights,
-         write_text,
-         "bob",
-         {}},
-        {"no rights, write, me",
-         "carol",
-         "carol",
-         kWrite,
-         all_ask,
-         {},
-         {},
-         kNoRights,
-         write_text,
-         "carol",
-         {}},
-        {"no rights, write and check-out",
-         "carol",
-         "",
-         kWrite | TMK::AFS_OpenFile_CheckOut,
-         all_ask,
-         {},
-         {},
-         kNoRights,
-         write_text,
-         "",
-         {}},
-        {"no rights, check-out", "carol", "", kCheckOut, all_ask, {}, {}, kNoRights, check_out_text, "", {}},
-        {"no rights, check-out, other",
-         "carol",
-         "bob",
-         kCheckOut,
-         all_ask,
-         {},
-         {},
-         kNoRights,
-         check_out_text,
-         "bob",
-         {}},
-        {"no rights, check-out, me",
-         "carol",
-         "carol",
-         kCheckOut,
-         all_ask,
-         Press("btn.ok"),
-         kWarnNoRights,
-         S_OK,
-         "",
-         "carol",
-         {{kNoRightsPreference, "7"}}},
-        {"no rights, asked",
-         "carol",
-         "",
-         kRead,
-         {{kNoRightsPreference, "1"}},
-         Press("btn.ok"),
-         kWarnNoRights,
-         S_OK,
-         "",
-         "",
-         {{kNoRightsPreference, "1"}}},
-        {"no rights, asked, closed",
-         "carol",
-         "bob",
-         kUserOpen,
-         all_ask,
-         {},
-         kWarnNoRights,
-         S_OK,
-         "",
-         "bob",
-         {{kNoRightsPreference, "7"}}},
-        {"no rights, asked for the last time",
-         "carol",
-         "",
-         kUserOpen,
-         all_ask,
-         Press("btn.ok", true),
-         kWarnNoRights,
-         S_OK,
-         "",
-         "",
-         {{kNoRightsPreference, "6"}, {kNonePreference, "7"}}},
-        {"no rights, not asked",
-         "carol",
-         "",
-         kUserOpen,
-         {{kNoRightsPreference, "6"}, {kNonePreference, "1"}},
-         {},
-         {},
-         S_OK,
-         "",
-         "",
-         {}},
-        {"mine, read", "alice", "alice", kUserOpen, all_ask, {}, {}, S_OK, "", "alice", all_ask},
-        {"mine, write", "alice", "alice", kWrite, all_ask, {}, {}, S_OK, "", "alice", {}},
-        {"mine, check-out", "alice", "alice", kCheckOut, all_ask, {}, {}, S_OK, "", "alice", {}},
-        {"other, write",
-         "alice",
-         "bob",
-         kWrite,
-         all_ask,
-         {},
-         {},
-         kOthersCheckOut,
-         "with check out as it is checked out to the user \"",
-         "bob",
-         {}},
-        {"other, check-out",
-         "alice",
-         "bob",
-         kCheckOut,
-         all_ask,
-         {},
-         {},
-         kOthersCheckOut,
-         "with check out as it is checked out to the user \"",
-         "bob",
-         {}},
-        {"none, write", "alice", "", kWrite, all_ask, {}, {}, S_OK, "", "alice", {}},
-        {"none, check-out", "alice", "", kCheckOut, all_ask, {}, {}, S_OK, "", "alice", {}},
-        {"none, not for a person", "alice", "", kRead, all_ask, {}, {}, S_OK, "", "", {}},
-        {"other, not for a person", "alice", "bob", kRead, all_ask, {}, {}, S_OK, "", "bob", {}},
-        {"no flags read what is there", "alice", "", 0, all_ask, {}, {}, S_OK, "", "", {}},
-        {"other, warned",
-         "alice",
-         "bob",
-         kUserOpen,
-         all_ask,
-         Press("btn.ok"),
-         kWarnOther,
-         S_OK,
-         "",
-         "bob",
-         {{kOtherPreference, "7"}}},
-        {"other, warned for the last time",
-         "alice",
-         "bob",
-         kUserOpen,
-         all_ask,
-         Press("0", true),
-         kWarnOther,
-         S_OK,
-         "",
-         "bob",
-         {{kOtherPreference, "6"}, {kNonePreference, "7"}}},
-        {"other, not warned",
-         "alice",
-         "bob",
-         kUserOpen,
-         {{kOtherPreference, "6"}},
-         {},
-         {},
-         S_OK,
-         "",
-         "bob",
-         {}},
-        {"none, asked, open",
-         "alice",
-         "",
-         kUserOpen,
-         all_ask,
-         Press("sp.btn.open"),
-         kAskCheckOut,
-         S_OK,
-         "",
-         "",
-         {{kNonePreference, "7"}}},
-        {"none, asked, open from now on",
-         "alice",
-         "",
-         kUserOpen,
-         all_ask,
-         Press("sp.btn.open", true),
-         kAskCheckOut,
-         S_OK,
-         "",
-         "",
-         {{kNonePreference, "6"}}},
-        {"none, open from now on leaves other bits",
-         "alice",
-         "",
-         kUserOpen,
-         {{kNonePreference, "9"}},
-         Press("sp.btn.open", true),
-         kAskCheckOut,
-         S_OK,
-         "",
-         "",
-         {{kNonePreference, "8"}}},
-        {"none, asked, check out",
-         "alice",
-         "",
-         kUserOpen,
-         all_ask,
-         Press("sp.btn.openWithCheckOut"),
-         kAskCheckOut,
-         S_OK,
-         "",
-         "alice",
-         {{kNonePreference, "7"}}},
-        {"none, asked, check out from now on",
-         "alice",
-         "",
-         kUserOpen,
-         all_ask,
-         Press("sp.btn.openWithCheckOut", true),
-         kAskCheckOut,
-         S_OK,
-         "",
-         "alice",
-         {{kNonePreference, "14"}}},
-        {"none, asked, cancelled",
-         "alice",
-         "",
-         kUserOpen,
-         all_ask,
-         Press("btn.cancel", true),
-         kAskCheckOut,
-         kCanceled,
-         "",
-         "",
-         {{kNonePreference, "7"}}},
-        {"none, asked, closed",
-         "alice",
-         "",
-         kUserOpen,
-         all_ask,
-         {},
-         kAskCheckOut,
-         kCanceled,
-         "",
-         "",
-         {{kNonePreference, "7"}}},
-        {"none, by preference",
-         "alice",
-         "",
-         kUserOpen,
-         {{kNonePreference, "8"}},
-         {},
-         {},
-         S_OK,
-         "",
-         "alice",
-         {}},
-        {"none, by preference not",
-         "alice",
-         "",
-         kUserOpen,
-         {{kNonePreference, "6"}},
-         {},
-         {},
-         S_OK,
-         "",
-         "",
-         {}},
-        {"none, preference without bits",
-         "alice",
-         "",
-         kUserOpen,
-         {{kNonePreference, "0"}},
-         {},
-         {},
-         S_OK,
-         "",
-         "",
-         {}},
+        {.what = "no rights, write",
+         .user = "carol",
+         .flags = kWrite,
+         .preferences = all_ask,
+         .result = kNoRights,
+         .message = write_text,
+         .stored = all_ask},
+        {.what = "no rights, write, other",
+         .user = "carol",
+         .holder = "bob",
+         .flags = kWrite,
+         .preferences = all_ask,
+         .result = kNoRights,
+         .message = write_text,
+         .holder_after = "bob"},
+        {.what = "no rights, write, me",
+         .user = "carol",
+         .holder = "carol",
+         .flags = kWrite,
+         .preferences = all_ask,
+         .result = kNoRights,
+         .message = write_text,
+         .holder_after = "carol"},
+        {.what = "no rights, write and check-out",
+         .user = "carol",
+         .flags = kWrite | TMK::AFS_OpenFile_CheckOut,
+         .preferences = all_ask,
+         .result = kNoRights,
+         .message = write_text},
+        {.what = "no rights, check-out",
+         .user = "carol",
+         .flags = kCheckOut,
+         .preferences = all_ask,
+         .result = kNoRights,
+         .message = check_out_text},
+        {.what = "no rights, check-out, other",
+         .user = "carol",
+         .holder = "bob",
+         .flags = kCheckOut,
+         .preferences = all_ask,
+         .result = kNoRights,
+         .message = check_out_text,
+         .holder_after = "bob"},
+        {.what = "no rights, check-out, me",
+         .user = "carol",
+         .holder = "carol",
+         .flags = kCheckOut,
+         .preferences = all_ask,
+         .answer = Press("btn.ok"),
+         .prompt = kWarnNoRights,
+         .holder_after = "carol",
+         .stored = {{kNoRightsPreference, "7"}}},
+        {.what = "no rights, asked",
+         .user = "carol",
+         .flags = kRead,
+         .preferences = {{kNoRightsPreference, "1"}},
+         .answer = Press("btn.ok"),
+         .prompt = kWarnNoRights,
+         .stored = {{kNoRightsPreference, "1"}}},
+        {.what = "no rights, asked, closed",
+         .user = "carol",
+         .holder = "bob",
+         .preferences = all_ask,
+         .prompt = kWarnNoRights,
+         .holder_after = "bob",
+         .stored = {{kNoRightsPreference, "7"}}},
+        {.what = "no rights, asked for the last time",
+         .user = "carol",
+         .preferences = all_ask,
+         .answer = Press("btn.ok", true),
+         .prompt = kWarnNoRights,
+         .stored = {{kNoRightsPreference, "6"}, {kNonePreference, "7"}}},
+        {.what = "no rights, not asked",
+         .user = "carol",
+         .preferences = {{kNoRightsPreference, "6"}, {kNonePreference, "1"}}},
+        {.what = "mine, read",
+         .holder = "alice",
+         .preferences = all_ask,
+         .holder_after = "alice",
+         .stored = all_ask},
+        {.what = "mine, write",
+         .holder = "alice",
+         .flags = kWrite,
+         .preferences = all_ask,
+         .holder_after = "alice"},
+        {.what = "mine, check-out",
+         .holder = "alice",
+         .flags = kCheckOut,
+         .preferences = all_ask,
+         .holder_after = "alice"},
+        {.what = "other, write",
+         .holder = "bob",
+         .flags = kWrite,
+         .preferences = all_ask,
+         .result = kOthersCheckOut,
+         .message = "with check out as it is checked out to the user \"",
+         .holder_after = "bob"},
+        {.what = "other, check-out",
+         .holder = "bob",
+         .flags = kCheckOut,
+         .preferences = all_ask,
+         .result = kOthersCheckOut,
+         .message = "with check out as it is checked out to the user \"",
+         .holder_after = "bob"},
+        {.what = "none, write", .flags = kWrite, .preferences = all_ask, .holder_after = "alice"},
+        {.what = "none, check-out", .flags = kCheckOut, .preferences = all_ask, .holder_after = "alice"},
+        {.what = "none, not for a person", .flags = kRead, .preferences = all_ask},
+        {.what = "other, not for a person",
+         .holder = "bob",
+         .flags = kRead,
+         .preferences = all_ask,
+         .holder_after = "bob"},
+        {.what = "no flags read what is there", .flags = 0, .preferences = all_ask},
+        {.what = "other, warned",
+         .holder = "bob",
+         .preferences = all_ask,
+         .answer = Press("btn.ok"),
+         .prompt = kWarnOther,
+         .holder_after = "bob",
+         .stored = {{kOtherPreference, "7"}}},
+        {.what = "other, warned for the last time",
+         .holder = "bob",
+         .preferences = all_ask,
+         .answer = Press("0", true),
+         .prompt = kWarnOther,
+         .holder_after = "bob",
+         .stored = {{kOtherPreference, "6"}, {kNonePreference, "7"}}},
+        {.what = "other, not warned",
+         .holder = "bob",
+         .preferences = {{kOtherPreference, "6"}},
+         .holder_after = "bob"},
+        {.what = "none, asked, open",
+         .preferences = all_ask,
+         .answer = Press("sp.btn.open"),
+         .prompt = kAskCheckOut,
+         .stored = {{kNonePreference, "7"}}},
+        {.what = "none, asked, open from now on",
+         .preferences = all_ask,
+         .answer = Press("sp.btn.open", true),
+         .prompt = kAskCheckOut,
+         .stored = {{kNonePreference, "6"}}},
+        {.what = "none, open from now on leaves other bits",
+         .preferences = {{kNonePreference, "9"}},
+         .answer = Press("sp.btn.open", true),
+         .prompt = kAskCheckOut,
+         .stored = {{kNonePreference, "8"}}},
+        {.what = "none, asked, check out",
+         .preferences = all_ask,
+         .answer = Press("sp.btn.openWithCheckOut"),
+         .prompt = kAskCheckOut,
+         .holder_after = "alice",
+         .stored = {{kNonePreference, "7"}}},
+        {.what = "none, asked, check out from now on",
+         .preferences = all_ask,
+         .answer = Press("sp.btn.openWithCheckOut", true),
+         .prompt = kAskCheckOut,
+         .holder_after = "alice",
+         .stored = {{kNonePreference, "14"}}},
+        {.what = "none, asked, cancelled",
+         .preferences = all_ask,
+         .answer = Press("btn.cancel", true),
+         .prompt = kAskCheckOut,
+         .result = kCanceled,
+         .stored = {{kNonePreference, "7"}}},
+        {.what = "none, asked, closed",
+         .preferences = all_ask,
+         .prompt = kAskCheckOut,
+         .result = kCanceled,
+         .stored = {{kNonePreference, "7"}}},
+        {.what = "none, by preference", .preferences = {{kNonePreference, "8"}}, .holder_after = "alice"},
+        {.what = "none, by preference not", .preferences = {{kNonePreference, "6"}}},
+        {.what = "none, preference without bits", .preferences = {{kNonePreference, "0"}}},
     };
 }
 
@@ -324,39 +226,39 @@ bool IsCheckOutCall(const std::string& request) {
     return request.find("/CheckOut()") != std::string::npos;
 }
 
-TEST_F(OpenDecisions, EveryRow) {
-    for (const Row& row : Rows()) {
-        SCOPED_TRACE(row.what);
-        const std::string document = MakeDocument(row.holder);
-        Editor editor(Server(), row.user, row.preferences);
-        if (row.answer) editor.Answer(row.prompt->id, *row.answer);
-        SetNoRights(row.user == "carol");
-        Server().ClearRequests();
-        const Opened opened = editor.Open(document, row.flags);
-        const auto requests = Server().Requests();
-        EXPECT_EQ(Hex(opened.result), Hex(row.result)) << opened.message;
-        EXPECT_EQ(opened.file != nullptr, SUCCEEDED(row.result));
-        EXPECT_NE(opened.message.find(row.message), std::string::npos) << opened.message;
-        if (!row.message.empty()) {
-            EXPECT_NE(opened.message.find(document), std::string::npos) << opened.message;
-        }
-        const auto prompts = editor.TakePrompts();
-        ASSERT_EQ(prompts.size(), row.prompt ? 1u : 0u);
-        if (row.prompt) {
-            ExpectShape(prompts[0], *row.prompt);
-            EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
-        }
-        EXPECT_EQ(Look(Server(), document).checked_out_by, row.holder_after);
-        const bool is_taken = row.holder_after != row.holder;
-        EXPECT_EQ(std::count_if(requests.begin(), requests.end(), IsCheckOutCall), is_taken ? 1 : 0);
-        for (const auto& [name, value] : row.stored) EXPECT_EQ(editor.Preference(name), value) << name;
-        if (opened.file) {
-            DWORD flags = 0;
-            EXPECT_EQ(opened.file->get_OpenFlags(&flags), S_OK);
-            EXPECT_EQ(flags, row.flags ? row.flags : kRead);
-        }
+TEST_P(OpenRow, OpensAsDecided) {
+    const Row& row = GetParam();
+    const std::string document = MakeDocument(row.holder);
+    Editor editor(Server(), row.user, row.preferences);
+    if (row.answer) editor.Answer(row.prompt->id, *row.answer);
+    SetNoRights(row.user == "carol");
+    Server().ClearRequests();
+    const Opened opened = editor.Open(document, row.flags);
+    const auto requests = Server().Requests();
+    EXPECT_EQ(Hex(opened.result), Hex(row.result)) << opened.message;
+    EXPECT_EQ(opened.file != nullptr, SUCCEEDED(row.result));
+    EXPECT_NE(opened.message.find(row.message), std::string::npos) << opened.message;
+    if (!row.message.empty()) {
+        EXPECT_NE(opened.message.find(document), std::string::npos) << opened.message;
+    }
+    const auto prompts = editor.TakePrompts();
+    ASSERT_EQ(prompts.size(), row.prompt ? 1u : 0u);
+    if (row.prompt) {
+        ExpectShape(prompts[0], *row.prompt);
+        EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
+    }
+    EXPECT_EQ(Server().Look(document).checked_out_by, row.holder_after);
+    const bool is_taken = row.holder_after != row.holder;
+    EXPECT_EQ(std::count_if(requests.begin(), requests.end(), IsCheckOutCall), is_taken ? 1 : 0);
+    for (const auto& [name, value] : row.stored) EXPECT_EQ(editor.Preference(name), value) << name;
+    if (opened.file) {
+        DWORD flags = 0;
+        EXPECT_EQ(opened.file->get_OpenFlags(&flags), S_OK);
+        EXPECT_EQ(flags, row.flags ? row.flags : kRead);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Open, OpenRow, ::testing::ValuesIn(Rows()), RowName());
 
 TEST_F(OpenDecisions, TheWarningAndTheRefusalNameTheHolder) {
     const std::string document = MakeDocument("bob");
@@ -374,21 +276,27 @@ TEST_F(OpenDecisions, DispositionsDecideWhetherThereMustBeADocument) {
     constexpr HRESULT kExists = static_cast<HRESULT>(0x80070050);
     struct Case {
         DWORD flags;
-        HRESULT on_existing;
-        HRESULT on_missing;
-        std::string message;
+        HRESULT on_existing = S_OK;
+        HRESULT on_missing = S_OK;
+        std::string message = {};
     };
     const Case cases[] = {
-        {AFS_OpenFile_Write | AFS_OpenFile_CreateNew, kExists, S_OK, ""},
-        {AFS_OpenFile_Write | AFS_OpenFile_CreateAlways, S_OK, S_OK, ""},
-        {AFS_OpenFile_Write | AFS_OpenFile_OpenExisting, S_OK, kNotFound, ""},
-        {AFS_OpenFile_Write | AFS_OpenFile_OpenAlways, S_OK, S_OK, ""},
-        {AFS_OpenFile_Read | AFS_OpenFile_CreateAlways, E_INVALIDARG, E_INVALIDARG,
-         "Mode CreateAlways can be used only for writing"},
-        {AFS_OpenFile_Read | AFS_OpenFile_CreateNew | AFS_OpenFile_OpenExisting, E_INVALIDARG, E_INVALIDARG,
-         "Multiple create disposition modes are not supported"},
-        {AFS_OpenFile_Write | AFS_OpenFile_OpenAlways | AFS_OpenFile_CreateAlways, E_INVALIDARG, E_INVALIDARG,
-         "Multiple create disposition modes are not supported"},
+        {.flags = AFS_OpenFile_Write | AFS_OpenFile_CreateNew, .on_existing = kExists},
+        {.flags = AFS_OpenFile_Write | AFS_OpenFile_CreateAlways},
+        {.flags = AFS_OpenFile_Write | AFS_OpenFile_OpenExisting, .on_missing = kNotFound},
+        {.flags = AFS_OpenFile_Write | AFS_OpenFile_OpenAlways},
+        {.flags = AFS_OpenFile_Read | AFS_OpenFile_CreateAlways,
+         .on_existing = E_INVALIDARG,
+         .on_missing = E_INVALIDARG,
+         .message = "Mode CreateAlways can be used only for writing"},
+        {.flags = AFS_OpenFile_Read | AFS_OpenFile_CreateNew | AFS_OpenFile_OpenExisting,
+         .on_existing = E_INVALIDARG,
+         .on_missing = E_INVALIDARG,
+         .message = "Multiple create disposition modes are not supported"},
+        {.flags = AFS_OpenFile_Write | AFS_OpenFile_OpenAlways | AFS_OpenFile_CreateAlways,
+         .on_existing = E_INVALIDARG,
+         .on_missing = E_INVALIDARG,
+         .message = "Multiple create disposition modes are not supported"},
     };
     Editor editor(Server(), "alice");
     int number = 0;
@@ -399,7 +307,7 @@ TEST_F(OpenDecisions, DispositionsDecideWhetherThereMustBeADocument) {
         EXPECT_EQ(Hex(there.result), Hex(c.on_existing)) << there.message;
         EXPECT_NE(there.message.find(c.message), std::string::npos) << there.message;
         const bool is_replaced = SUCCEEDED(c.on_existing) && (c.flags & AFS_OpenFile_CreateAlways);
-        EXPECT_EQ(Look(Server(), existing).bytes, is_replaced ? "" : "first");
+        EXPECT_EQ(Server().Look(existing).bytes, is_replaced ? "" : "first");
 
         const std::string missing = "missing " + std::to_string(++number) + ".txt";
         const Opened gone = editor.Open(missing, c.flags);
@@ -420,7 +328,7 @@ TEST_F(OpenDecisions, CreateAlwaysForReadingAsksTheServerNothing) {
     EXPECT_EQ(Server().Requests(), std::vector<std::string>());
 }
 
-// A passing failure of the lookup must not make a document empty.
+// A temporary failure of the lookup must not empty a document.
 TEST_F(OpenDecisions, AFailureOfTheLookupNeverReplacesADocument) {
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice");
@@ -430,7 +338,7 @@ TEST_F(OpenDecisions, AFailureOfTheLookupNeverReplacesADocument) {
         const Opened opened = editor.Open(document, TMK::AFS_OpenFile_Write | disposition);
         Server().ClearFaults();
         EXPECT_TRUE(FAILED(opened.result));
-        EXPECT_EQ(Look(Server(), document).bytes, "first");
+        EXPECT_EQ(Server().Look(document).bytes, "first");
     }
 }
 

@@ -1,4 +1,4 @@
-// The export and what the plug-in says of itself, before a host has set it up.
+// The exported function, and what the plug-in says of itself before Setup.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 

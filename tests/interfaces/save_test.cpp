@@ -1,5 +1,8 @@
 // Saving: the conflict test of reopening, the step after a save, and the check-out command.
-#include "decisions.h"
+#include <cstdlib>
+#include <ctime>
+
+#include "tests/interfaces/decisions.h"
 
 namespace interfaces {
 
@@ -27,70 +30,72 @@ const Shape kAskCheckIn{"sp.msg.checkInDialogMessage",
 
 struct ConflictRow {
     std::string what;
-    bool is_newer;  // bob saved in the meantime
-    std::string preference;
-    std::optional<host::PromptAnswer> answer;  // none: the prompt is closed
-    bool is_asked;
-    HRESULT result;
-    std::string message;
+    bool is_newer = false;  // bob saved in the meantime
+    std::string preference = "1";
+    std::optional<host::PromptAnswer> answer = {};  // none: the prompt is closed
+    bool is_asked = false;
+    HRESULT result = S_OK;
+    std::string message = {};
+
+    friend void PrintTo(const ConflictRow& row, std::ostream* out) { *out << row.what; }
 };
 
-TEST_F(Saving, ANewerServerVersionIsAConflictByPreference) {
-    const std::vector<ConflictRow> rows = {
-        {"same version", false, "1", {}, false, S_OK, ""},
-        {"same version, cancel by preference", false, "0", {}, false, S_OK, ""},
-        {"newer, overwrite", true, "1", Press("sp.btn.overwrite"), true, S_OK, ""},
-        {"newer, cancel", true, "1", Press("sp.btn.cancelSaving"), true, kCanceled, ""},
-        {"newer, closed", true, "1", {}, true, kCanceled, ""},
-        {"newer, cancel by preference",
-         true,
-         "0",
-         {},
-         false,
-         kOutdated,
-         "but the server contains newer changes, made at"},
-        {"newer, overwrite by preference", true, "32", {}, false, S_OK, ""},
-        {"newer, overwrite goes before asking", true, "33", {}, false, S_OK, ""},
-    };
-    for (const ConflictRow& row : rows) {
-        SCOPED_TRACE(row.what);
-        const std::string document = MakeDocument();
-        Editor editor(Server(), "alice", {{kConflict, row.preference}});
-        if (row.answer) editor.Answer(kAskOverwrite.id, *row.answer);
-        const auto file = OpenToRead(editor, document).file;
-        if (row.is_newer) Server().WriteAs("bob", document, "by bob");
-        EXPECT_EQ(Hex(file->Reopen(kWrite, editor.details(), nullptr)), Hex(row.result));
-        const std::string message = editor.TakeMessage();
-        EXPECT_NE(message.find(row.message), std::string::npos) << message;
-        const auto prompts = editor.TakePrompts();
-        ASSERT_EQ(prompts.size(), row.is_asked ? 1u : 0u);
-        if (row.is_asked) {
-            ExpectShape(prompts[0], kAskOverwrite);
-            EXPECT_NE(prompts[0].text.find("recently changed on the server by "), std::string::npos);
-        }
-        EXPECT_EQ(editor.Preference(kConflict), row.preference);
-        EXPECT_EQ(Look(Server(), document).checked_out_by, row.result == S_OK ? "alice" : "");
-        DWORD flags = 0;
-        EXPECT_EQ(file->get_OpenFlags(&flags), S_OK);
-        EXPECT_EQ(flags, row.result == S_OK ? kWrite : kRead);
-        EXPECT_EQ(Look(Server(), document).bytes, row.is_newer ? "by bob" : "first");
-        if (row.result == S_OK) {
-            Save(file.get(), "by alice");
-            EXPECT_EQ(Look(Server(), document).bytes, "by alice");
-        }
+const ConflictRow kConflictRows[] = {
+    {.what = "same version"},
+    {.what = "same version, cancel by preference", .preference = "0"},
+    {.what = "newer, overwrite", .is_newer = true, .answer = Press("sp.btn.overwrite"), .is_asked = true},
+    {.what = "newer, cancel",
+     .is_newer = true,
+     .answer = Press("sp.btn.cancelSaving"),
+     .is_asked = true,
+     .result = kCanceled},
+    {.what = "newer, closed", .is_newer = true, .is_asked = true, .result = kCanceled},
+    {.what = "newer, cancel by preference",
+     .is_newer = true,
+     .preference = "0",
+     .result = kOutdated,
+     .message = "but the server contains newer changes, made at"},
+    {.what = "newer, overwrite by preference", .is_newer = true, .preference = "32"},
+    {.what = "newer, overwrite goes before asking", .is_newer = true, .preference = "33"},
+};
+
+class ConflictByPreference : public Saving, public ::testing::WithParamInterface<ConflictRow> {};
+
+TEST_P(ConflictByPreference, AsksOrDecides) {
+    const ConflictRow& row = GetParam();
+    const std::string document = MakeDocument();
+    Editor editor(Server(), "alice", {{kConflict, row.preference}});
+    if (row.answer) editor.Answer(kAskOverwrite.id, *row.answer);
+    const auto file = OpenToRead(editor, document).file;
+    if (row.is_newer) Server().WriteAs("bob", document, "by bob");
+    EXPECT_EQ(Hex(file->Reopen(kWrite, editor.details(), nullptr)), Hex(row.result));
+    const std::string message = editor.TakeMessage();
+    EXPECT_NE(message.find(row.message), std::string::npos) << message;
+    const auto prompts = editor.TakePrompts();
+    ASSERT_EQ(prompts.size(), row.is_asked ? 1u : 0u);
+    if (row.is_asked) {
+        ExpectShape(prompts[0], kAskOverwrite);
+        EXPECT_NE(prompts[0].text.find("recently changed on the server by "), std::string::npos);
+    }
+    EXPECT_EQ(editor.Preference(kConflict), row.preference);
+    EXPECT_EQ(Server().Look(document).checked_out_by, row.result == S_OK ? "alice" : "");
+    DWORD flags = 0;
+    EXPECT_EQ(file->get_OpenFlags(&flags), S_OK);
+    EXPECT_EQ(flags, row.result == S_OK ? kWrite : kRead);
+    EXPECT_EQ(Server().Look(document).bytes, row.is_newer ? "by bob" : "first");
+    if (row.result == S_OK) {
+        Save(file.get(), "by alice");
+        EXPECT_EQ(Server().Look(document).bytes, "by alice");
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Save, ConflictByPreference, ::testing::ValuesIn(kConflictRows), RowName());
 
 TEST_F(Saving, AnOlderServerTimeIsNoConflict) {
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kConflict, "0"}});
     const auto file = OpenToRead(editor, document).file;
-    const auto answer =
-        e2e::Http({.method = "POST",
-                   .url = Server().Origin() + "/_dev/write?user=bob&modified=2001-02-03T04:05:06Z&path=" +
-                          e2e::Escape(e2e::DevServer::PathOf(document)),
-                   .body = "an old one"});
-    ASSERT_EQ(answer.status, 200) << answer.body;
+    Server().AdminFor("write", "bob&modified=2001-02-03T04:05:06Z", document, "an old one");
     EXPECT_EQ(file->Reopen(kWrite, nullptr, nullptr), S_OK);
 }
 
@@ -103,53 +108,70 @@ TEST_F(Saving, TheUsersOwnSaveIsNoConflict) {
         Save(file.get(), bytes);
         ASSERT_EQ(editor.Exec(file.get(), u"PerformAfterSave"), S_OK) << editor.TakeMessage();
         ASSERT_EQ(file->Reopen(kRead, editor.details(), nullptr), S_OK) << editor.TakeMessage();
-        EXPECT_EQ(Look(Server(), document).bytes, bytes);
+        EXPECT_EQ(Server().Look(document).bytes, bytes);
     }
-    EXPECT_EQ(Look(Server(), document).version, "3.0");
+    EXPECT_EQ(Server().Look(document).version, "3.0");
 }
 
-TEST_F(Saving, ReopeningLooksAtTheCheckOutOfNow) {
-    struct Case {
-        std::string what, user, holder, after_save;
-        DWORD flags;
-        HRESULT result;
-        std::string message, holder_after;
-        bool keeps;
-    };
-    const std::string not_mine = "You cannot save this file to SharePoint unless it is checked out to you";
-    const Case cases[] = {
-        {"nobody's, not kept", "alice", "", "16", kWrite, S_OK, "", "alice", false},
-        {"nobody's, kept", "alice", "", "24", kWrite, S_OK, "", "alice", true},
-        {"nobody's, check-out only", "alice", "", "8", kCheckOut, S_OK, "", "alice", true},
-        {"mine", "alice", "alice", "16", kWrite, S_OK, "", "alice", true},
-        {"other's", "alice", "bob", "16", kWrite, kOthersCheckOut, not_mine, "bob", true},
-        {"other's, to read", "alice", "bob", "16", kRead, S_OK, "", "bob", true},
-        {"nobody's, to read", "alice", "", "16", kRead, S_OK, "", "", true},
-        {"no rights, write", "carol", "", "16", kWrite, kNoRights,
-         "to SharePoint as you do not have edit permissions for this file.", "", true},
-        {"no rights, check-out goes before write", "carol", "", "16", kWrite | TMK::AFS_OpenFile_CheckOut,
-         kNoRights, "must be checked out before it is saved, but you do not have edit permissions", "", true},
-        {"no rights, to read", "carol", "", "16", kRead, S_OK, "", "", true},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        SetNoRights(false);
-        const std::string document = MakeDocument();
-        Editor editor(Server(), c.user, {{kAfterSave, c.after_save}});
-        const auto file = OpenToRead(editor, document).file;
-        if (!c.holder.empty()) Admin(Server(), "checkout", document, c.holder);
-        SetNoRights(c.user == "carol");
-        EXPECT_EQ(Hex(file->Reopen(c.flags, editor.details(), nullptr)), Hex(c.result));
-        const std::string message = editor.TakeMessage();
-        EXPECT_NE(message.find(c.message), std::string::npos) << message;
-        if (c.result == kOthersCheckOut) {
-            EXPECT_NE(message.find("bob"), std::string::npos) << message;
-        }
-        EXPECT_EQ(Look(Server(), document).checked_out_by, c.holder_after);
-        EXPECT_EQ(KeepCheckedOut(file.get()), c.keeps);
-        EXPECT_TRUE(editor.TakePrompts().empty());
+struct ReopenRow {
+    std::string what;
+    std::string user = "alice";
+    std::string holder = {};  // since the opening
+    std::string after_save = "16";
+    DWORD flags = kWrite;
+    HRESULT result = S_OK;
+    std::string message = {};
+    std::string holder_after = {};
+    bool keeps = true;
+
+    friend void PrintTo(const ReopenRow& row, std::ostream* out) { *out << row.what; }
+};
+
+const ReopenRow kReopenRows[] = {
+    {.what = "nobody's, not kept", .holder_after = "alice", .keeps = false},
+    {.what = "nobody's, kept", .after_save = "24", .holder_after = "alice"},
+    {.what = "nobody's, check-out only", .after_save = "8", .flags = kCheckOut, .holder_after = "alice"},
+    {.what = "mine", .holder = "alice", .holder_after = "alice"},
+    {.what = "other's",
+     .holder = "bob",
+     .result = kOthersCheckOut,
+     .message = "You cannot save this file to SharePoint unless it is checked out to you",
+     .holder_after = "bob"},
+    {.what = "other's, to read", .holder = "bob", .flags = kRead, .holder_after = "bob"},
+    {.what = "nobody's, to read", .flags = kRead},
+    {.what = "no rights, write",
+     .user = "carol",
+     .result = kNoRights,
+     .message = "to SharePoint as you do not have edit permissions for this file."},
+    {.what = "no rights, check-out goes before write",
+     .user = "carol",
+     .flags = kWrite | TMK::AFS_OpenFile_CheckOut,
+     .result = kNoRights,
+     .message = "must be checked out before it is saved, but you do not have edit permissions"},
+    {.what = "no rights, to read", .user = "carol", .flags = kRead},
+};
+
+class ReopenByCheckOut : public Saving, public ::testing::WithParamInterface<ReopenRow> {};
+
+TEST_P(ReopenByCheckOut, ReopensOrRefuses) {
+    const ReopenRow& c = GetParam();
+    const std::string document = MakeDocument();
+    Editor editor(Server(), c.user, {{kAfterSave, c.after_save}});
+    const auto file = OpenToRead(editor, document).file;
+    if (!c.holder.empty()) Server().CheckOutAs(c.holder, document);
+    SetNoRights(c.user == "carol");
+    EXPECT_EQ(Hex(file->Reopen(c.flags, editor.details(), nullptr)), Hex(c.result));
+    const std::string message = editor.TakeMessage();
+    EXPECT_NE(message.find(c.message), std::string::npos) << message;
+    if (c.result == kOthersCheckOut) {
+        EXPECT_NE(message.find("bob"), std::string::npos) << message;
     }
+    EXPECT_EQ(Server().Look(document).checked_out_by, c.holder_after);
+    EXPECT_EQ(KeepCheckedOut(file.get()), c.keeps);
+    EXPECT_TRUE(editor.TakePrompts().empty());
 }
+
+INSTANTIATE_TEST_SUITE_P(Save, ReopenByCheckOut, ::testing::ValuesIn(kReopenRows), RowName());
 
 TEST_F(Saving, ReopeningAGoneDocumentFails) {
     const std::string document = MakeDocument();
@@ -158,7 +180,7 @@ TEST_F(Saving, ReopeningAGoneDocumentFails) {
     ASSERT_EQ(Server()
                   .Rest("bob", "DELETE",
                         "/_api/web/GetFileByServerRelativePath(decodedurl='" +
-                            e2e::Escape(e2e::DevServer::PathOf(document)) + "')")
+                            Escape(DevServer::PathOf(document)) + "')")
                   .status,
               200);
     EXPECT_EQ(Hex(file->Reopen(kWrite, nullptr, nullptr)), Hex(kNotFound));
@@ -168,50 +190,86 @@ TEST_F(Saving, ReopeningAGoneDocumentFails) {
 struct AfterSaveRow {
     std::string what;
     std::string preference;
-    std::optional<host::PromptAnswer> answer;
-    bool is_asked;
-    bool kept;
-    std::string version;  // empty: not checked in
+    std::optional<host::PromptAnswer> answer = {};
+    bool is_asked = false;
+    bool is_kept = true;
+    std::string version = {};  // empty: not checked in
     std::string stored;
+
+    friend void PrintTo(const AfterSaveRow& row, std::ostream* out) { *out << row.what; }
 };
 
-TEST_F(Saving, WhatFollowsASaveIsByPreference) {
-    const std::vector<AfterSaveRow> rows = {
-        {"nothing", "0", {}, false, true, "", "0"},
-        {"keep", "8", {}, false, true, "", "8"},
-        {"check in", "16", {}, false, false, "1.0", "16"},
-        {"check in and keep", "24", {}, false, true, "", "24"},
-        {"asked, check in", "1", Press("sp.btn.checkIn"), true, false, "1.0", "1"},
-        {"asked, check in from now on", "1", Press("sp.btn.checkIn", true), true, false, "1.0", "16"},
-        {"asked, check in and keep", "1", Press("sp.btn.checkInAndKeepCkeckedOut"), true, true, "", "1"},
-        {"asked, check in and keep from now on", "1", Press("sp.btn.checkInAndKeepCkeckedOut", true), true,
-         true, "", "24"},
-        {"asked, keep", "1", Press("sp.btn.keepCkeckedOut"), true, true, "", "1"},
-        {"asked, keep from now on", "1", Press("sp.btn.keepCkeckedOut", true), true, true, "", "8"},
-        {"asking goes before checking in", "25", {}, true, true, "", "25"},
-        {"the stored bits are added", "17", Press("sp.btn.keepCkeckedOut", true), true, true, "", "24"},
-    };
-    for (const AfterSaveRow& row : rows) {
-        SCOPED_TRACE(row.what);
-        const std::string document = MakeDocument();
-        Editor editor(Server(), "alice", {{kAfterSave, row.preference}});
-        if (row.answer) editor.Answer(kAskCheckIn.id, *row.answer);
-        const auto file = editor.Open(document, kWrite).file;
-        ASSERT_TRUE(file);
-        Save(file.get(), "second");
-        EXPECT_EQ(editor.Exec(file.get(), u"performAFTERsave"), S_OK) << editor.TakeMessage();
-        const auto prompts = editor.TakePrompts();
-        ASSERT_EQ(prompts.size(), row.is_asked ? 1u : 0u);
-        if (row.is_asked) ExpectShape(prompts[0], kAskCheckIn);
-        const ServerDocument after = Look(Server(), document);
-        EXPECT_EQ(after.checked_out_by, row.kept ? "alice" : "");
-        EXPECT_EQ(after.bytes, "second");
-        if (!row.version.empty()) {
-            EXPECT_EQ(after.version, row.version);
-        }
-        EXPECT_EQ(editor.Preference(kAfterSave), row.stored);
+const AfterSaveRow kAfterSaveRows[] = {
+    {.what = "nothing", .preference = "0", .stored = "0"},
+    {.what = "keep", .preference = "8", .stored = "8"},
+    {.what = "check in", .preference = "16", .is_kept = false, .version = "1.0", .stored = "16"},
+    {.what = "check in and keep", .preference = "24", .stored = "24"},
+    {.what = "asked, check in",
+     .preference = "1",
+     .answer = Press("sp.btn.checkIn"),
+     .is_asked = true,
+     .is_kept = false,
+     .version = "1.0",
+     .stored = "1"},
+    {.what = "asked, check in from now on",
+     .preference = "1",
+     .answer = Press("sp.btn.checkIn", true),
+     .is_asked = true,
+     .is_kept = false,
+     .version = "1.0",
+     .stored = "16"},
+    {.what = "asked, check in and keep",
+     .preference = "1",
+     .answer = Press("sp.btn.checkInAndKeepCkeckedOut"),
+     .is_asked = true,
+     .stored = "1"},
+    {.what = "asked, check in and keep from now on",
+     .preference = "1",
+     .answer = Press("sp.btn.checkInAndKeepCkeckedOut", true),
+     .is_asked = true,
+     .stored = "24"},
+    {.what = "asked, keep",
+     .preference = "1",
+     .answer = Press("sp.btn.keepCkeckedOut"),
+     .is_asked = true,
+     .stored = "1"},
+    {.what = "asked, keep from now on",
+     .preference = "1",
+     .answer = Press("sp.btn.keepCkeckedOut", true),
+     .is_asked = true,
+     .stored = "8"},
+    {.what = "asking goes before checking in", .preference = "25", .is_asked = true, .stored = "25"},
+    {.what = "the stored bits are added",
+     .preference = "17",
+     .answer = Press("sp.btn.keepCkeckedOut", true),
+     .is_asked = true,
+     .stored = "24"},
+};
+
+class AfterSaveByPreference : public Saving, public ::testing::WithParamInterface<AfterSaveRow> {};
+
+TEST_P(AfterSaveByPreference, ChecksInOrKeeps) {
+    const AfterSaveRow& row = GetParam();
+    const std::string document = MakeDocument();
+    Editor editor(Server(), "alice", {{kAfterSave, row.preference}});
+    if (row.answer) editor.Answer(kAskCheckIn.id, *row.answer);
+    const auto file = editor.Open(document, kWrite).file;
+    ASSERT_TRUE(file);
+    Save(file.get(), "second");
+    EXPECT_EQ(editor.Exec(file.get(), u"performAFTERsave"), S_OK) << editor.TakeMessage();
+    const auto prompts = editor.TakePrompts();
+    ASSERT_EQ(prompts.size(), row.is_asked ? 1u : 0u);
+    if (row.is_asked) ExpectShape(prompts[0], kAskCheckIn);
+    const StoredDocument after = Server().Look(document);
+    EXPECT_EQ(after.checked_out_by, row.is_kept ? "alice" : "");
+    EXPECT_EQ(after.bytes, "second");
+    if (!row.version.empty()) {
+        EXPECT_EQ(after.version, row.version);
     }
+    EXPECT_EQ(editor.Preference(kAfterSave), row.stored);
 }
+
+INSTANTIATE_TEST_SUITE_P(Save, AfterSaveByPreference, ::testing::ValuesIn(kAfterSaveRows), RowName());
 
 // After a check-in there is nothing left to check in: the close asks the other question.
 TEST_F(Saving, ACheckInEndsTheNeedForOne) {
@@ -238,7 +296,7 @@ TEST_F(Saving, TheCheckInCommandNeverKeepsTheCheckOut) {
     ASSERT_TRUE(file);
     Save(file.get(), "second");
     EXPECT_EQ(editor.Exec(file.get(), u"CHECKIN"), S_OK) << editor.TakeMessage();
-    const ServerDocument after = Look(Server(), document);
+    const StoredDocument after = Server().Look(document);
     EXPECT_EQ(after.checked_out_by, "");
     EXPECT_EQ(after.version, "0.2");
     EXPECT_EQ(after.comment, "done");
@@ -246,82 +304,106 @@ TEST_F(Saving, TheCheckInCommandNeverKeepsTheCheckOut) {
     EXPECT_FALSE(editor.TakeMessage().empty());
 }
 
-class CheckOutCommand : public Saving {
-protected:
-    struct Case {
-        std::string what;
-        bool is_newer;
-        bool is_modified;
-        std::optional<host::PromptAnswer> answer;
-        bool is_asked;
-        bool is_taken;
-        int reloads;
-    };
+class CheckOutCommand : public Saving {};
+
+struct CheckOutRow {
+    std::string what;
+    bool is_newer = false;
+    bool is_modified = false;  // in the editor
+    std::optional<host::PromptAnswer> answer = {};
+    bool is_asked = false;
+    bool is_taken = true;
+    int reloads = 0;
+
+    friend void PrintTo(const CheckOutRow& row, std::ostream* out) { *out << row.what; }
 };
 
-TEST_F(CheckOutCommand, AsksAboutANewerServerVersion) {
-    const Case cases[] = {
-        {"same version", false, false, {}, false, true, 0},
-        {"newer, reload", true, false, Press("sp.btn.reloadAndCheckOut"), true, true, 1},
-        {"newer, cancel", true, false, Press("sp.btn.cancelCheckOut"), true, false, 0},
-        {"newer, closed", true, false, {}, true, false, 0},
-        {"newer and modified here, reload", true, true, Press("sp.btn.reloadLostYourChangesAndCheckOut"),
-         true, true, 1},
-        {"newer and modified here, cancel", true, true, Press("sp.btn.cancelOutdatedCheckOut"), true, false,
-         0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        const std::string document = MakeDocument();
-        Editor editor(Server(), "alice");
-        const Shape shape =
-            c.is_modified
-                ? Shape{"sp.msg.outdatedModifiedFileOnCheckout.question",
-                        kWarning,
-                        {"sp.btn.reloadLostYourChangesAndCheckOut", "sp.btn.cancelOutdatedCheckOut"},
-                        1,
-                        ""}
-                : Shape{"sp.msg.outdatedFileOnCheckout.question",
-                        kQuestion,
-                        {"sp.btn.reloadAndCheckOut", "sp.btn.cancelCheckOut"},
-                        1,
-                        ""};
-        if (c.answer) editor.Answer(shape.id, *c.answer);
-        const auto file = OpenToRead(editor, document).file;
-        int reloads = 0;
-        const auto shown = host::Make<host::Document>(file, [&] {
-            ++reloads;
-            return S_OK;
-        });
-        shown->SetModified(c.is_modified);
-        editor.host().documents().Add(shown);
-        if (c.is_newer) Server().WriteAs("bob", document, "by bob");
-        EXPECT_EQ(editor.Exec(file.get(), u"CheckOut"), S_OK) << editor.TakeMessage();
-        const auto prompts = editor.TakePrompts();
-        ASSERT_EQ(prompts.size(), c.is_asked ? 1u : 0u);
-        if (c.is_asked) {
-            ExpectShape(prompts[0], shape);
-        }
-        EXPECT_EQ(Look(Server(), document).checked_out_by, c.is_taken ? "alice" : "");
-        EXPECT_EQ(reloads, c.reloads);
-        editor.host().documents().Remove(shown.get());
+class CheckOutOfANewerVersion : public Saving, public ::testing::WithParamInterface<CheckOutRow> {};
+
+const CheckOutRow kCheckOutRows[] = {
+    {.what = "same version"},
+    {.what = "newer, reload",
+     .is_newer = true,
+     .answer = Press("sp.btn.reloadAndCheckOut"),
+     .is_asked = true,
+     .reloads = 1},
+    {.what = "newer, cancel",
+     .is_newer = true,
+     .answer = Press("sp.btn.cancelCheckOut"),
+     .is_asked = true,
+     .is_taken = false},
+    {.what = "newer, closed", .is_newer = true, .is_asked = true, .is_taken = false},
+    {.what = "newer and modified here, reload",
+     .is_newer = true,
+     .is_modified = true,
+     .answer = Press("sp.btn.reloadLostYourChangesAndCheckOut"),
+     .is_asked = true,
+     .reloads = 1},
+    {.what = "newer and modified here, cancel",
+     .is_newer = true,
+     .is_modified = true,
+     .answer = Press("sp.btn.cancelOutdatedCheckOut"),
+     .is_asked = true,
+     .is_taken = false},
+};
+
+TEST_P(CheckOutOfANewerVersion, Asks) {
+    const CheckOutRow& c = GetParam();
+    const std::string document = MakeDocument();
+    Editor editor(Server(), "alice");
+    const Shape shape =
+        c.is_modified ? Shape{"sp.msg.outdatedModifiedFileOnCheckout.question",
+                              kWarning,
+                              {"sp.btn.reloadLostYourChangesAndCheckOut", "sp.btn.cancelOutdatedCheckOut"},
+                              1,
+                              ""}
+                      : Shape{"sp.msg.outdatedFileOnCheckout.question",
+                              kQuestion,
+                              {"sp.btn.reloadAndCheckOut", "sp.btn.cancelCheckOut"},
+                              1,
+                              ""};
+    if (c.answer) editor.Answer(shape.id, *c.answer);
+    const auto file = OpenToRead(editor, document).file;
+    int reloads = 0;
+    const auto shown = host::Make<host::Document>(file, [&] {
+        ++reloads;
+        return S_OK;
+    });
+    shown->SetModified(c.is_modified);
+    editor.host().documents().Add(shown);
+    if (c.is_newer) Server().WriteAs("bob", document, "by bob");
+    EXPECT_EQ(editor.Exec(file.get(), u"CheckOut"), S_OK) << editor.TakeMessage();
+    const auto prompts = editor.TakePrompts();
+    ASSERT_EQ(prompts.size(), c.is_asked ? 1u : 0u);
+    if (c.is_asked) {
+        ExpectShape(prompts[0], shape);
     }
+    EXPECT_EQ(Server().Look(document).checked_out_by, c.is_taken ? "alice" : "");
+    EXPECT_EQ(reloads, c.reloads);
+    editor.host().documents().Remove(shown.get());
 }
+
+INSTANTIATE_TEST_SUITE_P(Save, CheckOutOfANewerVersion, ::testing::ValuesIn(kCheckOutRows), RowName());
 
 TEST_F(CheckOutCommand, RefusalsLeaveEverythingAsItWas) {
     struct Refusal {
-        std::string user, holder;
+        std::string user;
+        std::string holder = {};
         LPCWSTR command;
-        HRESULT result;
+        HRESULT result = E_FAIL;
         std::string message;
     };
     const Refusal refusals[] = {
-        {"carol", "", u"CheckOut", kNoRights, "You cannot check out the file"},
-        {"alice", "bob", u"CheckOut", E_FAIL, "failed to check out."},
-        {"alice", "bob", u"DiscardCheckOut", E_FAIL, "HTTP 423"},
-        {"alice", "bob", u"CheckIn", E_FAIL, "HTTP 423"},
+        {.user = "carol",
+         .command = u"CheckOut",
+         .result = kNoRights,
+         .message = "You cannot check out the file"},
+        {.user = "alice", .holder = "bob", .command = u"CheckOut", .message = "failed to check out."},
+        {.user = "alice", .holder = "bob", .command = u"DiscardCheckOut", .message = "HTTP 423"},
+        {.user = "alice", .holder = "bob", .command = u"CheckIn", .message = "HTTP 423"},
     };
     for (const Refusal& r : refusals) {
+        SCOPED_TRACE(r.message);
         const std::string document = MakeDocument(r.holder);
         Editor editor(Server(), r.user);
         const auto file = OpenToRead(editor, document).file;
@@ -330,7 +412,7 @@ TEST_F(CheckOutCommand, RefusalsLeaveEverythingAsItWas) {
         SetNoRights(false);
         const std::string message = editor.TakeMessage();
         EXPECT_NE(message.find(r.message), std::string::npos) << message;
-        EXPECT_EQ(Look(Server(), document).checked_out_by, r.holder);
+        EXPECT_EQ(Server().Look(document).checked_out_by, r.holder);
     }
 }
 
@@ -341,14 +423,14 @@ TEST_F(CheckOutCommand, DiscardsBackToTheCheckedInVersion) {
     ASSERT_TRUE(file);
     Save(file.get(), "thrown away");
     EXPECT_EQ(editor.Exec(file.get(), u"discardcheckout"), S_OK) << editor.TakeMessage();
-    const ServerDocument after = Look(Server(), document);
+    const StoredDocument after = Server().Look(document);
     EXPECT_EQ(after.bytes, "first");
     EXPECT_EQ(after.version, "0.1");
     EXPECT_EQ(after.checked_out_by, "");
 }
 
 TEST(ForcedCheckOut, ADocumentThatWasNeverCheckedInCannotBeDiscarded) {
-    const e2e::DevServer server({"--force-checkout"});
+    const DevServer server({"--force-checkout"});
     Editor editor(server, "alice");
     const Opened opened = editor.Open("new.txt", TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_CreateAlways);
     ASSERT_EQ(opened.result, S_OK) << opened.message;
@@ -357,26 +439,56 @@ TEST(ForcedCheckOut, ADocumentThatWasNeverCheckedInCannotBeDiscarded) {
     EXPECT_NE(message.find("failed to discard checkout because there is no checked in version"),
               std::string::npos)
         << message;
-    EXPECT_EQ(Look(server, "new.txt").checked_out_by, "alice");
+    EXPECT_EQ(server.Look("new.txt").checked_out_by, "alice");
+}
+
+// The zone of this program for as long as the object lives.
+class Zone {
+public:
+    explicit Zone(const char* name) {
+        setenv("TZ", name, 1);
+        tzset();
+    }
+    ~Zone() {
+        unsetenv("TZ");
+        tzset();
+    }
+    Zone(const Zone&) = delete;
+    Zone& operator=(const Zone&) = delete;
+};
+
+TEST_F(Saving, AConflictIsToldWithTheServersTimeInTheUsersZone) {
+    const Zone zone("ABC-5:30");
+    const std::string document = MakeDocument();
+    Editor asking(Server(), "alice", {{kConflict, "1"}});
+    Editor refusing(Server(), "alice", {{kConflict, "0"}});
+    const auto asked = OpenToRead(asking, document).file;
+    const auto refused = OpenToRead(refusing, document).file;
+    Server().AdminFor("write", "bob&modified=2031-01-15T20:04:06Z", document, "by bob");
+    EXPECT_EQ(asked->Reopen(kWrite, nullptr, nullptr), kCanceled);
+    const auto prompts = asking.TakePrompts();
+    ASSERT_EQ(prompts.size(), 1u);
+    EXPECT_EQ(refused->Reopen(kWrite, refusing.details(), nullptr), kOutdated);
+    for (const std::string& text : {prompts[0].text, refusing.TakeMessage()}) {
+        EXPECT_NE(text.find("1:34:06"), std::string::npos) << text;
+        EXPECT_NE(text.find("16"), std::string::npos) << "it is the next day there: " << text;
+    }
 }
 
 TEST(RequiredColumns, ACheckInWithoutThemSaysWhatIsMissing) {
-    const e2e::DevServer server;
-    Upload(server, "alice", "a.txt", "first");
+    const DevServer server;
+    server.Upload("alice", "a.txt", "first");
     Editor editor(server, "alice");
     const Opened opened = editor.Open("a.txt", kWrite);
     ASSERT_EQ(opened.result, S_OK) << opened.message;
-    const auto column = e2e::Http({.method = "POST",
-                                   .url = server.Origin() + "/_dev/column",
-                                   .body = R"({"name": "Owner1", "type": "Text", "required": true})"});
-    ASSERT_EQ(column.status, 200) << column.body;
+    server.Admin("column", R"({"name": "Owner1", "type": "Text", "required": true})");
     EXPECT_EQ(Hex(editor.Exec(opened.file.get(), u"CheckIn")), Hex(E_FAIL));
     EXPECT_NE(editor.TakeMessage().find("Some required properties are not filled out for the document."),
               std::string::npos);
     const auto prompts = editor.TakePrompts();
     ASSERT_EQ(prompts.size(), 1u);
     ExpectShape(prompts[0], {"sp.msg.CheckInRequiredProperties", kWarning, {"btn.ok"}, 0, ""});
-    EXPECT_EQ(Look(server, "a.txt").checked_out_by, "alice");
+    EXPECT_EQ(server.Look("a.txt").checked_out_by, "alice");
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 
 #include "testing/client.h"
 #include "testing/open_handles.h"
-#include "testing/raw_server.h"
+#include "tests/support/raw_server.h"
 
 namespace testing_support {
 namespace {

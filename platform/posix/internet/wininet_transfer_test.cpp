@@ -6,7 +6,7 @@
 #include <numeric>
 
 #include "testing/client.h"
-#include "testing/raw_server.h"
+#include "tests/support/raw_server.h"
 
 namespace testing_support {
 namespace {

@@ -9,8 +9,8 @@
 #include "sharepoint/legacy/front_page.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/reading.h"
-#include "sharepoint/tests/replay_captures.h"
 #include "sharepoint/tests/site_test_fixture.h"
+#include "tests/support/replay_captures.h"
 
 namespace {
 

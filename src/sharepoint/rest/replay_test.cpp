@@ -7,8 +7,8 @@
 
 #include "sharepoint/rest/file_info.h"
 #include "sharepoint/rest/protocol.h"
-#include "sharepoint/tests/replay_captures.h"
 #include "sharepoint/tests/site_test_fixture.h"
+#include "tests/support/replay_captures.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
-// A host for tests whose browser follows a script: each page brings its cookies, and the person behind it
-// goes on to the next page or, after the last one, closes the window. Main thread.
+// A host for tests whose browser follows a script: each page brings its
+// cookies, and the person behind it goes on to the next page or, after the last
+// one, closes the window. Main thread.
 #pragma once
 
 #include <deque>
@@ -11,6 +12,7 @@
 #include "base/scaffolding.h"
 #include "hostapi/itmk.h"
 #include "platform/webview2.h"
+#include "tests/support/plugin/forwarding_host.h"
 
 struct ScriptedCookie {
     std::u16string name;
@@ -130,8 +132,9 @@ public:
         return m_script.has_settings ? S_OK : E_FAIL;
     }
     HRESULT get_Source(LPWSTR* out) override { return GiveText(Page().url, out); }
-    HRESULT add_NavigationCompleted(ICoreWebView2NavigationCompletedEventHandler* handler,
-                                    EventRegistrationToken*) override {
+    HRESULT
+    add_NavigationCompleted(ICoreWebView2NavigationCompletedEventHandler* handler,
+                            EventRegistrationToken*) override {
         m_handler = ComPtr(handler);
         return S_OK;
     }
@@ -282,14 +285,15 @@ private:
 
 }  // namespace scripted
 
-// Everything but the windows, the browser and the main thread goes to another host, if there is one.
-class ScriptedHost final : public cCoClassUnknownT<ScriptedHost, TMK::ITMK_Inst> {
+// Everything but the windows, the browser and the main thread goes to another
+// host, if there is one.
+class ScriptedHost final : public testing_support::ForwardingHost {
 public:
     explicit ScriptedHost(BrowserScript& script, TMK::ITMK_Inst* base = nullptr)
-        : m_script(script), m_base(base) {}
+        : ForwardingHost(base), m_script(script) {}
 
     HRESULT GetExtension(LPCWSTR id, IUnknown** out) override {
-        if (std::u16string_view(id) != u"UIX") return Base(&TMK::ITMK_Inst::GetExtension, id, out);
+        if (std::u16string_view(id) != u"UIX") return ForwardingHost::GetExtension(id, out);
         *out = MakeObject<scripted::UserInterface>(m_script).detach();
         return S_OK;
     }
@@ -315,61 +319,12 @@ public:
         return callback->Call();
     }
 
-    HRESULT GetPluginSettings(TMK::ITMK_Plugin* plugin, VARIANT_BOOL create, TMK::ITMK_Cab** out) override {
-        return Base(&TMK::ITMK_Inst::GetPluginSettings, plugin, create, out);
-    }
-    HRESULT Str2ID(LPCWSTR name, VARIANT_BOOL create, DWORD* out) override {
-        return Base(&TMK::ITMK_Inst::Str2ID, name, create, out);
-    }
-    HRESULT LoadLocalization(IStream* catalogue) override {
-        return Base(&TMK::ITMK_Inst::LoadLocalization, catalogue);
-    }
-    HRESULT RegisterInfoBarType(LPCWSTR id, LPCWSTR title, LPCWSTR description, DWORD priority, DWORD colour,
-                                TMK::IUIX_Icon* icon) override {
-        return Base(&TMK::ITMK_Inst::RegisterInfoBarType, id, title, description, priority, colour, icon);
-    }
-    HRESULT GetLocalStr(LPCWSTR id, BSTR* out) override {
-        return Base(&TMK::ITMK_Inst::GetLocalStr, id, out);
-    }
-    HRESULT CreateStdBindContext(TMK::IAFS_BindContext** out) override {
-        return Base(&TMK::ITMK_Inst::CreateStdBindContext, out);
-    }
-    HRESULT GetCryptKey(TMK::ITMK_Plugin* plugin, VARIANT_BOOL reserved, TMK::ITMK_CryptKey** out) override {
-        return Base(&TMK::ITMK_Inst::GetCryptKey, plugin, reserved, out);
-    }
-    HRESULT CreateOAuthParams(TMK::ITMK_Cab** out) override {
-        return Base(&TMK::ITMK_Inst::CreateOAuthParams, out);
-    }
     HRESULT DoOAuth(HWND parent, TMK::ITMK_CabNode* parameters) override {
-        return on_oauth ? on_oauth(parameters) : Base(&TMK::ITMK_Inst::DoOAuth, parent, parameters);
-    }
-    HRESULT get_MainWindow(HWND* out) override { return Base(&TMK::ITMK_Inst::get_MainWindow, out); }
-    HRESULT get_EventServer(TMK::ITMK_EventServer** out) override {
-        return Base(&TMK::ITMK_Inst::get_EventServer, out);
-    }
-    HRESULT CreateTaskDialog(TMK::ITMK_TaskDialog** out) override {
-        return Base(&TMK::ITMK_Inst::CreateTaskDialog, out);
-    }
-    HRESULT get_DocumentsCount(UINT* out) override { return Base(&TMK::ITMK_Inst::get_DocumentsCount, out); }
-    HRESULT get_Document(UINT index, TMK::ITMK_Document** out) override {
-        return Base(&TMK::ITMK_Inst::get_Document, index, out);
-    }
-    HRESULT FindDocumentByFile(TMK::IAFS_File* file, TMK::ITMK_Document** out) override {
-        return Base(&TMK::ITMK_Inst::FindDocumentByFile, file, out);
-    }
-    HRESULT ReloadDocument(TMK::ITMK_Document* document, DWORD a, DWORD mode, DWORD b) override {
-        return Base(&TMK::ITMK_Inst::ReloadDocument, document, a, mode, b);
+        return on_oauth ? on_oauth(parameters) : ForwardingHost::DoOAuth(parent, parameters);
     }
 
     std::function<HRESULT(TMK::ITMK_CabNode* parameters)> on_oauth;
 
 private:
-    template <typename... Parameters>
-    HRESULT Base(HRESULT (TMK::ITMK_Inst::*operation)(Parameters...),
-                 std::type_identity_t<Parameters>... arguments) {
-        return m_base ? (m_base.get()->*operation)(arguments...) : E_NOTIMPL;
-    }
-
     BrowserScript& m_script;
-    ComPtr<TMK::ITMK_Inst> m_base;
 };

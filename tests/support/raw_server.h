@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace testing_support {
@@ -27,6 +28,8 @@ public:
     // The first value of a header, or "".
     std::string header(std::string_view name) const;
     int count_header(std::string_view name) const;
+    // All headers in their order, the names in lower case.
+    std::vector<std::pair<std::string, std::string>> headers() const;
     // False when the peer has gone.
     bool send(std::string_view bytes);
     // An answer with a body and its length.

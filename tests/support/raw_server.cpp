@@ -1,7 +1,7 @@
-#include "testing/raw_server.h"
+#include "tests/support/raw_server.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
@@ -12,7 +12,8 @@
 
 #include <algorithm>
 #include <csignal>
-#include <stdexcept>
+
+#include "tests/support/loopback_socket.h"
 
 namespace testing_support {
 
@@ -22,24 +23,10 @@ char lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c;
 }
 
-bool same(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return lower(x) == lower(y); });
-}
-
-std::vector<std::string> header_values(const std::string& head, std::string_view name) {
-    std::vector<std::string> values;
-    for (std::size_t at = head.find("\r\n"); at != std::string::npos && at + 2 < head.size();) {
-        const std::size_t end = head.find("\r\n", at + 2);
-        const std::string line = head.substr(at + 2, end - at - 2);
-        const std::size_t colon = line.find(':');
-        if (colon != std::string::npos && same(line.substr(0, colon), name)) {
-            const std::size_t value = line.find_first_not_of(' ', colon + 1);
-            values.push_back(value == std::string::npos ? "" : line.substr(value));
-        }
-        at = end;
-    }
-    return values;
+std::string lower(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) c = lower(c);
+    return result;
 }
 
 // A key and a self-signed certificate.
@@ -78,13 +65,34 @@ ssl_ctx_st* make_tls(std::string& out_pem) {
 
 }  // namespace
 
+std::vector<std::pair<std::string, std::string>> Exchange::headers() const {
+    std::vector<std::pair<std::string, std::string>> all;
+    for (std::size_t at = head.find("\r\n"); at != std::string::npos && at + 2 < head.size();) {
+        const std::size_t end = head.find("\r\n", at + 2);
+        const std::string line = head.substr(at + 2, end - at - 2);
+        const std::size_t colon = line.find(':');
+        if (colon != std::string::npos) {
+            const std::size_t value = line.find_first_not_of(' ', colon + 1);
+            all.emplace_back(lower(line.substr(0, colon)),
+                             value == std::string::npos ? "" : line.substr(value));
+        }
+        at = end;
+    }
+    return all;
+}
+
 std::string Exchange::header(std::string_view name) const {
-    const auto values = header_values(head, name);
-    return values.empty() ? "" : values.front();
+    const std::string wanted = lower(name);
+    for (const auto& [key, value] : headers())
+        if (key == wanted) return value;
+    return {};
 }
 
 int Exchange::count_header(std::string_view name) const {
-    return static_cast<int>(header_values(head, name).size());
+    const auto all = headers();
+    return static_cast<int>(std::count_if(all.begin(), all.end(), [wanted = lower(name)](const auto& header) {
+        return header.first == wanted;
+    }));
 }
 
 bool Exchange::send(std::string_view bytes) {
@@ -97,10 +105,10 @@ bool Exchange::send(std::string_view bytes) {
     return true;
 }
 
-bool Exchange::answer(std::string_view status, std::string_view headers, std::string_view text) {
+bool Exchange::answer(std::string_view status, std::string_view extra, std::string_view text) {
     std::string bytes = "HTTP/1.1 ";
     bytes.append(status).append("\r\nContent-Length: ").append(std::to_string(text.size())).append("\r\n");
-    bytes.append(headers).append("\r\n");
+    bytes.append(extra).append("\r\n");
     if (method != "HEAD") bytes.append(text);
     return send(bytes);
 }
@@ -134,15 +142,7 @@ void Exchange::stall() {
 }
 
 RawServer::RawServer(Handler handler, Body body) : m_handler(std::move(handler)), m_body(body) {
-    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (bind(m_listener, reinterpret_cast<sockaddr*>(&address), size) || listen(m_listener, 64) ||
-        getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size))
-        throw std::runtime_error("no port for the test server");
-    m_port = ntohs(address.sin_port);
+    m_listener = ListenOnLoopback(m_port);
     m_acceptor = std::thread([this] { accept_loop(); });
 }
 
@@ -175,6 +175,8 @@ void RawServer::accept_loop() {
     for (;;) {
         const int socket = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (socket < 0) return;
+        const int on = 1;
+        setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         const std::lock_guard lock(m_mutex);
         m_sockets.push_back(socket);
         const int connection = ++m_connections;
@@ -235,7 +237,7 @@ bool RawServer::read_request(Exchange& exchange, std::string& pending) {
         return true;
     }
     const std::string length = exchange.header("Content-Length");
-    const bool chunked = same(exchange.header("Transfer-Encoding"), "chunked");
+    const bool chunked = lower(exchange.header("Transfer-Encoding")) == "chunked";
     const std::size_t size = length.empty() ? 0 : std::stoull(length);
     while (chunked ? pending.find("0\r\n\r\n") == std::string::npos : pending.size() < size) {
         const std::string more = exchange.receive();

@@ -1,0 +1,32 @@
+// Accounts of a server for the reference host, made through the plug-in. Main thread.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/core/host.h"
+#include "tests/support/dev_server.h"
+
+namespace testing_support {
+
+// How to sign in: with a token on a modern site, by name and password on an older one.
+struct Login {
+    bool is_modern = true;
+    std::string token = {};
+    std::string user = {}, password = {};
+};
+
+// That of a user of the development server.
+Login LoginOf(const DevServer& server, const std::string& user);
+
+struct TestAccount {
+    std::shared_ptr<host::SettingsTree> tree;  // what it was made of
+    ComPtr<TMK::IAFS_AccountData> account;
+};
+
+TestAccount MakeAccount(host::Host& host, const std::string& url, const Login& login);
+
+// Throws when a step of a test's preparation fails.
+void Require(HRESULT result, const std::string& what);
+
+}  // namespace testing_support
