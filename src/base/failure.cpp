@@ -8,6 +8,7 @@
 
 namespace {
 
+// docs/compatibility.md: Misspelt words
 constexpr std::u16string_view kNoText = u"<no system error information avaliable>";
 constexpr DWORD kEnglish = 1033;
 constexpr DWORD kFirstInternetError = 12001;

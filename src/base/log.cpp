@@ -99,6 +99,7 @@ uint64_t Now() {
     return ToTicks(now);
 }
 
+// docs/compatibility.md: The sweep looks for another stem
 std::u16string SweepPattern() {
     return Folder() + u"\\TSMK-SharePoint_\?\?\?\?-\?\?-\?\?_\?\?.\?\?.\?\?.\?\?\?.log";
 }

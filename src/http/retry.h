@@ -7,6 +7,7 @@
 
 namespace Http {
 
+// docs/compatibility.md: A retried send counts as failed
 // Calls `send` up to three times, at once, while the internet layer asks for a retry. Gives the error that
 // the sends came upon, also when a later one went through; 0 for a success at once.
 template <typename Send>

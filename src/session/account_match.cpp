@@ -71,6 +71,7 @@ HRESULT MatchAccountUrl(LPCWSTR input, const std::u16string& account_url, const 
     if (const HRESULT failure = TakeOrLog(account_url.c_str(), u"account", account); FAILED(failure))
         return failure;
     if (!account.path.empty() && account.path.back() == u'/') account.path.remove_suffix(1);
+    // docs/compatibility.md: Places match by host
     if (asked.scheme != account.scheme || !Equal(asked.host, account.host)) return S_OK;
     if (!ignore_path && !IsSameOrBelow(asked.path, account.path)) return S_OK;
     result = asked.user.empty() ? 1 : Equal(asked.user, user) ? 2 : 0;

@@ -26,6 +26,7 @@ bool CookieMatchesUrl(const std::u16string& url, const std::u16string& domain, c
     std::u16string url_path;
     Http::Session::CrackUri(url.c_str(), nullptr, &host, nullptr, nullptr, &url_path);
     if (host.size() < domain.size()) return false;
+    // docs/compatibility.md: Cookies match by the tail of the host
     const std::u16string_view tail = std::u16string_view(host).substr(host.size() - domain.size());
     if (!domain.empty() && !EqualIgnoringCase(tail, domain)) return false;
     return (u"/" + url_path).starts_with(path);

@@ -53,6 +53,7 @@ HRESULT LoadEncryptedString(PluginContext* i_plugin, TMK::ITMK_CabNode* cab, LPC
                       u"m_tmk_inst->GetCryptKey(i_plugin, VARIANT_FALSE, &pCKey)");
     ComPtr<TMK::IString> pTokenDec;
     const HRESULT result = i_plugin->m_aux_inst->DecryptString(pCKey.get(), pToken.get(), pTokenDec.put());
+    // docs/compatibility.md: A secret stored as plain text reads back
     if (result == E_INVALIDARG) {
         pTokenDec = pToken;
     } else {

@@ -76,6 +76,7 @@ bool ReadFields(std::u16string_view text, Fields& fields) {
 
 }  // namespace
 
+// docs/compatibility.md: Times without a zone are read as UTC
 uint64_t SharePoint2010::Utility::ParseDateTimeIso8601(std::u16string_view text, Log::Level log_level) {
     TRACE_NAME("SharePoint2010::Utility::ParseDateTimeIso8601");
     Fields fields{};

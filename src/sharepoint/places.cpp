@@ -89,6 +89,7 @@ std::u16string RequireWebPath(const char* trace_function, Http::Session& http,
     return web_path;
 }
 
+// docs/compatibility.md: A web is named after its parent
 void NameWebByItsPath(Information& web) {
     const size_t slash = web.m_path.rfind(u'/');
     if (web.m_name.empty() && slash != std::u16string::npos) web.m_name = web.m_path.substr(0, slash);

@@ -13,6 +13,7 @@ constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr int64_t kMargin = 5 * kNanosecondsPerSecond;
 }  // namespace
 
+// docs/compatibility.md: A young digest is fetched again
 bool RequestDigest::IsReusable(int64_t now) const {
     return !text.empty() && now - kMargin >= expiry;
 }

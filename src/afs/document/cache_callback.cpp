@@ -173,6 +173,7 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
                                 TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::EndWrite");
     try {
+        // docs/compatibility.md: A cancel after the last byte is ignored
         if (m_pos < m_size && IsCanceled(cancel_flag)) {
             LOG_LINE(Log::verbose, u"Canceled");
             EndUpload();

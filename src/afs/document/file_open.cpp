@@ -34,6 +34,7 @@ void File::CreateOrBindIfNeeded(DWORD flags, TMK::ITMK_CancelFlag* cancel_flag) 
     TRACE_ENTRY("File::CreateOrBindIfNeeded");
     const DWORD disposition = flags & Afs::OpenFlags::kDispositionMask;
     BindOutcome bound;
+    // docs/compatibility.md: Creating always replaces without a look
     if (disposition != TMK::AFS_OpenFile_CreateAlways) {
         CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
         bound = TryBind(*m_name);

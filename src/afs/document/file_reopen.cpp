@@ -50,6 +50,7 @@ bool File::ConfirmConflict() {
     CHECK_THROW((preference & Preferences::show_message_box) != 0, HResultException, E_SP_OUTDATED,
                 Ui::FormatString(m_inst.get(), u"sp.msg.outdatedFileOnWrite",
                                  FormatLocalDateTime(m_modified_time), server_text));
+    // docs/compatibility.md: Nobody is named in a conflict on a modern site
     const UINT pressed =
         Ui::ShowMessageBox(m_inst.get(), Ui::kStyleQuestion,
                            Ui::FormatPrompt(m_inst.get(), u"sp.msg.outdatedFileOnWrite.question",

@@ -104,6 +104,7 @@ File::DiscardResult File::DiscardCheckOut() {
 }
 
 // The comment is sent without escaping; the server decides about one with markup.
+// docs/compatibility.md: A check-in comment is sent unescaped to older servers
 File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) {
     TRACE_ENTRY("SharePoint2013::File::CheckIn");
     const Outcome outcome = CallLists(trace_function, u"CheckInFile",

@@ -176,6 +176,7 @@ bool ReadProperties(const Properties& properties, SharePoint::Information& infor
     return true;
 }
 
+// docs/compatibility.md: A relative address in a listing is left out
 // The path of an item; false when it is on another server.
 bool ReadPath(const std::u16string& server_url, const pugi::xml_node& response, std::u16string& out_path) {
     TRACE_NAME("SharePoint2013::ParseWebDavPropfind");

@@ -72,6 +72,7 @@ SharePoint::FieldsData File::LoadFields() {
     return m_fields.Load(trace_function, GetFieldsSource());
 }
 
+// docs/compatibility.md: The status of a rename, copy or deletion is not looked at
 void File::SendMoveOrCopy(const char* caller, const std::u16string& call) {
     TRACE_NAME("SharePointRestAPI::File::Rename");
     LOG_LINE(Log::verbose, u"File::Rename '%s'", MaskForLog(m_information.m_path));

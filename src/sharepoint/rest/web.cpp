@@ -16,7 +16,8 @@ namespace {
 using SharePoint::IsSameOrParent;
 using SharePoint2010::Utility::ReadJson;
 
-constexpr uint64_t kEditRights = 3;  // adding and changing items
+// docs/compatibility.md: The right to view counts as the right to edit
+constexpr uint64_t kEditRights = 3;  // viewing and adding items
 
 Http::Response Get(Http::Session& http, const std::u16string& address, bool check_status = false) {
     return http.SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, check_status);
@@ -80,11 +81,13 @@ bool Web::ReadItem(const std::u16string& address, SharePoint::Information* out_i
     return true;
 }
 
+// docs/compatibility.md: A refused look-up reads as not found
 bool Web::UpdateInformation(const std::u16string& path, SharePoint::Information* out_information,
                             bool* out_is_folder) {
     TRACE_ENTRY("SharePointRestAPI::Web::UpdateInformation");
     LOG_LINE(Log::verbose, u"Web::UpdateInformation '%s'", MaskForLog(path));
     const std::u16string web = EncodedPath();
+    // docs/compatibility.md: A folder is asked for before a file
     const bool found = ReadItem(FolderAddress(web, path) + u"')", out_information, out_is_folder) ||
                        ReadItem(FileAddress(web, path) + u"')", out_information, out_is_folder);
     TRACE_EXIT(found ? u"true" : u"false");
@@ -95,6 +98,7 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate() {
     return Enumerate(m_information.m_path);
 }
 
+// docs/compatibility.md: A listing that can't be read is empty
 std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16string& path) {
     TRACE_ENTRY("SharePointRestAPI::Web::Enumerate");
     std::vector<std::shared_ptr<SharePoint::Object>> objects;
@@ -155,6 +159,7 @@ bool Web::ParseItem(const Json::Value& json, SharePoint::Information& out_inform
 std::u16string Web::FindCheckOutUser(const std::u16string& path) {
     TRACE_ENTRY("SharePointRestAPI::Web::FindCheckOutUser");
     // This address has single apostrophes; a server that refuses them gets the usual, doubled form.
+    // docs/compatibility.md: The check-out user is asked with a single apostrophe
     std::optional<std::u16string> user = AskForCheckOutUser(UrlEncode(path));
     if (!user && path.find(u'\'') != std::u16string::npos) user = AskForCheckOutUser(UrlEncodeQuoted(path));
     TRACE_EXIT(u"");

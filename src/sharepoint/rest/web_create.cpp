@@ -27,6 +27,7 @@ std::shared_ptr<SharePoint::Object> Web::CreateFile(const std::u16string& url) {
     std::u16string folder_path;
     CompareUrls(m_http->GetUri(), GetUrlParent(url), &folder_path, false);
     const std::u16string file_name(SharePoint::LastPathPart(path));
+    // docs/compatibility.md: Odd blanks in addresses
     m_http->SendRequest(u"POST",
                         FolderAddress(EncodedPath(), folder_path) + u"')/Files/AddUsingPath(decodedurl='" +
                             UrlEncodeQuoted(file_name) + u"',  overwrite=true)",
