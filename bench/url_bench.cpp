@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "base/text/url.h"
+#include "base/url.h"
 #include "bench/report.h"
 
 extern "C" void* __libc_malloc(size_t size);

@@ -10,7 +10,7 @@
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/front_end/terminal_front_end.h"
-#include "host/cli/preferences.h"
+#include "host/cli/run/preferences.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "afs/file_system.h"
 #include "afs/names/enumeration.h"
 #include "base/failure.h"
-#include "base/text/url.h"
+#include "base/url.h"
 
 namespace {
 

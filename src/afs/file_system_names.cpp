@@ -2,7 +2,7 @@
 #include "afs/file_system.h"
 #include "base/failure.h"
 #include "base/out_values.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "session/account_data.h"
 #include "session/sharepoint_checker.h"
 

@@ -5,8 +5,8 @@
 #include "base/failure.h"
 #include "base/main_thread.h"
 #include "base/text/split.h"
-#include "base/text/url.h"
-#include "plugin/plugin.h"
+#include "base/url.h"
+#include "base/plugin_context.h"
 
 namespace {
 

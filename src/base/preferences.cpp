@@ -4,7 +4,7 @@
 #include "base/plugin_context.h"
 #include "base/settings_access.h"
 #include "base/text/split.h"
-#include "base/text/url.h"
+#include "base/url.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "http/session.h"
-#include "platform/testing/open_handles.h"
+#include "platform/posix/internet/open_handles.h"
 #include "tests/support/loopback_test_server.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include "base/failure.h"
 #include "base/main_thread.h"
 #include "base/settings_access.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "dialogs/web_view_dialog.h"
 #include "platform/com_ptr.h"
 #include "session/browser_cookies.h"

@@ -1,7 +1,7 @@
 #include "session/sharepoint_checker.h"
 
 #include "base/failure.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "session/session.h"
 
 namespace Utility::SharepointChecker {

@@ -1,6 +1,6 @@
 #include "base/text/encoding.h"
 #include "base/text/iso8601.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/fields.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/request_digest.h"

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "base/failure.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/json.h"
 #include "sharepoint/object.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "http/log_text.h"
 
 namespace {

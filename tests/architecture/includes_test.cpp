@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -40,9 +41,10 @@ struct Rules {
         }
     }
 
-    // The headers of the C++ standard library have no dot and no slash.
+    // The headers of the C++ standard library have no dot and no slash; those of Qt begin with a capital.
     static bool IsStandard(const Include& include) {
-        return !include.is_own && include.name.find_first_of("./") == std::string::npos;
+        return !include.is_own && include.name.find_first_of("./") == std::string::npos &&
+               !std::isupper(static_cast<unsigned char>(include.name[0]));
     }
     // A folder names its own files, not those of the folders below it; a prefix of a library names all that
     // begins so.

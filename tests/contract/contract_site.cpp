@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/legacy/web.h"
 #include "sharepoint/rest/web.h"
 

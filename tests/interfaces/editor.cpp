@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "host/base/text.h"
-#include "host/cli/preferences.h"
+#include "host/cli/run/preferences.h"
 
 namespace interfaces {
 

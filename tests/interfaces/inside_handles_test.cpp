@@ -4,7 +4,7 @@
 
 #include "host/base/host_objects.h"
 #include "host/base/text.h"
-#include "platform/testing/open_handles.h"
+#include "platform/posix/internet/open_handles.h"
 #include "tests/interfaces/inside_host.h"
 #include "tests/support/dev_server.h"
 

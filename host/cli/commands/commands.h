@@ -1,7 +1,7 @@
 // Every command of sphost by its name. The command's worker thread.
 #pragma once
 
-#include "host/cli/run.h"
+#include "host/cli/run/run.h"
 
 namespace cli {
 

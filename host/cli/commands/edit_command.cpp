@@ -15,7 +15,7 @@
 
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 

@@ -4,8 +4,8 @@
 
 #include "host/base/text.h"
 #include "host/cli/commands/commands.h"
-#include "host/cli/json.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/json.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 

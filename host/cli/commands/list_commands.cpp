@@ -3,8 +3,8 @@
 #include <cstdio>
 
 #include "host/cli/commands/commands.h"
-#include "host/cli/json.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/json.h"
+#include "host/cli/run/url_argument.h"
 #include "hostapi/irgc.h"
 
 namespace cli {

@@ -1,8 +1,8 @@
 // place add, place list, place remove, signout: the remembered sites.
 // The command's worker thread.
 #include "host/cli/commands/commands.h"
-#include "host/cli/json.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/json.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 

@@ -1,8 +1,8 @@
 // prefs: the plug-in's preferences, shown as they are in use and changed.
 // The command's worker thread.
 #include "host/cli/commands/commands.h"
-#include "host/cli/json.h"
-#include "host/cli/preferences.h"
+#include "host/cli/run/json.h"
+#include "host/cli/run/preferences.h"
 
 namespace cli {
 

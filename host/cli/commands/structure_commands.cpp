@@ -1,7 +1,7 @@
 // mkdir, rm, mv, cp, rename: the structure of a site. A server's refusal doesn't always come back as a
 // failure, so each command checks the result. The command's worker thread.
 #include "host/cli/commands/commands.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 

@@ -9,9 +9,9 @@
 
 #include "host/cache/cache_entry.h"
 #include "host/cli/commands/commands.h"
-#include "host/cli/json.h"
-#include "host/cli/output_file.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/json.h"
+#include "host/cli/run/output_file.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 

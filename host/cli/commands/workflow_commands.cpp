@@ -3,7 +3,7 @@
 #include <array>
 
 #include "host/cli/commands/commands.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "testing/open_handles.h"
+#include "platform/posix/internet/open_handles.h"
 
 namespace platform::internet {
 

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "testing/client.h"
-#include "testing/open_handles.h"
+#include "platform/posix/internet/open_handles.h"
 #include "tests/support/raw_server.h"
 
 namespace testing_support {

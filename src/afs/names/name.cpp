@@ -3,7 +3,7 @@
 #include "base/failure.h"
 #include "base/out_values.h"
 #include "base/plugin_context.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "session/account_data.h"
 
 namespace {

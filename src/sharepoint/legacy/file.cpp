@@ -1,7 +1,7 @@
 #include "sharepoint/legacy/file.h"
 
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/reading.h"
 

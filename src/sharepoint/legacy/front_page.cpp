@@ -8,7 +8,7 @@
 #include "base/failure.h"
 #include "base/log.h"
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "http/log_text.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/reading.h"

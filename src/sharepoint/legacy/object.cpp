@@ -1,7 +1,7 @@
 #include "sharepoint/legacy/object.h"
 
 #include "base/failure.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/legacy/front_page.h"
 #include "sharepoint/legacy/protocol.h"
 

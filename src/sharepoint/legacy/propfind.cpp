@@ -8,7 +8,7 @@
 
 #include "base/text/encoding.h"
 #include "base/text/ignore_case.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "platform/base.h"
 #include "sharepoint/reading.h"
 

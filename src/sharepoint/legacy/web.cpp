@@ -3,7 +3,7 @@
 #include <charconv>
 
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/legacy/file.h"
 #include "sharepoint/legacy/folder.h"
 #include "sharepoint/legacy/front_page.h"

@@ -1,4 +1,4 @@
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/legacy/protocol.h"
 #include "sharepoint/legacy/web.h"
 #include "sharepoint/places.h"

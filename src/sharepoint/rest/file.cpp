@@ -4,7 +4,7 @@
 #include <rapidjson/writer.h>
 
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/rest/protocol.h"
 

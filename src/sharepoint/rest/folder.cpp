@@ -1,6 +1,6 @@
 #include "sharepoint/rest/folder.h"
 
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/rest/protocol.h"
 
 namespace SharePointRestAPI {

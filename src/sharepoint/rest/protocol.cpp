@@ -1,6 +1,6 @@
 #include "sharepoint/rest/protocol.h"
 
-#include "base/text/url.h"
+#include "base/url.h"
 
 namespace SharePointRestAPI {
 

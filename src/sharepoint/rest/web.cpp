@@ -1,7 +1,7 @@
 #include "sharepoint/rest/web.h"
 
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/places.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/rest/file.h"

@@ -1,4 +1,4 @@
-#include "base/text/url.h"
+#include "base/url.h"
 #include "sharepoint/places.h"
 #include "sharepoint/rest/protocol.h"
 #include "sharepoint/rest/web.h"

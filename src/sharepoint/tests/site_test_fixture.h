@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/text/encoding.h"
-#include "base/text/url.h"
+#include "base/url.h"
 #include "http/session.h"
 #include "sharepoint/legacy/web.h"
 #include "sharepoint/rest/web.h"

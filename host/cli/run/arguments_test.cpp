@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "host/base/failure.h"
-#include "host/cli/options.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/options.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 namespace {

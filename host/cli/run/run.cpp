@@ -1,4 +1,4 @@
-#include "host/cli/run.h"
+#include "host/cli/run/run.h"
 
 #include <unistd.h>
 
@@ -6,8 +6,8 @@
 #include <cerrno>
 
 #include "host/base/interrupt.h"
-#include "host/cli/error_text.h"
-#include "host/cli/url_argument.h"
+#include "host/cli/run/error_text.h"
+#include "host/cli/run/url_argument.h"
 
 namespace cli {
 

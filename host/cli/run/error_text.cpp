@@ -1,4 +1,4 @@
-#include "host/cli/error_text.h"
+#include "host/cli/run/error_text.h"
 
 #include <algorithm>
 #include <array>

@@ -1,11 +1,11 @@
-#include "host/cli/preferences.h"
+#include "host/cli/run/preferences.h"
 
 #include <algorithm>
 #include <charconv>
 
 #include "host/base/failure.h"
 #include "host/base/variants.h"
-#include "host/cli/options.h"
+#include "host/cli/run/options.h"
 
 namespace cli {
 

@@ -1,6 +1,6 @@
 // URLs through the platform's canonical form and components; any thread may call. The comparison allocates
 // nothing: canonical forms and components live on the stack.
-#include "base/text/url.h"
+#include "base/url.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "host/cli/output_file.h"
+#include "host/cli/run/output_file.h"
 
 #include <fcntl.h>
 #include <stdlib.h>

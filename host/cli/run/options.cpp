@@ -1,4 +1,4 @@
-#include "host/cli/options.h"
+#include "host/cli/run/options.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
 // Tests of the URL functions.
-#include "base/text/url.h"
+#include "base/url.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "host/cli/url_argument.h"
+#include "host/cli/run/url_argument.h"
 
 #include <optional>
 

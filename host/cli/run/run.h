@@ -10,7 +10,7 @@
 
 #include "host/base/failure.h"
 #include "host/base/host_objects.h"
-#include "host/cli/options.h"
+#include "host/cli/run/options.h"
 #include "host/core/host.h"
 
 namespace cli {
