@@ -99,7 +99,7 @@ void FrontPageServer::DescribeDocument(RpcPage& page, const Item& item, const st
     page.BeginList().element(item.folder ? "url" : "document_name", name).element("meta_info").BeginList();
     page.metadata("vti_timecreated", TimeValue(item.created));
     page.metadata("vti_timelastmodified", TimeValue(item.modified));
-    // By the permissions alone; a check-out is told below.
+    // By the permissions alone; a check-out has properties of its own below.
     page.metadata("vti_canmaybeedit", YesOrNo(user.rights == Rights::edit));
     if (item.folder) {
         page.metadata("vti_isexecutable", "BR|false").metadata("vti_isbrowsable", "BR|true");

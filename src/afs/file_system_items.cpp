@@ -18,7 +18,7 @@ std::u16string PathOf(const Name& name) {
     return path;
 }
 
-// What the server does is not told by its answer, so the outcome is looked up: the object at the new place.
+// The answer does not say what the server did, so the object at the new place is looked up.
 Name::ObjectPtr RequireAt(const Name& new_name, const char16_t* message) {
     TRACE_NAME("FileSystem::RequireAt");
     const auto web = new_name.GetSession()->GetWeb()->AsWeb();

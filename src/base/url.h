@@ -26,8 +26,8 @@ inline CompareUrlsResult CompareUrls(const std::u16string& url1, const std::u16s
 CompareUrlsResult CompareRelativeUrls(const std::u16string& path1, const std::u16string& path2,
                                       std::u16string* relative_out = nullptr);
 
-// Whether an address plainly lies below a server's: what needs no canonical form to be told. Then
-// `out_relative` is what CompareUrls gives; what is refused may lie there all the same.
+// Whether an address lies below a server's and that shows without canonical forms; `out_relative` is then
+// what CompareUrls gives. For false, ask CompareUrls.
 bool IsPlainlyBelow(std::u16string_view server_url, std::u16string_view url, std::u16string& out_relative);
 
 // The URL one level up, without a trailing slash; empty for a host or for text that is no URL.

@@ -16,7 +16,7 @@ constexpr size_t kBlockSize = 1024;
 constexpr DWORD kFirstHeadersSize = 2048;
 constexpr DWORD kTerminator = sizeof(char16_t);
 
-// Characters whose number is told in bytes, as header queries do.
+// Text that a header query gives, its size in bytes.
 class HeaderBuffer {
 public:
     explicit HeaderBuffer(DWORD bytes) : m_text(Allocate(bytes)), m_bytes(bytes) {

@@ -25,7 +25,7 @@ View ToView(const char16_t* data, DWORD length) {
     return data ? View(data, length) : View();
 }
 
-// What failed is told by `step`.
+// `step` receives what failed.
 bool Take(const char16_t* url, CrackedUrl& out, const char16_t*& step) {
     DWORD size = static_cast<DWORD>(out.text.size());
     step = u"canonicalize";

@@ -52,7 +52,7 @@ public:
 
     // The state as last known, without a server call. Throws HResultException 0x80070002 without an object.
     void GetCheckedOutState(CheckOutState& out_state, std::u16string* out_user) const;
-    // The server's answer, or the last one with `use_cached`; a changed answer is told to the editor.
+    // The server's answer, or the last one with `use_cached`. The editor hears of a changed answer.
     bool CanEdit(bool use_cached);
     // Throw HResultException; with `check_outdated` a newer server version is asked about first.
     void CheckOut(bool check_outdated);

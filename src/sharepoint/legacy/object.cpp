@@ -18,10 +18,10 @@ const SharePoint::Information& Object::UpdateInformation() {
     TRACE_ENTRY("SharePoint2013::Object::UpdateInformation");
     LOG_LINE(Log::verbose, u"updating information for '%s'", MaskForLog(m_information.m_path));
     const std::u16string path = m_information.m_path;
-    SharePoint::Information told = m_information;
-    m_web->Enumerate(path, false, &told);
+    SharePoint::Information answer = m_information;
+    m_web->Enumerate(path, false, &answer);
     // An answer without properties has no time, by which a newer version is detected; the old record stays.
-    if (!told.m_name.empty()) m_information = std::move(told);
+    if (!answer.m_name.empty()) m_information = std::move(answer);
     TRACE_EXIT(u"");
     return m_information;
 }
