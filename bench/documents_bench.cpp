@@ -2,13 +2,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <exception>
 #include <fstream>
 #include <stdexcept>
 
 #include "bench/reader.h"
 #include "bench/report.h"
+#include "host/base/host_objects.h"
 
 namespace {
 
@@ -188,12 +187,9 @@ bool Run(const std::string& generation, unsigned mebibytes, unsigned rounds) {
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-    return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--mib", 1024),
-               bench::Option(argc, argv, "--rounds", 5))
-               ? 0
-               : 1;
-} catch (const std::exception& failure) {
-    std::fprintf(stderr, "documents_bench: %s\n", failure.what());
-    return 2;
+int main(int argc, char** argv) {
+    return bench::ExitStatus("documents_bench", [&] {
+        return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--mib", 1024),
+                   bench::Option(argc, argv, "--rounds", 5));
+    });
 }

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <pugixml.hpp>
 #include <stdexcept>
 
@@ -163,12 +162,9 @@ bool Run(const std::string& generation, unsigned files, unsigned rounds) {
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-    return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--files", 10'000),
-               bench::Option(argc, argv, "--rounds", 15))
-               ? 0
-               : 1;
-} catch (const std::exception& failure) {
-    std::fprintf(stderr, "listing_bench: %s\n", failure.what());
-    return 2;
+int main(int argc, char** argv) {
+    return bench::ExitStatus("listing_bench", [&] {
+        return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--files", 10'000),
+                   bench::Option(argc, argv, "--rounds", 15));
+    });
 }

@@ -1,7 +1,5 @@
 // What sphost needs at most for a big document, against a small one: the peak of the child as the kernel saw
 // it.
-#include <cstdio>
-#include <exception>
 #include <stdexcept>
 
 #include "bench/report.h"
@@ -57,9 +55,8 @@ bool Run(const std::string& generation, unsigned mebibytes) {
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-    return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--mib", 1024)) ? 0 : 1;
-} catch (const std::exception& failure) {
-    std::fprintf(stderr, "memory_bench: %s\n", failure.what());
-    return 2;
+int main(int argc, char** argv) {
+    return bench::ExitStatus("memory_bench", [&] {
+        return Run(bench::Generation(argc, argv), bench::Option(argc, argv, "--mib", 1024));
+    });
 }

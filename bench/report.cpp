@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 
 namespace bench {
 
@@ -62,6 +63,13 @@ unsigned Option(int argc, char** argv, const std::string& name, unsigned otherwi
 std::string Generation(int argc, char** argv) {
     const unsigned year = Option(argc, argv, "--generation", 0);
     return year == 0 ? "modern" : std::to_string(year);
+}
+
+int ExitStatus(const char* program, const std::function<bool()>& run) try {
+    return run() ? 0 : 1;
+} catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s: %s\n", program, failure.what());
+    return 2;
 }
 
 }  // namespace bench

@@ -31,4 +31,7 @@ unsigned Option(int argc, char** argv, const std::string& name, unsigned otherwi
 // The server's generation behind "--generation", "modern" when there is none.
 std::string Generation(int argc, char** argv);
 
+// The exit status of a benchmark: 0 when `run` says that all limits hold, 2 when it throws.
+int ExitStatus(const char* program, const std::function<bool()>& run);
+
 }  // namespace bench

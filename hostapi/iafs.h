@@ -12,10 +12,7 @@ struct IAFS_File;
 struct IAFS_FileSys;
 struct IAFS_NamesCollection;
 
-enum AFS_FileAttributes : DWORD {
-    AFS_FileAttribute_Folder = 0x100000,
-    AFS_FileAttribute_Hidden = 0x400000,
-};
+enum AFS_FileAttributes : DWORD { AFS_FileAttribute_Folder = 0x100000, AFS_FileAttribute_Hidden = 0x400000 };
 
 enum AFS_String2Name : DWORD {
     AFS_String2Name_Test = 2,      // try without making anything
@@ -54,8 +51,8 @@ struct IAFS_Name : IUnknown {
 // Asks the user (or the host's store) for what binding to a place needs.
 struct IAFS_BindContext : IUnknown {
     static constexpr IID kIid{0x9C50F81E, 0x36DB, 0x4270, {0xA5, 0x79, 0xD3, 0x14, 0x8E, 0x62, 0xB7, 0x1E}};
-    // Returned strings are the caller's. With AFS_BindContext_NoUI nothing is shown and what the host has stored
-    // comes back, empty if nothing. A user who declines is the result 0x821704C7.
+    // Returned strings are the caller's. With AFS_BindContext_NoUI nothing is shown and what the host has
+    // stored comes back, empty if nothing. A user who declines is the result 0x821704C7.
     virtual HRESULT OnGetUserAccount(void* reserved1, LPWSTR host, LPWSTR status_text, LPWSTR user,
                                      LPWSTR password, BSTR* out_user, BSTR* out_password, void* reserved2,
                                      DWORD flags) = 0;
@@ -74,8 +71,8 @@ struct IAFS_AccountData : IDispatch {
     virtual HRESULT get_Reserved3(IUnknown** o_value) = 0;
 };
 
-struct IAFS_FileInfo : IDispatch {
-    static constexpr IID kIid{0x0F93C62F, 0xA84E, 0x4B15, {0xB8, 0xD2, 0x6A, 0x5C, 0x07, 0x91, 0xE4, 0x2F}};
+// What both forms of file information begin with. It has no id of its own and is never asked for.
+struct IAFS_ItemInfo : IDispatch {
     virtual HRESULT get_Title(BSTR* out_title) = 0;
     virtual HRESULT get_Attributes(DWORD* out_attributes) = 0;  // AFS_FileAttributes
     virtual HRESULT get_Size(ULONGLONG* out_size) = 0;          // bytes; E_INVALIDARG on a folder
@@ -85,15 +82,12 @@ struct IAFS_FileInfo : IDispatch {
     virtual HRESULT get_Prop(LPCWSTR name, VARIANT* out_value) = 0;
 };
 
-struct IAFS_EnumFolderItem : IDispatch {
+struct IAFS_FileInfo : IAFS_ItemInfo {
+    static constexpr IID kIid{0x0F93C62F, 0xA84E, 0x4B15, {0xB8, 0xD2, 0x6A, 0x5C, 0x07, 0x91, 0xE4, 0x2F}};
+};
+
+struct IAFS_EnumFolderItem : IAFS_ItemInfo {
     static constexpr IID kIid{0xC4D817A0, 0x59F1, 0x4E3C, {0x86, 0x0D, 0x72, 0xB9, 0x15, 0xEA, 0x60, 0x30}};
-    virtual HRESULT get_Title(BSTR* out_title) = 0;
-    virtual HRESULT get_Attributes(DWORD* out_attributes) = 0;
-    virtual HRESULT get_Size(ULONGLONG* out_size) = 0;
-    virtual HRESULT get_CreationTime(ULONGLONG* out_time) = 0;
-    virtual HRESULT get_LastAccessTime(ULONGLONG* out_time) = 0;
-    virtual HRESULT get_LastWriteTime(ULONGLONG* out_time) = 0;
-    virtual HRESULT get_Prop(LPCWSTR name, VARIANT* out_value) = 0;
     virtual HRESULT get_Name(IAFS_Name** out_name) = 0;
 };
 
@@ -118,16 +112,20 @@ struct IAFS_DlgParams : IUnknown {
     virtual HRESULT get_Settings(ITMK_Cab** out_settings) = 0;
 };
 
-// One document's way to the server, driven by the host's cache: one sequential stream each way.
-struct IAFS_FileCacheCallbacks : IUnknown {
-    static constexpr IID kIid{0xE5B372F4, 0x1D90, 0x4C2B, {0x88, 0x41, 0x97, 0x3A, 0x60, 0xDB, 0x4E, 0x74}};
-    // 0x80070026 (end of file) ends a download. Positions run from 0 upwards without a gap.
+// What both ends of a cached document begin with. It has no id of its own and is never asked for.
+struct IAFS_CacheStream : IUnknown {
     virtual HRESULT Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* out_size,
                          ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT Write(LONGLONG pos, const void* data, LONGLONG size, LONGLONG* out_size,
                           ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT SetSize(LONGLONG size, ITMK_ErrorDetails* out_error_details,
                             ITMK_CancelFlag* cancel_flag) = 0;
+};
+
+// One document's way to the server, driven by the host's cache: one sequential stream each way, whose
+// positions run from 0 upwards without a gap. 0x80070026 (end of file) of Read ends a download.
+struct IAFS_FileCacheCallbacks : IAFS_CacheStream {
+    static constexpr IID kIid{0xE5B372F4, 0x1D90, 0x4C2B, {0x88, 0x41, 0x97, 0x3A, 0x60, 0xDB, 0x4E, 0x74}};
     virtual HRESULT GetSize(LONGLONG* out_size, ITMK_ErrorDetails* out_error_details,
                             ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT BeginWrite(ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
@@ -136,14 +134,8 @@ struct IAFS_FileCacheCallbacks : IUnknown {
 };
 
 // The local copy of one document.
-struct IAFS_CacheEntry : IUnknown {
+struct IAFS_CacheEntry : IAFS_CacheStream {
     static constexpr IID kIid{0x96F0A185, 0xD2C7, 0x4B6E, {0x94, 0xA8, 0x3B, 0x5E, 0x71, 0x0C, 0xF9, 0x85}};
-    virtual HRESULT Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* out_size,
-                         ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
-    virtual HRESULT Write(LONGLONG pos, const void* data, LONGLONG size, LONGLONG* out_size,
-                          ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
-    virtual HRESULT SetSize(LONGLONG size, ITMK_ErrorDetails* out_error_details,
-                            ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT get_Size(LONGLONG* out_size) = 0;
     // SetSize, BeginWrite, Write..., EndWrite of the callbacks; repeated on 0x800704D5.
     virtual HRESULT Flush(ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
@@ -187,7 +179,8 @@ struct IAFS_File : IUnknown {
                          ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT Write(const void* data, LONGLONG size, LONGLONG* out_size_written,
                           ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
-    virtual HRESULT SetPos(LONGLONG offset, int32_t origin, LONGLONG* out_new_pos) = 0;  // 0 set, 1 cur, 2 end
+    virtual HRESULT SetPos(LONGLONG offset, int32_t origin,
+                           LONGLONG* out_new_pos) = 0;  // 0 set, 1 cur, 2 end
     virtual HRESULT GetPos(LONGLONG* out_pos) = 0;
     virtual HRESULT SetSize(LONGLONG new_size, ITMK_ErrorDetails* out_error_details,
                             ITMK_CancelFlag* cancel_flag) = 0;
@@ -197,7 +190,8 @@ struct IAFS_File : IUnknown {
     virtual HRESULT Reopen(DWORD new_open_flags, ITMK_ErrorDetails* out_error_details,
                            ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT GetStream(IStream** o_stream) = 0;
-    virtual HRESULT Close(DWORD flags, ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
+    virtual HRESULT Close(DWORD flags, ITMK_ErrorDetails* out_error_details,
+                          ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT get_Prop(LPCWSTR name, VARIANT* out_value) = 0;
     virtual HRESULT put_Prop(LPCWSTR name, const VARIANT& value) = 0;
     virtual HRESULT Exec(LPCWSTR command, const VARIANT& data, VARIANT* out_value,
@@ -213,8 +207,8 @@ struct IAFS_FileSys : IDispatch {
     virtual HRESULT put_UserText(LPCWSTR text) = 0;
     virtual HRESULT get_Prop(IAFS_Name* name, LPCWSTR prop_name, VARIANT* out_value) = 0;
     virtual HRESULT put_Prop(IAFS_Name* name, LPCWSTR prop_name, const VARIANT& value) = 0;
-    virtual HRESULT Exec(IAFS_Name* i_name, LPCWSTR i_operation_name, const VARIANT& i_data, VARIANT* reserved1,
-                         IUnknown* reserved2, ITMK_CancelFlag* i_cancel_flag) = 0;
+    virtual HRESULT Exec(IAFS_Name* i_name, LPCWSTR i_operation_name, const VARIANT& i_data,
+                         VARIANT* reserved1, IUnknown* reserved2, ITMK_CancelFlag* i_cancel_flag) = 0;
     virtual HRESULT BindToPath(LPCWSTR path, IAFS_BindContext* context, DWORD reserved1, IUnknown* reserved2,
                                ITMK_CancelFlag* cancel_flag, IAFS_Name** out_host_name) = 0;
     virtual HRESULT BindToObject(IUnknown* object, IAFS_BindContext* context, DWORD reserved1,

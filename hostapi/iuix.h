@@ -42,9 +42,7 @@ struct UIX_Event {
     VARIANT_BOOL bHandled;  // set by the handler; what is left unset gets the host's own treatment
 };
 
-enum UIX_ObjModal : DWORD {
-    UIX_ObjModal_AppModal = 1,
-};
+enum UIX_ObjModal : DWORD { UIX_ObjModal_AppModal = 1 };
 
 // A window of the host, made from a template.
 struct IUIX_Obj : IUnknown {

@@ -6,15 +6,7 @@
 
 namespace TMK {
 
-enum class CabType : int32_t {
-    Unset = 0,
-    Bool = 1,
-    Int = 2,
-    Int64 = 3,
-    String = 4,
-    Dictionary = 5,
-    Array = 6,
-};
+enum class CabType : int32_t { Unset, Bool, Int, Int64, String, Dictionary, Array };  // 0 to 6
 
 // One item of a tree. A dictionary has named children (those of its template), an array has numbered ones.
 struct ITMK_CabNode : IUnknown {

@@ -1,19 +1,18 @@
 // Signing in by device and by browser, against a small sign-in server: when a token is given out, when it is
 // renewed, and when a new sign-in starts.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sodium.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <mutex>
 #include <thread>
 
 #include "host/base/failure.h"
 #include "host/signin/http_form.h"
 #include "host/signin/oauth.h"
 #include "host/testing/silent_front_end.h"
+#include "tests/support/loopback_socket.h"
+#include "tests/support/loopback_test_server.h"
 #include "tests/support/temp_folder.h"
 
 namespace host {
@@ -23,27 +22,9 @@ using testing_support::ReadText;
 using testing_support::TempFolder;
 using testing_support::WriteText;
 
-// Answers each form by its grant type; one connection after the other.
+// Answers each form by its grant type; one request after the other.
 class SignInServer {
 public:
-    SignInServer() {
-        m_socket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(address);
-        bind(m_socket, reinterpret_cast<sockaddr*>(&address), size);
-        listen(m_socket, 8);
-        getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size);
-        authority = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/organizations/";
-        m_thread = std::thread([this] { Serve(); });
-    }
-    ~SignInServer() {
-        shutdown(m_socket, SHUT_RDWR);
-        m_thread.join();
-        close(m_socket);
-    }
-    std::string authority;
     std::atomic<int> pending{0};  // polls before the person has signed in
     std::atomic<bool> denied{false};
     std::atomic<bool> can_refresh{true};
@@ -54,9 +35,15 @@ public:
     std::string last_form;  // read once the answer to it has come
 
 private:
-    std::string Answer(const std::string& request, int& status) {
-        status = 200;
-        if (request.find("/devicecode ") != std::string::npos) {
+    using Request = LoopbackTestServer::Request;
+
+    std::string Reply(const Request& request) {
+        int status = 200;
+        const std::string text = Text(request, status);
+        return Answer(std::to_string(status) + " X", text, "Connection: close\r\n");
+    }
+    std::string Text(const Request& request, int& status) {
+        if (request.target.ends_with("/devicecode")) {
             ++device_codes;
             return R"({"device_code":"d","user_code":"AB-CD","verification_uri":"http://x/dev","interval":1,"expires_in":60})";
         }
@@ -64,8 +51,8 @@ private:
             status = trouble;
             return "<html>busy</html>";
         }
-        last_form = request.substr(request.find("\r\n\r\n") + 4);
-        const bool is_refresh = request.find("grant_type=refresh_token") != std::string::npos;
+        last_form = request.body;
+        const bool is_refresh = request.body.find("grant_type=refresh_token") != std::string::npos;
         status = 400;
         if (is_refresh && !can_refresh) return R"({"error":"invalid_grant"})";
         if (!is_refresh && denied) return R"({"error":"access_denied"})";
@@ -76,37 +63,11 @@ private:
         return R"({"access_token":"access)" + number + R"(","refresh_token":"refresh)" + number +
                R"(","expires_in":)" + std::to_string(lifetime) + "}";
     }
-    void Serve() {
-        for (;;) {
-            const int client = accept(m_socket, nullptr, nullptr);
-            if (client < 0) return;
-            std::string request;
-            char block[4096];
-            std::size_t body = std::string::npos;
-            std::size_t wanted = 0;
-            while (body == std::string::npos || request.size() < body + wanted) {
-                const ssize_t got = read(client, block, sizeof(block));
-                if (got <= 0) break;
-                request.append(block, static_cast<std::size_t>(got));
-                const std::size_t end = request.find("\r\n\r\n");
-                const std::size_t length = request.find("Content-Length: ");
-                if (end == std::string::npos || length == std::string::npos) continue;
-                body = end + 4;
-                wanted = std::stoul(request.substr(length + 16));
-            }
-            int status = 0;
-            const std::string text = Answer(request, status);
-            const std::string answer =
-                "HTTP/1.1 " + std::to_string(status) +
-                " X\r\nConnection: close\r\nContent-Length: " + std::to_string(text.size()) + "\r\n\r\n" +
-                text;
-            [[maybe_unused]] const ssize_t written = write(client, answer.data(), answer.size());
-            close(client);
-        }
-    }
-    int m_socket;
     int m_tokens = 0;
-    std::thread m_thread;
+    LoopbackTestServer m_server{[this](const Request& request) { return Reply(request); }};
+
+public:
+    const std::string authority = "http://127.0.0.1:" + std::to_string(m_server.Port()) + "/organizations/";
 };
 
 // The value of a form's or a query's member, as it is written there.
@@ -129,11 +90,11 @@ public:
         m_thread = std::thread([this] {
             const std::string state = Member(opened, "state");
             const std::string redirect = Member(opened, "redirect_uri");
-            m_port = std::stoi(redirect.substr(redirect.rfind("%3A") + 3));
+            m_port = static_cast<std::uint16_t>(std::stoi(redirect.substr(redirect.rfind("%3A") + 3)));
             std::string home = redirect.substr(redirect.find("%2F", redirect.rfind("%3A")));
             for (auto at = home.find("%2F"); at != std::string::npos; at = home.find("%2F"))
                 home.replace(at, 3, "/");
-            const int idle = Connect();
+            const int idle = testing_support::ConnectToLoopback(m_port);
             for (const std::string& path :
                  {std::string("/favicon.ico"), home + "?code=guessed&state=guessed", home + "?code=guessed",
                   home + "?state=" + state + "&" + result}) {
@@ -149,17 +110,9 @@ public:
     std::vector<std::string> answers;
 
 private:
-    int Connect() const {
-        const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(m_port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-        return client;
-    }
     std::string Get(const std::string& path) const {
-        const int client = Connect();
+        const int client = testing_support::ConnectToLoopback(m_port);
+        EXPECT_GE(client, 0);
         // In two parts, as over a slow connection.
         const std::string head = "GET " + path + " HT";
         const std::string rest = "TP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
@@ -174,7 +127,7 @@ private:
         return answer;
     }
 
-    int m_port = 0;
+    std::uint16_t m_port = 0;
     std::thread m_thread;
 };
 
@@ -211,8 +164,15 @@ protected:
         Profile profile;
         OAuth oauth;
     };
-    OAuthRequest Request() const {
-        return {server.authority, "client", "http://site/AllSites.Write", "", "device"};
+    OAuthRequest Request(const char* flow = "device") const {
+        return {server.authority, "client", "http://site/AllSites.Write", "", flow};
+    }
+
+    // The token that the browser brings, after all that it does has ended.
+    std::string GetTokenByBrowser(Process& process, const OAuthRequest& request) {
+        const std::string token = process.oauth.GetToken(request);
+        browser.Wait();
+        return token;
     }
 
     TempFolder folder;
@@ -235,11 +195,9 @@ TEST_F(SignIn, ShowsTheCodePollsAndKeepsTokensEnciphered) {
 TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
     browser.result = "code=the%2Bcode%20x";
     Process process(*this);
-    OAuthRequest request = Request();
-    request.flow = "code";
+    OAuthRequest request = Request("code");
     request.user = "alice@example.test";
-    EXPECT_EQ(process.oauth.GetToken(request), "access1");
-    browser.Wait();
+    EXPECT_EQ(GetTokenByBrowser(process, request), "access1");
     EXPECT_TRUE(browser.opened.starts_with(server.authority + "oauth2/v2.0/authorize?")) << browser.opened;
     EXPECT_EQ(Member(browser.opened, "login_hint"), "alice%40example.test");
     EXPECT_EQ(Member(browser.opened, "code_challenge_method"), "S256");
@@ -265,11 +223,9 @@ TEST_F(SignIn, TheBrowserComesBackWithACodeThatOnlyThisSignInCanUse) {
 TEST_F(SignIn, TheBrowserIsRedirectedToTheRegisteredAddress) {
     browser.result = "code=x";
     Process process(*this);
-    OAuthRequest request = Request();
-    request.flow = "code";
+    OAuthRequest request = Request("code");
     request.redirect = "http://localhost/back/here";
-    EXPECT_EQ(process.oauth.GetToken(request), "access1");
-    browser.Wait();
+    EXPECT_EQ(GetTokenByBrowser(process, request), "access1");
     const std::string redirect = Member(browser.opened, "redirect_uri");
     EXPECT_TRUE(redirect.starts_with("http%3A%2F%2Flocalhost%3A")) << redirect;
     EXPECT_TRUE(redirect.ends_with("%2Fback%2Fhere")) << redirect;
@@ -292,8 +248,7 @@ TEST_F(SignIn, APageThatEndsWithoutACodeEndsTheSignIn) {
         Profile profile(folder.Path(), {});
         RecordingPrompts other_prompts(other);
         OAuth oauth(profile, std::make_shared<const Cipher>(folder / "key"), other_prompts);
-        OAuthRequest request = Request();
-        request.flow = "code";
+        OAuthRequest request = Request("code");
         try {
             oauth.GetToken(request);
             ADD_FAILURE() << result;

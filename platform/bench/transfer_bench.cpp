@@ -1,6 +1,5 @@
 // Throughput of reading and pushing over loopback, beside the command-line client of the transfer library.
 // Arguments: mebibytes (default 1024) and the folder for the files (default the temporary one).
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 
 #include "platform/files.h"
 #include "platform/wininet.h"
+#include "tests/support/loopback_socket.h"
 
 namespace {
 
@@ -25,16 +25,7 @@ using Clock = std::chrono::steady_clock;
 // Answers GET with zeros of the size in the path, and reads the body of PUT.
 class Server {
 public:
-    Server() {
-        m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        if (bind(m_listener, reinterpret_cast<sockaddr*>(&address), size) || listen(m_listener, 8))
-            std::abort();
-        getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size);
-        m_port = ntohs(address.sin_port);
+    Server() : m_listener(testing_support::ListenOnLoopback(m_port)) {
         m_thread = std::thread([this] {
             for (int client; (client = accept(m_listener, nullptr, nullptr)) >= 0; close(client))
                 Serve(client);
@@ -84,8 +75,8 @@ private:
             SendAll(client, block.data(), part = std::min(size, block.size()));
     }
 
+    std::uint16_t m_port = 0;
     int m_listener;
-    unsigned short m_port;
     std::thread m_thread;
 };
 

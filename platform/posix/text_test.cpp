@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "platform/com.h"
 #include "platform/url.h"
@@ -56,12 +57,14 @@ std::u16string FormatNumber(const char16_t* value, UINT digits, UINT grouping, U
 
 TEST(Compare, ComposedAndDecomposedTextsAreEqualAndLookAlikesAreNot) {
     EXPECT_TRUE(Equal(u"caf\u00E9", u"CAFE\u0301"));
-    EXPECT_FALSE(Equal(u"cafe", u"caf\u00E9"));
-    EXPECT_FALSE(Equal(u"x\u00B2", u"x2"));
-    EXPECT_FALSE(Equal(u"\uFF41", u"a"));
-    EXPECT_FALSE(Equal(u"\U0001F600", u"\U0001F601"));
-    EXPECT_FALSE(Equal(u"\xD83D", u"\xD83E"));
     EXPECT_TRUE(Equal(u"", u""));
+    const std::pair<const char16_t*, const char16_t*> look_alikes[] = {{u"cafe", u"caf\u00E9"},
+                                                                       {u"x\u00B2", u"x2"},
+                                                                       {u"\uFF41", u"a"},
+                                                                       {u"\U0001F600", u"\U0001F601"},
+                                                                       {u"\xD83D", u"\xD83E"}};
+    for (const auto& [one, other] : look_alikes)
+        EXPECT_FALSE(Equal(one, other)) << testing::PrintToString(std::u16string(one));
     EXPECT_EQ(CompareStringW(LOCALE_INVARIANT, 0, u"A", -1, u"a", -1), CSTR_LESS_THAN);
     EXPECT_EQ(CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, nullptr, -1, u"a", -1), 0);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
@@ -155,13 +158,16 @@ TEST(Messages, TextsOfEachTableEndWithALineBreak) {
 }
 
 TEST(Numbers, AreRoundedGroupedAndSigned) {
-    EXPECT_EQ(FormatNumber(u"1234567", 0, 3, 1), u"1.234.567");
-    EXPECT_EQ(FormatNumber(u"12345678", 0, 32, 1), u"1.23.45.678");
-    EXPECT_EQ(FormatNumber(u"999.995", 2, 3, 1), u"1.000,00");
-    EXPECT_EQ(FormatNumber(u"-0.4", 0, 3, 1), u"0");
-    EXPECT_EQ(FormatNumber(u"-1234.5", 1, 0, 0), u"(1234,5)");
-    EXPECT_EQ(FormatNumber(u"0012", 0, 3, 1), u"12");
-    EXPECT_EQ(FormatNumber(u"1x", 0, 3, 1), u"failed");
+    const struct {
+        const char16_t* value;
+        UINT digits, grouping, order;
+        const char16_t* text;
+    } rows[] = {{u"1234567", 0, 3, 1, u"1.234.567"}, {u"12345678", 0, 32, 1, u"1.23.45.678"},
+                {u"999.995", 2, 3, 1, u"1.000,00"},  {u"-0.4", 0, 3, 1, u"0"},
+                {u"-1234.5", 1, 0, 0, u"(1234,5)"},  {u"0012", 0, 3, 1, u"12"},
+                {u"1x", 0, 3, 1, u"failed"}};
+    for (const auto& [value, digits, grouping, order, text] : rows)
+        EXPECT_EQ(FormatNumber(value, digits, grouping, order), text);
     char16_t buffer[8];
     EXPECT_EQ(GetLocaleInfoW(LOCALE_INVARIANT, LOCALE_SGROUPING, buffer, 8), 4);
     EXPECT_EQ(std::u16string(buffer), u"3;0");

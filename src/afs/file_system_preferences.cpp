@@ -4,9 +4,9 @@
 #include "afs/file_system.h"
 #include "base/failure.h"
 #include "base/main_thread.h"
+#include "base/plugin_context.h"
 #include "base/text/split.h"
 #include "base/url.h"
-#include "base/plugin_context.h"
 
 namespace {
 
@@ -23,16 +23,8 @@ struct PreferenceRow {
     bool is_flag = false;       // a number that is shown as true or false
 };
 
-// In the order in which people see them.
-const PreferenceRow kRows[] = {
-    {u"on_open_without_write_permissions", &Preferences::on_open_without_write_permissions},
-    {u"on_open_checked_out_none", &Preferences::on_open_checked_out_none},
-    {u"on_open_checked_out_me", &Preferences::on_open_checked_out_me},
-    {u"on_open_checked_out_other", &Preferences::on_open_checked_out_other},
-    {u"on_after_save", &Preferences::on_after_save},
-    {u"on_save_conflict", &Preferences::on_save_conflict},
-    {u"on_close_checked_out_need_check_in", &Preferences::on_close_checked_out_need_check_in},
-    {u"on_close_checked_out_no_need_check_in", &Preferences::on_close_checked_out_no_need_check_in},
+// Those without actions, in the order in which people see them.
+const PreferenceRow kOtherRows[] = {
     {u"days_to_store_logs", &Preferences::days_to_store_logs},
     {u"log_level", &Preferences::log_level, 4},
     {u"default_check_in_type", &Preferences::default_check_in_type, 2},
@@ -42,6 +34,19 @@ const PreferenceRow kRows[] = {
     {u"api_version", &Preferences::api_version, 1},
     {u"show_hidden_items", &Preferences::show_hidden_items, kFlag, true},
 };
+
+std::vector<PreferenceRow> MakeRows() {
+    std::vector<PreferenceRow> rows;
+    for (const ActionPreference& action : kActionPreferences) rows.push_back({action.id, action.field});
+    rows.insert(rows.end(), std::begin(kOtherRows), std::end(kOtherRows));
+    return rows;
+}
+
+// In the order in which people see them.
+const std::vector<PreferenceRow>& Rows() {
+    static const std::vector<PreferenceRow> rows = MakeRows();
+    return rows;
+}
 
 Variant ReadValue(const Preferences& preferences, const PreferenceRow& row) {
     if (const auto* number = std::get_if<uint32_t Preferences::*>(&row.field)) {
@@ -84,7 +89,7 @@ void WriteValue(Preferences& preferences, const PreferenceRow& row, const VARIAN
 
 const PreferenceRow& FindRow(std::u16string_view name) {
     TRACE_NAME("FileSystem::Exec");
-    for (const PreferenceRow& row : kRows)
+    for (const PreferenceRow& row : Rows())
         if (name == row.name) return row;
     THROW_TRACED(HResultException, E_INVALIDARG);
 }
@@ -99,7 +104,7 @@ HRESULT FileSystem::GetPreferences(VARIANT* out_value) {
                                        [&] {
                                            const Preferences& all =
                                                m_plugin->m_preferences_manager.m_preferences;
-                                           for (const PreferenceRow& row : kRows) {
+                                           for (const PreferenceRow& row : Rows()) {
                                                values.emplace_back(row.name);
                                                values.push_back(ReadValue(all, row));
                                                values.emplace_back(row.largest);

@@ -11,22 +11,6 @@ namespace {
 constexpr int32_t kVersion = 5;
 constexpr char16_t kSeparator = u'|';
 
-// The numbers that every version has, in the order in which they are saved.
-struct NumberField {
-    const char16_t* id;
-    uint32_t Preferences::*field;
-};
-constexpr NumberField kActionFields[] = {
-    {u"on_open_without_write_permissions", &Preferences::on_open_without_write_permissions},
-    {u"on_open_checked_out_none", &Preferences::on_open_checked_out_none},
-    {u"on_open_checked_out_me", &Preferences::on_open_checked_out_me},
-    {u"on_open_checked_out_other", &Preferences::on_open_checked_out_other},
-    {u"on_after_save", &Preferences::on_after_save},
-    {u"on_save_conflict", &Preferences::on_save_conflict},
-    {u"on_close_checked_out_need_check_in", &Preferences::on_close_checked_out_need_check_in},
-    {u"on_close_checked_out_no_need_check_in", &Preferences::on_close_checked_out_no_need_check_in},
-};
-
 uint32_t GetNumber(const Settings::Node& dictionary, const char16_t* id) {
     return static_cast<uint32_t>(Settings::GetInt(dictionary.get(), id));
 }
@@ -48,8 +32,8 @@ void LoadCheckInDefaults(const Settings::Node& dictionary, Preferences& preferen
 }
 
 void LoadActions(const Settings::Node& dictionary, Preferences& preferences) {
-    for (const NumberField& number : kActionFields)
-        preferences.*number.field = GetNumber(dictionary, number.id);
+    for (const ActionPreference& action : kActionPreferences)
+        preferences.*action.field = GetNumber(dictionary, action.id);
     preferences.days_to_store_logs = GetNumber(dictionary, u"days_to_store_logs");
 }
 
@@ -140,9 +124,8 @@ void PreferencesManager::Save() {
         Settings::GetChild(Settings::GetRoot(settings.get()).get(), u"PreferencesV5");
     TMK::ITMK_CabNode* const v5 = stored.get();
     Settings::SetInt(v5, u"version", kVersion);
-    for (const NumberField& number : kActionFields) {
-        Settings::SetInt(v5, number.id, static_cast<int32_t>(m_preferences.*number.field));
-    }
+    for (const ActionPreference& action : kActionPreferences)
+        Settings::SetInt(v5, action.id, static_cast<int32_t>(m_preferences.*action.field));
     Settings::SetInt(v5, u"default_check_in_type", static_cast<int32_t>(m_preferences.default_check_in_type));
     Settings::SetString(v5, u"default_check_in_message", m_preferences.default_check_in_message);
     Settings::SetInt(v5, u"log_level", static_cast<int32_t>(m_preferences.log_level));

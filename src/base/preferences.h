@@ -41,6 +41,22 @@ struct Preferences {
     bool operator==(const Preferences&) const = default;
 };
 
+// The preferences that hold actions, which every version has, in the order in which they are saved and shown.
+struct ActionPreference {
+    const char16_t* id;
+    uint32_t Preferences::*field;
+};
+inline constexpr ActionPreference kActionPreferences[] = {
+    {u"on_open_without_write_permissions", &Preferences::on_open_without_write_permissions},
+    {u"on_open_checked_out_none", &Preferences::on_open_checked_out_none},
+    {u"on_open_checked_out_me", &Preferences::on_open_checked_out_me},
+    {u"on_open_checked_out_other", &Preferences::on_open_checked_out_other},
+    {u"on_after_save", &Preferences::on_after_save},
+    {u"on_save_conflict", &Preferences::on_save_conflict},
+    {u"on_close_checked_out_need_check_in", &Preferences::on_close_checked_out_need_check_in},
+    {u"on_close_checked_out_no_need_check_in", &Preferences::on_close_checked_out_no_need_check_in},
+};
+
 class PreferencesManager {
 public:
     explicit PreferencesManager(PluginContext& plugin) : m_plugin(plugin) {}

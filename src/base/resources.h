@@ -7,13 +7,13 @@
 
 enum ResourceId : WORD {
     IDR_DIALOGS_XML = 101,
-    IDR_LOCALIZATION_XML = 102,
-    IDR_SETTINGS_CAB_XML = 103,
-    IDR_ICON_16_PNG = 104,
-    IDR_ICON_24_PNG = 105,
-    IDR_ICON_32_PNG = 106,
-    IDR_ICON_48_PNG = 107,
-    IDR_ACCOUNT_DATA_CAB_XML = 108,
+    IDR_LOCALIZATION_XML,
+    IDR_SETTINGS_CAB_XML,
+    IDR_ICON_16_PNG,
+    IDR_ICON_24_PNG,
+    IDR_ICON_32_PNG,
+    IDR_ICON_48_PNG,
+    IDR_ACCOUNT_DATA_CAB_XML,
 };
 
 // Bytes of a resource of this library, valid as long as the library is loaded; null data when there is none.

@@ -4,11 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <utility>
 #include <vector>
+
+#include "base/text/encoding.h"
 
 namespace {
 
 using R = CompareUrlsResult;
+
+// What a function makes of each text.
+template <typename Function>
+void ExpectEach(Function function, std::initializer_list<std::pair<const char16_t*, const char16_t*>> rows) {
+    for (const auto& [text, expected] : rows) EXPECT_EQ(function(text), expected) << ToUtf8(text);
+}
 
 TEST(CompareUrls, IgnoresCaseTrailingSlashAndDefaultPort) {
     EXPECT_EQ(CompareUrls(u"https://Host/Sites/A", u"HTTPS://host:443/sites/a/"), R::equal);
@@ -28,11 +37,12 @@ TEST(CompareUrls, FindsParentsAndWhatIsLeftBelowThem) {
 }
 
 TEST(CompareUrls, TellsUnrelatedPlacesApart) {
-    EXPECT_EQ(CompareUrls(u"https://h/ab", u"https://h/abc"), R::different);
-    EXPECT_EQ(CompareUrls(u"https://h/a", u"http://h/a"), R::different);
-    EXPECT_EQ(CompareUrls(u"https://h/a", u"https://h:8443/a"), R::different);
-    EXPECT_EQ(CompareUrls(u"https://h/a", u"https://g/a"), R::different);
-    EXPECT_EQ(CompareUrls(u"https://h/ab/c", u"https://h/xy"), R::different);
+    const std::pair<const char16_t*, const char16_t*> places[] = {{u"https://h/ab", u"https://h/abc"},
+                                                                  {u"https://h/a", u"http://h/a"},
+                                                                  {u"https://h/a", u"https://h:8443/a"},
+                                                                  {u"https://h/a", u"https://g/a"},
+                                                                  {u"https://h/ab/c", u"https://h/xy"}};
+    for (const auto& [one, other] : places) EXPECT_EQ(CompareUrls(one, other), R::different) << ToUtf8(other);
 }
 
 TEST(CompareUrls, CountsTheQueryUnlessToldNotTo) {
@@ -82,43 +92,39 @@ TEST(CompareRelativeUrls, WorksOnServerRelativePaths) {
 }
 
 TEST(GetUrlParent, CutsOneLevel) {
-    EXPECT_EQ(GetUrlParent(u"https://h/a/b/"), u"https://h/a");
-    EXPECT_EQ(GetUrlParent(u"https://h/a"), u"https://h");
-    EXPECT_EQ(GetUrlParent(u"https://h/C# notes/it's #1.pdf"), u"https://h/C# notes");
-    EXPECT_EQ(GetUrlParent(u"https://h/"), u"");
-    EXPECT_EQ(GetUrlParent(u"https://h"), u"");
-    EXPECT_EQ(GetUrlParent(u""), u"");
+    ExpectEach([](const char16_t* url) { return GetUrlParent(url); },
+               {{u"https://h/a/b/", u"https://h/a"},
+                {u"https://h/a", u"https://h"},
+                {u"https://h/C# notes/it's #1.pdf", u"https://h/C# notes"}});
+    for (const char16_t* root : {u"https://h/", u"https://h", u""}) EXPECT_EQ(GetUrlParent(root), u"");
 }
 
 TEST(IsDirectUrl, WantsAWebAddressWithAPlainPath) {
-    EXPECT_TRUE(IsDirectUrl(u"https://h/sites/a b/c#d%.pdf"));
-    EXPECT_TRUE(IsDirectUrl(u"HTTP://h"));
-    EXPECT_TRUE(IsDirectUrl(u"https://h/a?b*c"));
-    EXPECT_FALSE(IsDirectUrl(u"https://h/a*b"));
-    EXPECT_FALSE(IsDirectUrl(u"https://h/:b:/s/team/Eabc"));
-    EXPECT_FALSE(IsDirectUrl(u"ftp://h/a"));
-    EXPECT_FALSE(IsDirectUrl(u"\\\\h\\a"));
+    for (const char16_t* url : {u"https://h/sites/a b/c#d%.pdf", u"HTTP://h", u"https://h/a?b*c"})
+        EXPECT_TRUE(IsDirectUrl(url)) << ToUtf8(url);
+    for (const char16_t* url : {u"https://h/a*b", u"https://h/:b:/s/team/Eabc", u"ftp://h/a", u"\\\\h\\a"})
+        EXPECT_FALSE(IsDirectUrl(url)) << ToUtf8(url);
     EXPECT_FALSE(IsDirectUrl(static_cast<const char16_t*>(nullptr)));
 }
 
 TEST(IsFileLinkUrl, KnowsSharingLinks) {
-    EXPECT_TRUE(IsFileLinkUrl(u"https://h/:b:/s/team/Eabc?e=1"));
-    EXPECT_TRUE(IsFileLinkUrl(u"https://h/:w:/r/x"));
-    EXPECT_TRUE(IsFileLinkUrl(u"https://h/a.pdf?Share=abc"));
-    EXPECT_FALSE(IsFileLinkUrl(u"https://h/a.pdf?share="));
-    EXPECT_FALSE(IsFileLinkUrl(u"https://h/a.pdf"));
-    EXPECT_FALSE(IsFileLinkUrl(u"https://h/:1:/s/team"));
+    for (const char16_t* url :
+         {u"https://h/:b:/s/team/Eabc?e=1", u"https://h/:w:/r/x", u"https://h/a.pdf?Share=abc"})
+        EXPECT_TRUE(IsFileLinkUrl(url)) << ToUtf8(url);
+    for (const char16_t* url : {u"https://h/a.pdf?share=", u"https://h/a.pdf", u"https://h/:1:/s/team"})
+        EXPECT_FALSE(IsFileLinkUrl(url)) << ToUtf8(url);
 }
 
 TEST(WebDavPathToUrl, ReadsTheThreeUncForms) {
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\host\\DavWWWRoot\\sites\\a b"), u"http://host/sites/a b");
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\host@SSL\\sites"), u"https://host/sites");
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\?\\UNC\\host@ssl@8443\\a"), u"https://host:8443/a");
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\host@SSL@443\\a"), u"https://host/a");
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\host@SSL@80\\a"), u"https://host:80/a");
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\host@443\\a"), u"http://host:443/a");
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\host"), u"http://host");
-    EXPECT_EQ(WebDavPathToUrl(u"\\\\host\\DavWWWRootless"), u"http://host/less");
+    ExpectEach([](const char16_t* path) { return WebDavPathToUrl(path); },
+               {{u"\\\\host\\DavWWWRoot\\sites\\a b", u"http://host/sites/a b"},
+                {u"\\\\host@SSL\\sites", u"https://host/sites"},
+                {u"\\\\?\\UNC\\host@ssl@8443\\a", u"https://host:8443/a"},
+                {u"\\\\host@SSL@443\\a", u"https://host/a"},
+                {u"\\\\host@SSL@80\\a", u"https://host:80/a"},
+                {u"\\\\host@443\\a", u"http://host:443/a"},
+                {u"\\\\host", u"http://host"},
+                {u"\\\\host\\DavWWWRootless", u"http://host/less"}});
 }
 
 TEST(WebDavPathToUrl, RefusesEverythingElse) {
@@ -130,13 +136,12 @@ TEST(WebDavPathToUrl, RefusesEverythingElse) {
 }
 
 TEST(NormalizeUserUrl, RepairsWhatAPersonTypes) {
-    EXPECT_EQ(NormalizeUserUrl(u"  host/sites/a b/ ?x=1"), u"https://host/sites/a b");
-    EXPECT_EQ(NormalizeUserUrl(u"http://host/a%20b%2"), u"http://host/a b%2");
-    EXPECT_EQ(NormalizeUserUrl(u"://host"), u"https://host");
-    EXPECT_EQ(NormalizeUserUrl(u"ftp://host"), u"");
-    EXPECT_EQ(NormalizeUserUrl(u"host/a*b"), u"");
-    EXPECT_EQ(NormalizeUserUrl(u" /?:"), u"");
-    EXPECT_EQ(NormalizeUserUrl(u"host:8080/a"), u"https://host:8080/a");
+    ExpectEach([](const char16_t* text) { return NormalizeUserUrl(text); },
+               {{u"  host/sites/a b/ ?x=1", u"https://host/sites/a b"},
+                {u"http://host/a%20b%2", u"http://host/a b%2"},
+                {u"://host", u"https://host"},
+                {u"host:8080/a", u"https://host:8080/a"}});
+    for (const char16_t* text : {u"ftp://host", u"host/a*b", u" /?:"}) EXPECT_EQ(NormalizeUserUrl(text), u"");
 }
 
 TEST(UrlEncoding, RoundTripsEveryNameAndDoublesApostrophesInQuotes) {

@@ -18,6 +18,12 @@ ScriptedPage Page(const char16_t* url, bool success = true) {
     return {url, std::vector<ScriptedCookie>{}, success};
 }
 
+BrowserScript TwoPages() {
+    BrowserScript script;
+    script.pages = {Page(u"http://a/"), Page(u"http://b/")};
+    return script;
+}
+
 // Runs the window with callbacks that note what they hear.
 struct Shown {
     explicit Shown(BrowserScript& browser) : script(browser) {}
@@ -89,8 +95,7 @@ TEST(WebViewDlg, TheEndOfTheWindowDecides) {
 }
 
 TEST(WebViewDlg, AFailureInAnswerToCookiesIsACancellation) {
-    BrowserScript script;
-    script.pages = {Page(u"http://a/"), Page(u"http://b/")};
+    BrowserScript script = TwoPages();
     Shown run(script);
     run.done_at = 1;
     run.cookies_result = E_UNEXPECTED;
@@ -99,8 +104,7 @@ TEST(WebViewDlg, AFailureInAnswerToCookiesIsACancellation) {
 }
 
 TEST(WebViewDlg, AFailureWithoutAnEndKeepsTheWindowOpen) {
-    BrowserScript script;
-    script.pages = {Page(u"http://a/"), Page(u"http://b/")};
+    BrowserScript script = TwoPages();
     Shown run(script);
     run.cookies_result = E_UNEXPECTED;
     EXPECT_EQ(run.Show(), E_CANCELED);
@@ -108,8 +112,7 @@ TEST(WebViewDlg, AFailureWithoutAnEndKeepsTheWindowOpen) {
 }
 
 TEST(WebViewDlg, AFailedPageCallbackAsksForCookiesOnceMoreAndEnds) {
-    BrowserScript script;
-    script.pages = {Page(u"http://a/"), Page(u"http://b/")};
+    BrowserScript script = TwoPages();
     Shown run(script);
     run.navigated = E_FAIL;
     EXPECT_EQ(run.Show(), E_CANCELED);
@@ -125,8 +128,7 @@ TEST(WebViewDlg, AFailedPageCallbackAsksForCookiesOnceMoreAndEnds) {
 }
 
 TEST(WebViewDlg, EndsWhenNoCookiesCanBeAskedFor) {
-    BrowserScript script;
-    script.pages = {Page(u"http://a/"), Page(u"http://b/")};
+    BrowserScript script = TwoPages();
     script.request_cookies = E_FAIL;
     Shown run(script);
     EXPECT_EQ(run.Show(), E_CANCELED);

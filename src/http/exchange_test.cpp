@@ -28,6 +28,14 @@ Http::Response Send(Session& session, const char16_t* verb, const std::u16string
     return session.SendRequest(verb, object, nullptr, nullptr, body, size, check_status);
 }
 
+// These headers, and the two of every request with the token "tok".
+void ExpectHeaders(const Request& request,
+                   std::initializer_list<std::pair<const char*, const char*>> headers) {
+    for (const auto& [name, value] : headers) EXPECT_EQ(request.Header(name), value) << name;
+    EXPECT_EQ(request.Header("authorization"), "Bearer tok");
+    EXPECT_EQ(request.Header("x-forms_based_auth_accepted"), "t");
+}
+
 TEST(SendRequest, WritesTheHeadersOfTheProtocol) {
     LoopbackTestServer server([](const Request&) { return Answer("200 OK"); });
     const auto session = Connect(server);
@@ -37,12 +45,10 @@ TEST(SendRequest, WritesTheHeadersOfTheProtocol) {
     session->SendRequest(u"PROPFIND", u"/a b/\u00E4'.pdf", accept, u"Depth: 1", nullptr, 0, true);
     const Request request = server.Requests().at(0);
     EXPECT_EQ(request.Line(), "PROPFIND /a%20b/%C3%A4'.pdf");
-    EXPECT_EQ(request.Header("accept"), "application/xml, text/xml");
-    EXPECT_EQ(request.Header("x-forms_based_auth_accepted"), "t");
-    EXPECT_EQ(request.Header("depth"), "1");
-    EXPECT_EQ(request.Header("authorization"), "Bearer tok");
-    EXPECT_EQ(request.Header("cookie"), "a=1; b=2");
-    EXPECT_EQ(request.Header("content-length"), "0");
+    ExpectHeaders(request, {{"accept", "application/xml, text/xml"},
+                            {"depth", "1"},
+                            {"cookie", "a=1; b=2"},
+                            {"content-length", "0"}});
 }
 
 TEST(SendRequest, TakesTheLengthOfTextOnlyWhenNoneIsGiven) {
@@ -183,11 +189,7 @@ TEST(Upload, SendsItsBytesAsTheyComeAndEndsInAnAnswer) {
     const Request request = server.Requests().at(0);
     EXPECT_EQ(request.Line(), "PUT /doc/$value");
     EXPECT_EQ(request.body, "hello world");
-    EXPECT_EQ(request.Header("content-length"), "11");
-    EXPECT_EQ(request.Header("x-requestdigest"), "abc");
-    EXPECT_EQ(request.Header("authorization"), "Bearer tok");
-    EXPECT_EQ(request.Header("cookie"), "a=1");
-    EXPECT_EQ(request.Header("x-forms_based_auth_accepted"), "t");
+    ExpectHeaders(request, {{"content-length", "11"}, {"x-requestdigest", "abc"}, {"cookie", "a=1"}});
 }
 
 TEST(Upload, ThrowsTheStatusThatRefusesIt) {

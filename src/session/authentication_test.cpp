@@ -144,9 +144,7 @@ TEST(FormsSignIn, SaysWhyNoBrowserCouldBeShown) {
 
 TEST(BrowserCookies, BelongByTheTailOfTheHostAndTheStartOfThePath) {
     struct Case {
-        const char16_t* url;
-        const char16_t* domain;
-        const char16_t* path;
+        const char16_t *url, *domain, *path;
         bool matches;
     };
     const Case cases[] = {

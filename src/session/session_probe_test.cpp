@@ -6,32 +6,15 @@
 #include "session/session.h"
 #include "session/sharepoint_checker.h"
 #include "tests/support/loopback_test_server.h"
+#include "tests/support/older_site_answers.h"
 
 namespace {
 
 using Request = LoopbackTestServer::Request;
+using testing_support::WebAnswer;
+using testing_support::WebUrlAnswer;
 
 constexpr char kVersion15[] = "MicrosoftSharePointTeamServices: 15.0.0.4420\r\n";
-
-std::string WebUrlAnswer(const std::string& url) {
-    return Answer("200 OK",
-                  "<?xml version=\"1.0\"?><soap:Envelope "
-                  "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\"><soap:Body>"
-                  "<WebUrlFromPageUrlResponse xmlns=\"http://schemas.microsoft.com/sharepoint/soap/\">"
-                  "<WebUrlFromPageUrlResult>" +
-                      url +
-                      "</WebUrlFromPageUrlResult></WebUrlFromPageUrlResponse></soap:Body></soap:Envelope>",
-                  "Content-Type: text/xml; charset=utf-8\r\n");
-}
-
-std::string WebAnswer(const std::string& url) {
-    return Answer("207 Multi-Status",
-                  "<?xml version=\"1.0\"?><D:multistatus xmlns:D=\"DAV:\"><D:response><D:href>" + url +
-                      "</D:href><D:propstat><D:prop><D:displayname>team</D:displayname>"
-                      "<D:isFolder>t</D:isFolder></D:prop><D:status>HTTP/1.1 200 OK</D:status>"
-                      "</D:propstat></D:response></D:multistatus>",
-                  "Content-Type: text/xml\r\n");
-}
 
 // A site that answers HEAD with `head`, and SOAP or WebDAV with `refusal` unless that is empty.
 struct Site {

@@ -27,11 +27,11 @@ namespace SharePoint {
 // The server's numbers of field types, as far as they are supported.
 enum FieldKind : uint32_t {
     field_text = 2,
-    field_note = 3,
-    field_date_time = 4,
+    field_note,
+    field_date_time,
     field_choice = 6,
     field_boolean = 8,
-    field_number = 9,
+    field_number,
 };
 bool IsSupportedFieldKind(uint32_t kind);
 

@@ -27,14 +27,8 @@ std::shared_ptr<Http::Session> Connect(const std::string& url, const std::string
 }  // namespace
 
 const char* OptionOf(Generation generation) {
-    switch (generation) {
-        case Generation::modern:
-            return "modern";
-        case Generation::y2013:
-            return "2013";
-        default:
-            return "2010";
-    }
+    if (generation == Generation::modern) return "modern";
+    return generation == Generation::y2013 ? "2013" : "2010";
 }
 
 Contract::Contract() : m_server({"--generation", OptionOf(GetParam())}) {}

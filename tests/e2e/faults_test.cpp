@@ -88,57 +88,50 @@ struct Row {
     friend void PrintTo(const Row& row, std::ostream* out) { *out << row.what; }
 };
 
+Row Slow(const std::string& kind, const std::string& more = {}) {
+    return {
+        .what = kind, .fault = R"("kind":")" + kind + '"' + more, .code = "0x80072EE2", .words = "too long"};
+}
+
+Row Broken(const std::string& kind, const std::string& more, const std::string& code) {
+    return {.what = kind, .fault = R"("kind":")" + kind + '"' + more, .code = code, .words = "connection"};
+}
+
+Row Short(const std::string& what, const std::string& fault) {
+    return {.what = what, .fault = fault, .code = "0x8007000D", .words = "ended after"};
+}
+
+Row Status(const std::string& status, const std::string& more) {
+    return {
+        .what = "status " + status, .fault = R"("kind":"status","status":)" + status + more, .words = status};
+}
+
+const Row kSignInPage{.what = "sign-in-page", .fault = R"("kind":"sign-in-page")", .words = "sign in"};
+const std::string kErrorText = R"(,"text":"NOT-A-DOCUMENT")";
+const std::string kErrorOfSharePoint = R"(,"code":"-2147024891, X","message":"NOT-A-DOCUMENT")";
+
 const Row kDownloadRows[] = {
-    {.what = "stall", .fault = R"("kind":"stall")", .code = "0x80072EE2", .words = "too long"},
-    {.what = "stall-headers",
-     .fault = R"("kind":"stall-headers")",
-     .code = "0x80072EE2",
-     .words = "too long"},
-    {.what = "stall-body",
-     .fault = R"("kind":"stall-body","after":70000)",
-     .code = "0x80072EE2",
-     .words = "too long"},
-    {.what = "drop-body",
-     .fault = R"("kind":"drop-body","after":70000)",
-     .code = "0x80072E",
-     .words = "connection"},
+    Slow("stall"),
+    Slow("stall-headers"),
+    Slow("stall-body", R"(,"after":70000)"),
+    Broken("drop-body", R"(,"after":70000)", "0x80072E"),
     {.what = "too long a length",
      .fault = R"("kind":"length","delta":5000)",
      .code = "0x80072E",
      .words = "connection"},
-    {.what = "too short a length",
-     .fault = R"("kind":"length","delta":-5000)",
-     .code = "0x8007000D",
-     .words = "ended after"},
-    {.what = "truncate",
-     .fault = R"("kind":"truncate","after":5000)",
-     .code = "0x8007000D",
-     .words = "ended after"},
-    {.what = "sign-in-page", .fault = R"("kind":"sign-in-page")", .words = "sign in"},
-    {.what = "status 401",
-     .fault = R"("kind":"status","status":401,"text":"NOT-A-DOCUMENT")",
-     .words = "401"},
-    {.what = "status 403",
-     .fault = R"("kind":"status","status":403,"text":"NOT-A-DOCUMENT")",
-     .words = "403"},
-    {.what = "status 404",
-     .fault = R"("kind":"status","status":404,"text":"NOT-A-DOCUMENT")",
-     .words = "404"},
-    {.what = "status 423",
-     .fault = R"("kind":"status","status":423,"text":"NOT-A-DOCUMENT")",
-     .words = "423"},
-    {.what = "status 429",
-     .fault = R"("kind":"status","status":429,"text":"NOT-A-DOCUMENT","retry_after":1)",
-     .words = "429"},
-    {.what = "status 500",
-     .fault = R"("kind":"status","status":500,"text":"NOT-A-DOCUMENT")",
-     .words = "500"},
+    Short("too short a length", R"("kind":"length","delta":-5000)"),
+    Short("truncate", R"("kind":"truncate","after":5000)"),
+    kSignInPage,
+    Status("401", kErrorText),
+    Status("403", kErrorText),
+    Status("404", kErrorText),
+    Status("423", kErrorText),
+    Status("429", kErrorText + R"(,"retry_after":1)"),
+    Status("500", kErrorText),
     {.what = "status 500 of sharepoint",
-     .fault = R"("kind":"status","status":500,"code":"-2147024891, X","message":"NOT-A-DOCUMENT")",
+     .fault = R"("kind":"status","status":500)" + kErrorOfSharePoint,
      .words = "500"},
-    {.what = "status 503",
-     .fault = R"("kind":"status","status":503,"text":"NOT-A-DOCUMENT")",
-     .words = "503"},
+    Status("503", kErrorText),
 };
 
 class DownloadFaults : public Faults, public ::testing::WithParamInterface<Row> {};
@@ -167,29 +160,21 @@ TEST_P(DownloadFaults, ReportsItsCodeAndNeverReachesAFile) {
 
 INSTANTIATE_TEST_SUITE_P(Fault, DownloadFaults, ::testing::ValuesIn(kDownloadRows), RowName());
 
+const std::string kNo = R"(,"text":"no")";
 const Row kUploadRows[] = {
-    {.what = "stall", .fault = R"("kind":"stall")", .code = "0x80072EE2", .words = "too long"},
-    {.what = "stall-headers",
-     .fault = R"("kind":"stall-headers")",
-     .code = "0x80072EE2",
-     .words = "too long"},
-    {.what = "stall-upload",
-     .fault = R"("kind":"stall-upload","after":2)",
-     .code = "0x80072EE2",
-     .words = "too long"},
-    {.what = "drop-upload",
-     .fault = R"("kind":"drop-upload","after":2)",
-     .code = "0x80072F00",
-     .words = "connection"},
-    {.what = "close", .fault = R"("kind":"close")", .code = "0x80072F00", .words = "connection"},
+    Slow("stall"),
+    Slow("stall-headers"),
+    Slow("stall-upload", R"(,"after":2)"),
+    Broken("drop-upload", R"(,"after":2)", "0x80072F00"),
+    Broken("close", "", "0x80072F00"),
     {.what = "stale-digest", .fault = R"("kind":"stale-digest")", .words = "403"},
-    {.what = "sign-in-page", .fault = R"("kind":"sign-in-page")", .words = "sign in"},
-    {.what = "status 401", .fault = R"("kind":"status","status":401,"text":"no")", .words = "401"},
-    {.what = "status 403", .fault = R"("kind":"status","status":403,"text":"no")", .words = "403"},
-    {.what = "status 423", .fault = R"("kind":"status","status":423,"text":"no")", .words = "423"},
-    {.what = "status 429", .fault = R"("kind":"status","status":429,"text":"no")", .words = "429"},
-    {.what = "status 500", .fault = R"("kind":"status","status":500,"text":"no")", .words = "500"},
-    {.what = "status 503", .fault = R"("kind":"status","status":503,"text":"no")", .words = "503"},
+    kSignInPage,
+    Status("401", kNo),
+    Status("403", kNo),
+    Status("423", kNo),
+    Status("429", kNo),
+    Status("500", kNo),
+    Status("503", kNo),
 };
 
 class UploadFaults : public Faults, public ::testing::WithParamInterface<Row> {};

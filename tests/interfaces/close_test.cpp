@@ -34,186 +34,95 @@ const Shape kAskCheckIn{"sp.msg.askForCheckInOnClose",
                         0,
                         kDontShow};
 
-struct Row {
-    std::string what;
+constexpr bool kSaved = true, kUnsaved = false;
+enum class End { kept, discarded, checked_in };
+
+struct Row : DecisionRow {
     bool is_saved = false;  // a flush has gone to the server
-    DWORD flags = 0;
-    PreferenceValues preferences = {};
-    std::optional<host::PromptAnswer> answer = {};  // none: the prompt is closed
-    std::optional<Shape> prompt = {};
-    HRESULT result = S_OK;
-    bool is_kept = true;       // still checked out
-    std::string version = {};  // empty: not looked at
-    std::string bytes = "second";
-    PreferenceValues stored = {};
-
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.what; }
+    End end = End::kept;
 };
-
-// The version and bytes that a check-in, a discard, or neither leaves.
-const std::string kFirst = "0.1";
-const std::string kMajor = "1.0";
 
 class CloseRow : public CloseDecisions, public ::testing::WithParamInterface<Row> {};
 
+const std::string kCheckIn = "sp.btn.checkIn";
+const std::string kCheckInAndKeep = "sp.btn.checkInAndKeepCkeckedOut";
+const std::string kDiscard = "sp.btn.discardCheckOut";
+const std::string kKeep = "sp.btn.keepCkeckedOut";
+
+Row ByFlags(const std::string& what, DWORD flags, const PreferenceValues& preferences, End end,
+            HRESULT result = S_OK) {
+    Row row;
+    row.what = what;
+    row.is_saved = true;
+    row.flags = flags;
+    row.preferences = preferences;
+    row.preferences["default_check_in_message"] = "by default";
+    row.result = result;
+    row.end = end;
+    return row;
+}
+
+// Closed with prompts allowed, by the preference for a document with or without changes.
+Row ByPreference(const std::string& what, bool is_saved, const std::string& preference, End end) {
+    Row row = ByFlags(what, AFS_CloseFile_AllowUI, {{is_saved ? kChanges : kNoChanges, preference}}, end);
+    row.is_saved = is_saved;
+    return row;
+}
+
+// The same where the preference makes the plug-in ask; it is `stored` afterwards.
+Row Asked(const std::string& what, bool is_saved, const std::string& preference,
+          const std::optional<host::PromptAnswer>& answer, End end, const std::string& stored) {
+    Row row = ByPreference(what, is_saved, preference, end);
+    row.prompt = is_saved ? kAskCheckIn : kAskDiscard;
+    row.answer = answer;
+    row.stored = {{is_saved ? kChanges : kNoChanges, stored}};
+    return row;
+}
+
+Row Unsaved(Row row) {
+    row.is_saved = false;
+    return row;
+}
+
+Row Storing(Row row, const std::string& preference, const std::string& value) {
+    row.stored[preference] = value;
+    return row;
+}
+
 std::vector<Row> Rows() {
-    const PreferenceValues comment{{"default_check_in_message", "by default"}};
-    const auto with = [&](PreferenceValues values) {
-        values.insert(comment.begin(), comment.end());
-        return values;
-    };
     const DWORD both = AFS_CloseFile_CheckIn | AFS_CloseFile_DiscardCheckOut;
+    const DWORD check_in = AFS_CloseFile_CheckIn;
     return {
-        {.what = "neither, no prompts allowed", .result = E_INVALIDARG, .bytes = "first"},
-        {.what = "both, no prompts allowed", .is_saved = true, .flags = both, .result = E_INVALIDARG},
-        {.what = "both with prompts allowed discards",
-         .is_saved = true,
-         .flags = both | AFS_CloseFile_AllowUI,
-         .is_kept = false,
-         .version = kFirst,
-         .bytes = "first"},
-        {.what = "by flag, discard",
-         .is_saved = true,
-         .flags = AFS_CloseFile_DiscardCheckOut,
-         .preferences = {{kChanges, "1"}},
-         .is_kept = false,
-         .version = kFirst,
-         .bytes = "first"},
-        {.what = "by flag, check in",
-         .is_saved = true,
-         .flags = AFS_CloseFile_CheckIn,
-         .preferences = with({{kChanges, "1"}}),
-         .is_kept = false,
-         .version = kMajor,
-         .stored = {{kChanges, "1"}}},
-        {.what = "by flag, check in with prompts allowed",
-         .is_saved = true,
-         .flags = AFS_CloseFile_CheckIn | AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "1"}}),
-         .is_kept = false,
-         .version = kMajor},
-        {.what = "by flag, check in, kept by preference",
-         .is_saved = true,
-         .flags = AFS_CloseFile_CheckIn,
-         .preferences = with({{kChanges, "8"}})},
-        {.what = "no changes, asked, discard",
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = {{kNoChanges, "1"}},
-         .answer = Press("sp.btn.discardCheckOut"),
-         .prompt = kAskDiscard,
-         .is_kept = false,
-         .version = kFirst,
-         .bytes = "first",
-         .stored = {{kNoChanges, "1"}}},
-        {.what = "no changes, asked, discard from now on",
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = {{kNoChanges, "1"}},
-         .answer = Press("sp.btn.discardCheckOut", true),
-         .prompt = kAskDiscard,
-         .is_kept = false,
-         .version = kFirst,
-         .bytes = "first",
-         .stored = {{kNoChanges, "0"}, {kChanges, "1"}}},
-        {.what = "no changes, asked, keep",
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = {{kNoChanges, "1"}},
-         .answer = Press("sp.btn.keepCkeckedOut"),
-         .prompt = kAskDiscard,
-         .bytes = "first",
-         .stored = {{kNoChanges, "1"}}},
-        {.what = "no changes, asked, keep from now on",
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = {{kNoChanges, "1"}},
-         .answer = Press("sp.btn.keepCkeckedOut", true),
-         .prompt = kAskDiscard,
-         .bytes = "first",
-         .stored = {{kNoChanges, "8"}}},
-        {.what = "no changes, prompt closed",
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = {{kNoChanges, "9"}},
-         .prompt = kAskDiscard,
-         .bytes = "first",
-         .stored = {{kNoChanges, "9"}}},
-        {.what = "no changes, preference discards",
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = {{kNoChanges, "0"}},
-         .is_kept = false,
-         .version = kFirst,
-         .bytes = "first"},
-        {.what = "no changes, preference keeps",
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = {{kNoChanges, "8"}},
-         .bytes = "first"},
-        {.what = "changes, asked, check in",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "1"}}),
-         .answer = Press("sp.btn.checkIn"),
-         .prompt = kAskCheckIn,
-         .is_kept = false,
-         .version = kMajor,
-         .stored = {{kChanges, "1"}}},
-        {.what = "changes, asked, check in from now on",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "1"}}),
-         .answer = Press("sp.btn.checkIn", true),
-         .prompt = kAskCheckIn,
-         .is_kept = false,
-         .version = kMajor,
-         .stored = {{kChanges, "16"}}},
-        {.what = "changes, asked, check in and keep",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "1"}}),
-         .answer = Press("sp.btn.checkInAndKeepCkeckedOut"),
-         .prompt = kAskCheckIn,
-         .stored = {{kChanges, "1"}}},
-        {.what = "changes, asked, check in and keep from now on",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "1"}}),
-         .answer = Press("sp.btn.checkInAndKeepCkeckedOut", true),
-         .prompt = kAskCheckIn,
-         .stored = {{kChanges, "24"}}},
-        {.what = "changes, asked, keep",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "1"}}),
-         .answer = Press("sp.btn.keepCkeckedOut"),
-         .prompt = kAskCheckIn,
-         .stored = {{kChanges, "1"}}},
-        {.what = "changes, asked, keep from now on",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "1"}}),
-         .answer = Press("sp.btn.keepCkeckedOut", true),
-         .prompt = kAskCheckIn,
-         .stored = {{kChanges, "8"}}},
-        {.what = "changes, prompt closed",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "17"}}),
-         .prompt = kAskCheckIn,
-         .stored = {{kChanges, "17"}}},
-        {.what = "changes, preference checks in",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "16"}}),
-         .is_kept = false,
-         .version = kMajor},
-        {.what = "changes, preference checks in and keeps",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "24"}})},
-        {.what = "changes, preference keeps",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "8"}})},
-        {.what = "changes, preference says nothing",
-         .is_saved = true,
-         .flags = AFS_CloseFile_AllowUI,
-         .preferences = with({{kChanges, "0"}})},
+        Unsaved(ByFlags("neither, no prompts allowed", 0, {}, End::kept, E_INVALIDARG)),
+        ByFlags("both, no prompts allowed", both, {}, End::kept, E_INVALIDARG),
+        ByFlags("both with prompts allowed discards", both | AFS_CloseFile_AllowUI, {}, End::discarded),
+        ByFlags("by flag, discard", AFS_CloseFile_DiscardCheckOut, {{kChanges, "1"}}, End::discarded),
+        Storing(ByFlags("by flag, check in", check_in, {{kChanges, "1"}}, End::checked_in), kChanges, "1"),
+        ByFlags("by flag, check in with prompts allowed", check_in | AFS_CloseFile_AllowUI, {{kChanges, "1"}},
+                End::checked_in),
+        ByFlags("by flag, check in, kept by preference", check_in, {{kChanges, "8"}}, End::kept),
+        Asked("no changes, asked, discard", kUnsaved, "1", Press(kDiscard), End::discarded, "1"),
+        Storing(Asked("no changes, asked, discard from now on", kUnsaved, "1", Press(kDiscard, true),
+                      End::discarded, "0"),
+                kChanges, "1"),
+        Asked("no changes, asked, keep", kUnsaved, "1", Press(kKeep), End::kept, "1"),
+        Asked("no changes, asked, keep from now on", kUnsaved, "1", Press(kKeep, true), End::kept, "8"),
+        Asked("no changes, prompt closed", kUnsaved, "9", {}, End::kept, "9"),
+        ByPreference("no changes, preference discards", kUnsaved, "0", End::discarded),
+        ByPreference("no changes, preference keeps", kUnsaved, "8", End::kept),
+        Asked("changes, asked, check in", kSaved, "1", Press(kCheckIn), End::checked_in, "1"),
+        Asked("changes, asked, check in from now on", kSaved, "1", Press(kCheckIn, true), End::checked_in,
+              "16"),
+        Asked("changes, asked, check in and keep", kSaved, "1", Press(kCheckInAndKeep), End::kept, "1"),
+        Asked("changes, asked, check in and keep from now on", kSaved, "1", Press(kCheckInAndKeep, true),
+              End::kept, "24"),
+        Asked("changes, asked, keep", kSaved, "1", Press(kKeep), End::kept, "1"),
+        Asked("changes, asked, keep from now on", kSaved, "1", Press(kKeep, true), End::kept, "8"),
+        Asked("changes, prompt closed", kSaved, "17", {}, End::kept, "17"),
+        ByPreference("changes, preference checks in", kSaved, "16", End::checked_in),
+        ByPreference("changes, preference checks in and keeps", kSaved, "24", End::kept),
+        ByPreference("changes, preference keeps", kSaved, "8", End::kept),
+        ByPreference("changes, preference says nothing", kSaved, "0", End::kept),
     };
 }
 
@@ -225,19 +134,14 @@ TEST_P(CloseRow, ClosesAsDecided) {
     const auto file = OpenCheckedOut(editor, document, row.is_saved);
     EXPECT_EQ(Hex(file->Close(row.flags, editor.details(), nullptr)), Hex(row.result))
         << editor.TakeMessage();
-    const auto prompts = editor.TakePrompts();
-    ASSERT_EQ(prompts.size(), row.prompt ? 1u : 0u);
-    if (row.prompt) {
-        ExpectShape(prompts[0], *row.prompt);
-        EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
-    }
+    ExpectPrompt(editor, row.prompt, document);
     const StoredDocument after = Server().Look(document);
-    EXPECT_EQ(after.checked_out_by, row.is_kept ? "alice" : "");
-    EXPECT_EQ(after.bytes, row.bytes);
-    if (!row.version.empty()) {
-        EXPECT_EQ(after.version, row.version);
+    EXPECT_EQ(after.checked_out_by, row.end == End::kept ? "alice" : "");
+    EXPECT_EQ(after.bytes, row.is_saved && row.end != End::discarded ? "second" : "first");
+    if (row.end != End::kept) {
+        EXPECT_EQ(after.version, row.end == End::checked_in ? "1.0" : "0.1");
     }
-    if (row.version == kMajor) {
+    if (row.end == End::checked_in) {
         EXPECT_EQ(after.comment, "by default");
     }
     for (const auto& [name, value] : row.stored) EXPECT_EQ(editor.Preference(name), value) << name;

@@ -26,8 +26,6 @@ inline const std::string kDontShow = "sp.check.dontShowThisMessageAgain";
 inline constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80070002);
 inline constexpr HRESULT kNoRights = static_cast<HRESULT>(0x80071779);
 inline constexpr HRESULT kOthersCheckOut = static_cast<HRESULT>(0x800700DC);
-inline constexpr HRESULT kOutdated = static_cast<HRESULT>(0x800702A7);
-inline constexpr HRESULT kWrongMode = static_cast<HRESULT>(0x8007139F);
 
 // What a prompt is: everything but its answer.
 struct Shape {
@@ -53,6 +51,21 @@ inline host::PromptAnswer Press(const std::string& button, bool check = false) {
     if (check) answer.check = true;
     return answer;
 }
+
+// What rows of all decisions hold: how the document is closed or opened, what is asked, and what comes of it.
+struct DecisionRow {
+    std::string what;
+    DWORD flags = 0;
+    PreferenceValues preferences;
+    std::optional<Shape> prompt;
+    std::optional<host::PromptAnswer> answer;  // none: the prompt is closed
+    HRESULT result = S_OK;
+    PreferenceValues stored;
+
+    friend std::ostream& operator<<(std::ostream& stream, const DecisionRow& row) {
+        return stream << row.what;
+    }
+};
 
 // One server for all rows; each row has a document of its own.
 class DecisionTest : public ::testing::Test {
@@ -90,6 +103,14 @@ protected:
         ASSERT_EQ(file->SetPos(0, 0, nullptr), S_OK);
         ASSERT_EQ(Write(file, bytes), S_OK);
         ASSERT_EQ(file->Flush(nullptr, nullptr), S_OK);
+    }
+    // The prompt of a row, or none.
+    static void ExpectPrompt(Editor& editor, const std::optional<Shape>& prompt, const std::string& text) {
+        const auto prompts = editor.TakePrompts();
+        ASSERT_EQ(prompts.size(), prompt ? 1u : 0u);
+        if (!prompt) return;
+        ExpectShape(prompts[0], *prompt);
+        EXPECT_NE(prompts[0].text.find(text), std::string::npos) << prompts[0].text;
     }
     static bool KeepCheckedOut(TMK::IAFS_File* file) {
         Variant value;

@@ -58,22 +58,10 @@ ComPtr<host::CancelFlag> Canceled() {
 }
 
 Editor::Editor(const DevServer& server, const std::string& user, const PreferenceValues& preferences)
-    : m_server(server), m_details(host::Make<host::ErrorDetails>()) {
-    m_host = std::make_unique<host::Host>(m_front_end, m_folder / "profile");
-    m_host->prompts().LogTo(m_folder / "prompts");
-    m_host->LoadPlugin(PLUGIN_FILE);
-    m_file_system = m_host->FileSystem();
-    for (const auto& [name, value] : preferences) cli::SetPreference(m_file_system.get(), name, value);
-    m_account = MakeAccount(*m_host, server.Site(), LoginOf(server, user));
-    Require(m_host->Bind(account(), nullptr, m_root), "binding to " + server.Site());
-}
-
-Editor::~Editor() {
-    m_root.reset();
-    m_account = {};
-    m_file_system.reset();
-    m_host.reset();
-}
+    : SignedInHost(PLUGIN_FILE, server.Origin(), LoginOf(server, user), [&](SignedInHost& loaded) {
+          loaded.host().prompts().LogTo(m_folder / "prompts");
+          for (const auto& [name, value] : preferences) cli::SetPreference(loaded.file_system(), name, value);
+      }) {}
 
 std::string Editor::TakeMessage() {
     const std::string message = m_details->Text();
@@ -81,21 +69,11 @@ std::string Editor::TakeMessage() {
     return message;
 }
 
-std::u16string Editor::Url(const std::string& item) const {
-    return host::ToUtf16(m_server.Origin() + DevServer::PathOf(item));
-}
-
-ComPtr<TMK::IAFS_Name> Editor::Name(const std::string& item) {
-    ComPtr<TMK::IAFS_Name> name;
-    Require(m_file_system->StringToName(Url(item).c_str(), 0, m_root.get(), name.put()), "the name " + item);
-    return name;
-}
-
 Opened Editor::Open(const std::string& document, DWORD flags) {
     Opened opened;
     m_details->Clear();
     opened.result =
-        m_file_system->OpenFile(Name(document).get(), flags, m_details.get(), nullptr, opened.file.put());
+        file_system()->OpenFile(Name(document).get(), flags, m_details.get(), nullptr, opened.file.put());
     opened.message = TakeMessage();
     return opened;
 }
@@ -106,7 +84,7 @@ HRESULT Editor::Exec(TMK::IAFS_File* file, LPCWSTR command) {
 }
 
 void Editor::Answer(const std::string& id, const host::PromptAnswer& answer) {
-    m_host->prompts().AddAnswer(id, answer);
+    host().prompts().AddAnswer(id, answer);
 }
 
 std::vector<RecordedPrompt> Editor::TakePrompts() {
@@ -120,9 +98,9 @@ std::vector<RecordedPrompt> Editor::TakePrompts() {
 }
 
 std::string Editor::Preference(const std::string& name) {
-    const auto stored = host::ChildOf(m_host->PluginSettings().get(), u"PreferencesV5");
+    const auto stored = host::ChildOf(host().PluginSettings().get(), u"PreferencesV5");
     Variant version;
-    cli::Preference preference = cli::FindPreference(cli::ReadPreferences(m_file_system.get()), name);
+    cli::Preference preference = cli::FindPreference(cli::ReadPreferences(file_system()), name);
     if (ItemOf(stored.get(), u"version")->get_v(version.put()) == S_OK && version.lVal != 0)
         ItemOf(stored.get(), host::ToUtf16(name))->get_v(preference.value.put());
     return cli::TextOf(preference);

@@ -9,10 +9,8 @@
 #include <vector>
 
 #include "host/base/host_objects.h"
-#include "host/core/host.h"
-#include "host/testing/silent_front_end.h"
-#include "tests/support/account.h"
 #include "tests/support/dev_server.h"
+#include "tests/support/signed_in_host.h"
 
 namespace interfaces {
 
@@ -45,25 +43,14 @@ struct Opened {
     ComPtr<TMK::IAFS_File> file;
 };
 
-class Editor {
+class Editor : public SignedInHost {
 public:
     Editor(const DevServer& server, const std::string& user, const PreferenceValues& preferences = {});
-    ~Editor();
-    Editor(const Editor&) = delete;
-    Editor& operator=(const Editor&) = delete;
 
-    host::Host& host() { return *m_host; }
-    TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
-    TMK::IAFS_Name* root() { return m_root.get(); }
-    TMK::IAFS_AccountData* account() { return m_account.account.get(); }
-    std::shared_ptr<host::SettingsTree> account_tree() { return m_account.tree; }
     TMK::ITMK_ErrorDetails* details() { return m_details.get(); }
     // The message of the last failure; taking it empties it.
     std::string TakeMessage();
 
-    // A fresh name of something in the library ("a.txt", "Folder/b.txt", "" for the library itself).
-    ComPtr<TMK::IAFS_Name> Name(const std::string& item);
-    std::u16string Url(const std::string& item) const;
     Opened Open(const std::string& document, DWORD flags);
     HRESULT Exec(TMK::IAFS_File* file, LPCWSTR command);
 
@@ -75,14 +62,7 @@ public:
     std::string Preference(const std::string& name);
 
 private:
-    const DevServer& m_server;
-    TempFolder m_folder;
-    host::testing::SilentFrontEnd m_front_end;
-    std::unique_ptr<host::Host> m_host;
-    ComPtr<TMK::IAFS_FileSys> m_file_system;
-    TestAccount m_account;
-    ComPtr<TMK::IAFS_Name> m_root;
-    ComPtr<host::ErrorDetails> m_details;
+    ComPtr<host::ErrorDetails> m_details = host::Make<host::ErrorDetails>();
     std::size_t m_prompts_taken = 0;
 };
 

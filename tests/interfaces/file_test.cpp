@@ -9,6 +9,8 @@ namespace interfaces {
 
 namespace {
 
+constexpr HRESULT kWrongMode = static_cast<HRESULT>(0x8007139F);
+
 class FileTest : public DecisionTest {
 protected:
     FileTest() : m_editor(Server(), "alice") {}

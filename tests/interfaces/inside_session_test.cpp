@@ -11,6 +11,7 @@
 #include "session/sessions_memory.h"
 #include "tests/interfaces/inside_host.h"
 #include "tests/support/loopback_test_server.h"
+#include "tests/support/older_site_answers.h"
 #include "tests/support/plugin/scripted_browser.h"
 #include "tests/support/trace_log.h"
 
@@ -44,24 +45,8 @@ public:
 
 std::string SiteAnswer(const Request& request) {
     const std::string url = "http://" + request.Header("host") + "/sites/team";
-    if (request.method == "POST") {
-        return Answer("200 OK",
-                      "<?xml version=\"1.0\"?><soap:Envelope "
-                      "xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\"><soap:Body>"
-                      "<WebUrlFromPageUrlResponse xmlns=\"http://schemas.microsoft.com/sharepoint/soap/\">"
-                      "<WebUrlFromPageUrlResult>" +
-                          url +
-                          "</WebUrlFromPageUrlResult></WebUrlFromPageUrlResponse></soap:Body>"
-                          "</soap:Envelope>",
-                      "Content-Type: text/xml\r\n");
-    }
-    if (request.method != "PROPFIND") return Answer("200 OK");
-    return Answer("207 Multi-Status",
-                  "<?xml version=\"1.0\"?><D:multistatus xmlns:D=\"DAV:\"><D:response><D:href>" + url +
-                      "</D:href><D:propstat><D:prop><D:displayname>team</D:displayname>"
-                      "<D:isFolder>t</D:isFolder></D:prop><D:status>HTTP/1.1 200 OK</D:status>"
-                      "</D:propstat></D:response></D:multistatus>",
-                  "Content-Type: text/xml\r\n");
+    if (request.method == "POST") return WebUrlAnswer(url);
+    return request.method == "PROPFIND" ? WebAnswer(url) : Answer("200 OK");
 }
 
 std::string BasicSite(const Request& request) {

@@ -17,20 +17,17 @@ const Shape kAskCheckOut{"sp.msg.askForCheckOutOnOpen",
                          0,
                          kDontShow};
 
-struct Row {
-    std::string what;
+// Who opens the document, who has it checked out before, and how it is opened.
+struct Opening {
     std::string user = "alice";
-    std::string holder = {};  // who has it checked out before
+    std::string holder = {};
     DWORD flags = kUserOpen;
-    PreferenceValues preferences = {};
-    std::optional<host::PromptAnswer> answer = {};  // none: the prompt is closed
-    std::optional<Shape> prompt = {};
-    HRESULT result = S_OK;
-    std::string message = {};  // a part of it
-    std::string holder_after = {};
-    PreferenceValues stored = {};
+};
 
-    friend void PrintTo(const Row& row, std::ostream* out) { *out << row.what; }
+struct Row : DecisionRow {
+    Opening opening;
+    std::string message;  // a part of it
+    std::string holder_after;
 };
 
 const std::string kNoRightsPreference = "on_open_without_write_permissions";
@@ -39,186 +36,106 @@ const std::string kOtherPreference = "on_open_checked_out_other";
 
 class OpenRow : public OpenDecisions, public ::testing::WithParamInterface<Row> {};
 
+const PreferenceValues kAllAsk{{kNoRightsPreference, "7"},
+                               {kNonePreference, "7"},
+                               {"on_open_checked_out_me", "3"},
+                               {kOtherPreference, "7"}};
+
+// Opens without a prompt.
+Row Silent(const std::string& what, const Opening& opening, const PreferenceValues& preferences,
+           const std::string& holder_after) {
+    Row row;
+    row.what = what;
+    row.opening = opening;
+    row.flags = opening.flags;
+    row.preferences = preferences;
+    row.holder_after = holder_after;
+    return row;
+}
+
+Row Refused(const std::string& what, const Opening& opening, HRESULT result, const std::string& message) {
+    Row row = Silent(what, opening, kAllAsk, opening.holder);
+    row.result = result;
+    row.message = message;
+    return row;
+}
+
+// Opens after a prompt; `stored` is looked at afterwards.
+Row Asked(const std::string& what, const Opening& opening, const PreferenceValues& preferences,
+          const Shape& prompt, const std::optional<host::PromptAnswer>& answer,
+          const PreferenceValues& stored, const std::string& holder_after = {}) {
+    Row row = Silent(what, opening, preferences, holder_after);
+    row.prompt = prompt;
+    row.answer = answer;
+    row.stored = stored;
+    return row;
+}
+
+Row ThatCancels(Row row) {
+    row.result = kCanceled;
+    return row;
+}
+
+Row StoringAll(Row row) {
+    row.stored = row.preferences;
+    return row;
+}
+
 std::vector<Row> Rows() {
-    const PreferenceValues all_ask{{kNoRightsPreference, "7"},
-                                   {kNonePreference, "7"},
-                                   {"on_open_checked_out_me", "3"},
-                                   {kOtherPreference, "7"}};
     const std::string write_text = "for editing as you do not have edit permissions for this file.";
     const std::string check_out_text = "with check out as you do not have edit permissions for this file.";
+    const std::string other_text = "with check out as it is checked out to the user \"";
+    const Opening mine{.holder = "alice"};
+    const Opening others{.holder = "bob"};
+    const std::string open = "sp.btn.open";
+    const std::string check_out = "sp.btn.openWithCheckOut";
     return {
-        {.what = "no rights, write",
-         .user = "carol",
-         .flags = kWrite,
-         .preferences = all_ask,
-         .result = kNoRights,
-         .message = write_text,
-         .stored = all_ask},
-        {.what = "no rights, write, other",
-         .user = "carol",
-         .holder = "bob",
-         .flags = kWrite,
-         .preferences = all_ask,
-         .result = kNoRights,
-         .message = write_text,
-         .holder_after = "bob"},
-        {.what = "no rights, write, me",
-         .user = "carol",
-         .holder = "carol",
-         .flags = kWrite,
-         .preferences = all_ask,
-         .result = kNoRights,
-         .message = write_text,
-         .holder_after = "carol"},
-        {.what = "no rights, write and check-out",
-         .user = "carol",
-         .flags = kWrite | TMK::AFS_OpenFile_CheckOut,
-         .preferences = all_ask,
-         .result = kNoRights,
-         .message = write_text},
-        {.what = "no rights, check-out",
-         .user = "carol",
-         .flags = kCheckOut,
-         .preferences = all_ask,
-         .result = kNoRights,
-         .message = check_out_text},
-        {.what = "no rights, check-out, other",
-         .user = "carol",
-         .holder = "bob",
-         .flags = kCheckOut,
-         .preferences = all_ask,
-         .result = kNoRights,
-         .message = check_out_text,
-         .holder_after = "bob"},
-        {.what = "no rights, check-out, me",
-         .user = "carol",
-         .holder = "carol",
-         .flags = kCheckOut,
-         .preferences = all_ask,
-         .answer = Press("btn.ok"),
-         .prompt = kWarnNoRights,
-         .holder_after = "carol",
-         .stored = {{kNoRightsPreference, "7"}}},
-        {.what = "no rights, asked",
-         .user = "carol",
-         .flags = kRead,
-         .preferences = {{kNoRightsPreference, "1"}},
-         .answer = Press("btn.ok"),
-         .prompt = kWarnNoRights,
-         .stored = {{kNoRightsPreference, "1"}}},
-        {.what = "no rights, asked, closed",
-         .user = "carol",
-         .holder = "bob",
-         .preferences = all_ask,
-         .prompt = kWarnNoRights,
-         .holder_after = "bob",
-         .stored = {{kNoRightsPreference, "7"}}},
-        {.what = "no rights, asked for the last time",
-         .user = "carol",
-         .preferences = all_ask,
-         .answer = Press("btn.ok", true),
-         .prompt = kWarnNoRights,
-         .stored = {{kNoRightsPreference, "6"}, {kNonePreference, "7"}}},
-        {.what = "no rights, not asked",
-         .user = "carol",
-         .preferences = {{kNoRightsPreference, "6"}, {kNonePreference, "1"}}},
-        {.what = "mine, read",
-         .holder = "alice",
-         .preferences = all_ask,
-         .holder_after = "alice",
-         .stored = all_ask},
-        {.what = "mine, write",
-         .holder = "alice",
-         .flags = kWrite,
-         .preferences = all_ask,
-         .holder_after = "alice"},
-        {.what = "mine, check-out",
-         .holder = "alice",
-         .flags = kCheckOut,
-         .preferences = all_ask,
-         .holder_after = "alice"},
-        {.what = "other, write",
-         .holder = "bob",
-         .flags = kWrite,
-         .preferences = all_ask,
-         .result = kOthersCheckOut,
-         .message = "with check out as it is checked out to the user \"",
-         .holder_after = "bob"},
-        {.what = "other, check-out",
-         .holder = "bob",
-         .flags = kCheckOut,
-         .preferences = all_ask,
-         .result = kOthersCheckOut,
-         .message = "with check out as it is checked out to the user \"",
-         .holder_after = "bob"},
-        {.what = "none, write", .flags = kWrite, .preferences = all_ask, .holder_after = "alice"},
-        {.what = "none, check-out", .flags = kCheckOut, .preferences = all_ask, .holder_after = "alice"},
-        {.what = "none, not for a person", .flags = kRead, .preferences = all_ask},
-        {.what = "other, not for a person",
-         .holder = "bob",
-         .flags = kRead,
-         .preferences = all_ask,
-         .holder_after = "bob"},
-        {.what = "no flags read what is there", .flags = 0, .preferences = all_ask},
-        {.what = "other, warned",
-         .holder = "bob",
-         .preferences = all_ask,
-         .answer = Press("btn.ok"),
-         .prompt = kWarnOther,
-         .holder_after = "bob",
-         .stored = {{kOtherPreference, "7"}}},
-        {.what = "other, warned for the last time",
-         .holder = "bob",
-         .preferences = all_ask,
-         .answer = Press("0", true),
-         .prompt = kWarnOther,
-         .holder_after = "bob",
-         .stored = {{kOtherPreference, "6"}, {kNonePreference, "7"}}},
-        {.what = "other, not warned",
-         .holder = "bob",
-         .preferences = {{kOtherPreference, "6"}},
-         .holder_after = "bob"},
-        {.what = "none, asked, open",
-         .preferences = all_ask,
-         .answer = Press("sp.btn.open"),
-         .prompt = kAskCheckOut,
-         .stored = {{kNonePreference, "7"}}},
-        {.what = "none, asked, open from now on",
-         .preferences = all_ask,
-         .answer = Press("sp.btn.open", true),
-         .prompt = kAskCheckOut,
-         .stored = {{kNonePreference, "6"}}},
-        {.what = "none, open from now on leaves other bits",
-         .preferences = {{kNonePreference, "9"}},
-         .answer = Press("sp.btn.open", true),
-         .prompt = kAskCheckOut,
-         .stored = {{kNonePreference, "8"}}},
-        {.what = "none, asked, check out",
-         .preferences = all_ask,
-         .answer = Press("sp.btn.openWithCheckOut"),
-         .prompt = kAskCheckOut,
-         .holder_after = "alice",
-         .stored = {{kNonePreference, "7"}}},
-        {.what = "none, asked, check out from now on",
-         .preferences = all_ask,
-         .answer = Press("sp.btn.openWithCheckOut", true),
-         .prompt = kAskCheckOut,
-         .holder_after = "alice",
-         .stored = {{kNonePreference, "14"}}},
-        {.what = "none, asked, cancelled",
-         .preferences = all_ask,
-         .answer = Press("btn.cancel", true),
-         .prompt = kAskCheckOut,
-         .result = kCanceled,
-         .stored = {{kNonePreference, "7"}}},
-        {.what = "none, asked, closed",
-         .preferences = all_ask,
-         .prompt = kAskCheckOut,
-         .result = kCanceled,
-         .stored = {{kNonePreference, "7"}}},
-        {.what = "none, by preference", .preferences = {{kNonePreference, "8"}}, .holder_after = "alice"},
-        {.what = "none, by preference not", .preferences = {{kNonePreference, "6"}}},
-        {.what = "none, preference without bits", .preferences = {{kNonePreference, "0"}}},
+        StoringAll(Refused("no rights, write", {"carol", "", kWrite}, kNoRights, write_text)),
+        Refused("no rights, write, other", {"carol", "bob", kWrite}, kNoRights, write_text),
+        Refused("no rights, write, me", {"carol", "carol", kWrite}, kNoRights, write_text),
+        Refused("no rights, write and check-out", {"carol", "", kWrite | TMK::AFS_OpenFile_CheckOut},
+                kNoRights, write_text),
+        Refused("no rights, check-out", {"carol", "", kCheckOut}, kNoRights, check_out_text),
+        Refused("no rights, check-out, other", {"carol", "bob", kCheckOut}, kNoRights, check_out_text),
+        Asked("no rights, check-out, me", {"carol", "carol", kCheckOut}, kAllAsk, kWarnNoRights,
+              Press("btn.ok"), {{kNoRightsPreference, "7"}}, "carol"),
+        Asked("no rights, asked", {"carol", "", kRead}, {{kNoRightsPreference, "1"}}, kWarnNoRights,
+              Press("btn.ok"), {{kNoRightsPreference, "1"}}),
+        Asked("no rights, asked, closed", {"carol", "bob"}, kAllAsk, kWarnNoRights, {},
+              {{kNoRightsPreference, "7"}}, "bob"),
+        Asked("no rights, asked for the last time", {"carol"}, kAllAsk, kWarnNoRights, Press("btn.ok", true),
+              {{kNoRightsPreference, "6"}, {kNonePreference, "7"}}),
+        Silent("no rights, not asked", {"carol"}, {{kNoRightsPreference, "6"}, {kNonePreference, "1"}}, ""),
+        StoringAll(Silent("mine, read", mine, kAllAsk, "alice")),
+        Silent("mine, write", {"alice", "alice", kWrite}, kAllAsk, "alice"),
+        Silent("mine, check-out", {"alice", "alice", kCheckOut}, kAllAsk, "alice"),
+        Refused("other, write", {"alice", "bob", kWrite}, kOthersCheckOut, other_text),
+        Refused("other, check-out", {"alice", "bob", kCheckOut}, kOthersCheckOut, other_text),
+        Silent("none, write", {"alice", "", kWrite}, kAllAsk, "alice"),
+        Silent("none, check-out", {"alice", "", kCheckOut}, kAllAsk, "alice"),
+        Silent("none, not for a person", {"alice", "", kRead}, kAllAsk, ""),
+        Silent("other, not for a person", {"alice", "bob", kRead}, kAllAsk, "bob"),
+        Silent("no flags read what is there", {"alice", "", 0}, kAllAsk, ""),
+        Asked("other, warned", others, kAllAsk, kWarnOther, Press("btn.ok"), {{kOtherPreference, "7"}},
+              "bob"),
+        Asked("other, warned for the last time", others, kAllAsk, kWarnOther, Press("0", true),
+              {{kOtherPreference, "6"}, {kNonePreference, "7"}}, "bob"),
+        Silent("other, not warned", others, {{kOtherPreference, "6"}}, "bob"),
+        Asked("none, asked, open", {}, kAllAsk, kAskCheckOut, Press(open), {{kNonePreference, "7"}}),
+        Asked("none, asked, open from now on", {}, kAllAsk, kAskCheckOut, Press(open, true),
+              {{kNonePreference, "6"}}),
+        Asked("none, open from now on leaves other bits", {}, {{kNonePreference, "9"}}, kAskCheckOut,
+              Press(open, true), {{kNonePreference, "8"}}),
+        Asked("none, asked, check out", {}, kAllAsk, kAskCheckOut, Press(check_out), {{kNonePreference, "7"}},
+              "alice"),
+        Asked("none, asked, check out from now on", {}, kAllAsk, kAskCheckOut, Press(check_out, true),
+              {{kNonePreference, "14"}}, "alice"),
+        ThatCancels(Asked("none, asked, cancelled", {}, kAllAsk, kAskCheckOut, Press("btn.cancel", true),
+                          {{kNonePreference, "7"}})),
+        ThatCancels(Asked("none, asked, closed", {}, kAllAsk, kAskCheckOut, {}, {{kNonePreference, "7"}})),
+        Silent("none, by preference", {}, {{kNonePreference, "8"}}, "alice"),
+        Silent("none, by preference not", {}, {{kNonePreference, "6"}}, ""),
+        Silent("none, preference without bits", {}, {{kNonePreference, "0"}}, ""),
     };
 }
 
@@ -228,10 +145,10 @@ bool IsCheckOutCall(const std::string& request) {
 
 TEST_P(OpenRow, OpensAsDecided) {
     const Row& row = GetParam();
-    const std::string document = MakeDocument(row.holder);
-    Editor editor(Server(), row.user, row.preferences);
+    const std::string document = MakeDocument(row.opening.holder);
+    Editor editor(Server(), row.opening.user, row.preferences);
     if (row.answer) editor.Answer(row.prompt->id, *row.answer);
-    SetNoRights(row.user == "carol");
+    SetNoRights(row.opening.user == "carol");
     Server().ClearRequests();
     const Opened opened = editor.Open(document, row.flags);
     const auto requests = Server().Requests();
@@ -241,14 +158,9 @@ TEST_P(OpenRow, OpensAsDecided) {
     if (!row.message.empty()) {
         EXPECT_NE(opened.message.find(document), std::string::npos) << opened.message;
     }
-    const auto prompts = editor.TakePrompts();
-    ASSERT_EQ(prompts.size(), row.prompt ? 1u : 0u);
-    if (row.prompt) {
-        ExpectShape(prompts[0], *row.prompt);
-        EXPECT_NE(prompts[0].text.find(document), std::string::npos) << prompts[0].text;
-    }
+    ExpectPrompt(editor, row.prompt, document);
     EXPECT_EQ(Server().Look(document).checked_out_by, row.holder_after);
-    const bool is_taken = row.holder_after != row.holder;
+    const bool is_taken = row.holder_after != row.opening.holder;
     EXPECT_EQ(std::count_if(requests.begin(), requests.end(), IsCheckOutCall), is_taken ? 1 : 0);
     for (const auto& [name, value] : row.stored) EXPECT_EQ(editor.Preference(name), value) << name;
     if (opened.file) {

@@ -17,6 +17,7 @@ protected:
     }
 };
 
+constexpr HRESULT kOutdated = static_cast<HRESULT>(0x800702A7);
 const std::string kConflict = "on_save_conflict";
 const std::string kAfterSave = "on_after_save";
 
@@ -28,28 +29,38 @@ const Shape kAskCheckIn{"sp.msg.checkInDialogMessage",
                         0,
                         kDontShow};
 
-struct ConflictRow {
+// Somebody else may have saved since the document was opened.
+struct NewerVersionRow {
     std::string what;
-    bool is_newer = false;  // bob saved in the meantime
+    bool is_newer = false;
+    bool is_modified = false;  // in the editor
     std::string preference = "1";
-    std::optional<host::PromptAnswer> answer = {};  // none: the prompt is closed
     bool is_asked = false;
+    std::optional<host::PromptAnswer> answer = {};  // none: the prompt is closed
     HRESULT result = S_OK;
     std::string message = {};
+    bool is_taken = true;  // checked out
+    int reloads = 0;
 
-    friend void PrintTo(const ConflictRow& row, std::ostream* out) { *out << row.what; }
+    friend void PrintTo(const NewerVersionRow& row, std::ostream* out) { *out << row.what; }
 };
 
-const ConflictRow kConflictRows[] = {
+NewerVersionRow Answered(const std::string& what, const std::string& button) {
+    return {.what = what, .is_newer = true, .is_asked = true, .answer = Press("sp.btn." + button)};
+}
+
+NewerVersionRow CancelsSaving(NewerVersionRow row) {
+    row.is_asked = true;
+    row.result = kCanceled;
+    return row;
+}
+
+const NewerVersionRow kConflictRows[] = {
     {.what = "same version"},
     {.what = "same version, cancel by preference", .preference = "0"},
-    {.what = "newer, overwrite", .is_newer = true, .answer = Press("sp.btn.overwrite"), .is_asked = true},
-    {.what = "newer, cancel",
-     .is_newer = true,
-     .answer = Press("sp.btn.cancelSaving"),
-     .is_asked = true,
-     .result = kCanceled},
-    {.what = "newer, closed", .is_newer = true, .is_asked = true, .result = kCanceled},
+    Answered("newer, overwrite", "overwrite"),
+    CancelsSaving(Answered("newer, cancel", "cancelSaving")),
+    CancelsSaving({.what = "newer, closed", .is_newer = true}),
     {.what = "newer, cancel by preference",
      .is_newer = true,
      .preference = "0",
@@ -59,10 +70,10 @@ const ConflictRow kConflictRows[] = {
     {.what = "newer, overwrite goes before asking", .is_newer = true, .preference = "33"},
 };
 
-class ConflictByPreference : public Saving, public ::testing::WithParamInterface<ConflictRow> {};
+class ConflictByPreference : public Saving, public ::testing::WithParamInterface<NewerVersionRow> {};
 
 TEST_P(ConflictByPreference, AsksOrDecides) {
-    const ConflictRow& row = GetParam();
+    const NewerVersionRow& row = GetParam();
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kConflict, row.preference}});
     if (row.answer) editor.Answer(kAskOverwrite.id, *row.answer);
@@ -190,60 +201,39 @@ TEST_F(Saving, ReopeningAGoneDocumentFails) {
 struct AfterSaveRow {
     std::string what;
     std::string preference;
+    std::string stored = preference;
     std::optional<host::PromptAnswer> answer = {};
     bool is_asked = false;
-    bool is_kept = true;
-    std::string version = {};  // empty: not checked in
-    std::string stored;
+    bool is_checked_in = false;
 
     friend void PrintTo(const AfterSaveRow& row, std::ostream* out) { *out << row.what; }
 };
 
+AfterSaveRow Asked(const std::string& what, const std::string& preference, const std::string& button,
+                   const std::string& stored) {
+    // The box "don't ask again" is checked where another value is stored.
+    const bool is_remembered = stored != preference;
+    return {.what = what,
+            .preference = preference,
+            .stored = stored,
+            .answer = Press("sp.btn." + button, is_remembered),
+            .is_asked = true,
+            .is_checked_in = button == "checkIn"};
+}
+
 const AfterSaveRow kAfterSaveRows[] = {
-    {.what = "nothing", .preference = "0", .stored = "0"},
-    {.what = "keep", .preference = "8", .stored = "8"},
-    {.what = "check in", .preference = "16", .is_kept = false, .version = "1.0", .stored = "16"},
-    {.what = "check in and keep", .preference = "24", .stored = "24"},
-    {.what = "asked, check in",
-     .preference = "1",
-     .answer = Press("sp.btn.checkIn"),
-     .is_asked = true,
-     .is_kept = false,
-     .version = "1.0",
-     .stored = "1"},
-    {.what = "asked, check in from now on",
-     .preference = "1",
-     .answer = Press("sp.btn.checkIn", true),
-     .is_asked = true,
-     .is_kept = false,
-     .version = "1.0",
-     .stored = "16"},
-    {.what = "asked, check in and keep",
-     .preference = "1",
-     .answer = Press("sp.btn.checkInAndKeepCkeckedOut"),
-     .is_asked = true,
-     .stored = "1"},
-    {.what = "asked, check in and keep from now on",
-     .preference = "1",
-     .answer = Press("sp.btn.checkInAndKeepCkeckedOut", true),
-     .is_asked = true,
-     .stored = "24"},
-    {.what = "asked, keep",
-     .preference = "1",
-     .answer = Press("sp.btn.keepCkeckedOut"),
-     .is_asked = true,
-     .stored = "1"},
-    {.what = "asked, keep from now on",
-     .preference = "1",
-     .answer = Press("sp.btn.keepCkeckedOut", true),
-     .is_asked = true,
-     .stored = "8"},
-    {.what = "asking goes before checking in", .preference = "25", .is_asked = true, .stored = "25"},
-    {.what = "the stored bits are added",
-     .preference = "17",
-     .answer = Press("sp.btn.keepCkeckedOut", true),
-     .is_asked = true,
-     .stored = "24"},
+    {.what = "nothing", .preference = "0"},
+    {.what = "keep", .preference = "8"},
+    {.what = "check in", .preference = "16", .is_checked_in = true},
+    {.what = "check in and keep", .preference = "24"},
+    Asked("asked, check in", "1", "checkIn", "1"),
+    Asked("asked, check in from now on", "1", "checkIn", "16"),
+    Asked("asked, check in and keep", "1", "checkInAndKeepCkeckedOut", "1"),
+    Asked("asked, check in and keep from now on", "1", "checkInAndKeepCkeckedOut", "24"),
+    Asked("asked, keep", "1", "keepCkeckedOut", "1"),
+    Asked("asked, keep from now on", "1", "keepCkeckedOut", "8"),
+    {.what = "asking goes before checking in", .preference = "25", .is_asked = true},
+    Asked("the stored bits are added", "17", "keepCkeckedOut", "24"),
 };
 
 class AfterSaveByPreference : public Saving, public ::testing::WithParamInterface<AfterSaveRow> {};
@@ -261,10 +251,10 @@ TEST_P(AfterSaveByPreference, ChecksInOrKeeps) {
     ASSERT_EQ(prompts.size(), row.is_asked ? 1u : 0u);
     if (row.is_asked) ExpectShape(prompts[0], kAskCheckIn);
     const StoredDocument after = Server().Look(document);
-    EXPECT_EQ(after.checked_out_by, row.is_kept ? "alice" : "");
+    EXPECT_EQ(after.checked_out_by, row.is_checked_in ? "" : "alice");
     EXPECT_EQ(after.bytes, "second");
-    if (!row.version.empty()) {
-        EXPECT_EQ(after.version, row.version);
+    if (row.is_checked_in) {
+        EXPECT_EQ(after.version, "1.0");
     }
     EXPECT_EQ(editor.Preference(kAfterSave), row.stored);
 }
@@ -306,49 +296,34 @@ TEST_F(Saving, TheCheckInCommandNeverKeepsTheCheckOut) {
 
 class CheckOutCommand : public Saving {};
 
-struct CheckOutRow {
-    std::string what;
-    bool is_newer = false;
-    bool is_modified = false;  // in the editor
-    std::optional<host::PromptAnswer> answer = {};
-    bool is_asked = false;
-    bool is_taken = true;
-    int reloads = 0;
+class CheckOutOfANewerVersion : public Saving, public ::testing::WithParamInterface<NewerVersionRow> {};
 
-    friend void PrintTo(const CheckOutRow& row, std::ostream* out) { *out << row.what; }
-};
+NewerVersionRow Reloads(NewerVersionRow row) {
+    row.reloads = 1;
+    return row;
+}
 
-class CheckOutOfANewerVersion : public Saving, public ::testing::WithParamInterface<CheckOutRow> {};
+NewerVersionRow LeavesIt(NewerVersionRow row) {
+    row.is_taken = false;
+    return row;
+}
 
-const CheckOutRow kCheckOutRows[] = {
+NewerVersionRow Modified(NewerVersionRow row) {
+    row.is_modified = true;
+    return row;
+}
+
+const NewerVersionRow kCheckOutRows[] = {
     {.what = "same version"},
-    {.what = "newer, reload",
-     .is_newer = true,
-     .answer = Press("sp.btn.reloadAndCheckOut"),
-     .is_asked = true,
-     .reloads = 1},
-    {.what = "newer, cancel",
-     .is_newer = true,
-     .answer = Press("sp.btn.cancelCheckOut"),
-     .is_asked = true,
-     .is_taken = false},
-    {.what = "newer, closed", .is_newer = true, .is_asked = true, .is_taken = false},
-    {.what = "newer and modified here, reload",
-     .is_newer = true,
-     .is_modified = true,
-     .answer = Press("sp.btn.reloadLostYourChangesAndCheckOut"),
-     .is_asked = true,
-     .reloads = 1},
-    {.what = "newer and modified here, cancel",
-     .is_newer = true,
-     .is_modified = true,
-     .answer = Press("sp.btn.cancelOutdatedCheckOut"),
-     .is_asked = true,
-     .is_taken = false},
+    Reloads(Answered("newer, reload", "reloadAndCheckOut")),
+    LeavesIt(Answered("newer, cancel", "cancelCheckOut")),
+    LeavesIt({.what = "newer, closed", .is_newer = true, .is_asked = true}),
+    Modified(Reloads(Answered("newer and modified here, reload", "reloadLostYourChangesAndCheckOut"))),
+    Modified(LeavesIt(Answered("newer and modified here, cancel", "cancelOutdatedCheckOut"))),
 };
 
 TEST_P(CheckOutOfANewerVersion, Asks) {
-    const CheckOutRow& c = GetParam();
+    const NewerVersionRow& c = GetParam();
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice");
     const Shape shape =

@@ -43,11 +43,17 @@ host::Prompt SavePrompt() {
     return prompt;
 }
 
-TEST(TerminalPrompts, AreAnsweredByNumberLineByLine) {
-    ScriptedTerminal person({"7", "1", "1", "a comment", "y"});
+// The prompt of above after this person has chosen a button.
+host::Prompt Answered(ScriptedTerminal& person, unsigned button) {
     TerminalFrontEnd front_end(person);
     host::Prompt prompt = SavePrompt();
-    EXPECT_EQ(front_end.Ask(prompt), 0u);
+    EXPECT_EQ(front_end.Ask(prompt), button);
+    return prompt;
+}
+
+TEST(TerminalPrompts, AreAnsweredByNumberLineByLine) {
+    ScriptedTerminal person({"7", "1", "1", "a comment", "y"});
+    host::Prompt prompt = Answered(person, 0);
     EXPECT_EQ(prompt.radio, 0u);
     EXPECT_EQ(prompt.edit_text, "a comment");
     EXPECT_TRUE(prompt.checked);
@@ -56,14 +62,12 @@ TEST(TerminalPrompts, AreAnsweredByNumberLineByLine) {
                              "Don't ask again [y/N]: "}) {
         EXPECT_NE(person.shown.find(part), std::string::npos) << part << " in " << person.shown;
     }
-    EXPECT_EQ(front_end.Ask(prompt), 2u) << "the end of input closes the box";
+    EXPECT_EQ(TerminalFrontEnd(person).Ask(prompt), 2u) << "the end of input closes the box";
 }
 
 TEST(TerminalPrompts, AnEmptyLineKeepsWhatIsOffered) {
     ScriptedTerminal person({"", "", "", ""});
-    TerminalFrontEnd front_end(person);
-    host::Prompt prompt = SavePrompt();
-    EXPECT_EQ(front_end.Ask(prompt), 1u);
+    host::Prompt prompt = Answered(person, 1);
     EXPECT_EQ(prompt.radio, 1u);
     EXPECT_EQ(prompt.edit_text, "preset");
     EXPECT_FALSE(prompt.checked);

@@ -123,21 +123,19 @@ TEST(Errors, LibraryCodesHaveTheirNumbers) {
     const struct {
         CURLcode code;
         DWORD error;
-    } rows[] = {
-        {.code = CURLE_OK, .error = 0},
-        {.code = CURLE_OPERATION_TIMEDOUT, .error = 12002},
-        {.code = CURLE_URL_MALFORMAT, .error = 12005},
-        {.code = CURLE_COULDNT_RESOLVE_HOST, .error = 12007},
-        {.code = CURLE_COULDNT_CONNECT, .error = 12029},
-        {.code = CURLE_PARTIAL_FILE, .error = 12030},
-        {.code = CURLE_RECV_ERROR, .error = 12031},
-        {.code = CURLE_SEND_FAIL_REWIND, .error = 12032},
-        {.code = CURLE_GOT_NOTHING, .error = 12152},
-        {.code = CURLE_WEIRD_SERVER_REPLY, .error = 12152},
-        {.code = CURLE_SSL_CONNECT_ERROR, .error = 12157},
-        {.code = CURLE_PEER_FAILED_VERIFICATION, .error = 12175},
-        {.code = CURLE_FTP_WEIRD_PASV_REPLY, .error = 12004},
-    };
+    } rows[] = {{CURLE_OK, 0},
+                {CURLE_OPERATION_TIMEDOUT, 12002},
+                {CURLE_URL_MALFORMAT, 12005},
+                {CURLE_COULDNT_RESOLVE_HOST, 12007},
+                {CURLE_COULDNT_CONNECT, 12029},
+                {CURLE_PARTIAL_FILE, 12030},
+                {CURLE_RECV_ERROR, 12031},
+                {CURLE_SEND_FAIL_REWIND, 12032},
+                {CURLE_GOT_NOTHING, 12152},
+                {CURLE_WEIRD_SERVER_REPLY, 12152},
+                {CURLE_SSL_CONNECT_ERROR, 12157},
+                {CURLE_PEER_FAILED_VERIFICATION, 12175},
+                {CURLE_FTP_WEIRD_PASV_REPLY, 12004}};
     for (const auto& [code, error] : rows) EXPECT_EQ(ErrorFromCurl(code), error) << code;
 }
 

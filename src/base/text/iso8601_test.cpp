@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "base/text/encoding.h"
 #include "base/text/iso8601.h"
 
@@ -11,13 +13,15 @@ std::u16string Parse(const char16_t* text) {
 }
 
 TEST(Iso8601, ReadsWhatServersWrite) {
-    EXPECT_EQ(Parse(u"2013-05-01"), u"2013-05-01T00:00:00");
-    EXPECT_EQ(Parse(u"2013-05-01T10:20:30Z"), u"2013-05-01T10:20:30");
-    EXPECT_EQ(Parse(u"2013-05-01 10:20:30"), u"2013-05-01T10:20:30");
-    EXPECT_EQ(Parse(u"2013-05-01T10:20:30.5Z"), u"2013-05-01T10:20:30.500");
-    EXPECT_EQ(Parse(u"2013-05-01T10:20:30,123"), u"2013-05-01T10:20:30.123");
-    EXPECT_EQ(Parse(u"2013-05-01T00:20:30+02:00"), u"2013-04-30T22:20:30");
-    EXPECT_EQ(Parse(u"2013-05-01T10:20:30-0330"), u"2013-05-01T13:50:30");
+    const std::pair<const char16_t*, const char16_t*> rows[] = {
+        {u"2013-05-01", u"2013-05-01T00:00:00"},
+        {u"2013-05-01T10:20:30Z", u"2013-05-01T10:20:30"},
+        {u"2013-05-01 10:20:30", u"2013-05-01T10:20:30"},
+        {u"2013-05-01T10:20:30.5Z", u"2013-05-01T10:20:30.500"},
+        {u"2013-05-01T10:20:30,123", u"2013-05-01T10:20:30.123"},
+        {u"2013-05-01T00:20:30+02:00", u"2013-04-30T22:20:30"},
+        {u"2013-05-01T10:20:30-0330", u"2013-05-01T13:50:30"}};
+    for (const auto& [text, expected] : rows) EXPECT_EQ(Parse(text), expected) << ToUtf8(text);
 }
 
 TEST(Iso8601, RefusesWhatIsNoDate) {

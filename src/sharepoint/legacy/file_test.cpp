@@ -145,6 +145,14 @@ struct FaultRow {
     uint32_t thrown_status = 500;
 };
 
+FaultRow NoVersion(const char* name, const char* code) {
+    return {.name = name, .answer = Fixture::Fault(code), .discard = File::dcrNoCheckedInVersion};
+}
+
+FaultRow NoProperties(const char* name, const char* code) {
+    return {.name = name, .answer = Fixture::Fault(code), .check_in = File::cirRequiredProperties};
+}
+
 class SoapFault : public testing::TestWithParam<FaultRow> {};
 
 TEST_P(SoapFault, IsAResultWhenItsCodeIsKnown) {
@@ -164,24 +172,9 @@ TEST_P(SoapFault, IsAResultWhenItsCodeIsKnown) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, SoapFault,
     testing::Values(
-        FaultRow{.name = "NoVersion",
-                 .answer = Fixture::Fault("0x8107218A"),
-                 .discard = File::dcrNoCheckedInVersion},
-        FaultRow{.name = "NoVersionInSmallLetters",
-                 .answer = Fixture::Fault("0X8107218a"),
-                 .discard = File::dcrNoCheckedInVersion},
-        FaultRow{.name = "NoVersionSigned",
-                 .answer = Fixture::Fault("-2130239094"),
-                 .discard = File::dcrNoCheckedInVersion},
-        FaultRow{.name = "NoVersionUnsigned",
-                 .answer = Fixture::Fault("2164728202"),
-                 .discard = File::dcrNoCheckedInVersion},
-        FaultRow{.name = "NoProperties",
-                 .answer = Fixture::Fault("0x82000009"),
-                 .check_in = File::cirRequiredProperties},
-        FaultRow{.name = "NoPropertiesSigned",
-                 .answer = Fixture::Fault("-2113929207"),
-                 .check_in = File::cirRequiredProperties},
+        NoVersion("NoVersion", "0x8107218A"), NoVersion("NoVersionInSmallLetters", "0X8107218a"),
+        NoVersion("NoVersionSigned", "-2130239094"), NoVersion("NoVersionUnsigned", "2164728202"),
+        NoProperties("NoProperties", "0x82000009"), NoProperties("NoPropertiesSigned", "-2113929207"),
         FaultRow{.name = "OtherCode", .answer = Fixture::Fault("0x80070005")},
         FaultRow{.name = "NoNumber", .answer = Fixture::Fault("soon")},
         FaultRow{.name = "NoXml", .answer = Answer("500 Oops", "no XML")},

@@ -1,0 +1,49 @@
+// The reference host with the loaded plug-in, bound to a site as one user. Prompts count as closed unless a
+// test answers them. Main thread.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/core/host.h"
+#include "host/testing/silent_front_end.h"
+#include "tests/support/account.h"
+#include "tests/support/temp_folder.h"
+
+namespace testing_support {
+
+class SignedInHost {
+public:
+    // `origin` is the server's, or that of something in front of it. `prepare` runs between loading the
+    // plug-in and signing in.
+    using Prepare = std::function<void(SignedInHost&)>;
+    SignedInHost(const std::string& plugin_file, const std::string& origin, const Login& login,
+                 const Prepare& prepare = {});
+    ~SignedInHost();
+    SignedInHost(const SignedInHost&) = delete;
+    SignedInHost& operator=(const SignedInHost&) = delete;
+
+    host::Host& host() { return *m_host; }
+    TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
+    TMK::IAFS_Name* root() { return m_root.get(); }
+    TMK::IAFS_AccountData* account() { return m_account.account.get(); }
+    std::shared_ptr<host::SettingsTree> account_tree() { return m_account.tree; }
+
+    // A fresh name of something in the library ("a.txt", "Folder/b.txt", "" for the library itself).
+    ComPtr<TMK::IAFS_Name> Name(const std::string& item);
+    std::u16string Url(const std::string& item) const;
+
+protected:
+    TempFolder m_folder;
+
+private:
+    std::string m_origin;
+    host::testing::SilentFrontEnd m_front_end;
+    std::unique_ptr<host::Host> m_host;
+    ComPtr<TMK::IAFS_FileSys> m_file_system;
+    TestAccount m_account;
+    ComPtr<TMK::IAFS_Name> m_root;
+};
+
+}  // namespace testing_support
