@@ -54,8 +54,8 @@ struct IAFS_Name : IUnknown {
 // Asks the user (or the host's store) for what binding to a place needs.
 struct IAFS_BindContext : IUnknown {
     static constexpr IID kIid{0x9C50F81E, 0x36DB, 0x4270, {0xA5, 0x79, 0xD3, 0x14, 0x8E, 0x62, 0xB7, 0x1E}};
-    // Returned strings are the caller's. With AFS_BindContext_NoUI nothing is shown and what the host has stored
-    // comes back, empty if nothing. A user who declines is the result 0x821704C7.
+    // Returned strings are the caller's. With AFS_BindContext_NoUI nothing is shown and what the host has
+    // stored comes back, empty if nothing. A user who declines is the result 0x821704C7.
     virtual HRESULT OnGetUserAccount(void* reserved1, LPWSTR host, LPWSTR status_text, LPWSTR user,
                                      LPWSTR password, BSTR* out_user, BSTR* out_password, void* reserved2,
                                      DWORD flags) = 0;
@@ -187,7 +187,8 @@ struct IAFS_File : IUnknown {
                          ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT Write(const void* data, LONGLONG size, LONGLONG* out_size_written,
                           ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
-    virtual HRESULT SetPos(LONGLONG offset, int32_t origin, LONGLONG* out_new_pos) = 0;  // 0 set, 1 cur, 2 end
+    virtual HRESULT SetPos(LONGLONG offset, int32_t origin,
+                           LONGLONG* out_new_pos) = 0;  // 0 set, 1 cur, 2 end
     virtual HRESULT GetPos(LONGLONG* out_pos) = 0;
     virtual HRESULT SetSize(LONGLONG new_size, ITMK_ErrorDetails* out_error_details,
                             ITMK_CancelFlag* cancel_flag) = 0;
@@ -197,7 +198,8 @@ struct IAFS_File : IUnknown {
     virtual HRESULT Reopen(DWORD new_open_flags, ITMK_ErrorDetails* out_error_details,
                            ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT GetStream(IStream** o_stream) = 0;
-    virtual HRESULT Close(DWORD flags, ITMK_ErrorDetails* out_error_details, ITMK_CancelFlag* cancel_flag) = 0;
+    virtual HRESULT Close(DWORD flags, ITMK_ErrorDetails* out_error_details,
+                          ITMK_CancelFlag* cancel_flag) = 0;
     virtual HRESULT get_Prop(LPCWSTR name, VARIANT* out_value) = 0;
     virtual HRESULT put_Prop(LPCWSTR name, const VARIANT& value) = 0;
     virtual HRESULT Exec(LPCWSTR command, const VARIANT& data, VARIANT* out_value,
@@ -213,8 +215,8 @@ struct IAFS_FileSys : IDispatch {
     virtual HRESULT put_UserText(LPCWSTR text) = 0;
     virtual HRESULT get_Prop(IAFS_Name* name, LPCWSTR prop_name, VARIANT* out_value) = 0;
     virtual HRESULT put_Prop(IAFS_Name* name, LPCWSTR prop_name, const VARIANT& value) = 0;
-    virtual HRESULT Exec(IAFS_Name* i_name, LPCWSTR i_operation_name, const VARIANT& i_data, VARIANT* reserved1,
-                         IUnknown* reserved2, ITMK_CancelFlag* i_cancel_flag) = 0;
+    virtual HRESULT Exec(IAFS_Name* i_name, LPCWSTR i_operation_name, const VARIANT& i_data,
+                         VARIANT* reserved1, IUnknown* reserved2, ITMK_CancelFlag* i_cancel_flag) = 0;
     virtual HRESULT BindToPath(LPCWSTR path, IAFS_BindContext* context, DWORD reserved1, IUnknown* reserved2,
                                ITMK_CancelFlag* cancel_flag, IAFS_Name** out_host_name) = 0;
     virtual HRESULT BindToObject(IUnknown* object, IAFS_BindContext* context, DWORD reserved1,
