@@ -81,12 +81,13 @@ http::Response Admin::Handle(http::Request& request) {
 }
 
 http::Response Admin::faults(http::Request& request) {
-    if (request.method == "DELETE")
+    if (request.method == "DELETE") {
         m_faults.Clear();
-    else if (request.method == "POST")
+    } else if (request.method == "POST") {
         m_faults.Add(http::ReadText(request));
-    else if (request.method != "GET")
+    } else if (request.method != "GET") {
         return Refusal(405, "GET, POST or DELETE");
+    }
     return Json(200, m_faults.Describe());
 }
 

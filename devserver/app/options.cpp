@@ -28,16 +28,18 @@ UserOption ParseUser(const std::string& text) {
 void ReadUserFile(const std::string& file, std::vector<UserOption>& users) {
     std::ifstream stream(file);
     if (!stream) throw UsageError("cannot read the user file " + file);
-    for (std::string line; std::getline(stream, line);)
+    for (std::string line; std::getline(stream, line);) {
         if (auto text = Trim(line); !text.empty() && text[0] != '#')
             users.push_back(ParseUser(std::string(text)));
+    }
 }
 
 int ParseNumber(const std::string& option, const std::string& text, std::int64_t least, std::int64_t most) {
     auto number = ParseInteger(text);
-    if (!number || *number < least || *number > most)
+    if (!number || *number < least || *number > most) {
         throw UsageError(option + " takes a number from " + std::to_string(least) + " to " +
                          std::to_string(most));
+    }
     return static_cast<int>(*number);
 }
 
@@ -120,7 +122,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
                                                    {"--exit-with-parent", &options.exit_with_parent},
                                                    {"--help", &options.help}};
     for (std::size_t i = 0; i < arguments.size(); ++i) {
-        auto name = arguments[i];
+        const auto& name = arguments[i];
         if (auto flag = switches.find(name); flag != switches.end()) {
             *flag->second = true;
         } else if (name == "--major-versions-only") {
@@ -140,14 +142,16 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
         throw UsageError("--tls-cert and --tls-key belong together");
     if (options.library.empty() || options.library.find_first_of("/\\\"*:<>?|") != std::string::npos)
         throw UsageError("--library takes a folder name");
-    if (options.sign_in.empty())
+    if (options.sign_in.empty()) {
         options.sign_in = options.generation == Generation::modern
                               ? std::vector<std::string>{"bearer"}
                               : std::vector<std::string>{"digest", "basic"};
+    }
     options.default_users = options.users.empty();
-    if (options.default_users)
+    if (options.default_users) {
         options.users = {
             {"alice", "alice", Rights::edit}, {"bob", "bob", Rights::edit}, {"carol", "carol", Rights::read}};
+    }
     return options;
 }
 

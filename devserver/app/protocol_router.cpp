@@ -36,10 +36,11 @@ http::Response ProtocolRouter::Serve(http::Request& request, const User& user) {
         return rest ? m_rest.Handle(request, user) : m_documents.Handle(request, user);
     bool preview = FindIgnoringCase(request.path, "/_layouts/15/") != std::string::npos;
     if ((rest || preview) && m_generation == Generation::server2010) return http::NotFoundPage();
-    if (rest && IsNewerRest(request))
+    if (rest && IsNewerRest(request)) {
         return odata::ErrorResponse(
             odata::UnknownResource(request.raw_path.substr(request.raw_path.rfind('/') + 1)),
             odata::ChooseMode(request.headers.get("Accept")));
+    }
     if (rest) return m_rest.Handle(request, user);
     if (soap::SoapServer::Owns(request)) return m_soap.Handle(request, user);
     if (frontpage::FrontPageServer::Owns(request)) return m_frontpage.Handle(request, user);

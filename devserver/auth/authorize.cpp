@@ -66,10 +66,11 @@ http::Response AuthorizePage::Handle(http::Request& request) {
     if (grant.client.empty()) return Refusal("The application doesn't say who it is.");
     if (!IsLoopback(grant.redirect_uri))
         return Refusal("The application wants the answer at a place that isn't on this machine.");
-    if (auto fault = FaultOf(query); !fault.empty())
+    if (auto fault = FaultOf(query); !fault.empty()) {
         return BackTo(grant.redirect_uri,
                       "error=" + fault + "&error_description=A+code+is+given+for+an+S256+challenge+only.",
                       state);
+    }
     if (auto user = m_store.UserByName(m_approve_user)) return GiveCode(std::move(grant), *user, state);
     SignInForm form{.action = request.target,
                     .note = "Application " + grant.client + " wants to work in your name.",
@@ -82,9 +83,10 @@ http::Response AuthorizePage::Handle(http::Request& request) {
         return http::MakeResponse(405, "text/plain", "GET or POST");
     }
     auto fields = ParseQuery(http::ReadText(request, 65536));
-    if (QueryValue(fields, "decision") == "decline")
+    if (QueryValue(fields, "decision") == "decline") {
         return BackTo(grant.redirect_uri, "error=access_denied&error_description=The+person+declined.",
                       state);
+    }
     form.user = QueryValue(fields, "username");
     auto user = UserByTypedName(m_store, form.user);
     if (user && EqualInConstantTime(user->password, QueryValue(fields, "password")))

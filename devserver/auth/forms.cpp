@@ -95,9 +95,10 @@ std::optional<http::Response> FormsAuthenticator::Handle(http::Request& request)
     if (path.ends_with("/logout.srf") || path.ends_with("/_layouts/15/signout.aspx") ||
         path.ends_with("/_layouts/signout.aspx"))
         return SignOut(request);
-    if (path == kReturnPath)
+    if (path == kReturnPath) {
         return HtmlPage(Authenticate(request) ? "<h1>You are signed in</h1><p>This page can be closed.</p>"
                                               : "<h1>You are not signed in</h1>");
+    }
     return std::nullopt;
 }
 

@@ -36,8 +36,8 @@ Exchange* ExchangeOf(const http::Request& request, const std::string& scheme) {
 
 // The type of an NTLM message (MS-NLMP 2.2.1), 0 for anything else.
 int NtlmType(std::string_view token) {
-    constexpr std::string_view signature("NTLMSSP\0", 8);
-    return token.size() > 12 && token.substr(0, signature.size()) == signature ? token[8] : 0;
+    constexpr std::string_view kSignature("NTLMSSP\0", 8);
+    return token.size() > 12 && token.substr(0, kSignature.size()) == kSignature ? token[8] : 0;
 }
 
 std::size_t NumberAt(std::string_view bytes, std::size_t at) {
@@ -53,15 +53,15 @@ void PutNumberAt(std::string& bytes, std::size_t at, std::size_t value) {
 // Several clients send messages without the version field, and servers accept them; the mechanism doesn't. So
 // an empty field is inserted, and the offsets of what follows it in a message of type 3 are moved.
 void AddMissingVersion(std::string& token) {
-    constexpr std::size_t version_size = 8, first_size = 40, third_size = 64;
-    if (NtlmType(token) == 1 && token.size() < first_size) token.resize(first_size, '\0');
-    if (NtlmType(token) != 3 || token.size() < third_size) return;
-    constexpr std::size_t offsets[] = {16, 24, 32, 40, 48, 56};
+    constexpr std::size_t kVersionSize = 8, kFirstSize = 40, kThirdSize = 64;
+    if (NtlmType(token) == 1 && token.size() < kFirstSize) token.resize(kFirstSize, '\0');
+    if (NtlmType(token) != 3 || token.size() < kThirdSize) return;
+    constexpr std::size_t kOffsets[] = {16, 24, 32, 40, 48, 56};
     bool has_version = std::ranges::none_of(
-        offsets, [&](auto at) { return NumberAt(token, at - 4) != 0 && NumberAt(token, at) == third_size; });
+        kOffsets, [&](auto at) { return NumberAt(token, at - 4) != 0 && NumberAt(token, at) == kThirdSize; });
     if (has_version) return;
-    for (auto at : offsets) PutNumberAt(token, at, NumberAt(token, at) + version_size);
-    token.insert(third_size, version_size, '\0');
+    for (auto at : kOffsets) PutNumberAt(token, at, NumberAt(token, at) + kVersionSize);
+    token.insert(kThirdSize, kVersionSize, '\0');
 }
 
 // Whether this is a client's first message: of NTLM, or of any mechanism in GSS-API's frame (RFC 2743 3.1).

@@ -67,9 +67,10 @@ private:
 std::string LinesOf(Store& store) {
     PasswordHash hash;
     std::string text;
-    for (const auto& user : store.users())
+    for (const auto& user : store.users()) {
         for (const auto& name : {user.name, user.email})
             text += name + ":0:" + std::string(32, '0') + ":" + hash(user.password) + ":\n";
+    }
     return text;
 }
 

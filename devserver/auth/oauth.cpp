@@ -29,9 +29,9 @@ http::Response OauthError(const std::string& code, const std::string& descriptio
 
 // Letters that are not mistaken for each other.
 std::string MakeUserCode() {
-    constexpr std::string_view letters = "BCDFGHJKLMNPQRSTVWXZ";
+    constexpr std::string_view kLetters = "BCDFGHJKLMNPQRSTVWXZ";
     std::string code;
-    for (char c : RandomBytes(9)) code += letters[static_cast<unsigned char>(c) % letters.size()];
+    for (char c : RandomBytes(9)) code += kLetters[static_cast<unsigned char>(c) % kLetters.size()];
     return code;
 }
 
@@ -107,9 +107,10 @@ http::Response OAuthAuthority::token(http::Request& request) {
 }
 
 http::Response OAuthAuthority::RedeemCode(const QueryParameters& form) {
-    for (const char* name : {"code", "client_id", "redirect_uri", "code_verifier"})
+    for (const char* name : {"code", "client_id", "redirect_uri", "code_verifier"}) {
         if (QueryValue(form, name).empty())
             return OauthError("invalid_request", std::string("The request has no ") + name + ".");
+    }
     auto grant_of = m_authorize.Redeem(QueryValue(form, "code"), QueryValue(form, "code_verifier"));
     bool is_same = grant_of && grant_of->client == QueryValue(form, "client_id") &&
                    grant_of->redirect_uri == QueryValue(form, "redirect_uri");

@@ -93,9 +93,9 @@ DigestAuthenticator::Nonce DigestAuthenticator::CheckNonce(const std::string& no
 }
 
 bool DigestAuthenticator::TakeCount(const std::string& nonce, const std::string& count) {
-    constexpr std::size_t most_nonces = 10'000;
+    constexpr std::size_t kMostNonces = 10'000;
     std::lock_guard lock(m_mutex);
-    if (m_counts.size() > most_nonces) m_counts.erase(m_counts.begin());
+    if (m_counts.size() > kMostNonces) m_counts.erase(m_counts.begin());
     return m_counts[nonce].insert(count).second;
 }
 

@@ -59,10 +59,11 @@ http::Response SignIn::Challenge(const http::Request& request) {
     for (auto& scheme : m_schemes) {
         if (no_pages && scheme.get() == m_forms) continue;
         auto own = scheme->Challenge(request);
-        if (response)
+        if (response) {
             AddChallenges(own, *response);
-        else
+        } else {
             response = std::move(own);
+        }
     }
     return std::move(*response);
 }

@@ -27,12 +27,13 @@ public:
         return m_writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size())), *this;
     }
     JsonWriter& Value(std::integral auto number) {
-        if constexpr (std::same_as<decltype(number), bool>)
+        if constexpr (std::same_as<decltype(number), bool>) {
             m_writer.Bool(number);
-        else if constexpr (std::unsigned_integral<decltype(number)>)
+        } else if constexpr (std::unsigned_integral<decltype(number)>) {
             m_writer.Uint64(number);
-        else
+        } else {
             m_writer.Int64(number);
+        }
         return *this;
     }
     JsonWriter& Null() { return m_writer.Null(), *this; }

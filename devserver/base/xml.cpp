@@ -28,9 +28,10 @@ void Check(const pugi::xml_node& element, int depth) {
     const char* space = SpaceOf(element, prefix);
     if (local.empty() || !space || (!prefix.empty() && !*space))
         throw Malformed("The prefix of '" + std::string(element.name()) + "' isn't declared.");
-    for (const auto& attribute : element.attributes())
+    for (const auto& attribute : element.attributes()) {
         if (std::string_view(attribute.name()).starts_with("xmlns:") && !*attribute.value())
             throw Malformed("A prefix can't stand for no namespace.");
+    }
     for (const auto& next : element.children())
         if (next.type() == pugi::node_element) Check(next, depth + 1);
 }
@@ -44,10 +45,11 @@ void WriteContent(const pugi::xml_node& element, std::string& out) {
         auto tag = prefix.empty() ? name.local : prefix + ":" + name.local;
         out += "<" + tag;
         if (!prefix.empty()) out += " xmlns:" + prefix + "=\"" + Escape(name.space) + "\"";
-        for (const auto& attribute : next.attributes())
+        for (const auto& attribute : next.attributes()) {
             if (std::string_view text = attribute.name();
                 !text.starts_with("xmlns") && text.find(':') == text.npos)
                 out += " " + std::string(text) + "=\"" + Escape(attribute.value()) + "\"";
+        }
         out += ">";
         WriteContent(next, out);
         out += "</" + tag + ">";
@@ -60,16 +62,17 @@ std::string Escape(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     for (char c : text) {
-        if (c == '&')
+        if (c == '&') {
             out += "&amp;";
-        else if (c == '<')
+        } else if (c == '<') {
             out += "&lt;";
-        else if (c == '>')
+        } else if (c == '>') {
             out += "&gt;";
-        else if (c == '"')
+        } else if (c == '"') {
             out += "&quot;";
-        else if (c == '\t' || c == '\n' || c == '\r' || static_cast<unsigned char>(c) >= 0x20)
+        } else if (c == '\t' || c == '\n' || c == '\r' || static_cast<unsigned char>(c) >= 0x20) {
             out += c;
+        }
     }
     return out;
 }

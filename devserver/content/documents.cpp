@@ -54,11 +54,12 @@ http::Response DocumentPages::document(const http::Request& request) {
     }
     auto item = m_store.Find(request.path);
     if (!item) return NotFound();
-    if (item->folder)
+    if (item->folder) {
         return http::MakeResponse(200, "text/html; charset=utf-8",
                                   "<!DOCTYPE html><html><head><title>" + HtmlEscape(item->name) +
                                       "</title></head><body><h1>" + HtmlEscape(item->path) +
                                       "</h1></body></html>");
+    }
     return content(request, item->blob, item->name, EtagOf(*item), item->modified);
 }
 
@@ -69,9 +70,10 @@ http::Response DocumentPages::OldVersion(const http::Request& request, std::size
     if (slash == std::string::npos || !number) return NotFound();
     auto item = m_store.Find(request.path.substr(0, at) + rest.substr(slash));
     if (!item || item->folder) return NotFound();
-    for (const auto& version : m_store.versions(item->id))
+    for (const auto& version : m_store.versions(item->id)) {
         if (version.ui_version == *number)
             return content(request, version.blob, item->name, EtagOf(*item), version.created);
+    }
     return NotFound();
 }
 

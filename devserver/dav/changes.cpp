@@ -149,12 +149,13 @@ http::Response DavServer::MoveOrCopy(Call& call, bool move) {
         ClearTarget(call, target);
     }
     bool shallow = !move && call.item->folder && call.request.headers.get("Depth") == "0";
-    if (shallow)
+    if (shallow) {
         m_store.CreateFolder(target.path, call.user);
-    else if (move)
+    } else if (move) {
         m_store.Move(call.item->id, target.path, true, call.user);
-    else
+    } else {
         m_store.Copy(call.item->id, target.path, true, call.user);
+    }
     auto response = http::MakeResponse(replaces ? 204 : 201, "", "");
     response.headers.Set("Location", WriterFor(call).href(target.path));
     return response;

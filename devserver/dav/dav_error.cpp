@@ -55,14 +55,16 @@ http::Response ResponseOf(const DavError& error) {
     auto response = http::MakeResponse(
         error.status, "text/html; charset=utf-8",
         "<html><head><title>Error</title></head><body><p>" + HtmlEscape(error.what()) + "</p></body></html>");
-    if (!error.condition.empty())
+    if (!error.condition.empty()) {
         response = http::MakeResponse(
             error.status, "text/xml; charset=utf-8",
             "<?xml version=\"1.0\" encoding=\"utf-8\"?><D:error xmlns:D=\"DAV:\"><D:" + error.condition +
                 "/></D:error>");
-    if (error.extended != 0)
+    }
+    if (error.extended != 0) {
         response.headers.Set("X-MSDAVEXT_Error",
                              std::to_string(error.extended) + "; " + PercentEncode(error.what(), "-_.~:/@|"));
+    }
     return response;
 }
 

@@ -138,9 +138,10 @@ std::vector<DavServer::Blocked> DavServer::BlockedIn(const Call& call, const Ite
         if (auto one = FindBlocked(call, item)) result.push_back(*one);
         return result;
     }
-    for (bool folders : {false, true})
+    for (bool folders : {false, true}) {
         for (const auto& child : m_store.children(item, folders))
             for (auto& one : BlockedIn(call, child)) result.push_back(std::move(one));
+    }
     return result;
 }
 
@@ -155,10 +156,11 @@ void DavServer::RequireConditions(const Call& call) {
         ResourceState state;
         if (!item) return state;
         state.etag = item->folder ? "" : EtagOf(*item);
-        if (auto lock = m_store.FindWriteLock(item->id))
+        if (auto lock = m_store.FindWriteLock(item->id)) {
             state.token = lock->token;
-        else if (item->checked_out_by != 0)
+        } else if (item->checked_out_by != 0) {
             state.token = CheckOutToken(*item);
+        }
         return state;
     };
     if (!call.conditions.Holds(state_of)) throw DavError(412, "The If header doesn't hold.");
@@ -176,9 +178,10 @@ void DavServer::RequireConditions(const Call& call) {
 http::Response DavServer::PartialFailure(const Call& call, const std::vector<Blocked>& list) {
     auto writer = WriterFor(call);
     auto text = PropertyWriter::MultistatusBegin();
-    for (const auto& one : list)
+    for (const auto& one : list) {
         text += "<D:response><D:href>" + xml::Escape(writer.href(one.path)) + "</D:href><D:status>" +
                 PropertyWriter::StatusLine(423) + "</D:status></D:response>";
+    }
     return http::MakeResponse(207, "text/xml; charset=utf-8", text + PropertyWriter::MultistatusEnd());
 }
 

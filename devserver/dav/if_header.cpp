@@ -59,12 +59,13 @@ IfHeader IfHeader::Parse(const std::string& text) {
         while (!reader.Take(')')) {
             Condition condition;
             condition.negated = reader.TakeWord("Not");
-            if (reader.Take('<'))
+            if (reader.Take('<')) {
                 condition.token = reader.Until('>');
-            else if (reader.Take('['))
+            } else if (reader.Take('[')) {
                 condition.etag = reader.Until(']');
-            else
+            } else {
                 throw DavError(400, "The If header can't be read.");
+            }
             list.conditions.push_back(std::move(condition));
         }
         header.m_lists.push_back(std::move(list));
@@ -91,9 +92,10 @@ bool IfHeader::Submits(const std::string& token) const {
 }
 
 std::string IfHeader::FirstToken() const {
-    for (const auto& list : m_lists)
+    for (const auto& list : m_lists) {
         for (const auto& condition : list.conditions)
             if (!condition.token.empty()) return condition.token;
+    }
     return {};
 }
 

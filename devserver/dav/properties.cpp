@@ -236,9 +236,10 @@ std::string PropertyWriter::FoundOf(const Item& item, const PropertyRequest& req
     auto free = FreeOf(item);
     bool names_only = request.asked == Asked::names;
     if (request.asked != Asked::some) {
-        for (const auto& row : LiveProperties())
+        for (const auto& row : LiveProperties()) {
             if (auto value = (this->*row.getter)(item))
                 found += PropertyElement({row.space, row.name}, names_only ? "" : *value);
+        }
         for (const auto& property : free)
             found += PropertyElement({property.space, property.name}, names_only ? "" : property.value);
         return found;
@@ -249,10 +250,11 @@ std::string PropertyWriter::FoundOf(const Item& item, const PropertyRequest& req
         auto own =
             std::ranges::find_if(free, [&](const FreeProperty& p) { return name.Is(p.space, p.name); });
         std::optional<std::string> value;
-        if (own != free.end())
+        if (own != free.end()) {
             value = own->value;
-        else if (row != LiveProperties().end())
+        } else if (row != LiveProperties().end()) {
             value = (this->*row->getter)(item);
+        }
         (value ? found : missing) += PropertyElement(name, value.value_or(""));
     }
     return found;

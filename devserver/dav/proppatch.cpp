@@ -58,10 +58,11 @@ private:
         std::erase_if(m_set, same);
         std::erase_if(m_removed, same);
         bool win32 = name.space == kWin32Space && name.local.starts_with("Win32");
-        if (IsProtected(name) || (win32 && !(sets && TakeWin32(name.local, value))))
+        if (IsProtected(name) || (win32 && !(sets && TakeWin32(name.local, value)))) {
             m_refused.push_back(name);
-        else if (!win32)
+        } else if (!win32) {
             (sets ? m_set : m_removed).push_back({name.space, name.local, value});
+        }
     }
 
     // False for a value that can't be read.

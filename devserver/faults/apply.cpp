@@ -113,9 +113,10 @@ void Prepare(const std::vector<FaultAction>& actions, http::Request& request, St
     for (const auto& action : actions) {
         if (action.kind == FaultKind::stale_digest)
             request.headers.Set("X-RequestDigest", "0x00,01 Jan 2001 00:00:00 -0000");
-        if (action.kind == FaultKind::newer_version)
+        if (action.kind == FaultKind::newer_version) {
             WriteAsOther(store, DocumentOf(action, request), action.user.empty() ? "bob" : action.user,
                          action.text.value_or("a newer version by somebody else"), action.modified, true);
+        }
     }
 }
 

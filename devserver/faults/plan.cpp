@@ -241,10 +241,12 @@ constexpr WireRow kWireFaults[] = {
 
 http::WirePlan WirePlan(const std::vector<FaultAction>& actions) {
     http::WirePlan plan;
-    for (const auto& action : actions)
-        for (const auto& row : kWireFaults)
+    for (const auto& action : actions) {
+        for (const auto& row : kWireFaults) {
             if (row.kind == action.kind)
                 row.ask(plan, action, static_cast<std::uint64_t>(std::max<std::int64_t>(0, action.after)));
+        }
+    }
     return plan;
 }
 

@@ -123,10 +123,11 @@ std::string FrontPageServer::documents(const RpcRequest& rpc, const Web& web, co
     for (const auto& name : rpc.list("url_list")) {
         auto path = (web.path.empty() ? "" : "/" + web.path) + (name.empty() ? "" : "/" + name);
         auto item = m_store.Find(path.empty() ? "/" : path);
-        if (!item || EqualsIgnoringCase(name, "_vti_bin"))
+        if (!item || EqualsIgnoringCase(name, "_vti_bin")) {
             failed.push_back(name);
-        else
+        } else {
             (item->folder ? folders : files).emplace_back(name, *item);
+        }
     }
     if (files.empty() && folders.empty() && failed.size() == 1)
         return error(rpc, kNotInWeb, "There is no file with URL '" + failed[0] + "' in this Web.");

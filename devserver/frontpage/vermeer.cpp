@@ -39,14 +39,15 @@ std::vector<std::string> RpcRequest::list(const std::string& name) const {
     std::size_t at = !text.empty() && text.front() == '[' ? 1 : 0;
     std::vector<std::string> result(1);
     for (; at < text.size(); ++at) {
-        if (text[at] == '\\' && at + 1 < text.size())
+        if (text[at] == '\\' && at + 1 < text.size()) {
             result.back() += text[++at];
-        else if (text[at] == ']')
+        } else if (text[at] == ']') {
             break;
-        else if (text[at] == ';')
+        } else if (text[at] == ';') {
             result.emplace_back();
-        else
+        } else {
             result.back() += text[at];
+        }
     }
     return result;
 }

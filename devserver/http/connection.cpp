@@ -148,17 +148,19 @@ public:
 private:
     std::uint64_t NextBlock(std::uint64_t wanted) {
         wanted = UpToFault(m_transport, m_plan.stall_down_after, m_plan.drop_down_after, m_total, wanted);
-        if (m_plan.bytes_per_second > 0)
+        if (m_plan.bytes_per_second > 0) {
             wanted = std::min<std::uint64_t>(
                 wanted, static_cast<std::uint64_t>(std::max<std::int64_t>(1, m_plan.bytes_per_second / 10)));
+        }
         return wanted;
     }
 
     void Sent(std::uint64_t count) {
         m_total += count;
-        if (m_plan.bytes_per_second > 0)
+        if (m_plan.bytes_per_second > 0) {
             std::this_thread::sleep_for(std::chrono::microseconds(static_cast<std::int64_t>(count) *
                                                                   1'000'000 / m_plan.bytes_per_second));
+        }
     }
 
     Transport& m_transport;

@@ -38,9 +38,10 @@ void Server::LoadCertificate() {
     if (SSL_CTX_use_certificate_chain_file(m_tls, m_options.certificate_file.c_str()) != 1)
         throw std::runtime_error("cannot read the certificate " + m_options.certificate_file);
     if (SSL_CTX_use_PrivateKey_file(m_tls, m_options.key_file.c_str(), SSL_FILETYPE_PEM) != 1 ||
-        SSL_CTX_check_private_key(m_tls) != 1)
+        SSL_CTX_check_private_key(m_tls) != 1) {
         throw std::runtime_error("cannot read the key " + m_options.key_file +
                                  ", or it doesn't belong to the certificate");
+    }
 }
 
 void Server::Start() {
@@ -60,9 +61,10 @@ void Server::Start() {
                  ::listen(m_listener, 128) == 0;
     int error = errno;
     ::freeaddrinfo(found);
-    if (!bound)
+    if (!bound) {
         throw std::runtime_error("cannot listen on " + m_options.host + ":" + port + ": " +
                                  std::strerror(error));
+    }
     sockaddr_storage address{};
     socklen_t size = sizeof address;
     ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size);

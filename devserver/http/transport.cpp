@@ -56,7 +56,9 @@ void Transport::Handshake() {
         int result = SSL_do_handshake(m_ssl);
         if (result == 1) return;
         int error = SSL_get_error(m_ssl, result);
-        short events = error == SSL_ERROR_WANT_READ ? POLLIN : error == SSL_ERROR_WANT_WRITE ? POLLOUT : 0;
+        short events = 0;
+        if (error == SSL_ERROR_WANT_READ) events = POLLIN;
+        if (error == SSL_ERROR_WANT_WRITE) events = POLLOUT;
         if (!events || !Wait(events, 30'000)) throw ConnectionLost("TLS handshake failed");
     }
 }
@@ -71,10 +73,11 @@ std::size_t Transport::Read(char* buffer, std::size_t size, int timeout_seconds)
             if (result == 1) return count;
             int error = SSL_get_error(m_ssl, result);
             if (error == SSL_ERROR_ZERO_RETURN) return 0;
-            if (error == SSL_ERROR_WANT_WRITE)
+            if (error == SSL_ERROR_WANT_WRITE) {
                 events = POLLOUT;
-            else if (error != SSL_ERROR_WANT_READ)
+            } else if (error != SSL_ERROR_WANT_READ) {
                 throw ConnectionLost("TLS read failed");
+            }
         } else {
             auto count = ::recv(m_socket, buffer, size, 0);
             if (count >= 0) return static_cast<std::size_t>(count);
@@ -97,10 +100,11 @@ void Transport::Write(std::string_view bytes) {
                 continue;
             }
             int error = SSL_get_error(m_ssl, result);
-            if (error == SSL_ERROR_WANT_READ)
+            if (error == SSL_ERROR_WANT_READ) {
                 events = POLLIN;
-            else if (error != SSL_ERROR_WANT_WRITE)
+            } else if (error != SSL_ERROR_WANT_WRITE) {
                 throw ConnectionLost("TLS write failed");
+            }
         } else {
             auto count = ::send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
             if (count >= 0) {

@@ -31,14 +31,15 @@ public:
     void Run() {
         m_out = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
         const auto& node = m_answer.node;
-        if (node.kind == Node::Kind::entity)
+        if (node.kind == Node::Kind::entity) {
             WriteEntry(*node.entity, m_answer.projection, true);
-        else if (node.kind == Node::Kind::feed)
+        } else if (node.kind == Node::Kind::feed) {
             WriteFeed(*node.feed, m_answer.projection, true);
-        else if (node.kind == Node::Kind::values)
+        } else if (node.kind == Node::Kind::values) {
             WriteValues(node.values);
-        else
+        } else {
             WriteProperty(m_answer.name, node.value, true);
+        }
         m_sink.Write(m_out);
     }
 
@@ -88,9 +89,10 @@ private:
             if (!link.on_request) WriteLink(entity, link, href, projection);
         m_out += "<title/><updated>" + IsoTime(Now()) +
                  "</updated><author><name/></author><content type=\"application/xml\"><m:properties>";
-        for (const auto& link : entity.links)
+        for (const auto& link : entity.links) {
             if (link.on_request && (projection.names(link.name) || projection.Expanded(link.name)))
                 WriteProperty(link.name, entity.resolve(link.name).value, false);
+        }
         for (const auto& [name, value] : entity.properties)
             if (projection.Selects(name)) WriteProperty(name, value, false);
         m_out += "</m:properties></content></entry>";

@@ -60,21 +60,23 @@ void WriteAnswer(const Answer& answer, Mode mode, BodySink& sink) {
 
 http::Response ErrorResponse(const ApiError& error, Mode mode) {
     auto type = ContentType(mode, Node::Nothing());
-    if (mode == Mode::xml)
+    if (mode == Mode::xml) {
         return http::MakeResponse(
             error.status, type,
             "<?xml version=\"1.0\" encoding=\"utf-8\"?><m:error "
             "xmlns:m=\"http://schemas.microsoft.com/ado/2007/08/dataservices/metadata\"><m:code>" +
                 HtmlEscape(error.code) + "</m:code><m:message xml:lang=\"en-US\">" +
                 HtmlEscape(error.what()) + "</m:message></m:error>");
+    }
     bool light = mode == Mode::minimal || mode == Mode::none;
     JsonWriter json;
     json.StartObject().Key(light ? "odata.error" : "error").StartObject();
     json.Member("code", error.code).Key("message");
-    if (light || mode == Mode::verbose)
+    if (light || mode == Mode::verbose) {
         json.StartObject().Member("lang", "en-US").Member("value", error.what()).EndObject();
-    else
+    } else {
         json.Value(error.what());
+    }
     return http::MakeResponse(error.status, type, json.EndObject().EndObject().Take());
 }
 

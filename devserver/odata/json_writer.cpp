@@ -48,9 +48,10 @@ private:
         const auto& node = m_answer.node;
         if (node.kind == Node::Kind::entity) return WriteEntity(*node.entity, m_answer.projection, true);
         m_json.StartObject();
-        if (HasMetadata() && node.kind != Node::Kind::nothing)
+        if (HasMetadata() && node.kind != Node::Kind::nothing) {
             m_json.Member(annotation(m_v4 ? "context" : "metadata"),
                           m_answer.api_url + "$metadata#" + TypeOf(node));
+        }
         if (node.kind == Node::Kind::nothing ||
             (node.kind == Node::Kind::value && node.value.kind == Value::Kind::null)) {
             m_json.Member(annotation("null"), true);
@@ -168,9 +169,10 @@ private:
             if (!entity.etag.empty()) m_json.Member("etag", entity.etag);
             m_json.Member("type", entity.type).EndObject();
         } else if (HasMetadata()) {
-            if (root)
+            if (root) {
                 m_json.Member(annotation(m_v4 ? "context" : "metadata"),
                               m_answer.api_url + "$metadata#" + entity.type + "/@Element");
+            }
             m_json.Member(annotation("type"), (m_v4 ? "#" : "") + entity.type);
             m_json.Member(annotation("id"), uri);
             if (!entity.etag.empty()) m_json.Member(annotation("etag"), entity.etag);

@@ -34,11 +34,11 @@ TEST(Json, NumbersKeepTheirForm) {
 }
 
 TEST(Json, AListingThatGoesOutInPiecesIsOneDocument) {
-    constexpr int rows = 3000;
+    constexpr int kRows = 3000;
     for (auto mode : {odata::Mode::verbose, odata::Mode::minimal, odata::Mode::v4_none}) {
         odata::Feed feed;
         feed.next_link = "http://host/next";
-        feed.next = [left = rows](odata::Entity& entity) mutable {
+        feed.next = [left = kRows](odata::Entity& entity) mutable {
             entity.type = "T";
             entity.id = "Web/T(" + std::to_string(left) + ")";
             entity.Add("Name", odata::Value::OfText(std::string(40, 'x')));
@@ -54,8 +54,8 @@ TEST(Json, AListingThatGoesOutInPiecesIsOneDocument) {
         document.Parse(sink.text.c_str());
         ASSERT_FALSE(document.HasParseError());
         const auto& list = mode == odata::Mode::verbose ? document["d"]["results"] : document["value"];
-        ASSERT_EQ(list.Size(), static_cast<unsigned>(rows));
-        EXPECT_EQ(list[rows - 1]["Size"].GetDouble(), 1.5);
+        ASSERT_EQ(list.Size(), static_cast<unsigned>(kRows));
+        EXPECT_EQ(list[kRows - 1]["Size"].GetDouble(), 1.5);
     }
 }
 

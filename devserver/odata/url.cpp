@@ -14,10 +14,11 @@ std::vector<std::string> SplitOutside(std::string_view text, char separator) {
         if (c == '\'') quoted = !quoted;
         if (!quoted && c == '(') ++depth;
         if (!quoted && c == ')') --depth;
-        if (c == separator && !quoted && depth <= 0)
+        if (c == separator && !quoted && depth <= 0) {
             parts.emplace_back();
-        else
+        } else {
             parts.back() += c;
+        }
     }
     if (quoted || depth != 0) throw InvalidExpression(std::string(text));
     return parts;

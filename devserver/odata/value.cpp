@@ -46,11 +46,12 @@ Node Node::Of(std::vector<Complex> values) {
 }
 
 Projection& Projection::child(std::string_view name, bool expand) {
-    for (auto& branch : m_branches)
+    for (auto& branch : m_branches) {
         if (branch->name == name) {
             branch->expanded |= expand;
             return branch->below;
         }
+    }
     m_branches.push_back(std::make_shared<Branch>(Branch{std::string(name), expand, {}}));
     return m_branches.back()->below;
 }
@@ -58,11 +59,12 @@ Projection& Projection::child(std::string_view name, bool expand) {
 Projection Projection::Parse(std::string_view select, std::string_view expand) {
     Projection root;
     auto each = [](std::string_view list, auto&& use) {
-        for (const auto& piece : Split(list, ','))
+        for (const auto& piece : Split(list, ',')) {
             if (auto path = Split(ToLower(Trim(piece)), '/'); !path[0].empty()) {
                 if (path.size() > kMaxDepth) throw InvalidExpression(piece);
                 use(path);
             }
+        }
     };
     each(expand, [&](const std::vector<std::string>& path) {
         Projection* at = &root;

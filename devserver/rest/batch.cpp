@@ -74,10 +74,11 @@ public:
     void Run(const std::string& text, const std::string& boundary, int depth) {
         for (const auto& part : PartsOf(text, boundary)) {
             auto [head, body] = SplitAtEmptyLine(part);
-            if (FindIgnoringCase(head, "multipart/mixed") != std::string::npos && depth == 0)
+            if (FindIgnoringCase(head, "multipart/mixed") != std::string::npos && depth == 0) {
                 Run(body, BoundaryOf(head), 1);
-            else
+            } else {
                 Add(Answer(body));
+            }
         }
     }
 

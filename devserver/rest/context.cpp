@@ -25,9 +25,10 @@ rapidjson::Document Context::JsonBody() const {
     }
     // Deep nesting must not exhaust the stack, hence the iterative parser.
     document.Parse<rapidjson::kParseIterativeFlag>(text.c_str(), text.size());
-    if (document.HasParseError() || !document.IsObject())
+    if (document.HasParseError() || !document.IsObject()) {
         throw ApiError(400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
                        "Invalid JSON. The request body isn't a JSON object.");
+    }
     return document;
 }
 

@@ -18,7 +18,7 @@ std::string SortKey(const Entity& entity, const std::string& name) {
     return std::string(24 - std::min<std::size_t>(24, digits.size()), '0') + digits;
 }
 
-Feed Ordered(Feed feed, const std::string& order) {
+Feed Ordered(const Feed& feed, const std::string& order) {
     auto words = Split(Trim(Split(order, ',')[0]), ' ');
     bool descending = words.size() > 1 && EqualsIgnoringCase(words.back(), "desc");
     std::vector<std::pair<std::string, Entity>> rows;

@@ -92,7 +92,7 @@ Node PropertiesNode(const Item& item, const std::string& id) {
     return Node::Of(PropertiesEntity(item, id));
 }
 
-Entity FileEntity(const Context& context, std::shared_ptr<const Item> item) {
+Entity FileEntity(const Context& context, const std::shared_ptr<const Item>& item) {
     Entity entity;
     auto flat = ReplaceAll(item->guid, "-", "");
     entity.type = "SP.File";
@@ -220,9 +220,10 @@ ResourcePtr FileResource::child(Context& context, const Segment& segment) {
         segment.Is("LockedByUser") || segment.Is("Properties") || segment.Is("ServerRelativePath") ||
         segment.Is("VersionEvents") || segment.Is("ListId")) {
         auto item = std::make_shared<Item>(Require(context));
-        for (const auto& link : kFileLinks)
+        for (const auto& link : kFileLinks) {
             if (segment.Is(link.name))
                 return MakeNode(ResolveFileLink(context, item, link.name), std::string(link.name));
+        }
     }
     return nullptr;
 }
@@ -275,9 +276,10 @@ std::optional<Outcome> FileResource::workflow(Context& context, const Segment& s
         store.Unpublish(change(), comment(context.JsonBody()), context.user);
         return Outcome::done("UnPublish");
     }
-    if (segment.Is("Approve") || segment.Is("Deny"))
+    if (segment.Is("Approve") || segment.Is("Deny")) {
         throw ApiError(500, "-2147024891, Microsoft.SharePoint.SPException",
                        "Approval isn't enabled for this library.");
+    }
     return std::nullopt;
 }
 
@@ -288,11 +290,12 @@ std::optional<Outcome> FileResource::placement(Context& context, const Segment& 
         context.RequireEdit();
         const auto& item = Require(context);
         std::string target;
-        for (const auto& argument : segment.arguments)
+        for (const auto& argument : segment.arguments) {
             if (argument.value.kind == odata::Literal::Kind::text) {
                 target = argument.value.text;
                 break;
             }
+        }
         target = ServerRelative(context, target);
         if (moves) {
             auto flags = ParseInteger(segment.text("flags", 1)).value_or(0);

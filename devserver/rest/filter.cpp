@@ -133,7 +133,7 @@ private:
             {"eq", [](int c) { return c == 0; }}, {"ne", [](int c) { return c != 0; }},
             {"gt", [](int c) { return c > 0; }},  {"ge", [](int c) { return c >= 0; }},
             {"lt", [](int c) { return c < 0; }},  {"le", [](int c) { return c <= 0; }}};
-        for (const auto& row : kRows)
+        for (const auto& row : kRows) {
             if (AcceptWord(row.word)) {
                 auto right = ParsePrimary();
                 auto test = row.test;
@@ -141,10 +141,11 @@ private:
                     return Operand(test(Compare(left(entity), right(entity))));
                 };
             }
+        }
         return left;
     }
 
-    static Expression constant(Operand operand) {
+    static Expression constant(const Operand& operand) {
         return [operand](const Entity&) { return operand; };
     }
 
@@ -154,10 +155,11 @@ private:
             if (m_at >= m_text.size()) Fail();
             char c = m_text[m_at++];
             if (c == '\'') {
-                if (m_at < m_text.size() && m_text[m_at] == '\'')
+                if (m_at < m_text.size() && m_text[m_at] == '\'') {
                     ++m_at;
-                else
+                } else {
                     return text;
+                }
             }
             text += c;
         }
@@ -198,10 +200,11 @@ private:
             return [=](const Entity& e) { return Operand(TextOf(first(e)).starts_with(TextOf(second(e)))); };
         if (EqualsIgnoringCase(name, "endswith"))
             return [=](const Entity& e) { return Operand(TextOf(first(e)).ends_with(TextOf(second(e)))); };
-        if (EqualsIgnoringCase(name, "substringof"))
+        if (EqualsIgnoringCase(name, "substringof")) {
             return [=](const Entity& e) {
                 return Operand(TextOf(second(e)).find(TextOf(first(e))) != std::string::npos);
             };
+        }
         if (EqualsIgnoringCase(name, "tolower"))
             return [=](const Entity& e) { return Operand(TextOf(first(e))); };
         Fail();

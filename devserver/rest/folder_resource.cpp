@@ -123,9 +123,10 @@ public:
         if (name.empty()) name = segment.text("urlOfFile", 0);
         auto path = ChildPath(context, m_folder, name);
         bool overwrite = segment.boolean("overwrite", false, 1);
-        if (const auto* parameters = segment.argument("parameters", 99))
+        if (const auto* parameters = segment.argument("parameters", 99)) {
             overwrite =
                 overwrite || FindIgnoringCase(parameters->text, "\"overwrite\":true") != std::string::npos;
+        }
         if (segment.boolean("EnsureUniqueFileName", false, 99)) path = FreePath(context.store, path);
         auto existing = context.store.Find(path);
         if (existing && (existing->folder || !overwrite)) throw StoreError(Fault::already_exists, path);
@@ -194,10 +195,12 @@ public:
             if (!IsLibraryItem(context, item)) return MakeNode(Node::Nothing(), "ListItemAllFields");
             return MakeListItem(item);
         }
-        for (const auto& link : kFolderLinks)
-            if (segment.Is(link.name))
+        for (const auto& link : kFolderLinks) {
+            if (segment.Is(link.name)) {
                 return MakeNode(ResolveFolderLink(context, std::make_shared<Item>(item), link.name),
                                 std::string(link.name));
+            }
+        }
         return nullptr;
     }
 
@@ -250,7 +253,7 @@ private:
 
 }  // namespace
 
-Entity FolderEntity(const Context& context, std::shared_ptr<const Item> item) {
+Entity FolderEntity(const Context& context, const std::shared_ptr<const Item>& item) {
     Entity entity;
     entity.type = "SP.Folder";
     entity.id = FolderId(*item);

@@ -169,15 +169,17 @@ std::string CheckedValue(const Column& column, const rapidjson::Value& value) {
     }
     if (column.kind == 2 && value.IsString() &&
         Utf16Length({value.GetString(), value.GetStringLength()}) >
-            static_cast<std::size_t>(column.max_length < 0 ? 255 : column.max_length))
+            static_cast<std::size_t>(column.max_length < 0 ? 255 : column.max_length)) {
         throw ApiError(500, "-2130575163, Microsoft.SharePoint.SPException",
                        "Invalid text value. The text field '" + column.title + "' contains too much text.");
+    }
     bool too_small = value.IsNumber() && column.minimum && value.GetDouble() < *column.minimum;
     bool too_large = value.IsNumber() && column.maximum && value.GetDouble() > *column.maximum;
-    if (too_small || too_large)
+    if (too_small || too_large) {
         throw ApiError(
             500, "-2130575155, Microsoft.SharePoint.SPException",
             "The value of the field '" + column.title + "' is outside of the range allowed for it.");
+    }
     if (column.kind == 6 && value.IsString() && value.GetStringLength() > 0 &&
         std::find(column.choices.begin(), column.choices.end(), value.GetString()) == column.choices.end())
         return refuse();
@@ -194,16 +196,18 @@ std::map<std::string, std::string> ValuesFrom(const rapidjson::Document& body,
         auto found = std::find_if(columns.begin(), columns.end(), [&](const Column& column) {
             return column.name == name || EscapeName(column.name) == name;
         });
-        if (found == columns.end())
+        if (found == columns.end()) {
             throw ApiError(400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
                            "The property '" + name +
                                "' does not exist on type 'SP.Data.Shared_x0020_DocumentsItem'. "
                                "Make sure to only use property names that are defined by the type.");
+        }
         if (found->kind == 18 || (found->read_only && found->from_base)) continue;
-        if (found->read_only)
+        if (found->read_only) {
             throw ApiError(400, "-2130575305, Microsoft.SharePoint.SPException",
                            "Invalid data has been used to update the list item. The field you are trying to "
                            "update may be read only.");
+        }
         result[found->name] = CheckedValue(*found, member.value);
     }
     return result;
@@ -217,10 +221,12 @@ public:
         if (segment.Is("ParentList")) return MakeLibrary(context.store.library(m_item.library).value());
         if (segment.Is("File") && !m_item.folder) return MakeFile(m_item.path, m_item);
         if (segment.Is("Folder") && m_item.folder) return MakeFolder(m_item.path, m_item);
-        for (const auto& link : kItemLinks)
-            if (segment.Is(link.name))
+        for (const auto& link : kItemLinks) {
+            if (segment.Is(link.name)) {
                 return MakeNode(ResolveItemLink(context, std::make_shared<Item>(m_item), link.name),
                                 std::string(link.name));
+            }
+        }
         return nullptr;
     }
 
@@ -286,10 +292,11 @@ private:
                                    : "";
             bool known =
                 std::any_of(columns.begin(), columns.end(), [&](const Column& c) { return c.name == name; });
-            if (known && name == "FileLeafRef")
+            if (known && name == "FileLeafRef") {
                 new_name = text;
-            else if (known)
+            } else if (known) {
                 values[name] = JsonText(text);
+            }
             failed |= !known;
             rows.push_back(
                 {"SP.ListItemFormUpdateValue",
@@ -320,9 +327,10 @@ public:
 
     ResourcePtr key(Context& context, const odata::Literal& value) override {
         auto item = context.store.item(ParseInteger(value.text).value_or(0));
-        if (!item || item->library != m_library.id || item->id == m_library.root_item)
+        if (!item || item->library != m_library.id || item->id == m_library.root_item) {
             throw ApiError(404, "-2130575338, System.ArgumentException",
                            "Item does not exist. It may have been deleted by another user.");
+        }
         return MakeListItem(*item);
     }
 
@@ -355,9 +363,10 @@ private:
     std::string NextLink(const Context& context, Id last) const {
         auto link = context.ApiUrl() + "web/lists(guid%27" + m_library.guid +
                     "%27)/items?%24skiptoken=Paged%3dTRUE%26p_ID%3d" + std::to_string(last);
-        for (const auto& [name, value] : context.request.query)
+        for (const auto& [name, value] : context.request.query) {
             if (!EqualsIgnoringCase(name, "$skiptoken"))
                 link += "&" + PercentEncode(name) + "=" + PercentEncode(value);
+        }
         return link;
     }
 
@@ -467,7 +476,7 @@ Entity LibraryEntity(const Context& context, const Library& library) {
     return entity;
 }
 
-Entity ListItemEntity(const Context& context, std::shared_ptr<const Item> item) {
+Entity ListItemEntity(const Context& context, const std::shared_ptr<const Item>& item) {
     Entity entity;
     auto library = context.store.library(item->library).value_or(Library{});
     entity.type = "SP.Data." + std::string(item->folder ? "FolderItem" : "Shared_x0020_DocumentsItem");

@@ -97,14 +97,14 @@ ResourcePtr MakeUser(const User& user, std::string id);
 ResourcePtr MakeLibraries(const Web& web);
 ResourcePtr MakeUsers();
 
-Entity FileEntity(const Context& context, std::shared_ptr<const Item> item);
-Entity FolderEntity(const Context& context, std::shared_ptr<const Item> item);
+Entity FileEntity(const Context& context, const std::shared_ptr<const Item>& item);
+Entity FolderEntity(const Context& context, const std::shared_ptr<const Item>& item);
 Entity UserEntity(const User& user, std::string id);
 // Null for an unknown user.
 Node UserNode(const Context& context, Id user, const std::string& id);
 std::string UserId(Id user);
 Entity LibraryEntity(const Context& context, const Library& library);
-Entity ListItemEntity(const Context& context, std::shared_ptr<const Item> item);
+Entity ListItemEntity(const Context& context, const std::shared_ptr<const Item>& item);
 Entity WebEntity(const Context& context, const Web& web);
 Value EffectivePermissions(const User& user);
 

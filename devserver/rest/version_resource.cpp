@@ -121,9 +121,10 @@ private:
     Version Find(Context& context, Test test) {
         auto all = context.store.versions(m_file.id);
         auto found = std::ranges::find_if(all, test);
-        if (found == all.end())
+        if (found == all.end()) {
             throw ApiError(404, "-2147024894, System.IO.FileNotFoundException",
                            "The version does not exist.");
+        }
         return *found;
     }
 

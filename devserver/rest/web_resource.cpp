@@ -125,12 +125,14 @@ public:
             if (!asked) throw odata::UserNotFound();
             return MakeNode(Node::Of(EffectivePermissions(*asked)), "GetUserEffectivePermissions");
         }
-        if (segment.Is("DoesUserHavePermissions"))
+        if (segment.Is("DoesUserHavePermissions")) {
             return MakeNode(Node::Of(Value::boolean(context.user.rights != Rights::none)),
                             "DoesUserHavePermissions");
-        for (const auto& link : kWebLinks)
+        }
+        for (const auto& link : kWebLinks) {
             if (segment.Is(link.name))
                 return MakeNode(ResolveWebLink(context, m_web, link.name), std::string(link.name));
+        }
         return nullptr;
     }
 
@@ -171,9 +173,10 @@ private:
         }
         auto found = segment.Is("EnsureUser") ? context.store.UserByName(argument)
                                               : context.store.UserById(ParseInteger(argument).value_or(0));
-        if (!found && segment.Is("EnsureUser"))
+        if (!found && segment.Is("EnsureUser")) {
             throw ApiError(400, "-2146232832, Microsoft.SharePoint.SPException",
                            "The specified user " + argument + " could not be found.");
+        }
         if (!found) throw odata::UserNotFound();
         return MakeUser(*found, UserId(found->id));
     }
@@ -289,10 +292,11 @@ private:
             to = FreePath(context.store, to);
         auto item = context.store.Find(from);
         if (!item || item->folder != of_folder) throw odata::FolderNotFound();
-        if (moves)
+        if (moves) {
             context.store.Move(item->id, to, overwrite, context.user);
-        else
+        } else {
             context.store.Copy(item->id, to, overwrite, context.user);
+        }
         return Outcome::done(operation);
     }
 

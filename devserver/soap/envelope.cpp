@@ -64,15 +64,17 @@ Operation::Operation(const std::string& body) {
             {}, true);
     }
     auto envelope = m_document.document_element();
-    if (!xml::NameOf(envelope).Is(kEnvelopeSpace, "Envelope"))
+    if (!xml::NameOf(envelope).Is(kEnvelopeSpace, "Envelope")) {
         throw SoapFault("Possible SOAP version mismatch: Envelope namespace " + xml::NameOf(envelope).space +
                             " was unexpected. Expecting " + kEnvelopeSpace + ".",
                         {}, true);
-    for (const auto& element : xml::Child(envelope, "Body").children())
+    }
+    for (const auto& element : xml::Child(envelope, "Body").children()) {
         if (element.type() == pugi::node_element) {
             m_operation = element;
             break;
         }
+    }
     if (!m_operation) throw SoapFault("The SOAP body is empty.", {}, true);
     m_name = xml::NameOf(m_operation);
 }
@@ -106,9 +108,9 @@ http::Response FaultResponse(const SoapFault& fault) {
     auto text = xml::Escape(fault.what());
     std::string inner = "<soap:Fault><faultcode>soap:" + std::string(fault.client ? "Client" : "Server") +
                         "</faultcode><faultstring>";
-    if (fault.client)
+    if (fault.client) {
         inner += text + "</faultstring><detail/>";
-    else
+    } else {
         inner +=
             "Exception of type 'Microsoft.SharePoint.SoapServer.SoapServerException' was "
             "thrown.</faultstring>"
@@ -118,6 +120,7 @@ http::Response FaultResponse(const SoapFault& fault) {
                               "</errorcode>"
                         : "") +
             "</detail>";
+    }
     return http::MakeResponse(500, kContentType, kEnvelopeBegin + inner + "</soap:Fault>" + kEnvelopeEnd);
 }
 

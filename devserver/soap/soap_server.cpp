@@ -39,15 +39,17 @@ http::Response SoapServer::Handle(http::Request& request, const User& user) {
     auto name = ToLower(request.path.substr(at + kFolder.size()));
     for (const auto& service : kServices) {
         if (!web || service.name != name) continue;
-        if (request.method != "POST")
+        if (request.method != "POST") {
             return http::MakeResponse(request.method == "GET" ? 200 : 405, "text/html; charset=utf-8",
                                       "<html><body>" + HtmlEscape(name) + " takes SOAP.</body></html>");
+        }
         try {
             Operation operation(http::ReadText(request));
             CheckAction(request, operation);
-            if (operation.space() == service.space)
+            if (operation.space() == service.space) {
                 if (auto response = service.operations({m_store, user, *web, operation, request.base_url}))
                     return std::move(*response);
+            }
             throw SoapFault("Server did not recognize the operation " + operation.name() + ".", {}, true);
         } catch (const SoapFault& fault) {
             return FaultResponse(fault);

@@ -24,11 +24,12 @@ std::optional<http::Response> Webs(const Call& call) {
         auto page = call.operation.parameter("pageUrl");
         if (!page || page->empty()) throw MissingParameter("pageUrl");
         auto path = PathOfPage(call, *page);
-        if (!path)
+        if (!path) {
             throw SoapFault("The Web application at " + *page +
                                 " could not be found. Verify that you have typed "
                                 "the URL correctly.",
                             0x80070002);
+        }
         return Answer(call.operation, xml::Escape(UrlOf(call, call.store.WebOf(*path))));
     }
     if (name == "GetWeb") {

@@ -32,7 +32,8 @@ void WriteFully(int descriptor, const char* data, std::size_t size) {
 
 }  // namespace
 
-BlobWriter::BlobWriter(std::string folder, std::string name) : m_file(folder + "/" + name), m_name(name) {
+BlobWriter::BlobWriter(const std::string& folder, const std::string& name)
+    : m_file(folder + "/" + name), m_name(name) {
     m_descriptor = ::open(m_file.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
     if (m_descriptor < 0)
         throw std::runtime_error(std::string("cannot store a document: ") + std::strerror(errno));

@@ -13,7 +13,7 @@ namespace devserver {
 // A content that is being written; removed unless it is kept.
 class BlobWriter {
 public:
-    BlobWriter(std::string folder, std::string name);
+    BlobWriter(const std::string& folder, const std::string& name);
     ~BlobWriter();
     BlobWriter(const BlobWriter&) = delete;
     BlobWriter& operator=(const BlobWriter&) = delete;

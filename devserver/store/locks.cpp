@@ -84,12 +84,14 @@ void Store::ChangeProperties(Id id, const std::vector<FreeProperty>& set,
     DatabaseLock lock(m_database);
     auto item = RequireItem(id);
     Transaction transaction(m_database);
-    for (const auto& property : set)
+    for (const auto& property : set) {
         m_database.Run("INSERT OR REPLACE INTO free_properties VALUES (?,?,?,?)", id, property.space,
                        property.name, property.value);
-    for (const auto& property : removed)
+    }
+    for (const auto& property : removed) {
         m_database.Run("DELETE FROM free_properties WHERE item=? AND space=? AND name=?", id, property.space,
                        property.name);
+    }
     if (times.modified) item.modified = *times.modified;
     if (times.attributes) item.attributes = *times.attributes;
     if (times.modified || times.attributes) Save(item);

@@ -37,11 +37,12 @@ Item Store::ReadItem(const Statement& row, const std::string& parent_path) const
              item.modified, item.author, item.editor, item.blob, item.comment, item.attributes, item.size,
              item.etag, item.content_tag, item.ui_version, item.level, item.checked_out_by,
              item.checked_out_at);
-    for (const auto& web : m_webs)
+    for (const auto& web : m_webs) {
         if (web.root_item == item.id) {
             item.path = web.ServerRelativeUrl();
             return item;
         }
+    }
     item.path = (parent_path == "/" ? "" : parent_path) + "/" + item.name;
     return item;
 }
@@ -49,10 +50,12 @@ Item Store::ReadItem(const Statement& row, const std::string& parent_path) const
 std::string Store::PathOf(Id id) {
     std::string path;
     while (id != 0) {
-        for (const auto& web : m_webs)
-            if (web.root_item == id)
+        for (const auto& web : m_webs) {
+            if (web.root_item == id) {
                 return path.empty() ? web.ServerRelativeUrl()
                                     : (web.path.empty() ? "" : "/" + web.path) + path;
+            }
+        }
         auto row = m_database.query("SELECT parent, name FROM items WHERE id=?", id);
         if (!row.Step()) break;
         path = "/" + row.text(1) + path;
@@ -152,13 +155,13 @@ Store::Place Store::PlaceFor(std::string_view path) {
 }
 
 Id Store::InsertItem(const Item& item) {
-    if (item.parent == 0)
+    if (item.parent == 0) {
         m_database.Run(
             "INSERT INTO items (guid, parent, library, name, folder, created, modified, author, editor) "
             "VALUES (?,NULL,?,?,?,?,?,?,?)",
             item.guid, item.library, item.name, item.folder, item.created, item.modified, item.author,
             item.editor);
-    else
+    } else {
         m_database.Run(
             "INSERT INTO items (guid, parent, library, name, folder, created, modified, author, editor, "
             "blob, "
@@ -168,6 +171,7 @@ Id Store::InsertItem(const Item& item) {
             item.guid, item.parent, item.library, item.name, item.folder, item.created, item.modified,
             item.author, item.editor, item.blob, item.comment, item.attributes, item.size, item.etag,
             item.content_tag, item.ui_version, item.level, item.checked_out_by, item.checked_out_at);
+    }
     return m_database.LastId();
 }
 
@@ -204,9 +208,10 @@ void Store::RequireMovable(const Item& item, const User& user) {
 }
 
 void Store::RemoveTree(const Item& item) {
-    if (item.folder)
+    if (item.folder) {
         for (bool folders : {false, true})
             for (const auto& child : children(item, folders)) RemoveTree(child);
+    }
     std::vector<std::string> contents{item.blob};
     for (const auto& version : versions(item.id)) contents.push_back(version.blob);
     m_database.Run("DELETE FROM versions WHERE item=?", item.id);

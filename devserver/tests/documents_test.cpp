@@ -258,7 +258,7 @@ TEST_F(Documents, ARestartChangesNothing) {
     TemporaryFolder data;
     std::string token, before, versions;
     auto state = [](const Client& client) { return client.get(FileUrl("a.pdf"), Client::kPlain).body; };
-    auto digits = [](std::string text) {
+    auto digits = [](const std::string& text) {
         return text.substr(0, text.find("LinkingUri")) + text.substr(text.find("MajorVersion"));
     };
     {

@@ -94,9 +94,10 @@ std::string FolderUrl(const std::string& name) {
 long long ErrorNumber(const Reply& reply) {
     auto json = reply.json();
     if (!json.IsObject()) return 0;
-    for (const char* root : {"error", "odata.error"})
+    for (const char* root : {"error", "odata.error"}) {
         if (json.HasMember(root) && json[root].HasMember("code"))
             return std::atoll(json[root]["code"].GetString());
+    }
     return 0;
 }
 

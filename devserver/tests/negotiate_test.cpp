@@ -206,7 +206,7 @@ long SignIn(Browser& browser, const Way& way, const std::string& user, const std
 
 TEST(Negotiate, SignsInByTheTokensOfGssApi) {
     ServerProcess server(kNtlm);
-    for (const auto& way : kWays)
+    for (const auto& way : kWays) {
         for (const auto& [password, status] : {std::pair("alice", 207), std::pair("wrong", 401)}) {
             SCOPED_TRACE(std::string(way.scheme) + (way.framed ? " framed " : " ") + password);
             Browser browser(server);
@@ -214,6 +214,7 @@ TEST(Negotiate, SignsInByTheTokensOfGssApi) {
             EXPECT_EQ(browser.Ask(""), status) << "the connection is signed in, or isn't";
             EXPECT_EQ(browser.new_connections, 0);
         }
+    }
 }
 
 TEST(Negotiate, TheLastTokenComesWithTheAnswerAndIsValidOnItsConnectionAlone) {
@@ -289,7 +290,7 @@ TEST(Negotiate, NewCredentialsEndTheSignInOfTheConnection) {
 
 TEST(Negotiate, ARefusedUploadKeepsTheConnectionOfTheExchange) {
     ServerProcess server(kNtlm);
-    for (const auto& way : kWays)
+    for (const auto& way : kWays) {
         for (std::size_t size : {1'000, 2'000'000}) {  // the larger one is sent when the server asks for it
             GssClient client(way, "alice", "alice");
             Browser browser(server);
@@ -298,6 +299,7 @@ TEST(Negotiate, ARefusedUploadKeepsTheConnectionOfTheExchange) {
             EXPECT_LT(browser.put("", path, body, client.next(browser.challenge)), 300);
             EXPECT_EQ(browser.new_connections, 0) << size;
         }
+    }
 }
 
 TEST(Negotiate, ABrokenSecondTokenIsRefusedAndTheNextTrySucceeds) {

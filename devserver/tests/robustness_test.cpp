@@ -82,7 +82,7 @@ TEST(Robustness, NoAddressReachesFilesOutsideTheLibrary) {
         EXPECT_EQ(reply.body.find("outside"), std::string::npos);
     }
     for (std::string name :
-         {"..", "../x.pdf", "a/../../x.pdf", "a\\b.pdf", "", " x.pdf", "x:y.pdf", "x\ny.pdf"})
+         {"..", "../x.pdf", "a/../../x.pdf", "a\\b.pdf", "", " x.pdf", "x:y.pdf", "x\ny.pdf"}) {
         EXPECT_GE(alice
                       .Change("POST",
                               FolderUrl("") + "/Files/AddUsingPath(decodedurl='" + Escape(name) +
@@ -91,6 +91,7 @@ TEST(Robustness, NoAddressReachesFilesOutsideTheLibrary) {
                       .status,
                   400)
             << name;
+    }
     EXPECT_GE(
         alice
             .Change("POST", FileUrl("a.pdf") +
@@ -98,19 +99,21 @@ TEST(Robustness, NoAddressReachesFilesOutsideTheLibrary) {
             .status,
         400);
     EXPECT_GE(alice.get(FileUrl("../a.pdf")).status, 400);
-    for (const auto& entry : std::filesystem::directory_iterator(data.path()))
+    for (const auto& entry : std::filesystem::directory_iterator(data.path())) {
         EXPECT_TRUE(entry.path().filename() == "secret.txt" || entry.path().filename() == "site")
             << entry.path();
+    }
 }
 
 long ResidentKilobytes(int process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string word; status >> word;)
+    for (std::string word; status >> word;) {
         if (word == "VmHWM:") {
             long value = 0;
             status >> value;
             return value;
         }
+    }
     return 0;
 }
 
@@ -156,23 +159,25 @@ TEST(Robustness, ManyClientsWriteAtOnceAndEveryVersionIsKept) {
     TemporaryFolder seed;
     seed.Write("a.pdf", "content");
     ServerProcess server({"--seed", seed.path()});
-    constexpr int writers = 6, rounds = 10;
+    constexpr int kWriters = 6, kRounds = 10;
     std::atomic<int> written = 0;
     std::vector<std::thread> threads;
-    for (int i = 0; i < writers; ++i)
+    for (int i = 0; i < kWriters; ++i) {
         threads.emplace_back([&, i] {
             Client client(server, i % 2 ? "alice" : "bob");
-            for (int round = 0; round < rounds; ++round)
+            for (int round = 0; round < kRounds; ++round) {
                 if (client.Change("PUT", FileUrl("a.pdf") + "/$value", std::to_string(i)).status == 204)
                     ++written;
+            }
         });
+    }
     for (auto& thread : threads) thread.join();
     Client alice(server, "alice");
-    EXPECT_EQ(written, writers * rounds);
+    EXPECT_EQ(written, kWriters * kRounds);
     EXPECT_EQ(alice.get(FileUrl("a.pdf") + "/Versions", Client::kPlain).json()["value"].Size(),
-              unsigned(writers * rounds));
+              unsigned(kWriters * kRounds));
     auto blobs = std::filesystem::directory_iterator(server.DataFolder() + "/documents");
-    EXPECT_EQ(std::distance(begin(blobs), end(blobs)), writers * rounds + 1);
+    EXPECT_EQ(std::distance(begin(blobs), end(blobs)), kWriters * kRounds + 1);
 }
 
 TEST(Robustness, WrongUsageIsOneLineAndStatusTwo) {

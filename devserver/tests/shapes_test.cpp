@@ -235,9 +235,10 @@ TEST_F(Shapes, PagesOfItemsLinkToTheNextInEveryFormat) {
 
 TEST_F(Shapes, ABatchAnswersEachOfItsParts) {
     std::string parts;
-    for (const auto& path : {FileUrl("a.pdf"), FileUrl("none.pdf")})
+    for (const auto& path : {FileUrl("a.pdf"), FileUrl("none.pdf")}) {
         parts += "--batch_1\nContent-Type: application/http\nContent-Transfer-Encoding: binary\n\nGET " +
                  path + " HTTP/1.1\nAccept: application/json;odata=nometadata\n\n";
+    }
     auto reply = server->Send({.method = "POST",
                                .path = "/sites/team/_api/$batch",
                                .headers = {alice->authorization(), "X-RequestDigest: " + alice->digest(),

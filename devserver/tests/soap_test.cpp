@@ -235,9 +235,10 @@ TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedInEveryProtocol) {
                       .json();
     ASSERT_TRUE(fields.IsObject() && fields.HasMember("value"));
     std::string names;
-    for (const auto& field : fields["value"].GetArray())
+    for (const auto& field : fields["value"].GetArray()) {
         names += std::string(field["StaticName"].GetString()) + ":" +
                  std::to_string(field["FieldTypeKind"].GetInt()) + " ";
+    }
     EXPECT_EQ(names, "Title:2 Stage:6 Pages:9 Code:2 Due:4 Ref:7 Lang:2 ");
 
     auto out = page(server) + "<checkoutToLocal>false</checkoutToLocal>";

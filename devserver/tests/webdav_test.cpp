@@ -202,9 +202,10 @@ TEST_F(WebDav, ChangesAnswerWithTheirStatus) {
         {.method = "POST", .name = "a.pdf", .body = "x", .status = 405},
         {.method = "SEARCH", .name = "a.pdf", .status = 501},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(alice.Ask(row.method, row.name, row.headers, row.body).status, row.status)
             << row.method << " " << row.name << " " << (row.headers.empty() ? "" : row.headers[0]);
+    }
     auto fragment = server.raw("DELETE " + DocumentPath("a.pdf") + "#part HTTP/1.1\r\nHost: localhost\r\n" +
                                alice.authorization() + "\r\n\r\n");
     EXPECT_TRUE(fragment.starts_with("HTTP/1.1 400")) << fragment;

@@ -123,10 +123,11 @@ HRESULT CopyArray(SAFEARRAY* source, SAFEARRAY** out_copy) {
     HRESULT result = S_OK;
     for (ULONG i = 0; i < bound.cElements && SUCCEEDED(result); ++i)
         result = CopyElement(ElementType(source), ElementAt(source, i), ElementAt(copy, i));
-    if (FAILED(result))
+    if (FAILED(result)) {
         SafeArrayDestroy(copy);
-    else
+    } else {
         *out_copy = copy;
+    }
     return result;
 }
 

@@ -85,7 +85,8 @@ TEST(SafeArray, ElementsAreCopiedOutAndFreedWithTheArray) {
     whole.get().vt = VT_ARRAY | VT_VARIANT;
     whole.get().parray = array;
     {
-        const Variant copy(whole);
+        Variant copy;
+        copy = whole;
         EXPECT_NE(copy.get().parray, array);
         EXPECT_EQ(object.count, 2u);
     }
@@ -143,7 +144,7 @@ TEST(ComPtr, TakesGivesAndMovesReferences) {
     EXPECT_EQ(object.count, 2u);
     ComPtr<IUnknown> third = std::move(second);
     EXPECT_EQ(object.count, 2u);
-    EXPECT_FALSE(second);
+    EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move): what was moved from is null
     EXPECT_TRUE(third.as<IUnknown>());
     EXPECT_EQ(object.count, 2u);
     IUnknown* raw = third.detach();

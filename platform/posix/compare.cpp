@@ -58,15 +58,17 @@ private:
         if (u_hasBinaryProperty(c, UCHAR_DEFAULT_IGNORABLE_CODE_POINT)) return;
         std::array<char16_t, 32> decomposed;
         UErrorCode error = U_ZERO_ERROR;
-        int32_t count = unorm2_getDecomposition(Nfc(), c, decomposed.data(), decomposed.size(), &error);
+        int32_t count = unorm2_getDecomposition(Nfc(), c, decomposed.data(),
+                                                static_cast<int32_t>(decomposed.size()), &error);
         if (U_FAILURE(error) || count < 0) {
             std::copy(source.begin(), source.end(), decomposed.begin());
             count = static_cast<int32_t>(source.size());
         }
         error = U_ZERO_ERROR;
-        if (m_fold)
+        if (m_fold) {
             m_end = u_strFoldCase(m_units.data(), m_units.size(), decomposed.data(), count,
                                   U_FOLD_CASE_DEFAULT, &error);
+        }
         if (!m_fold || U_FAILURE(error)) {
             std::copy_n(decomposed.begin(), count, m_units.begin());
             m_end = count;

@@ -54,13 +54,14 @@ NumberSymbols ReadSymbols() {
     symbols.minus = Symbol(format.get(), UNUM_MINUS_SIGN_SYMBOL);
     const int first = unum_getAttribute(format.get(), UNUM_GROUPING_SIZE);
     const int second = unum_getAttribute(format.get(), UNUM_SECONDARY_GROUPING_SIZE);
-    if (!unum_getAttribute(format.get(), UNUM_GROUPING_USED) || first <= 0 || first > 9)
+    if (!unum_getAttribute(format.get(), UNUM_GROUPING_USED) || first <= 0 || first > 9) {
         symbols.grouping = u"0";
-    else if (second > 0 && second <= 9 && second != first)
+    } else if (second > 0 && second <= 9 && second != first) {
         symbols.grouping = {static_cast<char16_t>(u'0' + first), u';', static_cast<char16_t>(u'0' + second),
                             u';', u'0'};
-    else
+    } else {
         symbols.grouping = {static_cast<char16_t>(u'0' + first), u';', u'0'};
+    }
     return symbols;
 }
 
@@ -111,10 +112,11 @@ void RoundTo(Decimal& number, std::size_t digits) {
         std::u16string all = number.whole + number.fraction;
         std::size_t i = all.size();
         while (i > 0 && all[i - 1] == u'9') all[--i] = u'0';
-        if (i > 0)
+        if (i > 0) {
             ++all[i - 1];
-        else
+        } else {
             all.insert(all.begin(), u'1');
+        }
         number.whole = all.substr(0, all.size() - digits);
         number.fraction = all.substr(all.size() - digits);
     }

@@ -166,12 +166,13 @@ void PutFile(Writer& out, View rest, bool browser) {
 // What stands between "//" and the path. Escapes brackets as browsers of this kind do.
 void PutAuthority(Writer& out, View authority, bool escape_brackets) {
     for (char16_t c : authority) {
-        if (escape_brackets && c == u'[')
+        if (escape_brackets && c == u'[') {
             out.put(u"%5B");
-        else if (escape_brackets && c == u']')
+        } else if (escape_brackets && c == u']') {
             out.put(u"%5D");
-        else
+        } else {
             out.put(c);
+        }
     }
 }
 
@@ -194,10 +195,11 @@ bool PutHierarchical(Writer& out, View rest, bool browser, bool decode) {
     if (plain && !authority.empty() && rest.empty()) out.put(u'/');
     const std::size_t root = out.size();
     if (!browser || path.find(u'\\') == View::npos) {
-        if (!plain)
+        if (!plain) {
             out.put(path);
-        else if (!PutPath(out, path))
+        } else if (!PutPath(out, path)) {
             return false;
+        }
     } else {
         PutBrowserSlashes(out, path);
         if (plain) {

@@ -99,16 +99,18 @@ TEST(Vectors, UrlsAreCanonicalizedAndCrackedAsOnTheReference) {
         const DWORD flags = static_cast<DWORD>(std::stoul(Narrow(expected[1]), nullptr, 16));
         Row actual = CanonicalizeAndCrack(expected[0], flags);
         actual[1] = expected[1];
-        for (std::size_t i = 0; i < expected.size(); ++i)
+        for (std::size_t i = 0; i < expected.size(); ++i) {
             EXPECT_EQ(Narrow(actual[i]), Narrow(expected[i]))
                 << Narrow(expected[0]) << " " << Narrow(expected[1]) << " column " << i;
+        }
     }
 }
 
 TEST(Vectors, LogicalOrderIsTheReferences) {
-    for (const Row& row : ReadTable("logical.tsv", 3))
+    for (const Row& row : ReadTable("logical.tsv", 3)) {
         EXPECT_EQ(Sign(StrCmpLogicalW(row[0].c_str(), row[1].c_str())), std::stoi(Narrow(row[2])))
             << Narrow(row[0]) << " | " << Narrow(row[1]);
+    }
 }
 
 TEST(Vectors, TextsAreEqualWhereTheReferenceSaysSo) {

@@ -72,11 +72,12 @@ std::u16string FromHeaderBytes(std::string_view bytes) {
     const int size =
         MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()),
                             text.data(), static_cast<int>(text.size()));
-    if (size > 0)
+    if (size > 0) {
         text.resize(static_cast<std::size_t>(size));
-    else
+    } else {
         std::transform(bytes.begin(), bytes.end(), text.begin(),
                        [](char c) { return static_cast<unsigned char>(c); });
+    }
     return text;
 }
 

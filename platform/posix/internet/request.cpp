@@ -125,9 +125,10 @@ TransferRequest Request::Make(const Target& target) const {
     request.target = target;
     request.agent = m_connection->session->agent;
     const bool trusted = MayShareSecrets(m_original_target, target);
-    for (const Header& header : m_headers.all())
+    for (const Header& header : m_headers.all()) {
         if ((trusted || !IsSecret(header)) && (m_with_body || !DescribesBody(header)))
             request.headers.push_back(header);
+    }
     if (m_negotiation) {
         const std::string authorization = m_negotiation->authorization();
         if (!authorization.empty()) request.headers.push_back({"Authorization", authorization});
@@ -303,9 +304,10 @@ void Request::NoteSuccess() {
     if (m_transfer.headers().status() >= 400) return;
     if (m_login)
         CredentialStore::Instance().Remember(m_target.origin(), {m_login->credentials, m_login->scheme});
-    if (m_proxy_login)
+    if (m_proxy_login) {
         CredentialStore::Instance().Remember(ProxyOrigin(),
                                              {m_proxy_login->credentials, m_proxy_login->scheme});
+    }
 }
 
 DWORD Request::Read(void* buffer, std::size_t size, std::size_t& out_read) {

@@ -76,14 +76,15 @@ DWORD SetTimeout(HINTERNET handle, const void* buffer, DWORD size) {
     if (!buffer || size != sizeof milliseconds) return ERROR_INVALID_PARAMETER;
     std::memcpy(&milliseconds, buffer, sizeof milliseconds);
     const std::shared_ptr<Object> object = FindHandle(handle);
-    if (const auto session = As<Session>(object))
+    if (const auto session = As<Session>(object)) {
         session->connect_timeout = milliseconds;
-    else if (const auto connection = As<Connection>(object))
+    } else if (const auto connection = As<Connection>(object)) {
         connection->connect_timeout = milliseconds;
-    else if (const auto request = As<Request>(object))
+    } else if (const auto request = As<Request>(object)) {
         request->SetConnectTimeout(milliseconds);
-    else
+    } else {
         return ERROR_INVALID_HANDLE;
+    }
     return ERROR_SUCCESS;
 }
 

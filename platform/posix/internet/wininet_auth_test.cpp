@@ -17,17 +17,18 @@ constexpr char kBasicOfBob[] = "Basic Ym9iOnNpdGU=";  // bob:site
 
 // Accepts alice by Basic or Digest, and offers the schemes of `offers`.
 struct ProtectedServer {
-    explicit ProtectedServer(std::string offers)
+    explicit ProtectedServer(const std::string& offers)
         : server([this, offers](Exchange& exchange) {
               const std::lock_guard lock(mutex);
               const std::string authorization = exchange.header("Authorization");
               seen.push_back(authorization);
               const bool digest = authorization.find("Digest username=\"alice\"") == 0 &&
                                   authorization.find("nonce=\"n1\"") != std::string::npos;
-              if (!locked && (authorization == kBasic || digest))
+              if (!locked && (authorization == kBasic || digest)) {
                   exchange.answer("200 OK", "", "in:" + exchange.body);
-              else
+              } else {
                   exchange.answer("401 Unauthorized", offers, "who?");
+              }
           }) {}
     ~ProtectedServer() { EndBrowserSession(); }
 
@@ -205,10 +206,11 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     const char* refusal = "407 Proxy";
     RawServer proxy([&](Exchange& exchange) {
         seen.push_back(exchange.header("Proxy-Authorization"));
-        if (exchange.method == "CONNECT" || seen.back() != kBasic)
+        if (exchange.method == "CONNECT" || seen.back() != kBasic) {
             exchange.answer(refusal, "Proxy-Authenticate: Basic realm=\"p\"\r\n");
-        else
+        } else {
             exchange.answer("200 OK", "", exchange.target + exchange.header("Authorization"));
+        }
     });
     const ProxySetting setting(proxy);
     Client client(80, u"site.invalid");
@@ -249,12 +251,13 @@ TEST_P(ProxyCredentials, GoToTheOneThatTheyAreFor) {
         const std::string for_site = exchange.header("Authorization");
         proxy_was_shown.insert(for_proxy);
         site_was_shown.insert(for_site);
-        if (for_proxy != kBasic && !GetParam().proxy_is_open)
+        if (for_proxy != kBasic && !GetParam().proxy_is_open) {
             exchange.answer("407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n");
-        else if (for_site != kBasicOfBob)
+        } else if (for_site != kBasicOfBob) {
             exchange.answer("401 Unauthorized", kBasicOffer);
-        else
+        } else {
             exchange.answer("200 OK");
+        }
     });
     const ProxySetting setting(proxy);
     Client client(80, u"site.invalid");
