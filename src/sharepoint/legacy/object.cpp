@@ -18,10 +18,11 @@ const SharePoint::Information& Object::UpdateInformation() {
     TRACE_ENTRY("SharePoint2013::Object::UpdateInformation");
     LOG_LINE(Log::verbose, u"updating information for '%s'", MaskForLog(m_information.m_path));
     const std::u16string path = m_information.m_path;
-    SharePoint::Information told = m_information;
+    SharePoint::Information told;
     m_web->Enumerate(path, false, &told);
     // An answer without properties has no time, by which a newer version is detected; the old record stays.
-    if (!told.m_name.empty()) m_information = std::move(told);
+    m_is_current = !told.m_name.empty();
+    if (m_is_current) m_information = std::move(told);
     TRACE_EXIT(u"");
     return m_information;
 }
