@@ -115,6 +115,10 @@ HRESULT FailureToResult(const char* function, TMK::ITMK_ErrorDetails* out_error_
     }
 }
 
+void TellPerson(TMK::ITMK_ErrorDetails* out_error_details, std::u16string_view sentence) {
+    HandOver(out_error_details, std::u16string(sentence));
+}
+
 bool IsCanceled(TMK::ITMK_CancelFlag* cancel_flag) {
     VARIANT_BOOL canceled = VARIANT_FALSE;
     return cancel_flag && SUCCEEDED(cancel_flag->get_IsCanceled(&canceled)) && canceled != VARIANT_FALSE;

@@ -73,6 +73,10 @@ void SetServerErrorReader(ServerErrorReader reader);
 // Only to be called in a catch clause; see HOST_BOUNDARY.
 HRESULT FailureToResult(const char* function, TMK::ITMK_ErrorDetails* out_error_details) noexcept;
 
+// Hands a sentence for a person to the details of an operation that succeeds; `out_error_details` may be
+// null.
+void TellPerson(TMK::ITMK_ErrorDetails* out_error_details, std::u16string_view sentence);
+
 // True when the host's cancel object is given and reports true.
 bool IsCanceled(TMK::ITMK_CancelFlag* cancel_flag);
 

@@ -8,6 +8,7 @@
 #include "hostapi/iafs.h"
 #include "http/session.h"
 #include "platform/com_ptr.h"
+#include "session/open_documents.h"
 #include "sharepoint/object.h"
 
 class AccountData;
@@ -39,6 +40,7 @@ public:
     std::u16string GetPath() const;
     // The URL of the web.
     std::u16string GetWebUrl() const;
+    OpenDocuments& GetOpenDocuments() { return m_open_documents; }
 
     // Makes the system forget the user. Throws ApiException when the stored cookies can't be cleared.
     void SignOut();
@@ -58,4 +60,5 @@ private:
     ComPtr<TMK::IAFS_FilesCache> m_files_cache;
     std::shared_ptr<Http::Session> m_http;
     std::shared_ptr<SharePoint::Object> m_web;
+    OpenDocuments m_open_documents;
 };

@@ -5,6 +5,11 @@
 
 namespace SharePoint {
 
+bool AreOfOtherContent(const VersionTags& tags, const VersionTags& other) {
+    if (!tags.m_content.empty() && !other.m_content.empty()) return tags.m_content != other.m_content;
+    return !tags.m_entity.empty() && !other.m_entity.empty() && tags.m_entity != other.m_entity;
+}
+
 std::u16string DescribeForLog(const Information& information, bool is_folder) {
     return Log::Format(
         u"{is_folder=%i, path='%s', name='%s', checkout_user='%s', created_time=%llu, modified_time=%llu, "

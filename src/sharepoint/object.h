@@ -14,6 +14,15 @@
 
 namespace SharePoint {
 
+// What a server names a version of a document by, beside its time; empty where it doesn't tell.
+struct VersionTags {
+    std::u16string m_content;  // changes with the bytes alone
+    std::u16string m_entity;   // changes with every change, a check-out among them
+};
+
+// Whether the tags tell the bytes of two versions of one document apart.
+bool AreOfOtherContent(const VersionTags& tags, const VersionTags& other);
+
 // What the server last said about an item. Times are Windows file times in UTC, 0 when unknown.
 struct Information {
     std::u16string m_name;  // the name shown; the last part of the path when the server gives none
@@ -24,6 +33,7 @@ struct Information {
     std::u16string m_checkout_user;  // login of the holder, empty when nobody has it checked out
     std::u16string m_modified_by;    // login of the last author where the server gives it
     uint32_t m_attributes = 0;       // Windows file attributes
+    VersionTags m_tags;              // of a document
 };
 
 // "{is_folder=..., path='...', ...}" for the log, names masked.
@@ -68,6 +78,8 @@ public:
     virtual void Delete() = 0;
 
     const Information& GetInformation() const { return m_information; }
+    // False when the last update told nothing, so that the information is the one from before.
+    bool IsInformationCurrent() const { return m_is_current; }
     // The path at the time the object was made; it doesn't follow later changes.
     const std::u16string& GetRoot() const { return m_root; }
 
@@ -79,6 +91,7 @@ protected:
 
     std::u16string m_root;
     Information m_information;
+    bool m_is_current = true;
 };
 
 class Folder {

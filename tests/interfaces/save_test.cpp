@@ -102,14 +102,6 @@ TEST_P(ConflictByPreference, AsksOrDecides) {
 
 INSTANTIATE_TEST_SUITE_P(Save, ConflictByPreference, ::testing::ValuesIn(kConflictRows), RowName());
 
-TEST_F(Saving, AnOlderServerTimeIsNoConflict) {
-    const std::string document = MakeDocument();
-    Editor editor(Server(), "alice", {{kConflict, "0"}});
-    const auto file = OpenToRead(editor, document).file;
-    Server().AdminFor("write", "bob&modified=2001-02-03T04:05:06Z", document, "an old one");
-    EXPECT_EQ(file->Reopen(kWrite, nullptr, nullptr), S_OK);
-}
-
 TEST_F(Saving, TheUsersOwnSaveIsNoConflict) {
     const std::string document = MakeDocument();
     Editor editor(Server(), "alice", {{kConflict, "0"}, {kAfterSave, "16"}});

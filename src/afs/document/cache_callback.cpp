@@ -5,9 +5,24 @@
 
 namespace {
 
-constexpr DWORD kForceRetry = 0x2F00;  // the internet layer wants the same request again
+constexpr DWORD kForceRetry = 0x2F00;           // the internet layer wants the same request again
+constexpr LONGLONG kSmallUpload = 1024 * 1024;  // bytes that may be read back after an upload
+
+constexpr char16_t kNotTaken[] =
+    u"The server answered the upload but still has the version from before. Please save again.";
+constexpr char16_t kOthersVersion[] =
+    u"The document was sent, but the server does not show the version that was sent: somebody else may have "
+    u"saved the document meanwhile. The next save asks before it replaces that version.";
 
 }  // namespace
+
+CacheCallback::CacheCallback(Name& name, std::shared_ptr<LocalCopy> copy)
+    : m_name(&name), m_copy(copy ? std::move(copy) : std::make_shared<LocalCopy>(KnownVersion())) {}
+
+KnownVersion CacheCallback::VersionOf(const SharePoint::Information& information) const {
+    const auto document = m_name->GetSession()->GetOpenDocuments().Get(m_name->GetUrl());
+    return {information.m_modified_time, information.m_tags, document->m_workflow_step};
+}
 
 std::shared_ptr<SharePoint::Object> CacheCallback::BindFile() {
     TRACE_NAME("CacheCallback::BindFile");
@@ -25,6 +40,7 @@ void CacheCallback::OpenDownload() {
     m_announced_size =
         Afs::GetAnnouncedLength(*response, static_cast<LONGLONG>(object->GetInformation().m_size));
     m_read_context = std::move(response);
+    m_copy->SetVersion(VersionOf(object->GetInformation()));
 }
 
 void CacheCallback::EndDownload() {
@@ -97,6 +113,7 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
         const auto object = BindFile();
         m_before_upload = object->GetInformation();
         m_pos = 0;
+        m_sent.clear();
         if (m_write_context) {
             BeginAgain();
         } else {
@@ -109,22 +126,62 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
 }
 
 // Whatever the server answered: when it still shows the version from before, it did not take the upload. The
-// record that is fetched here is also what the next conflict is judged by.
-void CacheCallback::CheckServerTookUpload() const {
+// record that is fetched here is also what the next conflict is judged by, as far as it is of what was sent.
+bool CacheCallback::CheckServerTookUpload(const Http::Response& answer) {
     TRACE_NAME("CacheCallback::EndWrite");
+    const auto document = m_name->GetSession()->GetOpenDocuments().Get(m_name->GetUrl());
     std::shared_ptr<SharePoint::Object> object;
     try {
         object = m_name->BindObject(SharePoint::Web::BindObjectType::file, false);
     } catch (const Exception& failure) {
         LOG_LINE(Log::warning, u"the outcome of the upload is not known: %s", MaskForLog(failure.message));
     }
-    if (!object) return;
-    const SharePoint::Information& now = object->GetInformation();
-    const bool is_old_version = now.m_modified_time == m_before_upload.m_modified_time &&
-                                now.m_size == m_before_upload.m_size &&
-                                now.m_size != static_cast<uint64_t>(m_size);
-    CHECK_THROW(!is_old_version, Exception,
-                u"The server answered the upload but still has the version from before. Please save again.");
+    if (!object) {
+        document->m_need_checkin = true;
+        return true;
+    }
+    const bool is_own = IsOwnVersion(answer, *object);
+    document->m_need_checkin = true;
+    if (is_own) m_copy->SetVersion(VersionOf(object->GetInformation()));
+    m_copy->SetUpload(is_own ? LocalCopy::Upload::own : LocalCopy::Upload::of_somebody_else);
+    return is_own;
+}
+
+bool CacheCallback::IsOwnVersion(const Http::Response& answer, SharePoint::Object& object) const {
+    TRACE_NAME("CacheCallback::EndWrite");
+    const std::vector<std::u16string> tags = answer.GetHeaders(u"ETag");
+    const Afs::UploadOutcome outcome = Afs::JudgeUpload(
+        {m_before_upload, static_cast<uint64_t>(m_size), tags.empty() ? std::u16string() : tags.front()},
+        object.GetInformation());
+    LOG_LINE(Log::verbose, u"outcome of the upload: %i", static_cast<uint32_t>(outcome));
+    if (outcome == Afs::UploadOutcome::own) return true;
+    if (outcome == Afs::UploadOutcome::of_somebody_else) return false;
+    CHECK_THROW_TEXT(outcome != Afs::UploadOutcome::not_taken, u"!is_old_version", Exception, kNotTaken);
+    // The same size in the same second may still be what was sent.
+    const bool is_taken = HasWhatWasSent(*object.AsFile()).value_or(outcome == Afs::UploadOutcome::same_time);
+    CHECK_THROW_TEXT(is_taken, u"!is_old_version", Exception, kNotTaken);
+    return true;
+}
+
+// Nothing when the document is large or can't be read.
+std::optional<bool> CacheCallback::HasWhatWasSent(SharePoint::File& file) const {
+    TRACE_NAME("CacheCallback::EndWrite");
+    if (m_size > kSmallUpload) return std::nullopt;
+    try {
+        const Http::Response response = file.Read();
+        if (response.GetStatus() < 200 || response.GetStatus() > 299) return std::nullopt;
+        std::string bytes(m_sent.size() + 1, '\0');
+        size_t size = 0;
+        while (size < bytes.size()) {
+            const size_t read = response.ReadBody(bytes.data() + size, bytes.size() - size);
+            if (read == 0) break;
+            size += read;
+        }
+        return std::string_view(bytes).substr(0, size) == m_sent;
+    } catch (const Exception& failure) {
+        LOG_LINE(Log::warning, u"the document can't be read back: %s", MaskForLog(failure.message));
+        return std::nullopt;
+    }
 }
 
 void CacheCallback::BeginAgain() {
@@ -139,6 +196,7 @@ void CacheCallback::BeginAgain() {
 void CacheCallback::EndUpload() {
     m_write_context.reset();
     m_retries_left = kRetries;
+    m_sent.clear();
 }
 
 HRESULT CacheCallback::Write(LONGLONG pos, const void* data, LONGLONG size, LONGLONG* out_size,
@@ -159,6 +217,8 @@ HRESULT CacheCallback::Write(LONGLONG pos, const void* data, LONGLONG size, LONG
             CHECK_THROW(m_write_context != nullptr, HResultException, E_FAIL,
                         u"Write is called without prior BeginWrite");
             m_pos += static_cast<LONGLONG>(m_write_context->Write(data, static_cast<size_t>(size)));
+            if (m_size <= kSmallUpload)
+                m_sent.append(static_cast<const char*>(data), static_cast<size_t>(size));
         } catch (...) {
             EndUpload();
             throw;
@@ -185,8 +245,9 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
             return E_FAIL;
         }
         try {
-            Afs::CheckIsNoPage(m_write_context->End());
-            CheckServerTookUpload();
+            const Http::Response answer = m_write_context->End();
+            Afs::CheckIsNoPage(answer);
+            if (!CheckServerTookUpload(answer)) TellPerson(out_error_details, kOthersVersion);
         } catch (const ApiException& failure) {
             if (failure.code == kForceRetry) {
                 LOG_LINE(Log::warning, u"Need retry, %d out of %d retries left", m_retries_left, kRetries);

@@ -6,14 +6,17 @@
 #include <memory>
 #include <optional>
 
+#include "afs/document/upload_check.h"
 #include "afs/names/name.h"
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 #include "http/exchange.h"
+#include "session/open_documents.h"
 
 class CacheCallback final : public cCoClassUnknownT<CacheCallback, TMK::IAFS_FileCacheCallbacks> {
 public:
-    explicit CacheCallback(Name& name) : m_name(&name) {}
+    // `copy` is what the cache entry holds, null when no handle shares it.
+    explicit CacheCallback(Name& name, std::shared_ptr<LocalCopy> copy = nullptr);
 
     HRESULT Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* out_size,
                  TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) override;
@@ -33,7 +36,11 @@ private:
     void OpenDownload();
     void EndDownload();
     void CheckDownloadIsComplete() const;
-    void CheckServerTookUpload() const;
+    // Throws when the server did not take the upload; false when it shows somebody else's version after it.
+    bool CheckServerTookUpload(const Http::Response& answer);
+    bool IsOwnVersion(const Http::Response& answer, SharePoint::Object& object) const;
+    std::optional<bool> HasWhatWasSent(SharePoint::File& file) const;
+    KnownVersion VersionOf(const SharePoint::Information& information) const;
     void BeginAgain();
     void EndUpload();
 
@@ -44,5 +51,7 @@ private:
     LONGLONG m_pos = 0;
     int32_t m_retries_left = kRetries;
     SharePoint::Information m_before_upload;
+    std::string m_sent;  // the bytes of a small upload
+    std::shared_ptr<LocalCopy> m_copy;
     std::optional<LONGLONG> m_announced_size;  // of the download
 };

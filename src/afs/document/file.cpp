@@ -32,9 +32,13 @@ File::File(const File& other, bool)
       m_flags(other.m_flags),
       m_keep_checked_out(other.m_keep_checked_out),
       m_dirty(other.m_dirty),
-      m_need_checkin(other.m_need_checkin),
       m_check_out_state(other.m_check_out_state),
-      m_modified_time(other.m_modified_time) {}
+      m_modified_time(other.m_modified_time),
+      m_tags(other.m_tags),
+      m_tags_step(other.m_tags_step),
+      m_is_outdated(other.m_is_outdated),
+      m_document(other.m_document),
+      m_copy(other.m_copy) {}
 
 File::~File() {
     TRACE_ENTRY("File::~File");

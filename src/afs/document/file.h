@@ -10,6 +10,7 @@
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 #include "hostapi/itmk.h"
+#include "session/open_documents.h"
 
 class PluginContext;
 
@@ -96,7 +97,13 @@ private:
     CloseDecision AskForDiscardOnClose();
     bool ConfirmOutdatedCheckOut();
     void ReloadDocument();
-    void TakeModifiedTime();
+    // What the server told of a version becomes the version that this handle works on.
+    void TakeVersion(const KnownVersion& version);
+    void TakeVersionAfterFlush();
+    KnownVersion VersionOnServer() const;
+    bool IsOutdated() const;
+    void CountWorkflowStep();
+    void HoldCopy(std::shared_ptr<LocalCopy> made);
 
     SharePoint::File& ServerFile() const;
     const SharePoint::Information& Information() const { return m_name->GetObject()->GetInformation(); }
@@ -117,10 +124,14 @@ private:
     DWORD m_flags;
     bool m_keep_checked_out = true;
     bool m_dirty = false;
-    bool m_need_checkin = false;
     CheckOutState m_check_out_state = CheckOutState::none;
     std::u16string m_checked_out_to;
     uint64_t m_modified_time = 0;
+    SharePoint::VersionTags m_tags;  // of the same version
+    uint32_t m_tags_step = 0;        // of the workflow, when they were told
+    bool m_is_outdated = false;      // the last save met a version of somebody else
+    std::shared_ptr<OpenDocument> m_document;
+    std::shared_ptr<LocalCopy> m_copy;  // what m_cache holds
     bool m_can_edit = false;
     bool m_suppress_after_save = false;
 };

@@ -3,6 +3,14 @@
 #include "base/failure.h"
 #include "dialogs/message_box.h"
 
+namespace {
+
+constexpr char16_t kStateNotTold[] =
+    u"The server does not say whether the document is checked out to you, so nothing was checked in or "
+    u"discarded. If it is still checked out, check it in or discard the check-out yourself.";
+
+}  // namespace
+
 HRESULT File::Close(DWORD flags, TMK::ITMK_ErrorDetails* out_error_details,
                     TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Close");
@@ -10,8 +18,11 @@ HRESULT File::Close(DWORD flags, TMK::ITMK_ErrorDetails* out_error_details,
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(m_name->GetObject() != nullptr && m_name->GetObject()->AsFile() != nullptr,
                      E_SP_NOT_FOUND);
-        if (ServerFile().GetCheckOutState(nullptr) != CheckOutState::me) {
+        const CheckOutState state = ServerFile().GetCheckOutState(nullptr);
+        if (state != CheckOutState::me) {
             LOG_LINE(Log::verbose, u"file is not checked out to me, skip check-in / discard");
+            if (state == CheckOutState::unknown || !m_name->GetObject()->IsInformationCurrent())
+                TellPerson(out_error_details, kStateNotTold);
             TRACE_RETURN(S_OK);
         }
         CloseDecision decision{(flags & TMK::AFS_CloseFile_CheckIn) != 0,
@@ -19,7 +30,7 @@ HRESULT File::Close(DWORD flags, TMK::ITMK_ErrorDetails* out_error_details,
         const bool allow_ui = (flags & TMK::AFS_CloseFile_AllowUI) != 0;
         LOG_LINE(Log::verbose,
                  u"flags=%i (check_in=%i, discard_check_out=%i, allow_ui=%i), m_need_checkin=%i", flags,
-                 decision.check_in, decision.discard_check_out, allow_ui, m_need_checkin);
+                 decision.check_in, decision.discard_check_out, allow_ui, m_document->m_need_checkin.load());
         CHECK_RETURN(decision.check_in != decision.discard_check_out || allow_ui, E_INVALIDARG);
         if (!decision.check_in && !decision.discard_check_out) decision = DecideOnClose();
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
@@ -36,7 +47,7 @@ HRESULT File::Close(DWORD flags, TMK::ITMK_ErrorDetails* out_error_details,
 
 File::CloseDecision File::DecideOnClose() {
     TRACE_NAME("File::Close");
-    if (!m_need_checkin) {
+    if (!m_document->m_need_checkin) {
         const uint32_t preference = Prefs().on_close_checked_out_no_need_check_in;
         if (preference & Preferences::show_message_box) return AskForDiscardOnClose();
         const bool discard = (preference & Preferences::check_out) == 0;

@@ -32,9 +32,13 @@ HRESULT File::AcquireCache(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_
             LOG_LINE(Log::error, u"QueryCache failed with result '%d' and returned %scache object", result,
                      m_cache ? u"" : u"no ");
         }
-        if (m_cache) TRACE_RETURN(S_OK);
+        if (m_cache) {
+            HoldCopy(nullptr);
+            TRACE_RETURN(S_OK);
+        }
     }
-    const auto callback = MakeObject<CacheCallback>(*m_name);
+    const auto copy = std::make_shared<LocalCopy>(VersionOnServer());
+    const auto callback = MakeObject<CacheCallback>(*m_name, copy);
     LONGLONG size = 0;
     if ((m_flags & TMK::AFS_OpenFile_CreateAlways) == 0) {
         CHECK_RESULT(callback->GetSize(&size, out_error_details, cancel_flag));
@@ -43,7 +47,18 @@ HRESULT File::AcquireCache(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_
     result = files_cache->CreateCache(this, callback.get(), m_flags, size, 0, 0, 0, m_cache.put());
     // Without an entry the first byte operation would fail and nobody would know why.
     CHECK_RETURN_TEXT(m_cache != nullptr || SUCCEEDED(result), result, u"m_cache != nullptr");
+    HoldCopy(copy);
     TRACE_RETURN(S_OK);
+}
+
+// A copy that is in use already keeps the version that its bytes are of, whatever the server has now.
+void File::HoldCopy(std::shared_ptr<LocalCopy> made) {
+    TRACE_NAME("File::AcquireCache");
+    m_copy = made ? std::move(made) : m_document->FindCopy(m_cache.get());
+    if (!m_copy) m_copy = std::make_shared<LocalCopy>(VersionOnServer());
+    if (m_cache) m_document->SetCopy(m_cache.get(), m_copy);
+    TakeVersion(m_copy->GetVersion());
+    LOG_LINE(Log::verbose, u"the local copy is of modified_time=%llu", m_modified_time);
 }
 
 HRESULT File::Read(void* data, LONGLONG size, LONGLONG* out_size_read,
@@ -157,19 +172,56 @@ HRESULT File::Flush(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelF
         const HRESULT flush_result = cache->Flush(out_error_details, cancel_flag);
         CHECK_RETURN_TEXT(SUCCEEDED(flush_result), flush_result, u"flush_result");
         m_dirty = false;
-        m_need_checkin = true;
-        TakeModifiedTime();
+        m_document->m_need_checkin = true;
+        TakeVersionAfterFlush();
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(out_error_details)
 }
 
 // The cache's callback fetched the record again after the upload, so that the user's own save is never a
-// conflict.
-void File::TakeModifiedTime() {
+// conflict. A version that is not the one that was sent stays a conflict for the next save.
+void File::TakeVersionAfterFlush() {
     TRACE_NAME("File::Flush");
-    const uint64_t before = std::exchange(m_modified_time, Information().m_modified_time);
+    const uint64_t before = m_modified_time;
+    const LocalCopy::Upload upload = m_copy ? m_copy->TakeUpload() : LocalCopy::Upload::none;
+    if (upload == LocalCopy::Upload::of_somebody_else) {
+        LOG_LINE(Log::warning, u"the version on the server is not the one that was sent");
+        m_is_outdated = true;
+        return;
+    }
+    KnownVersion version = VersionOnServer();
+    if (upload == LocalCopy::Upload::own) {
+        version = m_copy->GetVersion();
+    } else {
+        version.m_tags.m_entity.clear();  // the record may be older than the check-out
+    }
+    TakeVersion(version);
     LOG_LINE(Log::verbose, u"updated m_modified_time from %llu to %llu", before, m_modified_time);
+}
+
+void File::TakeVersion(const KnownVersion& version) {
+    m_modified_time = version.m_modified_time;
+    m_tags = version.m_tags;
+    m_tags_step = version.m_workflow_step;
+    m_is_outdated = false;
+}
+
+KnownVersion File::VersionOnServer() const {
+    return {Information().m_modified_time, Information().m_tags, m_document->m_workflow_step};
+}
+
+// Whether the version in the object's record is another than the one that this handle works on. A version
+// that was put back keeps its old time, and times have whole seconds: there the tags decide.
+bool File::IsOutdated() const {
+    SharePoint::VersionTags known = m_tags;
+    if (m_tags_step != m_document->m_workflow_step) known.m_entity.clear();
+    return m_is_outdated || m_modified_time < Information().m_modified_time ||
+           SharePoint::AreOfOtherContent(known, Information().m_tags);
+}
+
+void File::CountWorkflowStep() {
+    ++m_document->m_workflow_step;
 }
 
 void File::ResetCache() {
@@ -180,6 +232,7 @@ void File::ResetCache() {
     {
         const std::lock_guard lock(m_cache_lock);
         m_cache.reset();
+        m_copy.reset();
         files_cache->ReleaseCache(this, 0);
     }
     if (const HRESULT result = files_cache->DeleteEntryEx(m_name.get(), 0); FAILED(result)) {
@@ -188,7 +241,6 @@ void File::ResetCache() {
     CHECK_RESULT_THROW(AcquireCache(nullptr, nullptr));
     m_pos = 0;
     m_dirty = false;
-    m_modified_time = Information().m_modified_time;
     TRACE_EXIT(u"");
 }
 

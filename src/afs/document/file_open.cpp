@@ -71,7 +71,8 @@ ComPtr<File> File::CreateAndOpenFile(Name& name, DWORD new_open_flags,
     CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
     const ComPtr<File> file(new File(name, Afs::OpenFlags::Normalize(new_open_flags)));
     file->CreateOrBindIfNeeded(file->m_flags, cancel_flag);
-    file->m_modified_time = file->Information().m_modified_time;
+    file->m_document = name.GetSession()->GetOpenDocuments().Get(name.GetUrl());
+    file->TakeVersion(file->VersionOnServer());
     LOG_LINE(Log::verbose, u"modified_time=%llu", file->m_modified_time);
     CHECK_RESULT_THROW(file->AcquireCache(out_error_details, cancel_flag));
     CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);

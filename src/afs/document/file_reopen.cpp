@@ -40,12 +40,12 @@ void File::CheckRightsOnReopen(DWORD flags) {
                 Text(u"sp.msg.errorOnReopenWithNoEditPermissionsNeedWriteAccess"));
 }
 
-// True when there is no newer server version, or when it may be overwritten.
+// True when the server has no other version, or when it may be overwritten.
 bool File::ConfirmConflict() {
     TRACE_NAME("File::Reopen");
     const uint64_t server_time = Information().m_modified_time;
     const uint32_t preference = Prefs().on_save_conflict;
-    if (m_modified_time >= server_time || (preference & Preferences::overwrite)) return true;
+    if (!IsOutdated() || (preference & Preferences::overwrite)) return true;
     const std::u16string server_text = FormatLocalDateTime(server_time);
     CHECK_THROW((preference & Preferences::show_message_box) != 0, HResultException, E_SP_OUTDATED,
                 Ui::FormatString(m_inst.get(), u"sp.msg.outdatedFileOnWrite",

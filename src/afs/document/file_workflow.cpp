@@ -53,7 +53,8 @@ void File::CheckOut(bool check_outdated) {
     CHECK_THROW(m_name->GetObject() != nullptr, HResultException, E_SP_NOT_FOUND);
     CHECK_THROW(CanEdit(false), HResultException, E_SP_NO_EDIT_RIGHTS,
                 Text(u"sp.msg.errorOnCheckOutNoEditPermissions"));
-    if (check_outdated && m_modified_time < m_name->GetObject()->UpdateInformation().m_modified_time) {
+    if (check_outdated) m_name->GetObject()->UpdateInformation();
+    if (check_outdated && IsOutdated()) {
         if (!ConfirmOutdatedCheckOut()) {
             TRACE_EXIT(u"cancelled by user");
             return;
@@ -63,6 +64,7 @@ void File::CheckOut(bool check_outdated) {
     LOG_LINE(Log::verbose, u"checking out from cached state=%i", static_cast<uint32_t>(m_check_out_state));
     CHECK_THROW_TEXT(ServerFile().CheckOut(), u"m_name->GetObject()->AsFile()->CheckOut()", HResultException,
                      E_FAIL, Text(u"sp.msg.checkOutFailed"));
+    CountWorkflowStep();
     m_check_out_state = CheckOutState::me;
     m_checked_out_to.clear();
     TellStateChanged();
@@ -108,6 +110,7 @@ void File::DiscardCheckOut() {
                 Text(u"sp.msg.DiscardCheckoutFailedNoCheckedIn"));
     CHECK_THROW(result != SharePoint::File::dcrFail, HResultException, E_FAIL,
                 Text(u"sp.msg.discardCheckOutFailed"));
+    CountWorkflowStep();
     m_check_out_state = CheckOutState::none;
     m_checked_out_to.clear();
     TellStateChanged();
@@ -139,11 +142,12 @@ void File::CheckIn(const std::u16string& comment, uint32_t type, bool keep_check
         // The properties dialog, which would fill them and check in again, is not here yet.
         THROW_TRACED(HResultException, E_FAIL, Text(u"sp.msg.CheckInFailedRequiredProperties"));
     }
-    m_need_checkin = false;
+    m_document->m_need_checkin = false;
     m_check_out_state = CheckOutState::none;
     m_checked_out_to.clear();
-    m_name->GetObject()->UpdateInformation();
-    TakeModifiedTime();
+    // The record from before: what somebody else saves from now on is not one's own.
+    if (!m_is_outdated) TakeVersion(VersionOnServer());
+    CountWorkflowStep();
     if (keep_checked_out) {
         LOG_LINE(Log::verbose, u"check out after check in");
         CheckOut(false);

@@ -18,10 +18,11 @@ const SharePoint::Information& Object::UpdateInformation() {
     TRACE_ENTRY("SharePoint2013::Object::UpdateInformation");
     LOG_LINE(Log::verbose, u"updating information for '%s'", MaskForLog(m_information.m_path));
     const std::u16string path = m_information.m_path;
-    SharePoint::Information answer = m_information;
+    SharePoint::Information answer;
     m_web->Enumerate(path, false, &answer);
     // An answer without properties has no time, by which a newer version is detected; the old record stays.
-    if (!answer.m_name.empty()) m_information = std::move(answer);
+    m_is_current = !answer.m_name.empty();
+    if (m_is_current) m_information = std::move(answer);
     TRACE_EXIT(u"");
     return m_information;
 }

@@ -79,11 +79,23 @@ uint64_t ParseDateTimeRfc1123(const std::string& text) {
     return (static_cast<uint64_t>(file_time.dwHighDateTime) << 32) | file_time.dwLowDateTime;
 }
 
-enum Property { attributes, name, is_folder, length, lock, created, modified, modified_by, property_count };
+enum Property {
+    attributes,
+    name,
+    is_folder,
+    length,
+    lock,
+    created,
+    modified,
+    modified_by,
+    entity_tag,
+    property_count
+};
 
 constexpr std::string_view kPropertyNames[property_count] = {
-    "Z:Win32FileAttributes", "D:displayname",  "D:isFolder",        "D:getcontentlength",
-    "D:lockdiscovery",       "D:creationdate", "D:getlastmodified", "Office:modifiedby"};
+    "Z:Win32FileAttributes", "D:displayname",     "D:isFolder",
+    "D:getcontentlength",    "D:lockdiscovery",   "D:creationdate",
+    "D:getlastmodified",     "Office:modifiedby", "D:getetag"};
 
 // The children of one "D:prop", found in one pass. What can't be read is logged and counts as missing.
 class Properties {
@@ -168,6 +180,7 @@ bool ReadProperties(const Properties& properties, SharePoint::Information& infor
         if (!size) return false;
         information.m_size = Decimal(*size);
         information.m_checkout_user = properties.LockOwner();
+        information.m_tags.m_entity = properties.Text(entity_tag).value_or(u"");
     }
     information.m_created_time = properties.DateTime(created);
     information.m_modified_time = properties.DateTime(modified);

@@ -44,6 +44,19 @@ void ReadAttributes(const Json::Value& json, SharePoint::Information& informatio
         attributes && attributes->IsString() ? ParseHexadecimal(Json::Text(attributes)) : 0;
 }
 
+// "{id},version,content version": what lies between the commas changes with a check-out, too.
+std::u16string ContentOf(std::u16string_view content_tag) {
+    const size_t first = content_tag.find(u',');
+    const size_t last = content_tag.rfind(u',');
+    if (first == last) return {};
+    return std::u16string(content_tag.substr(0, first)) + std::u16string(content_tag.substr(last));
+}
+
+void ReadTags(const Json::Value& json, SharePoint::Information& information) {
+    information.m_tags.m_content = ContentOf(Json::Text(Json::Member(&json, u"ContentTag")));
+    information.m_tags.m_entity = Json::Text(Json::Member(&json, u"ETag"));
+}
+
 }  // namespace
 
 uint64_t ParseRestDateTime(const Json::Value& value, const char16_t* key) {
@@ -74,6 +87,7 @@ bool ParseRestFileInfo(const Json::Value& json, SharePoint::Information& out_inf
         if (!out_is_folder) {
             out_information.m_size = Json::Unsigned(Json::Member(&json, u"Length")).value_or(0);
             if (IsCheckedOut(json)) out_information.m_checkout_user = find_user(out_information.m_path);
+            ReadTags(json, out_information);
         }
         out_information.m_created_time = ParseRestDateTime(json, u"TimeCreated");
         out_information.m_modified_time = ParseRestDateTime(json, u"TimeLastModified");

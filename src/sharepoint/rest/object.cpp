@@ -16,7 +16,7 @@ const SharePoint::Information& Object::UpdateInformation() {
     TRACE_ENTRY("SharePointRestAPI::Object::UpdateInformation");
     LOG_LINE(Log::verbose, u"updating information for '%s'", MaskForLog(m_information.m_path));
     const std::u16string path = m_information.m_path;
-    m_web->UpdateInformation(path, &m_information, nullptr);
+    m_is_current = m_web->UpdateInformation(path, &m_information, nullptr);
     TRACE_EXIT(u"");
     return m_information;
 }
