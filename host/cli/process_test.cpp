@@ -112,7 +112,7 @@ TEST_F(Sphost, GetWritesItsTargetAndNothingElse) {
 TEST_F(Sphost, EditSendsChangedDocumentsOnly) {
     WriteText(site / "a.txt", "old");
     EXPECT_NE(Run({"edit", At("a.txt"), "--", "true"}).out.find("not changed"), std::string::npos);
-    EXPECT_EQ(Run({"edit", At("a.txt"), "--", "sh", "-c", "printf x > {}"}).status, 0);
+    EXPECT_EQ(Run({"edit", At("a.txt"), "--", "sh", "-c", "printf x > \"$1\"", "sh", "{}"}).status, 0);
     EXPECT_EQ(ReadText(site / "a.txt"), "x");
     EXPECT_EQ(Run({"edit", At("a.txt"), "--", "truncate", "-s", "0"}).status, 0);
     EXPECT_EQ(ReadText(site / "a.txt"), "");
@@ -131,11 +131,13 @@ TEST_F(Sphost, AKillDuringAnEditOrAnUploadLosesNothing) {
     const std::string content = SomeBytes(2000000);
     WriteText(folder / "new", content);
     const std::string saved = (folder / "saved").string();
-    KillWhen(Options({"edit", At("a"), "--", "sh", "-c", "printf edited > $0; touch " + saved + "; sleep 2"}),
+    KillWhen(Options({"edit", At("a"), "--", "sh", "-c", "printf edited > $0; touch " + saved + "; sleep 1"}),
              saved);
     KillWhen(Options({"put", (folder / "new").string(), At("b")}, {"FAKE_STOP_UPLOAD_AT=500000"}),
              site / "stopped");
     EXPECT_EQ(ReadText(site / "b"), "old");
+    EXPECT_NE(Run({"recover"}).out.find("editing"), std::string::npos) << "its program still runs";
+    EXPECT_TRUE(Comes([&] { return Run({"recover"}).out.find("editing") == std::string::npos; }));
     const std::string listed = Run({"recover", "--json"}).out;
     for (const char* part : {"site/a\"", "site/b\"", "\"unsent\"", "\"size\": 2000000", "\"same\""}) {
         EXPECT_NE(listed.find(part), std::string::npos) << part << " in " << listed;
@@ -145,6 +147,77 @@ TEST_F(Sphost, AKillDuringAnEditOrAnUploadLosesNothing) {
     EXPECT_EQ(ReadText(site / "a"), "edited");
     EXPECT_EQ(ReadText(site / "b"), content);
     EXPECT_NE(Run({"recover"}).out.find("nothing waits"), std::string::npos);
+}
+
+TEST_F(Sphost, AProgramThatOutlivesSphostKeepsItsDocument) {
+    WriteText(site / "a", "old");
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string script = "printf first > \"$1\"; touch " + (folder / "saved").string() + "; read x < " +
+                               fifo.string() + "; printf last > \"$1\"; touch " + (folder / "end").string();
+    KillWhen(Options({"edit", At("a"), "--", "sh", "-c", script, "sh"}), folder / "saved");
+    WriteText(site / "a", "theirs");
+    EXPECT_NE(Run({"recover"}).out.find("editing"), std::string::npos);
+    EXPECT_EQ(Run({"recover", "--drop", At("a")}).status, 1);
+    WriteText(fifo, "go");
+    EXPECT_TRUE(Comes([&] { return fs::exists(folder / "end"); }));
+    EXPECT_TRUE(Comes([&] { return Run({"recover"}).out.find("unsent") != std::string::npos; }));
+    EXPECT_EQ(Run({"get", At("a"), "-"}).status, 1) << "nothing replaces what the program saved";
+    EXPECT_EQ(Run({"recover", "--send", "--yes"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a"), "last");
+}
+
+TEST_F(Sphost, AClosedTerminalKeepsTheEdit) {
+    WriteText(site / "a", "old");
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    Process editing(
+        Options({"edit", At("a"), "--", "sh", "-c", "read x < $0; printf new > $1", fifo.string()}));
+    const int pipe_end = open(fifo.c_str(), O_WRONLY);
+    editing.Signal(SIGHUP);
+    EXPECT_TRUE(AppearsIn(folder / "err", "sphost: stopping when sh ends"));
+    close(pipe_end);
+    EXPECT_EQ(editing.Wait(), 3) << ReadText(folder / "err");
+    EXPECT_EQ(ReadText(site / "a"), "old");
+    EXPECT_NE(Run({"recover"}).out.find("unsent"), std::string::npos);
+}
+
+TEST_F(Sphost, AnEditorThatReturnsAtOnceIsWaitedFor) {
+    WriteText(site / "a", "old");
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string opener = "(exec 3>&-; read x < " + fifo.string() + "; printf late > \"$1\"; touch " +
+                               (folder / "end").string() + ") & exit 0";
+    const std::vector<std::string> edit{"edit", At("a"), "--", "sh", "-c", opener, "sh"};
+    const ProcessResult left = Run(edit);
+    EXPECT_NE(left.out.find("not changed"), std::string::npos);
+    EXPECT_NE(left.err.find("--wait"), std::string::npos) << left.err;
+    WriteText(fifo, "go");
+    EXPECT_TRUE(Comes([&] { return fs::exists(folder / "end"); }));
+    WriteText(site / "a", "theirs");
+    EXPECT_EQ(Run({"get", At("a"), "-"}).status, 1) << "what it saved later waits";
+    EXPECT_EQ(Run({"recover", "--send", "--yes"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a"), "late");
+
+    EXPECT_EQ(Run({"edit", At("a"), "--wait", "--", "sh", "-c", "printf x > \"$1\"", "sh"}).status, 3)
+        << "nobody says that it is done";
+    EXPECT_EQ(ReadText(site / "a"), "late");
+    EXPECT_EQ(Run({"recover", "--send"}).status, 0);
+    EXPECT_EQ(Run({"edit", At("a"), "--wait", "--yes", "--", "sh", "-c", "printf y > \"$1\"", "sh"}).status,
+              0);
+    EXPECT_EQ(ReadText(site / "a"), "y");
+}
+
+TEST_F(Sphost, AFileNameIsNeverPartOfAShellCommand) {
+    const std::string name = "$(touch gone).txt";
+    WriteText(site / name, "old");
+    const ProcessResult refused = Run({"edit", At("$(touch gone).txt"), "--", "sh", "-c", "printf x > '{}'"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("\"$1\""), std::string::npos) << refused.err;
+    EXPECT_EQ(Run({"edit", At(name), "--", "sh", "-c", "printf x > \"$1\"", "sh", "{}"}).status, 0);
+    EXPECT_EQ(ReadText(site / name), "x");
+    EXPECT_EQ(Run({"edit", At(name), "--", "dd", "of={}", "if=/dev/null"}).status, 0);
+    EXPECT_EQ(ReadText(site / name), "");
 }
 
 TEST_F(Sphost, RecoverNeverReplacesANewerVersionWithoutAnAnswer) {

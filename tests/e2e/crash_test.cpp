@@ -204,11 +204,12 @@ TEST_F(Crash, WhileTheProgramRunsKeepsWhatItSavedSoFar) {
     process->Wait();
     const std::optional<Waiting> waiting = FindUnsent(0);
     ASSERT_TRUE(waiting);
-    EXPECT_EQ(waiting->state, "unsent") << "the program still runs, the host doesn't";
+    EXPECT_EQ(waiting->state, "editing") << "the program still runs, the host doesn't";
     // Lets the program end.
     int end = -1;
     Comes([&] { return (end = open(fifo.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; });
     close(end);
+    EXPECT_TRUE(Comes([&] { return FindUnsent(0)->state == "unsent"; }));
     EXPECT_TRUE(ReadText(waiting->path) == kSaved);
     ExpectNothingLost(0, true);
 }

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -22,6 +23,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kBlock = 1u << 20;
+constexpr auto kSudden = std::chrono::seconds(1);
 
 HRESULT ReadThrough(Run& run, TMK::IAFS_File* file) {
     const auto block = std::make_unique<char[]>(kBlock);
@@ -33,14 +35,22 @@ HRESULT ReadThrough(Run& run, TMK::IAFS_File* file) {
     return S_OK;
 }
 
-std::vector<std::string> CommandLine(const Options& options, const std::string& path) {
-    std::vector<std::string> words = options.program;
+// Puts the path where "{}" stands, or at the end. It never becomes part of a shell command, where its letters
+// could mean anything.
+std::vector<std::string> CommandLine(const std::vector<std::string>& program, const std::string& path) {
+    std::vector<std::string> words = program;
     bool is_placed = false;
     for (std::string& word : words) {
-        for (std::size_t at = 0; (at = word.find("{}", at)) != std::string::npos; at += path.size()) {
-            word.replace(at, 2, path);
-            is_placed = true;
+        const std::size_t at = word.find("{}");
+        if (at == std::string::npos) continue;
+        const bool is_value = at + 2 == word.size() && at > 0 && word[at - 1] == '=';
+        if (word != "{}" && (!is_value || word.find_first_of(" \t\n'\"") != std::string::npos)) {
+            throw UsageError(
+                "'{}' stands alone or behind '='; in a shell command the file is \"$1\", as in: "
+                "sh -c 'COMMAND \"$1\"' sh");
         }
+        word.replace(at, 2, path);
+        is_placed = true;
     }
     if (!is_placed) words.push_back(path);
     return words;
@@ -63,7 +73,8 @@ int WaitFor(pid_t child, const std::string& program) {
 }
 
 // Runs the program and returns its status as a shell does. Ctrl-C goes to the program while it runs.
-int RunProgram(Run& run, const std::vector<std::string>& words, const std::string& what) {
+// It inherits the lock: when sphost is killed, the document stays locked as long as the program has it open.
+int RunProgram(Run& run, const std::vector<std::string>& words, int lock, const std::string& what) {
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
@@ -78,6 +89,7 @@ int RunProgram(Run& run, const std::vector<std::string>& words, const std::strin
     const pid_t child = fork();
     if (child == 0) {
         for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
+        fcntl(lock, F_SETFD, 0);
         execvp(arguments[0], arguments.data());
         const int error = errno;
         [[maybe_unused]] const ssize_t written = write(report[1], &error, sizeof(error));
@@ -93,6 +105,52 @@ int RunProgram(Run& run, const std::vector<std::string>& words, const std::strin
         run.Fail(host::ResultOfErrno(error), what, "can't run " + words[0] + ": " + std::strerror(error));
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// What an edit has come to.
+struct Outcome {
+    int status = 0;
+    bool is_changed = false;
+    bool is_finished = true;  // the person says so
+};
+
+// Asks when a program that returned at once is really done.
+bool AskWhetherDone(Run& run, const std::string& what) {
+    ComPtr<TMK::ITMK_TaskDialog> dialog;
+    run.Check(run.host().instance()->CreateTaskDialog(dialog.put()), what);
+    dialog->put_Id(u"sphost.editDone.question");
+    dialog->put_Style(TMK::TaskDialogStyle_Base);
+    dialog->put_Text(u"Save the document and close it, then press Enter here.");
+    dialog->AddButton(u"done");
+    dialog->AddButton(u"cancel");
+    dialog->put_DefaultButton(0);
+    dialog->put_CancelButton(1);
+    UINT pressed = 1;
+    run.Check(dialog->DoModal(nullptr, &pressed), what);
+    return pressed == 0;
+}
+
+Outcome RunEdit(Run& run, const std::string& url, const std::string& what) {
+    const auto edited = run.host().cache()->BeginEdit(url);
+    const auto start = std::chrono::steady_clock::now();
+    Outcome outcome;
+    try {
+        const Options& options = run.options();
+        outcome.status =
+            RunProgram(run, CommandLine(options.program, edited.path.string()), edited.lock, what);
+        if (outcome.status == 0 && options.Has("wait")) outcome.is_finished = AskWhetherDone(run, what);
+    } catch (...) {
+        run.host().cache()->FinishEdit(url);
+        throw;
+    }
+    outcome.is_changed = run.host().cache()->FinishEdit(url);
+    const bool is_sudden = std::chrono::steady_clock::now() - start < kSudden;
+    if (is_sudden && !outcome.is_changed && outcome.status == 0 && !run.options().Has("wait")) {
+        run.host().front_end().Warn(run.options().program[0] +
+                                    " returned at once and changed nothing; if it has opened a window, use "
+                                    "--wait: what is saved there later waits for 'sphost recover'");
+    }
+    return outcome;
 }
 
 // Keeps the document in the list of open documents as long as it lives.
@@ -145,15 +203,7 @@ void Edit(Run& run) {
     OpenDocument document(run.host().documents(),
                           host::Make<host::Document>(file, [&] { return ReadThrough(run, file.get()); }));
 
-    const std::string path = run.host().cache()->BeginEdit(url).string();
-    int status = 0;
-    try {
-        status = RunProgram(run, CommandLine(options, path), what);
-    } catch (...) {
-        run.host().cache()->FinishEdit(url);
-        throw;
-    }
-    const bool is_changed = run.host().cache()->FinishEdit(url);
+    const auto [status, is_changed, is_finished] = RunEdit(run, url, what);
     document->SetModified(is_changed);
     const std::string saving = what + " (what was changed is kept, see 'sphost recover')";
     if (status != 0) {
@@ -161,7 +211,8 @@ void Edit(Run& run) {
                  options.program[0] + " ended with status " + std::to_string(status) + "; nothing was sent" +
                      (is_changed ? ", and 'sphost recover' has what was changed" : ""));
     }
-    if (host::IsCanceled(run.cancel())) run.Check(host::kCanceled, is_changed ? saving : what);
+    if (!is_finished || host::IsCanceled(run.cancel()))
+        run.Check(host::kCanceled, is_changed ? saving : what);
     if (!is_changed && was_checked_out) {
         // Closing it could discard the check-out, with what earlier edits have saved.
         run.Say("not changed; still checked out to you");
@@ -175,7 +226,7 @@ void Edit(Run& run) {
     run.Check(
         file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting, run.details(), run.cancel()),
         saving);
-    MarkChanged(run, file.get(), path, saving);
+    MarkChanged(run, file.get(), run.host().cache()->PathOf(run.host().cache()->Entry(url)).string(), saving);
     run.Check(file->Flush(run.details(), run.cancel()), saving);
     document->SetModified(false);
     FinishSave(run, file.get(), what);

@@ -18,7 +18,7 @@ using State = UnsentDocument::State;
 enum class Server { same, newer, gone, unknown };
 
 // In the order of the enumerators.
-constexpr std::array<const char*, 4> kStateNames{"unsent", "incomplete", "editing", "missing"};
+constexpr std::array<const char*, 5> kStateNames{"unsent", "incomplete", "editing", "missing", "aside"};
 constexpr std::array<const char*, 4> kServerNames{"same", "newer", "gone", "unknown"};
 
 const char* NameOf(State state) {
@@ -47,6 +47,7 @@ Server Compare(Run& run, const UnsentDocument& document, const std::string& what
 
 // Listing works without the server, whose state is then unknown.
 Server TryCompare(Run& run, const UnsentDocument& document) {
+    if (document.state == State::aside) return Server::unknown;
     try {
         return Compare(run, document, "recover");
     } catch (const CommandError&) {
@@ -79,6 +80,7 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
         std::string line =
             url + "  " + NameOf(document.state) + ", " + std::to_string(document.size) + " bytes";
         if (!since.empty()) line += ", since " + since;
+        if (document.state == State::aside) line += ", kept as " + document.path.string();
         if (server == Server::newer) line += ", the server has a newer version";
         if (server == Server::gone) line += ", no longer on the server";
         run.Say(line);
@@ -126,6 +128,11 @@ void RequireSendable(Run& run, const UnsentDocument& document, const std::string
         run.Fail(
             host::kBadData, what,
             "its copying was interrupted, so there is no whole document to send; put it again, or --drop");
+    }
+    if (document.state == State::aside) {
+        run.Fail(host::kBadData, what,
+                 "another program changed the local copy, which was kept as " + document.path.string() +
+                     "; put it where it belongs, then --drop it");
     }
     if (document.state == State::missing)
         run.Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what, "the local copy is gone");
@@ -180,7 +187,11 @@ void Recover(Run& run) {
         for (const UnsentDocument& document : documents) {
             const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
             run.Say("dropping " + url + " (" + std::to_string(document.size) + " bytes)");
-            run.host().cache()->Drop(document.entry.url);
+            if (document.state == State::aside) {
+                run.host().cache()->DropAside(document);
+            } else {
+                run.host().cache()->Drop(document.entry.url);
+            }
         }
     } else {
         ShowAll(run, documents);

@@ -45,6 +45,7 @@ constexpr std::array kOwn{
     OptionRow{"keep", nullptr, "keep the document checked out"},
     OptionRow{"send", nullptr, "send what was not sent; --yes overwrites newer versions on the server"},
     OptionRow{"drop", nullptr, "throw away what was not sent"},
+    OptionRow{"wait", nullptr, "wait until you say that the editing is done, not only for the command's end"},
 };
 
 struct CommandRow {
@@ -72,10 +73,11 @@ const std::vector<CommandRow>& Commands() {
         {"put", "FILE URL", "creates or replaces a document", 2, 2, {"check-in", "comment"}},
         {"edit",
          "URL -- CMD [ARG...]",
-         "runs CMD with the document's local file and saves what it changed",
+         "runs CMD with the document's local file, at the end or for {}, and saves what it changed\n"
+         "                              (in a shell command it is \"$1\": sh -c 'CMD \"$1\"' sh)",
          1,
          1,
-         {}},
+         {"wait"}},
         {"checkout", "URL", "checks a document out to you", 1, 1, {}},
         {"checkin", "URL", "checks a document in", 1, 1, {"type", "comment", "keep"}},
         {"discard", "URL", "gives a check-out up", 1, 1, {}},

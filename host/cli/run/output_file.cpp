@@ -59,10 +59,13 @@ void OutputFile::Write(const void* data, std::size_t size) {
 }
 
 void OutputFile::Finish() {
+    if (!m_part.empty()) host::SyncFile(m_file.get(), m_part);
     m_file.reset();
     if (m_part.empty()) return;
     if (rename(m_part.c_str(), m_target.c_str()) != 0) host::ThrowErrno("write", m_target, errno);
     m_part.clear();
+    const host::fs::path folder = m_target.parent_path();
+    host::SyncFolder(folder.empty() ? host::fs::path(".") : folder);
 }
 
 }  // namespace cli
