@@ -95,6 +95,12 @@ void CacheEntry::Open(bool for_writing) {
     if (const auto fresh = m_store->journal().Find(m_key)) m_entry = *fresh;
 }
 
+void CacheEntry::OpenPrivately() {
+    const std::lock_guard guard(m_mutex);
+    MakeFolder(m_store->FolderOf(m_entry));
+    m_private = true;
+}
+
 void CacheEntry::WriteAddress() {
     const fs::path path = m_store->AddressPathOf(m_entry);
     if (fs::exists(path)) return;

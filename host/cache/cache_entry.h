@@ -31,6 +31,8 @@ public:
     // Takes the lock for reading or writing. Throws a Failure of 0x80070020 when another process writes the
     // document.
     void Open(bool for_writing);
+    // Downloads the document for this handle alone.
+    void OpenPrivately();
     // Uses the local copy that is there.
     void UseLocalCopy();
     // The same if the copy is the server's present version; otherwise reading downloads the document.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <ctime>
 #include <set>
 
 #include "host/base/failure.h"
@@ -111,7 +112,9 @@ void CacheStore::SettleLateSave(JournalEntry& entry) {
 }
 
 std::optional<UnsentDocument> CacheStore::Examine(JournalEntry entry) {
-    const auto is_settled = [](const JournalEntry& e) { return !e.dirty && !e.writing && !e.editing; };
+    const auto is_settled = [](const JournalEntry& e) {
+        return !e.dirty && !e.writing && !e.editing && !e.created;
+    };
     const bool is_here = OpenEntry(entry.key) != nullptr;
     if (is_settled(entry) && (is_here || IsKnown(entry, PathOf(entry)))) return std::nullopt;
     using State = UnsentDocument::State;
@@ -144,7 +147,7 @@ std::optional<UnsentDocument> CacheStore::Examine(JournalEntry entry) {
         if (entry.dirty) {
             document.state = fs::exists(document.path) ? State::unsent : State::missing;
         } else {
-            document.state = entry.writing ? State::incomplete : State::editing;
+            document.state = entry.writing || entry.created ? State::incomplete : State::editing;
         }
     }
     if (document.state == State::incomplete) document.path = WorkPathOf(entry);
@@ -189,15 +192,30 @@ std::optional<UnsentDocument> CacheStore::Unsent(std::string_view url) {
     return entry ? Examine(*entry) : std::nullopt;
 }
 
-void CacheStore::AllowUnsent(std::string_view url, bool allow) {
+void CacheStore::SetUnsentUse(std::string_view url, UnsentUse use) {
     const std::lock_guard lock(m_mutex);
-    m_allowed[KeyOf(url)] = allow;
+    m_uses[KeyOf(url)] = use;
 }
 
-bool CacheStore::IsUnsentAllowed(const std::string& key) const {
+UnsentUse CacheStore::UseOf(const std::string& key) const {
     const std::lock_guard lock(m_mutex);
-    const auto found = m_allowed.find(key);
-    return found != m_allowed.end() && found->second;
+    const auto found = m_uses.find(key);
+    return found == m_uses.end() ? UnsentUse::refuse : found->second;
+}
+
+void CacheStore::NoteCreating(std::string_view url) {
+    JournalEntry entry = Entry(url);
+    entry.created = true;
+    if (entry.since == 0) entry.since = std::time(nullptr);
+    m_journal.Put(entry);
+}
+
+void CacheStore::ForgetCreating(std::string_view url) {
+    auto entry = m_journal.Find(KeyOf(url));
+    if (!entry || !entry->created) return;
+    entry->created = false;
+    if (!entry->dirty && !entry->writing) entry->since = 0;
+    m_journal.Put(*entry);
 }
 
 void CacheStore::Drop(std::string_view url) {

@@ -215,7 +215,7 @@ TEST_F(Cache, UnsentChangesAreNeverReplacedByOpening) {
     EXPECT_NE(world.details->Text().find("sphost recover"), std::string::npos);
     EXPECT_EQ(world.Put("a", "x"), kInUse);
     EXPECT_EQ(ReadText(world.store->Unsent(UrlAt("a"))->path), SomeBytes(400000));
-    world.store->AllowUnsent(UrlAt("a"), true);
+    world.store->SetUnsentUse(UrlAt("a"), UnsentUse::take_up);
     const auto file = world.Open("a", kWrite);
     const std::string first = SomeBytes(400000).substr(0, 1);
     file->Write(first.data(), 1, nullptr, nullptr, nullptr);

@@ -116,18 +116,12 @@ struct Outcome {
 
 // Asks when a program that returned at once is really done.
 bool AskWhetherDone(Run& run, const std::string& what) {
-    ComPtr<TMK::ITMK_TaskDialog> dialog;
-    run.Check(run.host().instance()->CreateTaskDialog(dialog.put()), what);
-    dialog->put_Id(u"sphost.editDone.question");
-    dialog->put_Style(TMK::TaskDialogStyle_Base);
-    dialog->put_Text(u"Save the document and close it, then press Enter here.");
-    dialog->AddButton(u"done");
-    dialog->AddButton(u"cancel");
-    dialog->put_DefaultButton(0);
-    dialog->put_CancelButton(1);
-    UINT pressed = 1;
-    run.Check(dialog->DoModal(nullptr, &pressed), what);
-    return pressed == 0;
+    return run.Agrees({.id = u"sphost.editDone.question",
+                       .text = "Save the document and close it, then press Enter here.",
+                       .yes = u"done",
+                       .no = u"cancel",
+                       .is_default = true},
+                      what);
 }
 
 Outcome RunEdit(Run& run, const std::string& url, const std::string& what) {
@@ -162,6 +156,7 @@ public:
     }
     ~OpenDocument() { m_documents.Remove(m_document.get()); }
     host::Document* operator->() { return m_document.get(); }
+    host::Document* get() { return m_document.get(); }
 
 private:
     host::Documents& m_documents;
@@ -186,50 +181,110 @@ void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what) {
     run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), saved);
 }
 
+void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, CommandError& error) {
+    if (!run.IsCheckedOut(file)) return;
+    error.message += "; the document is checked out to you: 'sphost checkin " + host::PlainLine(url) +
+                     "' or 'sphost discard' ends that";
+}
+
+namespace {
+
+struct Editing {
+    TMK::IAFS_File* file;
+    std::string local_url;
+    bool was_checked_out;
+    std::string what;
+    std::string saving;  // the same for errors after which the changes are kept
+};
+
+// Ends an edit whose command failed or that was cancelled. A check-out that opening has made is given back
+// when nothing depends on it.
+[[noreturn]] void FailEdit(Run& run, const Editing& editing, bool is_changed, CommandError error) {
+    if (is_changed || editing.was_checked_out) {
+        AddCheckOutHint(run, editing.file, run.options().arguments[0], error);
+        throw error;
+    }
+    run.IgnoreCancel();
+    if (run.IsCheckedOut(editing.file)) {
+        try {
+            run.Exec(editing.file, u"DiscardCheckOut", editing.what);
+        } catch (const CommandError&) {
+            AddCheckOutHint(run, editing.file, run.options().arguments[0], error);
+        }
+    }
+    throw error;
+}
+
+// Throws when there is nothing to save or close: the command has failed, or somebody has cancelled.
+void CheckOutcome(Run& run, const Editing& editing, const Outcome& outcome) {
+    if (outcome.status != 0) {
+        FailEdit(run, editing, outcome.is_changed,
+                 {editing.what, E_FAIL,
+                  run.options().program[0] + " ended with status " + std::to_string(outcome.status) +
+                      "; nothing was sent" +
+                      (outcome.is_changed ? ", and 'sphost recover' has what was changed" : "")});
+    }
+    if (outcome.is_finished && !host::IsCanceled(run.cancel())) return;
+    FailEdit(run, editing, outcome.is_changed,
+             {outcome.is_changed ? editing.saving : editing.what, host::kCanceled, "cancelled"});
+}
+
+void Save(Run& run, const Editing& editing, host::Document& document) {
+    const std::string local =
+        run.host().cache()->PathOf(run.host().cache()->Entry(editing.local_url)).string();
+    try {
+        run.Check(editing.file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting,
+                                       run.details(), run.cancel()),
+                  editing.saving);
+        MarkChanged(run, editing.file, local, editing.saving);
+        run.Check(editing.file->Flush(run.details(), run.cancel()), editing.saving);
+        document.SetModified(false);
+        FinishSave(run, editing.file, editing.what);
+    } catch (CommandError& error) {
+        AddCheckOutHint(run, editing.file, run.options().arguments[0], error);
+        throw;
+    }
+}
+
+}  // namespace
+
 void Edit(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
+    CommandLine(options.program, "");  // refuses a wrong one before anything is opened
     const auto name = run.NameFor(ParseUrl(options.arguments[0]), what);
     if (IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
-    const std::u16string wide_url = run.UrlOf(name.get());
-    const std::string url = host::ToUtf8(wide_url);
-    run.RefuseUnsent(wide_url, what);
+    const std::u16string url = run.UrlOf(name.get());
+    run.RefuseUnsent(url, what);
     const bool was_checked_out = run.IsCheckedOutToUser(name.get(), what);
     const auto file =
         run.Open(name.get(),
                  TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting | TMK::AFS_OpenFile_UserOpen, what);
-    run.Check(ReadThrough(run, file.get()), what);
+    const Editing editing{file.get(), host::ToUtf8(url), was_checked_out, what,
+                          what + " (what was changed is kept, see 'sphost recover')"};
     OpenDocument document(run.host().documents(),
                           host::Make<host::Document>(file, [&] { return ReadThrough(run, file.get()); }));
-
-    const auto [status, is_changed, is_finished] = RunEdit(run, url, what);
-    document->SetModified(is_changed);
-    const std::string saving = what + " (what was changed is kept, see 'sphost recover')";
-    if (status != 0) {
-        run.Fail(E_FAIL, what,
-                 options.program[0] + " ended with status " + std::to_string(status) + "; nothing was sent" +
-                     (is_changed ? ", and 'sphost recover' has what was changed" : ""));
+    Outcome outcome;
+    try {
+        run.Check(ReadThrough(run, file.get()), what);
+        outcome = RunEdit(run, editing.local_url, what);
+    } catch (const CommandError& error) {
+        FailEdit(run, editing, run.host().cache()->Unsent(editing.local_url).has_value(), error);
     }
-    if (!is_finished || host::IsCanceled(run.cancel()))
-        run.Check(host::kCanceled, is_changed ? saving : what);
-    if (!is_changed && was_checked_out) {
+    document->SetModified(outcome.is_changed);
+    CheckOutcome(run, editing, outcome);
+    if (!outcome.is_changed && was_checked_out) {
         // Closing it could discard the check-out, with what earlier edits have saved.
         run.Say("not changed; still checked out to you");
         return;
     }
-    if (!is_changed) {
+    if (!outcome.is_changed) {
         run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
         run.Say("not changed");
         return;
     }
-    run.Check(
-        file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting, run.details(), run.cancel()),
-        saving);
-    MarkChanged(run, file.get(), run.host().cache()->PathOf(run.host().cache()->Entry(url)).string(), saving);
-    run.Check(file->Flush(run.details(), run.cancel()), saving);
-    document->SetModified(false);
-    FinishSave(run, file.get(), what);
+    Save(run, editing, *document.get());
     run.Say("saved");
 }
 
