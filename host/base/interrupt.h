@@ -6,14 +6,14 @@
 
 namespace host {
 
-// Set once SIGINT or SIGTERM has arrived.
+// Set once SIGINT, SIGTERM or SIGHUP has arrived.
 const std::atomic<bool>& InterruptFlag();
 
 // Becomes readable with the flag, and stays so; -1 before InstallInterruptHandler.
 int InterruptDescriptor();
 
-// Handles SIGINT and SIGTERM: the first sets the flag, a later one ends the process.
-// SIGPIPE and SIGXFSZ become errors of the failing call.
+// Handles SIGINT, SIGTERM and, unless it is ignored, SIGHUP: the first sets the flag, a later one ends the
+// process. SIGPIPE and SIGXFSZ become errors of the failing call.
 void InstallInterruptHandler();
 
 // Sleeps; false when interrupted before the time was over.

@@ -144,10 +144,10 @@ void ReplaceFile(const fs::path& path, std::string_view content) {
     SyncFolder(path.parent_path().empty() ? fs::path(".") : path.parent_path());
 }
 
-fs::path MoveAside(const fs::path& path) {
+fs::path MoveAside(const fs::path& path, std::string_view suffix) {
     for (int number = 1; number < 10000; ++number) {
         fs::path aside = path;
-        aside += ".bad-" + std::to_string(number);
+        aside += std::string(suffix) + std::to_string(number);
         if (link(path.c_str(), aside.c_str()) == 0) {
             unlink(path.c_str());
             return aside;
@@ -190,6 +190,11 @@ bool FileLock::ChangeTo(Mode mode, int timeout_ms) {
     if (TryLock(m_descriptor.get(), mode, timeout_ms)) return true;
     TryLock(m_descriptor.get(), Mode::shared, 0);
     return false;
+}
+
+void FileLock::Release() {
+    if (m_descriptor) flock(m_descriptor.get(), LOCK_UN);
+    m_descriptor.reset();
 }
 
 }  // namespace host

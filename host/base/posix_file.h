@@ -64,8 +64,8 @@ std::optional<std::string> ReadWhole(const fs::path& path, std::size_t limit = 6
 // Replaces the file atomically: after a crash it has either the old or the new content.
 void ReplaceFile(const fs::path& path, std::string_view content);
 
-// Renames an unusable file to a free name beside it and returns that name.
-fs::path MoveAside(const fs::path& path);
+// Renames an unusable file to a free name beside it and returns that name: the old one, the suffix, a number.
+fs::path MoveAside(const fs::path& path, std::string_view suffix = ".bad-");
 
 // Makes the folder and its parents, the user's alone.
 void MakeFolder(const fs::path& folder);
@@ -79,6 +79,10 @@ public:
     static std::optional<FileLock> Take(const fs::path& path, Mode mode, int timeout_ms);
     // Changes the mode; on failure the old mode may be lost, so it is taken again.
     bool ChangeTo(Mode mode, int timeout_ms);
+    // Gives it up also for child processes that have inherited it.
+    void Release();
+    // A child that inherits it holds the lock, too.
+    int descriptor() const { return m_descriptor.get(); }
 
 private:
     Descriptor m_descriptor;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "host/base/host_objects.h"
+#include "host/cache/local_file.h"
 
 namespace host {
 
@@ -67,6 +68,7 @@ CacheEntry::~CacheEntry() {
             m_store->journal().Put(m_entry);
             unlink(m_store->WorkPathOf(m_entry).c_str());
         }
+        if (m_lock) m_lock->Release();
         return S_OK;
     });
 }
@@ -74,6 +76,7 @@ CacheEntry::~CacheEntry() {
 void CacheEntry::Open(bool for_writing) {
     const std::lock_guard guard(m_mutex);
     MakeFolder(m_store->FolderOf(m_entry));
+    WriteAddress();
     const fs::path lock_path = m_store->LockPathOf(m_entry);
     m_lock = FileLock::Take(lock_path, FileLock::Mode::exclusive, for_writing ? kLockTimeoutMs : 0);
     if (m_lock) {
@@ -90,6 +93,23 @@ void CacheEntry::Open(bool for_writing) {
     m_private = !m_lock;
     // Another process may have changed the entry before this one had the lock.
     if (const auto fresh = m_store->journal().Find(m_key)) m_entry = *fresh;
+}
+
+void CacheEntry::OpenPrivately() {
+    const std::lock_guard guard(m_mutex);
+    MakeFolder(m_store->FolderOf(m_entry));
+    m_private = true;
+}
+
+void CacheEntry::WriteAddress() {
+    const fs::path path = m_store->AddressPathOf(m_entry);
+    if (fs::exists(path)) return;
+    // Without it a lost journal would only cost the address, so a full disk stops nothing here.
+    Guarded([&] {
+        const Descriptor file = OpenFile(path, O_WRONLY | O_CREAT | O_TRUNC);
+        WriteAt(file.get(), path, m_entry.url.data(), m_entry.url.size(), 0);
+        return S_OK;
+    });
 }
 
 void CacheEntry::AllowWriting() {
@@ -124,7 +144,7 @@ void CacheEntry::UseLocalCopyIfCurrent(std::uint64_t server_size) {
     const bool is_current = m_entry.complete && !m_private && m_entry.boot == m_store->boot() &&
                             m_base.time != 0 && m_entry.base_time == m_base.time &&
                             m_entry.base_size == server_size && fs::file_size(m_path, error) == server_size &&
-                            !error;
+                            !error && IsKnown(m_entry, m_path);
     if (is_current) UseLocalCopy();
 }
 
@@ -270,21 +290,44 @@ HRESULT CacheEntry::FinishDownload(const Calls& calls) {
     return S_OK;
 }
 
+// Something else may have changed the local file that is about to be replaced.
+void CacheEntry::KeepForeignFile() {
+    if (!HasFile(m_path)) return;
+    const auto fresh = m_store->journal().Find(m_key);
+    if (IsKnown(fresh ? *fresh : m_entry, m_path)) return;
+    const fs::path aside = SetAside(m_path);
+    m_store->warn("the local copy of " + m_entry.url + " was changed by another program; it was kept as " +
+                  aside.string());
+}
+
+// The local file is about to be replaced: a kill before the journal says so leaves one of two known files.
+void CacheEntry::NoteFetched() {
+    JournalEntry entry = m_store->journal().Find(m_key).value_or(m_entry);
+    if (entry.known_stamps.empty() || !entry.known_hash.empty()) NoteFile(entry, m_path);
+    entry.known_stamps += " " + StampOf(m_part_path);
+    m_store->journal().PutQuickly(entry);
+}
+
 void CacheEntry::Publish() {
     if (m_private || m_forgotten) {
         unlink(m_part_path.c_str());
         return;
     }
-    JournalEntry entry = m_entry;
-    entry.complete = true;
-    entry.base_time = m_base.time;
-    entry.base_size = m_fetched;
-    entry.boot = m_store->boot();
+    SyncFile(m_part.get(), m_part_path);
+    KeepForeignFile();
+    NoteFetched();
     // Of two readers at once the later one replaces both the file and its journal entry.
+    JournalEntry entry = m_entry;
     m_store->journal().Transaction([&] {
         if (rename(m_part_path.c_str(), m_path.c_str()) != 0) ThrowErrno("write", m_path, errno);
+        NoteFile(entry, m_path);
+        entry.complete = true;
+        entry.base_time = m_base.time;
+        entry.base_size = m_fetched;
+        entry.boot = m_store->boot();
         m_store->journal().Put(entry);
     });
+    SyncFolder(m_store->FolderOf(m_entry));
     m_entry = std::move(entry);
 }
 

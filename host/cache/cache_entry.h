@@ -2,11 +2,9 @@
 // back as a whole. Counted by the handles on the document; any thread, one operation at a time.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
 
 #include "host/base/host_objects.h"
 #include "host/cache/cache_store.h"
@@ -33,6 +31,8 @@ public:
     // Takes the lock for reading or writing. Throws a Failure of 0x80070020 when another process writes the
     // document.
     void Open(bool for_writing);
+    // Downloads the document for this handle alone.
+    void OpenPrivately();
     // Uses the local copy that is there.
     void UseLocalCopy();
     // The same if the copy is the server's present version; otherwise reading downloads the document.
@@ -46,10 +46,8 @@ public:
     // The caller removes the local copy; this entry no longer cleans up.
     void Forget();
 
-    using TakeStamp = std::function<std::pair<std::string, std::string>(const fs::path&)>;
-    fs::path BeginEdit(const TakeStamp& take);
-    using IsChanged = std::function<bool(const fs::path&, const JournalEntry&)>;
-    bool FinishEdit(const IsChanged& is_changed);
+    EditedFile BeginEdit();
+    bool FinishEdit();
     // Makes the local copy from a file that is there; it counts as unsent.
     void AdoptFile(const fs::path& source, bool move);
 
@@ -90,6 +88,8 @@ private:
     HRESULT FinishDownload(const Calls& calls);
     void AbortDownload();
     void Publish();
+    void KeepForeignFile();
+    void NoteFetched();
     HRESULT ReadStream(std::uint64_t position, char* data, std::size_t size, std::size_t& done,
                        const Calls& calls);
 
@@ -98,11 +98,12 @@ private:
     void Seal();
     void ReopenLocal(int flags);
     void MarkUnsent();
+    void WriteAddress();
 
     // Upload.
     HRESULT Upload(const Calls& calls);
     HRESULT SendOnce(std::uint64_t size, const Calls& calls);
-    void MarkSent(const Calls& calls);
+    void MarkSent(const std::string& stamp, const Calls& calls);
 
     const std::shared_ptr<CacheStore> m_store;
     const std::string m_key;

@@ -10,6 +10,7 @@
 
 #include "host/base/host_objects.h"
 #include "host/cache/cache_entry.h"
+#include "host/cache/local_file.h"
 
 namespace host {
 
@@ -114,10 +115,13 @@ HRESULT CacheEntry::SetSize(LONGLONG size, TMK::ITMK_ErrorDetails* details, TMK:
 // Replaces the local copy by the complete work file, which then waits to be sent.
 void CacheEntry::Seal() {
     const fs::path work = m_store->WorkPathOf(m_entry);
+    SyncFile(m_local.get(), work);
+    if (!m_entry.dirty) KeepForeignFile();
     if (rename(work.c_str(), m_path.c_str()) != 0) ThrowErrno("write", m_path, errno);
     m_work = false;
     SyncFolder(m_store->FolderOf(m_entry));
     m_entry.writing = false;
+    NoteFile(m_entry, m_path);
     MarkUnsent();
 }
 
@@ -134,37 +138,38 @@ void CacheEntry::AdoptFile(const fs::path& source, bool move) {
     const HRESULT result = PrepareWork(false, {nullptr, nullptr});
     if (FAILED(result)) throw Failure(result, "can't make a local copy of " + source.string());
     CopyContent(from.get(), source, m_local.get(), m_store->WorkPathOf(m_entry));
-    SyncFile(m_local.get(), m_store->WorkPathOf(m_entry));
     Seal();
     if (move) unlink(source.c_str());
 }
 
-fs::path CacheEntry::BeginEdit(const TakeStamp& take) {
+EditedFile CacheEntry::BeginEdit() {
     const std::lock_guard guard(m_mutex);
     if (!m_complete) throw Failure(E_FAIL, m_entry.url + " isn't here as a whole yet");
     AllowWriting();
     if (m_work) Seal();
     JournalEntry entry = m_entry;
-    std::tie(entry.edit_stamp, entry.edit_hash) = take(m_path);
+    NoteFile(entry, m_path);
+    entry.known_hash = HashOf(m_path);
     entry.editing = true;
     m_store->journal().Put(entry);
     m_entry = std::move(entry);
-    return m_path;
+    return {m_path, m_lock->descriptor()};
 }
 
-bool CacheEntry::FinishEdit(const IsChanged& is_changed) {
+bool CacheEntry::FinishEdit() {
     const std::lock_guard guard(m_mutex);
-    bool changed = false;
-    try {
-        changed = is_changed(m_path, m_entry);
-    } catch (const Failure&) {
-        m_entry.editing = m_entry.complete = false;
-        m_store->journal().Put(m_entry);
-        throw;
-    }
     m_entry.editing = false;
-    m_entry.edit_stamp.clear();
-    m_entry.edit_hash.clear();
+    if (!HasFile(m_path)) {
+        m_entry.complete = false;
+        NoteNoFile(m_entry);
+        m_store->journal().Put(m_entry);
+        throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
+                      m_path.string() + " was removed, or replaced by something that is no file");
+    }
+    const bool changed = !IsKnown(m_entry, m_path);
+    const std::string stamp = StampOf(m_path);
+    if (changed) m_entry.known_hash.clear();
+    m_entry.known_stamps = stamp;
     ReopenLocal(O_RDWR);  // many programs save by putting a new file in the old one's place
     if (changed) {
         MarkUnsent();
@@ -208,6 +213,7 @@ HRESULT CacheEntry::Upload(const Calls& calls) {
     } else if (!m_entry.dirty) {
         MarkUnsent();
     }
+    const std::string stamp = StampOf(m_path);
     const std::uint64_t size = FileSize(m_local.get(), m_path);
     HRESULT result = m_callbacks->SetSize(static_cast<LONGLONG>(size), calls.details, calls.cancel);
     for (int attempt = 0; SUCCEEDED(result) && attempt < kMaxAttempts; ++attempt) {
@@ -219,12 +225,13 @@ HRESULT CacheEntry::Upload(const Calls& calls) {
         fsync(m_local.get());  // until it is sent, this is the only copy
         return result;
     }
-    MarkSent(calls);
+    MarkSent(stamp, calls);
     return S_OK;
 }
 
 // Reads the server's time of what was just sent; another size means other bytes.
-void CacheEntry::MarkSent(const Calls& calls) {
+// `stamp` is that of the file that was sent: what is saved into it since then is found later.
+void CacheEntry::MarkSent(const std::string& stamp, const Calls& calls) {
     LONGLONG server_size = -1;
     const std::uint64_t size = FileSize(m_local.get(), m_path);
     const bool is_known = SUCCEEDED(m_callbacks->GetSize(&server_size, nullptr, calls.cancel));
@@ -235,6 +242,8 @@ void CacheEntry::MarkSent(const Calls& calls) {
     m_entry.dirty = m_entry.writing = m_entry.editing = false;
     m_entry.since = 0;
     m_entry.complete = true;
+    m_entry.created = false;
+    m_entry.known_stamps = stamp;
     m_store->journal().Put(m_entry);
 }
 

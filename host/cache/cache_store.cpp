@@ -2,53 +2,23 @@
 
 #include <fcntl.h>
 #include <sodium.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <ctime>
+#include <set>
 
 #include "host/base/failure.h"
 #include "host/cache/cache_entry.h"
+#include "host/cache/local_file.h"
 
 namespace host {
 
 namespace {
 
 constexpr std::size_t kMaxName = 180;  // bytes
-
-std::string Stamp(const fs::path& path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0) return {};
-    const auto number = [](auto value) { return std::to_string(value) + ":"; };
-    return number(status.st_size) + number(status.st_ino) + number(status.st_mtim.tv_sec) +
-           number(status.st_mtim.tv_nsec) + number(status.st_ctim.tv_sec) + number(status.st_ctim.tv_nsec);
-}
-
-// Whether the edited file is still there; anything else of its name is moved aside.
-bool HasFile(const fs::path& path) {
-    std::error_code error;
-    if (fs::is_regular_file(path, error)) return true;
-    fs::rename(path, path.string() + ".replaced-" + std::to_string(getpid()), error);
-    return false;
-}
-
-std::string HashOf(const fs::path& path) {
-    const Descriptor descriptor = OpenFile(path, O_RDONLY);
-    crypto_generichash_state state;
-    crypto_generichash_init(&state, nullptr, 0, crypto_generichash_BYTES);
-    std::string block(1u << 18, '\0');
-    std::uint64_t position = 0;
-    while (const std::size_t got = ReadAt(descriptor.get(), path, block.data(), block.size(), position)) {
-        crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(block.data()), got);
-        position += got;
-    }
-    std::array<unsigned char, crypto_generichash_BYTES> hash;
-    crypto_generichash_final(&state, hash.data(), hash.size());
-    return ToHex(hash.data(), hash.size());
-}
 
 std::string BootId() {
     const Descriptor descriptor(open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
@@ -119,25 +89,36 @@ std::string CacheStore::account() const {
 void CacheStore::SettleEdit(JournalEntry& entry) {
     const fs::path path = PathOf(entry);
     entry.editing = false;
-    const std::string stamp = HasFile(path) ? Stamp(path) : std::string();
-    if (stamp.empty()) {
+    if (!HasFile(path)) {
         entry.complete = entry.dirty;
-    } else if (stamp != entry.edit_stamp && HashOf(path) != entry.edit_hash) {
+        NoteNoFile(entry);
+    } else if (!IsKnown(entry, path)) {
         entry.dirty = true;
-        struct stat status;
-        entry.since = stat(path.c_str(), &status) == 0 ? status.st_mtim.tv_sec : std::time(nullptr);
+        entry.since = TimeOf(path);
+        NoteFile(entry, path);
     }
-    entry.edit_stamp.clear();
-    entry.edit_hash.clear();
     if (!entry.dirty) entry.since = 0;
     m_journal.Put(entry);
 }
 
+// A program that outlived its edit has saved into the local file: that waits to be sent like an edit.
+void CacheStore::SettleLateSave(JournalEntry& entry) {
+    const fs::path path = PathOf(entry);
+    if (!HasFile(path) || IsKnown(entry, path)) return;
+    entry.dirty = entry.complete = true;
+    entry.since = TimeOf(path);
+    NoteFile(entry, path);
+    m_journal.Put(entry);
+}
+
 std::optional<UnsentDocument> CacheStore::Examine(JournalEntry entry) {
-    if (!entry.dirty && !entry.writing && !entry.editing) return std::nullopt;
+    const auto is_settled = [](const JournalEntry& e) {
+        return !e.dirty && !e.writing && !e.editing && !e.created;
+    };
+    const bool is_here = OpenEntry(entry.key) != nullptr;
+    if (is_settled(entry) && (is_here || IsKnown(entry, PathOf(entry)))) return std::nullopt;
     using State = UnsentDocument::State;
     UnsentDocument document{State::unsent, {}, PathOf(entry), 0};
-    const bool is_here = OpenEntry(entry.key) != nullptr;
     std::optional<FileLock> lock;
     if (!is_here && fs::is_directory(FolderOf(entry))) {
         lock = FileLock::Take(LockPathOf(entry), FileLock::Mode::exclusive, 0);
@@ -153,18 +134,20 @@ std::optional<UnsentDocument> CacheStore::Examine(JournalEntry entry) {
             // The work file had already replaced the copy when the process ended.
             entry.writing = false;
             entry.dirty = entry.complete = true;
+            NoteFile(entry, PathOf(entry));
             m_journal.Put(entry);
         }
         if (entry.editing && !is_here) SettleEdit(entry);
+        if (!entry.dirty && !is_here) SettleLateSave(entry);
+        if (is_settled(entry)) return std::nullopt;
     } else {
         document.state = State::editing;
     }
-    if (!entry.dirty && !entry.writing && !entry.editing) return std::nullopt;
     if (document.state != State::editing) {
         if (entry.dirty) {
             document.state = fs::exists(document.path) ? State::unsent : State::missing;
         } else {
-            document.state = entry.writing ? State::incomplete : State::editing;
+            document.state = entry.writing || entry.created ? State::incomplete : State::editing;
         }
     }
     if (document.state == State::incomplete) document.path = WorkPathOf(entry);
@@ -175,11 +158,32 @@ std::optional<UnsentDocument> CacheStore::Examine(JournalEntry entry) {
     return document;
 }
 
+// Files that were set aside, and those of documents that the journal doesn't know.
+void CacheStore::AddAside(std::vector<UnsentDocument>& documents) {
+    std::set<std::string> known;
+    for (const JournalEntry& entry : m_journal.All()) known.insert(entry.folder);
+    for (const auto& folder : fs::directory_iterator(m_folder)) {
+        if (!folder.is_directory()) continue;
+        const bool is_unknown = !known.contains(folder.path().filename().string());
+        for (const auto& file : fs::directory_iterator(folder.path())) {
+            const bool is_own = file.path().filename().string().starts_with('.');
+            if (!file.is_regular_file() || is_own || !(is_unknown || IsSetAside(file.path()))) continue;
+            UnsentDocument document{UnsentDocument::State::aside, {}, file.path(), file.file_size()};
+            document.entry.folder = folder.path().filename().string();
+            document.entry.url = ReadWhole(folder.path() / ".url").value_or("");
+            document.entry.key = KeyOf(document.entry.url);
+            document.entry.since = TimeOf(file.path());
+            documents.push_back(std::move(document));
+        }
+    }
+}
+
 std::vector<UnsentDocument> CacheStore::Unsent() {
     std::vector<UnsentDocument> documents;
     for (JournalEntry& entry : m_journal.All()) {
         if (auto document = Examine(std::move(entry))) documents.push_back(std::move(*document));
     }
+    AddAside(documents);
     return documents;
 }
 
@@ -188,15 +192,30 @@ std::optional<UnsentDocument> CacheStore::Unsent(std::string_view url) {
     return entry ? Examine(*entry) : std::nullopt;
 }
 
-void CacheStore::AllowUnsent(std::string_view url, bool allow) {
+void CacheStore::SetUnsentUse(std::string_view url, UnsentUse use) {
     const std::lock_guard lock(m_mutex);
-    m_allowed[KeyOf(url)] = allow;
+    m_uses[KeyOf(url)] = use;
 }
 
-bool CacheStore::IsUnsentAllowed(const std::string& key) const {
+UnsentUse CacheStore::UseOf(const std::string& key) const {
     const std::lock_guard lock(m_mutex);
-    const auto found = m_allowed.find(key);
-    return found != m_allowed.end() && found->second;
+    const auto found = m_uses.find(key);
+    return found == m_uses.end() ? UnsentUse::refuse : found->second;
+}
+
+void CacheStore::NoteCreating(std::string_view url) {
+    JournalEntry entry = Entry(url);
+    entry.created = true;
+    if (entry.since == 0) entry.since = std::time(nullptr);
+    m_journal.Put(entry);
+}
+
+void CacheStore::ForgetCreating(std::string_view url) {
+    auto entry = m_journal.Find(KeyOf(url));
+    if (!entry || !entry->created) return;
+    entry->created = false;
+    if (!entry->dirty && !entry->writing) entry->since = 0;
+    m_journal.Put(*entry);
 }
 
 void CacheStore::Drop(std::string_view url) {
@@ -210,10 +229,18 @@ void CacheStore::Drop(std::string_view url) {
         lock = FileLock::Take(LockPathOf(*entry), FileLock::Mode::exclusive, 1000);
         if (!lock) throw Failure(kInUse, entry->url + " is in use by another sphost");
     }
+    if (!entry->dirty && !entry->editing && !IsKnown(*entry, PathOf(*entry))) SetAside(PathOf(*entry));
     m_journal.Remove(entry->key);
     for (const fs::path& path : {PathOf(*entry), WorkPathOf(*entry)}) {
         if (unlink(path.c_str()) != 0 && errno != ENOENT) ThrowErrno("remove", path, errno);
     }
+}
+
+void CacheStore::DropAside(const UnsentDocument& document) {
+    const fs::path folder = document.path.parent_path();
+    const auto lock = FileLock::Take(folder / ".lock", FileLock::Mode::exclusive, 1000);
+    if (!lock) throw Failure(kInUse, document.path.string() + " is in use by another sphost");
+    if (unlink(document.path.c_str()) != 0 && errno != ENOENT) ThrowErrno("remove", document.path, errno);
 }
 
 void CacheStore::DiscardIncomplete(std::string_view url) {
@@ -227,22 +254,16 @@ void CacheStore::DiscardIncomplete(std::string_view url) {
     unlink(WorkPathOf(*entry).c_str());
 }
 
-fs::path CacheStore::BeginEdit(std::string_view url) {
+EditedFile CacheStore::BeginEdit(std::string_view url) {
     const auto open = OpenEntry(KeyOf(url));
     if (!open) throw Failure(E_FAIL, std::string(url) + " isn't open");
-    return open->BeginEdit([](const fs::path& path) { return std::pair(Stamp(path), HashOf(path)); });
+    return open->BeginEdit();
 }
 
 bool CacheStore::FinishEdit(std::string_view url) {
     const auto open = OpenEntry(KeyOf(url));
     if (!open) throw Failure(E_FAIL, std::string(url) + " isn't open");
-    return open->FinishEdit([](const fs::path& path, const JournalEntry& before) {
-        if (!HasFile(path))
-            throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
-                          path.string() + " was removed, or replaced by something that is no file");
-        const std::string stamp = Stamp(path);
-        return stamp != before.edit_stamp && HashOf(path) != before.edit_hash;
-    });
+    return open->FinishEdit();
 }
 
 ComPtr<CacheEntry> CacheStore::OpenEntry(const std::string& key) {

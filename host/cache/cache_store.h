@@ -23,11 +23,27 @@ struct UnsentDocument {
         incomplete,  // a save into the cache was interrupted; what was there before is untouched
         editing,     // open in another process right now
         missing,     // the local copy is gone
+        aside,       // a local file that something else changed, set aside when its place was needed
     };
     State state;
     JournalEntry entry;
     fs::path path;
     std::uint64_t size = 0;
+};
+
+// What opening a document does with what waits to be sent of it.
+enum class UnsentUse {
+    refuse,     // opening fails
+    take_up,    // the changes are what is opened
+    supersede,  // a save replaces them
+    bypass,     // the server's version is read, and the local copy left alone
+};
+
+// The local file that a program changes, and the lock on it, which the program may inherit to hold it longer
+// than this process lives.
+struct EditedFile {
+    fs::path path;
+    int lock;
 };
 
 class CacheStore {
@@ -42,6 +58,8 @@ public:
     fs::path PathOf(const JournalEntry& entry) const { return FolderOf(entry) / entry.name; }
     fs::path WorkPathOf(const JournalEntry& entry) const { return FolderOf(entry) / ".work"; }
     fs::path LockPathOf(const JournalEntry& entry) const { return FolderOf(entry) / ".lock"; }
+    // Says which document the folder belongs to, for the case that the journal gets lost.
+    fs::path AddressPathOf(const JournalEntry& entry) const { return FolderOf(entry) / ".url"; }
 
     Journal& journal() { return m_journal; }
     const std::string& boot() const { return m_boot; }
@@ -56,18 +74,25 @@ public:
     // The same for one document; nothing when all of it was sent.
     std::optional<UnsentDocument> Unsent(std::string_view url);
 
-    // Allows or forbids to open this document with its unsent changes; without it opening fails.
-    void AllowUnsent(std::string_view url, bool allow);
-    bool IsUnsentAllowed(const std::string& key) const;
+    void SetUnsentUse(std::string_view url, UnsentUse use);
+    UnsentUse UseOf(const std::string& key) const;
 
-    // Forgets a document and its local copy. 0x80070020 while another process has it open for writing.
+    // Forgets a document and its local copy, but for files that were set aside. 0x80070020 while another
+    // process has it open for writing.
     void Drop(std::string_view url);
+    // Removes a file that was set aside.
+    void DropAside(const UnsentDocument& document);
     // Discards a save that was interrupted in this process; the previous copy stays.
     void DiscardIncomplete(std::string_view url);
 
+    // A save is about to make this document on the server, where it holds nothing until its content is sent.
+    void NoteCreating(std::string_view url);
+    // The empty document on the server is gone, or never was.
+    void ForgetCreating(std::string_view url);
+
     // A program is about to change the local file of a document that is open here: journalled before it
-    // returns. Returns the local path. Throws a Failure.
-    fs::path BeginEdit(std::string_view url);
+    // returns. Throws a Failure.
+    EditedFile BeginEdit(std::string_view url);
     // The program has ended; true when the content of the file changed, which is then journalled as unsent.
     bool FinishEdit(std::string_view url);
 
@@ -79,6 +104,8 @@ public:
 private:
     std::optional<UnsentDocument> Examine(JournalEntry entry);
     void SettleEdit(JournalEntry& entry);
+    void SettleLateSave(JournalEntry& entry);
+    void AddAside(std::vector<UnsentDocument>& documents);
 
     fs::path m_folder;
     Warn m_profile_warn;
@@ -87,7 +114,23 @@ private:
     mutable std::mutex m_mutex;
     std::string m_account;
     std::map<std::string, CacheEntry*> m_open;
-    std::map<std::string, bool> m_allowed;
+    std::map<std::string, UnsentUse> m_uses;
+};
+
+// Opens a document with its unsent changes treated in this way as long as it lives.
+class UnsentPermission {
+public:
+    UnsentPermission(CacheStore& store, std::string url, UnsentUse use)
+        : m_store(store), m_url(std::move(url)) {
+        m_store.SetUnsentUse(m_url, use);
+    }
+    ~UnsentPermission() { m_store.SetUnsentUse(m_url, UnsentUse::refuse); }
+    UnsentPermission(const UnsentPermission&) = delete;
+    UnsentPermission& operator=(const UnsentPermission&) = delete;
+
+private:
+    CacheStore& m_store;
+    const std::string m_url;
 };
 
 // A safe file name for any URL, with its extension.

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <map>
 
 #include "host/base/host_objects.h"
 #include "host/cache/cache_entry.h"
@@ -13,6 +14,7 @@
 #include "host/core/host.h"
 #include "host/testing/fake_site.h"
 #include "host/testing/silent_front_end.h"
+#include "tests/support/disk_order.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_folder.h"
 
@@ -27,6 +29,14 @@ constexpr DWORD kWrite = TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExistin
 
 std::string UrlAt(const std::string& path) {
     return std::string(kSiteUrl) + "/" + path;
+}
+
+// Writes until there is no room left.
+void FillDisk(const fs::path& disk) {
+    const Descriptor file = OpenFile(disk / "filler", O_WRONLY | O_CREAT);
+    const std::string block(4096, 'f');
+    while (write(file.get(), block.data(), block.size()) > 0) {
+    }
 }
 
 // One process's host on a profile and a site.
@@ -171,7 +181,8 @@ TEST_F(Cache, AShortOrBrokenDownloadFailsAndLeavesThePreviousCopy) {
         EXPECT_EQ(world.ReadAll(file.get(), content, 1 << 20), S_OK);
         EXPECT_EQ(content, SomeBytes(600000));
     }
-    EXPECT_EQ(std::distance(fs::directory_iterator(local.parent_path()), {}), 2) << "the copy and its lock";
+    EXPECT_EQ(std::distance(fs::directory_iterator(local.parent_path()), {}), 3)
+        << "the copy, its lock and its address";
 }
 
 TEST_F(Cache, SavesAreRepeatedOnRequestAndKeptWhenTheyFail) {
@@ -204,7 +215,7 @@ TEST_F(Cache, UnsentChangesAreNeverReplacedByOpening) {
     EXPECT_NE(world.details->Text().find("sphost recover"), std::string::npos);
     EXPECT_EQ(world.Put("a", "x"), kInUse);
     EXPECT_EQ(ReadText(world.store->Unsent(UrlAt("a"))->path), SomeBytes(400000));
-    world.store->AllowUnsent(UrlAt("a"), true);
+    world.store->SetUnsentUse(UrlAt("a"), UnsentUse::take_up);
     const auto file = world.Open("a", kWrite);
     const std::string first = SomeBytes(400000).substr(0, 1);
     file->Write(first.data(), 1, nullptr, nullptr, nullptr);
@@ -220,7 +231,7 @@ TEST_F(Cache, AKillAtAnyPointOfAnEditLosesNothing) {
         w.Get(name);
         static ComPtr<TMK::IAFS_File> file;
         file = w.Open(name, kRead);
-        return w.store->BeginEdit(UrlAt(name));
+        return w.store->BeginEdit(UrlAt(name)).path;
     };
     InKilledProcess([&](World& w) { begin(w, "same"); });
     InKilledProcess([&](World& w) { WriteText(begin(w, "changed"), "new"); });
@@ -254,6 +265,105 @@ TEST_F(Cache, AKillAtAnyPointOfAnEditLosesNothing) {
     EXPECT_EQ(world.Get("changed"), "old");
 }
 
+TEST_F(Cache, WhatAProgramSavesAfterItsEditIsFoundAndNeverReplaced) {
+    for (const char* name : {"edited", "killed", "sent", "removed"}) WriteText(site.folder / name, "old");
+    std::map<std::string, fs::path> local;
+    {
+        World world(folder / "profile", site);
+        for (const char* name : {"edited", "removed"}) {
+            const auto file = world.Open(name, kRead);
+            std::string content;
+            world.ReadAll(file.get(), content, 100);
+            local[name] = world.store->BeginEdit(UrlAt(name)).path;
+            if (name == std::string("edited")) {
+                EXPECT_FALSE(world.store->FinishEdit(UrlAt(name)));
+            } else {
+                fs::remove(local[name]);
+                EXPECT_THROW(world.store->FinishEdit(UrlAt(name)), Failure);
+            }
+        }
+        EXPECT_EQ(world.Put("sent", "mine"), S_OK);
+        local["sent"] = world.store->PathOf(world.store->Entry(UrlAt("sent")));
+    }
+    InKilledProcess([&](World& w) {
+        w.Get("killed");
+        static ComPtr<TMK::IAFS_File> file;
+        file = w.Open("killed", kRead);
+        w.store->BeginEdit(UrlAt("killed"));
+    });
+    World world(folder / "profile", site);
+    EXPECT_TRUE(world.store->Unsent().empty()) << "nothing was changed so far";
+    local["killed"] = world.store->PathOf(world.store->Entry(UrlAt("killed")));
+    for (const auto& [name, path] : local) {
+        SCOPED_TRACE(name);
+        WriteText(path.parent_path() / "beside", "too");
+        fs::rename(path.parent_path() / "beside", path);
+        WriteText(site.folder / name, "theirs, newer");
+        std::string content;
+        EXPECT_EQ(world.ReadAll(world.Open(name, kRead).get(), content, 100), kInUse);
+        EXPECT_EQ(world.StateOf(name), State::unsent);
+        EXPECT_EQ(ReadText(path), "too");
+    }
+    EXPECT_EQ(world.store->Unsent().size(), local.size());
+}
+
+TEST_F(Cache, ALocalFileThatChangesDuringADownloadIsSetAside) {
+    WriteText(site.folder / "a", "old");
+    World world(folder / "profile", site);
+    EXPECT_EQ(world.Get("a"), "old");
+    const fs::path local = world.store->PathOf(world.store->Entry(UrlAt("a")));
+    WriteText(site.folder / "a", "newer");
+    std::string content;
+    {
+        const auto file = world.Open("a", kRead);
+        WriteText(local, "of a program");
+        EXPECT_EQ(world.ReadAll(file.get(), content, 100), S_OK);
+    }
+    EXPECT_EQ(content, "newer");
+    const auto kept = world.store->Unsent();
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_EQ(kept[0].state, State::aside);
+    EXPECT_EQ(kept[0].entry.url, UrlAt("a"));
+    EXPECT_EQ(ReadText(kept[0].path), "of a program");
+    EXPECT_EQ(world.Put("a", "x"), S_OK) << "what was set aside is in nobody's way";
+    world.store->Drop(UrlAt("a"));
+    world.store->DropAside(kept[0]);
+    EXPECT_TRUE(world.store->Unsent().empty());
+}
+
+TEST_F(Cache, ALostJournalCostsNoLocalCopy) {
+    WriteText(site.folder / "a", "old");
+    fs::path local;
+    InKilledProcess([&](World& w) {
+        w.Get("a");
+        static ComPtr<TMK::IAFS_File> file;
+        file = w.Open("a", kRead);
+        WriteText(w.store->BeginEdit(UrlAt("a")).path, "edited");
+        w.store->FinishEdit(UrlAt("a"));
+    });
+    for (const char* suffix : {"", "-wal", "-shm"})
+        fs::remove(folder / "profile" / "cache" / ("journal.db" + std::string(suffix)));
+    World world(folder / "profile", site);
+    EXPECT_EQ(world.store->Unsent().size(), 1u) << "listed before anything touches it";
+    EXPECT_EQ(world.Get("a"), "old");
+    EXPECT_EQ(world.Put("a", "new"), S_OK);
+    const auto kept = world.store->Unsent();
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_EQ(kept[0].state, State::aside);
+    EXPECT_EQ(kept[0].entry.url, UrlAt("a"));
+    EXPECT_EQ(ReadText(kept[0].path), "edited");
+}
+
+TEST_F(Cache, ADownloadIsOnTheDiskBeforeItReplacesACopy) {
+    WriteText(site.folder / "a", "old");
+    World world(folder / "profile", site);
+    DiskOrder order;
+    EXPECT_EQ(world.Get("a"), "old");
+    order.ExpectSafe(world.store->PathOf(world.store->Entry(UrlAt("a"))));
+    EXPECT_EQ(world.Put("a", "new"), S_OK);
+    order.ExpectSafe(world.store->PathOf(world.store->Entry(UrlAt("a"))));
+}
+
 TEST_F(Cache, AnInterruptedSaveIsListedAndThePreviousCopyStaysReadable) {
     WriteText(site.folder / "a", "old");
     InKilledProcess([](World& w) {
@@ -282,7 +392,7 @@ TEST_F(Cache, TwoProcessesNeverChangeOneDocumentAtOnce) {
         const auto file = other.Open("a", kRead);
         std::string content;
         other.ReadAll(file.get(), content, 100);
-        WriteText(other.store->BeginEdit(UrlAt("a")), "edited there");
+        WriteText(other.store->BeginEdit(UrlAt("a")).path, "edited there");
         [[maybe_unused]] ssize_t done = write(to_parent[1], "x", 1);
         done = read(to_child[0], &byte, 1);
         return kill(getpid(), SIGKILL);
@@ -320,6 +430,14 @@ TEST_F(Cache, AFullDiskFailsClearlyAndLeavesThePreviousCopy) {
         EXPECT_EQ(world.StateOf("a"), std::nullopt) << "a save that failed leaves nothing behind";
         EXPECT_EQ(ReadText(world.store->PathOf(world.store->Entry(UrlAt("a")))), "old");
         EXPECT_EQ(world.Put("a", "small"), S_OK) << "there is room again";
+        site.fail_upload_at = 1;
+        EXPECT_EQ(world.Put("a", SomeBytes(300000)), HRESULT_FROM_WIN32(12030));
+        site.fail_upload_at = 0;
+    }
+    FillDisk(disk);
+    {
+        World world(disk / "profile", site);
+        EXPECT_EQ(world.StateOf("a"), State::unsent) << "what waits can be seen without room";
     }
     umount(disk.c_str());
 }

@@ -196,18 +196,22 @@ private:
         const auto unsent = m_store->Unsent(url);
         const bool is_waiting = unsent && (unsent->state == UnsentDocument::State::unsent ||
                                            unsent->state == UnsentDocument::State::missing);
-        const bool is_taken_up = is_waiting && m_store->IsUnsentAllowed(CacheStore::KeyOf(url));
-        if (is_waiting && !is_taken_up) RefuseUnsent(url);
+        const UnsentUse use = m_store->UseOf(CacheStore::KeyOf(url));
+        if (is_waiting && use == UnsentUse::refuse) RefuseUnsent(url);
 
         JournalEntry known = m_store->Entry(url);
         auto entry = Make<CacheEntry>(m_store, known, std::move(name),
                                       ComPtr<TMK::IAFS_FileCacheCallbacks>(callbacks), server_size);
+        if (use == UnsentUse::bypass) {
+            entry->OpenPrivately();
+            return entry;
+        }
         entry->Open((flags & kWriting) != 0);
-        if (is_taken_up) {
+        if (is_waiting && use == UnsentUse::take_up) {
             entry->UseLocalCopy();
         } else if (is_new) {
             entry->StartEmpty();
-        } else {
+        } else if (!is_waiting) {
             entry->UseLocalCopyIfCurrent(server_size);
         }
         m_store->Register(entry->key(), entry.get());

@@ -8,12 +8,12 @@ namespace host {
 
 namespace {
 
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 constexpr int kBusyTimeoutMs = 15000;
 
 constexpr char kColumns[] =
     "key,folder,name,account,url,base_time,base_size,complete,dirty,writing,editing,edit_stamp,edit_hash,"
-    "since,boot";
+    "since,boot,created";
 
 std::string TextAt(sqlite3_stmt* row, int column) {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
@@ -34,10 +34,11 @@ JournalEntry EntryOf(sqlite3_stmt* row) {
     entry.dirty = sqlite3_column_int(row, 8) != 0;
     entry.writing = sqlite3_column_int(row, 9) != 0;
     entry.editing = sqlite3_column_int(row, 10) != 0;
-    entry.edit_stamp = TextAt(row, 11);
-    entry.edit_hash = TextAt(row, 12);
+    entry.known_stamps = TextAt(row, 11);
+    entry.known_hash = TextAt(row, 12);
     entry.since = sqlite3_column_int64(row, 13);
     entry.boot = TextAt(row, 14);
+    entry.created = sqlite3_column_int(row, 15) != 0;
     return entry;
 }
 
@@ -63,6 +64,16 @@ void Journal::ThrowError() {
 }
 
 Journal::Journal(fs::path file) : m_file(std::move(file)) {
+    Open();
+    try {
+        MakeReady();
+    } catch (const Failure& failure) {
+        if (failure.code() != kDiskFull) throw;
+        OpenWithoutRoom();
+    }
+}
+
+void Journal::Open() {
     sqlite3* raw = nullptr;
     const mode_t saved = umask(077);
     const int opened = sqlite3_open_v2(
@@ -71,24 +82,45 @@ Journal::Journal(fs::path file) : m_file(std::move(file)) {
     m_database.reset(raw);
     if (opened != SQLITE_OK) ThrowError();
     sqlite3_busy_timeout(raw, kBusyTimeoutMs);
+}
+
+int Journal::Version() {
+    const auto version = Prepare("PRAGMA user_version");
+    Step(version.get());
+    return sqlite3_column_int(version.get(), 0);
+}
+
+void Journal::MakeReady() {
     Execute("PRAGMA journal_mode=WAL");
     Execute("PRAGMA synchronous=FULL");
+    if (Version() == kVersion) return;
     Transaction([&] {
-        const auto version = Prepare("PRAGMA user_version");
-        Step(version.get());
-        const int found = sqlite3_column_int(version.get(), 0);
+        const int found = Version();
         if (found > kVersion)
             throw Failure(kBadData, "the journal " + m_file.string() + " is of a newer version");
-        if (found == kVersion) return;
-        Execute(
-            "CREATE TABLE document(key TEXT PRIMARY KEY, folder TEXT NOT NULL, name TEXT NOT NULL,"
-            " account TEXT NOT NULL, url TEXT NOT NULL, base_time INTEGER NOT NULL, base_size INTEGER NOT "
-            "NULL,"
-            " complete INTEGER NOT NULL, dirty INTEGER NOT NULL, writing INTEGER NOT NULL,"
-            " editing INTEGER NOT NULL, edit_stamp TEXT NOT NULL, edit_hash TEXT NOT NULL,"
-            " since INTEGER NOT NULL, boot TEXT NOT NULL)");
-        Execute("PRAGMA user_version=1");
+        if (found == 0) {
+            Execute(
+                "CREATE TABLE document(key TEXT PRIMARY KEY, folder TEXT NOT NULL, name TEXT NOT NULL,"
+                " account TEXT NOT NULL, url TEXT NOT NULL, base_time INTEGER NOT NULL, base_size INTEGER "
+                "NOT "
+                "NULL,"
+                " complete INTEGER NOT NULL, dirty INTEGER NOT NULL, writing INTEGER NOT NULL,"
+                " editing INTEGER NOT NULL, edit_stamp TEXT NOT NULL, edit_hash TEXT NOT NULL,"
+                " since INTEGER NOT NULL, boot TEXT NOT NULL)");
+        }
+        if (found < kVersion) {
+            Execute("ALTER TABLE document ADD COLUMN created INTEGER NOT NULL DEFAULT 0");
+            Execute("PRAGMA user_version=2");
+        }
     });
+}
+
+// On a full disk there is no room for the memory that processes share; a single process reads without it.
+void Journal::OpenWithoutRoom() {
+    Open();
+    Execute("PRAGMA locking_mode=EXCLUSIVE");
+    if (Version() != kVersion)
+        throw Failure(kDiskFull, "the journal " + m_file.string() + " can't be made: the disk is full");
 }
 
 void Journal::Execute(const char* sql) {
@@ -147,7 +179,7 @@ std::vector<JournalEntry> Journal::All() {
 void Journal::Put(const JournalEntry& entry) {
     const std::lock_guard lock(m_mutex);
     const auto statement = Prepare((std::string("INSERT OR REPLACE INTO document(") + kColumns +
-                                    ") VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)")
+                                    ") VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)")
                                        .c_str());
     int index = 0;
     const auto text = [&](const std::string& value) { BindText(statement.get(), ++index, value); };
@@ -163,11 +195,19 @@ void Journal::Put(const JournalEntry& entry) {
     number(entry.dirty);
     number(entry.writing);
     number(entry.editing);
-    text(entry.edit_stamp);
-    text(entry.edit_hash);
+    text(entry.known_stamps);
+    text(entry.known_hash);
     number(entry.since);
     text(entry.boot);
+    number(entry.created);
     Step(statement.get());
+}
+
+void Journal::PutQuickly(const JournalEntry& entry) {
+    const std::lock_guard lock(m_mutex);
+    Execute("PRAGMA synchronous=NORMAL");
+    Put(entry);
+    Execute("PRAGMA synchronous=FULL");
 }
 
 void Journal::Remove(const std::string& key) {

@@ -112,7 +112,7 @@ TEST_F(Sphost, GetWritesItsTargetAndNothingElse) {
 TEST_F(Sphost, EditSendsChangedDocumentsOnly) {
     WriteText(site / "a.txt", "old");
     EXPECT_NE(Run({"edit", At("a.txt"), "--", "true"}).out.find("not changed"), std::string::npos);
-    EXPECT_EQ(Run({"edit", At("a.txt"), "--", "sh", "-c", "printf x > {}"}).status, 0);
+    EXPECT_EQ(Run({"edit", At("a.txt"), "--", "sh", "-c", "printf x > \"$1\"", "sh", "{}"}).status, 0);
     EXPECT_EQ(ReadText(site / "a.txt"), "x");
     EXPECT_EQ(Run({"edit", At("a.txt"), "--", "truncate", "-s", "0"}).status, 0);
     EXPECT_EQ(ReadText(site / "a.txt"), "");
@@ -131,11 +131,13 @@ TEST_F(Sphost, AKillDuringAnEditOrAnUploadLosesNothing) {
     const std::string content = SomeBytes(2000000);
     WriteText(folder / "new", content);
     const std::string saved = (folder / "saved").string();
-    KillWhen(Options({"edit", At("a"), "--", "sh", "-c", "printf edited > $0; touch " + saved + "; sleep 2"}),
+    KillWhen(Options({"edit", At("a"), "--", "sh", "-c", "printf edited > $0; touch " + saved + "; sleep 1"}),
              saved);
     KillWhen(Options({"put", (folder / "new").string(), At("b")}, {"FAKE_STOP_UPLOAD_AT=500000"}),
              site / "stopped");
     EXPECT_EQ(ReadText(site / "b"), "old");
+    EXPECT_NE(Run({"recover"}).out.find("editing"), std::string::npos) << "its program still runs";
+    EXPECT_TRUE(Comes([&] { return Run({"recover"}).out.find("editing") == std::string::npos; }));
     const std::string listed = Run({"recover", "--json"}).out;
     for (const char* part : {"site/a\"", "site/b\"", "\"unsent\"", "\"size\": 2000000", "\"same\""}) {
         EXPECT_NE(listed.find(part), std::string::npos) << part << " in " << listed;
@@ -145,6 +147,183 @@ TEST_F(Sphost, AKillDuringAnEditOrAnUploadLosesNothing) {
     EXPECT_EQ(ReadText(site / "a"), "edited");
     EXPECT_EQ(ReadText(site / "b"), content);
     EXPECT_NE(Run({"recover"}).out.find("nothing waits"), std::string::npos);
+}
+
+TEST_F(Sphost, AProgramThatOutlivesSphostKeepsItsDocument) {
+    WriteText(site / "a", "old");
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string script = "printf first > \"$1\"; touch " + (folder / "saved").string() + "; read x < " +
+                               fifo.string() + "; printf last > \"$1\"; touch " + (folder / "end").string();
+    KillWhen(Options({"edit", At("a"), "--", "sh", "-c", script, "sh"}), folder / "saved");
+    WriteText(site / "a", "theirs");
+    EXPECT_NE(Run({"recover"}).out.find("editing"), std::string::npos);
+    EXPECT_EQ(Run({"recover", "--drop", At("a")}).status, 1);
+    WriteText(fifo, "go");
+    EXPECT_TRUE(Comes([&] { return fs::exists(folder / "end"); }));
+    EXPECT_TRUE(Comes([&] { return Run({"recover"}).out.find("unsent") != std::string::npos; }));
+    EXPECT_EQ(Run({"get", At("a"), "-"}).status, 1) << "nothing replaces what the program saved";
+    EXPECT_EQ(Run({"recover", "--send", "--yes"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a"), "last");
+}
+
+TEST_F(Sphost, AClosedTerminalKeepsTheEdit) {
+    WriteText(site / "a", "old");
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    Process editing(
+        Options({"edit", At("a"), "--", "sh", "-c", "read x < $0; printf new > $1", fifo.string()}));
+    const int pipe_end = open(fifo.c_str(), O_WRONLY);
+    editing.Signal(SIGHUP);
+    EXPECT_TRUE(AppearsIn(folder / "err", "sphost: stopping when sh ends"));
+    close(pipe_end);
+    EXPECT_EQ(editing.Wait(), 3) << ReadText(folder / "err");
+    EXPECT_EQ(ReadText(site / "a"), "old");
+    EXPECT_NE(Run({"recover"}).out.find("unsent"), std::string::npos);
+}
+
+TEST_F(Sphost, AnEditorThatReturnsAtOnceIsWaitedFor) {
+    WriteText(site / "a", "old");
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string opener = "(exec 3>&-; read x < " + fifo.string() + "; printf late > \"$1\"; touch " +
+                               (folder / "end").string() + ") & exit 0";
+    const std::vector<std::string> edit{"edit", At("a"), "--", "sh", "-c", opener, "sh"};
+    const ProcessResult left = Run(edit);
+    EXPECT_NE(left.out.find("not changed"), std::string::npos);
+    EXPECT_NE(left.err.find("--wait"), std::string::npos) << left.err;
+    WriteText(fifo, "go");
+    EXPECT_TRUE(Comes([&] { return fs::exists(folder / "end"); }));
+    WriteText(site / "a", "theirs");
+    EXPECT_EQ(Run({"get", At("a"), "-"}).status, 1) << "what it saved later waits";
+    EXPECT_EQ(Run({"recover", "--send", "--yes"}).status, 0);
+    EXPECT_EQ(ReadText(site / "a"), "late");
+
+    EXPECT_EQ(Run({"edit", At("a"), "--wait", "--", "sh", "-c", "printf x > \"$1\"", "sh"}).status, 3)
+        << "nobody says that it is done";
+    EXPECT_EQ(ReadText(site / "a"), "late");
+    EXPECT_EQ(Run({"recover", "--send"}).status, 0);
+    EXPECT_EQ(Run({"edit", At("a"), "--wait", "--yes", "--", "sh", "-c", "printf y > \"$1\"", "sh"}).status,
+              0);
+    EXPECT_EQ(ReadText(site / "a"), "y");
+}
+
+TEST_F(Sphost, WhatWaitsCanBeReadSavedElsewhereAndSuperseded) {
+    WriteText(site / "a", "old");
+    EXPECT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf mine > $0; exit 1"}).status, 1);
+    EXPECT_EQ(Run({"get", At("a"), "--server", "-"}).out, "old");
+    EXPECT_EQ(Run({"recover", "--save", "-", At("a")}).out, "mine");
+    EXPECT_NE(Run({"recover"}).out.find("unsent"), std::string::npos) << "both left it alone";
+    WriteText(folder / "new", SomeBytes(600000));
+    EXPECT_EQ(Run({"put", (folder / "new").string(), At("a")}, {"FAKE_FAIL_UPLOAD_AT=1"}).status, 1);
+    EXPECT_TRUE(Run({"recover", "--save", "-", At("a")}).out == SomeBytes(600000))
+        << "the newer one waits now";
+    WriteText(folder / "new", "newest");
+    EXPECT_EQ(Run({"put", (folder / "new").string(), At("a")}).status, 0);
+    EXPECT_EQ(ReadText(site / "a"), "newest");
+    EXPECT_NE(Run({"recover"}).out.find("nothing waits"), std::string::npos);
+}
+
+TEST_F(Sphost, RecoverDropsOnlyWhatIsNamed) {
+    for (const char* name : {"a", "b", "open"}) WriteText(site / name, "old");
+    for (const char* name : {"a", "b"})
+        EXPECT_EQ(Run({"edit", At(name), "--", "sh", "-c", "printf mine > $0; exit 1"}).status, 1);
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    ProcessOptions options =
+        Options({"edit", At("open"), "--", "sh", "-c", "printf new > $1; read x < $0; true", fifo.string()});
+    options.out = options.err = folder / "other";
+    Process editing(options);
+    const int pipe_end = open(fifo.c_str(), O_WRONLY);
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"recover", "--drop"}, {"recover", "--drop", "--yes"}}) {
+        const ProcessResult refused = Run(arguments);
+        EXPECT_EQ(refused.status, 3);
+        EXPECT_NE(refused.err.find("--all"), std::string::npos) << refused.err;
+    }
+    EXPECT_EQ(Run({"recover", "--drop", At("a")}).status, 0);
+    EXPECT_EQ(Run({"recover", "--drop", "--all"}).status, 1) << "one is open";
+    const std::string left = Run({"recover"}).out;
+    EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 1) << left;
+    close(pipe_end);
+    EXPECT_EQ(editing.Wait(), 0) << ReadText(folder / "other");
+    EXPECT_EQ(ReadText(site / "open"), "new");
+}
+
+TEST_F(Sphost, AFailedPutLeavesNothingEmptyOnTheServer) {
+    EXPECT_EQ(Run({"put", "/", At("new")}).status, 1);
+    EXPECT_EQ(Run({"put", "/proc/self/mem", At("new")}).status, 1) << "can be opened, not read";
+    EXPECT_FALSE(fs::exists(site / "new"));
+    const fs::path fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const int number : {SIGTERM, SIGKILL}) {
+        // Its second block never comes.
+        Process putting(Options({"put", fifo.string(), At("new")}));
+        const int pipe_end = open(fifo.c_str(), O_WRONLY);
+        const std::string block((1 << 20) + 1, 'b');
+        EXPECT_EQ(write(pipe_end, block.data(), block.size()), static_cast<ssize_t>(block.size()));
+        EXPECT_TRUE(Comes([&] { return fs::exists(site / "new"); }));
+        putting.Signal(number);
+        putting.Wait();
+        close(pipe_end);
+        EXPECT_EQ(fs::exists(site / "new"), number == SIGKILL);
+    }
+    EXPECT_NE(Run({"recover"}).out.find("incomplete"), std::string::npos);
+    EXPECT_EQ(Run({"recover", "--drop", At("new")}).status, 0);
+    EXPECT_FALSE(fs::exists(site / "new"));
+
+    ProcessOptions from_input = Options({"put", "-", At("new")});
+    from_input.input = SomeBytes(1500000);
+    EXPECT_EQ(RunToEnd(from_input).status, 0);
+    EXPECT_TRUE(ReadText(site / "new") == SomeBytes(1500000));
+    EXPECT_NE(Run({"recover"}).out.find("nothing waits"), std::string::npos);
+}
+
+TEST_F(Sphost, AnUploadWhoseAnswerWasLostIsRecognisedByItsContent) {
+    WriteText(site / "a", "old");
+    EXPECT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf mine > $0; exit 1"}).status, 1);
+    const auto later = fs::file_time_type::clock::now() + std::chrono::hours(1);
+    WriteText(site / "a", "mine");
+    fs::last_write_time(site / "a", later);
+    const ProcessResult sent = Run({"recover", "--send"});
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    EXPECT_NE(sent.out.find("on the server already"), std::string::npos) << sent.out;
+    EXPECT_EQ(fs::last_write_time(site / "a"), later) << "nothing was sent again";
+    EXPECT_NE(Run({"recover"}).out.find("nothing waits"), std::string::npos);
+}
+
+TEST_F(Sphost, WhatWouldGoIsAskedFor) {
+    WriteText(site / "dir/a", "one");
+    WriteText(site / "dir/sub/b", "two");
+    const ProcessResult refused = Run({"rm", At("dir")});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_NE(refused.err.find("1 file and 1 folder"), std::string::npos) << refused.err;
+    EXPECT_TRUE(fs::exists(site / "dir/a"));
+    const fs::path target = folder / "copy";
+    WriteText(site / "a", "old");
+    WriteText(target, "mine");
+    fs::last_write_time(target, fs::file_time_type::clock::now() + std::chrono::hours(1));
+    const std::string keep = "sphost.replaceFile.question=keep";
+    EXPECT_EQ(Run({"get", At("a"), target.string(), "--answer", keep}).status, 3);
+    EXPECT_EQ(Run({"get", At("a"), target.string(), "--no-clobber"}).status, 1);
+    EXPECT_EQ(ReadText(target), "mine");
+    EXPECT_EQ(Run({"get", At("a"), target.string(), "--force", "--answer", keep}).status, 0);
+    EXPECT_EQ(ReadText(target), "old");
+    EXPECT_EQ(Run({"get", At("a"), target.string(), "--answer", keep}).status, 0) << "the same bytes";
+    EXPECT_EQ(Run({"rm", At("dir"), "--yes"}).status, 0);
+    EXPECT_FALSE(fs::exists(site / "dir"));
+}
+
+TEST_F(Sphost, AFileNameIsNeverPartOfAShellCommand) {
+    const std::string name = "$(touch gone).txt";
+    WriteText(site / name, "old");
+    const ProcessResult refused = Run({"edit", At("$(touch gone).txt"), "--", "sh", "-c", "printf x > '{}'"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("\"$1\""), std::string::npos) << refused.err;
+    EXPECT_EQ(Run({"edit", At(name), "--", "sh", "-c", "printf x > \"$1\"", "sh", "{}"}).status, 0);
+    EXPECT_EQ(ReadText(site / name), "x");
+    EXPECT_EQ(Run({"edit", At(name), "--", "dd", "of={}", "if=/dev/null"}).status, 0);
+    EXPECT_EQ(ReadText(site / name), "");
 }
 
 TEST_F(Sphost, RecoverNeverReplacesANewerVersionWithoutAnAnswer) {
@@ -180,8 +359,8 @@ TEST_F(Sphost, StructureCommandsCheckTheServersResult) {
     EXPECT_EQ(Run({"mv", At("a"), At("b"), "--yes"}).status, 0);
     EXPECT_EQ(ReadText(site / "b"), "one");
     EXPECT_EQ(Run({"rename", At("dir"), At("DIR")}).status, 0);
-    EXPECT_EQ(Run({"rm", At("DIR")}).status, 0);
-    EXPECT_EQ(Run({"rm", At("DIR")}).status, 1);
+    EXPECT_EQ(Run({"rm", At("DIR"), "--yes"}).status, 0);
+    EXPECT_EQ(Run({"rm", At("DIR")}).status, 1) << "it is gone";
 }
 
 TEST_F(Sphost, BadInputGetsOneLineAndItsStatus) {

@@ -126,7 +126,7 @@ TEST_P(MainJob, SpecialNamesSurviveEveryOperation) {
         EXPECT_EQ(Run({"rename", m_server->Url(folder), m_server->Url("renamed " + folder)}).status, 0);
         EXPECT_EQ(NamesIn(Run({"ls", m_server->Url("renamed " + folder), "--json"}).out),
                   std::vector<std::string>{"copy of " + name});
-        EXPECT_EQ(Run({"rm", m_server->Url("renamed " + folder)}).status, 0);
+        EXPECT_EQ(Run({"rm", "--yes", m_server->Url("renamed " + folder)}).status, 0);
     }
     EXPECT_EQ(NamesIn(Run({"ls", m_server->Url(""), "--json"}).out),
               (std::vector<std::string>{"Folder", "a.txt"}));

@@ -39,6 +39,12 @@ ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what);
 void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what);
 void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what);
 
+// Says in the error of a failed save that the document is checked out, if it is, and how that ends.
+void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, CommandError& error);
+
+// Removes the empty document that a failed save has made, unless somebody has filled it since.
+void RemovePlaceholder(Run& run, const std::u16string& url, const std::string& what);
+
 // The answer to the check-in prompt from --type, --check-in and --comment.
 host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option, const char* button);
 

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -22,6 +23,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kBlock = 1u << 20;
+constexpr auto kSudden = std::chrono::seconds(1);
 
 HRESULT ReadThrough(Run& run, TMK::IAFS_File* file) {
     const auto block = std::make_unique<char[]>(kBlock);
@@ -33,14 +35,22 @@ HRESULT ReadThrough(Run& run, TMK::IAFS_File* file) {
     return S_OK;
 }
 
-std::vector<std::string> CommandLine(const Options& options, const std::string& path) {
-    std::vector<std::string> words = options.program;
+// Puts the path where "{}" stands, or at the end. It never becomes part of a shell command, where its letters
+// could mean anything.
+std::vector<std::string> CommandLine(const std::vector<std::string>& program, const std::string& path) {
+    std::vector<std::string> words = program;
     bool is_placed = false;
     for (std::string& word : words) {
-        for (std::size_t at = 0; (at = word.find("{}", at)) != std::string::npos; at += path.size()) {
-            word.replace(at, 2, path);
-            is_placed = true;
+        const std::size_t at = word.find("{}");
+        if (at == std::string::npos) continue;
+        const bool is_value = at + 2 == word.size() && at > 0 && word[at - 1] == '=';
+        if (word != "{}" && (!is_value || word.find_first_of(" \t\n'\"") != std::string::npos)) {
+            throw UsageError(
+                "'{}' stands alone or behind '='; in a shell command the file is \"$1\", as in: "
+                "sh -c 'COMMAND \"$1\"' sh");
         }
+        word.replace(at, 2, path);
+        is_placed = true;
     }
     if (!is_placed) words.push_back(path);
     return words;
@@ -63,7 +73,8 @@ int WaitFor(pid_t child, const std::string& program) {
 }
 
 // Runs the program and returns its status as a shell does. Ctrl-C goes to the program while it runs.
-int RunProgram(Run& run, const std::vector<std::string>& words, const std::string& what) {
+// It inherits the lock: when sphost is killed, the document stays locked as long as the program has it open.
+int RunProgram(Run& run, const std::vector<std::string>& words, int lock, const std::string& what) {
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
@@ -78,6 +89,7 @@ int RunProgram(Run& run, const std::vector<std::string>& words, const std::strin
     const pid_t child = fork();
     if (child == 0) {
         for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
+        fcntl(lock, F_SETFD, 0);
         execvp(arguments[0], arguments.data());
         const int error = errno;
         [[maybe_unused]] const ssize_t written = write(report[1], &error, sizeof(error));
@@ -95,6 +107,46 @@ int RunProgram(Run& run, const std::vector<std::string>& words, const std::strin
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// What an edit has come to.
+struct Outcome {
+    int status = 0;
+    bool is_changed = false;
+    bool is_finished = true;  // the person says so
+};
+
+// Asks when a program that returned at once is really done.
+bool AskWhetherDone(Run& run, const std::string& what) {
+    return run.Agrees({.id = u"sphost.editDone.question",
+                       .text = "Save the document and close it, then press Enter here.",
+                       .yes = u"done",
+                       .no = u"cancel",
+                       .is_default = true},
+                      what);
+}
+
+Outcome RunEdit(Run& run, const std::string& url, const std::string& what) {
+    const auto edited = run.host().cache()->BeginEdit(url);
+    const auto start = std::chrono::steady_clock::now();
+    Outcome outcome;
+    try {
+        const Options& options = run.options();
+        outcome.status =
+            RunProgram(run, CommandLine(options.program, edited.path.string()), edited.lock, what);
+        if (outcome.status == 0 && options.Has("wait")) outcome.is_finished = AskWhetherDone(run, what);
+    } catch (...) {
+        run.host().cache()->FinishEdit(url);
+        throw;
+    }
+    outcome.is_changed = run.host().cache()->FinishEdit(url);
+    const bool is_sudden = std::chrono::steady_clock::now() - start < kSudden;
+    if (is_sudden && !outcome.is_changed && outcome.status == 0 && !run.options().Has("wait")) {
+        run.host().front_end().Warn(run.options().program[0] +
+                                    " returned at once and changed nothing; if it has opened a window, use "
+                                    "--wait: what is saved there later waits for 'sphost recover'");
+    }
+    return outcome;
+}
+
 // Keeps the document in the list of open documents as long as it lives.
 class OpenDocument {
 public:
@@ -104,6 +156,7 @@ public:
     }
     ~OpenDocument() { m_documents.Remove(m_document.get()); }
     host::Document* operator->() { return m_document.get(); }
+    host::Document* get() { return m_document.get(); }
 
 private:
     host::Documents& m_documents;
@@ -128,57 +181,110 @@ void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what) {
     run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), saved);
 }
 
+void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, CommandError& error) {
+    if (!run.IsCheckedOut(file)) return;
+    error.message += "; the document is checked out to you: 'sphost checkin " + host::PlainLine(url) +
+                     "' or 'sphost discard' ends that";
+}
+
+namespace {
+
+struct Editing {
+    TMK::IAFS_File* file;
+    std::string local_url;
+    bool was_checked_out;
+    std::string what;
+    std::string saving;  // the same for errors after which the changes are kept
+};
+
+// Ends an edit whose command failed or that was cancelled. A check-out that opening has made is given back
+// when nothing depends on it.
+[[noreturn]] void FailEdit(Run& run, const Editing& editing, bool is_changed, CommandError error) {
+    if (is_changed || editing.was_checked_out) {
+        AddCheckOutHint(run, editing.file, run.options().arguments[0], error);
+        throw error;
+    }
+    run.IgnoreCancel();
+    if (run.IsCheckedOut(editing.file)) {
+        try {
+            run.Exec(editing.file, u"DiscardCheckOut", editing.what);
+        } catch (const CommandError&) {
+            AddCheckOutHint(run, editing.file, run.options().arguments[0], error);
+        }
+    }
+    throw error;
+}
+
+// Throws when there is nothing to save or close: the command has failed, or somebody has cancelled.
+void CheckOutcome(Run& run, const Editing& editing, const Outcome& outcome) {
+    if (outcome.status != 0) {
+        FailEdit(run, editing, outcome.is_changed,
+                 {editing.what, E_FAIL,
+                  run.options().program[0] + " ended with status " + std::to_string(outcome.status) +
+                      "; nothing was sent" +
+                      (outcome.is_changed ? ", and 'sphost recover' has what was changed" : "")});
+    }
+    if (outcome.is_finished && !host::IsCanceled(run.cancel())) return;
+    FailEdit(run, editing, outcome.is_changed,
+             {outcome.is_changed ? editing.saving : editing.what, host::kCanceled, "cancelled"});
+}
+
+void Save(Run& run, const Editing& editing, host::Document& document) {
+    const std::string local =
+        run.host().cache()->PathOf(run.host().cache()->Entry(editing.local_url)).string();
+    try {
+        run.Check(editing.file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting,
+                                       run.details(), run.cancel()),
+                  editing.saving);
+        MarkChanged(run, editing.file, local, editing.saving);
+        run.Check(editing.file->Flush(run.details(), run.cancel()), editing.saving);
+        document.SetModified(false);
+        FinishSave(run, editing.file, editing.what);
+    } catch (CommandError& error) {
+        AddCheckOutHint(run, editing.file, run.options().arguments[0], error);
+        throw;
+    }
+}
+
+}  // namespace
+
 void Edit(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
+    CommandLine(options.program, "");  // refuses a wrong one before anything is opened
     const auto name = run.NameFor(ParseUrl(options.arguments[0]), what);
     if (IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
-    const std::u16string wide_url = run.UrlOf(name.get());
-    const std::string url = host::ToUtf8(wide_url);
-    run.RefuseUnsent(wide_url, what);
+    const std::u16string url = run.UrlOf(name.get());
+    run.RefuseUnsent(url, what);
     const bool was_checked_out = run.IsCheckedOutToUser(name.get(), what);
     const auto file =
         run.Open(name.get(),
                  TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting | TMK::AFS_OpenFile_UserOpen, what);
-    run.Check(ReadThrough(run, file.get()), what);
+    const Editing editing{file.get(), host::ToUtf8(url), was_checked_out, what,
+                          what + " (what was changed is kept, see 'sphost recover')"};
     OpenDocument document(run.host().documents(),
                           host::Make<host::Document>(file, [&] { return ReadThrough(run, file.get()); }));
-
-    const std::string path = run.host().cache()->BeginEdit(url).string();
-    int status = 0;
+    Outcome outcome;
     try {
-        status = RunProgram(run, CommandLine(options, path), what);
-    } catch (...) {
-        run.host().cache()->FinishEdit(url);
-        throw;
+        run.Check(ReadThrough(run, file.get()), what);
+        outcome = RunEdit(run, editing.local_url, what);
+    } catch (const CommandError& error) {
+        FailEdit(run, editing, run.host().cache()->Unsent(editing.local_url).has_value(), error);
     }
-    const bool is_changed = run.host().cache()->FinishEdit(url);
-    document->SetModified(is_changed);
-    const std::string saving = what + " (what was changed is kept, see 'sphost recover')";
-    if (status != 0) {
-        run.Fail(E_FAIL, what,
-                 options.program[0] + " ended with status " + std::to_string(status) + "; nothing was sent" +
-                     (is_changed ? ", and 'sphost recover' has what was changed" : ""));
-    }
-    if (host::IsCanceled(run.cancel())) run.Check(host::kCanceled, is_changed ? saving : what);
-    if (!is_changed && was_checked_out) {
+    document->SetModified(outcome.is_changed);
+    CheckOutcome(run, editing, outcome);
+    if (!outcome.is_changed && was_checked_out) {
         // Closing it could discard the check-out, with what earlier edits have saved.
         run.Say("not changed; still checked out to you");
         return;
     }
-    if (!is_changed) {
+    if (!outcome.is_changed) {
         run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
         run.Say("not changed");
         return;
     }
-    run.Check(
-        file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting, run.details(), run.cancel()),
-        saving);
-    MarkChanged(run, file.get(), path, saving);
-    run.Check(file->Flush(run.details(), run.cancel()), saving);
-    document->SetModified(false);
-    FinishSave(run, file.get(), what);
+    Save(run, editing, *document.get());
     run.Say("saved");
 }
 

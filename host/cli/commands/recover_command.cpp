@@ -1,10 +1,13 @@
 // recover: what earlier runs left unsent, listed, sent or dropped.
 // The command's worker thread.
+#include <fcntl.h>
+
 #include <array>
 
 #include "host/cache/cache_entry.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
+#include "host/cli/run/output_file.h"
 #include "host/cli/run/url_argument.h"
 
 namespace cli {
@@ -18,7 +21,7 @@ using State = UnsentDocument::State;
 enum class Server { same, newer, gone, unknown };
 
 // In the order of the enumerators.
-constexpr std::array<const char*, 4> kStateNames{"unsent", "incomplete", "editing", "missing"};
+constexpr std::array<const char*, 5> kStateNames{"unsent", "incomplete", "editing", "missing", "aside"};
 constexpr std::array<const char*, 4> kServerNames{"same", "newer", "gone", "unknown"};
 
 const char* NameOf(State state) {
@@ -47,6 +50,7 @@ Server Compare(Run& run, const UnsentDocument& document, const std::string& what
 
 // Listing works without the server, whose state is then unknown.
 Server TryCompare(Run& run, const UnsentDocument& document) {
+    if (document.state == State::aside) return Server::unknown;
     try {
         return Compare(run, document, "recover");
     } catch (const CommandError&) {
@@ -79,6 +83,7 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
         std::string line =
             url + "  " + NameOf(document.state) + ", " + std::to_string(document.size) + " bytes";
         if (!since.empty()) line += ", since " + since;
+        if (document.state == State::aside) line += ", kept as " + document.path.string();
         if (server == Server::newer) line += ", the server has a newer version";
         if (server == Server::gone) line += ", no longer on the server";
         run.Say(line);
@@ -90,42 +95,71 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
 
 // Asks whether a newer version may be overwritten, under the same id as a conflict at a save.
 bool MayOverwrite(Run& run, Server server, const std::string& url) {
-    if (run.options().Has("yes")) return true;
-    ComPtr<TMK::ITMK_TaskDialog> dialog;
-    run.Check(run.host().instance()->CreateTaskDialog(dialog.put()), "recover");
-    dialog->put_Id(u"sp.msg.outdatedFileOnWrite.question");
-    dialog->put_Style(TMK::TaskDialogStyle_Base | TMK::TaskDialogStyle_IconWarning);
-    const std::string text = server == Server::gone
-                                 ? url + " is no longer on the server. Make it again?"
-                                 : "The server has a newer version of " + url + ". Overwrite it?";
-    dialog->put_Text(host::ToUtf16(text).c_str());
-    dialog->AddButton(u"sp.btn.overwrite");
-    dialog->AddButton(u"sp.btn.cancelSaving");
-    dialog->put_DefaultButton(1);
-    dialog->put_CancelButton(1);
-    UINT pressed = 1;
-    run.Check(dialog->DoModal(nullptr, &pressed), "recover " + url);
-    return pressed == 0;
+    return run.Agrees(
+        {u"sp.msg.outdatedFileOnWrite.question",
+         server == Server::gone ? url + " is no longer on the server. Make it again?"
+                                : "The server has a newer version of " + url + ". Overwrite it?",
+         u"sp.btn.overwrite", u"sp.btn.cancelSaving"},
+        "recover " + url);
 }
 
-// Allows the document to be opened with its unsent changes as long as it lives.
-class Allowance {
-public:
-    Allowance(host::CacheStore& store, std::string url) : m_store(store), m_url(std::move(url)) {
-        m_store.AllowUnsent(m_url, true);
+// Whether the server holds what waits: the upload was taken, and only its answer got lost.
+bool IsOnServer(Run& run, const UnsentDocument& document, const std::string& what) {
+    const host::UnsentPermission bypass(*run.host().cache(), document.entry.url, host::UnsentUse::bypass);
+    const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
+    ULONGLONG size = 0;
+    const auto info = run.FindInfo(name.get(), what);
+    if (!info || FAILED(info->get_Size(&size)) || size != document.size) return false;
+    const auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
+    const host::Descriptor local = host::OpenFile(document.path, O_RDONLY);
+    std::string theirs(1u << 18, '\0');
+    std::string ours = theirs;
+    for (std::uint64_t position = 0;;) {
+        LONGLONG got = 0;
+        run.Check(file->Read(theirs.data(), static_cast<LONGLONG>(theirs.size()), &got, run.details(),
+                             run.cancel()),
+                  what);
+        const auto count = static_cast<std::size_t>(got);
+        if (count == 0) return position == size;
+        if (host::ReadAt(local.get(), document.path, ours.data(), count, position) != count ||
+            ours.compare(0, count, theirs, 0, count) != 0)
+            return false;
+        position += count;
     }
-    ~Allowance() { m_store.AllowUnsent(m_url, false); }
+}
 
-private:
-    host::CacheStore& m_store;
-    std::string m_url;
-};
+// Says, or asks, what becomes of the check-out of a document that nothing waits in any more.
+void EndCheckOut(Run& run, const std::string& document_url, bool offer_discard) {
+    const std::u16string url = host::ToUtf16(document_url);
+    const std::string what = "recover " + EscapeUrl(url);
+    try {
+        const auto name = run.NameFor(url, what);
+        if (!run.FindInfo(name.get(), what) || !run.IsCheckedOutToUser(name.get(), what)) return;
+        const std::string text = EscapeUrl(url) + " is still checked out to you. Give the check-out up?";
+        if (offer_discard &&
+            run.Agrees({u"sphost.giveUpCheckOut.question", text, u"discard", u"keep", false}, what)) {
+            const auto file =
+                run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
+            run.Exec(file.get(), u"DiscardCheckOut", what);
+            run.Say("check-out given up");
+            return;
+        }
+        run.Say("it is still checked out to you: 'sphost checkin' or 'sphost discard' ends that");
+    } catch (const CommandError& error) {
+        if (error.code == host::kCanceled) throw;  // else the server can't be asked now
+    }
+}
 
 void RequireSendable(Run& run, const UnsentDocument& document, const std::string& what) {
     if (document.state == State::incomplete) {
         run.Fail(
             host::kBadData, what,
             "its copying was interrupted, so there is no whole document to send; put it again, or --drop");
+    }
+    if (document.state == State::aside) {
+        run.Fail(host::kBadData, what,
+                 "another program changed the local copy, which was kept as " + document.path.string() +
+                     "; put it where it belongs, then --drop it");
     }
     if (document.state == State::missing)
         run.Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what, "the local copy is gone");
@@ -138,12 +172,19 @@ void Send(Run& run, const UnsentDocument& document) {
     const std::string what = "recover " + url;
     RequireSendable(run, document, what);
     const Server server = Compare(run, document, what);
+    if (server == Server::newer && IsOnServer(run, document, what)) {
+        run.host().cache()->Drop(document.entry.url);
+        run.Say("on the server already: " + url);
+        EndCheckOut(run, document.entry.url, false);
+        return;
+    }
     if (server != Server::same && !MayOverwrite(run, server, url)) {
         run.Fail(HRESULT_FROM_WIN32(679), what,
                  server == Server::gone ? "it is no longer on the server; --yes makes it again"
                                         : "the server has a newer version; --yes overwrites it");
     }
-    const Allowance allowance(*run.host().cache(), document.entry.url);
+    const host::UnsentPermission permission(*run.host().cache(), document.entry.url,
+                                            host::UnsentUse::take_up);
     const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
     const DWORD disposition =
         server == Server::gone ? TMK::AFS_OpenFile_OpenAlways : TMK::AFS_OpenFile_OpenExisting;
@@ -154,34 +195,79 @@ void Send(Run& run, const UnsentDocument& document) {
     run.Say("sent " + url);
 }
 
+void DropOne(Run& run, const UnsentDocument& document) {
+    const std::u16string url = host::ToUtf16(document.entry.url);
+    const std::string what = "recover " + EscapeUrl(url);
+    if (document.state == State::editing) run.Fail(host::kInUse, what, "it is open right now");
+    run.Say("dropping " + EscapeUrl(url) + " (" + std::to_string(document.size) + " bytes)");
+    if (document.state == State::aside) {
+        run.host().cache()->DropAside(document);
+        return;
+    }
+    if (document.entry.created) RemovePlaceholder(run, url, what);
+    run.host().cache()->Drop(document.entry.url);
+    EndCheckOut(run, document.entry.url, true);
+}
+
 // A failure doesn't stop the others; the first one is reported at the end.
-void SendAll(Run& run, const std::vector<UnsentDocument>& documents) {
+void ForEach(Run& run, const std::vector<UnsentDocument>& documents,
+             void (*work)(Run&, const UnsentDocument&)) {
     std::optional<CommandError> first;
     for (const UnsentDocument& document : documents) {
         try {
-            Send(run, document);
+            work(run, document);
         } catch (const CommandError& error) {
             if (!first) first = error;
             if (error.code == host::kCanceled) break;
+        } catch (const host::Failure& failure) {
+            if (!first) first = CommandError{"recover", failure.code(), failure.what()};
         }
     }
     if (first) throw *first;
+}
+
+void DropWanted(Run& run, const std::vector<UnsentDocument>& documents) {
+    const bool is_named = !run.options().arguments.empty() || run.options().Has("all");
+    const std::string text = "Drop what was not sent of " + std::to_string(documents.size()) + " documents?";
+    if (!is_named && !documents.empty() &&
+        !run.Agrees({u"sphost.dropAll.question", text, u"drop", u"keep", false}, "recover"))
+        run.Fail(host::kCanceled, "recover", "nothing was dropped; name a document, or add --all");
+    ForEach(run, documents, DropOne);
+}
+
+// Copies what waits elsewhere, and leaves it as it is.
+void SaveElsewhere(Run& run, const std::vector<UnsentDocument>& documents, const std::string& file) {
+    const std::string what = What(run.options(), run.options().arguments[0]);
+    if (documents.size() != 1)
+        run.Fail(E_INVALIDARG, what, "there is more than one; copy them by their paths");
+    const host::fs::path& source = documents[0].path;
+    const host::Descriptor from = host::OpenFile(source, O_RDONLY);
+    std::optional<OutputFile> target;
+    if (file != "-") target.emplace(file);
+    std::string block(1u << 18, '\0');
+    std::uint64_t position = 0;
+    while (const std::size_t got = host::ReadAt(from.get(), source, block.data(), block.size(), position)) {
+        target ? target->Write(block.data(), got) : run.Out(block.substr(0, got));
+        position += got;
+    }
+    if (target) target->Finish();
 }
 
 }  // namespace
 
 void Recover(Run& run) {
     const Options& options = run.options();
-    if (options.Has("send") && options.Has("drop")) throw UsageError("--send and --drop exclude each other");
+    if (options.Has("send") + options.Has("drop") + options.Has("save") > 1)
+        throw UsageError("--send, --save and --drop exclude each other");
+    if (options.Has("save") && options.arguments.empty()) throw UsageError("--save needs the document's URL");
+    if (options.Has("all") && !options.Has("drop")) throw UsageError("--all goes with --drop");
     const auto documents = Wanted(run);
     if (options.Has("send")) {
-        SendAll(run, documents);
+        ForEach(run, documents, Send);
     } else if (options.Has("drop")) {
-        for (const UnsentDocument& document : documents) {
-            const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
-            run.Say("dropping " + url + " (" + std::to_string(document.size) + " bytes)");
-            run.host().cache()->Drop(document.entry.url);
-        }
+        DropWanted(run, documents);
+    } else if (const auto file = options.Value("save")) {
+        SaveElsewhere(run, documents, *file);
     } else {
         ShowAll(run, documents);
     }

@@ -25,6 +25,35 @@ void ForgetLocalCopy(Run& run, const std::u16string& url) {
     if (!run.host().cache()->Unsent(bytes)) run.host().cache()->Drop(bytes);
 }
 
+// What a folder holds, as a person reads it; empty for an empty folder.
+std::string ContentOf(Run& run, TMK::IAFS_Name* folder, const std::string& what) {
+    ComPtr<TMK::IAFS_EnumFolder> listing;
+    run.Check(run.file_system()->EnumFolder(folder, 0, run.cancel(), listing.put()), what);
+    std::size_t files = 0;
+    std::size_t folders = 0;
+    for (;;) {
+        ComPtr<TMK::IAFS_EnumFolderItem> item;
+        if (run.Check(listing->Next(item.put()), what) == S_FALSE || !item) break;
+        DWORD attributes = 0;
+        run.Check(item->get_Attributes(&attributes), what);
+        ++(attributes & TMK::AFS_FileAttribute_Folder ? folders : files);
+    }
+    if (files + folders == 0) return {};
+    const auto count = [](std::size_t number, const char* one, const char* many) {
+        return std::to_string(number) + (number == 1 ? one : many);
+    };
+    return count(files, " file and ", " files and ") + count(folders, " folder", " folders");
+}
+
+void AskBeforeRemoving(Run& run, TMK::IAFS_Name* folder, const std::u16string& url, const std::string& what) {
+    if (run.options().Has("yes")) return;
+    const std::string content = ContentOf(run, folder, what);
+    if (content.empty()) return;
+    const std::string text = EscapeUrl(url) + " holds " + content + ". Delete it with all in it?";
+    if (!run.Agrees({u"sphost.removeFolder.question", text, u"delete", u"keep"}, what))
+        run.Fail(host::kCanceled, what, "it holds " + content + "; nothing was deleted (--yes deletes all)");
+}
+
 struct Pair {
     std::u16string from;
     std::u16string to;
@@ -109,7 +138,7 @@ void Remove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     const std::u16string url = ParseUrl(run.options().arguments[0]);
     const auto name = run.NameFor(url, what);
-    run.InfoOf(name.get(), what);
+    if (IsFolder(run.InfoOf(name.get(), what).get())) AskBeforeRemoving(run, name.get(), url, what);
     run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);
     if (IsThere(run, url, what)) run.Fail(E_FAIL, what, "the server didn't delete it");
     ForgetLocalCopy(run, url);

@@ -1,12 +1,16 @@
 // get and put: documents out and in.
 // The command's worker thread.
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <memory>
+#include <string_view>
 
+#include "host/base/interrupt.h"
 #include "host/cache/cache_entry.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
@@ -27,30 +31,82 @@ host::fs::path TargetOf(Run& run, const std::u16string& url) {
     return arguments[1];
 }
 
-void SendContent(Run& run, TMK::IAFS_File* file, const host::fs::path& source, const host::Descriptor& from,
-                 const std::string& what) {
-    const auto block = std::make_unique<char[]>(kBlock);
-    std::uint64_t position = 0;
-    while (const std::size_t got = host::ReadAt(from.get(), source, block.get(), kBlock, position)) {
-        LONGLONG written = 0;
-        run.Check(file->Write(block.get(), static_cast<LONGLONG>(got), &written, run.details(), run.cancel()),
-                  what);
-        if (static_cast<std::size_t>(written) != got) run.Fail(E_FAIL, what, "the local copy takes no more");
-        position += got;
+// What is put: a file, or standard input. Its first block is read at once, so that a source that can't be
+// read fails before anything exists on the server.
+class Source {
+public:
+    explicit Source(const std::string& path)
+        : m_path(path == "-" ? "standard input" : path),
+          m_file(path == "-" ? host::Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0))
+                             : host::OpenFile(path, O_RDONLY)),
+          m_block(std::make_unique<char[]>(kBlock)) {
+        struct stat status;
+        if (fstat(m_file.get(), &status) != 0) host::ThrowErrno("read", m_path, errno);
+        if (S_ISDIR(status.st_mode)) host::ThrowErrno("read", m_path, EISDIR);
+        m_size = Fill();
     }
-    if (position > 0) return;
+    // The next block; empty at the end.
+    std::string_view Next() {
+        const std::size_t size = m_is_first ? m_size : Fill();
+        m_is_first = false;
+        return {m_block.get(), size};
+    }
+
+private:
+    std::size_t Fill() {
+        std::size_t size = 0;
+        while (size < kBlock) {
+            std::array<pollfd, 2> watched{
+                {{m_file.get(), POLLIN, 0}, {host::InterruptDescriptor(), POLLIN, 0}}};
+            poll(watched.data(), watched.size(), -1);
+            if (host::InterruptFlag()) throw host::Failure(host::kCanceled, "cancelled");
+            const ssize_t got = read(m_file.get(), m_block.get() + size, kBlock - size);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) host::ThrowErrno("read", m_path, errno);
+            if (got == 0) break;
+            size += static_cast<std::size_t>(got);
+        }
+        return size;
+    }
+
+    const host::fs::path m_path;
+    const host::Descriptor m_file;
+    const std::unique_ptr<char[]> m_block;
+    std::size_t m_size = 0;
+    bool m_is_first = true;
+};
+
+void SendContent(Run& run, TMK::IAFS_File* file, Source& source, const std::string& what) {
+    bool is_empty = true;
+    for (std::string_view block; !(block = source.Next()).empty(); is_empty = false) {
+        LONGLONG written = 0;
+        run.Check(file->Write(block.data(), static_cast<LONGLONG>(block.size()), &written, run.details(),
+                              run.cancel()),
+                  what);
+        if (static_cast<std::size_t>(written) != block.size())
+            run.Fail(E_FAIL, what, "the local copy takes no more");
+    }
+    if (!is_empty) return;
     // Flush needs a write, so an empty document is written and then truncated.
     const char byte = 0;
     run.Check(file->Write(&byte, 1, nullptr, run.details(), run.cancel()), what);
     run.Check(file->SetSize(0, run.details(), run.cancel()), what);
 }
 
-host::Descriptor OpenSource(const host::fs::path& source) {
-    host::Descriptor from = host::OpenFile(source, O_RDONLY);
-    struct stat status;
-    if (fstat(from.get(), &status) != 0) host::ThrowErrno("read", source, errno);
-    if (S_ISDIR(status.st_mode)) host::ThrowErrno("read", source, EISDIR);
-    return from;
+// A target that is newer than the server's document may hold work that is nowhere else.
+void AskBeforeReplacing(Run& run, const OutputFile& target, std::uint64_t server_time,
+                        const std::string& what) {
+    const bool can_ask = run.host().front_end().CanAsk() || !run.options().answers.empty();
+    if (run.options().Has("force") || !can_ask) return;
+    constexpr std::uint64_t kEpoch = 11644473600;
+    struct stat there;
+    if (stat(target.target().c_str(), &there) != 0) return;
+    const std::uint64_t local_time = (static_cast<std::uint64_t>(there.st_mtim.tv_sec) + kEpoch) * 10000000;
+    if (local_time <= server_time || !target.ReplacesOther()) return;
+    const std::string text =
+        target.target().string() + " is newer than the server's document and differs from it. Overwrite it?";
+    if (!run.Agrees({u"sphost.replaceFile.question", text, u"overwrite", u"keep"}, what))
+        run.Fail(host::kCanceled, what, target.target().string() + " was left as it is");
 }
 
 }  // namespace
@@ -59,13 +115,23 @@ void Get(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     const std::u16string url = ParseUrl(run.options().arguments[0]);
     const auto name = run.NameFor(url, what);
-    if (IsFolder(run.InfoOf(name.get(), what).get()))
-        run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
-    run.RefuseUnsent(run.UrlOf(name.get()), what);
+    const auto info = run.InfoOf(name.get(), what);
+    if (IsFolder(info.get())) run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
+    ULONGLONG server_time = 0;
+    info->get_LastWriteTime(&server_time);
+    std::optional<host::UnsentPermission> bypass;
+    if (run.options().Has("server")) {
+        bypass.emplace(*run.host().cache(), host::ToUtf8(run.UrlOf(name.get())), host::UnsentUse::bypass);
+    } else {
+        run.RefuseUnsent(run.UrlOf(name.get()), what);
+    }
+    const bool to_output = run.options().arguments.size() > 1 && run.options().arguments[1] == "-";
+    if (!to_output && run.options().Has("no-clobber") && host::fs::exists(TargetOf(run, url)))
+        run.Fail(HRESULT_FROM_WIN32(ERROR_FILE_EXISTS), what,
+                 TargetOf(run, url).string() + " is there already");
     const auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
     LONGLONG size = 0;
     run.Check(file->GetSize(&size, run.details(), run.cancel()), what);
-    const bool to_output = run.options().arguments.size() > 1 && run.options().arguments[1] == "-";
     std::optional<OutputFile> target;
     if (!to_output) target.emplace(TargetOf(run, url));
     const auto progress = run.host().front_end().ShowProgress(static_cast<std::uint64_t>(size));
@@ -82,43 +148,92 @@ void Get(Run& run) {
         position += static_cast<std::uint64_t>(got);
         progress->Show(position);
     }
-    if (target) target->Finish();
+    if (!target) return;
+    AskBeforeReplacing(run, *target, server_time, what);
+    target->Finish();
 }
+
+void RemovePlaceholder(Run& run, const std::u16string& url, const std::string& what) {
+    run.IgnoreCancel();
+    try {
+        const auto name = run.NameFor(url, what);
+        const auto info = run.FindInfo(name.get(), what);
+        ULONGLONG size = 1;
+        const bool is_empty = info && !IsFolder(info.get()) && SUCCEEDED(info->get_Size(&size)) && size == 0;
+        if (is_empty) run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);
+        run.host().cache()->ForgetCreating(host::ToUtf8(run.UrlOf(name.get())));
+    } catch (const CommandError& error) {
+        run.host().front_end().Warn("an empty document may be left at " + EscapeUrl(url) + " (" +
+                                    error.message + "); 'sphost recover --drop' removes it");
+    }
+}
+
+namespace {
+
+// What a put has found out before it opens the document.
+struct Target {
+    std::u16string url;
+    std::string full_url;
+    ComPtr<TMK::IAFS_Name> name;
+    bool is_new;
+};
+
+Target FindTarget(Run& run, const std::string& what) {
+    Target target{ParseUrl(run.options().arguments[1]), {}, {}, false};
+    target.name = run.NameFor(target.url, what);
+    const auto info = run.FindInfo(target.name.get(), what);
+    if (info && IsFolder(info.get()))
+        run.Fail(E_INVALIDARG, what, "this is a folder; name the document in it");
+    target.is_new = !info;
+    target.full_url = host::ToUtf8(run.UrlOf(target.name.get()));
+    run.RefuseOpen(host::ToUtf16(target.full_url), what);
+    return target;
+}
+
+// Copies the source into the local copy of the opened document.
+ComPtr<TMK::IAFS_File> FillCopy(Run& run, const Target& target, Source& source, const std::string& what) {
+    const DWORD disposition = target.is_new ? TMK::AFS_OpenFile_OpenAlways : TMK::AFS_OpenFile_OpenExisting;
+    if (target.is_new) run.host().cache()->NoteCreating(target.full_url);
+    ComPtr<TMK::IAFS_File> file;
+    try {
+        file = run.Open(target.name.get(), TMK::AFS_OpenFile_Write | disposition, what);
+        // Also where no document was found: the lookup may have failed, and old content must not stay.
+        run.Check(file->SetSize(0, run.details(), run.cancel()), what);
+        SendContent(run, file.get(), source, what);
+    } catch (...) {
+        // The half copied file is discarded, since the source is still there.
+        file.reset();
+        run.host().cache()->DiscardIncomplete(target.full_url);
+        if (target.is_new) RemovePlaceholder(run, target.url, what);
+        throw;
+    }
+    return file;
+}
+
+}  // namespace
 
 void Put(Run& run) {
     const Options& options = run.options();
-    const host::fs::path source = options.arguments[0];
     const std::string what = What(options, options.arguments[1]);
     std::optional<host::PromptAnswer> check_in;
     if (options.Has("check-in")) check_in = CheckInAnswer(options, "check-in", "btn.checkIn");
     if (!check_in && options.Has("comment")) throw UsageError("--comment goes with --check-in");
-    const host::Descriptor from = OpenSource(source);
-    const std::u16string url = ParseUrl(options.arguments[1]);
-    const auto name = run.NameFor(url, what);
-    const auto info = run.FindInfo(name.get(), what);
-    if (info && IsFolder(info.get()))
-        run.Fail(E_INVALIDARG, what, "this is a folder; name the document in it");
-    const std::string full_url = host::ToUtf8(run.UrlOf(name.get()));
-    run.RefuseUnsent(host::ToUtf16(full_url), what);
-    const DWORD disposition = info ? TMK::AFS_OpenFile_OpenExisting : TMK::AFS_OpenFile_OpenAlways;
-    auto file = run.Open(name.get(), TMK::AFS_OpenFile_Write | disposition, what);
+    Source source(options.arguments[0]);
+    const Target target = FindTarget(run, what);
+    const host::UnsentPermission newer(*run.host().cache(), target.full_url, host::UnsentUse::supersede);
+    const auto file = FillCopy(run, target, source, what);
     try {
-        // Also where no document was found: the lookup may have failed, and old content must not stay.
-        run.Check(file->SetSize(0, run.details(), run.cancel()), what);
-        SendContent(run, file.get(), source, from, what);
-    } catch (...) {
-        // The half copied file is discarded, since the source is still there.
-        file.reset();
-        run.host().cache()->DiscardIncomplete(full_url);
+        run.Check(file->Flush(run.details(), run.cancel()), what + " (it is kept, see 'sphost recover')");
+        if (check_in) {
+            run.host().prompts().AddAnswer("msg.checkInDialogMessage", *check_in);
+            run.Exec(file.get(), u"CheckInWithUi", what);
+            run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
+        } else {
+            FinishSave(run, file.get(), what);
+        }
+    } catch (CommandError& error) {
+        AddCheckOutHint(run, file.get(), options.arguments[1], error);
         throw;
-    }
-    run.Check(file->Flush(run.details(), run.cancel()), what);
-    if (check_in) {
-        run.host().prompts().AddAnswer("msg.checkInDialogMessage", *check_in);
-        run.Exec(file.get(), u"CheckInWithUi", what);
-        run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), what);
-    } else {
-        FinishSave(run, file.get(), what);
     }
 }
 

@@ -58,11 +58,30 @@ void OutputFile::Write(const void* data, std::size_t size) {
     }
 }
 
+bool OutputFile::ReplacesOther() const {
+    if (m_part.empty() || !host::fs::exists(m_target)) return false;
+    const host::Descriptor there = host::OpenFile(m_target, O_RDONLY);
+    const host::Descriptor written = host::OpenFile(m_part, O_RDONLY);
+    std::string one(1u << 16, '\0');
+    std::string other = one;
+    for (std::uint64_t position = 0;;) {
+        const std::size_t got = host::ReadAt(there.get(), m_target, one.data(), one.size(), position);
+        if (host::ReadAt(written.get(), m_part, other.data(), other.size(), position) != got ||
+            one.compare(0, got, other, 0, got) != 0)
+            return true;
+        if (got == 0) return false;
+        position += got;
+    }
+}
+
 void OutputFile::Finish() {
+    if (!m_part.empty()) host::SyncFile(m_file.get(), m_part);
     m_file.reset();
     if (m_part.empty()) return;
     if (rename(m_part.c_str(), m_target.c_str()) != 0) host::ThrowErrno("write", m_target, errno);
     m_part.clear();
+    const host::fs::path folder = m_target.parent_path();
+    host::SyncFolder(folder.empty() ? host::fs::path(".") : folder);
 }
 
 }  // namespace cli

@@ -16,6 +16,9 @@ public:
 
     void Write(const void* data, std::size_t size);
     void Finish();
+    // Whether the target is there and holds other bytes than what was written.
+    bool ReplacesOther() const;
+    const host::fs::path& target() const { return m_target; }
 
 private:
     host::fs::path m_target;  // with symbolic links resolved

@@ -44,6 +44,22 @@ HRESULT Run::Check(HRESULT result, const std::string& what) {
     Fail(result, what, message);
 }
 
+bool Run::Agrees(const Question& question, const std::string& what) {
+    if (question.yes_agrees && m_options.Has("yes")) return true;
+    ComPtr<TMK::ITMK_TaskDialog> dialog;
+    Check(m_host.instance()->CreateTaskDialog(dialog.put()), what);
+    dialog->put_Id(question.id);
+    dialog->put_Style(TMK::TaskDialogStyle_Base | TMK::TaskDialogStyle_IconWarning);
+    dialog->put_Text(host::ToUtf16(question.text).c_str());
+    dialog->AddButton(question.yes);
+    dialog->AddButton(question.no);
+    dialog->put_DefaultButton(question.is_default ? 0 : 1);
+    dialog->put_CancelButton(1);
+    UINT pressed = 1;
+    Check(dialog->DoModal(nullptr, &pressed), what);
+    return pressed == 0;
+}
+
 host::StoredAccount Run::AccountFor(const std::u16string& url, const std::string& what) {
     const auto accounts = Accounts();
     const host::StoredAccount* account = host::Accounts::Find(accounts, url);
@@ -124,6 +140,13 @@ bool Run::IsCheckedOutToUser(TMK::IAFS_Name* name, const std::string& what) {
     return value.type() == VT_BOOL && value.get().boolVal != VARIANT_FALSE;
 }
 
+bool Run::IsCheckedOut(TMK::IAFS_File* file) {
+    Variant value;
+    const HRESULT result = file->get_Prop(u"CheckedOut", value.put());
+    m_host.TakeMessage();
+    return SUCCEEDED(result) && value.type() == VT_BOOL && value.get().boolVal != VARIANT_FALSE;
+}
+
 std::u16string Run::UrlOf(TMK::IAFS_Name* name) {
     Bstr url;
     Check(m_file_system->NameToString(name, 0, nullptr, url.put()), "name");
@@ -134,10 +157,14 @@ void Run::RefuseUnsent(const std::u16string& url, const std::string& what) {
     using State = host::UnsentDocument::State;
     const auto unsent = m_host.cache()->Unsent(host::ToUtf8(url));
     if (!unsent || unsent->state == State::incomplete) return;
-    if (unsent->state == State::editing) {
-        Fail(host::kInUse, what, "the document is open in another sphost; try again when that has ended");
-    }
+    RefuseOpen(url, what);
     Fail(host::kInUse, what, "earlier changes were not sent yet; 'sphost recover' sends or drops them");
+}
+
+void Run::RefuseOpen(const std::u16string& url, const std::string& what) {
+    const auto unsent = m_host.cache()->Unsent(host::ToUtf8(url));
+    if (unsent && unsent->state == host::UnsentDocument::State::editing)
+        Fail(host::kInUse, what, "the document is open in another sphost; try again when that has ended");
 }
 
 void Run::Out(const std::string& text) {

@@ -22,6 +22,16 @@ struct CommandError {
     std::string message;
 };
 
+// A question with two answers.
+struct Question {
+    LPCWSTR id;
+    std::string text;
+    LPCWSTR yes;
+    LPCWSTR no;
+    bool yes_agrees = true;   // whether --yes agrees
+    bool is_default = false;  // whether agreeing is what an empty line means
+};
+
 // A site that is bound: its account, and the name of its root.
 struct Site {
     host::StoredAccount account;
@@ -42,6 +52,11 @@ public:
     HRESULT Check(HRESULT result, const std::string& what);
     [[noreturn]] void Fail(HRESULT code, const std::string& what, const std::string& message);
 
+    // Whether the person agrees, or an option does for it; refused when nobody is there to ask.
+    bool Agrees(const Question& question, const std::string& what);
+    // Lets what follows run to its end, also after Ctrl-C: it cleans up.
+    void IgnoreCancel() { m_cancel = host::Make<host::CancelFlag>(); }
+
     std::vector<host::StoredAccount> Accounts() { return m_host.accounts().Load(file_system()); }
     // The account that a URL belongs to; a CommandError when there is none.
     host::StoredAccount AccountFor(const std::u16string& url, const std::string& what);
@@ -55,9 +70,13 @@ public:
     ComPtr<TMK::IAFS_File> Open(TMK::IAFS_Name* name, DWORD flags, const std::string& what);
     void Exec(TMK::IAFS_File* file, LPCWSTR command, const std::string& what);
     bool IsCheckedOutToUser(TMK::IAFS_Name* name, const std::string& what);
+    // The same of an open document; no when it can't be told.
+    bool IsCheckedOut(TMK::IAFS_File* file);
     std::u16string UrlOf(TMK::IAFS_Name* name);
     // A CommandError when earlier changes of the document still wait to be sent.
     void RefuseUnsent(const std::u16string& url, const std::string& what);
+    // The same only when another process has the document open.
+    void RefuseOpen(const std::u16string& url, const std::string& what);
     // Stores the accounts as binding has changed them.
     void SaveAccounts();
 
