@@ -38,6 +38,12 @@ std::string ItemJson(Store& store, const Item& item) {
     return writer.EndObject().Take();
 }
 
+// A browser names the page that a call comes from; pages of other origins may not administrate.
+bool ComesFromElsewhere(const http::Request& request) {
+    return request.headers.Has("Origin") &&
+           !EqualsIgnoringCase(request.headers.get("Origin"), request.base_url);
+}
+
 }  // namespace
 
 bool Admin::Owns(const http::Request& request) {
@@ -45,6 +51,7 @@ bool Admin::Owns(const http::Request& request) {
 }
 
 http::Response Admin::Handle(http::Request& request) {
+    if (ComesFromElsewhere(request)) return Refusal(403, "this is not for pages of other origins");
     auto operation = request.path.substr(6);
     bool post = request.method == "POST";
     try {

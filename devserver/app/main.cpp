@@ -30,6 +30,16 @@ void EndWithParent() {
     if (::getppid() != parent) ::raise(SIGTERM);
 }
 
+void WarnOfStrangers(const Options& options) {
+    if (http::IsLoopback(options.server.host)) return;
+    std::string warning = "spdevserver: warning: other machines can reach " + options.server.host;
+    if (options.default_users)
+        std::cerr << warning
+                  << ", and the passwords of the default users are known to all; --user gives others"
+                  << std::endl;
+    if (options.admin) std::cerr << warning << ", and --admin asks nobody to sign in" << std::endl;
+}
+
 int Serve(const Options& options) {
     Store store(options.data_folder);
     store.UseLogins(options.logins);
@@ -42,6 +52,7 @@ int Serve(const Options& options) {
     Seed(store, options);
     Service service(options, store);
     http::Server server(options.server, service);
+    WarnOfStrangers(options);
     server.Start();
     std::thread watcher([&server] {
         auto signals = EndSignals();

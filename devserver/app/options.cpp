@@ -87,6 +87,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
         {"--seed", [&](auto& v) { options.seed_folder = v; }},
         {"--seed-count", [&](auto& v) { options.seed_counts.push_back(ParseSeedCount(v)); }},
         {"--host", [&](auto& v) { options.server.host = v; }},
+        {"--host-name", [&](auto& v) { options.server.more_names.push_back(v); }},
         {"--port", [&](auto& v) { options.server.port = ParseNumber("--port", v, 0, 65535); }},
         {"--site", [&](auto& v) { options.site_path = ParseSite(v); }},
         {"--library", [&](auto& v) { options.library = v; }},
@@ -143,7 +144,8 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
         options.sign_in = options.generation == Generation::modern
                               ? std::vector<std::string>{"bearer"}
                               : std::vector<std::string>{"digest", "basic"};
-    if (options.users.empty())
+    options.default_users = options.users.empty();
+    if (options.default_users)
         options.users = {
             {"alice", "alice", Rights::edit}, {"bob", "bob", Rights::edit}, {"carol", "carol", Rights::read}};
     return options;
@@ -172,6 +174,8 @@ Which server it plays
 
 Where it listens
   --host HOST             address to listen on (default 127.0.0.1)
+  --host-name NAME        a name by which clients address the server, beside localhost and the address that it
+                          listens on; requests by other names are refused; may be repeated
   --port PORT             port to listen on (default 0: any free one)
   --tls-cert FILE         serve HTTPS with this PEM certificate chain ...
   --tls-key FILE          ... and this PEM key

@@ -35,7 +35,7 @@ struct Options {
     std::vector<Column> columns;
     int digest_lifetime = 1800;
     bool force_checkout = false, minor_versions = true, optional_digest = false, admin = false,
-         exit_with_parent = false, help = false;
+         default_users = false, exit_with_parent = false, help = false;
 };
 
 struct UsageError : std::invalid_argument {

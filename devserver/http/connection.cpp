@@ -224,8 +224,8 @@ private:
 
 class Connection {
 public:
-    Connection(Transport& transport, Application& application, const std::string& scheme)
-        : m_transport(transport), m_application(application), m_scheme(scheme), m_input(transport) {}
+    Connection(Transport& transport, Application& application, const ServerAddress& address)
+        : m_transport(transport), m_application(application), m_address(address), m_input(transport) {}
 
     void Run() {
         m_transport.Handshake();
@@ -242,11 +242,12 @@ private:
             auto head = ReadHead();
             if (head.empty()) return false;
             request = parser.ParseHead(head);
+            RequireKnownHost(request);
         } catch (const BadRequest& error) {
             Refuse(error);
             return false;
         }
-        request.base_url = m_scheme + "://" + HostOf(request);
+        request.base_url = m_address.scheme + "://" + HostOf(request);
         auto plan = m_application.plan(request);
         RequestBody body(m_transport, m_input, parser, request, plan);
         request.body = &body;
@@ -265,6 +266,12 @@ private:
     void Log(const Request& request, const RequestBody& body, ExchangeResult& result) {
         result.bytes_in = body.total();
         m_application.finished(request, result);
+    }
+
+    void RequireKnownHost(const Request& request) const {
+        auto host = request.headers.get("Host");
+        if (!host.empty() && !m_address.names.Has(host))
+            throw BadRequest(400, "Bad Request - Invalid Hostname (--host-name makes a name known)");
     }
 
     static std::string HostOf(const Request& request) {
@@ -385,17 +392,17 @@ private:
 
     Transport& m_transport;
     Application& m_application;
-    const std::string& m_scheme;
+    const ServerAddress& m_address;
     Input m_input;
     ConnectionMemory m_memory;
 };
 
 }  // namespace
 
-void ServeConnection(Transport& transport, Application& application, const std::string& scheme) {
+void ServeConnection(Transport& transport, Application& application, const ServerAddress& address) {
     try {
         if (application.StallConnection()) transport.Stall();
-        Connection(transport, application, scheme).Run();
+        Connection(transport, application, address).Run();
     } catch (const std::exception&) {
         // A broken connection ends by itself; the server goes on.
     }

@@ -3,12 +3,19 @@
 #pragma once
 #include <string>
 
+#include "http/host_names.h"
 #include "http/message.h"
 #include "http/transport.h"
 
 namespace devserver::http {
 
+// What all connections of a server share.
+struct ServerAddress {
+    const std::string& scheme;
+    const HostNames& names;
+};
+
 // Serves the connection until it ends; never throws.
-void ServeConnection(Transport& transport, Application& application, const std::string& scheme);
+void ServeConnection(Transport& transport, Application& application, const ServerAddress& address);
 
 }  // namespace devserver::http

@@ -18,7 +18,9 @@
 namespace devserver::http {
 
 Server::Server(ServerOptions options, Application& application)
-    : m_options(std::move(options)), m_application(application) {
+    : m_options(std::move(options)),
+      m_application(application),
+      m_names(m_options.host, m_options.more_names) {
     m_scheme = m_options.certificate_file.empty() ? "http" : "https";
 }
 
@@ -107,7 +109,7 @@ void Server::Serve(int socket) {
             std::lock_guard lock(m_mutex);
             m_transports.insert(&transport);
         }
-        if (!m_stopping) ServeConnection(transport, m_application, m_scheme);
+        if (!m_stopping) ServeConnection(transport, m_application, {m_scheme, m_names});
         std::lock_guard lock(m_mutex);
         m_transports.erase(&transport);
     }

@@ -6,7 +6,9 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "http/host_names.h"
 #include "http/message.h"
 #include "http/transport.h"
 
@@ -15,6 +17,7 @@ namespace devserver::http {
 struct ServerOptions {
     std::string host = "127.0.0.1";
     int port = 0;
+    std::vector<std::string> more_names;     // by which it is addressed
     std::string certificate_file, key_file;  // both empty: plain HTTP
     int max_connections = 256;
 };
@@ -37,6 +40,7 @@ private:
 
     ServerOptions m_options;
     Application& m_application;
+    HostNames m_names;
     std::string m_scheme;
     SSL_CTX* m_tls = nullptr;
     int m_listener = -1;

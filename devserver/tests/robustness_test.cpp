@@ -22,7 +22,7 @@ TEST(Robustness, HostileRequestsAreRefusedAndTheServerGoesOn) {
     seed.Write("a.pdf", "content");
     ServerProcess server({"--seed", seed.path()});
     Client alice(server, "alice");
-    auto head = " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n" + alice.authorization() + "\r\n";
+    auto head = " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + alice.authorization() + "\r\n";
     const std::string requests[] = {
         "\r\n\r\n",
         "GET\r\n\r\n",
