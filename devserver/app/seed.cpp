@@ -22,16 +22,26 @@ void CopyFile(Store& store, const fs::path& from, const std::string& to, const U
     store.AddPublished(to, std::move(content), information.st_mtime, user);
 }
 
+// Runs a step of the copying; the store's refusal of it names the file that was to be copied.
+template <class Step>
+void Named(const fs::path& from, Step step) {
+    try {
+        step();
+    } catch (const StoreError& error) {
+        throw std::runtime_error("--seed " + from.string() + " is refused: " + error.what());
+    }
+}
+
 void CopyFolder(Store& store, const fs::path& from, const std::string& to, const User& user) {
     std::vector<fs::directory_entry> entries(fs::directory_iterator(from), fs::directory_iterator{});
     std::sort(entries.begin(), entries.end());
     for (const auto& entry : entries) {
         auto target = to + "/" + entry.path().filename().string();
         if (entry.is_directory()) {
-            store.CreateFolder(target, user);
+            Named(entry, [&] { store.CreateFolder(target, user); });
             CopyFolder(store, entry.path(), target, user);
         } else if (entry.is_regular_file()) {
-            CopyFile(store, entry.path(), target, user);
+            Named(entry, [&] { CopyFile(store, entry.path(), target, user); });
         }
     }
 }
@@ -40,6 +50,8 @@ void CopyFolder(Store& store, const fs::path& from, const std::string& to, const
 
 void Seed(Store& store, const Options& options) {
     if (store.IsSeeded()) return;
+    // A refused seed leaves nothing, so that the next start begins it anew.
+    Transaction transaction(store.database());
     auto user = store.UserByName(options.users[0].name).value();
     auto library = store.libraries(store.site().id).at(0);
     auto root = store.item(library.root_item)->path;
@@ -50,6 +62,7 @@ void Seed(Store& store, const Options& options) {
     }
     for (const auto& [name, count] : options.seed_counts) store.AddMany(root + "/" + name, count, user);
     store.SetSeeded();
+    transaction.Commit();
 }
 
 }  // namespace devserver

@@ -14,7 +14,37 @@ namespace {
 std::string PrepareFolder(const std::string& folder) {
     std::filesystem::create_directories(folder);
     ::chmod(folder.c_str(), 0700);
-    return folder + "/site.db";
+    return folder;
+}
+
+const char* ReasonOf(Fault fault) {
+    switch (fault) {
+        case Fault::not_found:
+            return "there is nothing of this name";
+        case Fault::already_exists:
+            return "there is something of this name already";
+        case Fault::invalid_name:
+            return "a name that a site doesn't take";
+        case Fault::invalid_path:
+            return "not a path of the site";
+        case Fault::checked_out_by_other:
+            return "checked out by somebody else";
+        case Fault::locked:
+            return "locked by somebody else";
+        case Fault::not_checked_out:
+            return "not checked out";
+        case Fault::must_check_out:
+            return "must be checked out first";
+        case Fault::no_checked_in_version:
+            return "no version to go back to";
+        case Fault::required_columns:
+            return "a required column is empty";
+        case Fault::version_not_found:
+            return "there is no such version";
+        case Fault::not_allowed_here:
+            return "not possible at this place";
+    }
+    return "refused";
 }
 
 std::string DisplayName(std::string name) {
@@ -50,7 +80,14 @@ std::string MakeLogin(LoginForm form, const std::string& name) {
 
 }  // namespace
 
-Store::Store(const std::string& folder) : m_database(PrepareFolder(folder)), m_blobs(folder + "/documents") {
+StoreError::StoreError(Fault what, std::string about, std::string whom)
+    : std::runtime_error(about + ": " + ReasonOf(what)),
+      fault(what),
+      subject(std::move(about)),
+      who(std::move(whom)) {}
+
+Store::Store(const std::string& folder)
+    : m_lock(PrepareFolder(folder)), m_database(folder + "/site.db"), m_blobs(folder + "/documents") {
     CreateSchema();
     m_blobs.Sweep([this](const std::string& name) { return HasBlob(name); });
     LoadWebs();

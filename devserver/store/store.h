@@ -11,6 +11,7 @@
 
 #include "store/blobs.h"
 #include "store/database.h"
+#include "store/folder_lock.h"
 #include "store/records.h"
 
 namespace devserver {
@@ -32,11 +33,7 @@ enum class Fault {
 
 // A refusal of the store; `subject` is the path or name concerned, `who` the login of the user who blocks it.
 struct StoreError : std::runtime_error {
-    StoreError(Fault what, std::string about, std::string whom = {})
-        : std::runtime_error("store refused: " + about),
-          fault(what),
-          subject(std::move(about)),
-          who(std::move(whom)) {}
+    StoreError(Fault what, std::string about, std::string whom = {});
     Fault fault;
     std::string subject, who;
 };
@@ -51,6 +48,7 @@ struct Upload {
 
 class Store {
 public:
+    // Throws std::runtime_error when another process uses the folder.
     explicit Store(const std::string& folder);
     // For tables of other classes.
     Database& database() { return m_database; }
@@ -171,6 +169,7 @@ private:
     Library LibraryOf(const Item& item);
     bool TargetTaken(const Place& place, Id mover, bool overwrite, const User& user);
 
+    FolderLock m_lock;
     Database m_database;
     Blobs m_blobs;
     LoginForm m_login_form = LoginForm::membership;
