@@ -18,7 +18,7 @@ public:
     Document(ComPtr<TMK::IAFS_File> file, std::function<HRESULT()> reload)
         : m_file(std::move(file)), m_reload(std::move(reload)) {}
     HRESULT get_Modified(VARIANT_BOOL* out_modified) override { return GiveBool(out_modified, m_modified); }
-    HRESULT get_File(TMK::IAFS_File** out_file) override { return m_file.copy_to(out_file); }
+    HRESULT get_File(TMK::IAFS_File** out_file) override { return m_file.CopyTo(out_file); }
     void SetModified(bool modified) { m_modified = modified; }
     // Drops the local copy and unsaved changes and reads the document again.
     HRESULT Reload();

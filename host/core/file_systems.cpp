@@ -14,7 +14,7 @@ constexpr DWORD kChoiceCanceled = 2;
 
 class DialogParameters final : public Object<TMK::IAFS_DlgParams> {
 public:
-    HRESULT get_Settings(TMK::ITMK_Cab** out_settings) override { return m_settings.copy_to(out_settings); }
+    HRESULT get_Settings(TMK::ITMK_Cab** out_settings) override { return m_settings.CopyTo(out_settings); }
 
 private:
     ComPtr<TMK::ITMK_Cab> m_settings = std::make_shared<SettingsTree>()->View();

@@ -44,7 +44,7 @@ public:
     Name(FakeSite& site, TMK::IAFS_FileSys* file_system, std::u16string url)
         : m_site(site), m_file_system(file_system), m_url(std::move(url)) {}
     HRESULT get_FileSys(TMK::IAFS_FileSys** out_file_system) override {
-        return m_file_system.copy_to(out_file_system);
+        return m_file_system.CopyTo(out_file_system);
     }
     fs::path path() const { return m_site.PathOf(m_url); }
     const std::u16string& url() const { return m_url; }
@@ -94,7 +94,7 @@ class EnumItem final : public Info<TMK::IAFS_EnumFolderItem> {
 public:
     using Info::Info;
     HRESULT get_Name(TMK::IAFS_Name** out_name) override {
-        return ComPtr<TMK::IAFS_Name>(m_name).copy_to(out_name);
+        return ComPtr<TMK::IAFS_Name>(m_name).CopyTo(out_name);
     }
 };
 
@@ -103,7 +103,7 @@ public:
     Listing(ComPtr<Name> name, std::vector<ComPtr<Name>> items)
         : m_name(std::move(name)), m_items(std::move(items)) {}
     HRESULT get_Name(TMK::IAFS_Name** out_name) override {
-        return ComPtr<TMK::IAFS_Name>(m_name).copy_to(out_name);
+        return ComPtr<TMK::IAFS_Name>(m_name).CopyTo(out_name);
     }
     HRESULT Next(TMK::IAFS_EnumFolderItem** out_item) override {
         *out_item = nullptr;
@@ -239,7 +239,7 @@ public:
         return m_files->CreateCache(this, callbacks.get(), m_flags, size, 0, 0, 0, m_cache.put());
     }
     HRESULT get_Name(TMK::IAFS_Name** out_name) override {
-        return ComPtr<TMK::IAFS_Name>(m_name).copy_to(out_name);
+        return ComPtr<TMK::IAFS_Name>(m_name).CopyTo(out_name);
     }
     HRESULT get_OpenFlags(DWORD* out) override { return *out = m_flags, S_OK; }
     HRESULT get_IoMode(DWORD* out) override { return *out = 0, S_OK; }
@@ -400,7 +400,7 @@ public:
             if (!m_cache) m_afs->CreateFileCachesMap(this, m_cache.put());
             const auto file = Make<File>(m_site, ComPtr<Name>(local), m_cache, flags);
             const HRESULT result = file->Acquire();
-            return SUCCEEDED(result) ? ComPtr<TMK::IAFS_File>(file).copy_to(out_file) : result;
+            return SUCCEEDED(result) ? ComPtr<TMK::IAFS_File>(file).CopyTo(out_file) : result;
         });
     }
     HRESULT CreateFolder(TMK::IAFS_Name* name, DWORD, TMK::ITMK_ErrorDetails*,

@@ -37,7 +37,7 @@ public:
         m_port = ntohs(address.sin_port);
         m_thread = std::thread([this] {
             for (int client; (client = accept(m_listener, nullptr, nullptr)) >= 0; close(client))
-                serve(client);
+                Serve(client);
         });
     }
     ~Server() {
@@ -48,7 +48,7 @@ public:
     unsigned short port() const { return m_port; }
 
 private:
-    static void send_all(int client, const char* data, std::size_t size) {
+    static void SendAll(int client, const char* data, std::size_t size) {
         while (size) {
             const ssize_t sent = send(client, data, size, MSG_NOSIGNAL);
             if (sent <= 0) return;
@@ -56,7 +56,7 @@ private:
             size -= static_cast<std::size_t>(sent);
         }
     }
-    static void serve(int client) {
+    static void Serve(int client) {
         std::vector<char> block(1 << 20);
         std::string head;
         while (head.find("\r\n\r\n") == std::string::npos) {
@@ -74,14 +74,14 @@ private:
                 left -= static_cast<std::size_t>(got);
             }
             const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
-            return send_all(client, answer.data(), answer.size());
+            return SendAll(client, answer.data(), answer.size());
         }
         std::size_t size = std::strtoull(head.c_str() + 5, nullptr, 10);
         const std::string answer =
             "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\nConnection: close\r\n\r\n";
-        send_all(client, answer.data(), answer.size());
+        SendAll(client, answer.data(), answer.size());
         for (std::size_t part; size; size -= part)
-            send_all(client, block.data(), part = std::min(size, block.size()));
+            SendAll(client, block.data(), part = std::min(size, block.size()));
     }
 
     int m_listener;
@@ -101,13 +101,13 @@ struct Open {
     HINTERNET session, connection, request;
 };
 
-std::u16string widen(const std::string& text) {
+std::u16string Widen(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-void download(unsigned short port, std::size_t size, const std::string& path, DWORD block) {
-    const Open open(port, u"GET", widen("/" + std::to_string(size)));
-    HANDLE file = CreateFileW(widen(path).c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+void Download(unsigned short port, std::size_t size, const std::string& path, DWORD block) {
+    const Open open(port, u"GET", Widen("/" + std::to_string(size)));
+    HANDLE file = CreateFileW(Widen(path).c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     if (!HttpSendRequestW(open.request, nullptr, 0, nullptr, 0)) std::abort();
     std::vector<char> buffer(std::max<DWORD>(block, 1 << 16));
     std::size_t filled = 0;
@@ -123,11 +123,11 @@ void download(unsigned short port, std::size_t size, const std::string& path, DW
     CloseHandle(file);
 }
 
-void upload(unsigned short port, std::size_t size, const std::string& path, DWORD block) {
+void Upload(unsigned short port, std::size_t size, const std::string& path, DWORD block) {
     const Open open(port, u"PUT", u"/");
     std::FILE* file = std::fopen(path.c_str(), "rb");
     std::setvbuf(file, nullptr, _IONBF, 0);
-    HttpAddRequestHeadersW(open.request, widen("content-length:" + std::to_string(size)).c_str(), ~DWORD{0},
+    HttpAddRequestHeadersW(open.request, Widen("content-length:" + std::to_string(size)).c_str(), ~DWORD{0},
                            HTTP_ADDREQ_FLAG_ADD);
     if (!HttpSendRequestExW(open.request, nullptr, nullptr, 0, 0)) std::abort();
     std::vector<char> buffer(block);
@@ -139,12 +139,12 @@ void upload(unsigned short port, std::size_t size, const std::string& path, DWOR
     std::fclose(file);
 }
 
-void run_command(const std::string& command) {
+void RunCommand(const std::string& command) {
     if (std::system(command.c_str()) != 0) std::abort();
 }
 
 // The best of three, in MiB a second.
-double measure(const char* name, std::size_t size, double floor, const std::function<void()>& work) {
+double Measure(const char* name, std::size_t size, double floor, const std::function<void()>& work) {
     double best = 0;
     for (int i = 0; i < 3; ++i) {
         const auto begin = Clock::now();
@@ -166,14 +166,14 @@ int main(int argc, char** argv) {
     const std::string path = (folder / "transfer_bench.tmp").string();
     Server server;
     const std::string base = "http://127.0.0.1:" + std::to_string(server.port()) + "/";
-    const double get_floor = measure(
-        "curl -o", size, 0, [&] { run_command("curl -s -o '" + path + "' " + base + std::to_string(size)); });
-    measure("InternetReadFile, 1024 bytes", size, get_floor,
-            [&] { download(server.port(), size, path, 1024); });
-    measure("InternetReadFile, 64 KiB", size, get_floor, [&] { download(server.port(), size, path, 65536); });
+    const double get_floor = Measure(
+        "curl -o", size, 0, [&] { RunCommand("curl -s -o '" + path + "' " + base + std::to_string(size)); });
+    Measure("InternetReadFile, 1024 bytes", size, get_floor,
+            [&] { Download(server.port(), size, path, 1024); });
+    Measure("InternetReadFile, 64 KiB", size, get_floor, [&] { Download(server.port(), size, path, 65536); });
     const double put_floor =
-        measure("curl -T", size, 0, [&] { run_command("curl -s -H Expect: -T '" + path + "' " + base); });
-    measure("InternetWriteFile, 64 KiB", size, put_floor, [&] { upload(server.port(), size, path, 65536); });
-    measure("InternetWriteFile, 1 MiB", size, put_floor, [&] { upload(server.port(), size, path, 1 << 20); });
+        Measure("curl -T", size, 0, [&] { RunCommand("curl -s -H Expect: -T '" + path + "' " + base); });
+    Measure("InternetWriteFile, 64 KiB", size, put_floor, [&] { Upload(server.port(), size, path, 65536); });
+    Measure("InternetWriteFile, 1 MiB", size, put_floor, [&] { Upload(server.port(), size, path, 1 << 20); });
     std::filesystem::remove(path);
 }

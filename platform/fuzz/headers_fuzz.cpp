@@ -15,18 +15,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ResponseHeaders block;
     for (std::size_t at = 0; at < size;) {
         const std::size_t end = std::min(text.find('\n', at), size - 1) + 1;
-        if (!block.add_line(text.substr(at, end - at))) break;
+        if (!block.AddLine(text.substr(at, end - at))) break;
         at = end;
     }
     if (block.status() > 999) std::abort();
-    for (const std::string& line : block.lines()) from_header_bytes(line);
-    for (std::size_t i = 0; block.find("Location", i); ++i) {
+    for (const std::string& line : block.lines()) FromHeaderBytes(line);
+    for (std::size_t i = 0; block.Find("Location", i); ++i) {
         const Target base{true, "host", 443, "/a/b"};
-        if (const auto next = resolve(base, *block.find("Location", i)))
+        if (const auto next = Resolve(base, *block.Find("Location", i)))
             if (next->url().find_first_of("\r\n ") != std::string::npos) std::abort();
     }
     RequestHeaders headers;
-    headers.add(from_header_bytes(text), HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE);
+    headers.Add(FromHeaderBytes(text), HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE);
     for (const Header& header : headers.all())
         if (header.value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) std::abort();
     return 0;

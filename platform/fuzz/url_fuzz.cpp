@@ -11,20 +11,20 @@
 
 namespace {
 
-void check(bool good) {
+void Check(bool good) {
     if (!good) std::abort();
 }
 
-void crack(const std::u16string& url) {
+void Crack(const std::u16string& url) {
     URL_COMPONENTSW parts{};
     parts.dwStructSize = sizeof parts;
     parts.dwSchemeLength = parts.dwHostNameLength = parts.dwUserNameLength = parts.dwPasswordLength = 1;
     parts.dwUrlPathLength = parts.dwExtraInfoLength = 1;
     if (!InternetCrackUrlW(url.c_str(), static_cast<DWORD>(url.size()), 0, &parts)) return;
-    check(parts.lpszUrlPath >= url.data() &&
+    Check(parts.lpszUrlPath >= url.data() &&
           parts.lpszUrlPath + parts.dwUrlPathLength <= url.data() + url.size());
-    check(parts.lpszExtraInfo + parts.dwExtraInfoLength == url.data() + url.size());
-    check(!parts.lpszHostName || parts.lpszHostName + parts.dwHostNameLength <= parts.lpszUrlPath);
+    Check(parts.lpszExtraInfo + parts.dwExtraInfoLength == url.data() + url.size());
+    Check(!parts.lpszHostName || parts.lpszHostName + parts.dwHostNameLength <= parts.lpszUrlPath);
 }
 
 }  // namespace
@@ -44,18 +44,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<char16_t> buffer((choice & 8) ? size / 2 : INTERNET_MAX_URL_LENGTH);
     DWORD length = static_cast<DWORD>(buffer.size());
     if (InternetCanonicalizeUrlW(text.c_str(), buffer.data(), &length, flags)) {
-        check(length < buffer.size() && buffer[length] == 0);
-        crack(std::u16string(buffer.data(), length));
+        Check(length < buffer.size() && buffer[length] == 0);
+        Crack(std::u16string(buffer.data(), length));
     } else if (GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
         buffer.resize(length);
-        check(InternetCanonicalizeUrlW(text.c_str(), buffer.data(), &length, flags));
+        Check(InternetCanonicalizeUrlW(text.c_str(), buffer.data(), &length, flags));
     }
-    crack(text);
+    Crack(text);
     const std::u16string other = text.substr(text.size() / 2);
     const int forth = CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, text.c_str(), -1, other.c_str(), -1);
     const int back = CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, other.c_str(), -1, text.c_str(), -1);
-    check(forth + back == 2 * CSTR_EQUAL);
-    check(StrCmpLogicalW(text.c_str(), other.c_str()) == -StrCmpLogicalW(other.c_str(), text.c_str()));
-    check(PathFindExtensionW(text.c_str()) <= text.c_str() + text.size());
+    Check(forth + back == 2 * CSTR_EQUAL);
+    Check(StrCmpLogicalW(text.c_str(), other.c_str()) == -StrCmpLogicalW(other.c_str(), text.c_str()));
+    Check(PathFindExtensionW(text.c_str()) <= text.c_str() + text.size());
     return 0;
 }

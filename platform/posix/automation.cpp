@@ -12,11 +12,11 @@ namespace {
 // The text starts 8 bytes into the block, so that it is aligned; its length stands in the 4 bytes before it.
 constexpr std::size_t kBstrOffset = 8;
 
-char* bstr_block(BSTR text) {
+char* BstrBlock(BSTR text) {
     return reinterpret_cast<char*>(text) - kBstrOffset;
 }
 
-DWORD bstr_bytes(BSTR text) {
+DWORD BstrBytes(BSTR text) {
     DWORD bytes;
     std::memcpy(&bytes, reinterpret_cast<const char*>(text) - sizeof bytes, sizeof bytes);
     return bytes;
@@ -26,7 +26,7 @@ DWORD bstr_bytes(BSTR text) {
 constexpr std::size_t kArrayOffset = 16;
 constexpr USHORT kHasVartype = 0x0080;
 
-std::size_t element_size(VARTYPE type) {
+std::size_t ElementSize(VARTYPE type) {
     switch (type) {
         case VT_UI1:
             return 1;
@@ -56,21 +56,21 @@ std::size_t element_size(VARTYPE type) {
     }
 }
 
-VARTYPE element_type(const SAFEARRAY* array) {
+VARTYPE ElementType(const SAFEARRAY* array) {
     VARTYPE type;
     std::memcpy(&type, reinterpret_cast<const char*>(array) - kArrayOffset, sizeof type);
     return type;
 }
 
-char* element_at(const SAFEARRAY* array, ULONG index) {
+char* ElementAt(const SAFEARRAY* array, ULONG index) {
     return static_cast<char*>(array->pvData) + std::size_t{index} * array->cbElements;
 }
 
-bool is_vector(const SAFEARRAY* array) {
+bool IsVector(const SAFEARRAY* array) {
     return array && array->cDims == 1 && (array->fFeatures & kHasVartype);
 }
 
-HRESULT copy_element(VARTYPE type, const char* from, void* to) {
+HRESULT CopyElement(VARTYPE type, const char* from, void* to) {
     switch (type) {
         case VT_BSTR: {
             BSTR text;
@@ -94,12 +94,12 @@ HRESULT copy_element(VARTYPE type, const char* from, void* to) {
             return VariantCopy(target, reinterpret_cast<const VARIANT*>(from));
         }
         default:
-            std::memcpy(to, from, element_size(type));
+            std::memcpy(to, from, ElementSize(type));
             return S_OK;
     }
 }
 
-void release_element(VARTYPE type, char* element) {
+void ReleaseElement(VARTYPE type, char* element) {
     if (type == VT_BSTR) {
         BSTR text;
         std::memcpy(&text, element, sizeof text);
@@ -113,16 +113,16 @@ void release_element(VARTYPE type, char* element) {
     }
 }
 
-HRESULT copy_array(SAFEARRAY* source, SAFEARRAY** out_copy) {
+HRESULT CopyArray(SAFEARRAY* source, SAFEARRAY** out_copy) {
     *out_copy = nullptr;
     if (!source) return S_OK;
-    if (!is_vector(source)) return E_INVALIDARG;
+    if (!IsVector(source)) return E_INVALIDARG;
     const SAFEARRAYBOUND& bound = source->rgsabound[0];
-    SAFEARRAY* copy = SafeArrayCreateVector(element_type(source), bound.lLbound, bound.cElements);
+    SAFEARRAY* copy = SafeArrayCreateVector(ElementType(source), bound.lLbound, bound.cElements);
     if (!copy) return E_OUTOFMEMORY;
     HRESULT result = S_OK;
     for (ULONG i = 0; i < bound.cElements && SUCCEEDED(result); ++i)
-        result = copy_element(element_type(source), element_at(source, i), element_at(copy, i));
+        result = CopyElement(ElementType(source), ElementAt(source, i), ElementAt(copy, i));
     if (FAILED(result))
         SafeArrayDestroy(copy);
     else
@@ -130,8 +130,8 @@ HRESULT copy_array(SAFEARRAY* source, SAFEARRAY** out_copy) {
     return result;
 }
 
-bool is_known_scalar(VARTYPE type) {
-    return type == VT_EMPTY || type == VT_NULL || element_size(type) > 0;
+bool IsKnownScalar(VARTYPE type) {
+    return type == VT_EMPTY || type == VT_NULL || ElementSize(type) > 0;
 }
 
 }  // namespace
@@ -165,11 +165,11 @@ BSTR SysAllocStringLen(LPCWSTR text, UINT length) {
 }
 
 void SysFreeString(BSTR text) {
-    if (text) std::free(bstr_block(text));
+    if (text) std::free(BstrBlock(text));
 }
 
 UINT SysStringLen(BSTR text) {
-    return text ? static_cast<UINT>(bstr_bytes(text) / sizeof(char16_t)) : 0;
+    return text ? static_cast<UINT>(BstrBytes(text) / sizeof(char16_t)) : 0;
 }
 
 void VariantInit(VARIANT* variant) {
@@ -184,7 +184,7 @@ HRESULT VariantClear(VARIANT* variant) {
             if (FAILED(result)) return result;
         }
     } else if (!(variant->vt & VT_BYREF)) {
-        if (!is_known_scalar(variant->vt) || variant->vt == VT_VARIANT) return DISP_E_BADVARTYPE;
+        if (!IsKnownScalar(variant->vt) || variant->vt == VT_VARIANT) return DISP_E_BADVARTYPE;
         if (variant->vt == VT_BSTR) SysFreeString(variant->bstrVal);
         if ((variant->vt == VT_UNKNOWN || variant->vt == VT_DISPATCH) && variant->punkVal)
             variant->punkVal->Release();
@@ -199,13 +199,13 @@ HRESULT VariantCopy(VARIANT* target, const VARIANT* source) {
     VARIANT copy = *source;
     if (!(source->vt & VT_BYREF)) {
         if (source->vt & VT_ARRAY) {
-            const HRESULT result = copy_array(source->parray, &copy.parray);
+            const HRESULT result = CopyArray(source->parray, &copy.parray);
             if (FAILED(result)) return result;
-        } else if (!is_known_scalar(source->vt) || source->vt == VT_VARIANT) {
+        } else if (!IsKnownScalar(source->vt) || source->vt == VT_VARIANT) {
             return DISP_E_BADVARTYPE;
         } else if (source->vt != VT_EMPTY && source->vt != VT_NULL) {
             const HRESULT result =
-                copy_element(source->vt, reinterpret_cast<const char*>(&source->llVal), &copy.llVal);
+                CopyElement(source->vt, reinterpret_cast<const char*>(&source->llVal), &copy.llVal);
             if (FAILED(result)) return result;
         }
     }
@@ -219,7 +219,7 @@ HRESULT VariantCopy(VARIANT* target, const VARIANT* source) {
 }
 
 SAFEARRAY* SafeArrayCreateVector(VARTYPE type, LONG lower_bound, ULONG count) {
-    const std::size_t size = element_size(type);
+    const std::size_t size = ElementSize(type);
     if (!size) return nullptr;
     char* block = static_cast<char*>(std::calloc(1, kArrayOffset + sizeof(SAFEARRAY)));
     void* data = std::calloc(count ? count : 1, size);
@@ -240,10 +240,10 @@ SAFEARRAY* SafeArrayCreateVector(VARTYPE type, LONG lower_bound, ULONG count) {
 
 HRESULT SafeArrayDestroy(SAFEARRAY* array) {
     if (!array) return S_OK;
-    if (!is_vector(array)) return E_INVALIDARG;
+    if (!IsVector(array)) return E_INVALIDARG;
     if (array->cLocks) return DISP_E_ARRAYISLOCKED;
     for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)
-        release_element(element_type(array), element_at(array, i));
+        ReleaseElement(ElementType(array), ElementAt(array, i));
     std::free(array->pvData);
     std::free(reinterpret_cast<char*>(array) - kArrayOffset);
     return S_OK;
@@ -254,14 +254,14 @@ UINT SafeArrayGetDim(SAFEARRAY* array) {
 }
 
 HRESULT SafeArrayGetLBound(SAFEARRAY* array, UINT dimension, LONG* out_bound) {
-    if (!is_vector(array) || !out_bound) return E_INVALIDARG;
+    if (!IsVector(array) || !out_bound) return E_INVALIDARG;
     if (dimension != 1) return DISP_E_BADINDEX;
     *out_bound = array->rgsabound[0].lLbound;
     return S_OK;
 }
 
 HRESULT SafeArrayGetUBound(SAFEARRAY* array, UINT dimension, LONG* out_bound) {
-    if (!is_vector(array) || !out_bound) return E_INVALIDARG;
+    if (!IsVector(array) || !out_bound) return E_INVALIDARG;
     if (dimension != 1) return DISP_E_BADINDEX;
     *out_bound = array->rgsabound[0].lLbound + static_cast<LONG>(array->rgsabound[0].cElements) - 1;
     return S_OK;
@@ -282,8 +282,8 @@ HRESULT SafeArrayUnaccessData(SAFEARRAY* array) {
 }
 
 HRESULT SafeArrayGetElement(SAFEARRAY* array, const LONG* indices, void* out_element) {
-    if (!is_vector(array) || !indices || !out_element) return E_INVALIDARG;
+    if (!IsVector(array) || !indices || !out_element) return E_INVALIDARG;
     const LONGLONG index = LONGLONG{*indices} - array->rgsabound[0].lLbound;
     if (index < 0 || index >= array->rgsabound[0].cElements) return DISP_E_BADINDEX;
-    return copy_element(element_type(array), element_at(array, static_cast<ULONG>(index)), out_element);
+    return CopyElement(ElementType(array), ElementAt(array, static_cast<ULONG>(index)), out_element);
 }

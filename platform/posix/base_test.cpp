@@ -9,7 +9,7 @@
 
 namespace {
 
-ULONGLONG ticks(const FILETIME& time) {
+ULONGLONG Ticks(const FILETIME& time) {
     return ULONGLONG{time.dwHighDateTime} << 32 | time.dwLowDateTime;
 }
 
@@ -32,7 +32,7 @@ TEST(Clock, KnownDatesGoBothWays) {
     const SYSTEMTIME unix_epoch{1970, 1, 4, 1, 0, 0, 0, 0};
     FILETIME file_time;
     ASSERT_TRUE(SystemTimeToFileTime(&unix_epoch, &file_time));
-    EXPECT_EQ(ticks(file_time), 116444736000000000ull);
+    EXPECT_EQ(Ticks(file_time), 116444736000000000ull);
     const SYSTEMTIME leap{2024, 2, 0, 29, 23, 59, 58, 123};
     ASSERT_TRUE(SystemTimeToFileTime(&leap, &file_time));
     SYSTEMTIME back;

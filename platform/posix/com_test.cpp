@@ -12,7 +12,7 @@ namespace {
 // Counts its references, and is never deleted.
 struct Counted final : IUnknown {
     HRESULT QueryInterface(REFIID iid, void** out_object) override {
-        *out_object = iid == iid_of<IUnknown> ? this : nullptr;
+        *out_object = iid == kIidOf<IUnknown> ? this : nullptr;
         if (!*out_object) return E_NOINTERFACE;
         AddRef();
         return S_OK;
@@ -151,7 +151,7 @@ TEST(ComPtr, TakesGivesAndMovesReferences) {
     raw->Release();
     static_cast<void>(first.put());
     EXPECT_EQ(object.count, 0u);
-    EXPECT_EQ(ComPtr<IUnknown>().copy_to(nullptr), E_POINTER);
+    EXPECT_EQ(ComPtr<IUnknown>().CopyTo(nullptr), E_POINTER);
 }
 
 }  // namespace

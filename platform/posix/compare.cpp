@@ -16,11 +16,11 @@ namespace {
 
 using View = std::u16string_view;
 
-constexpr char16_t fold_ascii(char16_t c) {
+constexpr char16_t FoldAscii(char16_t c) {
     return c >= u'A' && c <= u'Z' ? c + 0x20 : c;
 }
 
-const UNormalizer2* nfc() {
+const UNormalizer2* Nfc() {
     static const UNormalizer2* const instance = [] {
         UErrorCode error = U_ZERO_ERROR;
         return unorm2_getNFCInstance(&error);
@@ -40,15 +40,15 @@ public:
             const char16_t first = m_text.front();
             if (first < 0x80) {
                 m_text.remove_prefix(1);
-                return m_fold ? fold_ascii(first) : first;
+                return m_fold ? FoldAscii(first) : first;
             }
-            load();
+            Load();
         }
         return m_units[m_at++];
     }
 
 private:
-    void load() {
+    void Load() {
         std::size_t used = 0;
         UChar32 c;
         U16_NEXT(m_text.data(), used, m_text.size(), c);
@@ -58,7 +58,7 @@ private:
         if (u_hasBinaryProperty(c, UCHAR_DEFAULT_IGNORABLE_CODE_POINT)) return;
         std::array<char16_t, 32> decomposed;
         UErrorCode error = U_ZERO_ERROR;
-        int32_t count = unorm2_getDecomposition(nfc(), c, decomposed.data(), decomposed.size(), &error);
+        int32_t count = unorm2_getDecomposition(Nfc(), c, decomposed.data(), decomposed.size(), &error);
         if (U_FAILURE(error) || count < 0) {
             std::copy(source.begin(), source.end(), decomposed.begin());
             count = static_cast<int32_t>(source.size());
@@ -80,7 +80,7 @@ private:
     std::array<char16_t, 64> m_units;
 };
 
-int compare_folded(View a, View b, bool fold) {
+int CompareFolded(View a, View b, bool fold) {
     FoldedUnits left(a, fold);
     FoldedUnits right(b, fold);
     for (;;) {
@@ -100,23 +100,23 @@ public:
         if (U_SUCCESS(error)) ucol_setStrength(m_collator, UCOL_SECONDARY);
         std::array<char16_t, 128> sorted;
         for (char16_t c = 0; c < 128; ++c) sorted[c] = c;
-        std::stable_sort(sorted.begin(), sorted.end(), [this](auto a, auto b) { return slow(a, b) < 0; });
+        std::stable_sort(sorted.begin(), sorted.end(), [this](auto a, auto b) { return Slow(a, b) < 0; });
         int rank = 0;
         for (std::size_t i = 0; i < sorted.size(); ++i) {
-            if (i > 0 && slow(sorted[i - 1], sorted[i]) < 0) ++rank;
+            if (i > 0 && Slow(sorted[i - 1], sorted[i]) < 0) ++rank;
             m_ranks[sorted[i]] = rank;
         }
     }
 
-    int compare(UChar32 a, UChar32 b) const {
+    int Compare(UChar32 a, UChar32 b) const {
         if (a == b) return 0;
         if (a < 128 && b < 128)
             return m_ranks[static_cast<std::size_t>(a)] - m_ranks[static_cast<std::size_t>(b)];
-        return slow(a, b);
+        return Slow(a, b);
     }
 
 private:
-    int slow(UChar32 a, UChar32 b) const {
+    int Slow(UChar32 a, UChar32 b) const {
         if (!m_collator) return a < b ? -1 : a > b;
         char16_t left[2], right[2];
         int32_t left_size = 0, right_size = 0;
@@ -129,25 +129,25 @@ private:
     std::array<int, 128> m_ranks;
 };
 
-constexpr bool is_digit(char16_t c) {
+constexpr bool IsDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
 }
 
 // Takes a run of digits off the text, without its leading zeros.
-View take_number(View& text) {
-    const auto end = std::find_if_not(text.begin(), text.end(), is_digit);
+View TakeNumber(View& text) {
+    const auto end = std::find_if_not(text.begin(), text.end(), IsDigit);
     View digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
     text.remove_prefix(digits.size());
     digits.remove_prefix(std::min(digits.find_first_not_of(u'0'), digits.size()));
     return digits;
 }
 
-int compare_numbers(View a, View b) {
+int CompareNumbers(View a, View b) {
     if (a.size() != b.size()) return a.size() < b.size() ? -1 : 1;
     return a.compare(b);
 }
 
-UChar32 take_character(View& text) {
+UChar32 TakeCharacter(View& text) {
     std::size_t used = 0;
     UChar32 c;
     U16_NEXT(text.data(), used, text.size(), c);
@@ -155,7 +155,7 @@ UChar32 take_character(View& text) {
     return c;
 }
 
-constexpr int sign(int value) {
+constexpr int Sign(int value) {
     return (value > 0) - (value < 0);
 }
 
@@ -174,10 +174,10 @@ int CompareStringW(LCID locale, DWORD flags, LPCWSTR a, int a_length, LPCWSTR b,
     while (i < shorter) {
         const char16_t x = left[i];
         const char16_t y = right[i];
-        if ((x | y) >= 0x80 || (x != y && (!fold || fold_ascii(x) != fold_ascii(y)))) break;
+        if ((x | y) >= 0x80 || (x != y && (!fold || FoldAscii(x) != FoldAscii(y)))) break;
         ++i;
     }
-    return compare_folded(left.substr(i), right.substr(i), fold);
+    return CompareFolded(left.substr(i), right.substr(i), fold);
 }
 
 int StrCmpLogicalW(LPCWSTR a, LPCWSTR b) {
@@ -185,12 +185,12 @@ int StrCmpLogicalW(LPCWSTR a, LPCWSTR b) {
     View left = a ? View(a) : View();
     View right = b ? View(b) : View();
     while (!left.empty() && !right.empty()) {
-        const bool left_number = is_digit(left.front());
-        const bool right_number = is_digit(right.front());
+        const bool left_number = IsDigit(left.front());
+        const bool right_number = IsDigit(right.front());
         if (left_number != right_number) return left_number ? -1 : 1;
-        const int result = left_number ? compare_numbers(take_number(left), take_number(right))
-                                       : order.compare(take_character(left), take_character(right));
-        if (result) return sign(result);
+        const int result = left_number ? CompareNumbers(TakeNumber(left), TakeNumber(right))
+                                       : order.Compare(TakeCharacter(left), TakeCharacter(right));
+        if (result) return Sign(result);
     }
     return static_cast<int>(right.empty()) - static_cast<int>(left.empty());
 }

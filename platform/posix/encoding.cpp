@@ -12,30 +12,30 @@
 
 namespace {
 
-int fail(DWORD error) {
+int Fail(DWORD error) {
     SetLastError(error);
     return 0;
 }
 
-int finish(int32_t needed, int32_t size, UErrorCode error) {
-    if (size && needed > size) return fail(ERROR_INSUFFICIENT_BUFFER);
-    if (U_FAILURE(error) && error != U_BUFFER_OVERFLOW_ERROR) return fail(ERROR_NO_UNICODE_TRANSLATION);
+int Finish(int32_t needed, int32_t size, UErrorCode error) {
+    if (size && needed > size) return Fail(ERROR_INSUFFICIENT_BUFFER);
+    if (U_FAILURE(error) && error != U_BUFFER_OVERFLOW_ERROR) return Fail(ERROR_NO_UNICODE_TRANSLATION);
     return needed;
 }
 
-int from_utf8(DWORD flags, LPCSTR bytes, int count, LPWSTR text, int size) {
+int FromUtf8(DWORD flags, LPCSTR bytes, int count, LPWSTR text, int size) {
     UErrorCode error = U_ZERO_ERROR;
     int32_t needed = 0;
     const bool strict = (flags & MB_ERR_INVALID_CHARS) != 0;
     u_strFromUTF8WithSub(text, size, &needed, bytes, count, strict ? U_SENTINEL : 0xFFFD, nullptr, &error);
-    return finish(needed, size, error);
+    return Finish(needed, size, error);
 }
 
-int to_utf8(LPCWSTR text, int length, LPSTR bytes, int size) {
+int ToUtf8(LPCWSTR text, int length, LPSTR bytes, int size) {
     UErrorCode error = U_ZERO_ERROR;
     int32_t needed = 0;
     u_strToUTF8WithSub(bytes, size, &needed, text, length, 0xFFFD, nullptr, &error);
-    return finish(needed, size, error);
+    return Finish(needed, size, error);
 }
 
 // Counts what it writes; writes nothing when it only measures.
@@ -48,7 +48,7 @@ public:
             std::memcpy(m_buffer + m_used, units, count * sizeof(Unit));
         m_used += static_cast<int>(count);
     }
-    int result() const { return m_size && m_used > m_size ? fail(ERROR_INSUFFICIENT_BUFFER) : m_used; }
+    int result() const { return m_size && m_used > m_size ? Fail(ERROR_INSUFFICIENT_BUFFER) : m_used; }
 
 private:
     Unit* m_buffer;
@@ -56,7 +56,7 @@ private:
     int m_used = 0;
 };
 
-int from_locale(LPCSTR bytes, int count, LPWSTR text, int size) {
+int FromLocale(LPCSTR bytes, int count, LPWSTR text, int size) {
     Output<char16_t> out(text, size);
     std::mbstate_t state{};
     std::size_t left = static_cast<std::size_t>(count);
@@ -75,7 +75,7 @@ int from_locale(LPCSTR bytes, int count, LPWSTR text, int size) {
     return out.result();
 }
 
-int to_locale(LPCWSTR text, int length, LPSTR bytes, int size) {
+int ToLocale(LPCWSTR text, int length, LPSTR bytes, int size) {
     Output<char> out(bytes, size);
     std::mbstate_t state{};
     for (int32_t i = 0; i < length;) {
@@ -95,21 +95,21 @@ int to_locale(LPCWSTR text, int length, LPSTR bytes, int size) {
 int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR bytes, int byte_count, LPWSTR text,
                         int text_size) {
     if (!bytes || byte_count == 0 || text_size < 0 || (text_size && !text))
-        return fail(ERROR_INVALID_PARAMETER);
+        return Fail(ERROR_INVALID_PARAMETER);
     if (byte_count < 0) byte_count = static_cast<int>(std::strlen(bytes) + 1);
-    if (code_page == CP_UTF8) return from_utf8(flags, bytes, byte_count, text, text_size);
-    if (code_page == CP_ACP) return from_locale(bytes, byte_count, text, text_size);
-    return fail(ERROR_INVALID_PARAMETER);
+    if (code_page == CP_UTF8) return FromUtf8(flags, bytes, byte_count, text, text_size);
+    if (code_page == CP_ACP) return FromLocale(bytes, byte_count, text, text_size);
+    return Fail(ERROR_INVALID_PARAMETER);
 }
 
 int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int text_length, LPSTR bytes,
                         int byte_size, LPCSTR default_char, BOOL* used_default_char) {
     if (!text || text_length == 0 || byte_size < 0 || (byte_size && !bytes) || default_char ||
         used_default_char)
-        return fail(ERROR_INVALID_PARAMETER);
-    if (flags) return fail(ERROR_INVALID_FLAGS);
+        return Fail(ERROR_INVALID_PARAMETER);
+    if (flags) return Fail(ERROR_INVALID_FLAGS);
     if (text_length < 0) text_length = static_cast<int>(std::char_traits<char16_t>::length(text) + 1);
-    if (code_page == CP_UTF8) return to_utf8(text, text_length, bytes, byte_size);
-    if (code_page == CP_ACP) return to_locale(text, text_length, bytes, byte_size);
-    return fail(ERROR_INVALID_PARAMETER);
+    if (code_page == CP_UTF8) return ToUtf8(text, text_length, bytes, byte_size);
+    if (code_page == CP_ACP) return ToLocale(text, text_length, bytes, byte_size);
+    return Fail(ERROR_INVALID_PARAMETER);
 }

@@ -17,8 +17,8 @@
 
 namespace {
 
-using platform::to_utf16;
-using platform::to_utf8;
+using platform::ToUtf16;
+using platform::ToUtf8;
 
 struct ErrnoRow {
     int number;
@@ -47,35 +47,35 @@ constexpr ErrnoRow kErrnoTable[] = {
     {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
 };
 
-DWORD error_from_errno(int number) {
+DWORD ErrorFromErrno(int number) {
     const auto row = std::find_if(std::begin(kErrnoTable), std::end(kErrnoTable),
                                   [number](const ErrnoRow& candidate) { return candidate.number == number; });
     return row != std::end(kErrnoTable) ? row->error : ERROR_GEN_FAILURE;
 }
 
-BOOL fail(DWORD error) {
+BOOL Fail(DWORD error) {
     SetLastError(error);
     return FALSE;
 }
 
-BOOL done(int result) {
-    return result == 0 ? TRUE : fail(error_from_errno(errno));
+BOOL Done(int result) {
+    return result == 0 ? TRUE : Fail(ErrorFromErrno(errno));
 }
 
-std::string to_native(std::u16string_view path) {
-    std::string native = to_utf8(path);
+std::string ToNative(std::u16string_view path) {
+    std::string native = ToUtf8(path);
     std::replace(native.begin(), native.end(), '\\', '/');
     return native;
 }
 
 // False (with the error set) for a null path, and for an allocation that failed.
-bool native_path(LPCWSTR path, std::string& native) {
+bool NativePath(LPCWSTR path, std::string& native) {
     if (!path || !*path) {
         SetLastError(path ? ERROR_PATH_NOT_FOUND : ERROR_INVALID_PARAMETER);
         return false;
     }
     try {
-        native = to_native(path);
+        native = ToNative(path);
         return true;
     } catch (const std::bad_alloc&) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
@@ -84,14 +84,14 @@ bool native_path(LPCWSTR path, std::string& native) {
 }
 
 // A file handle is the descriptor plus one, so that none is null.
-HANDLE to_handle(int descriptor) {
+HANDLE ToHandle(int descriptor) {
     return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(descriptor) + 1);
 }
-int to_descriptor(HANDLE handle) {
+int ToDescriptor(HANDLE handle) {
     return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
 }
 
-bool matches(std::u16string_view pattern, std::u16string_view name) {
+bool Matches(std::u16string_view pattern, std::u16string_view name) {
     std::size_t p = 0, n = 0, star = std::u16string_view::npos, resume = 0;
     while (n < name.size()) {
         if (p < pattern.size() && pattern[p] == u'*') {
@@ -120,13 +120,13 @@ struct Find {
     std::u16string pattern;
 };
 
-FILETIME to_file_time(const statx_timestamp& time) {
+FILETIME ToFileTime(const statx_timestamp& time) {
     constexpr LONGLONG kUnixEpochInTicks = 116'444'736'000'000'000;
     const LONGLONG ticks = time.tv_sec * 10'000'000 + time.tv_nsec / 100 + kUnixEpochInTicks;
     return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
 }
 
-bool fill(const Find& find, const char* entry_name, std::u16string_view name, WIN32_FIND_DATAW& data) {
+bool Fill(const Find& find, const char* entry_name, std::u16string_view name, WIN32_FIND_DATAW& data) {
     struct statx status;
     if (statx(dirfd(find.directory.get()), entry_name, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME,
               &status))
@@ -134,19 +134,19 @@ bool fill(const Find& find, const char* entry_name, std::u16string_view name, WI
     data = {};
     data.dwFileAttributes = S_ISDIR(status.stx_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
     const bool has_birth = (status.stx_mask & STATX_BTIME) != 0;
-    data.ftCreationTime = to_file_time(has_birth ? status.stx_btime : status.stx_mtime);
-    data.ftLastAccessTime = to_file_time(status.stx_atime);
-    data.ftLastWriteTime = to_file_time(status.stx_mtime);
+    data.ftCreationTime = ToFileTime(has_birth ? status.stx_btime : status.stx_mtime);
+    data.ftLastAccessTime = ToFileTime(status.stx_atime);
+    data.ftLastWriteTime = ToFileTime(status.stx_mtime);
     data.nFileSizeHigh = static_cast<DWORD>(status.stx_size >> 32);
     data.nFileSizeLow = static_cast<DWORD>(status.stx_size & 0xFFFFFFFF);
     *std::copy(name.begin(), name.end(), data.cFileName) = 0;
     return true;
 }
 
-BOOL find_next(Find& find, WIN32_FIND_DATAW& data) {
+BOOL FindNext(Find& find, WIN32_FIND_DATAW& data) {
     while (const dirent* entry = readdir(find.directory.get())) {
-        const std::u16string name = to_utf16(entry->d_name);
-        if (name.size() < MAX_PATH && matches(find.pattern, name) && fill(find, entry->d_name, name, data))
+        const std::u16string name = ToUtf16(entry->d_name);
+        if (name.size() < MAX_PATH && Matches(find.pattern, name) && Fill(find, entry->d_name, name, data))
             return TRUE;
     }
     return FALSE;
@@ -157,7 +157,7 @@ BOOL find_next(Find& find, WIN32_FIND_DATAW& data) {
 DWORD GetTempPathW(DWORD size, LPWSTR buffer) {
     const char* folder = std::getenv("TMPDIR");
     try {
-        std::u16string path = to_utf16(folder && *folder ? folder : "/tmp");
+        std::u16string path = ToUtf16(folder && *folder ? folder : "/tmp");
         std::replace(path.begin(), path.end(), u'/', u'\\');
         if (path.back() != u'\\') path += u'\\';
         if (path.size() >= size || !buffer) return static_cast<DWORD>(path.size() + 1);
@@ -171,7 +171,7 @@ DWORD GetTempPathW(DWORD size, LPWSTR buffer) {
 
 BOOL CreateDirectoryW(LPCWSTR path, const SECURITY_ATTRIBUTES*) {
     std::string native;
-    return native_path(path, native) ? done(mkdir(native.c_str(), 0700)) : FALSE;
+    return NativePath(path, native) ? Done(mkdir(native.c_str(), 0700)) : FALSE;
 }
 
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD, const SECURITY_ATTRIBUTES*, DWORD disposition,
@@ -181,12 +181,12 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD, const SECURITY_ATTRIBUTES*
         SetLastError(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
-    if (!native_path(path, native)) return INVALID_HANDLE_VALUE;
+    if (!NativePath(path, native)) return INVALID_HANDLE_VALUE;
     // In a folder that others may write to, a link in the file's place could lead anywhere.
     const int no_link = flags & FILE_ATTRIBUTE_TEMPORARY ? O_NOFOLLOW : 0;
     const int descriptor = open(native.c_str(), O_CLOEXEC | O_WRONLY | O_CREAT | O_TRUNC | no_link, 0600);
-    if (descriptor >= 0) return to_handle(descriptor);
-    SetLastError(error_from_errno(errno));
+    if (descriptor >= 0) return ToHandle(descriptor);
+    SetLastError(ErrorFromErrno(errno));
     return INVALID_HANDLE_VALUE;
 }
 
@@ -195,9 +195,9 @@ BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written, OVERLAPPED
     DWORD sent = 0;
     if (written) *written = 0;
     while (sent < size) {
-        const ssize_t count = write(to_descriptor(file), from + sent, size - sent);
+        const ssize_t count = write(ToDescriptor(file), from + sent, size - sent);
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return fail(error_from_errno(errno));
+        if (count < 0) return Fail(ErrorFromErrno(errno));
         sent += static_cast<DWORD>(count);
         if (written) *written = sent;
     }
@@ -205,13 +205,13 @@ BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written, OVERLAPPED
 }
 
 BOOL CloseHandle(HANDLE handle) {
-    if (!handle || handle == INVALID_HANDLE_VALUE) return fail(ERROR_INVALID_HANDLE);
-    return done(close(to_descriptor(handle)));
+    if (!handle || handle == INVALID_HANDLE_VALUE) return Fail(ERROR_INVALID_HANDLE);
+    return Done(close(ToDescriptor(handle)));
 }
 
 HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
     std::string native;
-    if (!data || !native_path(pattern, native)) return INVALID_HANDLE_VALUE;
+    if (!data || !NativePath(pattern, native)) return INVALID_HANDLE_VALUE;
     const std::size_t slash = native.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : native.substr(0, slash + 1);
     std::unique_ptr<Find> find(new (std::nothrow) Find);
@@ -221,36 +221,36 @@ HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
     }
     find->directory.reset(opendir(folder.c_str()));
     if (!find->directory) {
-        SetLastError(error_from_errno(errno));
+        SetLastError(ErrorFromErrno(errno));
         return INVALID_HANDLE_VALUE;
     }
-    find->pattern = to_utf16(slash == std::string::npos ? native : native.substr(slash + 1));
-    if (find_next(*find, *data)) return find.release();
+    find->pattern = ToUtf16(slash == std::string::npos ? native : native.substr(slash + 1));
+    if (FindNext(*find, *data)) return find.release();
     SetLastError(ERROR_FILE_NOT_FOUND);
     return INVALID_HANDLE_VALUE;
 }
 
 BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data) {
-    if (!find || find == INVALID_HANDLE_VALUE || !data) return fail(ERROR_INVALID_HANDLE);
-    return find_next(*static_cast<Find*>(find), *data) ? TRUE : fail(ERROR_NO_MORE_FILES);
+    if (!find || find == INVALID_HANDLE_VALUE || !data) return Fail(ERROR_INVALID_HANDLE);
+    return FindNext(*static_cast<Find*>(find), *data) ? TRUE : Fail(ERROR_NO_MORE_FILES);
 }
 
 BOOL FindClose(HANDLE find) {
-    if (!find || find == INVALID_HANDLE_VALUE) return fail(ERROR_INVALID_HANDLE);
+    if (!find || find == INVALID_HANDLE_VALUE) return Fail(ERROR_INVALID_HANDLE);
     delete static_cast<Find*>(find);
     return TRUE;
 }
 
 BOOL DeleteFileW(LPCWSTR path) {
     std::string native;
-    if (!native_path(path, native)) return FALSE;
+    if (!NativePath(path, native)) return FALSE;
     if (unlink(native.c_str()) == 0) return TRUE;
-    return fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : error_from_errno(errno));
+    return Fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : ErrorFromErrno(errno));
 }
 
 BOOL RemoveDirectoryW(LPCWSTR path) {
     std::string native;
-    if (!native_path(path, native)) return FALSE;
+    if (!NativePath(path, native)) return FALSE;
     if (rmdir(native.c_str()) == 0) return TRUE;
-    return fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : error_from_errno(errno));
+    return Fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : ErrorFromErrno(errno));
 }

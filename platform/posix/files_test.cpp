@@ -22,7 +22,7 @@ protected:
     }
 
     std::u16string path(const std::u16string& name) const { return m_path + u"\\" + name; }
-    void create(const std::u16string& name, const std::string& text) {
+    void Create(const std::u16string& name, const std::string& text) {
         HANDLE file = CreateFileW(path(name).c_str(), FILE_GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                   CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_WRITE_THROUGH, nullptr);
         ASSERT_NE(file, INVALID_HANDLE_VALUE);
@@ -31,7 +31,7 @@ protected:
         EXPECT_EQ(written, text.size());
         EXPECT_TRUE(CloseHandle(file));
     }
-    std::set<std::u16string> find(const std::u16string& pattern) {
+    std::set<std::u16string> Find(const std::u16string& pattern) {
         std::set<std::u16string> names;
         WIN32_FIND_DATAW data;
         HANDLE search = FindFirstFileW(path(pattern).c_str(), &data);
@@ -49,8 +49,8 @@ protected:
 };
 
 TEST_F(Files, WrittenBytesAreInAFileThatOnlyTheUserCanRead) {
-    create(u"ä.log", "first");
-    create(u"ä.log", "second");
+    Create(u"ä.log", "first");
+    Create(u"ä.log", "second");
     std::ifstream file(m_folder / "ä.log");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "second");
     const auto others = std::filesystem::perms::group_all | std::filesystem::perms::others_all;
@@ -59,17 +59,17 @@ TEST_F(Files, WrittenBytesAreInAFileThatOnlyTheUserCanRead) {
 }
 
 TEST_F(Files, PatternsFindWhatTheyDescribe) {
-    for (const char16_t* name : {u"A_2024.log", u"A_2025.log", u"A_20255.log", u"B.txt"}) create(name, "x");
-    EXPECT_EQ(find(u"A_????.log"), (std::set<std::u16string>{u"A_2024.log", u"A_2025.log"}));
-    EXPECT_EQ(find(u"*5*.log"), (std::set<std::u16string>{u"A_2025.log", u"A_20255.log"}));
-    EXPECT_TRUE(find(u"*.none").empty());
+    for (const char16_t* name : {u"A_2024.log", u"A_2025.log", u"A_20255.log", u"B.txt"}) Create(name, "x");
+    EXPECT_EQ(Find(u"A_????.log"), (std::set<std::u16string>{u"A_2024.log", u"A_2025.log"}));
+    EXPECT_EQ(Find(u"*5*.log"), (std::set<std::u16string>{u"A_2025.log", u"A_20255.log"}));
+    EXPECT_TRUE(Find(u"*.none").empty());
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    EXPECT_TRUE(find(u"missing\\*").empty());
+    EXPECT_TRUE(Find(u"missing\\*").empty());
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
 TEST_F(Files, FoundFilesHaveTheirKindSizeAndTime) {
-    create(u"file", "12345");
+    Create(u"file", "12345");
     ASSERT_TRUE(CreateDirectoryW(path(u"folder").c_str(), nullptr));
     WIN32_FIND_DATAW data;
     HANDLE search = FindFirstFileW(path(u"fi*").c_str(), &data);
@@ -93,7 +93,7 @@ TEST_F(Files, FailuresSetTheirErrorNumbers) {
     EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
     EXPECT_FALSE(CreateDirectoryW(path(u"no\\folder").c_str(), nullptr));
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-    create(u"folder\\file", "x");
+    Create(u"folder\\file", "x");
     EXPECT_FALSE(RemoveDirectoryW(path(u"folder").c_str()));
     EXPECT_EQ(GetLastError(), ERROR_DIR_NOT_EMPTY);
     EXPECT_EQ(
@@ -109,7 +109,7 @@ TEST_F(Files, FailuresSetTheirErrorNumbers) {
 }
 
 TEST_F(Files, ALinkInThePlaceOfATemporaryFileIsNotFollowed) {
-    create(u"target", "kept");
+    Create(u"target", "kept");
     std::filesystem::create_symlink(m_folder / "target", m_folder / "link");
     EXPECT_EQ(CreateFileW(path(u"link").c_str(), FILE_GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                           FILE_ATTRIBUTE_TEMPORARY, nullptr),

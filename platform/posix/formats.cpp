@@ -16,16 +16,16 @@ namespace {
 
 using View = std::u16string_view;
 
-int fail(DWORD error) {
+int Fail(DWORD error) {
     SetLastError(error);
     return 0;
 }
 
-int give(View text, LPWSTR buffer, int size) {
+int Give(View text, LPWSTR buffer, int size) {
     const int needed = static_cast<int>(text.size()) + 1;
     if (size == 0) return needed;
-    if (!buffer || size < 0) return fail(ERROR_INVALID_PARAMETER);
-    if (size < needed) return fail(ERROR_INSUFFICIENT_BUFFER);
+    if (!buffer || size < 0) return Fail(ERROR_INVALID_PARAMETER);
+    if (size < needed) return Fail(ERROR_INSUFFICIENT_BUFFER);
     *std::copy(text.begin(), text.end(), buffer) = 0;
     return needed;
 }
@@ -35,7 +35,7 @@ struct NumberSymbols {
     std::u16string grouping;
 };
 
-std::u16string symbol(const UNumberFormat* format, UNumberFormatSymbol which) {
+std::u16string Symbol(const UNumberFormat* format, UNumberFormatSymbol which) {
     char16_t buffer[16];
     UErrorCode error = U_ZERO_ERROR;
     const int32_t size = unum_getSymbol(format, which, buffer, 16, &error);
@@ -43,15 +43,15 @@ std::u16string symbol(const UNumberFormat* format, UNumberFormatSymbol which) {
                             : std::u16string();
 }
 
-NumberSymbols read_symbols() {
+NumberSymbols ReadSymbols() {
     NumberSymbols symbols{u".", u",", u"-", u"3;0"};
     UErrorCode error = U_ZERO_ERROR;
     const std::unique_ptr<UNumberFormat, decltype(&unum_close)> format(
         unum_open(UNUM_DECIMAL, nullptr, 0, nullptr, nullptr, &error), unum_close);
     if (U_FAILURE(error)) return symbols;
-    symbols.decimal = symbol(format.get(), UNUM_DECIMAL_SEPARATOR_SYMBOL);
-    symbols.thousand = symbol(format.get(), UNUM_GROUPING_SEPARATOR_SYMBOL);
-    symbols.minus = symbol(format.get(), UNUM_MINUS_SIGN_SYMBOL);
+    symbols.decimal = Symbol(format.get(), UNUM_DECIMAL_SEPARATOR_SYMBOL);
+    symbols.thousand = Symbol(format.get(), UNUM_GROUPING_SEPARATOR_SYMBOL);
+    symbols.minus = Symbol(format.get(), UNUM_MINUS_SIGN_SYMBOL);
     const int first = unum_getAttribute(format.get(), UNUM_GROUPING_SIZE);
     const int second = unum_getAttribute(format.get(), UNUM_SECONDARY_GROUPING_SIZE);
     if (!unum_getAttribute(format.get(), UNUM_GROUPING_USED) || first <= 0 || first > 9)
@@ -64,25 +64,25 @@ NumberSymbols read_symbols() {
     return symbols;
 }
 
-const NumberSymbols& symbols_of(LCID locale) {
+const NumberSymbols& SymbolsOf(LCID locale) {
     static const NumberSymbols invariant{u".", u",", u"-", u"3;0"};
-    static const NumberSymbols user = read_symbols();
+    static const NumberSymbols user = ReadSymbols();
     return locale == LOCALE_INVARIANT ? invariant : user;
 }
 
-bool known_locale(LCID locale) {
+bool KnownLocale(LCID locale) {
     return locale == LOCALE_INVARIANT || locale == LOCALE_USER_DEFAULT || locale == LOCALE_SYSTEM_DEFAULT;
 }
 
 // The number that a grouping text stands for: "3;0" is 3, "3;2;0" is 32.
-UINT grouping_number(View grouping) {
+UINT GroupingNumber(View grouping) {
     UINT number = 0;
     for (char16_t c : grouping)
         if (c > u'0' && c <= u'9') number = number * 10 + (c - u'0');
     return number;
 }
 
-constexpr bool is_digit(char16_t c) {
+constexpr bool IsDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
 }
 
@@ -91,7 +91,7 @@ struct Decimal {
     std::u16string whole, fraction;
 };
 
-bool read_decimal(View text, Decimal& number) {
+bool ReadDecimal(View text, Decimal& number) {
     if (!text.empty() && text.front() == u'-') {
         number.negative = true;
         text.remove_prefix(1);
@@ -100,11 +100,11 @@ bool read_decimal(View text, Decimal& number) {
     number.whole = text.substr(0, dot);
     if (dot < text.size()) number.fraction = text.substr(dot + 1);
     if (number.whole.empty() && number.fraction.empty()) return false;
-    return std::all_of(number.whole.begin(), number.whole.end(), is_digit) &&
-           std::all_of(number.fraction.begin(), number.fraction.end(), is_digit);
+    return std::all_of(number.whole.begin(), number.whole.end(), IsDigit) &&
+           std::all_of(number.fraction.begin(), number.fraction.end(), IsDigit);
 }
 
-void round_to(Decimal& number, std::size_t digits) {
+void RoundTo(Decimal& number, std::size_t digits) {
     const bool up = number.fraction.size() > digits && number.fraction[digits] >= u'5';
     number.fraction.resize(digits, u'0');
     if (up) {
@@ -122,7 +122,7 @@ void round_to(Decimal& number, std::size_t digits) {
 }
 
 // Groups from the right: the last decimal digit of the number is the size that repeats.
-std::u16string group(View whole, UINT grouping, View separator) {
+std::u16string Group(View whole, UINT grouping, View separator) {
     std::vector<std::size_t> sizes;
     for (; grouping; grouping /= 10) sizes.insert(sizes.begin(), grouping % 10);
     std::u16string out;
@@ -136,7 +136,7 @@ std::u16string group(View whole, UINT grouping, View separator) {
     return std::u16string(whole.substr(0, end)) + out;
 }
 
-std::u16string with_sign(const std::u16string& digits, View minus, UINT order) {
+std::u16string WithSign(const std::u16string& digits, View minus, UINT order) {
     const std::u16string sign(minus);
     switch (order) {
         case 0:
@@ -157,14 +157,14 @@ struct DateFormatCloser {
 };
 using DateFormat = std::unique_ptr<UDateFormat, DateFormatCloser>;
 
-DateFormat open_format(UDateFormatStyle time, UDateFormatStyle date) {
+DateFormat OpenFormat(UDateFormatStyle time, UDateFormatStyle date) {
     UErrorCode error = U_ZERO_ERROR;
     return DateFormat(udat_open(time, date, nullptr, u"UTC", -1, nullptr, 0, &error));
 }
 
-int give_time(const UDateFormat* format, const SYSTEMTIME* time, LPWSTR buffer, int size) {
+int GiveTime(const UDateFormat* format, const SYSTEMTIME* time, LPWSTR buffer, int size) {
     FILETIME file_time;
-    if (!format || !SystemTimeToFileTime(time, &file_time)) return fail(ERROR_INVALID_PARAMETER);
+    if (!format || !SystemTimeToFileTime(time, &file_time)) return Fail(ERROR_INVALID_PARAMETER);
     const auto ticks = static_cast<double>(static_cast<LONGLONG>(file_time.dwHighDateTime) << 32 |
                                            static_cast<LONGLONG>(file_time.dwLowDateTime));
     constexpr double kUnixEpochInMilliseconds = 11'644'473'600'000.0;
@@ -172,15 +172,15 @@ int give_time(const UDateFormat* format, const SYSTEMTIME* time, LPWSTR buffer, 
     UErrorCode error = U_ZERO_ERROR;
     const int32_t length =
         udat_format(format, ticks / 10'000.0 - kUnixEpochInMilliseconds, text, 128, nullptr, &error);
-    if (U_FAILURE(error) || length > 127) return fail(ERROR_INVALID_PARAMETER);
-    return give(View(text, static_cast<std::size_t>(length)), buffer, size);
+    if (U_FAILURE(error) || length > 127) return Fail(ERROR_INVALID_PARAMETER);
+    return Give(View(text, static_cast<std::size_t>(length)), buffer, size);
 }
 
 }  // namespace
 
 int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR buffer, int size) {
-    if (!known_locale(locale)) return fail(ERROR_INVALID_PARAMETER);
-    const NumberSymbols& symbols = symbols_of(locale);
+    if (!KnownLocale(locale)) return Fail(ERROR_INVALID_PARAMETER);
+    const NumberSymbols& symbols = SymbolsOf(locale);
     const LCTYPE what = type & ~LOCALE_RETURN_NUMBER;
     DWORD number = 0;
     View text;
@@ -199,13 +199,13 @@ int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR buffer, int size) {
             number = 1;
             break;
         default:
-            return fail(ERROR_INVALID_FLAGS);
+            return Fail(ERROR_INVALID_FLAGS);
     }
-    if (!(type & LOCALE_RETURN_NUMBER)) return give(text, buffer, size);
-    if (!number) return fail(ERROR_INVALID_FLAGS);
+    if (!(type & LOCALE_RETURN_NUMBER)) return Give(text, buffer, size);
+    if (!number) return Fail(ERROR_INVALID_FLAGS);
     constexpr int kUnits = sizeof(DWORD) / sizeof(WCHAR);
     if (size == 0) return kUnits;
-    if (!buffer || size < kUnits) return fail(ERROR_INSUFFICIENT_BUFFER);
+    if (!buffer || size < kUnits) return Fail(ERROR_INSUFFICIENT_BUFFER);
     buffer[0] = static_cast<WCHAR>(number & 0xFFFF);
     buffer[1] = static_cast<WCHAR>(number >> 16);
     return kUnits;
@@ -213,44 +213,44 @@ int GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR buffer, int size) {
 
 int GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value, const NUMBERFMTW* format, LPWSTR buffer,
                      int size) {
-    if (!known_locale(locale) || !value || flags) return fail(ERROR_INVALID_PARAMETER);
-    const NumberSymbols& symbols = symbols_of(locale);
+    if (!KnownLocale(locale) || !value || flags) return Fail(ERROR_INVALID_PARAMETER);
+    const NumberSymbols& symbols = SymbolsOf(locale);
     const NUMBERFMTW defaults{2,
                               1,
-                              grouping_number(symbols.grouping),
+                              GroupingNumber(symbols.grouping),
                               const_cast<LPWSTR>(symbols.decimal.c_str()),
                               const_cast<LPWSTR>(symbols.thousand.c_str()),
                               1};
     const NUMBERFMTW& use = format ? *format : defaults;
     Decimal number;
     if (!use.lpDecimalSep || !use.lpThousandSep || use.NumDigits > 9 || use.Grouping > 9999 ||
-        !read_decimal(value, number))
-        return fail(ERROR_INVALID_PARAMETER);
-    round_to(number, use.NumDigits);
+        !ReadDecimal(value, number))
+        return Fail(ERROR_INVALID_PARAMETER);
+    RoundTo(number, use.NumDigits);
     const bool is_zero =
         number.whole.empty() && number.fraction.find_first_not_of(u'0') == std::u16string::npos;
-    std::u16string digits = group(number.whole, use.Grouping, use.lpThousandSep);
+    std::u16string digits = Group(number.whole, use.Grouping, use.lpThousandSep);
     if (digits.empty() && (use.LeadingZero || number.fraction.empty())) digits = u"0";
     if (!number.fraction.empty()) digits += use.lpDecimalSep + number.fraction;
-    if (number.negative && !is_zero) digits = with_sign(digits, symbols.minus, use.NegativeOrder);
-    return give(digits, buffer, size);
+    if (number.negative && !is_zero) digits = WithSign(digits, symbols.minus, use.NegativeOrder);
+    return Give(digits, buffer, size);
 }
 
 int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, LPCWSTR picture, LPWSTR buffer,
                    int size) {
-    if (!known_locale(locale) || flags || !date || picture) return fail(ERROR_INVALID_PARAMETER);
-    thread_local const DateFormat format = open_format(UDAT_NONE, UDAT_SHORT);
+    if (!KnownLocale(locale) || flags || !date || picture) return Fail(ERROR_INVALID_PARAMETER);
+    thread_local const DateFormat format = OpenFormat(UDAT_NONE, UDAT_SHORT);
     SYSTEMTIME day = *date;
     day.wHour = day.wMinute = day.wSecond = day.wMilliseconds = 0;
-    return give_time(format.get(), &day, buffer, size);
+    return GiveTime(format.get(), &day, buffer, size);
 }
 
 int GetTimeFormatW(LCID locale, DWORD flags, const SYSTEMTIME* time, LPCWSTR picture, LPWSTR buffer,
                    int size) {
-    if (!known_locale(locale) || flags || !time || picture) return fail(ERROR_INVALID_PARAMETER);
-    thread_local const DateFormat format = open_format(UDAT_MEDIUM, UDAT_NONE);
+    if (!KnownLocale(locale) || flags || !time || picture) return Fail(ERROR_INVALID_PARAMETER);
+    thread_local const DateFormat format = OpenFormat(UDAT_MEDIUM, UDAT_NONE);
     SYSTEMTIME clock = *time;
     clock.wYear = 2000;
     clock.wMonth = clock.wDay = 1;
-    return give_time(format.get(), &clock, buffer, size);
+    return GiveTime(format.get(), &clock, buffer, size);
 }

@@ -18,12 +18,12 @@ struct Block {
     unsigned locks = 0;
 };
 
-Block* to_block(HGLOBAL memory) {
+Block* ToBlock(HGLOBAL memory) {
     return static_cast<Block*>(memory);
 }
 
 // New bytes are zero; a shrinking block keeps its memory.
-bool resize(Block& block, std::size_t size) {
+bool Resize(Block& block, std::size_t size) {
     if (size > block.capacity) {
         const std::size_t capacity = std::max(size, block.capacity * 2);
         char* data = static_cast<char*>(std::realloc(block.data, capacity));
@@ -43,7 +43,7 @@ public:
     HRESULT QueryInterface(REFIID iid, void** out_object) override {
         if (!out_object) return E_POINTER;
         *out_object = nullptr;
-        if (iid != iid_of<IUnknown> && iid != iid_of<ISequentialStream> && iid != iid_of<IStream>)
+        if (iid != kIidOf<IUnknown> && iid != kIidOf<ISequentialStream> && iid != kIidOf<IStream>)
             return E_NOINTERFACE;
         AddRef();
         *out_object = static_cast<IStream*>(this);
@@ -71,7 +71,7 @@ public:
         if (!data) return STG_E_INVALIDPOINTER;
         if (m_position > kLimit - size) return STG_E_MEDIUMFULL;
         const std::size_t end = m_position + size;
-        if (end > block().size && !resize(block(), end)) return STG_E_MEDIUMFULL;
+        if (end > block().size && !Resize(block(), end)) return STG_E_MEDIUMFULL;
         if (size) std::memcpy(block().data + m_position, data, size);
         m_position = end;
         if (out_written) *out_written = size;
@@ -90,7 +90,7 @@ public:
         return S_OK;
     }
     HRESULT SetSize(ULARGE_INTEGER size) override {
-        return size.QuadPart <= kLimit && resize(block(), size.QuadPart) ? S_OK : STG_E_MEDIUMFULL;
+        return size.QuadPart <= kLimit && Resize(block(), size.QuadPart) ? S_OK : STG_E_MEDIUMFULL;
     }
     HRESULT CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* out_read,
                    ULARGE_INTEGER* out_written) override {
@@ -135,7 +135,7 @@ private:
     ~MemoryStream() {
         if (m_owns) GlobalFree(m_memory);
     }
-    Block& block() { return *to_block(m_memory); }
+    Block& block() { return *ToBlock(m_memory); }
 
     std::atomic<ULONG> m_count{1};
     HGLOBAL m_memory;
@@ -147,7 +147,7 @@ private:
 
 HGLOBAL GlobalAlloc(UINT, SIZE_T size) {
     std::unique_ptr<Block> block(new (std::nothrow) Block);
-    if (block && resize(*block, size)) return block.release();
+    if (block && Resize(*block, size)) return block.release();
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
 }
@@ -157,8 +157,8 @@ LPVOID GlobalLock(HGLOBAL memory) {
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
-    ++to_block(memory)->locks;
-    return to_block(memory)->data;
+    ++ToBlock(memory)->locks;
+    return ToBlock(memory)->data;
 }
 
 BOOL GlobalUnlock(HGLOBAL memory) {
@@ -166,7 +166,7 @@ BOOL GlobalUnlock(HGLOBAL memory) {
         SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
-    unsigned& locks = to_block(memory)->locks;
+    unsigned& locks = ToBlock(memory)->locks;
     if (locks) --locks;
     if (!locks) SetLastError(NO_ERROR);
     return locks != 0;
@@ -174,8 +174,8 @@ BOOL GlobalUnlock(HGLOBAL memory) {
 
 HGLOBAL GlobalFree(HGLOBAL memory) {
     if (memory) {
-        std::free(to_block(memory)->data);
-        delete to_block(memory);
+        std::free(ToBlock(memory)->data);
+        delete ToBlock(memory);
     }
     return nullptr;
 }
@@ -194,7 +194,7 @@ HRESULT CreateStreamOnHGlobal(HGLOBAL memory, BOOL delete_on_release, IStream** 
 IStream* SHCreateMemStream(const BYTE* data, UINT size) {
     HGLOBAL memory = GlobalAlloc(GHND, data ? size : 0);
     if (!memory) return nullptr;
-    if (data && size) std::memcpy(to_block(memory)->data, data, size);
+    if (data && size) std::memcpy(ToBlock(memory)->data, data, size);
     IStream* stream = nullptr;
     if (FAILED(CreateStreamOnHGlobal(memory, TRUE, &stream))) GlobalFree(memory);
     return stream;

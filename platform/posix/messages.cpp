@@ -100,7 +100,7 @@ constexpr Message kInternetMessages[] = {
 const ModuleResources kInternetModule{nullptr, 0};
 
 template <std::size_t N>
-const Message* find(const Message (&table)[N], DWORD id) {
+const Message* Find(const Message (&table)[N], DWORD id) {
     const auto found = std::lower_bound(std::begin(table), std::end(table), id,
                                         [](const Message& row, DWORD wanted) { return row.id < wanted; });
     return found != std::end(table) && found->id == id ? found : nullptr;
@@ -112,11 +112,11 @@ static_assert(std::is_sorted(std::begin(kInternetMessages), std::end(kInternetMe
                              [](const Message& a, const Message& b) { return a.id < b.id; }));
 
 // A result code made of an error number has that number's text.
-const Message* find_system(DWORD id) {
-    if (const Message* own = find(kSystemMessages, id)) return own;
+const Message* FindSystem(DWORD id) {
+    if (const Message* own = Find(kSystemMessages, id)) return own;
     constexpr DWORD kFacilityMask = 0xFFFF0000;
     constexpr DWORD kWin32Failure = 0x80070000;
-    return (id & kFacilityMask) == kWin32Failure ? find(kSystemMessages, id & 0xFFFF) : nullptr;
+    return (id & kFacilityMask) == kWin32Failure ? Find(kSystemMessages, id & 0xFFFF) : nullptr;
 }
 
 }  // namespace
@@ -134,8 +134,8 @@ DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message_id, DWORD, LPWST
                      va_list*) {
     const Message* message = nullptr;
     if ((flags & FORMAT_MESSAGE_FROM_HMODULE) && source == &kInternetModule)
-        message = find(kInternetMessages, message_id);
-    if (!message && (flags & FORMAT_MESSAGE_FROM_SYSTEM)) message = find_system(message_id);
+        message = Find(kInternetMessages, message_id);
+    if (!message && (flags & FORMAT_MESSAGE_FROM_SYSTEM)) message = FindSystem(message_id);
     if (!message || !buffer) {
         SetLastError(message ? ERROR_INVALID_PARAMETER : ERROR_MR_MID_NOT_FOUND);
         return 0;

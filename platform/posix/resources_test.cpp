@@ -11,12 +11,12 @@ extern const ModuleResources g_test_resources;
 
 namespace {
 
-std::string file_bytes(const std::string& name) {
+std::string FileBytes(const std::string& name) {
     std::ifstream file(VECTORS_FOLDER "/" + name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string resource_bytes(WORD id, LPCWSTR type) {
+std::string ResourceBytes(WORD id, LPCWSTR type) {
     const HRSRC found = FindResourceW(&g_test_resources, MAKEINTRESOURCEW(id), type);
     if (!found) return {};
     const char* data = static_cast<const char*>(LockResource(LoadResource(&g_test_resources, found)));
@@ -24,10 +24,10 @@ std::string resource_bytes(WORD id, LPCWSTR type) {
 }
 
 TEST(Resources, BytesAreThoseOfTheFileOfThatTypeAndId) {
-    EXPECT_EQ(resource_bytes(102, u"XML"), file_bytes("extension.tsv"));
-    EXPECT_EQ(resource_bytes(7, u"XML"), file_bytes("logical.tsv"));
-    EXPECT_EQ(resource_bytes(7, u"PNG"), file_bytes("compare.tsv"));
-    EXPECT_FALSE(resource_bytes(102, u"XML").empty());
+    EXPECT_EQ(ResourceBytes(102, u"XML"), FileBytes("extension.tsv"));
+    EXPECT_EQ(ResourceBytes(7, u"XML"), FileBytes("logical.tsv"));
+    EXPECT_EQ(ResourceBytes(7, u"PNG"), FileBytes("compare.tsv"));
+    EXPECT_FALSE(ResourceBytes(102, u"XML").empty());
 }
 
 TEST(Resources, MissingOnesSayWhatIsMissing) {

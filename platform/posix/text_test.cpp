@@ -37,17 +37,17 @@ extern "C" void* malloc(std::size_t size) {
 
 namespace {
 
-bool equal(std::u16string_view a, std::u16string_view b) {
+bool Equal(std::u16string_view a, std::u16string_view b) {
     return CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
                           static_cast<int>(b.size())) == CSTR_EQUAL;
 }
 
-std::u16string message(DWORD flags, LPCVOID source, DWORD id) {
+std::u16string Message(DWORD flags, LPCVOID source, DWORD id) {
     char16_t buffer[1024];
     return {buffer, FormatMessageW(flags, source, id, 1033, buffer, 1024, nullptr)};
 }
 
-std::u16string format_number(const char16_t* value, UINT digits, UINT grouping, UINT order) {
+std::u16string FormatNumber(const char16_t* value, UINT digits, UINT grouping, UINT order) {
     NUMBERFMTW format{digits, 1, grouping, const_cast<LPWSTR>(u","), const_cast<LPWSTR>(u"."), order};
     char16_t buffer[64];
     const int size = GetNumberFormatW(LOCALE_INVARIANT, 0, value, &format, buffer, 64);
@@ -55,13 +55,13 @@ std::u16string format_number(const char16_t* value, UINT digits, UINT grouping, 
 }
 
 TEST(Compare, ComposedAndDecomposedTextsAreEqualAndLookAlikesAreNot) {
-    EXPECT_TRUE(equal(u"caf\u00E9", u"CAFE\u0301"));
-    EXPECT_FALSE(equal(u"cafe", u"caf\u00E9"));
-    EXPECT_FALSE(equal(u"x\u00B2", u"x2"));
-    EXPECT_FALSE(equal(u"\uFF41", u"a"));
-    EXPECT_FALSE(equal(u"\U0001F600", u"\U0001F601"));
-    EXPECT_FALSE(equal(u"\xD83D", u"\xD83E"));
-    EXPECT_TRUE(equal(u"", u""));
+    EXPECT_TRUE(Equal(u"caf\u00E9", u"CAFE\u0301"));
+    EXPECT_FALSE(Equal(u"cafe", u"caf\u00E9"));
+    EXPECT_FALSE(Equal(u"x\u00B2", u"x2"));
+    EXPECT_FALSE(Equal(u"\uFF41", u"a"));
+    EXPECT_FALSE(Equal(u"\U0001F600", u"\U0001F601"));
+    EXPECT_FALSE(Equal(u"\xD83D", u"\xD83E"));
+    EXPECT_TRUE(Equal(u"", u""));
     EXPECT_EQ(CompareStringW(LOCALE_INVARIANT, 0, u"A", -1, u"a", -1), CSTR_LESS_THAN);
     EXPECT_EQ(CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, nullptr, -1, u"a", -1), 0);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
@@ -70,14 +70,14 @@ TEST(Compare, ComposedAndDecomposedTextsAreEqualAndLookAlikesAreNot) {
 TEST(Compare, NeitherComparingNorCrackingAllocates) {
     const std::u16string a = u"/sites/team/\u00E4\u00F6\u00FC \u4E2D\u6587/STRASSE \U0001F600.pdf";
     const std::u16string b = u"/Sites/Team/\u00C4\u00D6\u00DC \u4E2D\u6587/stra\u00DFe \U0001F600.PDF";
-    EXPECT_TRUE(equal(a, b));  // loads the tables
+    EXPECT_TRUE(Equal(a, b));  // loads the tables
     char16_t buffer[INTERNET_MAX_URL_LENGTH];
     URL_COMPONENTSW parts{};
     parts.dwStructSize = sizeof parts;
     parts.dwHostNameLength = parts.dwUrlPathLength = parts.dwExtraInfoLength = 1;
     t_allocations = 0;
     t_counting = true;
-    const bool same = equal(a, b);
+    const bool same = Equal(a, b);
     DWORD length = INTERNET_MAX_URL_LENGTH;
     const BOOL canonical =
         InternetCanonicalizeUrlW(u"https://h/a/../b\\c?x", buffer, &length, ICU_NO_ENCODE | ICU_BROWSER_MODE);
@@ -142,26 +142,26 @@ TEST(Messages, TextsOfEachTableEndWithALineBreak) {
     const DWORD system = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
     const DWORD module = FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS;
     const HMODULE wininet = GetModuleHandleW(u"wininet.dll");
-    for (const auto& text : {message(system, nullptr, ERROR_ACCESS_DENIED), message(module, wininet, 12002),
-                             message(system, nullptr, static_cast<DWORD>(E_FAIL))}) {
+    for (const auto& text : {Message(system, nullptr, ERROR_ACCESS_DENIED), Message(module, wininet, 12002),
+                             Message(system, nullptr, static_cast<DWORD>(E_FAIL))}) {
         ASSERT_GT(text.size(), 2u);
         EXPECT_EQ(text.substr(text.size() - 2), u"\r\n");
     }
-    EXPECT_EQ(message(system, nullptr, static_cast<DWORD>(E_ACCESSDENIED)), message(system, nullptr, 5));
-    EXPECT_EQ(message(system, nullptr, 12002), u"");
+    EXPECT_EQ(Message(system, nullptr, static_cast<DWORD>(E_ACCESSDENIED)), Message(system, nullptr, 5));
+    EXPECT_EQ(Message(system, nullptr, 12002), u"");
     EXPECT_EQ(GetLastError(), ERROR_MR_MID_NOT_FOUND);
-    EXPECT_EQ(message(system, nullptr, 0x821704C7), u"");
+    EXPECT_EQ(Message(system, nullptr, 0x821704C7), u"");
     EXPECT_EQ(GetModuleHandleW(u"other.dll"), nullptr);
 }
 
 TEST(Numbers, AreRoundedGroupedAndSigned) {
-    EXPECT_EQ(format_number(u"1234567", 0, 3, 1), u"1.234.567");
-    EXPECT_EQ(format_number(u"12345678", 0, 32, 1), u"1.23.45.678");
-    EXPECT_EQ(format_number(u"999.995", 2, 3, 1), u"1.000,00");
-    EXPECT_EQ(format_number(u"-0.4", 0, 3, 1), u"0");
-    EXPECT_EQ(format_number(u"-1234.5", 1, 0, 0), u"(1234,5)");
-    EXPECT_EQ(format_number(u"0012", 0, 3, 1), u"12");
-    EXPECT_EQ(format_number(u"1x", 0, 3, 1), u"failed");
+    EXPECT_EQ(FormatNumber(u"1234567", 0, 3, 1), u"1.234.567");
+    EXPECT_EQ(FormatNumber(u"12345678", 0, 32, 1), u"1.23.45.678");
+    EXPECT_EQ(FormatNumber(u"999.995", 2, 3, 1), u"1.000,00");
+    EXPECT_EQ(FormatNumber(u"-0.4", 0, 3, 1), u"0");
+    EXPECT_EQ(FormatNumber(u"-1234.5", 1, 0, 0), u"(1234,5)");
+    EXPECT_EQ(FormatNumber(u"0012", 0, 3, 1), u"12");
+    EXPECT_EQ(FormatNumber(u"1x", 0, 3, 1), u"failed");
     char16_t buffer[8];
     EXPECT_EQ(GetLocaleInfoW(LOCALE_INVARIANT, LOCALE_SGROUPING, buffer, 8), 4);
     EXPECT_EQ(std::u16string(buffer), u"3;0");

@@ -8,28 +8,28 @@ namespace {
 
 using View = std::u16string_view;
 
-BOOL fail(DWORD error) {
+BOOL Fail(DWORD error) {
     SetLastError(error);
     return FALSE;
 }
 
-constexpr bool is_letter(char16_t c) {
+constexpr bool IsLetter(char16_t c) {
     return (c | 0x20) >= u'a' && (c | 0x20) <= u'z';
 }
-constexpr bool is_digit(char16_t c) {
+constexpr bool IsDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
 }
-constexpr bool is_slash(char16_t c) {
+constexpr bool IsSlash(char16_t c) {
     return c == u'/' || c == u'\\';
 }
 
-constexpr int hex_value(char16_t c) {
-    if (is_digit(c)) return c - u'0';
+constexpr int HexValue(char16_t c) {
+    if (IsDigit(c)) return c - u'0';
     const char16_t lower = c | 0x20;
     return lower >= u'a' && lower <= u'f' ? lower - u'a' + 10 : -1;
 }
 
-constexpr bool equals_ascii(View text, View lower) {
+constexpr bool EqualsAscii(View text, View lower) {
     return text.size() == lower.size() &&
            std::equal(text.begin(), text.end(), lower.begin(),
                       [](auto a, auto b) { return (a >= u'A' && a <= u'Z' ? a + 0x20 : a) == b; });
@@ -54,23 +54,23 @@ constexpr Scheme kSchemes[] = {
     {u"res", INTERNET_SCHEME_RES, 0},
 };
 
-Scheme find_scheme(View name) {
+Scheme FindScheme(View name) {
     for (const Scheme& scheme : kSchemes)
-        if (equals_ascii(name, scheme.name)) return scheme;
+        if (EqualsAscii(name, scheme.name)) return scheme;
     return {name, INTERNET_SCHEME_UNKNOWN, 0};
 }
 
 // The length of the scheme before its colon, or 0; a single letter is a drive and no scheme.
-std::size_t scheme_length(View url) {
+std::size_t SchemeLength(View url) {
     std::size_t i = 0;
-    while (i < url.size() && (is_letter(url[i]) || (i > 0 && (is_digit(url[i]) || url[i] == u'+' ||
-                                                              url[i] == u'-' || url[i] == u'.'))))
+    while (i < url.size() && (IsLetter(url[i]) || (i > 0 && (IsDigit(url[i]) || url[i] == u'+' ||
+                                                             url[i] == u'-' || url[i] == u'.'))))
         ++i;
     return i >= 2 && i < url.size() && url[i] == u':' ? i : 0;
 }
 
 // Looks at four units at once; comparisons of whole listings spend their time here.
-std::size_t bounded_length(LPCWSTR text, std::size_t limit) {
+std::size_t BoundedLength(LPCWSTR text, std::size_t limit) {
     constexpr std::uint64_t kOnes = 0x0001'0001'0001'0001;
     std::size_t at = 0;
     for (std::uint64_t units; at + 4 <= limit; at += 4) {
@@ -80,18 +80,18 @@ std::size_t bounded_length(LPCWSTR text, std::size_t limit) {
     return static_cast<std::size_t>(std::find(text + at, text + limit, u'\0') - text);
 }
 
-bool has_drive(View text) {
-    return text.size() >= 2 && is_letter(text[0]) && text[1] == u':';
+bool HasDrive(View text) {
+    return text.size() >= 2 && IsLetter(text[0]) && text[1] == u':';
 }
 
-View trim(View text) {
+View Trim(View text) {
     while (!text.empty() && text.front() <= u' ') text.remove_prefix(1);
     while (!text.empty() && text.back() <= u' ') text.remove_suffix(1);
     return text;
 }
 
 // Where the query or fragment begins, or the end.
-std::size_t extra_start(View text) {
+std::size_t ExtraStart(View text) {
     const auto found =
         std::find_if(text.begin(), text.end(), [](char16_t c) { return c == u'?' || c == u'#'; });
     return static_cast<std::size_t>(found - text.begin());
@@ -115,7 +115,7 @@ public:
     bool fits() const { return m_size < m_capacity; }
     // Valid only while everything has fit.
     char16_t* data() { return m_buffer; }
-    void truncate(std::size_t size) { m_size = size; }
+    void Truncate(std::size_t size) { m_size = size; }
 
 private:
     char16_t* m_buffer;
@@ -124,19 +124,19 @@ private:
 };
 
 // Takes the last segment off again, but never anything before `root`; the slash before the segment stays.
-void drop_last_segment(Writer& out, std::size_t root) {
+void DropLastSegment(Writer& out, std::size_t root) {
     std::size_t size = out.size();
     while (size > root && out.data()[size - 1] != u'/') --size;
     if (size > root + 1) {
         --size;
         while (size > root && out.data()[size - 1] != u'/') --size;
     }
-    out.truncate(std::max(size, std::min(root + 1, out.size())));
+    out.Truncate(std::max(size, std::min(root + 1, out.size())));
 }
 
 // The path from its first slash on, without its "." and ".." segments. False if the output is too small to go
 // back.
-bool put_path(Writer& out, View path) {
+bool PutPath(Writer& out, View path) {
     const std::size_t root = out.size();
     std::size_t i = 0;
     while (i < path.size()) {
@@ -145,7 +145,7 @@ bool put_path(Writer& out, View path) {
         const bool last = slash == path.size();
         if (segment == u".." && i > 0) {
             if (!out.fits()) return false;
-            drop_last_segment(out, root);
+            DropLastSegment(out, root);
         } else if (segment != u"." || i == 0) {
             out.put(segment);
             if (!last) out.put(u'/');
@@ -156,15 +156,15 @@ bool put_path(Writer& out, View path) {
 }
 
 // Files keep the separators of the system that they lie on, but for a browser.
-void put_file(Writer& out, View rest, bool browser) {
+void PutFile(Writer& out, View rest, bool browser) {
     out.put(u"file://");
-    if (rest.size() > 2 && is_slash(rest[0]) && is_slash(rest[1])) rest.remove_prefix(2);
-    if (rest.size() > 2 && is_slash(rest[0]) && has_drive(rest.substr(1))) rest.remove_prefix(1);
-    for (char16_t c : rest) out.put(is_slash(c) ? (browser ? u'/' : u'\\') : c);
+    if (rest.size() > 2 && IsSlash(rest[0]) && IsSlash(rest[1])) rest.remove_prefix(2);
+    if (rest.size() > 2 && IsSlash(rest[0]) && HasDrive(rest.substr(1))) rest.remove_prefix(1);
+    for (char16_t c : rest) out.put(IsSlash(c) ? (browser ? u'/' : u'\\') : c);
 }
 
 // What stands between "//" and the path. Escapes brackets as browsers of this kind do.
-void put_authority(Writer& out, View authority, bool escape_brackets) {
+void PutAuthority(Writer& out, View authority, bool escape_brackets) {
     for (char16_t c : authority) {
         if (escape_brackets && c == u'[')
             out.put(u"%5B");
@@ -175,37 +175,37 @@ void put_authority(Writer& out, View authority, bool escape_brackets) {
     }
 }
 
-void put_browser_slashes(Writer& out, View text) {
-    for (char16_t c : text) out.put(is_slash(c) ? u'/' : c);
+void PutBrowserSlashes(Writer& out, View text) {
+    for (char16_t c : text) out.put(IsSlash(c) ? u'/' : c);
 }
 
 // A URL with "//": only a plain host gets its root slash and a path without dot segments.
-bool put_hierarchical(Writer& out, View rest, bool browser, bool decode) {
+bool PutHierarchical(Writer& out, View rest, bool browser, bool decode) {
     const auto ends_authority = [&](char16_t c) {
         return c == u'/' || c == u'?' || c == u'#' || (browser && c == u'\\');
     };
     const auto end = std::find_if(rest.begin(), rest.end(), ends_authority);
     const View authority = rest.substr(0, static_cast<std::size_t>(end - rest.begin()));
     rest.remove_prefix(authority.size());
-    const View path = rest.substr(0, extra_start(rest));
+    const View path = rest.substr(0, ExtraStart(rest));
     const View extra = rest.substr(path.size());
-    put_authority(out, authority, browser && !decode);
+    PutAuthority(out, authority, browser && !decode);
     const bool plain = authority.find_first_of(u"@[]") == View::npos;
     if (plain && !authority.empty() && rest.empty()) out.put(u'/');
     const std::size_t root = out.size();
     if (!browser || path.find(u'\\') == View::npos) {
         if (!plain)
             out.put(path);
-        else if (!put_path(out, path))
+        else if (!PutPath(out, path))
             return false;
     } else {
-        put_browser_slashes(out, path);
+        PutBrowserSlashes(out, path);
         if (plain) {
             if (!out.fits()) return false;
             const View written(out.data() + root, out.size() - root);
-            out.truncate(root);
+            out.Truncate(root);
             // Reading stays ahead of writing: taking segments out only ever shortens the text.
-            if (!put_path(out, written)) return false;
+            if (!PutPath(out, written)) return false;
         }
     }
     out.put(extra);
@@ -213,13 +213,13 @@ bool put_hierarchical(Writer& out, View rest, bool browser, bool decode) {
 }
 
 // Each escaped byte becomes one unit; an escaped zero stays, since it would end the text.
-std::size_t decode_in_place(char16_t* text, std::size_t size) {
+std::size_t DecodeInPlace(char16_t* text, std::size_t size) {
     std::size_t to = 0;
     for (std::size_t from = 0; from < size; ++from) {
         char16_t c = text[from];
         if (c == u'%' && from + 2 < size) {
-            const int high = hex_value(text[from + 1]);
-            const int low = hex_value(text[from + 2]);
+            const int high = HexValue(text[from + 1]);
+            const int low = HexValue(text[from + 2]);
             if (high >= 0 && low >= 0 && high + low > 0) {
                 c = static_cast<char16_t>(high << 4 | low);
                 from += 2;
@@ -230,13 +230,13 @@ std::size_t decode_in_place(char16_t* text, std::size_t size) {
     return to;
 }
 
-bool put_canonical(Writer& out, View url, DWORD flags) {
+bool PutCanonical(Writer& out, View url, DWORD flags) {
     const bool browser = (flags & ICU_BROWSER_MODE) != 0;
-    if (has_drive(url) || url.substr(0, 2) == u"\\\\") {
-        put_file(out, url, browser);
+    if (HasDrive(url) || url.substr(0, 2) == u"\\\\") {
+        PutFile(out, url, browser);
         return true;
     }
-    const std::size_t length = scheme_length(url);
+    const std::size_t length = SchemeLength(url);
     const View scheme = url.substr(0, length);
     const View rest = url.substr(length ? length + 1 : 0);
     const bool has_authority = length && rest.substr(0, 2) == u"//";
@@ -244,18 +244,18 @@ bool put_canonical(Writer& out, View url, DWORD flags) {
         out.put(url);
         return true;
     }
-    if (find_scheme(scheme).number == INTERNET_SCHEME_FILE) {
-        put_file(out, rest, browser);
+    if (FindScheme(scheme).number == INTERNET_SCHEME_FILE) {
+        PutFile(out, rest, browser);
         return true;
     }
     out.put(scheme);
     out.put(u"://");
-    return put_hierarchical(out, rest.substr(2), browser, (flags & ICU_DECODE) != 0);
+    return PutHierarchical(out, rest.substr(2), browser, (flags & ICU_DECODE) != 0);
 }
 
 // Hands one component out: into the caller's buffer, or as a pointer into the URL. False if a buffer is too
 // small.
-bool give(LPWSTR& pointer, DWORD& length, View part, bool present) {
+bool Give(LPWSTR& pointer, DWORD& length, View part, bool present) {
     if (pointer) {
         const bool fits = part.size() < length;
         if (fits) {
@@ -280,11 +280,11 @@ struct Parts {
 
 // An empty port is the scheme's own, one that is no number is 0, what follows a number is passed over; false
 // for a number that no port can have.
-bool read_port(View digits, INTERNET_PORT& port) {
+bool ReadPort(View digits, INTERNET_PORT& port) {
     if (digits.empty()) return true;
     unsigned value = 0;
     for (char16_t c : digits) {
-        if (!is_digit(c)) break;
+        if (!IsDigit(c)) break;
         value = value * 10 + (c - u'0');
         if (value > 65535) return false;
     }
@@ -292,7 +292,7 @@ bool read_port(View digits, INTERNET_PORT& port) {
     return true;
 }
 
-bool read_authority(View authority, Parts& parts) {
+bool ReadAuthority(View authority, Parts& parts) {
     parts.has_host = true;
     if (const std::size_t at = authority.rfind(u'@'); at != View::npos) {
         const View user_info = authority.substr(0, at);
@@ -308,24 +308,24 @@ bool read_authority(View authority, Parts& parts) {
     if (const std::size_t plain = authority.rfind(u']'); plain != View::npos) search = plain;
     const std::size_t colon = authority.find(u':', search == View::npos ? 0 : search);
     parts.host = authority.substr(0, colon);
-    return colon == View::npos || read_port(authority.substr(colon + 1), parts.port);
+    return colon == View::npos || ReadPort(authority.substr(colon + 1), parts.port);
 }
 
 }  // namespace
 
 BOOL InternetCanonicalizeUrlW(LPCWSTR url, LPWSTR buffer, DWORD* length, DWORD flags) {
     constexpr DWORD kKnown = ICU_BROWSER_MODE | ICU_DECODE | ICU_NO_ENCODE;
-    if (!url || !length || (*length && !buffer)) return fail(ERROR_INVALID_PARAMETER);
+    if (!url || !length || (*length && !buffer)) return Fail(ERROR_INVALID_PARAMETER);
     // Encoding isn't supported: every caller keeps the text as it is.
-    if ((flags & ~kKnown) || !(flags & ICU_NO_ENCODE)) return fail(ERROR_INVALID_FLAGS);
-    const View text = trim(url);
-    if (text.empty()) return fail(ERROR_INVALID_PARAMETER);
+    if ((flags & ~kKnown) || !(flags & ICU_NO_ENCODE)) return Fail(ERROR_INVALID_FLAGS);
+    const View text = Trim(url);
+    if (text.empty()) return Fail(ERROR_INVALID_PARAMETER);
     Writer out(buffer, *length);
-    if (!put_canonical(out, text, flags) || !out.fits()) {
+    if (!PutCanonical(out, text, flags) || !out.fits()) {
         *length = static_cast<DWORD>(std::max(out.size(), text.size() + 2) + 1);
-        return fail(ERROR_INSUFFICIENT_BUFFER);
+        return Fail(ERROR_INSUFFICIENT_BUFFER);
     }
-    const std::size_t size = (flags & ICU_DECODE) ? decode_in_place(buffer, out.size()) : out.size();
+    const std::size_t size = (flags & ICU_DECODE) ? DecodeInPlace(buffer, out.size()) : out.size();
     buffer[size] = 0;
     *length = static_cast<DWORD>(size);
     return TRUE;
@@ -333,26 +333,26 @@ BOOL InternetCanonicalizeUrlW(LPCWSTR url, LPWSTR buffer, DWORD* length, DWORD f
 
 BOOL InternetCrackUrlW(LPCWSTR url, DWORD length, DWORD flags, URL_COMPONENTSW* components) {
     if (!url || !components || components->dwStructSize != sizeof(URL_COMPONENTSW))
-        return fail(ERROR_INVALID_PARAMETER);
-    if (flags) return fail(ERROR_INVALID_FLAGS);
-    const View text = length ? View(url, bounded_length(url, length)) : View(url);
-    if (text.empty()) return fail(ERROR_INVALID_PARAMETER);
-    const std::size_t scheme_size = scheme_length(text);
-    if (!scheme_size) return fail(ERROR_INTERNET_UNRECOGNIZED_SCHEME);
+        return Fail(ERROR_INVALID_PARAMETER);
+    if (flags) return Fail(ERROR_INVALID_FLAGS);
+    const View text = length ? View(url, BoundedLength(url, length)) : View(url);
+    if (text.empty()) return Fail(ERROR_INVALID_PARAMETER);
+    const std::size_t scheme_size = SchemeLength(text);
+    if (!scheme_size) return Fail(ERROR_INTERNET_UNRECOGNIZED_SCHEME);
     Parts parts;
     parts.scheme = text.substr(0, scheme_size);
-    const Scheme scheme = find_scheme(parts.scheme);
+    const Scheme scheme = FindScheme(parts.scheme);
     View rest = text.substr(scheme_size + 1);
     if (rest.substr(0, 2) == u"//") {
         rest.remove_prefix(2);
         if (scheme.number != INTERNET_SCHEME_FILE) {
             const View authority = rest.substr(0, rest.find_first_of(u"/?#"));
             parts.port = scheme.port;
-            if (!read_authority(authority, parts)) return fail(ERROR_INTERNET_INVALID_URL);
+            if (!ReadAuthority(authority, parts)) return Fail(ERROR_INTERNET_INVALID_URL);
             rest.remove_prefix(authority.size());
         }
     }
-    parts.path = rest.substr(0, extra_start(rest));
+    parts.path = rest.substr(0, ExtraStart(rest));
     parts.extra = rest.substr(parts.path.size());
 
     URL_COMPONENTSW& out = *components;
@@ -360,11 +360,11 @@ BOOL InternetCrackUrlW(LPCWSTR url, DWORD length, DWORD flags, URL_COMPONENTSW* 
     if (!out.lpszExtraInfo && !out.dwExtraInfoLength) parts.path = rest;
     out.nScheme = scheme.number;
     out.nPort = parts.port;
-    bool fits = give(out.lpszScheme, out.dwSchemeLength, parts.scheme, true);
-    fits &= give(out.lpszHostName, out.dwHostNameLength, parts.host, parts.has_host);
-    fits &= give(out.lpszUserName, out.dwUserNameLength, parts.user, parts.has_user);
-    fits &= give(out.lpszPassword, out.dwPasswordLength, parts.password, parts.has_password);
-    fits &= give(out.lpszUrlPath, out.dwUrlPathLength, parts.path, true);
-    fits &= give(out.lpszExtraInfo, out.dwExtraInfoLength, parts.extra, true);
-    return fits ? TRUE : fail(ERROR_INSUFFICIENT_BUFFER);
+    bool fits = Give(out.lpszScheme, out.dwSchemeLength, parts.scheme, true);
+    fits &= Give(out.lpszHostName, out.dwHostNameLength, parts.host, parts.has_host);
+    fits &= Give(out.lpszUserName, out.dwUserNameLength, parts.user, parts.has_user);
+    fits &= Give(out.lpszPassword, out.dwPasswordLength, parts.password, parts.has_password);
+    fits &= Give(out.lpszUrlPath, out.dwUrlPathLength, parts.path, true);
+    fits &= Give(out.lpszExtraInfo, out.dwExtraInfoLength, parts.extra, true);
+    return fits ? TRUE : Fail(ERROR_INSUFFICIENT_BUFFER);
 }

@@ -4,7 +4,7 @@
 
 namespace platform {
 
-std::string to_utf8(std::u16string_view text) {
+std::string ToUtf8(std::u16string_view text) {
     std::string bytes(text.size() * 3, '\0');
     if (text.empty()) return bytes;
     const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
@@ -13,7 +13,7 @@ std::string to_utf8(std::u16string_view text) {
     return bytes;
 }
 
-std::u16string to_utf16(std::string_view bytes) {
+std::u16string ToUtf16(std::string_view bytes) {
     std::u16string text(bytes.size(), u'\0');
     if (bytes.empty()) return text;
     const int size = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()),

@@ -8,8 +8,8 @@
 namespace platform {
 
 // Lone surrogates become U+FFFD.
-std::string to_utf8(std::u16string_view text);
+std::string ToUtf8(std::u16string_view text);
 // What is not UTF-8 becomes U+FFFD.
-std::u16string to_utf16(std::string_view bytes);
+std::u16string ToUtf16(std::string_view bytes);
 
 }  // namespace platform

@@ -14,7 +14,7 @@ namespace {
 
 using Row = std::vector<std::u16string>;
 
-std::u16string widen(const std::string& bytes) {
+std::u16string Widen(const std::string& bytes) {
     if (bytes.empty()) return {};
     std::u16string text(bytes.size(), u'\0');
     text.resize(
@@ -23,7 +23,7 @@ std::u16string widen(const std::string& bytes) {
     return text;
 }
 
-std::string narrow(std::u16string_view text) {
+std::string Narrow(std::u16string_view text) {
     std::string bytes(text.size() * 3 + 1, '\0');
     if (text.empty()) return {};
     bytes.resize(static_cast<std::size_t>(
@@ -32,7 +32,7 @@ std::string narrow(std::u16string_view text) {
     return bytes;
 }
 
-std::vector<Row> read_table(const std::string& name, std::size_t columns) {
+std::vector<Row> ReadTable(const std::string& name, std::size_t columns) {
     const char* folder = std::getenv("TEST_VECTORS");
     std::ifstream file(std::string(folder && *folder ? folder : VECTORS_FOLDER) + "/" + name);
     EXPECT_TRUE(file.is_open()) << name;
@@ -41,7 +41,7 @@ std::vector<Row> read_table(const std::string& name, std::size_t columns) {
     std::getline(file, line);
     while (std::getline(file, line)) {
         Row row;
-        const std::u16string text = widen(line);
+        const std::u16string text = Widen(line);
         for (std::size_t begin = 0; begin <= text.size();) {
             const std::size_t end = std::min(text.find(u'\t', begin), text.size());
             row.push_back(text.substr(begin, end - begin));
@@ -54,20 +54,20 @@ std::vector<Row> read_table(const std::string& name, std::size_t columns) {
     return rows;
 }
 
-std::u16string component(LPCWSTR text, DWORD length) {
+std::u16string Component(LPCWSTR text, DWORD length) {
     return text ? std::u16string(text, length) : std::u16string();
 }
 
-std::u16string number(long long value) {
-    return widen(std::to_string(value));
+std::u16string Number(long long value) {
+    return Widen(std::to_string(value));
 }
 
-Row canonicalize_and_crack(const std::u16string& url, DWORD flags) {
+Row CanonicalizeAndCrack(const std::u16string& url, DWORD flags) {
     char16_t buffer[INTERNET_MAX_URL_LENGTH];
     DWORD length = INTERNET_MAX_URL_LENGTH;
     Row row{url, {}, u"0", {}, {}, {}, {}, {}, {}, {}, {}, u"0"};
     if (!InternetCanonicalizeUrlW(url.c_str(), buffer, &length, flags)) {
-        row[11] = number(GetLastError());
+        row[11] = Number(GetLastError());
         return row;
     }
     row[3] = std::u16string(buffer, length);
@@ -76,53 +76,53 @@ Row canonicalize_and_crack(const std::u16string& url, DWORD flags) {
     parts.dwHostNameLength = parts.dwUserNameLength = parts.dwPasswordLength = 1;
     parts.dwUrlPathLength = parts.dwExtraInfoLength = 1;
     if (!InternetCrackUrlW(buffer, 0, 0, &parts)) {
-        row[11] = number(GetLastError());
+        row[11] = Number(GetLastError());
         return row;
     }
     row[2].assign(1, u'1');
-    row[4] = number(parts.nScheme);
-    row[5] = component(parts.lpszHostName, parts.dwHostNameLength);
-    row[6] = number(parts.nPort);
-    row[7] = component(parts.lpszUserName, parts.dwUserNameLength);
-    row[8] = component(parts.lpszPassword, parts.dwPasswordLength);
-    row[9] = component(parts.lpszUrlPath, parts.dwUrlPathLength);
-    row[10] = component(parts.lpszExtraInfo, parts.dwExtraInfoLength);
+    row[4] = Number(parts.nScheme);
+    row[5] = Component(parts.lpszHostName, parts.dwHostNameLength);
+    row[6] = Number(parts.nPort);
+    row[7] = Component(parts.lpszUserName, parts.dwUserNameLength);
+    row[8] = Component(parts.lpszPassword, parts.dwPasswordLength);
+    row[9] = Component(parts.lpszUrlPath, parts.dwUrlPathLength);
+    row[10] = Component(parts.lpszExtraInfo, parts.dwExtraInfoLength);
     return row;
 }
 
-constexpr int sign(int value) {
+constexpr int Sign(int value) {
     return (value > 0) - (value < 0);
 }
 
 TEST(Vectors, UrlsAreCanonicalizedAndCrackedAsOnTheReference) {
-    for (const Row& expected : read_table("crack.tsv", 12)) {
-        const DWORD flags = static_cast<DWORD>(std::stoul(narrow(expected[1]), nullptr, 16));
-        Row actual = canonicalize_and_crack(expected[0], flags);
+    for (const Row& expected : ReadTable("crack.tsv", 12)) {
+        const DWORD flags = static_cast<DWORD>(std::stoul(Narrow(expected[1]), nullptr, 16));
+        Row actual = CanonicalizeAndCrack(expected[0], flags);
         actual[1] = expected[1];
         for (std::size_t i = 0; i < expected.size(); ++i)
-            EXPECT_EQ(narrow(actual[i]), narrow(expected[i]))
-                << narrow(expected[0]) << " " << narrow(expected[1]) << " column " << i;
+            EXPECT_EQ(Narrow(actual[i]), Narrow(expected[i]))
+                << Narrow(expected[0]) << " " << Narrow(expected[1]) << " column " << i;
     }
 }
 
 TEST(Vectors, LogicalOrderIsTheReferences) {
-    for (const Row& row : read_table("logical.tsv", 3))
-        EXPECT_EQ(sign(StrCmpLogicalW(row[0].c_str(), row[1].c_str())), std::stoi(narrow(row[2])))
-            << narrow(row[0]) << " | " << narrow(row[1]);
+    for (const Row& row : ReadTable("logical.tsv", 3))
+        EXPECT_EQ(Sign(StrCmpLogicalW(row[0].c_str(), row[1].c_str())), std::stoi(Narrow(row[2])))
+            << Narrow(row[0]) << " | " << Narrow(row[1]);
 }
 
 TEST(Vectors, TextsAreEqualWhereTheReferenceSaysSo) {
-    for (const Row& row : read_table("compare.tsv", 3)) {
+    for (const Row& row : ReadTable("compare.tsv", 3)) {
         const int result =
             CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, row[0].c_str(), -1, row[1].c_str(), -1);
         ASSERT_NE(result, 0);
-        EXPECT_EQ(result == CSTR_EQUAL, row[2] == u"0") << narrow(row[0]) << " | " << narrow(row[1]);
+        EXPECT_EQ(result == CSTR_EQUAL, row[2] == u"0") << Narrow(row[0]) << " | " << Narrow(row[1]);
     }
 }
 
 TEST(Vectors, ExtensionsAreTheReferences) {
-    for (const Row& row : read_table("extension.tsv", 2))
-        EXPECT_EQ(narrow(PathFindExtensionW(row[0].c_str())), narrow(row[1])) << narrow(row[0]);
+    for (const Row& row : ReadTable("extension.tsv", 2))
+        EXPECT_EQ(Narrow(PathFindExtensionW(row[0].c_str())), Narrow(row[1])) << Narrow(row[0]);
 }
 
 }  // namespace

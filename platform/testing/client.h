@@ -32,7 +32,7 @@ struct Client {
         : session(InternetOpenW(u"test-agent", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0)),
           connection(InternetConnectW(session, host, port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0)) {}
 
-    Handle open(LPCWSTR verb, LPCWSTR object,
+    Handle Open(LPCWSTR verb, LPCWSTR object,
                 DWORD flags = INTERNET_FLAG_KEEP_CONNECTION | INTERNET_FLAG_NO_COOKIES) {
         return HttpOpenRequestW(connection, verb, object, nullptr, nullptr, nullptr, flags, 0);
     }
@@ -42,11 +42,11 @@ struct Client {
 };
 
 // The error of a send without a body, 0 for success.
-inline DWORD send(HINTERNET request, LPCWSTR headers = nullptr) {
+inline DWORD Send(HINTERNET request, LPCWSTR headers = nullptr) {
     return HttpSendRequestW(request, headers, static_cast<DWORD>(-1), nullptr, 0) ? 0 : GetLastError();
 }
 
-inline DWORD status(HINTERNET request) {
+inline DWORD Status(HINTERNET request) {
     DWORD value = 0;
     DWORD size = sizeof value;
     HttpQueryInfoW(request, HTTP_QUERY_STATUS_CODE | HTTP_QUERY_FLAG_NUMBER, &value, &size, nullptr);
@@ -54,7 +54,7 @@ inline DWORD status(HINTERNET request) {
 }
 
 // The body to its end; `error` is what the last read failed with.
-inline std::string read_all(HINTERNET request, DWORD& error, DWORD block = 1024) {
+inline std::string ReadAll(HINTERNET request, DWORD& error, DWORD block = 1024) {
     std::string body;
     std::string buffer(block, '\0');
     for (;;) {
@@ -69,18 +69,18 @@ inline std::string read_all(HINTERNET request, DWORD& error, DWORD block = 1024)
     }
 }
 
-inline void set_login(HINTERNET request, std::u16string user, std::u16string password, bool proxy = false) {
+inline void SetLogin(HINTERNET request, std::u16string user, std::u16string password, bool proxy = false) {
     InternetSetOptionW(request, proxy ? INTERNET_OPTION_PROXY_USERNAME : INTERNET_OPTION_USERNAME,
                        user.data(), static_cast<DWORD>(user.size() + 1));
     InternetSetOptionW(request, proxy ? INTERNET_OPTION_PROXY_PASSWORD : INTERNET_OPTION_PASSWORD,
                        password.data(), static_cast<DWORD>(password.size() + 1));
 }
 
-inline void end_browser_session() {
+inline void EndBrowserSession() {
     InternetSetOptionW(nullptr, INTERNET_OPTION_END_BROWSER_SESSION, nullptr, 0);
 }
 
-inline BOOL begin_upload(HINTERNET request, std::size_t size) {
+inline BOOL BeginUpload(HINTERNET request, std::size_t size) {
     INTERNET_BUFFERSW buffers{};
     buffers.dwStructSize = sizeof buffers;
     buffers.dwBufferTotal = static_cast<DWORD>(size);
@@ -88,8 +88,8 @@ inline BOOL begin_upload(HINTERNET request, std::size_t size) {
 }
 
 // Begins an upload, pushes the body and ends it; the first error, 0 for success.
-inline DWORD upload(HINTERNET request, const std::string& body, std::size_t block = 65536) {
-    if (!begin_upload(request, body.size())) return GetLastError();
+inline DWORD Upload(HINTERNET request, const std::string& body, std::size_t block = 65536) {
+    if (!BeginUpload(request, body.size())) return GetLastError();
     for (std::size_t at = 0; at < body.size(); at += block) {
         DWORD written = 0;
         const DWORD count = static_cast<DWORD>(std::min(block, body.size() - at));

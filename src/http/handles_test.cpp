@@ -10,14 +10,14 @@
 namespace {
 
 using Http::Session;
-using platform::internet::open_handle_count;
+using platform::internet::OpenHandleCount;
 
 constexpr size_t kOfTheSession = 2;  // the session itself and its connection
 
 class HandlesTest : public testing::Test {
 protected:
     HandlesTest()
-        : m_before(open_handle_count()),
+        : m_before(OpenHandleCount()),
           m_server([](const LoopbackTestServer::Request& request) {
               return Answer(request.target == "/bad" ? "500 No" : "200 OK", "body");
           }),
@@ -26,7 +26,7 @@ protected:
     Http::Response Get(const char16_t* object) {
         return m_session->SendRequest(u"GET", object, nullptr, nullptr, nullptr, 0, true);
     }
-    size_t Opened() const { return open_handle_count() - m_before; }
+    size_t Opened() const { return OpenHandleCount() - m_before; }
 
     const size_t m_before;
     LoopbackTestServer m_server;

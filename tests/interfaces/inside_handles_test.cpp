@@ -43,11 +43,11 @@ protected:
 
 TEST_P(Handles, AreClosedWithTheirRequestsAndWithTheSession) {
     m_server.WriteAs("alice", "a.txt", "first");
-    const std::size_t before = platform::internet::open_handle_count();
+    const std::size_t before = platform::internet::OpenHandleCount();
     m_inside.emplace();
     TestAccount account = MakeAccount(m_inside->host(), m_server.Site(), LoginOf(m_server, "alice"));
     ASSERT_EQ(m_inside->host().Bind(account.account.get(), nullptr, m_root), S_OK);
-    const std::size_t of_session = platform::internet::open_handle_count();
+    const std::size_t of_session = platform::internet::OpenHandleCount();
     EXPECT_GT(of_session, before);
     EXPECT_EQ(Save("a.txt", "second"), S_OK);
     EXPECT_EQ(m_server.Document("a.txt"), "second");
@@ -71,11 +71,11 @@ TEST_P(Handles, AreClosedWithTheirRequestsAndWithTheSession) {
         EXPECT_GT(m_server.FaultsFired(), 0) << row.fault;
         m_server.ClearFaults();
     }
-    EXPECT_EQ(platform::internet::open_handle_count(), of_session) << "no request keeps its handle";
+    EXPECT_EQ(platform::internet::OpenHandleCount(), of_session) << "no request keeps its handle";
     m_root.reset();
     account = {};
     m_inside.reset();
-    EXPECT_EQ(platform::internet::open_handle_count(), before) << "nor does the session";
+    EXPECT_EQ(platform::internet::OpenHandleCount(), before) << "nor does the session";
 }
 
 INSTANTIATE_TEST_SUITE_P(Generation, Handles, ::testing::Values("modern", "2013"),

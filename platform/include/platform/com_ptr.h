@@ -58,14 +58,14 @@ public:
         return &m_object;
     }
     // For an untyped out argument.
-    void** put_void() { return reinterpret_cast<void**>(put()); }
+    void** PutVoid() { return reinterpret_cast<void**>(put()); }
     // Hands one more reference out, null for null.
     [[nodiscard]] T* copy() const {
         if (m_object) m_object->AddRef();
         return m_object;
     }
     // The same by an out argument; E_POINTER for null.
-    HRESULT copy_to(T** out_object) const {
+    HRESULT CopyTo(T** out_object) const {
         if (!out_object) return E_POINTER;
         *out_object = copy();
         return S_OK;
@@ -74,7 +74,7 @@ public:
     template <class U>
     ComPtr<U> as() const {
         ComPtr<U> other;
-        if (m_object && FAILED(m_object->QueryInterface(iid_of<U>, other.put_void()))) other.reset();
+        if (m_object && FAILED(m_object->QueryInterface(kIidOf<U>, other.PutVoid()))) other.reset();
         return other;
     }
 

@@ -4,23 +4,23 @@
 
 namespace platform::internet {
 
-CredentialStore& CredentialStore::instance() {
+CredentialStore& CredentialStore::Instance() {
     static CredentialStore* const store = new CredentialStore;
     return *store;
 }
 
-std::optional<Accepted> CredentialStore::find(const std::string& origin) {
+std::optional<Accepted> CredentialStore::Find(const std::string& origin) {
     const std::lock_guard lock(m_mutex);
     const auto found = m_accepted.find(origin);
     return found != m_accepted.end() ? std::optional(found->second) : std::nullopt;
 }
 
-void CredentialStore::remember(const std::string& origin, Accepted accepted) {
+void CredentialStore::Remember(const std::string& origin, Accepted accepted) {
     const std::lock_guard lock(m_mutex);
     m_accepted.insert_or_assign(origin, std::move(accepted));
 }
 
-void CredentialStore::forget(const std::string& origin, const Credentials& refused) {
+void CredentialStore::Forget(const std::string& origin, const Credentials& refused) {
     const std::lock_guard lock(m_mutex);
     const auto found = m_accepted.find(origin);
     if (found != m_accepted.end() && found->second.credentials == refused) m_accepted.erase(found);
@@ -31,7 +31,7 @@ void CredentialStore::clear() {
     m_accepted.clear();
 }
 
-unsigned long choose_scheme(unsigned long offered) {
+unsigned long ChooseScheme(unsigned long offered) {
     for (const unsigned long scheme : {CURLAUTH_DIGEST, CURLAUTH_NTLM, CURLAUTH_NEGOTIATE, CURLAUTH_BASIC})
         if (offered & scheme) return scheme;
     return 0;

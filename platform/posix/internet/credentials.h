@@ -24,12 +24,12 @@ struct Accepted {
 
 class CredentialStore {
 public:
-    static CredentialStore& instance();
+    static CredentialStore& Instance();
 
-    std::optional<Accepted> find(const std::string& origin);
-    void remember(const std::string& origin, Accepted accepted);
+    std::optional<Accepted> Find(const std::string& origin);
+    void Remember(const std::string& origin, Accepted accepted);
     // Does nothing when other credentials have taken the place of these.
-    void forget(const std::string& origin, const Credentials& refused);
+    void Forget(const std::string& origin, const Credentials& refused);
     void clear();
 
 private:
@@ -40,6 +40,6 @@ private:
 // The scheme to answer a challenge with, of the CURLAUTH_ bits offered; 0 if none can be used. Basic comes
 // only when nothing stronger is offered, and Negotiate just before it, since it depends on the mechanisms
 // that this machine has.
-unsigned long choose_scheme(unsigned long offered);
+unsigned long ChooseScheme(unsigned long offered);
 
 }  // namespace platform::internet

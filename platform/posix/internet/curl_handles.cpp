@@ -11,7 +11,7 @@ namespace {
 
 std::atomic<unsigned> g_session{0};
 
-void initialise_library() {
+void InitialiseLibrary() {
     static const CURLcode result = curl_global_init(CURL_GLOBAL_DEFAULT);
     static_cast<void>(result);
 }
@@ -19,7 +19,7 @@ void initialise_library() {
 }  // namespace
 
 CurlHandles::CurlHandles() {
-    initialise_library();
+    InitialiseLibrary();
     m_multi = curl_multi_init();
     m_easy = curl_easy_init();
 }
@@ -30,7 +30,7 @@ CurlHandles::~CurlHandles() {
     curl_multi_cleanup(m_multi);
 }
 
-void CurlHandles::use_for(const std::string& origin) {
+void CurlHandles::UseFor(const std::string& origin) {
     if (!m_origin.empty() && m_origin != origin) {
         curl_easy_cleanup(m_easy);
         m_easy = curl_easy_init();
@@ -38,7 +38,7 @@ void CurlHandles::use_for(const std::string& origin) {
     m_origin = origin;
 }
 
-std::unique_ptr<CurlHandles> CurlHandlePool::take() {
+std::unique_ptr<CurlHandles> CurlHandlePool::Take() {
     {
         const std::lock_guard lock(m_mutex);
         while (!m_idle.empty()) {
@@ -52,13 +52,13 @@ std::unique_ptr<CurlHandles> CurlHandlePool::take() {
     return handles->ok() ? std::move(handles) : nullptr;
 }
 
-void CurlHandlePool::give_back(std::unique_ptr<CurlHandles> handles) {
+void CurlHandlePool::GiveBack(std::unique_ptr<CurlHandles> handles) {
     const std::lock_guard lock(m_mutex);
     if (handles && handles->ok() && handles->m_session == g_session && m_idle.size() < kMaxIdle)
         m_idle.push_back(std::move(handles));
 }
 
-void CurlHandlePool::end_session() {
+void CurlHandlePool::EndSession() {
     ++g_session;
 }
 

@@ -47,7 +47,7 @@ constexpr Row kTable[] = {
 
 }  // namespace
 
-DWORD error_from_curl(int code) {
+DWORD ErrorFromCurl(int code) {
     for (const Row& row : kTable)
         if (row.code == code) return row.error;
     return ERROR_INTERNET_INTERNAL_ERROR;

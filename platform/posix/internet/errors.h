@@ -7,6 +7,6 @@
 namespace platform::internet {
 
 // The number for a CURLcode; ERROR_INTERNET_INTERNAL_ERROR for one that is not in the table.
-DWORD error_from_curl(int code);
+DWORD ErrorFromCurl(int code);
 
 }  // namespace platform::internet

@@ -24,44 +24,44 @@ struct Table {
 constexpr std::uintptr_t kStep = 4;
 
 // Never destroyed: callers may leave handles open until the process ends.
-Table& table() {
+Table& HandleTable() {
     static Table* const instance = new Table;
     return *instance;
 }
 
-Part& part_of(std::uintptr_t number) {
-    return table().parts[number / kStep % table().parts.size()];
+Part& PartOf(std::uintptr_t number) {
+    return HandleTable().parts[number / kStep % HandleTable().parts.size()];
 }
 
 }  // namespace
 
-HINTERNET add_handle(std::shared_ptr<Object> object) {
-    const std::uintptr_t number = table().next += kStep;
-    Part& part = part_of(number);
+HINTERNET AddHandle(std::shared_ptr<Object> object) {
+    const std::uintptr_t number = HandleTable().next += kStep;
+    Part& part = PartOf(number);
     const std::lock_guard lock(part.mutex);
     part.objects.emplace(number, std::move(object));
     return reinterpret_cast<HINTERNET>(number);
 }
 
-std::shared_ptr<Object> find_handle(HINTERNET handle) {
+std::shared_ptr<Object> FindHandle(HINTERNET handle) {
     const auto number = reinterpret_cast<std::uintptr_t>(handle);
-    Part& part = part_of(number);
+    Part& part = PartOf(number);
     const std::lock_guard lock(part.mutex);
     const auto found = part.objects.find(number);
     return found != part.objects.end() ? found->second : nullptr;
 }
 
-std::shared_ptr<Object> remove_handle(HINTERNET handle) {
+std::shared_ptr<Object> RemoveHandle(HINTERNET handle) {
     const auto number = reinterpret_cast<std::uintptr_t>(handle);
-    Part& part = part_of(number);
+    Part& part = PartOf(number);
     const std::lock_guard lock(part.mutex);
     const auto node = part.objects.extract(number);
     return node ? node.mapped() : nullptr;
 }
 
-std::size_t open_handle_count() {
+std::size_t OpenHandleCount() {
     std::size_t count = 0;
-    for (Part& part : table().parts) {
+    for (Part& part : HandleTable().parts) {
         const std::lock_guard lock(part.mutex);
         count += part.objects.size();
     }

@@ -19,7 +19,7 @@ public:
     explicit Object(Kind of_kind) : kind(of_kind) {}
     virtual ~Object() = default;
     // Tells calls in progress to come to an end.
-    virtual void close() {}
+    virtual void Close() {}
 
     const Kind kind;
 };
@@ -44,8 +44,8 @@ struct Connection final : Object {
 };
 
 // Handles are numbers that are never used twice, so a stale one is known as such.
-HINTERNET add_handle(std::shared_ptr<Object> object);
-std::shared_ptr<Object> find_handle(HINTERNET handle);
-std::shared_ptr<Object> remove_handle(HINTERNET handle);
+HINTERNET AddHandle(std::shared_ptr<Object> object);
+std::shared_ptr<Object> FindHandle(HINTERNET handle);
+std::shared_ptr<Object> RemoveHandle(HINTERNET handle);
 
 }  // namespace platform::internet

@@ -18,21 +18,21 @@ struct Header {
 };
 
 // ASCII letters alone lose their case.
-bool equals_ignoring_case(std::string_view a, std::string_view b);
+bool EqualsIgnoringCase(std::string_view a, std::string_view b);
 
 // What is not UTF-8 is taken as Latin-1, so that no byte of a header is lost.
-std::u16string from_header_bytes(std::string_view bytes);
+std::u16string FromHeaderBytes(std::string_view bytes);
 
 class RequestHeaders {
 public:
     // Adds the lines of a header text by HTTP_ADDREQ_FLAG_ADD and _REPLACE; changes nothing unless all lines
     // are good. ERROR_SUCCESS, ERROR_INVALID_PARAMETER, ERROR_HTTP_HEADER_NOT_FOUND or ERROR_ALREADY_EXISTS.
-    DWORD add(std::u16string_view text, DWORD modifiers);
-    const Header* find(std::string_view name) const;
+    DWORD Add(std::u16string_view text, DWORD modifiers);
+    const Header* Find(std::string_view name) const;
     const std::vector<Header>& all() const { return m_headers; }
 
 private:
-    DWORD apply(const Header& header, DWORD modifiers);
+    DWORD Apply(const Header& header, DWORD modifiers);
 
     std::vector<Header> m_headers;
 };
@@ -42,7 +42,7 @@ public:
     static constexpr std::size_t kLimit = 256 * 1024;
 
     // Takes one line as it came, line end and all; a status line starts anew. False beyond the limit.
-    bool add_line(std::string_view line);
+    bool AddLine(std::string_view line);
     void clear();
 
     unsigned status() const { return m_status; }  // 0 before the first status line
@@ -52,7 +52,7 @@ public:
         return m_lines;
     }  // the status line first, without line ends
     // The value of the index-th header of that name.
-    std::optional<std::string_view> find(std::string_view name, std::size_t index) const;
+    std::optional<std::string_view> Find(std::string_view name, std::size_t index) const;
 
 private:
     std::vector<std::string> m_lines;

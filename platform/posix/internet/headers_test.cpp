@@ -14,28 +14,28 @@ namespace {
 constexpr DWORD kAdd = HTTP_ADDREQ_FLAG_ADD;
 constexpr DWORD kReplace = HTTP_ADDREQ_FLAG_REPLACE;
 
-std::string joined(const RequestHeaders& headers) {
+std::string Joined(const RequestHeaders& headers) {
     std::string text;
     for (const Header& header : headers.all()) text += header.name + "=" + header.value + ";";
     return text;
 }
 
-ResponseHeaders block(std::initializer_list<std::string_view> lines) {
+ResponseHeaders Block(std::initializer_list<std::string_view> lines) {
     ResponseHeaders headers;
-    for (std::string_view line : lines) EXPECT_TRUE(headers.add_line(line));
+    for (std::string_view line : lines) EXPECT_TRUE(headers.AddLine(line));
     return headers;
 }
 
 TEST(RequestHeaders, LinesEndWithOrWithoutACarriageReturnAndReplaceByName) {
     RequestHeaders headers;
-    EXPECT_EQ(headers.add(u"A: 1\nB:2\r\nC:  x: y \n", kAdd | kReplace), 0u);
-    EXPECT_EQ(headers.add(u"a: 3", kAdd | kReplace), 0u);
-    EXPECT_EQ(headers.add(u"b: 4\n", kAdd), 0u);
-    EXPECT_EQ(joined(headers), "B=2;C=x: y;a=3;b=4;");
-    EXPECT_EQ(headers.add(u"B:", kReplace), 0u);
-    EXPECT_EQ(headers.add(u"D: 1", kReplace), static_cast<DWORD>(ERROR_HTTP_HEADER_NOT_FOUND));
-    EXPECT_EQ(headers.add(u"A: 9", 0), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-    EXPECT_EQ(joined(headers), "C=x: y;a=3;");
+    EXPECT_EQ(headers.Add(u"A: 1\nB:2\r\nC:  x: y \n", kAdd | kReplace), 0u);
+    EXPECT_EQ(headers.Add(u"a: 3", kAdd | kReplace), 0u);
+    EXPECT_EQ(headers.Add(u"b: 4\n", kAdd), 0u);
+    EXPECT_EQ(Joined(headers), "B=2;C=x: y;a=3;b=4;");
+    EXPECT_EQ(headers.Add(u"B:", kReplace), 0u);
+    EXPECT_EQ(headers.Add(u"D: 1", kReplace), static_cast<DWORD>(ERROR_HTTP_HEADER_NOT_FOUND));
+    EXPECT_EQ(headers.Add(u"A: 9", 0), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
+    EXPECT_EQ(Joined(headers), "C=x: y;a=3;");
 }
 
 TEST(RequestHeaders, ATextWithOneBadLineChangesNothing) {
@@ -43,80 +43,80 @@ TEST(RequestHeaders, ATextWithOneBadLineChangesNothing) {
     for (std::u16string_view bad : {std::u16string_view(u"A: 1\nB: x\ry"), std::u16string_view(u"A: 1\0", 5),
                                     std::u16string_view(u"no colon"), std::u16string_view(u": nameless"),
                                     std::u16string_view(u"bad name: x"), std::u16string_view(u"A: \u0001")})
-        EXPECT_EQ(headers.add(bad, kAdd), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-    EXPECT_EQ(joined(headers), "");
+        EXPECT_EQ(headers.Add(bad, kAdd), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Joined(headers), "");
 }
 
 TEST(ResponseHeaders, TheLastBlockCounts) {
-    const ResponseHeaders headers = block({"HTTP/1.1 100 Continue\r\n", "\r\n", "HTTP/1.1 200\r\n",
+    const ResponseHeaders headers = Block({"HTTP/1.1 100 Continue\r\n", "\r\n", "HTTP/1.1 200\r\n",
                                            "A: 1\r\n", "a :2 \n", "broken\r\n", "\r\n", "Late: 1\r\n"});
     EXPECT_EQ(headers.status(), 200u);
     EXPECT_EQ(headers.reason(), "");
     EXPECT_TRUE(headers.complete());
-    EXPECT_EQ(headers.find("A", 0), "1");
-    EXPECT_EQ(headers.find("A", 1), "2");
-    EXPECT_EQ(headers.find("A", 2), std::nullopt);
-    EXPECT_EQ(headers.find("Late", 0), std::nullopt);
+    EXPECT_EQ(headers.Find("A", 0), "1");
+    EXPECT_EQ(headers.Find("A", 1), "2");
+    EXPECT_EQ(headers.Find("A", 2), std::nullopt);
+    EXPECT_EQ(headers.Find("Late", 0), std::nullopt);
     EXPECT_EQ(headers.lines().size(), 4u);
 }
 
 TEST(ResponseHeaders, AFoldedLineBelongsToTheOneBefore) {
-    const ResponseHeaders headers = block({"HTTP/1.1 200 OK\r\n", " Set-Cookie: no\r\n", "Allow: GET,\r\n",
+    const ResponseHeaders headers = Block({"HTTP/1.1 200 OK\r\n", " Set-Cookie: no\r\n", "Allow: GET,\r\n",
                                            "\t PUT\r\n", " Set-Cookie: evil=1\r\n", "B: 2\r\n", "\r\n"});
-    EXPECT_EQ(headers.find("Allow", 0), "GET, PUT Set-Cookie: evil=1");
-    EXPECT_EQ(headers.find("B", 0), "2");
-    EXPECT_EQ(headers.find("Set-Cookie", 0), std::nullopt);
+    EXPECT_EQ(headers.Find("Allow", 0), "GET, PUT Set-Cookie: evil=1");
+    EXPECT_EQ(headers.Find("B", 0), "2");
+    EXPECT_EQ(headers.Find("Set-Cookie", 0), std::nullopt);
 }
 
 TEST(ResponseHeaders, AreLimitedOverAllBlocks) {
     ResponseHeaders headers;
     const std::string line = "X: " + std::string(1000, 'x') + "\r\n";
     int taken = 0;
-    while (taken < 1000 && headers.add_line(taken % 10 ? std::string_view(line) : "HTTP/1.1 100 C\r\n"))
+    while (taken < 1000 && headers.AddLine(taken % 10 ? std::string_view(line) : "HTTP/1.1 100 C\r\n"))
         ++taken;
     EXPECT_GT(taken, 250);
     EXPECT_LT(taken, 320);
 }
 
 TEST(HeaderBytes, AreUtf8OrElseLatin1) {
-    EXPECT_EQ(from_header_bytes("\xC3\xA9"), u"\u00E9");
-    EXPECT_EQ(from_header_bytes("caf\xE9"), u"caf\u00E9");
+    EXPECT_EQ(FromHeaderBytes("\xC3\xA9"), u"\u00E9");
+    EXPECT_EQ(FromHeaderBytes("caf\xE9"), u"caf\u00E9");
 }
 
 TEST(Targets, ObjectsFitIntoARequestLine) {
-    EXPECT_EQ(make_object(u""), "/");
-    EXPECT_EQ(make_object(u"a b/\u00FC#%20%zz?q='x'"), "/a%20b/%C3%BC%23%20%zz?q='x'");
-    EXPECT_EQ(make_object(u"/x\r\nInjected: 1"), "/x%0D%0AInjected:%201");
-    EXPECT_EQ(make_host(u"::1"), "[::1]");
+    EXPECT_EQ(MakeObject(u""), "/");
+    EXPECT_EQ(MakeObject(u"a b/\u00FC#%20%zz?q='x'"), "/a%20b/%C3%BC%23%20%zz?q='x'");
+    EXPECT_EQ(MakeObject(u"/x\r\nInjected: 1"), "/x%0D%0AInjected:%201");
+    EXPECT_EQ(MakeHost(u"::1"), "[::1]");
     for (const char16_t* bad : {u"", u"a b", u"a/b", u"a@b", u"a:80", u"[::1]x", u"a\r\n"})
-        EXPECT_EQ(make_host(bad), std::nullopt);
+        EXPECT_EQ(MakeHost(bad), std::nullopt);
 }
 
 TEST(Targets, LocationsAreResolvedForHttpAlone) {
     const Target base{false, "host", 8080, "/a/b?q"};
-    EXPECT_EQ(resolve(base, "c d?x#f").value_or(Target()).url(), "http://host:8080/a/c%20d?x");
-    EXPECT_EQ(resolve(base, "https://Other/").value_or(Target()).url(), "https://Other/");
-    EXPECT_EQ(resolve(base, "//other:81/x").value_or(Target()).url(), "http://other:81/x");
+    EXPECT_EQ(Resolve(base, "c d?x#f").value_or(Target()).url(), "http://host:8080/a/c%20d?x");
+    EXPECT_EQ(Resolve(base, "https://Other/").value_or(Target()).url(), "https://Other/");
+    EXPECT_EQ(Resolve(base, "//other:81/x").value_or(Target()).url(), "http://other:81/x");
     for (std::string_view bad :
          {"ftp://host/", "file:///etc/passwd", "javascript:1", "http://", "http://h:99999/"})
-        EXPECT_FALSE(resolve(base, bad).has_value()) << bad;
+        EXPECT_FALSE(Resolve(base, bad).has_value()) << bad;
 }
 
 TEST(Targets, SecretsGoToTheSameHostAndNeverFromTlsToPlain) {
     const Target plain{false, "host", 80, "/"};
     const Target secure{true, "HOST", 443, "/"};
-    EXPECT_TRUE(may_share_secrets(plain, secure));
-    EXPECT_FALSE(may_share_secrets(secure, plain));
-    EXPECT_FALSE(may_share_secrets(plain, {false, "host", 81, "/"}));
-    EXPECT_FALSE(may_share_secrets(plain, {false, "host.evil", 80, "/"}));
+    EXPECT_TRUE(MayShareSecrets(plain, secure));
+    EXPECT_FALSE(MayShareSecrets(secure, plain));
+    EXPECT_FALSE(MayShareSecrets(plain, {false, "host", 81, "/"}));
+    EXPECT_FALSE(MayShareSecrets(plain, {false, "host.evil", 80, "/"}));
 }
 
 TEST(Schemes, BasicComesOnlyWhenNothingStrongerIsOffered) {
-    EXPECT_EQ(choose_scheme(CURLAUTH_BASIC | CURLAUTH_DIGEST), CURLAUTH_DIGEST);
-    EXPECT_EQ(choose_scheme(CURLAUTH_BASIC | CURLAUTH_NTLM | CURLAUTH_NEGOTIATE), CURLAUTH_NTLM);
-    EXPECT_EQ(choose_scheme(CURLAUTH_BASIC | CURLAUTH_NEGOTIATE), CURLAUTH_NEGOTIATE);
-    EXPECT_EQ(choose_scheme(CURLAUTH_BASIC), CURLAUTH_BASIC);
-    EXPECT_EQ(choose_scheme(CURLAUTH_BEARER), 0u);
+    EXPECT_EQ(ChooseScheme(CURLAUTH_BASIC | CURLAUTH_DIGEST), CURLAUTH_DIGEST);
+    EXPECT_EQ(ChooseScheme(CURLAUTH_BASIC | CURLAUTH_NTLM | CURLAUTH_NEGOTIATE), CURLAUTH_NTLM);
+    EXPECT_EQ(ChooseScheme(CURLAUTH_BASIC | CURLAUTH_NEGOTIATE), CURLAUTH_NEGOTIATE);
+    EXPECT_EQ(ChooseScheme(CURLAUTH_BASIC), CURLAUTH_BASIC);
+    EXPECT_EQ(ChooseScheme(CURLAUTH_BEARER), 0u);
 }
 
 TEST(Errors, LibraryCodesHaveTheirNumbers) {
@@ -138,7 +138,7 @@ TEST(Errors, LibraryCodesHaveTheirNumbers) {
         {.code = CURLE_PEER_FAILED_VERIFICATION, .error = 12175},
         {.code = CURLE_FTP_WEIRD_PASV_REPLY, .error = 12004},
     };
-    for (const auto& [code, error] : rows) EXPECT_EQ(error_from_curl(code), error) << code;
+    for (const auto& [code, error] : rows) EXPECT_EQ(ErrorFromCurl(code), error) << code;
 }
 
 }  // namespace

@@ -19,23 +19,23 @@ gss_OID_desc spnego{6, spnego_bytes};
 char ntlm_bytes[] = "\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a";
 gss_OID_desc ntlm{10, ntlm_bytes};
 
-bool is_ascii(const std::string& text) {
+bool IsAscii(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 // Borrows the text.
-gss_buffer_desc buffer_of(std::string& text) {
+gss_buffer_desc BufferOf(std::string& text) {
     return {text.size(), text.data()};
 }
 
-gss_name_t import_name(std::string text, gss_OID kind) {
+gss_name_t ImportName(std::string text, gss_OID kind) {
     OM_uint32 minor = 0;
-    gss_buffer_desc buffer = buffer_of(text);
+    gss_buffer_desc buffer = BufferOf(text);
     gss_name_t name = GSS_C_NO_NAME;
     return GSS_ERROR(gss_import_name(&minor, &buffer, kind, &name)) ? GSS_C_NO_NAME : name;
 }
 
-std::string to_base64(const gss_buffer_desc& bytes) {
+std::string ToBase64(const gss_buffer_desc& bytes) {
     std::string text((bytes.length + 2) / 3 * 4 + 1, '\0');  // and the zero that is written behind it
     const int size =
         EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
@@ -45,7 +45,7 @@ std::string to_base64(const gss_buffer_desc& bytes) {
 }
 
 // Nothing for what is no base64.
-std::string from_base64(std::string_view text) {
+std::string FromBase64(std::string_view text) {
     if (text.empty() || text.size() % 4 != 0 || text.size() > kLongestToken) return {};
     std::string bytes(text.size() / 4 * 3, '\0');
     const int size =
@@ -59,20 +59,20 @@ std::string from_base64(std::string_view text) {
 
 }  // namespace
 
-const Negotiation::Scheme& Negotiation::scheme_of(unsigned long scheme) {
+const Negotiation::Scheme& Negotiation::SchemeOf(unsigned long scheme) {
     static const Scheme negotiate_scheme{"Negotiate", &spnego};
     static const Scheme ntlm_scheme{"NTLM", &ntlm};
     return scheme == CURLAUTH_NTLM ? ntlm_scheme : negotiate_scheme;
 }
 
-bool Negotiation::is_needed(unsigned long scheme, const Credentials& credentials) {
+bool Negotiation::IsNeeded(unsigned long scheme, const Credentials& credentials) {
     return scheme == CURLAUTH_NEGOTIATE ||
-           (scheme == CURLAUTH_NTLM && !(is_ascii(credentials.user) && is_ascii(credentials.password)));
+           (scheme == CURLAUTH_NTLM && !(IsAscii(credentials.user) && IsAscii(credentials.password)));
 }
 
 Negotiation::Negotiation(unsigned long scheme, const std::string& host, const Credentials& credentials)
-    : m_scheme(scheme_of(scheme)), m_target(import_name("HTTP@" + host, GSS_C_NT_HOSTBASED_SERVICE)) {
-    if (m_target != GSS_C_NO_NAME && acquire(credentials)) step({0, nullptr});
+    : m_scheme(SchemeOf(scheme)), m_target(ImportName("HTTP@" + host, GSS_C_NT_HOSTBASED_SERVICE)) {
+    if (m_target != GSS_C_NO_NAME && Acquire(credentials)) Step({0, nullptr});
 }
 
 Negotiation::~Negotiation() {
@@ -82,12 +82,12 @@ Negotiation::~Negotiation() {
     if (m_target != GSS_C_NO_NAME) gss_release_name(&minor, &m_target);
 }
 
-bool Negotiation::acquire(const Credentials& credentials) {
+bool Negotiation::Acquire(const Credentials& credentials) {
     OM_uint32 minor = 0;
-    gss_name_t user = import_name(credentials.user, GSS_C_NT_USER_NAME);
+    gss_name_t user = ImportName(credentials.user, GSS_C_NT_USER_NAME);
     if (user == GSS_C_NO_NAME) return false;
     std::string password = credentials.password;
-    gss_buffer_desc secret = buffer_of(password);
+    gss_buffer_desc secret = BufferOf(password);
     gss_OID_set_desc mechanisms{1, m_scheme.mechanism};
     const OM_uint32 major =
         gss_acquire_cred_with_password(&minor, user, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
@@ -100,28 +100,28 @@ std::string Negotiation::authorization() const {
     return m_token.empty() ? std::string() : std::string(m_scheme.name) + " " + m_token;
 }
 
-bool Negotiation::take(std::string_view challenge) {
-    const std::string_view token = token_of(challenge, m_scheme.name);
+bool Negotiation::Take(std::string_view challenge) {
+    const std::string_view token = TokenOf(challenge, m_scheme.name);
     if (token.empty()) return false;
     m_token.clear();
-    std::string bytes = from_base64(token);
-    return !m_complete && !bytes.empty() && step(buffer_of(bytes)) && !m_token.empty();
+    std::string bytes = FromBase64(token);
+    return !m_complete && !bytes.empty() && Step(BufferOf(bytes)) && !m_token.empty();
 }
 
-bool Negotiation::step(gss_buffer_desc input) {
+bool Negotiation::Step(gss_buffer_desc input) {
     OM_uint32 minor = 0;
     gss_buffer_desc output = GSS_C_EMPTY_BUFFER;
     const OM_uint32 major = gss_init_sec_context(
         &minor, m_credential, &m_context, m_target, m_scheme.mechanism, GSS_C_MUTUAL_FLAG, 0,
         GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, &output, nullptr, nullptr);
-    if (!GSS_ERROR(major) && output.length) m_token = to_base64(output);
+    if (!GSS_ERROR(major) && output.length) m_token = ToBase64(output);
     gss_release_buffer(&minor, &output);
     m_complete = major == GSS_S_COMPLETE;
     return !GSS_ERROR(major);
 }
 
-std::string_view token_of(std::string_view challenge, std::string_view scheme) {
-    if (!equals_ignoring_case(challenge.substr(0, scheme.size()), scheme)) return {};
+std::string_view TokenOf(std::string_view challenge, std::string_view scheme) {
+    if (!EqualsIgnoringCase(challenge.substr(0, scheme.size()), scheme)) return {};
     challenge.remove_prefix(scheme.size());
     const auto begin = challenge.find_first_not_of(' ');
     if (begin == 0 || begin == std::string_view::npos) return {};

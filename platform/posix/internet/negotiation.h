@@ -16,7 +16,7 @@ class Negotiation {
 public:
     // Whether this class signs in with the credentials by the scheme (a CURLAUTH_ bit), and not libcurl,
     // whose NTLM takes each byte of a name or a password for a letter.
-    static bool is_needed(unsigned long scheme, const Credentials& credentials);
+    static bool IsNeeded(unsigned long scheme, const Credentials& credentials);
 
     // Makes the first token. It is empty when no mechanism of GSS-API can use the credentials.
     Negotiation(unsigned long scheme, const std::string& host, const Credentials& credentials);
@@ -28,17 +28,17 @@ public:
     std::string authorization() const;
     // Makes the next token from the one in the server's challenge; false when the challenge has none, or when
     // the exchange has ended.
-    bool take(std::string_view challenge);
+    bool Take(std::string_view challenge);
 
 private:
-    bool acquire(const Credentials& credentials);
-    bool step(gss_buffer_desc input);
+    bool Acquire(const Credentials& credentials);
+    bool Step(gss_buffer_desc input);
 
     struct Scheme {
         std::string_view name;
         gss_OID mechanism;
     };
-    static const Scheme& scheme_of(unsigned long scheme);
+    static const Scheme& SchemeOf(unsigned long scheme);
 
     const Scheme& m_scheme;
     gss_name_t m_target = GSS_C_NO_NAME;
@@ -49,6 +49,6 @@ private:
 };
 
 // The token of a challenge's value, such as "Negotiate oYG2..."; empty for one without, or of another scheme.
-std::string_view token_of(std::string_view challenge, std::string_view scheme);
+std::string_view TokenOf(std::string_view challenge, std::string_view scheme);
 
 }  // namespace platform::internet

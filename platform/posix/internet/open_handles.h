@@ -6,6 +6,6 @@
 
 namespace platform::internet {
 
-std::size_t open_handle_count();
+std::size_t OpenHandleCount();
 
 }  // namespace platform::internet

@@ -13,7 +13,7 @@ constexpr int kMaxRedirects = 10;
 constexpr std::chrono::milliseconds kStallLimit{30'000};
 
 // A limit from the environment can only lower the usual one.
-std::chrono::milliseconds limited(std::chrono::milliseconds usual, const char* variable) {
+std::chrono::milliseconds Limited(std::chrono::milliseconds usual, const char* variable) {
     const char* text = std::getenv(variable);
     long value = 0;
     if (!text || std::from_chars(text, text + std::strlen(text), value).ec != std::errc() || value <= 0)
@@ -21,32 +21,32 @@ std::chrono::milliseconds limited(std::chrono::milliseconds usual, const char* v
     return std::min(usual, std::chrono::milliseconds(value));
 }
 
-bool is_redirect(unsigned status) {
+bool IsRedirect(unsigned status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
 // As browsers do: a redirected POST is followed by a GET.
-bool turns_to_get(unsigned status, const std::string& verb) {
+bool TurnsToGet(unsigned status, const std::string& verb) {
     return status == 303 ? verb != "HEAD" : (status == 301 || status == 302) && verb == "POST";
 }
 
-bool is_secret(const Header& header) {
-    return equals_ignoring_case(header.name, "Cookie") || equals_ignoring_case(header.name, "Authorization");
+bool IsSecret(const Header& header) {
+    return EqualsIgnoringCase(header.name, "Cookie") || EqualsIgnoringCase(header.name, "Authorization");
 }
 
-bool describes_body(const Header& header) {
-    return equals_ignoring_case(header.name.substr(0, 8), "Content-") ||
-           equals_ignoring_case(header.name, "Transfer-Encoding");
+bool DescribesBody(const Header& header) {
+    return EqualsIgnoringCase(header.name.substr(0, 8), "Content-") ||
+           EqualsIgnoringCase(header.name, "Transfer-Encoding");
 }
 
-Target original_target_of(const Connection& connection, DWORD flags, std::string object) {
+Target OriginalTargetOf(const Connection& connection, DWORD flags, std::string object) {
     const bool secure = (flags & INTERNET_FLAG_SECURE) != 0;
     const INTERNET_PORT usual = secure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT;
     return {secure, connection.host, connection.port ? connection.port : usual, std::move(object)};
 }
 
 // Copies a text out by the rules of HttpQueryInfoW: sizes are in bytes.
-DWORD give_text(std::u16string_view text, void* buffer, DWORD* size) {
+DWORD GiveText(std::u16string_view text, void* buffer, DWORD* size) {
     const std::size_t bytes = text.size() * sizeof(char16_t);
     if (!buffer || *size < bytes + sizeof(char16_t)) {
         *size = static_cast<DWORD>(bytes + sizeof(char16_t));
@@ -58,9 +58,9 @@ DWORD give_text(std::u16string_view text, void* buffer, DWORD* size) {
     return ERROR_SUCCESS;
 }
 
-std::u16string join_lines(const std::vector<std::string>& lines, std::u16string_view separator) {
+std::u16string JoinLines(const std::vector<std::string>& lines, std::u16string_view separator) {
     std::u16string text;
-    for (const std::string& line : lines) text.append(from_header_bytes(line)).append(separator);
+    for (const std::string& line : lines) text.append(FromHeaderBytes(line)).append(separator);
     return text;
 }
 
@@ -70,63 +70,63 @@ Request::Request(std::shared_ptr<Connection> connection, std::string verb, std::
     : Object(kKind),
       m_connection(std::move(connection)),
       m_verb(std::move(verb)),
-      m_original_target{original_target_of(*m_connection, flags, std::move(object))},
+      m_original_target{OriginalTargetOf(*m_connection, flags, std::move(object))},
       m_connect_timeout(m_connection->connect_timeout),
       m_target(m_original_target),
       m_transfer(m_connection->pool, m_closed) {}
 
-DWORD Request::add_headers(std::u16string_view text, DWORD modifiers) {
+DWORD Request::AddHeaders(std::u16string_view text, DWORD modifiers) {
     const std::lock_guard lock(m_mutex);
-    return m_headers.add(text, modifiers);
+    return m_headers.Add(text, modifiers);
 }
 
-void Request::set_connect_timeout(DWORD milliseconds) {
+void Request::SetConnectTimeout(DWORD milliseconds) {
     const std::lock_guard lock(m_mutex);
     m_connect_timeout = milliseconds;
 }
 
-DWORD Request::set_credential(DWORD option, std::string text) {
+DWORD Request::SetCredential(DWORD option, std::string text) {
     const std::lock_guard lock(m_mutex);
     const bool proxy = option == INTERNET_OPTION_PROXY_USERNAME || option == INTERNET_OPTION_PROXY_PASSWORD;
     const bool user = option == INTERNET_OPTION_USERNAME || option == INTERNET_OPTION_PROXY_USERNAME;
     Given& given = proxy ? m_proxy_given : m_given;
     (user ? given.credentials.user : given.credentials.password) = std::move(text);
-    given.origin = proxy ? proxy_origin() : m_target.origin();
+    given.origin = proxy ? ProxyOrigin() : m_target.origin();
     const bool was_asked = m_transfer.answered() && m_transfer.headers().status() == (proxy ? 407u : 401u);
-    if (was_asked) given.scheme = choose_scheme(m_transfer.offered_schemes(proxy));
+    if (was_asked) given.scheme = ChooseScheme(m_transfer.OfferedSchemes(proxy));
     return ERROR_SUCCESS;
 }
 
-std::string Request::final_url() {
+std::string Request::FinalUrl() {
     const std::lock_guard lock(m_mutex);
     return m_target.url();
 }
 
-std::string Request::error_text() {
+std::string Request::ErrorText() {
     const std::lock_guard lock(m_mutex);
-    return m_transfer.error_text();
+    return m_transfer.ErrorText();
 }
 
 // Credentials that the caller set come before remembered ones. Until a challenge has named a scheme for them,
 // none are sent.
-std::optional<Login> Request::choose_login(const std::string& origin, const Given& given) const {
+std::optional<Login> Request::ChooseLogin(const std::string& origin, const Given& given) const {
     if (!given.credentials.user.empty() && given.origin == origin) {
         if (!given.scheme) return std::nullopt;
         return Login{given.credentials, given.scheme};
     }
-    if (const auto accepted = CredentialStore::instance().find(origin))
+    if (const auto accepted = CredentialStore::Instance().Find(origin))
         return Login{accepted->credentials, accepted->scheme};
     return std::nullopt;
 }
 
-TransferRequest Request::make(const Target& target) const {
+TransferRequest Request::Make(const Target& target) const {
     TransferRequest request;
     request.verb = m_current_verb;
     request.target = target;
     request.agent = m_connection->session->agent;
-    const bool trusted = may_share_secrets(m_original_target, target);
+    const bool trusted = MayShareSecrets(m_original_target, target);
     for (const Header& header : m_headers.all())
-        if ((trusted || !is_secret(header)) && (m_with_body || !describes_body(header)))
+        if ((trusted || !IsSecret(header)) && (m_with_body || !DescribesBody(header)))
             request.headers.push_back(header);
     if (m_negotiation) {
         const std::string authorization = m_negotiation->authorization();
@@ -136,12 +136,12 @@ TransferRequest Request::make(const Target& target) const {
     }
     request.proxy_login = m_proxy_login;
     request.limits.connect =
-        limited(std::chrono::milliseconds(m_connect_timeout), "PLATFORM_CONNECT_TIMEOUT_MS");
-    request.limits.stall = limited(kStallLimit, "PLATFORM_RECEIVE_TIMEOUT_MS");
+        Limited(std::chrono::milliseconds(m_connect_timeout), "PLATFORM_CONNECT_TIMEOUT_MS");
+    request.limits.stall = Limited(kStallLimit, "PLATFORM_RECEIVE_TIMEOUT_MS");
     return request;
 }
 
-void Request::start_over(const Target& target, std::string verb) {
+void Request::StartOver(const Target& target, std::string verb) {
     m_sent = true;
     m_target = target;
     m_current_verb = std::move(verb);
@@ -150,51 +150,51 @@ void Request::start_over(const Target& target, std::string verb) {
     m_negotiation.reset();
 }
 
-DWORD Request::send(std::u16string_view headers, const void* body, std::size_t size) {
+DWORD Request::Send(std::u16string_view headers, const void* body, std::size_t size) {
     const std::lock_guard lock(m_mutex);
-    if (const DWORD error = m_headers.add(headers, HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE))
+    if (const DWORD error = m_headers.Add(headers, HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE))
         return error;
-    m_transfer.discard_answer();
-    start_over(m_original_target, m_verb);
+    m_transfer.DiscardAnswer();
+    StartOver(m_original_target, m_verb);
     m_upload_target.reset();
-    return run(body, size);
+    return Run(body, size);
 }
 
-void Request::choose_logins() {
-    m_login = choose_login(m_target.origin(), m_given);
-    m_proxy_login = choose_login(proxy_origin(), m_proxy_given);
+void Request::ChooseLogins() {
+    m_login = ChooseLogin(m_target.origin(), m_given);
+    m_proxy_login = ChooseLogin(ProxyOrigin(), m_proxy_given);
     m_negotiation.reset();
-    if (m_login && Negotiation::is_needed(m_login->scheme, m_login->credentials)) begin_negotiation();
+    if (m_login && Negotiation::IsNeeded(m_login->scheme, m_login->credentials)) BeginNegotiation();
 }
 
-void Request::begin_negotiation() {
+void Request::BeginNegotiation() {
     m_negotiation = std::make_unique<Negotiation>(m_login->scheme, m_target.host, m_login->credentials);
 }
 
 // Sends, and sends again after each challenge that can be answered and each redirect.
-DWORD Request::run(const void* body, std::size_t size) {
+DWORD Request::Run(const void* body, std::size_t size) {
     for (;;) {
         if (!m_negotiation) {
-            choose_logins();
+            ChooseLogins();
             if (m_negotiation && m_with_body && size) {
-                if (const DWORD error = send_first_token()) return error;
+                if (const DWORD error = SendFirstToken()) return error;
             }
         }
-        TransferRequest request = make(m_target);
+        TransferRequest request = Make(m_target);
         if (m_with_body) {
             request.body = body;
             request.body_size = size;
         }
-        DWORD error = m_transfer.start(request);
-        if (!error) error = m_transfer.finish_sending();
+        DWORD error = m_transfer.Start(request);
+        if (!error) error = m_transfer.FinishSending();
         if (error) return error;
-        const Outcome outcome = handle_answer();
+        const Outcome outcome = HandleAnswer();
         if (outcome.step != Step::again) return outcome.error;
     }
 }
 
-long long Request::upload_size(DWORD total) const {
-    if (const Header* announced = m_headers.find("Content-Length")) {
+long long Request::UploadSize(DWORD total) const {
+    if (const Header* announced = m_headers.Find("Content-Length")) {
         long long size = -1;
         const char* end = announced->value.data() + announced->value.size();
         const auto parsed = std::from_chars(announced->value.data(), end, size);
@@ -203,39 +203,39 @@ long long Request::upload_size(DWORD total) const {
     return total ? static_cast<long long>(total) : -1;
 }
 
-DWORD Request::begin_upload(std::u16string_view headers, DWORD total) {
+DWORD Request::BeginUpload(std::u16string_view headers, DWORD total) {
     const std::lock_guard lock(m_mutex);
-    if (const DWORD error = m_headers.add(headers, HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE))
+    if (const DWORD error = m_headers.Add(headers, HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE))
         return error;
-    m_transfer.discard_answer();
+    m_transfer.DiscardAnswer();
     const int redirects = m_upload_target ? m_redirects : 0;
-    start_over(m_upload_target.value_or(m_original_target), m_verb);
+    StartOver(m_upload_target.value_or(m_original_target), m_verb);
     m_redirects = redirects;
-    choose_logins();
+    ChooseLogins();
     if (m_negotiation) {
-        if (const DWORD error = send_first_token()) return error;
+        if (const DWORD error = SendFirstToken()) return error;
     }
-    TransferRequest request = make(m_target);
+    TransferRequest request = Make(m_target);
     request.pushed = true;
-    request.pushed_size = upload_size(total);
-    return m_transfer.start(request);
+    request.pushed_size = UploadSize(total);
+    return m_transfer.Start(request);
 }
 
-DWORD Request::write(const void* data, std::size_t size) {
+DWORD Request::Write(const void* data, std::size_t size) {
     const std::lock_guard lock(m_mutex);
-    return m_transfer.push(data, size);
+    return m_transfer.Push(data, size);
 }
 
-DWORD Request::end_upload() {
+DWORD Request::EndUpload() {
     const std::lock_guard lock(m_mutex);
     if (!m_sent) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
-    if (const DWORD error = m_transfer.finish_sending()) return error;
-    const Outcome outcome = handle_answer();
+    if (const DWORD error = m_transfer.FinishSending()) return error;
+    const Outcome outcome = HandleAnswer();
     if (outcome.step != Step::again) {
         m_upload_target.reset();
         return outcome.error;
     }
-    if (!m_with_body) return run(nullptr, 0);
+    if (!m_with_body) return Run(nullptr, 0);
     // The body was streamed and isn't kept: the caller must send it again.
     if (m_redirects) m_upload_target = m_target;
     return ERROR_INTERNET_FORCE_RETRY;
@@ -243,55 +243,55 @@ DWORD Request::end_upload() {
 
 // Sends the first token with a HEAD request. With the body, the body would be sent for nothing; with an empty
 // body, a server to which one token is enough would store that.
-DWORD Request::send_first_token() {
-    TransferRequest request = make(m_target);
+DWORD Request::SendFirstToken() {
+    TransferRequest request = Make(m_target);
     request.verb = "HEAD";
-    std::erase_if(request.headers, describes_body);
-    DWORD error = m_transfer.start(request);
-    if (!error) error = m_transfer.finish_sending();
-    if (error || continue_negotiation()) return error;
-    begin_negotiation();
+    std::erase_if(request.headers, DescribesBody);
+    DWORD error = m_transfer.Start(request);
+    if (!error) error = m_transfer.FinishSending();
+    if (error || ContinueNegotiation()) return error;
+    BeginNegotiation();
     return ERROR_SUCCESS;
 }
 
 // True when the answer brings the server's token and there is one to send back.
-bool Request::continue_negotiation() {
+bool Request::ContinueNegotiation() {
     if (!m_negotiation || m_transfer.headers().status() != 401) return false;
-    for (std::size_t i = 0; const auto challenge = m_transfer.headers().find("WWW-Authenticate", i); ++i)
-        if (m_negotiation->take(*challenge)) return true;
+    for (std::size_t i = 0; const auto challenge = m_transfer.headers().Find("WWW-Authenticate", i); ++i)
+        if (m_negotiation->Take(*challenge)) return true;
     return false;
 }
 
-Request::Outcome Request::handle_answer() {
+Request::Outcome Request::HandleAnswer() {
     const unsigned status = m_transfer.headers().status();
-    if (continue_negotiation()) return {Step::again, ERROR_SUCCESS};
+    if (ContinueNegotiation()) return {Step::again, ERROR_SUCCESS};
     m_negotiation.reset();
-    if (status == 401) return answer_challenge(false);
-    if (status == 407) return answer_challenge(true);
-    note_success();
-    if (is_redirect(status)) return follow_redirect();
+    if (status == 401) return AnswerChallenge(false);
+    if (status == 407) return AnswerChallenge(true);
+    NoteSuccess();
+    if (IsRedirect(status)) return FollowRedirect();
     return {};
 }
 
-Request::Outcome Request::answer_challenge(bool proxy) {
+Request::Outcome Request::AnswerChallenge(bool proxy) {
     const std::optional<Login>& used = proxy ? m_proxy_login : m_login;
-    const std::string origin = proxy ? proxy_origin() : m_target.origin();
+    const std::string origin = proxy ? ProxyOrigin() : m_target.origin();
     Given& given = proxy ? m_proxy_given : m_given;
-    if (used) CredentialStore::instance().forget(origin, used->credentials);
+    if (used) CredentialStore::Instance().Forget(origin, used->credentials);
     const bool untried = !used && !given.credentials.user.empty() && given.origin == origin;
     if (!untried) return {};
-    given.scheme = choose_scheme(m_transfer.offered_schemes(proxy));
+    given.scheme = ChooseScheme(m_transfer.OfferedSchemes(proxy));
     return {given.scheme ? Step::again : Step::done, ERROR_SUCCESS};
 }
 
-Request::Outcome Request::follow_redirect() {
+Request::Outcome Request::FollowRedirect() {
     const unsigned status = m_transfer.headers().status();
-    const auto location = m_transfer.headers().find("Location", 0);
+    const auto location = m_transfer.headers().Find("Location", 0);
     if (!location || location->empty()) return {};
-    const std::optional<Target> next = resolve(m_target, *location);
+    const std::optional<Target> next = Resolve(m_target, *location);
     if (!next || ++m_redirects > kMaxRedirects) return {Step::failed, ERROR_HTTP_REDIRECT_FAILED};
     if (m_target.secure && !next->secure) return {Step::failed, ERROR_INTERNET_HTTPS_TO_HTTP_ON_REDIR};
-    if (turns_to_get(status, m_current_verb)) {
+    if (TurnsToGet(status, m_current_verb)) {
         m_current_verb = "GET";
         m_with_body = false;
     }
@@ -299,21 +299,21 @@ Request::Outcome Request::follow_redirect() {
     return {Step::again, ERROR_SUCCESS};
 }
 
-void Request::note_success() {
+void Request::NoteSuccess() {
     if (m_transfer.headers().status() >= 400) return;
     if (m_login)
-        CredentialStore::instance().remember(m_target.origin(), {m_login->credentials, m_login->scheme});
+        CredentialStore::Instance().Remember(m_target.origin(), {m_login->credentials, m_login->scheme});
     if (m_proxy_login)
-        CredentialStore::instance().remember(proxy_origin(),
+        CredentialStore::Instance().Remember(ProxyOrigin(),
                                              {m_proxy_login->credentials, m_proxy_login->scheme});
 }
 
-DWORD Request::read(void* buffer, std::size_t size, std::size_t& out_read) {
+DWORD Request::Read(void* buffer, std::size_t size, std::size_t& out_read) {
     const std::lock_guard lock(m_mutex);
-    return m_transfer.read(buffer, size, out_read);
+    return m_transfer.Read(buffer, size, out_read);
 }
 
-DWORD Request::query(DWORD level, void* buffer, DWORD* size, DWORD* index) {
+DWORD Request::Query(DWORD level, void* buffer, DWORD* size, DWORD* index) {
     const std::lock_guard lock(m_mutex);
     if (!size) return ERROR_INVALID_PARAMETER;
     if (!m_transfer.answered()) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
@@ -321,7 +321,7 @@ DWORD Request::query(DWORD level, void* buffer, DWORD* size, DWORD* index) {
     const bool number = (level & HTTP_QUERY_FLAG_NUMBER) != 0;
     switch (level & ~HTTP_QUERY_FLAG_NUMBER) {
         case HTTP_QUERY_STATUS_CODE: {
-            if (!number) return give_text(from_header_bytes(std::to_string(headers.status())), buffer, size);
+            if (!number) return GiveText(FromHeaderBytes(std::to_string(headers.status())), buffer, size);
             const DWORD status = headers.status();
             const bool fits = buffer && *size >= sizeof status;
             *size = sizeof status;
@@ -330,15 +330,15 @@ DWORD Request::query(DWORD level, void* buffer, DWORD* size, DWORD* index) {
             return ERROR_SUCCESS;
         }
         case HTTP_QUERY_STATUS_TEXT:
-            return give_text(from_header_bytes(headers.reason()), buffer, size);
+            return GiveText(FromHeaderBytes(headers.reason()), buffer, size);
         case HTTP_QUERY_RAW_HEADERS:
-            return give_text(join_lines(headers.lines(), std::u16string_view(u"\0", 1)), buffer, size);
+            return GiveText(JoinLines(headers.lines(), std::u16string_view(u"\0", 1)), buffer, size);
         case HTTP_QUERY_CUSTOM: {
             if (!buffer) return ERROR_INVALID_PARAMETER;
             const auto* name = static_cast<const char16_t*>(buffer);
-            const auto value = headers.find(to_utf8(name), index ? *index : 0);
+            const auto value = headers.Find(ToUtf8(name), index ? *index : 0);
             if (!value) return ERROR_HTTP_HEADER_NOT_FOUND;
-            const DWORD error = give_text(from_header_bytes(*value), buffer, size);
+            const DWORD error = GiveText(FromHeaderBytes(*value), buffer, size);
             if (!error && index) ++*index;
             return error;
         }

@@ -19,20 +19,20 @@ public:
     static constexpr Kind kKind = Kind::request;
 
     Request(std::shared_ptr<Connection> connection, std::string verb, std::string object, DWORD flags);
-    void close() override { m_closed = true; }
+    void Close() override { m_closed = true; }
 
     // All return a Win32 error number.
-    DWORD add_headers(std::u16string_view text, DWORD modifiers);
-    DWORD send(std::u16string_view headers, const void* body, std::size_t size);
-    DWORD begin_upload(std::u16string_view headers, DWORD total);
-    DWORD write(const void* data, std::size_t size);
-    DWORD end_upload();
-    DWORD read(void* buffer, std::size_t size, std::size_t& out_read);
-    DWORD query(DWORD level, void* buffer, DWORD* size, DWORD* index);
-    DWORD set_credential(DWORD option, std::string text);
-    void set_connect_timeout(DWORD milliseconds);
-    std::string final_url();
-    std::string error_text();
+    DWORD AddHeaders(std::u16string_view text, DWORD modifiers);
+    DWORD Send(std::u16string_view headers, const void* body, std::size_t size);
+    DWORD BeginUpload(std::u16string_view headers, DWORD total);
+    DWORD Write(const void* data, std::size_t size);
+    DWORD EndUpload();
+    DWORD Read(void* buffer, std::size_t size, std::size_t& out_read);
+    DWORD Query(DWORD level, void* buffer, DWORD* size, DWORD* index);
+    DWORD SetCredential(DWORD option, std::string text);
+    void SetConnectTimeout(DWORD milliseconds);
+    std::string FinalUrl();
+    std::string ErrorText();
 
 private:
     // Credentials that the caller set, and the origin that they are for.
@@ -47,20 +47,20 @@ private:
         DWORD error = ERROR_SUCCESS;
     };
 
-    TransferRequest make(const Target& target) const;
-    std::optional<Login> choose_login(const std::string& origin, const Given& given) const;
-    void start_over(const Target& target, std::string verb);
-    void choose_logins();
-    DWORD run(const void* body, std::size_t size);
-    void begin_negotiation();
-    DWORD send_first_token();
-    bool continue_negotiation();
-    Outcome handle_answer();
-    Outcome answer_challenge(bool proxy);
-    Outcome follow_redirect();
-    void note_success();
-    std::string proxy_origin() const { return "proxy " + m_target.origin(); }
-    long long upload_size(DWORD total) const;
+    TransferRequest Make(const Target& target) const;
+    std::optional<Login> ChooseLogin(const std::string& origin, const Given& given) const;
+    void StartOver(const Target& target, std::string verb);
+    void ChooseLogins();
+    DWORD Run(const void* body, std::size_t size);
+    void BeginNegotiation();
+    DWORD SendFirstToken();
+    bool ContinueNegotiation();
+    Outcome HandleAnswer();
+    Outcome AnswerChallenge(bool proxy);
+    Outcome FollowRedirect();
+    void NoteSuccess();
+    std::string ProxyOrigin() const { return "proxy " + m_target.origin(); }
+    long long UploadSize(DWORD total) const;
 
     const std::shared_ptr<Connection> m_connection;
     const std::string m_verb;

@@ -16,7 +16,7 @@ struct UrlCloser {
 };
 using Url = std::unique_ptr<CURLU, UrlCloser>;
 
-std::string url_part(CURLU* url, CURLUPart part, unsigned flags) {
+std::string UrlPart(CURLU* url, CURLUPart part, unsigned flags) {
     char* text = nullptr;
     if (curl_url_get(url, part, &text, flags) != CURLUE_OK || !text) return {};
     std::string copy = text;
@@ -24,7 +24,7 @@ std::string url_part(CURLU* url, CURLUPart part, unsigned flags) {
     return copy;
 }
 
-std::string percent_encode(std::string_view bytes, std::string_view forbidden) {
+std::string PercentEncode(std::string_view bytes, std::string_view forbidden) {
     constexpr char kHex[] = "0123456789ABCDEF";
     std::string out;
     for (const char c : bytes) {
@@ -55,8 +55,8 @@ std::string Target::url() const {
            object;
 }
 
-std::optional<std::string> make_host(std::u16string_view server) {
-    std::string host = to_utf8(server);
+std::optional<std::string> MakeHost(std::u16string_view server) {
+    std::string host = ToUtf8(server);
     const auto forbidden = [](char c) {
         return static_cast<unsigned char>(c) <= 0x20 ||
                std::string_view("/\\?#@%<>\"^`{|}\x7F").find(c) != std::string_view::npos;
@@ -69,35 +69,35 @@ std::optional<std::string> make_host(std::u16string_view server) {
     return host;
 }
 
-std::string make_object(std::u16string_view object) {
+std::string MakeObject(std::u16string_view object) {
     // A number sign belongs to the name here: fragments are not sent to servers.
-    std::string encoded = percent_encode(to_utf8(object), "#");
+    std::string encoded = PercentEncode(ToUtf8(object), "#");
     if (encoded.empty() || encoded.front() != '/') encoded.insert(encoded.begin(), '/');
     return encoded;
 }
 
-std::optional<Target> resolve(const Target& base, std::string_view location) {
+std::optional<Target> Resolve(const Target& base, std::string_view location) {
     const Url url(curl_url());
-    const std::string next = percent_encode(location, "");
+    const std::string next = PercentEncode(location, "");
     if (!url || curl_url_set(url.get(), CURLUPART_URL, base.url().c_str(), CURLU_PATH_AS_IS) != CURLUE_OK ||
         curl_url_set(url.get(), CURLUPART_URL, next.c_str(), 0) != CURLUE_OK)
         return std::nullopt;
-    const std::string scheme = url_part(url.get(), CURLUPART_SCHEME, 0);
-    const std::string port = url_part(url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
-    const std::string path = url_part(url.get(), CURLUPART_PATH, 0);
-    const std::string query = url_part(url.get(), CURLUPART_QUERY, 0);
+    const std::string scheme = UrlPart(url.get(), CURLUPART_SCHEME, 0);
+    const std::string port = UrlPart(url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
+    const std::string path = UrlPart(url.get(), CURLUPART_PATH, 0);
+    const std::string query = UrlPart(url.get(), CURLUPART_QUERY, 0);
     Target target;
-    target.secure = equals_ignoring_case(scheme, "https");
-    if (!target.secure && !equals_ignoring_case(scheme, "http")) return std::nullopt;
-    target.host = url_part(url.get(), CURLUPART_HOST, 0);
+    target.secure = EqualsIgnoringCase(scheme, "https");
+    if (!target.secure && !EqualsIgnoringCase(scheme, "http")) return std::nullopt;
+    target.host = UrlPart(url.get(), CURLUPART_HOST, 0);
     target.port = static_cast<INTERNET_PORT>(port.empty() ? 0 : std::stoul(port));
     target.object = (path.empty() ? "/" : path) + (query.empty() ? "" : "?" + query);
     if (target.host.empty() || !target.port) return std::nullopt;
     return target;
 }
 
-bool may_share_secrets(const Target& from, const Target& to) {
-    if (!equals_ignoring_case(from.host, to.host)) return false;
+bool MayShareSecrets(const Target& from, const Target& to) {
+    if (!EqualsIgnoringCase(from.host, to.host)) return false;
     if (from.secure == to.secure) return from.port == to.port;
     const bool usual_upgrade = !from.secure && from.port == INTERNET_DEFAULT_HTTP_PORT && to.secure &&
                                to.port == INTERNET_DEFAULT_HTTPS_PORT;

@@ -21,13 +21,13 @@ struct Target {
 };
 
 // Nothing for a name that can't stand in a URL.
-std::optional<std::string> make_host(std::u16string_view server);
+std::optional<std::string> MakeHost(std::u16string_view server);
 // The path and query as they may stand in a request line; escapes that are there stay as they are.
-std::string make_object(std::u16string_view object);
+std::string MakeObject(std::u16string_view object);
 // The place that a Location header names; nothing unless it is one for http or https.
-std::optional<Target> resolve(const Target& base, std::string_view location);
+std::optional<Target> Resolve(const Target& base, std::string_view location);
 // Whether secrets for `from` (cookies, tokens) may be sent to `to`: the same host, and never from TLS to
 // plain.
-bool may_share_secrets(const Target& from, const Target& to);
+bool MayShareSecrets(const Target& from, const Target& to);
 
 }  // namespace platform::internet

@@ -26,17 +26,17 @@ constexpr int kWaitSlice = 50;
 
 Transfer::~Transfer() {
     const PipeSignalGuard guard;
-    release_handles();
+    ReleaseHandles();
     curl_slist_free_all(m_header_list);
 }
 
-DWORD Transfer::start(const TransferRequest& request) {
+DWORD Transfer::Start(const TransferRequest& request) {
     const PipeSignalGuard guard;
-    discard_answer();
+    DiscardAnswer();
     detach();
-    if (!m_handles) m_handles = m_pool.take();
+    if (!m_handles) m_handles = m_pool.Take();
     if (!m_handles) return ERROR_NOT_ENOUGH_MEMORY;
-    m_handles->use_for(request.target.origin());
+    m_handles->UseFor(request.target.origin());
     m_limits = request.limits;
     m_headers.clear();
     m_done = m_connected = m_answered = m_discarding = m_receive_paused = m_send_paused = m_upload_wanted =
@@ -53,48 +53,48 @@ DWORD Transfer::start(const TransferRequest& request) {
     m_may_be_repeated = request.login.has_value() || request.proxy_login.has_value();
     m_curl_error[0] = 0;
     m_error_text.clear();
-    if (!m_handles->easy() || !set_options(request)) return ERROR_NOT_ENOUGH_MEMORY;
+    if (!m_handles->easy() || !SetOptions(request)) return ERROR_NOT_ENOUGH_MEMORY;
     if (curl_multi_add_handle(m_handles->multi(), m_handles->easy()) != CURLM_OK)
         return ERROR_INTERNET_INTERNAL_ERROR;
     m_active = true;
     if (!m_pushing || m_push_left == 0) return ERROR_SUCCESS;
-    return drive([this] { return m_upload_wanted || m_answered; });
+    return Drive([this] { return m_upload_wanted || m_answered; });
 }
 
-bool Transfer::set_options(const TransferRequest& request) {
-    const bool basics = set(CURLOPT_URL, request.target.url().c_str()) && set(CURLOPT_PATH_AS_IS, 1L) &&
-                        set(CURLOPT_PROTOCOLS_STR, "http,https") && set(CURLOPT_FOLLOWLOCATION, 0L) &&
-                        set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)) &&
-                        set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_ERRORBUFFER, m_curl_error) &&
-                        set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.limits.connect.count())) &&
-                        set(CURLOPT_BUFFERSIZE, kReceiveBlock) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 0L);
-    const bool callbacks = set(CURLOPT_HEADERFUNCTION, on_header) && set(CURLOPT_HEADERDATA, this) &&
-                           set(CURLOPT_WRITEFUNCTION, on_body) && set(CURLOPT_WRITEDATA, this) &&
-                           set(CURLOPT_PREREQFUNCTION, on_ready) && set(CURLOPT_PREREQDATA, this) &&
-                           set(CURLOPT_SSL_CTX_FUNCTION, on_tls) && set(CURLOPT_SSL_CTX_DATA, this);
-    const bool verified = set(CURLOPT_SSL_VERIFYPEER, 1L) && set(CURLOPT_SSL_VERIFYHOST, 2L);
-    return basics && callbacks && verified && set_body(request) && set_headers(request) && set_login(request);
+bool Transfer::SetOptions(const TransferRequest& request) {
+    const bool basics = Set(CURLOPT_URL, request.target.url().c_str()) && Set(CURLOPT_PATH_AS_IS, 1L) &&
+                        Set(CURLOPT_PROTOCOLS_STR, "http,https") && Set(CURLOPT_FOLLOWLOCATION, 0L) &&
+                        Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)) &&
+                        Set(CURLOPT_NOSIGNAL, 1L) && Set(CURLOPT_ERRORBUFFER, m_curl_error) &&
+                        Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.limits.connect.count())) &&
+                        Set(CURLOPT_BUFFERSIZE, kReceiveBlock) && Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 0L);
+    const bool callbacks = Set(CURLOPT_HEADERFUNCTION, OnHeader) && Set(CURLOPT_HEADERDATA, this) &&
+                           Set(CURLOPT_WRITEFUNCTION, OnBody) && Set(CURLOPT_WRITEDATA, this) &&
+                           Set(CURLOPT_PREREQFUNCTION, OnReady) && Set(CURLOPT_PREREQDATA, this) &&
+                           Set(CURLOPT_SSL_CTX_FUNCTION, OnTls) && Set(CURLOPT_SSL_CTX_DATA, this);
+    const bool verified = Set(CURLOPT_SSL_VERIFYPEER, 1L) && Set(CURLOPT_SSL_VERIFYHOST, 2L);
+    return basics && callbacks && verified && SetBody(request) && SetHeaders(request) && SetLogin(request);
 }
 
-bool Transfer::set_body(const TransferRequest& request) {
+bool Transfer::SetBody(const TransferRequest& request) {
     // The method is reset first, since each of these options changes it.
-    bool good = set(CURLOPT_POSTFIELDS, nullptr) && set(CURLOPT_UPLOAD, 0L) && set(CURLOPT_HTTPGET, 1L);
+    bool good = Set(CURLOPT_POSTFIELDS, nullptr) && Set(CURLOPT_UPLOAD, 0L) && Set(CURLOPT_HTTPGET, 1L);
     if (request.pushed) {
-        good = good && set(CURLOPT_UPLOAD, 1L) && set(CURLOPT_READFUNCTION, on_upload) &&
-               set(CURLOPT_READDATA, this) &&
-               set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(request.pushed_size)) &&
-               set(CURLOPT_UPLOAD_BUFFERSIZE, kUploadBlock);
+        good = good && Set(CURLOPT_UPLOAD, 1L) && Set(CURLOPT_READFUNCTION, OnUpload) &&
+               Set(CURLOPT_READDATA, this) &&
+               Set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(request.pushed_size)) &&
+               Set(CURLOPT_UPLOAD_BUFFERSIZE, kUploadBlock);
     } else if (request.body_size) {
-        good = good && set(CURLOPT_POST, 1L) &&
-               set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body_size)) &&
-               set(CURLOPT_POSTFIELDS, static_cast<const char*>(request.body));
+        good = good && Set(CURLOPT_POST, 1L) &&
+               Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body_size)) &&
+               Set(CURLOPT_POSTFIELDS, static_cast<const char*>(request.body));
     } else if (request.verb == "HEAD") {
-        good = good && set(CURLOPT_NOBODY, 1L);
+        good = good && Set(CURLOPT_NOBODY, 1L);
     }
-    return good && set(CURLOPT_CUSTOMREQUEST, request.verb.c_str());
+    return good && Set(CURLOPT_CUSTOMREQUEST, request.verb.c_str());
 }
 
-bool Transfer::set_headers(const TransferRequest& request) {
+bool Transfer::SetHeaders(const TransferRequest& request) {
     curl_slist_free_all(m_header_list);
     m_header_list = nullptr;
     const auto append = [this](const std::string& line) {
@@ -110,11 +110,11 @@ bool Transfer::set_headers(const TransferRequest& request) {
     bool has_accept = false;
     for (const Header& header : request.headers) {
         // The body's own length is what counts; it is announced once.
-        const bool is_length = equals_ignoring_case(header.name, "Content-Length");
+        const bool is_length = EqualsIgnoringCase(header.name, "Content-Length");
         has_length = has_length || is_length;
-        has_type = has_type || equals_ignoring_case(header.name, "Content-Type");
-        has_agent = has_agent || equals_ignoring_case(header.name, "User-Agent");
-        has_accept = has_accept || equals_ignoring_case(header.name, "Accept");
+        has_type = has_type || EqualsIgnoringCase(header.name, "Content-Type");
+        has_agent = has_agent || EqualsIgnoringCase(header.name, "User-Agent");
+        has_accept = has_accept || EqualsIgnoringCase(header.name, "Accept");
         if (is_length && has_body) continue;
         good = good && append(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
     }
@@ -124,56 +124,56 @@ bool Transfer::set_headers(const TransferRequest& request) {
         !has_body && !has_length && (request.verb == "POST" || request.verb == "PUT");
     if (announces_nothing) good = good && append("Content-Length: 0");
     return good &&
-           set(CURLOPT_USERAGENT, has_agent || request.agent.empty() ? nullptr : request.agent.c_str()) &&
-           set(CURLOPT_HTTPHEADER, m_header_list);
+           Set(CURLOPT_USERAGENT, has_agent || request.agent.empty() ? nullptr : request.agent.c_str()) &&
+           Set(CURLOPT_HTTPHEADER, m_header_list);
 }
 
-bool Transfer::set_login(const TransferRequest& request) {
+bool Transfer::SetLogin(const TransferRequest& request) {
     const auto text = [](const std::optional<Login>& login, const std::string Credentials::*member) {
         return login ? (login->credentials.*member).c_str() : nullptr;
     };
     const auto scheme = [](const std::optional<Login>& login) {
         return static_cast<long>(login ? login->scheme : CURLAUTH_NONE);
     };
-    return set(CURLOPT_USERNAME, text(request.login, &Credentials::user)) &&
-           set(CURLOPT_PASSWORD, text(request.login, &Credentials::password)) &&
-           set(CURLOPT_HTTPAUTH, request.login ? scheme(request.login) : static_cast<long>(CURLAUTH_BASIC)) &&
-           set(CURLOPT_PROXYUSERNAME, text(request.proxy_login, &Credentials::user)) &&
-           set(CURLOPT_PROXYPASSWORD, text(request.proxy_login, &Credentials::password)) &&
-           set(CURLOPT_PROXYAUTH,
+    return Set(CURLOPT_USERNAME, text(request.login, &Credentials::user)) &&
+           Set(CURLOPT_PASSWORD, text(request.login, &Credentials::password)) &&
+           Set(CURLOPT_HTTPAUTH, request.login ? scheme(request.login) : static_cast<long>(CURLAUTH_BASIC)) &&
+           Set(CURLOPT_PROXYUSERNAME, text(request.proxy_login, &Credentials::user)) &&
+           Set(CURLOPT_PROXYPASSWORD, text(request.proxy_login, &Credentials::password)) &&
+           Set(CURLOPT_PROXYAUTH,
                request.proxy_login ? scheme(request.proxy_login) : static_cast<long>(CURLAUTH_BASIC));
 }
 
-std::size_t Transfer::on_header(char* data, std::size_t size, std::size_t count, void* self) {
-    return static_cast<Transfer*>(self)->take_header(data, size * count);
+std::size_t Transfer::OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
+    return static_cast<Transfer*>(self)->TakeHeader(data, size * count);
 }
 
-std::size_t Transfer::on_body(char* data, std::size_t size, std::size_t count, void* self) {
-    return static_cast<Transfer*>(self)->take_body(data, size * count);
+std::size_t Transfer::OnBody(char* data, std::size_t size, std::size_t count, void* self) {
+    return static_cast<Transfer*>(self)->TakeBody(data, size * count);
 }
 
-std::size_t Transfer::on_upload(char* buffer, std::size_t size, std::size_t count, void* self) {
-    return static_cast<Transfer*>(self)->give_upload(buffer, size * count);
+std::size_t Transfer::OnUpload(char* buffer, std::size_t size, std::size_t count, void* self) {
+    return static_cast<Transfer*>(self)->GiveUpload(buffer, size * count);
 }
 
-int Transfer::on_ready(void* self, char*, char*, int, int) {
+int Transfer::OnReady(void* self, char*, char*, int, int) {
     static_cast<Transfer*>(self)->m_connected = true;
     static_cast<Transfer*>(self)->m_moved = true;
     return CURL_PREREQFUNC_OK;
 }
 
 // Adds the authorities of SSL_CERT_FILE to the system's.
-CURLcode Transfer::on_tls(CURL*, void* context, void*) {
+CURLcode Transfer::OnTls(CURL*, void* context, void*) {
     const char* file = std::getenv("SSL_CERT_FILE");
     if (!file || !*file) return CURLE_OK;
     X509_STORE* store = SSL_CTX_get_cert_store(static_cast<SSL_CTX*>(context));
     return X509_STORE_load_locations(store, file, nullptr) == 1 ? CURLE_OK : CURLE_SSL_CACERT_BADFILE;
 }
 
-std::size_t Transfer::take_header(const char* data, std::size_t size) {
+std::size_t Transfer::TakeHeader(const char* data, std::size_t size) {
     m_moved = true;
     if (m_answered) return size;  // a trailer
-    if (!m_headers.add_line(std::string_view(data, size))) {
+    if (!m_headers.AddLine(std::string_view(data, size))) {
         m_own_error = ERROR_HTTP_INVALID_SERVER_RESPONSE;
         return 0;
     }
@@ -184,7 +184,7 @@ std::size_t Transfer::take_header(const char* data, std::size_t size) {
     return size;
 }
 
-std::size_t Transfer::take_body(const char* data, std::size_t size) {
+std::size_t Transfer::TakeBody(const char* data, std::size_t size) {
     m_moved = true;
     m_answered = true;
     if (m_discarding) {
@@ -207,7 +207,7 @@ std::size_t Transfer::take_body(const char* data, std::size_t size) {
     return size;
 }
 
-std::size_t Transfer::give_upload(char* buffer, std::size_t size) {
+std::size_t Transfer::GiveUpload(char* buffer, std::size_t size) {
     m_upload_wanted = true;
     m_moved = true;
     if (!m_source_size) {
@@ -223,7 +223,7 @@ std::size_t Transfer::give_upload(char* buffer, std::size_t size) {
 }
 
 template <class Reached>
-DWORD Transfer::drive(Reached reached) {
+DWORD Transfer::Drive(Reached reached) {
     auto since = std::chrono::steady_clock::now();
     bool clock_is_old = false;
     while (!reached()) {
@@ -233,14 +233,14 @@ DWORD Transfer::drive(Reached reached) {
         int running = 0;
         if (curl_multi_perform(m_handles->multi(), &running) != CURLM_OK)
             return ERROR_INTERNET_INTERNAL_ERROR;
-        if (check_done() || m_moved) {
+        if (CheckDone() || m_moved) {
             clock_is_old = true;
             continue;
         }
         if (clock_is_old) since = std::chrono::steady_clock::now();
         clock_is_old = false;
-        if (idle_too_long(since)) {
-            settle(CURLE_OPERATION_TIMEDOUT);
+        if (IdleTooLong(since)) {
+            Settle(CURLE_OPERATION_TIMEDOUT);
             detach();
             return m_error;
         }
@@ -265,7 +265,7 @@ bool Transfer::reached() const {
 
 // Bytes that the system took from the library's own upload buffer count as progress too. Connecting has a
 // limit of its own; the TLS handshake and a proxy's answer to CONNECT fall under this one.
-bool Transfer::idle_too_long(std::chrono::steady_clock::time_point& since) {
+bool Transfer::IdleTooLong(std::chrono::steady_clock::time_point& since) {
     const auto now = std::chrono::steady_clock::now();
     const curl_off_t bytes = uploaded();
     if (!reached() || bytes != m_seen_uploaded) {
@@ -275,18 +275,18 @@ bool Transfer::idle_too_long(std::chrono::steady_clock::time_point& since) {
     return now - since > m_limits.stall;
 }
 
-bool Transfer::check_done() {
+bool Transfer::CheckDone() {
     int left = 0;
     while (const CURLMsg* message = curl_multi_info_read(m_handles->multi(), &left)) {
         if (message->msg != CURLMSG_DONE) continue;
-        settle(message->data.result);
+        Settle(message->data.result);
         detach();
         // A challenge may have to be answered over the same connection.
         const bool challenge = m_headers.status() == 401 || m_headers.status() == 407;
         if (m_error) {
             m_handles.reset();
         } else if (!challenge) {
-            release_handles();
+            ReleaseHandles();
         }
         return true;
     }
@@ -294,13 +294,13 @@ bool Transfer::check_done() {
 }
 
 // The exchange has ended: reads its result from the library.
-void Transfer::settle(CURLcode result) {
+void Transfer::Settle(CURLcode result) {
     m_done = true;
     // A header line beyond the library's own limit is reported as a lack of memory.
     if (result == CURLE_OUT_OF_MEMORY && m_connected && !m_answered) result = CURLE_WEIRD_SERVER_REPLY;
-    m_error = m_own_error ? m_own_error : error_from_curl(result);
+    m_error = m_own_error ? m_own_error : ErrorFromCurl(result);
     if (m_error) m_error_text = m_curl_error[0] ? m_curl_error : curl_easy_strerror(result);
-    note_offers();
+    NoteOffers();
     long tunnel_status = 0;
     curl_easy_getinfo(m_handles->easy(), CURLINFO_HTTP_CONNECTCODE, &tunnel_status);
     // A proxy that wants a login before it opens a tunnel has answered, though not with a body.
@@ -314,7 +314,7 @@ void Transfer::settle(CURLcode result) {
     if (!m_error && !m_answered) m_error = ERROR_HTTP_INVALID_SERVER_RESPONSE;
 }
 
-void Transfer::note_offers() {
+void Transfer::NoteOffers() {
     long offered = 0;
     if (curl_easy_getinfo(m_handles->easy(), CURLINFO_HTTPAUTH_AVAIL, &offered) == CURLE_OK)
         m_offered = static_cast<unsigned long>(offered);
@@ -322,24 +322,24 @@ void Transfer::note_offers() {
         m_proxy_offered = static_cast<unsigned long>(offered);
 }
 
-unsigned long Transfer::offered_schemes(bool proxy) {
-    if (m_active) note_offers();
+unsigned long Transfer::OfferedSchemes(bool proxy) {
+    if (m_active) NoteOffers();
     return proxy ? m_proxy_offered : m_offered;
 }
 
-void Transfer::resume() {
+void Transfer::Resume() {
     if (!m_active || (!m_receive_paused && !m_send_paused)) return;
     m_receive_paused = m_send_paused = false;
     curl_easy_pause(m_handles->easy(), CURLPAUSE_CONT);
 }
 
 // The caller's memory is needed until all of it has been sent or the server has refused it.
-bool Transfer::body_was_sent() const {
+bool Transfer::BodyWasSent() const {
     if (!m_memory_body || m_headers.status() >= 300) return true;
     return static_cast<std::size_t>(uploaded()) >= m_memory_body;
 }
 
-DWORD Transfer::push(const void* data, std::size_t size) {
+DWORD Transfer::Push(const void* data, std::size_t size) {
     const PipeSignalGuard guard;
     if (!m_pushing || m_upload_ended) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
     if (m_push_left >= 0) {
@@ -350,27 +350,27 @@ DWORD Transfer::push(const void* data, std::size_t size) {
     const auto body_is_unwanted = [this] { return m_answered && (m_done || m_headers.status() >= 300); };
     m_source = static_cast<const char*>(data);
     m_source_size = size;
-    resume();
-    const DWORD error = drive([&] { return !m_source_size || body_is_unwanted(); });
+    Resume();
+    const DWORD error = Drive([&] { return !m_source_size || body_is_unwanted(); });
     m_source_size = 0;
     return error == ERROR_INTERNET_FORCE_RETRY || m_answered ? static_cast<DWORD>(ERROR_SUCCESS) : error;
 }
 
-DWORD Transfer::finish_sending() {
+DWORD Transfer::FinishSending() {
     const PipeSignalGuard guard;
     if (m_pushing && m_push_left > 0 && !m_answered && !m_done) {
-        settle(CURLE_PARTIAL_FILE);
+        Settle(CURLE_PARTIAL_FILE);
         detach();
         m_handles.reset();
         return m_error;
     }
     m_upload_ended = true;
-    resume();
-    const DWORD error = drive([this] { return m_answered && (m_done || body_was_sent()); });
+    Resume();
+    const DWORD error = Drive([this] { return m_answered && (m_done || BodyWasSent()); });
     return m_answered ? static_cast<DWORD>(ERROR_SUCCESS) : error;
 }
 
-DWORD Transfer::read(void* buffer, std::size_t size, std::size_t& out_read) {
+DWORD Transfer::Read(void* buffer, std::size_t size, std::size_t& out_read) {
     out_read = 0;
     if (!m_answered) return ERROR_INTERNET_INCORRECT_HANDLE_STATE;
     if (m_begin != m_end) {
@@ -384,22 +384,22 @@ DWORD Transfer::read(void* buffer, std::size_t size, std::size_t& out_read) {
     m_wanted = static_cast<char*>(buffer);
     m_wanted_size = size;
     m_delivered = 0;
-    resume();
-    const DWORD error = drive([this] { return m_delivered > 0; });
+    Resume();
+    const DWORD error = Drive([this] { return m_delivered > 0; });
     out_read = m_delivered;
     m_wanted_size = m_delivered = 0;
     return out_read ? static_cast<DWORD>(ERROR_SUCCESS) : error;
 }
 
-void Transfer::discard_answer() {
+void Transfer::DiscardAnswer() {
     if (!m_active || !m_answered || m_done) return;
     const PipeSignalGuard guard;
     const auto until = std::chrono::steady_clock::now() + kMaxDiscardTime;
     m_limits.stall = std::min(m_limits.stall, kMaxDiscardTime);
     m_discarding = true;
     m_delivered = 0;
-    resume();
-    drive([&] { return m_delivered > kMaxDiscarded || std::chrono::steady_clock::now() > until; });
+    Resume();
+    Drive([&] { return m_delivered > kMaxDiscarded || std::chrono::steady_clock::now() > until; });
     m_delivered = 0;
     detach();
 }
@@ -410,9 +410,9 @@ void Transfer::detach() {
     m_active = false;
 }
 
-void Transfer::release_handles() {
+void Transfer::ReleaseHandles() {
     detach();
-    m_pool.give_back(std::move(m_handles));
+    m_pool.GiveBack(std::move(m_handles));
 }
 
 }  // namespace platform::internet

@@ -31,7 +31,7 @@ public:
     CURLM* multi() const { return m_multi; }
     CURL* easy() const { return m_easy; }
     // Forgets another server's challenges; connections are kept.
-    void use_for(const std::string& origin);
+    void UseFor(const std::string& origin);
 
 private:
     friend class CurlHandlePool;
@@ -45,10 +45,10 @@ private:
 class CurlHandlePool {
 public:
     // Idle handles, the last used first, or new ones.
-    std::unique_ptr<CurlHandles> take();
-    void give_back(std::unique_ptr<CurlHandles> handles);
+    std::unique_ptr<CurlHandles> Take();
+    void GiveBack(std::unique_ptr<CurlHandles> handles);
     // Handles from before this call are never used again, by any pool.
-    static void end_session();
+    static void EndSession();
 
 private:
     static constexpr std::size_t kMaxIdle = 8;
@@ -93,52 +93,52 @@ public:
     Transfer& operator=(const Transfer&) = delete;
 
     // All return a Win32 error number. An exchange in progress is ended by the next `start`.
-    DWORD start(const TransferRequest& request);  // connects, and for a pushed body sends the headers
-    DWORD push(const void* data, std::size_t size);
-    DWORD finish_sending();  // sends the rest and waits for the answer's headers
-    DWORD read(void* buffer, std::size_t size, std::size_t& out_read);
+    DWORD Start(const TransferRequest& request);  // connects, and for a pushed body sends the headers
+    DWORD Push(const void* data, std::size_t size);
+    DWORD FinishSending();  // sends the rest and waits for the answer's headers
+    DWORD Read(void* buffer, std::size_t size, std::size_t& out_read);
     // Reads a short rest of the answer, so that the connection can be kept, or drops the connection.
-    void discard_answer();
+    void DiscardAnswer();
 
     const ResponseHeaders& headers() const { return m_headers; }
     bool answered() const { return m_answered; }
     // CURLAUTH_ bits of the last answer's challenges, the server's or the proxy's.
-    unsigned long offered_schemes(bool proxy);
-    const std::string& error_text() const { return m_error_text; }
+    unsigned long OfferedSchemes(bool proxy);
+    const std::string& ErrorText() const { return m_error_text; }
 
 private:
-    static std::size_t on_header(char* data, std::size_t size, std::size_t count, void* self);
-    static std::size_t on_body(char* data, std::size_t size, std::size_t count, void* self);
-    static std::size_t on_upload(char* buffer, std::size_t size, std::size_t count, void* self);
-    static int on_ready(void* self, char*, char*, int, int);
-    static CURLcode on_tls(CURL*, void* context, void* self);
+    static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t OnUpload(char* buffer, std::size_t size, std::size_t count, void* self);
+    static int OnReady(void* self, char*, char*, int, int);
+    static CURLcode OnTls(CURL*, void* context, void* self);
 
-    std::size_t take_header(const char* data, std::size_t size);
-    std::size_t take_body(const char* data, std::size_t size);
-    std::size_t give_upload(char* buffer, std::size_t size);
+    std::size_t TakeHeader(const char* data, std::size_t size);
+    std::size_t TakeBody(const char* data, std::size_t size);
+    std::size_t GiveUpload(char* buffer, std::size_t size);
 
-    bool set_options(const TransferRequest& request);
-    bool set_body(const TransferRequest& request);
-    bool set_headers(const TransferRequest& request);
-    bool set_login(const TransferRequest& request);
+    bool SetOptions(const TransferRequest& request);
+    bool SetBody(const TransferRequest& request);
+    bool SetHeaders(const TransferRequest& request);
+    bool SetLogin(const TransferRequest& request);
     template <class Option, class Value>
-    bool set(Option option, Value value) {
+    bool Set(Option option, Value value) {
         return curl_easy_setopt(m_handles->easy(), option, value) == CURLE_OK;
     }
 
     // Drives the exchange until `reached` or its end; the stall limit counts from the last byte that moved.
     template <class Reached>
-    DWORD drive(Reached reached);
+    DWORD Drive(Reached reached);
     curl_off_t uploaded() const;
     bool reached() const;
-    bool idle_too_long(std::chrono::steady_clock::time_point& since);
-    bool check_done();
-    void settle(CURLcode result);
-    void note_offers();
-    void resume();
-    bool body_was_sent() const;
+    bool IdleTooLong(std::chrono::steady_clock::time_point& since);
+    bool CheckDone();
+    void Settle(CURLcode result);
+    void NoteOffers();
+    void Resume();
+    bool BodyWasSent() const;
     void detach();
-    void release_handles();
+    void ReleaseHandles();
 
     CurlHandlePool& m_pool;
     const std::atomic<bool>& m_closed;

@@ -29,7 +29,7 @@ struct ProtectedServer {
               else
                   exchange.answer("401 Unauthorized", offers, "who?");
           }) {}
-    ~ProtectedServer() { end_browser_session(); }
+    ~ProtectedServer() { EndBrowserSession(); }
 
     std::vector<std::string> seen;
     bool locked = false;  // accepts nobody
@@ -38,18 +38,18 @@ struct ProtectedServer {
 };
 
 // Signs alice in, so that the process remembers her.
-void sign_in(ProtectedServer& site) {
+void SignIn(ProtectedServer& site) {
     Client client(site.server.port());
-    const Handle request = client.open(u"GET", u"/");
-    set_login(request, u"alice", u"pw");
-    ASSERT_EQ(send(request), 0u);
+    const Handle request = client.Open(u"GET", u"/");
+    SetLogin(request, u"alice", u"pw");
+    ASSERT_EQ(Send(request), 0u);
 }
 
 // The status of a request that sets no credentials; 0 for none.
-DWORD ask(ProtectedServer& site) {
+DWORD Ask(ProtectedServer& site) {
     Client client(site.server.port());
-    const Handle request = client.open(u"GET", u"/");
-    return send(request) ? 0 : status(request);
+    const Handle request = client.Open(u"GET", u"/");
+    return Send(request) ? 0 : Status(request);
 }
 
 const char kBasicOffer[] = "WWW-Authenticate: Basic realm=\"r\"\r\n";
@@ -60,18 +60,18 @@ const char kBothOffers[] =
 TEST(Challenge, ReachesTheCallerAndTakesTheOptionsAfterwards) {
     ProtectedServer site(kBasicOffer);
     Client client(site.server.port());
-    const Handle request = client.open(u"GET", u"/");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 401u);
+    const Handle request = client.Open(u"GET", u"/");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 401u);
     char16_t header[64] = u"WWW-Authenticate";
     DWORD size = sizeof header, index = 0;
     EXPECT_TRUE(HttpQueryInfoW(request, HTTP_QUERY_CUSTOM, header, &size, &index));
-    set_login(request, u"alice", u"wrong");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 401u);
-    set_login(request, u"alice", u"pw");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 200u);
+    SetLogin(request, u"alice", u"wrong");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 401u);
+    SetLogin(request, u"alice", u"pw");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 200u);
     EXPECT_EQ(site.seen.size(), 3u);
     EXPECT_EQ(site.seen.front(), "");
     EXPECT_EQ(site.server.connections(), 1);
@@ -80,12 +80,12 @@ TEST(Challenge, ReachesTheCallerAndTakesTheOptionsAfterwards) {
 TEST(Challenge, IsAnsweredAtOnceWhenTheOptionsWereSetBefore) {
     ProtectedServer site(kBasicOffer);
     Client client(site.server.port());
-    const Handle request = client.open(u"POST", u"/");
-    set_login(request, u"alice", u"pw");
+    const Handle request = client.Open(u"POST", u"/");
+    SetLogin(request, u"alice", u"pw");
     char body[] = "text";
     ASSERT_TRUE(HttpSendRequestW(request, nullptr, 0, body, 4));
     DWORD error = 0;
-    EXPECT_EQ(read_all(request, error), "in:text");
+    EXPECT_EQ(ReadAll(request, error), "in:text");
     EXPECT_EQ(site.seen, (std::vector<std::string>{"", kBasic}));
 }
 
@@ -93,10 +93,10 @@ TEST(Challenge, BasicIsNeverSentWhereDigestIsOffered) {
     ProtectedServer site(kBothOffers);
     Client client(site.server.port());
     for (const bool first : {true, false}) {
-        const Handle request = client.open(u"GET", u"/");
-        if (first) set_login(request, u"alice", u"pw");
-        ASSERT_EQ(send(request), 0u);
-        EXPECT_EQ(status(request), 200u);
+        const Handle request = client.Open(u"GET", u"/");
+        if (first) SetLogin(request, u"alice", u"pw");
+        ASSERT_EQ(Send(request), 0u);
+        EXPECT_EQ(Status(request), 200u);
     }
     for (const std::string& authorization : site.seen) EXPECT_NE(authorization.substr(0, 5), "Basic");
 }
@@ -105,85 +105,85 @@ TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
     ProtectedServer site(kBasicOffer);
     RawServer other(
         [](Exchange& exchange) { exchange.answer("200 OK", "", exchange.header("Authorization")); });
-    sign_in(site);
+    SignIn(site);
     Client client(site.server.port());
-    const Handle later = client.open(u"GET", u"/later");
-    ASSERT_EQ(send(later), 0u);
-    EXPECT_EQ(status(later), 200u);
-    EXPECT_EQ(upload(client.open(u"PUT", u"/doc"), "bytes"), 0u);
+    const Handle later = client.Open(u"GET", u"/later");
+    ASSERT_EQ(Send(later), 0u);
+    EXPECT_EQ(Status(later), 200u);
+    EXPECT_EQ(Upload(client.Open(u"PUT", u"/doc"), "bytes"), 0u);
     Client elsewhere(other.port());
-    const Handle foreign = elsewhere.open(u"GET", u"/");
+    const Handle foreign = elsewhere.Open(u"GET", u"/");
     DWORD error = 0;
-    ASSERT_EQ(send(foreign), 0u);
-    EXPECT_EQ(read_all(foreign, error), "");
+    ASSERT_EQ(Send(foreign), 0u);
+    EXPECT_EQ(ReadAll(foreign, error), "");
     const int connections = site.server.connections();
-    end_browser_session();
-    const Handle after = client.open(u"GET", u"/after");
-    ASSERT_EQ(send(after), 0u);
-    EXPECT_EQ(status(after), 401u);
+    EndBrowserSession();
+    const Handle after = client.Open(u"GET", u"/after");
+    ASSERT_EQ(Send(after), 0u);
+    EXPECT_EQ(Status(after), 401u);
     EXPECT_EQ(site.server.connections(), connections + 1);
 }
 
 TEST(Credentials, ThatFailAreNotRemembered) {
     ProtectedServer site(kBasicOffer);
     Client client(site.server.port());
-    const Handle request = client.open(u"GET", u"/");
-    set_login(request, u"alice", u"wrong");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 401u);
-    ASSERT_EQ(send(client.open(u"GET", u"/")), 0u);
+    const Handle request = client.Open(u"GET", u"/");
+    SetLogin(request, u"alice", u"wrong");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 401u);
+    ASSERT_EQ(Send(client.Open(u"GET", u"/")), 0u);
     EXPECT_EQ(site.seen.back(), "");
 }
 
 TEST(Credentials, ARefusalForgetsThoseOfItsHostAlone) {
     ProtectedServer refusing(kBasicOffer), other(kBasicOffer);
-    sign_in(refusing);
-    sign_in(other);
+    SignIn(refusing);
+    SignIn(other);
     refusing.locked = true;
-    EXPECT_EQ(ask(refusing), 401u);
+    EXPECT_EQ(Ask(refusing), 401u);
     EXPECT_EQ(refusing.seen.back(), kBasic);
     refusing.locked = false;
-    EXPECT_EQ(ask(refusing), 401u) << "refused credentials are sent again";
-    EXPECT_EQ(ask(other), 200u) << "another host's credentials are gone";
-    sign_in(refusing);
-    end_browser_session();
-    EXPECT_EQ(ask(refusing), 401u);
-    EXPECT_EQ(ask(other), 401u);
+    EXPECT_EQ(Ask(refusing), 401u) << "refused credentials are sent again";
+    EXPECT_EQ(Ask(other), 200u) << "another host's credentials are gone";
+    SignIn(refusing);
+    EndBrowserSession();
+    EXPECT_EQ(Ask(refusing), 401u);
+    EXPECT_EQ(Ask(other), 401u);
 }
 
 TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
     for (const char* offers : {kBasicOffer, kBothOffers}) {
         ProtectedServer site(offers);
         Client client(site.server.port());
-        const Handle request = client.open(u"PUT", u"/doc");
-        set_login(request, u"alice", u"pw");
-        EXPECT_EQ(upload(request, "bytes"), kRetry);
-        EXPECT_EQ(upload(request, "bytes"), 0u);
+        const Handle request = client.Open(u"PUT", u"/doc");
+        SetLogin(request, u"alice", u"pw");
+        EXPECT_EQ(Upload(request, "bytes"), kRetry);
+        EXPECT_EQ(Upload(request, "bytes"), 0u);
         DWORD error = 0;
-        EXPECT_EQ(status(request), 200u);
-        EXPECT_EQ(read_all(request, error), "in:bytes");
+        EXPECT_EQ(Status(request), 200u);
+        EXPECT_EQ(ReadAll(request, error), "in:bytes");
         EXPECT_EQ(site.seen.size(), 2u);
     }
 }
 
 TEST(Upload, ADigestRememberedFromElsewhereNeedsOneRetryAtMost) {
     ProtectedServer site(kBothOffers);
-    sign_in(site);
+    SignIn(site);
     Client client(site.server.port());
-    const Handle request = client.open(u"PUT", u"/doc");
+    const Handle request = client.Open(u"PUT", u"/doc");
     const std::string body(500'000, 'x');
-    DWORD error = upload(request, body);
-    if (error == kRetry) error = upload(request, body);
+    DWORD error = Upload(request, body);
+    if (error == kRetry) error = Upload(request, body);
     EXPECT_EQ(error, 0u);
-    EXPECT_EQ(status(request), 200u);
+    EXPECT_EQ(Status(request), 200u);
 }
 
 TEST(Upload, WithoutCredentialsTheChallengeIsTheAnswer) {
     ProtectedServer site(kBasicOffer);
     Client client(site.server.port());
-    const Handle request = client.open(u"PUT", u"/doc");
-    EXPECT_EQ(upload(request, "bytes"), 0u);
-    EXPECT_EQ(status(request), 401u);
+    const Handle request = client.Open(u"PUT", u"/doc");
+    EXPECT_EQ(Upload(request, "bytes"), 0u);
+    EXPECT_EQ(Status(request), 401u);
 }
 
 // Makes a server the proxy of the process while it lives.
@@ -196,7 +196,7 @@ struct ProxySetting {
     ~ProxySetting() {
         unsetenv("http_proxy");
         unsetenv("https_proxy");
-        end_browser_session();
+        EndBrowserSession();
     }
 };
 
@@ -212,20 +212,20 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     });
     const ProxySetting setting(proxy);
     Client client(80, u"site.invalid");
-    const Handle request = client.open(u"GET", u"/x");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 407u);
-    set_login(request, u"alice", u"pw", true);
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 200u);
+    const Handle request = client.Open(u"GET", u"/x");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 407u);
+    SetLogin(request, u"alice", u"pw", true);
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 200u);
     DWORD error = 0;
-    EXPECT_EQ(read_all(request, error), "http://site.invalid/x");
+    EXPECT_EQ(ReadAll(request, error), "http://site.invalid/x");
     // A tunnel that the proxy refuses is its answer too.
-    const Handle tunnel = client.open(u"GET", u"/x", INTERNET_FLAG_SECURE);
-    EXPECT_EQ(send(tunnel), 0u);
-    EXPECT_EQ(status(tunnel), 407u);
+    const Handle tunnel = client.Open(u"GET", u"/x", INTERNET_FLAG_SECURE);
+    EXPECT_EQ(Send(tunnel), 0u);
+    EXPECT_EQ(Status(tunnel), 407u);
     refusal = "403 Forbidden";
-    EXPECT_EQ(send(client.open(u"GET", u"/x", INTERNET_FLAG_SECURE)),
+    EXPECT_EQ(Send(client.Open(u"GET", u"/x", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_CANNOT_CONNECT));
 }
 
@@ -258,16 +258,16 @@ TEST_P(ProxyCredentials, GoToTheOneThatTheyAreFor) {
     });
     const ProxySetting setting(proxy);
     Client client(80, u"site.invalid");
-    const Handle request = client.open(u"GET", u"/x");
-    if (GetParam().for_proxy) set_login(request, u"alice", u"pw", true);
-    if (GetParam().for_site) set_login(request, u"bob", u"site");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), GetParam().status);
+    const Handle request = client.Open(u"GET", u"/x");
+    if (GetParam().for_proxy) SetLogin(request, u"alice", u"pw", true);
+    if (GetParam().for_site) SetLogin(request, u"bob", u"site");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), GetParam().status);
     // The next request has no more than what is remembered.
-    const Handle later = client.open(u"GET", u"/later");
-    ASSERT_EQ(send(later), 0u);
+    const Handle later = client.Open(u"GET", u"/later");
+    ASSERT_EQ(Send(later), 0u);
     if (GetParam().status == 200) {
-        EXPECT_EQ(status(later), 200u);
+        EXPECT_EQ(Status(later), 200u);
     }
     const std::lock_guard lock(mutex);
     EXPECT_EQ(proxy_was_shown, GetParam().proxy_was_shown);

@@ -18,7 +18,7 @@
 namespace testing_support {
 namespace {
 
-std::string base64(const void* bytes, std::size_t size) {
+std::string Base64(const void* bytes, std::size_t size) {
     std::string text((size + 2) / 3 * 4 + 1, '\0');
     text.resize(static_cast<std::size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
                                                          static_cast<const unsigned char*>(bytes),
@@ -26,7 +26,7 @@ std::string base64(const void* bytes, std::size_t size) {
     return text;
 }
 
-std::string bytes_of(std::string_view text) {
+std::string BytesOf(std::string_view text) {
     std::string bytes(text.size() / 4 * 3, '\0');
     EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
                     reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
@@ -39,7 +39,7 @@ std::string bytes_of(std::string_view text) {
 struct NegotiatingServer {
     explicit NegotiatingServer(std::string_view its_scheme = "Negotiate",
                                const std::string& user = "alice:pw")
-        : scheme(its_scheme), server([this](Exchange& exchange) { serve(exchange); }) {
+        : scheme(its_scheme), server([this](Exchange& exchange) { Serve(exchange); }) {
         std::setlocale(LC_CTYPE, "C.UTF-8");  // by which the mechanism compares names
         std::string pattern = "/tmp/negotiate-XXXXXX";
         close(mkstemp(pattern.data()));
@@ -48,7 +48,7 @@ struct NegotiatingServer {
         setenv("NTLM_USER_FILE", users.c_str(), 1);
     }
     ~NegotiatingServer() {
-        end_browser_session();
+        EndBrowserSession();
         unsetenv("NTLM_USER_FILE");
         unlink(users.c_str());
         OM_uint32 minor = 0;
@@ -56,14 +56,14 @@ struct NegotiatingServer {
             gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
     }
 
-    void serve(Exchange& exchange) {
+    void Serve(Exchange& exchange) {
         const std::lock_guard lock(mutex);
         const std::string authorization = exchange.header("Authorization");
-        const std::string_view token = platform::internet::token_of(authorization, scheme);
+        const std::string_view token = platform::internet::TokenOf(authorization, scheme);
         seen.push_back(exchange.method + (token.empty() ? " " : "+token ") +
                        std::to_string(exchange.body.size()));
-        if (token.empty()) return refuse(exchange, "");
-        std::string bytes = bytes_of(token);
+        if (token.empty()) return Refuse(exchange, "");
+        std::string bytes = BytesOf(token);
         gss_buffer_desc input{bytes.size(), bytes.data()};
         gss_buffer_desc output = GSS_C_EMPTY_BUFFER;
         OM_uint32 minor = 0;
@@ -71,17 +71,17 @@ struct NegotiatingServer {
         const OM_uint32 major =
             gss_accept_sec_context(&minor, &context, GSS_C_NO_CREDENTIAL, &input, GSS_C_NO_CHANNEL_BINDINGS,
                                    nullptr, nullptr, &output, nullptr, nullptr, nullptr);
-        const std::string answer = output.length ? " " + base64(output.value, output.length) : "";
+        const std::string answer = output.length ? " " + Base64(output.value, output.length) : "";
         gss_release_buffer(&minor, &output);
         if (major == GSS_S_COMPLETE && !drop_signed_in) {
             gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
             exchange.answer("200 OK", "", "in:" + exchange.body);
         } else {
             if (GSS_ERROR(major)) gss_delete_sec_context(&minor, &context, GSS_C_NO_BUFFER);
-            refuse(exchange, GSS_ERROR(major) ? "" : answer);
+            Refuse(exchange, GSS_ERROR(major) ? "" : answer);
         }
     }
-    void refuse(Exchange& exchange, const std::string& token) const {
+    void Refuse(Exchange& exchange, const std::string& token) const {
         exchange.answer("401 Unauthorized", "WWW-Authenticate: " + std::string(scheme) + token + "\r\n",
                         "who?");
     }
@@ -99,16 +99,16 @@ TEST(Negotiate, ANameAndAPasswordSignInOnOneConnection) {
     for (const char16_t* user : {u"alice", u"CONTOSO\\alice"}) {
         NegotiatingServer site;
         Client client(site.server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, user, u"pw");
-        ASSERT_EQ(send(request), 0u);
-        EXPECT_EQ(status(request), 200u);
+        const Handle request = client.Open(u"GET", u"/");
+        SetLogin(request, user, u"pw");
+        ASSERT_EQ(Send(request), 0u);
+        EXPECT_EQ(Status(request), 200u);
         EXPECT_EQ(site.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
         EXPECT_EQ(site.server.connections(), 1);
         // With remembered credentials the request without a token is left out.
-        const Handle later = client.open(u"GET", u"/later");
-        ASSERT_EQ(send(later), 0u);
-        EXPECT_EQ(status(later), 200u);
+        const Handle later = client.Open(u"GET", u"/later");
+        ASSERT_EQ(Send(later), 0u);
+        EXPECT_EQ(Status(later), 200u);
         EXPECT_EQ(site.seen.size(), 5u);
     }
 }
@@ -116,16 +116,16 @@ TEST(Negotiate, ANameAndAPasswordSignInOnOneConnection) {
 TEST(Negotiate, AWrongPasswordEndsAfterOneExchange) {
     NegotiatingServer site;
     Client client(site.server.port());
-    const Handle request = client.open(u"GET", u"/");
-    set_login(request, u"alice", u"wrong");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 401u);
+    const Handle request = client.Open(u"GET", u"/");
+    SetLogin(request, u"alice", u"wrong");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 401u);
     EXPECT_EQ(site.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
-    ASSERT_EQ(send(client.open(u"GET", u"/")), 0u);
+    ASSERT_EQ(Send(client.Open(u"GET", u"/")), 0u);
     EXPECT_EQ(site.seen.back(), "GET 0") << "not remembered";
-    set_login(request, u"alice", u"pw");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 200u);
+    SetLogin(request, u"alice", u"pw");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 200u);
 }
 
 // Libcurl's own NTLM would send the bytes of UTF-8 as letters.
@@ -142,10 +142,10 @@ TEST(Negotiate, NtlmTakesNamesAndPasswordsInAnyScript) {
     for (const auto& [user, name, password] : rows) {
         NegotiatingServer site("NTLM", user);
         Client client(site.server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, name, password);
-        ASSERT_EQ(send(request), 0u);
-        EXPECT_EQ(status(request), 200u) << user;
+        const Handle request = client.Open(u"GET", u"/");
+        SetLogin(request, name, password);
+        ASSERT_EQ(Send(request), 0u);
+        EXPECT_EQ(Status(request), 200u) << user;
         EXPECT_EQ(site.seen, (std::vector<std::string>{"GET 0", "GET+token 0", "GET+token 0"}));
     }
 }
@@ -154,18 +154,18 @@ TEST(Negotiate, NtlmTakesNamesAndPasswordsInAnyScript) {
 TEST(Negotiate, ABodyGoesOnlyWithTheLastTokenAndNeverAnEmptyOneInItsPlace) {
     NegotiatingServer site;
     Client client(site.server.port());
-    const Handle request = client.open(u"PUT", u"/doc");
-    set_login(request, u"alice", u"pw");
+    const Handle request = client.Open(u"PUT", u"/doc");
+    SetLogin(request, u"alice", u"pw");
     const std::string body(300'000, 'x');
-    EXPECT_EQ(upload(request, body), ERROR_INTERNET_FORCE_RETRY);
-    EXPECT_EQ(upload(request, body), 0u);
-    EXPECT_EQ(status(request), 200u);
+    EXPECT_EQ(Upload(request, body), ERROR_INTERNET_FORCE_RETRY);
+    EXPECT_EQ(Upload(request, body), 0u);
+    EXPECT_EQ(Status(request), 200u);
     EXPECT_EQ(site.seen, (std::vector<std::string>{"PUT 300000", "HEAD+token 0", "PUT+token 300000"}));
-    const Handle post = client.open(u"POST", u"/");
+    const Handle post = client.Open(u"POST", u"/");
     char text[] = "text";
     ASSERT_TRUE(HttpSendRequestW(post, nullptr, 0, text, 4));
     DWORD error = 0;
-    EXPECT_EQ(read_all(post, error), "in:text");
+    EXPECT_EQ(ReadAll(post, error), "in:text");
     EXPECT_EQ(site.seen.back(), "POST+token 4");
     EXPECT_EQ(site.seen[site.seen.size() - 2], "HEAD+token 0");
 }
@@ -175,10 +175,10 @@ TEST(Negotiate, AServerThatNeverAcceptsOrSendsInvalidTokensIsARefusal) {
         NegotiatingServer site;
         site.drop_signed_in = true;
         Client client(site.server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, u"alice", u"pw");
-        ASSERT_EQ(send(request), 0u);
-        EXPECT_EQ(status(request), 401u);
+        const Handle request = client.Open(u"GET", u"/");
+        SetLogin(request, u"alice", u"pw");
+        ASSERT_EQ(Send(request), 0u);
+        EXPECT_EQ(Status(request), 401u);
         EXPECT_LE(site.seen.size(), 4u);
     }
     for (const std::string& token : {std::string("!!!!"), std::string("AAAA"), std::string("===="),
@@ -189,10 +189,10 @@ TEST(Negotiate, AServerThatNeverAcceptsOrSendsInvalidTokensIsARefusal) {
             exchange.answer("401 Unauthorized", "WWW-Authenticate: Negotiate " + token + "\r\n");
         });
         Client client(server.port());
-        const Handle request = client.open(u"GET", u"/");
-        set_login(request, u"alice", u"pw");
-        ASSERT_EQ(send(request), 0u);
-        EXPECT_EQ(status(request), 401u) << token.substr(0, 20);
+        const Handle request = client.Open(u"GET", u"/");
+        SetLogin(request, u"alice", u"pw");
+        ASSERT_EQ(Send(request), 0u);
+        EXPECT_EQ(Status(request), 401u) << token.substr(0, 20);
         EXPECT_LE(requests, 3) << token.substr(0, 20);
     }
 }

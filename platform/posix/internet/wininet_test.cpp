@@ -8,30 +8,30 @@
 #include <memory>
 #include <thread>
 
-#include "testing/client.h"
 #include "platform/posix/internet/open_handles.h"
+#include "testing/client.h"
 #include "tests/support/raw_server.h"
 
 namespace testing_support {
 namespace {
 
-using platform::internet::open_handle_count;
+using platform::internet::OpenHandleCount;
 
-std::u16string query_text(HINTERNET request, DWORD level) {
+std::u16string QueryText(HINTERNET request, DWORD level) {
     char16_t buffer[1024];
     DWORD size = sizeof buffer;
     return HttpQueryInfoW(request, level, buffer, &size, nullptr) ? std::u16string(buffer, size / 2)
                                                                   : u"failed";
 }
 
-std::u16string final_url(HINTERNET request) {
+std::u16string FinalUrl(HINTERNET request) {
     char16_t buffer[2084];
     DWORD size = 2084;
     return InternetQueryOptionW(request, INTERNET_OPTION_URL, buffer, &size) ? std::u16string(buffer, size)
                                                                              : u"failed";
 }
 
-std::string location(const RawServer& server, const char* path, const char* host = "127.0.0.1") {
+std::string Location(const RawServer& server, const char* path, const char* host = "127.0.0.1") {
     return std::string("Location: http://") + host + ":" + std::to_string(server.port()) + path + "\r\n";
 }
 
@@ -47,8 +47,8 @@ TEST(Request, SendsTheTargetAndTheHeadersThatWereSet) {
                                             accept, INTERNET_FLAG_NO_COOKIES, 0);
     ASSERT_TRUE(HttpAddRequestHeadersW(request, u"Cookie: a=b; c=d\n", static_cast<DWORD>(-1),
                                        HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE));
-    ASSERT_EQ(send(request, u"X-One: 1\nX-Two: 2\r\ncontent-length: 0\n"), 0u);
-    EXPECT_EQ(status(request), 200u);
+    ASSERT_EQ(Send(request, u"X-One: 1\nX-Two: 2\r\ncontent-length: 0\n"), 0u);
+    EXPECT_EQ(Status(request), 200u);
     EXPECT_EQ(seen.method, "GET");
     EXPECT_EQ(seen.target, "/a%20b/%C3%BC?x=%20");
     EXPECT_EQ(seen.header("Accept"), "application/json, */*");
@@ -59,7 +59,7 @@ TEST(Request, SendsTheTargetAndTheHeadersThatWereSet) {
     for (const char* absent : {"Expect", "Accept-Encoding", "Authorization", "Content-Type"})
         EXPECT_EQ(seen.count_header(absent), 0) << absent;
     // Sent again, headers replace those of before.
-    ASSERT_EQ(send(request, u"X-One: 3\n"), 0u);
+    ASSERT_EQ(Send(request, u"X-One: 3\n"), 0u);
     EXPECT_EQ(seen.header("X-One"), "3");
     EXPECT_EQ(seen.count_header("X-One"), 1);
 }
@@ -72,19 +72,19 @@ TEST(Request, BodiesAndVerbsArriveWhole) {
     });
     Client client(server.port());
     std::string body(300'000, 'b');
-    const Handle request = client.open(u"MERGE", u"/x");
+    const Handle request = client.Open(u"MERGE", u"/x");
     ASSERT_TRUE(HttpSendRequestW(request, u"Content-Type: text/xml\n", static_cast<DWORD>(-1), body.data(),
                                  static_cast<DWORD>(body.size())));
     EXPECT_EQ(seen.method, "MERGE");
     EXPECT_EQ(seen.body, body);
     EXPECT_EQ(seen.header("Content-Type"), "text/xml");
-    const Handle head = client.open(u"HEAD", u"/x");
-    ASSERT_EQ(send(head), 0u);
+    const Handle head = client.Open(u"HEAD", u"/x");
+    ASSERT_EQ(Send(head), 0u);
     DWORD error = 0;
-    EXPECT_EQ(read_all(head, error), "");
+    EXPECT_EQ(ReadAll(head, error), "");
     EXPECT_EQ(error, 0u);
-    const Handle empty_post = client.open(u"POST", u"/x");
-    ASSERT_EQ(send(empty_post), 0u);
+    const Handle empty_post = client.Open(u"POST", u"/x");
+    ASSERT_EQ(Send(empty_post), 0u);
     EXPECT_EQ(seen.header("Content-Length"), "0");
 }
 
@@ -93,14 +93,14 @@ TEST(Answer, HeadersAreFoundByNameAndAsAWhole) {
         exchange.send("HTTP/1.1 200\r\nX-A: 1\r\nContent-Length: 0\r\nx-a: second value\r\n\r\n");
     });
     Client client(server.port());
-    const Handle request = client.open(u"GET", u"/");
+    const Handle request = client.Open(u"GET", u"/");
     char16_t buffer[64] = u"X-A";
     DWORD size = sizeof buffer, index = 0;
     EXPECT_FALSE(HttpQueryInfoW(request, HTTP_QUERY_STATUS_CODE, buffer, &size, nullptr));
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(query_text(request, HTTP_QUERY_STATUS_TEXT), u"");
-    EXPECT_EQ(query_text(request, HTTP_QUERY_STATUS_CODE), u"200");
-    EXPECT_EQ(query_text(request, HTTP_QUERY_RAW_HEADERS),
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(QueryText(request, HTTP_QUERY_STATUS_TEXT), u"");
+    EXPECT_EQ(QueryText(request, HTTP_QUERY_STATUS_CODE), u"200");
+    EXPECT_EQ(QueryText(request, HTTP_QUERY_RAW_HEADERS),
               std::u16string(u"HTTP/1.1 200\0X-A: 1\0Content-Length: 0\0x-a: second value\0", 56));
     ASSERT_TRUE(HttpQueryInfoW(request, HTTP_QUERY_CUSTOM, buffer, &size, &index));
     EXPECT_EQ(std::u16string(buffer), u"1");
@@ -129,22 +129,22 @@ TEST(Redirect, SecretsStayWithTheirHost) {
         exchange.answer("200 OK", "", exchange.header("X-Kept"));
     });
     RawServer server([&](Exchange& exchange) {
-        if (exchange.target == "/away") exchange.answer("302 Found", location(other, "/there"), "moved");
+        if (exchange.target == "/away") exchange.answer("302 Found", Location(other, "/there"), "moved");
         if (exchange.target == "/near") exchange.answer("301 Moved", "Location: here?x\r\n");
         if (exchange.target == "/here?x") exchange.answer("200 OK", "", exchange.header("Cookie"));
     });
     Client client(server.port());
     const char16_t* headers = u"Cookie: FedAuth=secret\nAuthorization: Bearer secret\nX-Kept: yes\n";
     DWORD error = 0;
-    const Handle away = client.open(u"GET", u"/away");
-    ASSERT_EQ(send(away, headers), 0u);
-    EXPECT_EQ(read_all(away, error), "yes");
+    const Handle away = client.Open(u"GET", u"/away");
+    ASSERT_EQ(Send(away, headers), 0u);
+    EXPECT_EQ(ReadAll(away, error), "yes");
     EXPECT_FALSE(leaked);
-    EXPECT_EQ(final_url(away), other.url(u"/there"));
-    const Handle near = client.open(u"GET", u"/near");
-    ASSERT_EQ(send(near, headers), 0u);
-    EXPECT_EQ(read_all(near, error), "FedAuth=secret");
-    EXPECT_EQ(final_url(near), server.url(u"/here?x"));
+    EXPECT_EQ(FinalUrl(away), other.url(u"/there"));
+    const Handle near = client.Open(u"GET", u"/near");
+    ASSERT_EQ(Send(near, headers), 0u);
+    EXPECT_EQ(ReadAll(near, error), "FedAuth=secret");
+    EXPECT_EQ(FinalUrl(near), server.url(u"/here?x"));
     EXPECT_EQ(server.connections(), 1);
 }
 
@@ -159,10 +159,10 @@ TEST(Redirect, APostBecomesAGetAfter302AndIsSentAgainAfter307) {
     Client client(server.port());
     char body[] = "form";
     const char16_t* type = u"Content-Type: text/plain\n";
-    const Handle form = client.open(u"POST", u"/302");
+    const Handle form = client.Open(u"POST", u"/302");
     ASSERT_TRUE(HttpSendRequestW(form, type, static_cast<DWORD>(-1), body, 4));
     EXPECT_EQ(seen, "GET  ");
-    const Handle kept = client.open(u"POST", u"/307");
+    const Handle kept = client.Open(u"POST", u"/307");
     ASSERT_TRUE(HttpSendRequestW(kept, type, static_cast<DWORD>(-1), body, 4));
     EXPECT_EQ(seen, "POST form text/plain");
 }
@@ -173,8 +173,8 @@ TEST(Redirect, EndsAtForeignSchemesAndInCircles) {
                                                                 : "Location: /again\r\n");
     });
     Client client(server.port());
-    EXPECT_EQ(send(client.open(u"GET", u"/file")), static_cast<DWORD>(ERROR_HTTP_REDIRECT_FAILED));
-    EXPECT_EQ(send(client.open(u"GET", u"/circle")), static_cast<DWORD>(ERROR_HTTP_REDIRECT_FAILED));
+    EXPECT_EQ(Send(client.Open(u"GET", u"/file")), static_cast<DWORD>(ERROR_HTTP_REDIRECT_FAILED));
+    EXPECT_EQ(Send(client.Open(u"GET", u"/circle")), static_cast<DWORD>(ERROR_HTTP_REDIRECT_FAILED));
     EXPECT_EQ(server.requests(), 12);
 }
 
@@ -200,17 +200,17 @@ TEST(Handles, WrongUseIsAnErrorAndNeverACrash) {
     // Parents may be closed first.
     EXPECT_TRUE(InternetCloseHandle(session));
     EXPECT_TRUE(InternetCloseHandle(connection));
-    EXPECT_EQ(send(request), 0u);
+    EXPECT_EQ(Send(request), 0u);
     DWORD error = 0;
-    EXPECT_EQ(read_all(request, error), "body");
+    EXPECT_EQ(ReadAll(request, error), "body");
     EXPECT_TRUE(InternetCloseHandle(request));
     EXPECT_FALSE(InternetCloseHandle(request));
-    EXPECT_EQ(send(request), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(Send(request), ERROR_INVALID_HANDLE);
     EXPECT_FALSE(InternetConnectW(connection, u"h", 80, nullptr, nullptr, 3, 0, 0));
 }
 
 TEST(Handles, CallsThatFailLeaveNoneOpen) {
-    const std::size_t before = open_handle_count();
+    const std::size_t before = OpenHandleCount();
     {
         Client client(1);
         EXPECT_FALSE(InternetOpenW(u"agent\r\n", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
@@ -218,9 +218,9 @@ TEST(Handles, CallsThatFailLeaveNoneOpen) {
         EXPECT_FALSE(HttpOpenRequestW(client.connection, u"G E T", u"/", nullptr, nullptr, nullptr, 0, 0));
         LPCWSTR accept[] = {u"text/html\r\nX-Injected: 1", u"bad\x01type", nullptr};
         EXPECT_FALSE(HttpOpenRequestW(client.connection, u"GET", u"/", nullptr, nullptr, accept, 0, 0));
-        EXPECT_EQ(open_handle_count(), before + 2);
+        EXPECT_EQ(OpenHandleCount(), before + 2);
     }
-    EXPECT_EQ(open_handle_count(), before);
+    EXPECT_EQ(OpenHandleCount(), before);
 }
 
 TEST(Handles, ClosingEndsACallOnAnotherThread) {
@@ -232,7 +232,7 @@ TEST(Handles, ClosingEndsACallOnAnotherThread) {
     Client client(server.port());
     HINTERNET request = HttpOpenRequestW(client.connection, u"GET", u"/", nullptr, nullptr, nullptr, 0, 0);
     DWORD error = 0;
-    std::thread sender([&] { error = send(request); });
+    std::thread sender([&] { error = Send(request); });
     while (!asked) std::this_thread::yield();
     EXPECT_TRUE(InternetCloseHandle(request));
     sender.join();
@@ -247,9 +247,9 @@ TEST(Connections, AreSharedByAllThreadsOfASession) {
     const auto work = [&](int thread) {
         for (int i = 0; i < kRequests; ++i) {
             const std::string path = "/" + std::to_string(thread * kRequests + i);
-            const Handle request = client.open(u"GET", std::u16string(path.begin(), path.end()).c_str());
-            DWORD error = send(request);
-            if (!error && read_all(request, error) == path && !error) ++good;
+            const Handle request = client.Open(u"GET", std::u16string(path.begin(), path.end()).c_str());
+            DWORD error = Send(request);
+            if (!error && ReadAll(request, error) == path && !error) ++good;
         }
     };
     std::vector<std::thread> threads;
@@ -278,11 +278,11 @@ protected:
         unsetenv("SSL_CERT_FILE");
         std::remove(m_file.c_str());
     }
-    DWORD try_host(LPCWSTR host, std::string& body) {
+    DWORD TryHost(LPCWSTR host, std::string& body) {
         Client client(m_server->port(), host);
-        const Handle request = client.open(u"GET", u"/", INTERNET_FLAG_SECURE);
-        DWORD error = send(request);
-        if (!error) body = read_all(request, error);
+        const Handle request = client.Open(u"GET", u"/", INTERNET_FLAG_SECURE);
+        DWORD error = Send(request);
+        if (!error) body = ReadAll(request, error);
         return error;
     }
     std::string m_pem, m_file;
@@ -293,13 +293,13 @@ protected:
 
 TEST_F(Tls, UnknownAuthoritiesAndOtherNamesAreRefused) {
     std::string body;
-    EXPECT_EQ(try_host(u"127.0.0.1", body), static_cast<DWORD>(ERROR_INTERNET_DECODING_FAILED));
+    EXPECT_EQ(TryHost(u"127.0.0.1", body), static_cast<DWORD>(ERROR_INTERNET_DECODING_FAILED));
     setenv("SSL_CERT_FILE", m_file.c_str(), 1);
-    EXPECT_EQ(try_host(u"127.0.0.1", body), 0u);
+    EXPECT_EQ(TryHost(u"127.0.0.1", body), 0u);
     EXPECT_EQ(body, "safe");
-    EXPECT_EQ(try_host(u"localhost", body), static_cast<DWORD>(ERROR_INTERNET_DECODING_FAILED));
+    EXPECT_EQ(TryHost(u"localhost", body), static_cast<DWORD>(ERROR_INTERNET_DECODING_FAILED));
     setenv("SSL_CERT_FILE", "/nonexistent", 1);
-    EXPECT_NE(try_host(u"127.0.0.1", body), 0u);
+    EXPECT_NE(TryHost(u"127.0.0.1", body), 0u);
 }
 
 TEST_F(Tls, ARedirectToAPlainAddressIsNotFollowed) {
@@ -307,7 +307,7 @@ TEST_F(Tls, ARedirectToAPlainAddressIsNotFollowed) {
     RawServer plain([](Exchange& exchange) { exchange.answer("200 OK"); });
     m_headers = "Location: http://127.0.0.1:" + std::to_string(plain.port()) + "/there\r\n";
     std::string body;
-    EXPECT_EQ(try_host(u"127.0.0.1", body), static_cast<DWORD>(ERROR_INTERNET_HTTPS_TO_HTTP_ON_REDIR));
+    EXPECT_EQ(TryHost(u"127.0.0.1", body), static_cast<DWORD>(ERROR_INTERNET_HTTPS_TO_HTTP_ON_REDIR));
     EXPECT_EQ(plain.requests(), 0);
 }
 
@@ -316,7 +316,7 @@ TEST_F(Tls, RecordsThatComeFasterThanTheyAreReadWait) {
     m_body.resize(6'000'000);
     for (std::size_t i = 0; i < m_body.size(); ++i) m_body[i] = static_cast<char>(i * 2654435761u >> 13);
     std::string body;
-    EXPECT_EQ(try_host(u"127.0.0.1", body), 0u);
+    EXPECT_EQ(TryHost(u"127.0.0.1", body), 0u);
     EXPECT_TRUE(body == m_body);
 }
 
@@ -324,17 +324,17 @@ TEST(Security, AHandshakeThatNeverComesEndsInATimeOut) {
     RawServer plain([](Exchange&) {});
     Client client(plain.port());
     setenv("PLATFORM_CONNECT_TIMEOUT_MS", "300", 1);
-    EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
+    EXPECT_EQ(Send(client.Open(u"GET", u"/", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
     unsetenv("PLATFORM_CONNECT_TIMEOUT_MS");
     // The connection stands, so the limit for silence applies.
     setenv("PLATFORM_RECEIVE_TIMEOUT_MS", "300", 1);
-    EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
+    EXPECT_EQ(Send(client.Open(u"GET", u"/", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
     unsetenv("PLATFORM_RECEIVE_TIMEOUT_MS");
     DWORD milliseconds = 200;
     ASSERT_TRUE(InternetSetOptionW(client.connection, INTERNET_OPTION_CONNECT_TIMEOUT, &milliseconds, 4));
-    EXPECT_EQ(send(client.open(u"GET", u"/", INTERNET_FLAG_SECURE)),
+    EXPECT_EQ(Send(client.Open(u"GET", u"/", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
 }
 

@@ -14,23 +14,23 @@ namespace {
 constexpr DWORD kAborted = ERROR_INTERNET_CONNECTION_ABORTED;
 
 // Bytes that differ by their position.
-std::string pattern(std::size_t size) {
+std::string Pattern(std::size_t size) {
     std::string bytes(size, '\0');
     for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 2654435761u >> 13);
     return bytes;
 }
 
-long peak_kilobytes() {
+long PeakKilobytes() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;
 }
 
-DWORD fetch(RawServer& server, std::string& body) {
+DWORD Fetch(RawServer& server, std::string& body) {
     Client client(server.port());
-    const Handle request = client.open(u"GET", u"/");
-    DWORD error = send(request);
-    if (!error) body = read_all(request, error);
+    const Handle request = client.Open(u"GET", u"/");
+    DWORD error = Send(request);
+    if (!error) body = ReadAll(request, error);
     return error;
 }
 
@@ -41,14 +41,14 @@ struct ShortLimits {
 };
 
 TEST(Download, BlocksOfEverySizeGiveTheSameBytes) {
-    const std::string body = pattern(1'500'000);
+    const std::string body = Pattern(1'500'000);
     RawServer server([&](Exchange& exchange) { exchange.answer("200 OK", "", body); });
     Client client(server.port());
     for (DWORD block : {7u, 1024u, 65536u, 2'000'000u}) {
-        const Handle request = client.open(u"GET", u"/");
-        ASSERT_EQ(send(request), 0u);
+        const Handle request = client.Open(u"GET", u"/");
+        ASSERT_EQ(Send(request), 0u);
         DWORD error = 0;
-        EXPECT_TRUE(read_all(request, error, block) == body) << block;
+        EXPECT_TRUE(ReadAll(request, error, block) == body) << block;
         EXPECT_EQ(error, 0u);
     }
     EXPECT_EQ(server.connections(), 1);
@@ -62,12 +62,12 @@ TEST(Download, HeadersComeBeforeTheBody) {
         exchange.send("late");
     });
     Client client(server.port());
-    const Handle request = client.open(u"GET", u"/");
-    ASSERT_EQ(send(request), 0u);
-    EXPECT_EQ(status(request), 200u);
+    const Handle request = client.Open(u"GET", u"/");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 200u);
     go = true;
     DWORD error = 0;
-    EXPECT_EQ(read_all(request, error), "late");
+    EXPECT_EQ(ReadAll(request, error), "late");
 }
 
 TEST(Download, ChunkedAndOpenEndedBodiesEndWhereTheyShould) {
@@ -76,13 +76,13 @@ TEST(Download, ChunkedAndOpenEndedBodiesEndWhereTheyShould) {
         exchange.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nabcd\r\n");
         exchange.send("3;x=y\r\nefg\r\n0\r\nTrailer: late\r\n\r\n");
     });
-    EXPECT_EQ(fetch(chunked, body), 0u);
+    EXPECT_EQ(Fetch(chunked, body), 0u);
     EXPECT_EQ(body, "abcdefg");
     RawServer open_ended([](Exchange& exchange) {
         exchange.send("HTTP/1.0 200 OK\r\n\r\nto the end");
         exchange.drop();
     });
-    EXPECT_EQ(fetch(open_ended, body), 0u);
+    EXPECT_EQ(Fetch(open_ended, body), 0u);
     EXPECT_EQ(body, "to the end");
 }
 
@@ -92,36 +92,36 @@ TEST(Download, ShortBodiesFailAfterWhatCame) {
         exchange.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly this");
         exchange.drop();
     });
-    EXPECT_EQ(fetch(shorter, body), kAborted);
+    EXPECT_EQ(Fetch(shorter, body), kAborted);
     EXPECT_EQ(body, "only this");
     RawServer cut([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nabcd\r\n5\r\nef");
         exchange.drop();
     });
-    EXPECT_EQ(fetch(cut, body), kAborted);
+    EXPECT_EQ(Fetch(cut, body), kAborted);
     EXPECT_EQ(body, "abcdef");
     RawServer broken([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzzz\r\n");
         exchange.drop();
     });
-    EXPECT_NE(fetch(broken, body), 0u);
+    EXPECT_NE(Fetch(broken, body), 0u);
 }
 
 TEST(Download, SilenceEndsInATimeOutWhereverItBegins) {
     const ShortLimits limits;
     std::string body;
     RawServer before([](Exchange& exchange) { exchange.stall(); });
-    EXPECT_EQ(fetch(before, body), static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
+    EXPECT_EQ(Fetch(before, body), static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
     RawServer in_headers([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nContent-");
         exchange.stall();
     });
-    EXPECT_EQ(fetch(in_headers, body), static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
+    EXPECT_EQ(Fetch(in_headers, body), static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
     RawServer in_body([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf");
         exchange.stall();
     });
-    EXPECT_EQ(fetch(in_body, body), static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
+    EXPECT_EQ(Fetch(in_body, body), static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
     EXPECT_EQ(body, "half");
 }
 
@@ -131,19 +131,19 @@ TEST(Download, WhatIsNotHttpIsAnInvalidAnswer) {
         exchange.send("SSH-2.0-x\r\n\r\n");
         exchange.drop();
     });
-    EXPECT_EQ(fetch(nonsense, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
+    EXPECT_EQ(Fetch(nonsense, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
     RawServer nothing([](Exchange& exchange) { exchange.drop(); });
-    EXPECT_EQ(fetch(nothing, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
+    EXPECT_EQ(Fetch(nothing, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
     RawServer endless([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\n");
         while (exchange.send("X-Filler: " + std::string(2000, 'x') + "\r\n")) continue;
     });
-    EXPECT_EQ(fetch(endless, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
+    EXPECT_EQ(Fetch(endless, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
     RawServer long_line([](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nX: " + std::string(400'000, 'x') + "\r\n\r\n");
         exchange.drop();
     });
-    EXPECT_EQ(fetch(long_line, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
+    EXPECT_EQ(Fetch(long_line, body), static_cast<DWORD>(ERROR_HTTP_INVALID_SERVER_RESPONSE));
 }
 
 TEST(Download, ServersThatCanNotBeReachedHaveTheirErrors) {
@@ -153,22 +153,22 @@ TEST(Download, ServersThatCanNotBeReachedHaveTheirErrors) {
         port = gone.port();
     }
     Client refused(port);
-    EXPECT_EQ(send(refused.open(u"GET", u"/")), static_cast<DWORD>(ERROR_INTERNET_CANNOT_CONNECT));
+    EXPECT_EQ(Send(refused.Open(u"GET", u"/")), static_cast<DWORD>(ERROR_INTERNET_CANNOT_CONNECT));
     Client unknown(80, u"no-such-host.invalid");
-    EXPECT_EQ(send(unknown.open(u"GET", u"/")), static_cast<DWORD>(ERROR_INTERNET_NAME_NOT_RESOLVED));
+    EXPECT_EQ(Send(unknown.Open(u"GET", u"/")), static_cast<DWORD>(ERROR_INTERNET_NAME_NOT_RESOLVED));
 }
 
 TEST(Download, ALargeBodyIsNeverInMemory) {
     constexpr std::size_t kBlock = 1 << 20, kBlocks = 256;
-    const std::string block = pattern(kBlock);
+    const std::string block = Pattern(kBlock);
     RawServer server([&](Exchange& exchange) {
         exchange.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kBlock * kBlocks) + "\r\n\r\n");
         for (std::size_t i = 0; i < kBlocks && exchange.send(block); ++i) continue;
     });
     Client client(server.port());
-    const Handle request = client.open(u"GET", u"/");
-    ASSERT_EQ(send(request), 0u);
-    const long before = peak_kilobytes();
+    const Handle request = client.Open(u"GET", u"/");
+    ASSERT_EQ(Send(request), 0u);
+    const long before = PeakKilobytes();
     std::string buffer(65536, '\0');
     std::size_t total = 0;
     for (DWORD count = 1; count; total += count)
@@ -179,7 +179,7 @@ TEST(Download, ALargeBodyIsNeverInMemory) {
 #else
     constexpr long kLimit = 16 * 1024;
 #endif
-    EXPECT_LT(peak_kilobytes() - before, kLimit);
+    EXPECT_LT(PeakKilobytes() - before, kLimit);
 }
 
 TEST(Upload, ArrivesWholeWithOneLengthAndNoExpectHeader) {
@@ -190,21 +190,21 @@ TEST(Upload, ArrivesWholeWithOneLengthAndNoExpectHeader) {
     });
     Client client(server.port());
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{3'000'001}}) {
-        const std::string body = pattern(size);
-        const Handle request = client.open(u"PUT", u"/doc");
+        const std::string body = Pattern(size);
+        const Handle request = client.Open(u"PUT", u"/doc");
         const std::string length = "content-length:" + std::to_string(size) + "\n";
         ASSERT_TRUE(HttpAddRequestHeadersW(request, std::u16string(length.begin(), length.end()).c_str(),
                                            static_cast<DWORD>(-1),
                                            HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE));
-        ASSERT_EQ(upload(request, body, 100'000), 0u) << size;
+        ASSERT_EQ(Upload(request, body, 100'000), 0u) << size;
         EXPECT_EQ(seen.method, "PUT");
         EXPECT_TRUE(seen.body == body);
         EXPECT_EQ(seen.count_header("Content-Length"), 1);
         EXPECT_EQ(seen.header("Content-Length"), std::to_string(size));
         EXPECT_EQ(seen.count_header("Expect"), 0);
-        EXPECT_EQ(status(request), 201u);
+        EXPECT_EQ(Status(request), 201u);
         DWORD error = 0;
-        EXPECT_EQ(read_all(request, error), "done");
+        EXPECT_EQ(ReadAll(request, error), "done");
     }
     EXPECT_EQ(server.connections(), 1);
 }
@@ -219,8 +219,8 @@ TEST(Upload, BytesGoOutAsTheyArePushed) {
         },
         RawServer::Body::left);
     Client client(server.port());
-    const Handle request = client.open(u"PUT", u"/");
-    ASSERT_TRUE(begin_upload(request, 2000));
+    const Handle request = client.Open(u"PUT", u"/");
+    ASSERT_TRUE(BeginUpload(request, 2000));
     const std::string half(1000, 'h');
     DWORD written = 0;
     ASSERT_TRUE(InternetWriteFile(request, half.data(), 1000, &written));
@@ -229,7 +229,7 @@ TEST(Upload, BytesGoOutAsTheyArePushed) {
     EXPECT_EQ(written, 0u);
     ASSERT_TRUE(InternetWriteFile(request, half.data(), 1000, &written));
     EXPECT_TRUE(HttpEndRequestW(request, nullptr, 0, 0));
-    EXPECT_EQ(status(request), 200u);
+    EXPECT_EQ(Status(request), 200u);
 }
 
 TEST(Upload, AnEarlyRefusalIsTheAnswer) {
@@ -240,25 +240,25 @@ TEST(Upload, AnEarlyRefusalIsTheAnswer) {
         },
         RawServer::Body::left);
     Client client(server.port());
-    const Handle request = client.open(u"PUT", u"/");
-    EXPECT_EQ(upload(request, std::string(20'000'000, 'x')), 0u);
-    EXPECT_EQ(status(request), 413u);
+    const Handle request = client.Open(u"PUT", u"/");
+    EXPECT_EQ(Upload(request, std::string(20'000'000, 'x')), 0u);
+    EXPECT_EQ(Status(request), 413u);
     DWORD error = 0;
-    EXPECT_EQ(read_all(request, error), "too much");
+    EXPECT_EQ(ReadAll(request, error), "too much");
 }
 
 TEST(Upload, TooFewBytesAreNeverTakenForTheDocument) {
     RawServer server([](Exchange& exchange) { exchange.answer("200 OK"); });
     Client client(server.port());
-    const Handle request = client.open(u"PUT", u"/");
-    ASSERT_TRUE(begin_upload(request, 10));
+    const Handle request = client.Open(u"PUT", u"/");
+    ASSERT_TRUE(BeginUpload(request, 10));
     DWORD written = 0;
     ASSERT_TRUE(InternetWriteFile(request, "four", 4, &written));
     EXPECT_FALSE(HttpEndRequestW(request, nullptr, 0, 0));
     EXPECT_EQ(GetLastError(), kAborted);
     EXPECT_EQ(server.requests(), 0);
     // The same handle can begin again.
-    EXPECT_EQ(upload(request, "0123456789"), 0u);
+    EXPECT_EQ(Upload(request, "0123456789"), 0u);
     EXPECT_EQ(server.requests(), 1);
 }
 
@@ -271,10 +271,10 @@ TEST(Upload, ADroppedOrStalledConnectionEndsIt) {
         },
         RawServer::Body::left);
     Client first(dropping.port());
-    EXPECT_NE(upload(first.open(u"PUT", u"/"), std::string(20'000'000, 'x')), 0u);
+    EXPECT_NE(Upload(first.Open(u"PUT", u"/"), std::string(20'000'000, 'x')), 0u);
     RawServer stalling([](Exchange& exchange) { exchange.stall(); }, RawServer::Body::left);
     Client second(stalling.port());
-    EXPECT_EQ(upload(second.open(u"PUT", u"/"), std::string(20'000'000, 'x')),
+    EXPECT_EQ(Upload(second.Open(u"PUT", u"/"), std::string(20'000'000, 'x')),
               static_cast<DWORD>(ERROR_INTERNET_TIMEOUT));
 }
 
@@ -286,9 +286,9 @@ TEST(Upload, ARedirectAsksForTheBodyOnceMore) {
         exchange.answer("200 OK");
     });
     Client client(server.port());
-    const Handle request = client.open(u"PUT", u"/old");
-    EXPECT_EQ(upload(request, "body"), static_cast<DWORD>(ERROR_INTERNET_FORCE_RETRY));
-    EXPECT_EQ(upload(request, "body"), 0u);
+    const Handle request = client.Open(u"PUT", u"/old");
+    EXPECT_EQ(Upload(request, "body"), static_cast<DWORD>(ERROR_INTERNET_FORCE_RETRY));
+    EXPECT_EQ(Upload(request, "body"), 0u);
     EXPECT_EQ(arrived, "PUT/newbody");
 }
 

@@ -189,7 +189,7 @@ public:
         m_script.queue.push_back([browser = m_browser] { browser->ShowNext(); });
         return S_OK;
     }
-    HRESULT get_WebView2(IUnknown** out) override { return ComPtr<IUnknown>(m_browser).copy_to(out); }
+    HRESULT get_WebView2(IUnknown** out) override { return ComPtr<IUnknown>(m_browser).CopyTo(out); }
     HRESULT DeleteCookies(BSTR url) override {
         m_script.deleted.emplace_back(url, SysStringLen(url));
         return S_OK;

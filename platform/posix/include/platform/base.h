@@ -70,31 +70,31 @@ using CLSID = GUID;
 using REFIID = const IID&;
 
 namespace platform::detail {
-constexpr HRESULT hresult(std::uint32_t bits) {
+constexpr HRESULT Hresult(std::uint32_t bits) {
     return static_cast<HRESULT>(bits);
 }
 }  // namespace platform::detail
 
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
-inline constexpr HRESULT E_NOTIMPL = platform::detail::hresult(0x80004001);
-inline constexpr HRESULT E_NOINTERFACE = platform::detail::hresult(0x80004002);
-inline constexpr HRESULT E_POINTER = platform::detail::hresult(0x80004003);
-inline constexpr HRESULT E_ABORT = platform::detail::hresult(0x80004004);
-inline constexpr HRESULT E_FAIL = platform::detail::hresult(0x80004005);
-inline constexpr HRESULT E_UNEXPECTED = platform::detail::hresult(0x8000FFFF);
-inline constexpr HRESULT E_ACCESSDENIED = platform::detail::hresult(0x80070005);
-inline constexpr HRESULT E_OUTOFMEMORY = platform::detail::hresult(0x8007000E);
-inline constexpr HRESULT E_INVALIDARG = platform::detail::hresult(0x80070057);
-inline constexpr HRESULT DISP_E_MEMBERNOTFOUND = platform::detail::hresult(0x80020003);
-inline constexpr HRESULT DISP_E_TYPEMISMATCH = platform::detail::hresult(0x80020005);
-inline constexpr HRESULT DISP_E_UNKNOWNNAME = platform::detail::hresult(0x80020006);
-inline constexpr HRESULT DISP_E_BADVARTYPE = platform::detail::hresult(0x80020008);
-inline constexpr HRESULT DISP_E_BADINDEX = platform::detail::hresult(0x8002000B);
-inline constexpr HRESULT DISP_E_ARRAYISLOCKED = platform::detail::hresult(0x8002000D);
-inline constexpr HRESULT STG_E_INVALIDFUNCTION = platform::detail::hresult(0x80030001);
-inline constexpr HRESULT STG_E_MEDIUMFULL = platform::detail::hresult(0x80030070);
-inline constexpr HRESULT STG_E_INVALIDPOINTER = platform::detail::hresult(0x80030009);
+inline constexpr HRESULT E_NOTIMPL = platform::detail::Hresult(0x80004001);
+inline constexpr HRESULT E_NOINTERFACE = platform::detail::Hresult(0x80004002);
+inline constexpr HRESULT E_POINTER = platform::detail::Hresult(0x80004003);
+inline constexpr HRESULT E_ABORT = platform::detail::Hresult(0x80004004);
+inline constexpr HRESULT E_FAIL = platform::detail::Hresult(0x80004005);
+inline constexpr HRESULT E_UNEXPECTED = platform::detail::Hresult(0x8000FFFF);
+inline constexpr HRESULT E_ACCESSDENIED = platform::detail::Hresult(0x80070005);
+inline constexpr HRESULT E_OUTOFMEMORY = platform::detail::Hresult(0x8007000E);
+inline constexpr HRESULT E_INVALIDARG = platform::detail::Hresult(0x80070057);
+inline constexpr HRESULT DISP_E_MEMBERNOTFOUND = platform::detail::Hresult(0x80020003);
+inline constexpr HRESULT DISP_E_TYPEMISMATCH = platform::detail::Hresult(0x80020005);
+inline constexpr HRESULT DISP_E_UNKNOWNNAME = platform::detail::Hresult(0x80020006);
+inline constexpr HRESULT DISP_E_BADVARTYPE = platform::detail::Hresult(0x80020008);
+inline constexpr HRESULT DISP_E_BADINDEX = platform::detail::Hresult(0x8002000B);
+inline constexpr HRESULT DISP_E_ARRAYISLOCKED = platform::detail::Hresult(0x8002000D);
+inline constexpr HRESULT STG_E_INVALIDFUNCTION = platform::detail::Hresult(0x80030001);
+inline constexpr HRESULT STG_E_MEDIUMFULL = platform::detail::Hresult(0x80030070);
+inline constexpr HRESULT STG_E_INVALIDPOINTER = platform::detail::Hresult(0x80030009);
 
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD NO_ERROR = 0;
@@ -140,7 +140,7 @@ constexpr bool FAILED(HRESULT result) {
 // A number not above 0 stands as it is.
 constexpr HRESULT HRESULT_FROM_WIN32(std::uint32_t error) {
     return static_cast<HRESULT>(error) <= 0 ? static_cast<HRESULT>(error)
-                                            : platform::detail::hresult((error & 0xFFFF) | 0x80070000);
+                                            : platform::detail::Hresult((error & 0xFFFF) | 0x80070000);
 }
 
 inline LPCWSTR MAKEINTRESOURCEW(WORD id) {

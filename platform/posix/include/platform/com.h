@@ -26,7 +26,7 @@ struct IUnknown {
 };
 
 template <class T>
-inline constexpr const IID& iid_of = T::kIid;
+inline constexpr const IID& kIidOf = T::kIid;
 
 struct ITypeInfo;
 struct EXCEPINFO;
