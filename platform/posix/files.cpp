@@ -12,6 +12,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "utf8.h"
 
@@ -68,21 +69,6 @@ std::string ToNative(std::u16string_view path) {
     return native;
 }
 
-// False (with the error set) for a null path, and for an allocation that failed.
-bool NativePath(LPCWSTR path, std::string& native) {
-    if (!path || !*path) {
-        SetLastError(path ? ERROR_PATH_NOT_FOUND : ERROR_INVALID_PARAMETER);
-        return false;
-    }
-    try {
-        native = ToNative(path);
-        return true;
-    } catch (const std::bad_alloc&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return false;
-    }
-}
-
 // A file handle is the descriptor plus one, so that none is null.
 HANDLE ToHandle(int descriptor) {
     return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(descriptor) + 1);
@@ -109,6 +95,89 @@ bool Matches(std::u16string_view pattern, std::u16string_view name) {
     }
     return std::all_of(pattern.begin() + static_cast<std::ptrdiff_t>(p), pattern.end(),
                        [](char16_t c) { return c == u'*'; });
+}
+
+// A descriptor that closes itself; -1 (with errno set) for none.
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    Descriptor(Descriptor&& other) noexcept : m_descriptor(other.Release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
+    ~Descriptor() {
+        const int error = errno;
+        if (m_descriptor >= 0) close(m_descriptor);
+        errno = error;
+    }
+    int get() const { return m_descriptor; }
+    int Release() { return std::exchange(m_descriptor, -1); }
+
+private:
+    int m_descriptor;
+};
+
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+std::string TemporaryFolder() {
+    const char* folder = std::getenv("TMPDIR");
+    std::string path = folder && *folder ? folder : "/tmp";
+    if (path.back() != '/') path += '/';
+    return path;
+}
+
+bool IsBelowTemporaryFolder(const std::string& folder) {
+    const std::string shared = TemporaryFolder();
+    return folder.starts_with(shared) && folder.size() > shared.size();
+}
+
+// A folder in another: the user's own, and no link.
+Descriptor OpenOwnFolder(const Descriptor& parent, const std::string& name) {
+    Descriptor folder(openat(parent.get(), name.c_str(), kFolderFlags | O_NOFOLLOW));
+    struct stat status;
+    if (folder.get() < 0 || fstat(folder.get(), &status) != 0) return Descriptor(-1);
+    if (status.st_uid == geteuid() && name != "..") return folder;
+    errno = EACCES;
+    return Descriptor(-1);
+}
+
+// In the folder for temporary files somebody else may have put a folder or a link where the user's own is
+// looked for, so each step below it has to be the user's own.
+Descriptor OpenFolder(const std::string& path) {
+    if (!IsBelowTemporaryFolder(path)) return Descriptor(open(path.c_str(), kFolderFlags));
+    const std::string shared = TemporaryFolder();
+    Descriptor folder(open(shared.c_str(), kFolderFlags));
+    for (std::size_t at = shared.size(); folder.get() >= 0 && at < path.size();) {
+        const std::size_t slash = std::min(path.find('/', at), path.size());
+        if (slash > at) folder = OpenOwnFolder(folder, path.substr(at, slash - at));
+        at = slash + 1;
+    }
+    return folder;
+}
+
+// Where a file or folder is: what it lies in, and its name there.
+struct Place {
+    Descriptor folder{-1};
+    std::string path;
+    std::string name;
+};
+
+// An error number.
+DWORD FindPlace(LPCWSTR path, Place& place) {
+    if (!path) return ERROR_INVALID_PARAMETER;
+    if (!*path) return ERROR_PATH_NOT_FOUND;
+    try {
+        std::string native = ToNative(path);
+        while (native.size() > 1 && native.back() == '/') native.pop_back();
+        const std::size_t slash = native.rfind('/');
+        place.path = slash == std::string::npos ? "./" : native.substr(0, slash + 1);
+        place.name = native == "/" ? "." : native.substr(slash + 1);
+        place.folder = OpenFolder(place.path);
+        return place.folder.get() >= 0 ? ERROR_SUCCESS : ErrorFromErrno(errno);
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
 }
 
 struct DirCloser {
@@ -155,11 +224,9 @@ BOOL FindNext(Find& find, WIN32_FIND_DATAW& data) {
 }  // namespace
 
 DWORD GetTempPathW(DWORD size, LPWSTR buffer) {
-    const char* folder = std::getenv("TMPDIR");
     try {
-        std::u16string path = ToUtf16(folder && *folder ? folder : "/tmp");
+        std::u16string path = ToUtf16(TemporaryFolder());
         std::replace(path.begin(), path.end(), u'/', u'\\');
-        if (path.back() != u'\\') path += u'\\';
         if (path.size() >= size || !buffer) return static_cast<DWORD>(path.size() + 1);
         *std::copy(path.begin(), path.end(), buffer) = 0;
         return static_cast<DWORD>(path.size());
@@ -170,21 +237,28 @@ DWORD GetTempPathW(DWORD size, LPWSTR buffer) {
 }
 
 BOOL CreateDirectoryW(LPCWSTR path, const SECURITY_ATTRIBUTES*) {
-    std::string native;
-    return NativePath(path, native) ? Done(mkdir(native.c_str(), 0700)) : FALSE;
+    Place place;
+    if (const DWORD error = FindPlace(path, place)) return Fail(error);
+    return Done(mkdirat(place.folder.get(), place.name.c_str(), 0700));
 }
 
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD, const SECURITY_ATTRIBUTES*, DWORD disposition,
                    DWORD flags, HANDLE) {
-    std::string native;
+    Place place;
     if (access != FILE_GENERIC_WRITE || disposition != CREATE_ALWAYS) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
-    if (!NativePath(path, native)) return INVALID_HANDLE_VALUE;
+    if (const DWORD error = FindPlace(path, place)) {
+        SetLastError(error);
+        return INVALID_HANDLE_VALUE;
+    }
+    const bool is_temporary = flags & FILE_ATTRIBUTE_TEMPORARY;
+    if (is_temporary && IsBelowTemporaryFolder(place.path)) fchmod(place.folder.get(), 0700);
     // In a folder that others may write to, a link in the file's place could lead anywhere.
-    const int no_link = flags & FILE_ATTRIBUTE_TEMPORARY ? O_NOFOLLOW : 0;
-    const int descriptor = open(native.c_str(), O_CLOEXEC | O_WRONLY | O_CREAT | O_TRUNC | no_link, 0600);
+    const int no_link = is_temporary ? O_NOFOLLOW : 0;
+    const int descriptor = openat(place.folder.get(), place.name.c_str(),
+                                  O_CLOEXEC | O_WRONLY | O_CREAT | O_TRUNC | no_link, 0600);
     if (descriptor >= 0) return ToHandle(descriptor);
     SetLastError(ErrorFromErrno(errno));
     return INVALID_HANDLE_VALUE;
@@ -210,21 +284,24 @@ BOOL CloseHandle(HANDLE handle) {
 }
 
 HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data) {
-    std::string native;
-    if (!data || !NativePath(pattern, native)) return INVALID_HANDLE_VALUE;
-    const std::size_t slash = native.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : native.substr(0, slash + 1);
+    Place place;
+    const DWORD error = data ? FindPlace(pattern, place) : static_cast<DWORD>(ERROR_INVALID_PARAMETER);
+    if (error) {
+        SetLastError(error);
+        return INVALID_HANDLE_VALUE;
+    }
     std::unique_ptr<Find> find(new (std::nothrow) Find);
     if (!find) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return INVALID_HANDLE_VALUE;
     }
-    find->directory.reset(opendir(folder.c_str()));
+    find->directory.reset(fdopendir(place.folder.get()));
     if (!find->directory) {
         SetLastError(ErrorFromErrno(errno));
         return INVALID_HANDLE_VALUE;
     }
-    find->pattern = ToUtf16(slash == std::string::npos ? native : native.substr(slash + 1));
+    place.folder.Release();  // it belongs to the directory now
+    find->pattern = ToUtf16(place.name);
     if (FindNext(*find, *data)) return find.release();
     SetLastError(ERROR_FILE_NOT_FOUND);
     return INVALID_HANDLE_VALUE;
@@ -242,15 +319,15 @@ BOOL FindClose(HANDLE find) {
 }
 
 BOOL DeleteFileW(LPCWSTR path) {
-    std::string native;
-    if (!NativePath(path, native)) return FALSE;
-    if (unlink(native.c_str()) == 0) return TRUE;
+    Place place;
+    if (const DWORD error = FindPlace(path, place)) return Fail(error);
+    if (unlinkat(place.folder.get(), place.name.c_str(), 0) == 0) return TRUE;
     return Fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : ErrorFromErrno(errno));
 }
 
 BOOL RemoveDirectoryW(LPCWSTR path) {
-    std::string native;
-    if (!NativePath(path, native)) return FALSE;
-    if (rmdir(native.c_str()) == 0) return TRUE;
+    Place place;
+    if (const DWORD error = FindPlace(path, place)) return Fail(error);
+    if (unlinkat(place.folder.get(), place.name.c_str(), AT_REMOVEDIR) == 0) return TRUE;
     return Fail(errno == ENOENT ? ERROR_FILE_NOT_FOUND : ErrorFromErrno(errno));
 }

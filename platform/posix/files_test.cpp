@@ -2,10 +2,12 @@
 #include "platform/files.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -115,6 +117,58 @@ TEST_F(Files, ALinkInThePlaceOfATemporaryFileIsNotFollowed) {
                           FILE_ATTRIBUTE_TEMPORARY, nullptr),
               INVALID_HANDLE_VALUE);
     EXPECT_EQ(std::filesystem::file_size(m_folder / "target"), 4u);
+}
+
+// TMPDIR while it lives.
+class TemporaryFolderSetting {
+public:
+    explicit TemporaryFolderSetting(const std::filesystem::path& folder) {
+        if (const char* before = std::getenv("TMPDIR")) m_before = before;
+        setenv("TMPDIR", folder.c_str(), 1);
+    }
+    ~TemporaryFolderSetting() { m_before ? setenv("TMPDIR", m_before->c_str(), 1) : unsetenv("TMPDIR"); }
+
+private:
+    std::optional<std::string> m_before;
+};
+
+class TemporaryFiles : public Files {
+protected:
+    bool CanCreate(const std::u16string& name) const {
+        HANDLE file = CreateFileW(path(name).c_str(), FILE_GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                  CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY, nullptr);
+        return file != INVALID_HANDLE_VALUE && CloseHandle(file);
+    }
+
+    const TemporaryFolderSetting m_setting{m_folder};
+};
+
+TEST_F(TemporaryFiles, ALinkInThePlaceOfTheFolderLeadsNowhere) {
+    namespace fs = std::filesystem;
+    ASSERT_TRUE(CreateDirectoryW(path(u"victim").c_str(), nullptr));
+    Create(u"victim\\old.log", "kept");
+    fs::create_directory_symlink(m_folder / "victim", m_folder / "logs");
+    EXPECT_FALSE(CanCreate(u"logs\\new.log"));
+    EXPECT_FALSE(CreateDirectoryW(path(u"logs\\folder").c_str(), nullptr));
+    EXPECT_TRUE(Find(u"logs\\*.log").empty());
+    EXPECT_FALSE(DeleteFileW(path(u"logs\\old.log").c_str()));
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder / "victim"), {}), 1);
+    EXPECT_EQ(Find(u"victim\\*.log").size(), 1u);
+    EXPECT_FALSE(CanCreate(u"victim\\..\\victim\\new.log"));
+}
+
+TEST_F(TemporaryFiles, TheirFolderIsTheUsersOwnAndOnlyTheUsers) {
+    namespace fs = std::filesystem;
+    const fs::path folder = m_folder / "logs";
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::all);
+    ASSERT_TRUE(CanCreate(u"logs\\a.log"));
+    EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+    constexpr uid_t kSomebodyElse = 65534;
+    if (chown(folder.c_str(), kSomebodyElse, static_cast<gid_t>(-1)) != 0)
+        GTEST_SKIP() << "no right to give the folder away";
+    EXPECT_FALSE(CanCreate(u"logs\\b.log"));
+    EXPECT_FALSE(DeleteFileW(path(u"logs\\a.log").c_str()));
 }
 
 TEST_F(Files, TheTemporaryFolderEndsInABackslash) {

@@ -1,5 +1,6 @@
 // Files and folders under Win32's names; a backslash in a path stands for a slash.
-// Every function may be called from any thread; a file handle belongs to one thread at a time.
+// Every function may be called from any thread; a file handle belongs to one thread at a time. Below the
+// folder for temporary files each folder has to be the user's own and no link.
 #pragma once
 
 #include "platform/base.h"
@@ -24,7 +25,7 @@ DWORD GetTempPathW(DWORD size, LPWSTR buffer);
 BOOL CreateDirectoryW(LPCWSTR path, const SECURITY_ATTRIBUTES* security);
 
 // Opens for FILE_GENERIC_WRITE with CREATE_ALWAYS alone; INVALID_HANDLE_VALUE on failure. New files are the
-// user's alone.
+// user's alone, and with FILE_ATTRIBUTE_TEMPORARY their folder becomes so.
 HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES* security,
                    DWORD disposition, DWORD flags, HANDLE template_file);
 // Writes all bytes at the end of what was written so far, in one system call where the system takes them so.
