@@ -1,6 +1,7 @@
 #include "internet/transfer.h"
 
 #include <openssl/ssl.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -71,6 +72,7 @@ bool Transfer::SetOptions(const TransferRequest& request) {
     const bool callbacks = Set(CURLOPT_HEADERFUNCTION, OnHeader) && Set(CURLOPT_HEADERDATA, this) &&
                            Set(CURLOPT_WRITEFUNCTION, OnBody) && Set(CURLOPT_WRITEDATA, this) &&
                            Set(CURLOPT_PREREQFUNCTION, OnReady) && Set(CURLOPT_PREREQDATA, this) &&
+                           Set(CURLOPT_OPENSOCKETFUNCTION, OpenSocket) &&
                            Set(CURLOPT_SSL_CTX_FUNCTION, OnTls) && Set(CURLOPT_SSL_CTX_DATA, this);
     const bool verified = Set(CURLOPT_SSL_VERIFYPEER, 1L) && Set(CURLOPT_SSL_VERIFYHOST, 2L);
     return basics && callbacks && verified && SetBody(request) && SetHeaders(request) && SetLogin(request);
@@ -160,6 +162,11 @@ int Transfer::OnReady(void* self, char*, char*, int, int) {
     static_cast<Transfer*>(self)->m_connected = true;
     static_cast<Transfer*>(self)->m_moved = true;
     return CURL_PREREQFUNC_OK;
+}
+
+// Programs that the process starts inherit no connection.
+curl_socket_t Transfer::OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
 // Adds the authorities of SSL_CERT_FILE to the system's.

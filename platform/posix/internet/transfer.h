@@ -111,6 +111,7 @@ private:
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnUpload(char* buffer, std::size_t size, std::size_t count, void* self);
     static int OnReady(void* self, char*, char*, int, int);
+    static curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address);
     static CURLcode OnTls(CURL*, void* context, void* self);
 
     std::size_t TakeHeader(const char* data, std::size_t size);
