@@ -267,13 +267,18 @@ class Sphost:
         if added.status != 0:
             raise RuntimeError(f"place add: {added}")
 
-    def unsent(self, url):
-        """What recover lists of the document, None for nothing."""
-        listed = self.run("recover", "--json")
-        if listed.status != 0:
-            self._campaign.find(f"recover: {listed}")
-            return None
-        return next((row for row in json.loads(listed.out) if row["url"] == url), None)
+    def waiting(self, url, seconds=0):
+        """The rows that recover lists of the document, after an editor that still runs has ended or the time is over."""
+        until = time.monotonic() + seconds
+        while True:
+            listed = self.run("recover", "--json")
+            if listed.status != 0:
+                self._campaign.find(f"recover: {listed}")
+                return []
+            rows = [row for row in json.loads(listed.out) if row["url"] == url]
+            if time.monotonic() > until or not any(row["state"] == "editing" for row in rows):
+                return rows
+            time.sleep(0.05)
 
 
 def crash_of(ended):
@@ -291,9 +296,12 @@ def crash_of(ended):
 
 
 def is_safe(host, server, name, payload):
-    """Whether the server has the bytes, or recover lists a local copy that has them."""
+    """Whether the server has the bytes, or recover lists a local file that has them."""
     if server.content(name) == payload:
         return True
-    row = host.unsent(server.url(name))
-    path = Path(row["path"]) if row and row.get("path") else None
-    return bool(path and path.is_file() and path.read_bytes() == payload)
+    for row in host.waiting(server.url(name)):
+        for value in row.values():
+            if isinstance(value, str) and value.startswith("/") and Path(value).is_file():
+                if Path(value).read_bytes() == payload:
+                    return True
+    return False
