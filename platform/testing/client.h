@@ -26,15 +26,20 @@ private:
     HINTERNET m_handle;
 };
 
-// A session with a connection to one server.
+// A connection to one server, in a session of its own or in a given one.
 struct Client {
-    explicit Client(unsigned short port, LPCWSTR host = u"127.0.0.1")
-        : session(InternetOpenW(u"test-agent", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0)),
-          connection(InternetConnectW(session, host, port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0)) {}
+    explicit Client(unsigned short port, LPCWSTR host = u"127.0.0.1", HINTERNET given_session = nullptr)
+        : session(given_session ? nullptr : OpenSession()),
+          connection(InternetConnectW(given_session ? given_session : static_cast<HINTERNET>(session), host,
+                                      port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0)) {}
 
     Handle Open(LPCWSTR verb, LPCWSTR object,
                 DWORD flags = INTERNET_FLAG_KEEP_CONNECTION | INTERNET_FLAG_NO_COOKIES) {
         return HttpOpenRequestW(connection, verb, object, nullptr, nullptr, nullptr, flags, 0);
+    }
+
+    static HINTERNET OpenSession() {
+        return InternetOpenW(u"test-agent", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
     }
 
     Handle session;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr char kSquid[] = "/usr/sbin/squid";
 constexpr char kPasswordHelper[] = "/usr/lib/squid/basic_ncsa_auth";
-const std::string kName = "portal.test";
+const std::string kName = Proxy::kNameOfThisMachine;
 
 // The program's output.
 std::string RunTool(std::vector<std::string> arguments) {

@@ -38,6 +38,7 @@ public:
     std::string Url(const std::string& login) const { return "http://" + login + m_address; }
     std::string AccessLog() const;
     // The URL of this machine under a name that only the proxy knows.
+    static constexpr char kNameOfThisMachine[] = "portal.test";
     static std::string Named(std::string url);
 
 private:

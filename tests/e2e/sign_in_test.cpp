@@ -73,6 +73,7 @@ struct Setting {
             options.insert(options.end(), more.begin(), more.end());
             host.environment["SSL_CERT_FILE"] = authority->File();
         }
+        if (proxied) options.insert(options.end(), {"--host-name", Proxy::kNameOfThisMachine});
         server.emplace(options);
         server->WriteAs("bob", "a.txt", "one");
         if (proxied) {

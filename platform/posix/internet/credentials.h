@@ -1,4 +1,4 @@
-// User names and passwords that a server or proxy has accepted, kept for the life of the process.
+// User names and passwords that servers and proxies have accepted, kept by the session that sent them.
 // Any thread.
 #pragma once
 
@@ -24,17 +24,19 @@ struct Accepted {
 
 class CredentialStore {
 public:
-    static CredentialStore& Instance();
-
     std::optional<Accepted> Find(const std::string& origin);
     void Remember(const std::string& origin, Accepted accepted);
     // Does nothing when other credentials have taken the place of these.
     void Forget(const std::string& origin, const Credentials& refused);
-    void clear();
+    // All stores of the process forget what they have.
+    static void EndBrowserSession();
 
 private:
+    void ForgetEarlierSession();
+
     std::mutex m_mutex;
     std::map<std::string, Accepted> m_accepted;
+    unsigned m_browser_session = 0;
 };
 
 // The scheme to answer a challenge with, of the CURLAUTH_ bits offered; 0 if none can be used. Basic comes

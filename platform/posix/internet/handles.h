@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "internet/credentials.h"
 #include "internet/target.h"
 #include "internet/transfer.h"
 #include "platform/wininet.h"
@@ -30,6 +31,7 @@ struct Session final : Object {
 
     std::string agent;
     std::atomic<DWORD> connect_timeout{60'000};  // milliseconds
+    CredentialStore credentials;
 };
 
 struct Connection final : Object {

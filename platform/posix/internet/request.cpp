@@ -31,7 +31,8 @@ bool TurnsToGet(unsigned status, const std::string& verb) {
 }
 
 bool IsSecret(const Header& header) {
-    return EqualsIgnoringCase(header.name, "Cookie") || EqualsIgnoringCase(header.name, "Authorization");
+    return EqualsIgnoringCase(header.name, "Cookie") || EqualsIgnoringCase(header.name, "Authorization") ||
+           EqualsIgnoringCase(header.name, "X-RequestDigest");
 }
 
 bool DescribesBody(const Header& header) {
@@ -114,7 +115,7 @@ std::optional<Login> Request::ChooseLogin(const std::string& origin, const Given
         if (!given.scheme) return std::nullopt;
         return Login{given.credentials, given.scheme};
     }
-    if (const auto accepted = CredentialStore::Instance().Find(origin))
+    if (const auto accepted = Remembered().Find(origin))
         return Login{accepted->credentials, accepted->scheme};
     return std::nullopt;
 }
@@ -157,6 +158,7 @@ DWORD Request::Send(std::u16string_view headers, const void* body, std::size_t s
         return error;
     m_transfer.DiscardAnswer();
     StartOver(m_original_target, m_verb);
+    m_has_body = size > 0;
     m_upload_target.reset();
     return Run(body, size);
 }
@@ -212,6 +214,7 @@ DWORD Request::BeginUpload(std::u16string_view headers, DWORD total) {
     const int redirects = m_upload_target ? m_redirects : 0;
     StartOver(m_upload_target.value_or(m_original_target), m_verb);
     m_redirects = redirects;
+    m_has_body = true;
     ChooseLogins();
     if (m_negotiation) {
         if (const DWORD error = SendFirstToken()) return error;
@@ -265,6 +268,7 @@ bool Request::ContinueNegotiation() {
 
 Request::Outcome Request::HandleAnswer() {
     const unsigned status = m_transfer.headers().status();
+    NoteProxyLogin();
     if (ContinueNegotiation()) return {Step::again, ERROR_SUCCESS};
     m_negotiation.reset();
     if (status == 401) return AnswerChallenge(false);
@@ -278,7 +282,7 @@ Request::Outcome Request::AnswerChallenge(bool proxy) {
     const std::optional<Login>& used = proxy ? m_proxy_login : m_login;
     const std::string origin = proxy ? ProxyOrigin() : m_target.origin();
     Given& given = proxy ? m_proxy_given : m_given;
-    if (used) CredentialStore::Instance().Forget(origin, used->credentials);
+    if (used) Remembered().Forget(origin, used->credentials);
     const bool untried = !used && !given.credentials.user.empty() && given.origin == origin;
     if (!untried) return {};
     given.scheme = ChooseScheme(m_transfer.OfferedSchemes(proxy));
@@ -296,18 +300,22 @@ Request::Outcome Request::FollowRedirect() {
         m_current_verb = "GET";
         m_with_body = false;
     }
+    // A body is for the site that it was sent to, and nobody was asked about another.
+    if (m_with_body && m_has_body && !MayShareSecrets(m_original_target, *next))
+        return {Step::failed, ERROR_HTTP_REDIRECT_FAILED};
     m_target = *next;
     return {Step::again, ERROR_SUCCESS};
 }
 
 void Request::NoteSuccess() {
     if (m_transfer.headers().status() >= 400) return;
-    if (m_login)
-        CredentialStore::Instance().Remember(m_target.origin(), {m_login->credentials, m_login->scheme});
-    if (m_proxy_login) {
-        CredentialStore::Instance().Remember(ProxyOrigin(),
-                                             {m_proxy_login->credentials, m_proxy_login->scheme});
-    }
+    if (m_login) Remembered().Remember(m_target.origin(), {m_login->credentials, m_login->scheme});
+}
+
+// A proxy that lets a request through has accepted its login, whatever the site answers.
+void Request::NoteProxyLogin() {
+    if (m_proxy_login && m_transfer.headers().status() != 407)
+        Remembered().Remember(ProxyOrigin(), {m_proxy_login->credentials, m_proxy_login->scheme});
 }
 
 DWORD Request::Read(void* buffer, std::size_t size, std::size_t& out_read) {

@@ -58,8 +58,10 @@ private:
     Outcome HandleAnswer();
     Outcome AnswerChallenge(bool proxy);
     Outcome FollowRedirect();
+    void NoteProxyLogin();
     void NoteSuccess();
-    std::string ProxyOrigin() const { return "proxy " + m_target.origin(); }
+    std::string ProxyOrigin() const { return "proxy " + ProxyOf(m_target.secure); }
+    CredentialStore& Remembered() const { return m_connection->session->credentials; }
     long long UploadSize(DWORD total) const;
 
     const std::shared_ptr<Connection> m_connection;
@@ -78,6 +80,7 @@ private:
     Target m_target;
     std::string m_current_verb;
     bool m_with_body = true;
+    bool m_has_body = false;
     int m_redirects = 0;
     std::optional<Login> m_login;
     std::optional<Login> m_proxy_login;

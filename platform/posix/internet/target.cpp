@@ -3,7 +3,9 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
+#include <vector>
 
 #include "internet/headers.h"
 
@@ -94,6 +96,22 @@ std::optional<Target> Resolve(const Target& base, std::string_view location) {
     target.object = (path.empty() ? "/" : path) + (query.empty() ? "" : "?" + query);
     if (target.host.empty() || !target.port) return std::nullopt;
     return target;
+}
+
+std::string ProxyOf(bool secure) {
+    // As libcurl reads them: a variable in capitals could be set by a header of a request to a web server.
+    const auto names = secure ? std::vector{"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}
+                              : std::vector{"http_proxy", "all_proxy", "ALL_PROXY"};
+    const auto is_set = [](const char* name) { return std::getenv(name) && *std::getenv(name); };
+    const auto found = std::find_if(names.begin(), names.end(), is_set);
+    if (found == names.end()) return {};
+    const Url url(curl_url());
+    const unsigned flags = CURLU_GUESS_SCHEME | CURLU_NON_SUPPORT_SCHEME;
+    if (!url || curl_url_set(url.get(), CURLUPART_URL, std::getenv(*found), flags) != CURLUE_OK)
+        return std::getenv(*found);
+    const std::string port = UrlPart(url.get(), CURLUPART_PORT, 0);
+    return UrlPart(url.get(), CURLUPART_SCHEME, 0) + "://" + UrlPart(url.get(), CURLUPART_HOST, 0) + ":" +
+           port;
 }
 
 bool MayShareSecrets(const Target& from, const Target& to) {

@@ -26,8 +26,10 @@ std::optional<std::string> MakeHost(std::u16string_view server);
 std::string MakeObject(std::u16string_view object);
 // The place that a Location header names; nothing unless it is one for http or https.
 std::optional<Target> Resolve(const Target& base, std::string_view location);
-// Whether secrets for `from` (cookies, tokens) may be sent to `to`: the same host, and never from TLS to
-// plain.
+// The proxy that the environment names for requests by TLS, or for the others; empty for none.
+std::string ProxyOf(bool secure);
+// Whether secrets for `from` (cookies, tokens, digests, bodies) may be sent to `to`: the same host, and never
+// from TLS to plain.
 bool MayShareSecrets(const Target& from, const Target& to);
 
 }  // namespace platform::internet

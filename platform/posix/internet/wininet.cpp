@@ -139,7 +139,7 @@ BOOL InternetSetOptionW(HINTERNET handle, DWORD option, LPVOID buffer, DWORD siz
     return Finish(Guarded([&]() -> DWORD {
         switch (option) {
             case INTERNET_OPTION_END_BROWSER_SESSION:
-                CredentialStore::Instance().clear();
+                CredentialStore::EndBrowserSession();
                 CurlHandlePool::EndSession();
                 return ERROR_SUCCESS;
             case INTERNET_OPTION_CONNECT_TIMEOUT:

@@ -1,4 +1,4 @@
-// Challenges of servers and proxies, and what the process remembers of them.
+// Challenges of servers and proxies, and what a session remembers of them.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -38,17 +38,17 @@ struct ProtectedServer {
     RawServer server;
 };
 
-// Signs alice in, so that the process remembers her.
-void SignIn(ProtectedServer& site) {
-    Client client(site.server.port());
+// Signs alice in, so that the session remembers her.
+void SignIn(ProtectedServer& site, HINTERNET session) {
+    Client client(site.server.port(), u"127.0.0.1", session);
     const Handle request = client.Open(u"GET", u"/");
     SetLogin(request, u"alice", u"pw");
     ASSERT_EQ(Send(request), 0u);
 }
 
 // The status of a request that sets no credentials; 0 for none.
-DWORD Ask(ProtectedServer& site) {
-    Client client(site.server.port());
+DWORD Ask(ProtectedServer& site, HINTERNET session) {
+    Client client(site.server.port(), u"127.0.0.1", session);
     const Handle request = client.Open(u"GET", u"/");
     return Send(request) ? 0 : Status(request);
 }
@@ -106,13 +106,13 @@ TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
     ProtectedServer site(kBasicOffer);
     RawServer other(
         [](Exchange& exchange) { exchange.answer("200 OK", "", exchange.header("Authorization")); });
-    SignIn(site);
     Client client(site.server.port());
+    SignIn(site, client.session);
     const Handle later = client.Open(u"GET", u"/later");
     ASSERT_EQ(Send(later), 0u);
     EXPECT_EQ(Status(later), 200u);
     EXPECT_EQ(Upload(client.Open(u"PUT", u"/doc"), "bytes"), 0u);
-    Client elsewhere(other.port());
+    Client elsewhere(other.port(), u"127.0.0.1", client.session);
     const Handle foreign = elsewhere.Open(u"GET", u"/");
     DWORD error = 0;
     ASSERT_EQ(Send(foreign), 0u);
@@ -123,6 +123,31 @@ TEST(Credentials, AreRememberedForTheHostUntilTheSessionEnds) {
     ASSERT_EQ(Send(after), 0u);
     EXPECT_EQ(Status(after), 401u);
     EXPECT_EQ(site.server.connections(), connections + 1);
+}
+
+TEST(Credentials, BelongToTheSessionThatSentThem) {
+    ProtectedServer site(kBasicOffer);
+    const Handle alices(Client::OpenSession());
+    const Handle another(Client::OpenSession());
+    SignIn(site, alices);
+    EXPECT_EQ(Ask(site, another), 401u);
+    EXPECT_EQ(site.seen.back(), "");
+    EXPECT_EQ(Ask(site, alices), 200u) << "a refusal elsewhere forgets nothing here";
+}
+
+TEST(Credentials, DoNotFollowARedirectToAnotherPort) {
+    ProtectedServer other(kBasicOffer);
+    const std::string place = "Location: http://127.0.0.1:" + std::to_string(other.server.port()) + "/\r\n";
+    RawServer server([&](Exchange& exchange) {
+        if (exchange.header("Authorization").empty()) return void(exchange.answer("401 No", kBasicOffer));
+        exchange.answer("302 Found", place);
+    });
+    Client client(server.port());
+    const Handle request = client.Open(u"GET", u"/");
+    SetLogin(request, u"alice", u"pw");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 401u);
+    EXPECT_EQ(other.seen, std::vector<std::string>{""});
 }
 
 TEST(Credentials, ThatFailAreNotRemembered) {
@@ -138,18 +163,19 @@ TEST(Credentials, ThatFailAreNotRemembered) {
 
 TEST(Credentials, ARefusalForgetsThoseOfItsHostAlone) {
     ProtectedServer refusing(kBasicOffer), other(kBasicOffer);
-    SignIn(refusing);
-    SignIn(other);
+    const Handle session(Client::OpenSession());
+    SignIn(refusing, session);
+    SignIn(other, session);
     refusing.locked = true;
-    EXPECT_EQ(Ask(refusing), 401u);
+    EXPECT_EQ(Ask(refusing, session), 401u);
     EXPECT_EQ(refusing.seen.back(), kBasic);
     refusing.locked = false;
-    EXPECT_EQ(Ask(refusing), 401u) << "refused credentials are sent again";
-    EXPECT_EQ(Ask(other), 200u) << "another host's credentials are gone";
-    SignIn(refusing);
+    EXPECT_EQ(Ask(refusing, session), 401u) << "refused credentials are sent again";
+    EXPECT_EQ(Ask(other, session), 200u) << "another host's credentials are gone";
+    SignIn(refusing, session);
     EndBrowserSession();
-    EXPECT_EQ(Ask(refusing), 401u);
-    EXPECT_EQ(Ask(other), 401u);
+    EXPECT_EQ(Ask(refusing, session), 401u);
+    EXPECT_EQ(Ask(other, session), 401u);
 }
 
 TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
@@ -169,8 +195,8 @@ TEST(Upload, AChallengedBodyIsAskedForOnceMore) {
 
 TEST(Upload, ADigestRememberedFromElsewhereNeedsOneRetryAtMost) {
     ProtectedServer site(kBothOffers);
-    SignIn(site);
     Client client(site.server.port());
+    SignIn(site, client.session);
     const Handle request = client.Open(u"PUT", u"/doc");
     const std::string body(500'000, 'x');
     DWORD error = Upload(request, body);
@@ -229,6 +255,32 @@ TEST(Proxy, ItsChallengeReachesTheCallerAndTakesItsOwnOptions) {
     refusal = "403 Forbidden";
     EXPECT_EQ(Send(client.Open(u"GET", u"/x", INTERNET_FLAG_SECURE)),
               static_cast<DWORD>(ERROR_INTERNET_CANNOT_CONNECT));
+}
+
+TEST(Proxy, ItsLoginIsRememberedForAllSitesOfTheSessionThoughTheyRefuse) {
+    int refusals = 0;
+    RawServer proxy([&](Exchange& exchange) {
+        if (exchange.header("Proxy-Authorization") == kBasic)
+            return void(exchange.answer("401 Unauthorized", kBasicOffer));
+        ++refusals;
+        exchange.answer("407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n");
+    });
+    const ProxySetting setting(proxy);
+    Client client(80, u"site.invalid");
+    const Handle request = client.Open(u"GET", u"/x");
+    SetLogin(request, u"alice", u"pw", true);
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_EQ(Status(request), 401u);
+    EXPECT_EQ(refusals, 1);
+    Client other(80, u"other.invalid", client.session);
+    const Handle later = other.Open(u"GET", u"/x");
+    ASSERT_EQ(Send(later), 0u);
+    EXPECT_EQ(Status(later), 401u);
+    EXPECT_EQ(refusals, 1);
+    Client stranger(80, u"site.invalid");
+    const Handle unknown = stranger.Open(u"GET", u"/x");
+    ASSERT_EQ(Send(unknown), 0u);
+    EXPECT_EQ(Status(unknown), 407u);
 }
 
 struct CredentialsRow {

@@ -1,5 +1,8 @@
 // Requests as a server sees them, answers as callers see them, redirects, and handles used wrongly.
+#include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <cstdio>
@@ -122,10 +125,31 @@ TEST(Answer, HeadersAreFoundByNameAndAsAWhole) {
     EXPECT_EQ(GetLastError(), ERROR_HTTP_HEADER_NOT_FOUND);
 }
 
+// Whether a program that the process starts would inherit a connection to the port.
+bool IsInherited(unsigned short port) {
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        const bool leads_there = getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 &&
+                                 peer.sin_family == AF_INET && ntohs(peer.sin_port) == port;
+        if (leads_there && !(fcntl(descriptor, F_GETFD) & FD_CLOEXEC)) return true;
+    }
+    return false;
+}
+
+TEST(Request, ConnectionsAreNotInherited) {
+    RawServer server([](Exchange& exchange) { exchange.answer("200 OK"); });
+    Client client(server.port());
+    const Handle request = client.Open(u"GET", u"/");
+    ASSERT_EQ(Send(request), 0u);
+    EXPECT_FALSE(IsInherited(server.port()));
+}
+
 TEST(Redirect, SecretsStayWithTheirHost) {
     std::atomic<bool> leaked{false};
     RawServer other([&](Exchange& exchange) {
-        leaked = leaked || exchange.count_header("Cookie") || exchange.count_header("Authorization");
+        for (const char* secret : {"Cookie", "Authorization", "X-RequestDigest"})
+            leaked = leaked || exchange.count_header(secret);
         exchange.answer("200 OK", "", exchange.header("X-Kept"));
     });
     RawServer server([&](Exchange& exchange) {
@@ -134,7 +158,8 @@ TEST(Redirect, SecretsStayWithTheirHost) {
         if (exchange.target == "/here?x") exchange.answer("200 OK", "", exchange.header("Cookie"));
     });
     Client client(server.port());
-    const char16_t* headers = u"Cookie: FedAuth=secret\nAuthorization: Bearer secret\nX-Kept: yes\n";
+    const char16_t* headers =
+        u"Cookie: FedAuth=secret\nAuthorization: Bearer secret\nX-RequestDigest: 0x1\nX-Kept: yes\n";
     DWORD error = 0;
     const Handle away = client.Open(u"GET", u"/away");
     ASSERT_EQ(Send(away, headers), 0u);
@@ -165,6 +190,26 @@ TEST(Redirect, APostBecomesAGetAfter302AndIsSentAgainAfter307) {
     const Handle kept = client.Open(u"POST", u"/307");
     ASSERT_TRUE(HttpSendRequestW(kept, type, static_cast<DWORD>(-1), body, 4));
     EXPECT_EQ(seen, "POST form text/plain");
+}
+
+TEST(Redirect, ABodyStaysWithItsHost) {
+    RawServer other([](Exchange& exchange) { exchange.answer("200 OK"); });
+    std::string status;
+    RawServer server([&](Exchange& exchange) { exchange.answer(status, Location(other, "/there")); });
+    Client client(server.port());
+    char body[] = "document";
+    for (const char* moved : {"307 Temporary", "308 Permanent"}) {
+        status = moved;
+        const Handle post = client.Open(u"POST", u"/");
+        EXPECT_FALSE(HttpSendRequestW(post, nullptr, 0, body, 8));
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_HTTP_REDIRECT_FAILED));
+        EXPECT_EQ(Upload(client.Open(u"PUT", u"/"), body), static_cast<DWORD>(ERROR_HTTP_REDIRECT_FAILED));
+    }
+    EXPECT_EQ(other.requests(), 0);
+    status = "302 Found";
+    const Handle form = client.Open(u"POST", u"/");
+    EXPECT_TRUE(HttpSendRequestW(form, nullptr, 0, body, 8)) << "followed by a GET without the body";
+    EXPECT_EQ(other.requests(), 1);
 }
 
 TEST(Redirect, EndsAtForeignSchemesAndInCircles) {

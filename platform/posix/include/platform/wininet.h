@@ -72,7 +72,8 @@ struct INTERNET_BUFFERSW {
 static_assert(sizeof(INTERNET_BUFFERSW) == 56 && offsetof(INTERNET_BUFFERSW, lpvBuffer) == 32 &&
               offsetof(INTERNET_BUFFERSW, dwBufferTotal) == 44);
 
-// A session; the proxy comes from the environment (http_proxy, https_proxy, no_proxy).
+// A session; the proxy comes from the environment (http_proxy, https_proxy, no_proxy). It remembers the
+// credentials that its servers (by scheme, host and port) and proxies have accepted.
 HINTERNET InternetOpenW(LPCWSTR agent, DWORD access_type, LPCWSTR proxy, LPCWSTR proxy_bypass, DWORD flags);
 // A server's name and port, and the pool of connections to it; nothing is sent yet.
 HINTERNET InternetConnectW(HINTERNET session, LPCWSTR server, INTERNET_PORT port, LPCWSTR user,
@@ -92,7 +93,8 @@ HINTERNET HttpOpenRequestW(HINTERNET connection, LPCWSTR verb, LPCWSTR object, L
 // Lines ended by "\n" or "\r\n"; ERROR_INVALID_PARAMETER for a line without a name or with a control
 // character.
 BOOL HttpAddRequestHeadersW(HINTERNET request, LPCWSTR headers, DWORD length, DWORD modifiers);
-// Returns when the answer's headers are in; the body stays to be read.
+// Returns when the answer's headers are in; the body stays to be read. Redirects are followed, to another
+// server without cookies, authorization and request digest; ERROR_HTTP_REDIRECT_FAILED instead of a body there.
 BOOL HttpSendRequestW(HINTERNET request, LPCWSTR headers, DWORD headers_length, LPVOID body, DWORD body_size);
 // Sends the headers; the body follows by InternetWriteFile, and HttpEndRequestW waits for the answer. The
 // length is dwBufferTotal or that of a content-length header added before; without either the body goes out
