@@ -4,9 +4,9 @@
 #include "afs/file_system.h"
 #include "base/failure.h"
 #include "base/main_thread.h"
+#include "base/plugin_context.h"
 #include "base/text/split.h"
 #include "base/url.h"
-#include "base/plugin_context.h"
 
 namespace {
 
@@ -127,9 +127,8 @@ HRESULT FileSystem::SetPreference(const VARIANT& name, const VARIANT& value) {
     WriteValue(changed, row, value);  // refuses before anything is changed
     CHECK_RESULT_TEXT(CallOnMainThread(m_plugin->m_tmk_inst.get(),
                                        [&] {
-                                           PreferencesManager& manager = m_plugin->m_preferences_manager;
-                                           WriteValue(manager.m_preferences, row, value);
-                                           manager.Save();
+                                           m_plugin->m_preferences_manager.Change(
+                                               [&](Preferences& all) { WriteValue(all, row, value); });
                                            return S_OK;
                                        }),
                       u"CallOnMainThread");
