@@ -172,8 +172,8 @@ HRESULT FileSystem::CreateAccount(LPCWSTR i_url, TMK::ITMK_Cab* i_source_cab, DW
         }
         // Without a URL the account dialog asks for one; it is not here yet, so there is nobody to ask.
         if (!i_url || !*i_url) TRACE_RETURN(E_CANCELED);
-        account_data = MakeObject<AccountData>(*m_plugin, i_url,
-                                               m_plugin->m_preferences_manager.m_preferences.api_version);
+        account_data =
+            MakeObject<AccountData>(*m_plugin, i_url, m_plugin->m_preferences_manager.Get().api_version);
         CHECK_RETURN(account_data != nullptr, E_OUTOFMEMORY);
         ComPtr<TMK::IAFS_Name> host_name;
         const HRESULT result = BindToObject(static_cast<TMK::IAFS_AccountData*>(account_data.get()),

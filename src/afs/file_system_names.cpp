@@ -176,8 +176,8 @@ HRESULT FileSystem::BindToPath(LPCWSTR path, TMK::IAFS_BindContext* context, DWO
         }
         CHECK_RETURN(SUCCEEDED(context_to_account_result) || context_to_account_result == E_NOINTERFACE,
                      context_to_account_result);
-        const auto account = MakeObject<AccountData>(
-            *m_plugin, path, m_plugin->m_preferences_manager.m_preferences.api_version);
+        const auto account =
+            MakeObject<AccountData>(*m_plugin, path, m_plugin->m_preferences_manager.Get().api_version);
         const ComPtr<Name> name = Name::CreateRoot(*account, *m_plugin, context);
         CHECK_RETURN(name != nullptr, E_FAIL);
         account->SetUrl(name->GetSession()->GetWebUrl());

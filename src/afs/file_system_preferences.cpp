@@ -132,9 +132,8 @@ HRESULT FileSystem::SetPreference(const VARIANT& name, const VARIANT& value) {
     WriteValue(changed, row, value);  // refuses before anything is changed
     CHECK_RESULT_TEXT(CallOnMainThread(m_plugin->m_tmk_inst.get(),
                                        [&] {
-                                           PreferencesManager& manager = m_plugin->m_preferences_manager;
-                                           WriteValue(manager.m_preferences, row, value);
-                                           manager.Save();
+                                           m_plugin->m_preferences_manager.Change(
+                                               [&](Preferences& all) { WriteValue(all, row, value); });
                                            return S_OK;
                                        }),
                       u"CallOnMainThread");

@@ -1,9 +1,10 @@
-// The trace log's file, format and sweep. Any thread may write; the handle is exchanged atomically.
 #include "base/log.h"
 
 #include <array>
 #include <cstdio>
 #include <mutex>
+#include <shared_mutex>
+#include <utility>
 
 #include "base/text/encoding.h"
 #include "base/text/ignore_case.h"
@@ -21,14 +22,10 @@ constexpr size_t kMaxMessage = 10240;
 constexpr size_t kMaxHead = 1023;
 constexpr uint64_t kTicksPerDay = 864'000'000'000;
 
-std::atomic<HANDLE> g_file{INVALID_HANDLE_VALUE};
-std::mutex g_path_lock;  // guards the text of the path alone, never a write
+// Shared by writers, so that nobody closes the file under a line; alone for who opens or closes it.
+std::shared_mutex g_file_lock;
+HANDLE g_file = INVALID_HANDLE_VALUE;
 std::u16string g_path;
-
-void StorePath(std::u16string path) {
-    const std::lock_guard lock(g_path_lock);
-    g_path = std::move(path);
-}
 
 std::u16string MakeFolder() {
     std::array<char16_t, 260> buffer{};
@@ -72,21 +69,35 @@ void WriteText(HANDLE file, std::u16string_view text) {
     WriteFile(file, text.data(), static_cast<DWORD>(text.size() * sizeof(char16_t)), &written, nullptr);
 }
 
-// Two threads may race here: the later handle stays, the displaced one is closed.
-HANDLE Open() {
-    if (Folder().empty()) return INVALID_HANDLE_VALUE;
+// False when there is no file to write to.
+bool Open() {
+    const std::lock_guard lock(g_file_lock);
+    if (g_file != INVALID_HANDLE_VALUE) return true;  // another thread was first
+    if (Folder().empty()) return false;
     SYSTEMTIME now{};
     GetSystemTime(&now);
     std::u16string path = NewPath(now);
-    if (!MakeFoldersOf(path)) return INVALID_HANDLE_VALUE;
+    if (!MakeFoldersOf(path)) return false;
     const HANDLE file = CreateFileW(path.c_str(), FILE_GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
                                     FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_WRITE_THROUGH, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return file;
+    if (file == INVALID_HANDLE_VALUE) return false;
     WriteText(file, u"" __DATE__ " " __TIME__ "\n");
-    const HANDLE displaced = g_file.exchange(file);
-    if (displaced != INVALID_HANDLE_VALUE) CloseHandle(displaced);
-    StorePath(std::move(path));
-    return file;
+    g_file = file;
+    g_path = std::move(path);
+    return true;
+}
+
+// False when no file is open.
+bool WriteToOpenFile(std::u16string_view line) {
+    const std::shared_lock lock(g_file_lock);
+    if (g_file == INVALID_HANDLE_VALUE) return false;
+    WriteText(g_file, line);
+    return true;
+}
+
+bool IsOpen() {
+    const std::shared_lock lock(g_file_lock);
+    return g_file != INVALID_HANDLE_VALUE;
 }
 
 uint64_t ToTicks(const FILETIME& time) {
@@ -198,12 +209,7 @@ const std::u16string& Folder() {
 [[maybe_unused]] static const std::u16string& g_folder_at_load = Folder();
 
 void Write(Level level, std::string_view function, std::u16string_view message) {
-    HANDLE file = g_file.load();
-    if (file == INVALID_HANDLE_VALUE) {
-        if (!IsOn(level)) return;
-        file = Open();
-        if (file == INVALID_HANDLE_VALUE) return;
-    }
+    if (!IsOn(level) && !IsOpen()) return;
     SYSTEMTIME now{};
     GetSystemTime(&now);
     std::u16string line = Print<kMaxHead + 1>(
@@ -212,7 +218,7 @@ void Write(Level level, std::string_view function, std::u16string_view message) 
         static_cast<int>(function.size()), function.data());
     line.append(message);
     line += u'\n';
-    WriteText(file, line);
+    if (!WriteToOpenFile(line) && IsOn(level) && Open()) WriteToOpenFile(line);
 }
 
 void ApplyPreferences(int32_t level, int32_t days_to_store_logs) {
@@ -228,13 +234,14 @@ void Sweep(int32_t days) {
 }
 
 void Close() {
-    const HANDLE file = g_file.exchange(INVALID_HANDLE_VALUE);
+    const std::lock_guard lock(g_file_lock);
+    const HANDLE file = std::exchange(g_file, INVALID_HANDLE_VALUE);
     if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
-    StorePath({});
+    g_path.clear();
 }
 
 std::u16string CurrentPath() {
-    const std::lock_guard lock(g_path_lock);
+    const std::shared_lock lock(g_file_lock);
     return g_path;
 }
 
@@ -251,7 +258,16 @@ size_t KeptTokenLength(std::u16string_view text) {
     return 0;
 }
 
+// Blanks and punctuation beyond ASCII; everything else there is, or is half of, a letter, a digit or a sign.
+bool IsPunctuation(char16_t c) {
+    constexpr char16_t kOrdinals[] = {0xAA, 0xB5, 0xBA};
+    if (c < 0xC0) return std::find(std::begin(kOrdinals), std::end(kOrdinals), c) == std::end(kOrdinals);
+    return c == 0xD7 || c == 0xF7 || (c >= 0x2000 && c <= 0x206F) || (c >= 0x3000 && c <= 0x3004) ||
+           (c >= 0x3008 && c <= 0x3020);
+}
+
 char16_t MaskCharacter(char16_t c) {
+    if (c >= 0x80) return IsPunctuation(c) ? c : u'x';
     if (c >= u'A' && c <= u'Z') return u'X';
     if (c >= u'a' && c <= u'z') return u'x';
     if (c >= u'0' && c <= u'9') return u'1';

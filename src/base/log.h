@@ -1,5 +1,5 @@
 // The trace log: UTF-16 lines in the user's temporary folder, with a level chosen in the preferences.
-// Any thread may write; no lock is held, each line is one write.
+// Any thread may write; each line is one write.
 #pragma once
 
 #include <atomic>

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <barrier>
 #include <filesystem>
 #include <fstream>
 #include <regex>
+#include <thread>
+#include <vector>
 
 #include "base/failure.h"
 #include "base/log.h"
@@ -18,6 +21,8 @@ using testing_support::LogOf;
 
 TEST(MaskForLog, KeepsStructureAndHidesSpelling) {
     EXPECT_EQ(MaskForLog(u"https://Host1.example/My Doc'2.pdf"), u"https://Xxxx1.xxxxxxx/Xx Xxx'1.xxx");
+    EXPECT_EQ(MaskForLog(u"/J\u00FCrgen \u2013 \u041F\u0440\u0438\u043A\u0430\u0437 \u0663/\u65E5\u672C.pdf"),
+              u"/Xxxxxx \u2013 xxxxxx x/xx.xxx");
     EXPECT_EQ(MaskForLog(u"\\\\srv@ssl\\davwwwroot\\A"), u"\\\\xxx@ssl\\davwwwroot\\X");
 }
 
@@ -37,6 +42,26 @@ TEST_F(TraceLog, MakesNoFileAtLevelNone) {
     Log::ApplyPreferences(0, 10);
     Log::Write(Log::error, "Nobody", u"reads this");
     EXPECT_EQ(Log::CurrentPath(), u"");
+}
+
+TEST_F(TraceLog, LosesNoLineWhenThreadsRaceForTheFirst) {
+    constexpr int kThreads = 8;
+    constexpr int kLines = 20;
+    for (int round = 0; round < 10; ++round) {
+        const std::string text = LogOf(Log::error, [] {
+            std::barrier start(kThreads);
+            std::vector<std::thread> threads;
+            for (int i = 0; i < kThreads; ++i)
+                threads.emplace_back([&] {
+                    start.arrive_and_wait();
+                    for (int line = 0; line < kLines; ++line) Log::Write(Log::error, "Racer", u"line");
+                });
+            for (std::thread& thread : threads) thread.join();
+        });
+        std::size_t lines = 0;
+        for (std::size_t at = 0; (at = text.find("|Racer line\n", at)) != std::string::npos; ++at) ++lines;
+        ASSERT_EQ(lines, std::size_t{kThreads} * kLines);
+    }
 }
 
 TEST_F(TraceLog, WritesTheStampAndTheCheckInItsShape) {

@@ -102,6 +102,7 @@ void PreferencesManager::Load() {
     TRACE_ENTRY("PreferencesManager::Load");
     const ComPtr<TMK::ITMK_Cab> settings = GetTree(m_plugin, trace_function);
     if (!settings) return;
+    const std::lock_guard lock(m_lock);
     m_preferences = Preferences();
     const Settings::Node root = Settings::GetRoot(settings.get());
     const auto [dictionary, version] = FindNewest(root.get());
@@ -114,6 +115,19 @@ void PreferencesManager::Load() {
     if (version >= 2) LoadBounded(dictionary, u"log_level", 5, m_preferences.log_level);
     LoadActions(dictionary, m_preferences);
     TRACE_EXIT(u"");
+}
+
+void PreferencesManager::Change(const std::function<void(Preferences&)>& change) {
+    {
+        const std::lock_guard lock(m_lock);
+        change(m_preferences);
+    }
+    Save();
+}
+
+Preferences PreferencesManager::Get() const {
+    const std::lock_guard lock(m_lock);
+    return m_preferences;
 }
 
 void PreferencesManager::Save() {

@@ -1,8 +1,10 @@
 // The user's choices: a plain record, and the manager that loads it from and saves it to the host's settings
-// tree. Main thread, except that workers may read whole numbers of the record.
+// tree. The record changes and is saved on the main thread alone; other threads read a copy.
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -65,9 +67,14 @@ public:
     void Load();
     // Writes the record as version 5; older dictionaries stay as they are.
     void Save();
+    // Changes the record and saves it, on the main thread.
+    void Change(const std::function<void(Preferences&)>& change);
+    // A copy; any thread.
+    Preferences Get() const;
 
     Preferences m_preferences;
 
 private:
     PluginContext& m_plugin;
+    mutable std::mutex m_lock;  // of the record, against copies that are being made
 };

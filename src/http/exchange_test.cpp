@@ -285,4 +285,31 @@ TEST(LogText, OfAFailedRequestTellsTheExchangeWithoutItsSecrets) {
     }
 }
 
+TEST(LogText, OfAFailedRequestKeepsTheServersCodeAndRequestId) {
+    struct Row {
+        const char* body;
+        const char* shown;
+    };
+    const Row rows[] = {
+        {R"({"error":{"code":"-2147024891, System.UnauthorizedAccessException","message":"Report"}})",
+         "Error code: -2147024891, System.UnauthorizedAccessException\n"},
+        {"<detail><errorcode xmlns=\"x\">0x81070985</errorcode></detail>", "Error code: 0x81070985\n"},
+        {R"({"code":"http://host/Report"})", nullptr},
+    };
+    for (const Row& row : rows) {
+        LoopbackTestServer server([&](const Request&) {
+            return Answer("403 Forbidden", row.body, "SPRequestGuid: 1b2c3d4e-0001\r\n");
+        });
+        const auto session = Connect(server);
+        const std::string log = testing_support::LogOf(Log::error, [&] {
+            EXPECT_THROW(session->SendRequest(u"GET", u"a", nullptr, nullptr, nullptr, 0, true),
+                         Http::HttpException);
+        });
+        EXPECT_NE(log.find("SPRequestGuid: 1b2c3d4e-0001\n"), std::string::npos) << log;
+        EXPECT_NE(log.find(row.shown ? row.shown : "403"), std::string::npos) << log;
+        EXPECT_EQ(log.find("Error code: ") != std::string::npos, row.shown != nullptr) << log;
+        EXPECT_EQ(log.find("Report"), std::string::npos) << log;
+    }
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 #include "http/log_text.h"
 
+#include <algorithm>
 #include <array>
 
 #include "base/log.h"
@@ -58,6 +59,32 @@ std::u16string WithoutSecret(std::u16string_view name, std::u16string_view value
     return line + u"...";
 }
 
+// What a server names a failure by: the code of a JSON error or of a SOAP fault. It holds numbers and names
+// of the server's own classes.
+std::string_view FindErrorCode(std::string_view body) {
+    struct Place {
+        std::string_view start, begin;
+        char end;
+    };
+    static constexpr Place kPlaces[] = {
+        {"\"code\"", "\"", '"'}, {"<errorcode", ">", '<'}, {"<m:code", ">", '<'}};
+    static constexpr size_t kLongest = 120;
+    for (const Place& place : kPlaces) {
+        const size_t start = body.find(place.start);
+        if (start == std::string_view::npos) continue;
+        const size_t begin = body.find(place.begin, start + place.start.size());
+        if (begin == std::string_view::npos) continue;
+        std::string_view code = body.substr(begin + 1, kLongest + 1);
+        code = code.substr(0, code.find(place.end));
+        const bool is_code = std::all_of(code.begin(), code.end(), [](char c) {
+            return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' ||
+                   c == ',' || c == '.' || c == ' ';
+        });
+        if (!code.empty() && code.size() <= kLongest && is_code) return code;
+    }
+    return {};
+}
+
 }  // namespace
 
 std::u16string HeaderLineForLog(std::u16string_view line) {
@@ -107,6 +134,8 @@ std::u16string DumpResponse(Handle handle) {
     } catch (const Exception&) {
         is_whole = false;
     }
+    if (const std::string_view code = FindErrorCode(body); !code.empty())
+        text += u"Error code: " + FromUtf8(code) + u"\n";
     text += BodyForLog(body) + (is_whole ? u"\n" : u"...\n");
     TRACE_EXIT(u"");
     return text;

@@ -1,6 +1,7 @@
 // Creation, URL cracking and reset of a connection. Handles are made and closed here alone.
 #include "http/session.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -170,7 +171,16 @@ void Session::SetCookies(AuthCookies cookies) {
 const std::u16string& Session::GetAuthToken() const {
     return m_impl->auth_token;
 }
+void CheckToken(const std::u16string& token) {
+    TRACE_NAME("Http::CheckToken");
+    const bool has_control = std::any_of(token.begin(), token.end(),
+                                         [](char16_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); });
+    CHECK_THROW(!has_control, Exception,
+                u"The access token has a control character in it, so it is not sent. Please sign in again.");
+}
+
 void Session::SetAuthToken(std::u16string token) {
+    CheckToken(token);
     m_impl->auth_token = std::move(token);
 }
 void Session::SetOnCredentials(OnCredentials callback) {

@@ -64,6 +64,7 @@ public:
     const AuthCookies& GetCookies() const;
     void SetCookies(AuthCookies cookies);
     const std::u16string& GetAuthToken() const;
+    // Throws Exception for a token with a control character, which could end its header line.
     void SetAuthToken(std::u16string token);
     void SetOnCredentials(OnCredentials callback);
     void SetOnProxyCredentials(OnCredentials callback);

@@ -36,6 +36,9 @@ struct Session::Impl {
     OnAuthToken on_auth_token;
 };
 
+// Throws Exception for a bearer token with a control character.
+void CheckToken(const std::u16string& token);
+
 // Sends and waits for the head of the answer, up to three times when the internet layer asks for it; gives
 // the status. A send that needed a retry counts as failed: ApiException.
 uint32_t SendRequest(Handle request_handle, const std::u16string& headers, const char* body,
@@ -64,6 +67,9 @@ private:
     };
 
     void Send();
+    // What the credentials of the server that answered are kept under: its host, and the port where it is not
+    // the session's.
+    std::u16string AnsweringHost() const;
     bool IsNew();  // enters host and status of the last send into what this call has seen
     bool SignIn();
     bool SignInWithCredentials();

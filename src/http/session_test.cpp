@@ -45,6 +45,14 @@ TEST(CrackUri, RefusesOtherSchemesWithWords) {
                  ApiException);
 }
 
+TEST(AuthToken, WithAControlCharacterIsRefused) {
+    const auto session = Session::Create(u"http://", u"host", 80, {}, {});
+    session->SetAuthToken(u"good");
+    for (const char16_t* token : {u"a\nX-Evil: b", u"a\rb", u"a\tb", u"a\u0085b", u"\u007F"})
+        EXPECT_THROW(session->SetAuthToken(token), Exception);
+    EXPECT_EQ(session->GetAuthToken(), u"good");
+}
+
 TEST(GetUri, LeavesTheSchemesOwnPortOut) {
     const struct {
         const char16_t* scheme;

@@ -1,5 +1,7 @@
 // The loop around a request that the server refuses: credentials, cookies or a token, as long as the answers
 // change. Lives on the stack of the call that sends.
+#include "base/text/encoding.h"
+#include "base/text/ignore_case.h"
 #include "http/handle.h"
 #include "http/session_impl.h"
 #include "platform/wininet.h"
@@ -40,7 +42,16 @@ uint32_t Session::Exchange::Run() {
 void Session::Exchange::Send() {
     m_status = Http::SendRequest(m_handle, m_text, m_body, m_body_size);
     // After a redirect this is the host that answered, not the session's.
-    m_host = GetHost(GetRequestUri(m_handle));
+    m_host = AnsweringHost();
+}
+
+std::u16string Session::Exchange::AnsweringHost() const {
+    std::u16string host;
+    uint16_t port = 0;
+    Session::CrackUri(GetRequestUri(m_handle).c_str(), nullptr, &host, &port, nullptr, nullptr);
+    if (!EqualIgnoringCase(host, m_session.host) || m_session.port == 0 || port == m_session.port)
+        return host;
+    return host + u":" + Widen(std::to_string(port));
 }
 
 bool Session::Exchange::IsNew() {
@@ -106,6 +117,7 @@ bool Session::Exchange::SignInWithForms() {
     std::u16string new_token;
     if (m_session.on_auth_token) {
         m_session.on_auth_token(new_token, server_url.c_str());
+        CheckToken(new_token);
         m_text = BearerLine(new_token);
     } else if (m_session.on_auth_cookies) {
         m_session.on_auth_cookies(new_cookies, server_url.c_str(), required.front().c_str(),

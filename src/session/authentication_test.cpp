@@ -142,7 +142,7 @@ TEST(FormsSignIn, SaysWhyNoBrowserCouldBeShown) {
               E_CANCELED);
 }
 
-TEST(BrowserCookies, BelongByTheTailOfTheHostAndTheStartOfThePath) {
+TEST(BrowserCookies, BelongToTheirDomainAndBelowAndToTheStartOfThePath) {
     struct Case {
         const char16_t *url, *domain, *path;
         bool matches;
@@ -153,6 +153,8 @@ TEST(BrowserCookies, BelongByTheTailOfTheHostAndTheStartOfThePath) {
         {u"http://sub.A.example", u".a.EXAMPLE", u"/", true},
         {u"http://a.example", u".a.example", u"/", false},  // longer than the host
         {u"http://a.example", u"b.example", u"/", false},
+        {u"http://nota.example", u"a.example", u"/", false},  // ends so, and is another host
+        {u"http://sub.a.example", u"a.example", u"/", true},
         {u"http://a.example", u"sub.a.example", u"/", false},
         {u"http://a.example", u"", u"", true},
         {u"http://a.example", u"a.example", u"/sites", false},

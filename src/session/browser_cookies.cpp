@@ -19,16 +19,21 @@ std::u16string Get(ICoreWebView2Cookie* cookie, Getter getter) {
     return text;
 }
 
+// Whether a host is the domain or lies below it; a domain may begin with a dot.
+bool IsSameOrBelow(std::u16string_view host, std::u16string_view domain) {
+    if (host.size() < domain.size()) return false;
+    const size_t below = host.size() - domain.size();
+    if (!EqualIgnoringCase(host.substr(below), domain)) return false;
+    return below == 0 || domain.front() == u'.' || host[below - 1] == u'.';
+}
+
 }  // namespace
 
 bool CookieMatchesUrl(const std::u16string& url, const std::u16string& domain, const std::u16string& path) {
     std::u16string host;
     std::u16string url_path;
     Http::Session::CrackUri(url.c_str(), nullptr, &host, nullptr, nullptr, &url_path);
-    if (host.size() < domain.size()) return false;
-    // docs/compatibility.md: Cookies match by the tail of the host
-    const std::u16string_view tail = std::u16string_view(host).substr(host.size() - domain.size());
-    if (!domain.empty() && !EqualIgnoringCase(tail, domain)) return false;
+    if (!domain.empty() && !IsSameOrBelow(host, domain)) return false;
     return (u"/" + url_path).starts_with(path);
 }
 

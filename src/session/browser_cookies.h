@@ -5,8 +5,9 @@
 
 #include "platform/webview2.h"
 
-// Whether a cookie of `domain` and `path` goes to `url`: the host has to end in the domain, ignoring case,
-// and the path has to begin with the cookie's. Throws ApiException or Exception for a text that is no URL.
+// Whether a cookie of `domain` and `path` goes to `url`: the host has to be the domain or lie below it,
+// ignoring case, and the path has to begin with the cookie's. Throws ApiException or Exception for a text
+// that is no URL.
 bool CookieMatchesUrl(const std::u16string& url, const std::u16string& domain, const std::u16string& path);
 
 // The value of the first cookie of exactly this name that goes to `url`; false when there is none. The list

@@ -6,6 +6,7 @@
 #include "base/failure.h"
 #include "base/main_thread.h"
 #include "base/plugin_context.h"
+#include "base/text/ignore_case.h"
 #include "dialogs/web_view_dialog.h"
 #include "platform/url.h"
 #include "platform/wininet.h"
@@ -139,10 +140,11 @@ void Session::Connect(const AccountData& account, PluginContext& plugin, Credent
 void Session::SetSignInCallbacks(const AccountData& account, PluginContext& plugin,
                                  Credentials& credentials) {
     TRACE_NAME("Session::Create");
-    m_http->SetOnCredentials([context = context, &credentials](Credentials& record, const char16_t* host,
-                                                               const char16_t* status_text) {
+    // What is typed for another host, after a redirect, is that host's and never the account's.
+    m_http->SetOnCredentials([context = context, &credentials, own_host = Http::GetHost(account.GetUrl())](
+                                 Credentials& record, const char16_t* host, const char16_t* status_text) {
         Prompt(context.get(), record, host, status_text);
-        credentials = record;
+        if (EqualIgnoringCase(host, own_host)) credentials = record;
     });
     if (account.GetApiVersion() != AccountData::kModernApi) {
         SetFormsCallback(plugin);

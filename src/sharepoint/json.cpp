@@ -13,30 +13,38 @@ namespace {
 using Builder = rapidjson::GenericDocument<Encoding>;
 using Size = rapidjson::SizeType;
 
-// Passes the parser's events on to the document, and stops the parser when an answer is nested too deep.
-class DepthGuard {
+// Passes the parser's events on to the document, and stops the parser when an answer is nested too deep or
+// has too many values.
+class LimitGuard {
 public:
-    explicit DepthGuard(Builder& builder) : m_builder(builder) {}
-    bool Null() { return m_builder.Null(); }
-    bool Bool(bool value) { return m_builder.Bool(value); }
-    bool Int(int value) { return m_builder.Int(value); }
-    bool Uint(unsigned value) { return m_builder.Uint(value); }
-    bool Int64(int64_t value) { return m_builder.Int64(value); }
-    bool Uint64(uint64_t value) { return m_builder.Uint64(value); }
-    bool Double(double value) { return m_builder.Double(value); }
+    explicit LimitGuard(Builder& builder) : m_builder(builder) {}
+    bool Null() { return Counts() && m_builder.Null(); }
+    bool Bool(bool value) { return Counts() && m_builder.Bool(value); }
+    bool Int(int value) { return Counts() && m_builder.Int(value); }
+    bool Uint(unsigned value) { return Counts() && m_builder.Uint(value); }
+    bool Int64(int64_t value) { return Counts() && m_builder.Int64(value); }
+    bool Uint64(uint64_t value) { return Counts() && m_builder.Uint64(value); }
+    bool Double(double value) { return Counts() && m_builder.Double(value); }
     bool RawNumber(const char16_t* text, Size length, bool copy) {
-        return m_builder.RawNumber(text, length, copy);
+        return Counts() && m_builder.RawNumber(text, length, copy);
     }
-    bool String(const char16_t* text, Size length, bool copy) { return m_builder.String(text, length, copy); }
+    bool String(const char16_t* text, Size length, bool copy) {
+        return Counts() && m_builder.String(text, length, copy);
+    }
     bool Key(const char16_t* text, Size length, bool copy) { return m_builder.Key(text, length, copy); }
-    bool StartObject() { return ++m_depth <= kMaxDepth && m_builder.StartObject(); }
+    bool StartObject() { return Counts() && ++m_depth <= kMaxDepth && m_builder.StartObject(); }
     bool EndObject(Size count) { return --m_depth, m_builder.EndObject(count); }
-    bool StartArray() { return ++m_depth <= kMaxDepth && m_builder.StartArray(); }
+    bool StartArray() { return Counts() && ++m_depth <= kMaxDepth && m_builder.StartArray(); }
     bool EndArray(Size count) { return --m_depth, m_builder.EndArray(count); }
 
+    bool HasTooMany() const { return m_values > kMaxValues; }
+
 private:
+    bool Counts() { return ++m_values <= kMaxValues; }
+
     Builder& m_builder;
     unsigned m_depth = 0;
+    size_t m_values = 0;
 };
 
 std::optional<uint64_t> LeadingDigits(std::u16string_view text) {
@@ -57,10 +65,11 @@ bool Document::Parse(std::string_view bytes) {
     m_document.SetNull();
     m_text = FromUtf8(bytes);
     rapidjson::ParseResult result;
+    bool has_too_many = false;
     auto generate = [&](Builder& builder) {
         rapidjson::GenericInsituStringStream<Encoding> stream(m_text.data());
         rapidjson::GenericReader<Encoding, Encoding> reader;
-        DepthGuard guard(builder);
+        LimitGuard guard(builder);
         try {
             result =
                 reader.Parse<rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag>(stream, guard);
@@ -68,9 +77,11 @@ bool Document::Parse(std::string_view bytes) {
             // Half of a surrogate pair as an escape makes the library's assertion fail.
             result = {rapidjson::kParseErrorStringUnicodeSurrogateInvalid, stream.Tell()};
         }
+        has_too_many = guard.HasTooMany();
         return !result.IsError();
     };
     m_document.Populate(generate);
+    if (has_too_many) throw Exception(u"The server's answer has too many values to be read");
     m_error = result.Code();
     m_error_offset = result.Offset();
     return !result.IsError();

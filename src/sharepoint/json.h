@@ -37,6 +37,8 @@ using Value = rapidjson::GenericValue<Encoding>;
 
 // Deeper answers are refused.
 inline constexpr unsigned kMaxDepth = 64;
+// In memory a value is eight times as long as the shortest text of one.
+inline constexpr size_t kMaxValues = 8'000'000;
 
 // A parsed answer, with the text that its strings point into.
 class Document {
@@ -45,7 +47,8 @@ public:
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
 
-    // Parses UTF-8; false leaves a null root and tells error number and offset (in UTF-16 units).
+    // Parses UTF-8; false leaves a null root and tells error number and offset (in UTF-16 units). Throws
+    // Exception for an answer with too many values.
     bool Parse(std::string_view bytes);
 
     const Value& Root() const { return m_document; }

@@ -1,6 +1,7 @@
 #include "sharepoint/reading.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -20,6 +21,7 @@ constexpr const char16_t* kAcceptXml[] = {u"text/xml", nullptr};
 
 // Enough for the metadata of more than 100,000 items; a longer answer would take too much memory.
 constexpr size_t kMaxBody = size_t{256} * 1024 * 1024;
+constexpr size_t kMaxPreview = size_t{16} * 1024 * 1024;
 // In memory an element is thirty times as long as the shortest tag.
 constexpr ptrdiff_t kMaxXmlTags = 16'000'000;
 
@@ -230,8 +232,16 @@ void ReadPreview(Http::Session& http, const std::u16string& path, const char16_t
                  std::string& out_bytes) {
     const std::u16string address =
         u"_layouts/15/getpreview.ashx?path=" + UrlEncodeQuoted(path) + u"&resolution=2";
+    TRACE_NAME("SharePoint::ReadPreview");
     out_bytes.clear();
-    http.SendRequest(u"GET", address, accept, nullptr, nullptr, 0, /*check_status=*/true).ReadBody(out_bytes);
+    const Http::Response response =
+        http.SendRequest(u"GET", address, accept, nullptr, nullptr, 0, /*check_status=*/true);
+    std::array<char, 16 * 1024> block;
+    while (const size_t size = response.ReadBody(block.data(), block.size())) {
+        CHECK_THROW(size <= kMaxPreview - out_bytes.size(), Exception,
+                    u"The server's preview picture is too large to be read");
+        out_bytes.append(block.data(), size);
+    }
 }
 
 }  // namespace SharePoint

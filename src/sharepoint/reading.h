@@ -57,7 +57,7 @@ bool CheckWebDavMultistatus(const pugi::xml_document& document, const std::u16st
 namespace SharePoint {
 
 // The bytes of the preview picture that a server makes of a document; `path` is relative to the server root.
-// HttpException.
+// HttpException; Exception beyond 16 MiB.
 void ReadPreview(Http::Session& http, const std::u16string& path, const char16_t* const* accept,
                  std::string& out_bytes);
 

@@ -32,6 +32,28 @@ bool Parses(const std::string& bytes) {
     return parsed;
 }
 
+TEST(Json, RefusesTooManyValues) {
+    Json::Document document;
+    EXPECT_THROW(document.Parse("[" + Repeat("0,", Json::kMaxValues) + "0]"), Exception);
+    EXPECT_TRUE(document.Root().IsNull());
+}
+
+TEST(Preview, IsReadUpToItsLimit) {
+    constexpr std::size_t kLimit = 16 * 1024 * 1024;
+    for (const std::size_t size : {kLimit, kLimit + 1}) {
+        const LoopbackTestServer server(
+            [&](const LoopbackTestServer::Request&) { return Answer("200 OK", std::string(size, 'x')); });
+        std::string bytes;
+        const auto read = [&] { SharePoint::ReadPreview(*Connect(server), u"a.pdf", nullptr, bytes); };
+        if (size <= kLimit) {
+            read();
+            EXPECT_EQ(bytes.size(), size);
+        } else {
+            EXPECT_THROW(read(), Exception);
+        }
+    }
+}
+
 TEST(Json, RefusesWhatIsNoJson) {
     for (const char* text : {"",
                              " ",

@@ -5,6 +5,7 @@
 
 #include "tests/interfaces/inside_host.h"
 #include "tests/support/plugin/clock_ahead.h"
+#include "tests/support/plugin/forwarding_host.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_log.h"
 
@@ -22,6 +23,52 @@ Variant Flag(bool value) {
 }
 Variant Text(const char16_t* value) {
     return Variant(value);
+}
+
+// Counts the times that the settings are asked for anywhere but in a call on the main thread.
+class MainThreadOnly final : public testing_support::ForwardingHost {
+public:
+    using ForwardingHost::ForwardingHost;
+    HRESULT RunOnMainThread(TMK::ITMK_ThreadSafeCallback* callback, DWORD, VARIANT_BOOL) override {
+        m_is_inside = true;
+        const HRESULT result = callback->Call();
+        m_is_inside = false;
+        return result;
+    }
+    HRESULT GetPluginSettings(TMK::ITMK_Plugin* plugin, VARIANT_BOOL create, TMK::ITMK_Cab** out) override {
+        ++(m_is_inside ? inside : outside);
+        return ForwardingHost::GetPluginSettings(plugin, create, out);
+    }
+    int inside = 0, outside = 0;
+
+private:
+    bool m_is_inside = false;
+};
+
+TEST(PreferencesOfADocument, ChangeOnTheMainThreadWhicheverThreadAsked) {
+    const DevServer server;
+    server.Upload("alice", "a.txt", "first");
+    InsideHost inside;
+    host::PromptAnswer answer;
+    answer.button = "sp.btn.checkIn";
+    inside.host().prompts().AddAnswer("sp.msg.checkInDialogMessage", answer);
+    Plugin& plugin = inside.plugin();
+    const auto files = inside.host().FileSystem();
+    const auto account = MakeAccount(inside.host(), server.Site(), LoginOf(server, "alice"));
+    ComPtr<TMK::IAFS_Name> root, name;
+    ASSERT_EQ(inside.host().Bind(account.account.get(), nullptr, root), S_OK);
+    ASSERT_EQ(files->StringToName(u"Shared Documents/a.txt", 0, root.get(), name.put()), S_OK);
+    const auto recorder = MakeObject<MainThreadOnly>(inside.host().instance());
+    plugin.m_tmk_inst = recorder;
+    ComPtr<TMK::IAFS_File> file;
+    ASSERT_EQ(files->OpenFile(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_Write, nullptr, nullptr,
+                              file.put()),
+              S_OK);
+    EXPECT_EQ(file->Exec(u"CheckInWithUi", Variant(), nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(recorder->inside, 1);
+    EXPECT_EQ(recorder->outside, 0);
+    file.reset();
+    plugin.m_tmk_inst = ComPtr<TMK::ITMK_Inst>(inside.host().instance());
 }
 
 class PreferencesChain : public ::testing::Test {

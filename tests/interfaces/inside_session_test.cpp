@@ -166,6 +166,30 @@ TEST_F(SignIn, ALaterPromptDoesNotReachTheAccount) {
     EXPECT_EQ(account->GetCredentials().user, u"alice");
 }
 
+TEST_F(SignIn, WhatIsTypedForAnotherHostIsNotTheAccounts) {
+    std::string own_host;
+    const LoopbackTestServer other([&](const Request& request) {
+        if (request.Header("authorization").empty())
+            return Answer("401 Not You", "", "WWW-Authenticate: Basic realm=\"x\"\r\n");
+        Request moved = request;
+        for (auto& [name, value] : moved.headers)
+            if (name == "host") value = own_host;
+        return SiteAnswer(moved);
+    });
+    LoopbackTestServer server([&](const Request& request) {
+        return Answer("307 Moved", "",
+                      "Location: " + host::ToUtf8(other.Url(u"localhost")) + request.target + "\r\n");
+    });
+    own_host = host::ToUtf8(server.Url()).substr(sizeof("http://") - 1);
+    const auto account = Account(server);
+    m_prompts->answers = {{u"alice", u"of the other host"}};
+    ASSERT_EQ(Connect(*account), S_OK);
+    ASSERT_EQ(m_prompts->shown.size(), 1u);
+    EXPECT_EQ(m_prompts->shown[0].substr(0, 10), "localhost ");
+    EXPECT_EQ(account->GetCredentials().user, u"");
+    EXPECT_EQ(account->GetCredentials().password, u"");
+}
+
 struct FormsSite {
     LoopbackTestServer server{[](const Request& request) {
         if (request.Header("cookie").find("FedAuth=fed; rtFa=rt") != std::string::npos)

@@ -3,6 +3,7 @@
 
 #include "afs/document/file_stream.h"
 #include "base/failure.h"
+#include "base/main_thread.h"
 #include "base/out_values.h"
 #include "base/plugin_context.h"
 #include "base/text/ignore_case.h"
@@ -65,14 +66,27 @@ NamingText File::Text(const char16_t* text_id, const std::u16string& second) con
     return {Ui::FormatString(m_inst.get(), text_id, Title(), second)};
 }
 
-Preferences& File::Prefs() const {
+Preferences File::Prefs() const {
     TRACE_NAME("File::Prefs");
     CHECK_THROW(m_plugin != nullptr, HResultException, E_FAIL);
-    return m_plugin->m_preferences_manager.m_preferences;
+    return m_plugin->m_preferences_manager.Get();
 }
 
-void File::SavePreferences() const {
-    m_plugin->m_preferences_manager.Save();
+void File::ChangePreferences(const std::function<void(Preferences&)>& change) const {
+    TRACE_NAME("File::ChangePreferences");
+    CHECK_THROW(m_plugin != nullptr, HResultException, E_FAIL);
+    const HRESULT result = CallOnMainThread(m_inst.get(), [&] {
+        m_plugin->m_preferences_manager.Change(change);
+        return S_OK;
+    });
+    if (FAILED(result)) LOG_LINE(Log::error, u"the preferences are not saved: (HRESULT)%d", result);
+}
+
+// The choice becomes what is done without asking.
+void File::DontAskAgain(uint32_t Preferences::*preference, uint32_t choice) const {
+    ChangePreferences([&](Preferences& all) {
+        all.*preference = (all.*preference & ~static_cast<uint32_t>(Preferences::show_message_box)) | choice;
+    });
 }
 
 void File::TellStateChanged() {

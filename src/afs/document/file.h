@@ -2,6 +2,7 @@
 // The host calls it on whichever thread it opens or saves on; only the cache reference is guarded.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 
@@ -110,8 +111,10 @@ private:
     std::u16string Title() const { return m_name->GetObject() ? Information().m_name : std::u16string(); }
     // A catalogue text with the file's title as %1.
     NamingText Text(const char16_t* text_id, const std::u16string& second = {}) const;
-    Preferences& Prefs() const;
-    void SavePreferences() const;
+    Preferences Prefs() const;
+    // Changes and saves the preferences on the main thread.
+    void ChangePreferences(const std::function<void(Preferences&)>& change) const;
+    void DontAskAgain(uint32_t Preferences::*preference, uint32_t choice) const;
     void TellStateChanged();
     ComPtr<TMK::IAFS_CacheEntry> GetCache() const;
 

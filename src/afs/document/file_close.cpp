@@ -54,15 +54,12 @@ File::CloseDecision File::DecideOnClose() {
         LOG_LINE(Log::verbose, u"discard checked-out based on auto-preferences: %i", discard);
         return {false, discard};
     }
-    uint32_t& preference = Prefs().on_close_checked_out_need_check_in;
+    const uint32_t preference = Prefs().on_close_checked_out_need_check_in;
     if (preference & Preferences::show_message_box) {
         LOG_LINE(Log::verbose, u"check-in with UI");
         bool dont_show = false;
         const uint32_t choice = CheckInWithUi(true, &dont_show);
-        if (dont_show) {
-            preference = (preference & ~static_cast<uint32_t>(Preferences::show_message_box)) | choice;
-            SavePreferences();
-        }
+        if (dont_show) DontAskAgain(&Preferences::on_close_checked_out_need_check_in, choice);
         return {false, false};
     }
     const bool check_in = (preference & Preferences::check_in) != 0;
@@ -81,11 +78,8 @@ File::CloseDecision File::AskForDiscardOnClose() {
                            u"sp.check.dontShowThisMessageAgain", &dont_show);
     const bool discard = pressed == 0;
     LOG_LINE(Log::verbose, u"discard checked-out UI result: %i", discard);
-    if (dont_show) {
-        uint32_t& preference = Prefs().on_close_checked_out_no_need_check_in;
-        preference &= ~static_cast<uint32_t>(Preferences::show_message_box);
-        if (!discard) preference |= Preferences::check_out;
-        SavePreferences();
-    }
+    if (dont_show)
+        DontAskAgain(&Preferences::on_close_checked_out_no_need_check_in,
+                     discard ? 0u : uint32_t{Preferences::check_out});
     return {false, discard};
 }

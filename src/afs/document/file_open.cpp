@@ -131,8 +131,7 @@ void File::WarnOnOpen(const char16_t* text_id, const std::u16string& second,
                        Ui::FormatPrompt(m_inst.get(), text_id, Title(), second), {u"btn.ok"}, -1, 0,
                        kDontShowAgain, &dont_show);
     if (!dont_show) return;
-    Prefs().*preference &= ~static_cast<uint32_t>(Preferences::show_message_box);
-    SavePreferences();
+    DontAskAgain(preference, 0);
 }
 
 File::OpenStep File::AskForCheckOutOnOpen() {
@@ -145,10 +144,8 @@ File::OpenStep File::AskForCheckOutOnOpen() {
         {u"sp.btn.open", u"sp.btn.openWithCheckOut", u"btn.cancel"}, -1, 0, kDontShowAgain, &dont_show);
     CHECK_THROW(pressed == open_button || pressed == check_out_button, HResultException, E_CANCELED);
     if (dont_show) {
-        uint32_t& preference = Prefs().on_open_checked_out_none;
-        preference &= ~static_cast<uint32_t>(Preferences::show_message_box);
-        if (pressed == check_out_button) preference |= Preferences::check_out;
-        SavePreferences();
+        DontAskAgain(&Preferences::on_open_checked_out_none,
+                     pressed == check_out_button ? uint32_t{Preferences::check_out} : 0u);
     }
     return pressed == check_out_button ? OpenStep::check_out : OpenStep::open;
 }

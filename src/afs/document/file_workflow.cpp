@@ -179,9 +179,10 @@ uint32_t File::CheckInWithUi(bool on_close, bool* out_dont_show) {
         return Preferences::check_out;
     }
     const uint32_t type = radio > 2 ? 1 : radio;
-    Prefs().default_check_in_type = type;
-    Prefs().default_check_in_message = comment;
-    SavePreferences();
+    ChangePreferences([&](Preferences& all) {
+        all.default_check_in_type = type;
+        all.default_check_in_message = comment;
+    });
     const bool keep = pressed == check_in_and_keep_button;
     CheckIn(comment, type, keep);
     const uint32_t choice = keep ? Preferences::check_in | Preferences::check_out : Preferences::check_in;
@@ -196,11 +197,7 @@ void File::PerformAfterSave() {
     if (preference & Preferences::show_message_box) {
         bool dont_show = false;
         const uint32_t choice = CheckInWithUi(false, &dont_show);
-        if (dont_show) {
-            Prefs().on_after_save =
-                (preference & ~static_cast<uint32_t>(Preferences::show_message_box)) | choice;
-            SavePreferences();
-        }
+        if (dont_show) DontAskAgain(&Preferences::on_after_save, choice);
     } else if (preference & Preferences::check_in) {
         CheckIn(Prefs().default_check_in_message, Prefs().default_check_in_type,
                 (preference & Preferences::check_out) != 0);
