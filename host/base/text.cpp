@@ -96,11 +96,48 @@ std::size_t TagLength(std::string_view text, std::size_t at) {
     return IsTagName(inside.substr(0, inside.find_first_of(" \t\n/"))) ? end + 1 - at : 0;
 }
 
+// Text of a server is cut behind this many bytes where it is shown.
+constexpr std::size_t kLongestShown = 2000;
+
+// The length of a character at `at` that can't be seen or that turns the order of the others, or 0.
+std::size_t HiddenLength(std::string_view text, std::size_t at) {
+    struct Range {
+        std::string_view first;
+        std::string_view last;
+    };
+    static constexpr Range kHidden[] = {
+        {"\xC2\x80", "\xC2\x9F"},          // the second block of control characters
+        {"\xD8\x9C", "\xD8\x9C"},          // Arabic letter mark
+        {"\xE1\xA0\x8E", "\xE1\xA0\x8E"},  // Mongolian vowel separator
+        {"\xE2\x80\x8B", "\xE2\x80\x8F"},  // zero-width characters, direction marks
+        {"\xE2\x80\xA8", "\xE2\x80\xAE"},  // line and paragraph separators, embeddings and overrides
+        {"\xE2\x81\xA0", "\xE2\x81\xAF"},  // word joiner, isolates
+        {"\xEF\xBB\xBF", "\xEF\xBB\xBF"},  // byte order mark
+    };
+    for (const Range& range : kHidden) {
+        const std::string_view letter = text.substr(at, range.first.size());
+        if (letter >= range.first && letter <= range.last) return letter.size();
+    }
+    return 0;
+}
+
+void CutAtCharacter(std::string& text) {
+    if (text.size() <= kLongestShown) return;
+    std::size_t keep = kLongestShown;
+    while (keep > 0 && (static_cast<unsigned char>(text[keep]) & 0xC0) == 0x80) --keep;
+    text.resize(keep);
+    text += "...";
+}
+
 std::string Plain(std::string_view text, bool one_line, bool rich = true) {
     std::string plain;
     for (std::size_t i = 0; i < text.size();) {
         if (const std::size_t tag = rich ? TagLength(text, i) : 0) {
             i += tag;
+            continue;
+        }
+        if (const std::size_t hidden = HiddenLength(text, i)) {
+            i += hidden;
             continue;
         }
         const auto byte = static_cast<unsigned char>(text[i++]);
@@ -109,13 +146,12 @@ std::string Plain(std::string_view text, bool one_line, bool rich = true) {
             plain += '\n';
         } else if (byte < 0x20 || byte == 0x7F) {
             if ((is_break || byte == '\t') && !plain.empty() && plain.back() != ' ') plain += ' ';
-        } else if (byte == 0xC2 && i < text.size() && static_cast<unsigned char>(text[i]) < 0xA0) {
-            ++i;  // the second block of control characters
         } else {
             plain += static_cast<char>(byte);
         }
     }
     while (!plain.empty() && (plain.back() == ' ' || plain.back() == '\n')) plain.pop_back();
+    CutAtCharacter(plain);
     return plain;
 }
 

@@ -32,15 +32,16 @@ std::string ToHex(const void* data, std::size_t size);
 // "0x8007000E".
 std::string FormatResult(HRESULT result);
 
-// Rich text as one line, without tags, control characters and line breaks.
+// Rich text as one line of bounded length, without tags, line breaks and what can't be seen: control,
+// zero-width and bidirectional characters.
 std::string PlainLine(std::string_view text);
 // Replaces the passwords in the addresses of a line by "***".
 std::string WithoutPasswords(std::string line);
 
-// The same for plain text: without control characters and line breaks.
+// The same for plain text.
 std::string SafeLine(std::string_view text);
 
-// Rich text without tags and control characters, with its line breaks.
+// The same of rich text with its line breaks.
 std::string PlainText(std::string_view text);
 
 std::string ToBase64(const void* data, std::size_t size);

@@ -61,36 +61,25 @@ Command FindCommand(const std::string& name) {
     return nullptr;
 }
 
-// The plug-in reads this preference when it starts, so it is set before, and restored at the end.
-class LogLevel {
-public:
-    LogLevel(host::Host& host, const host::fs::path& plugin, const std::optional<std::string>& level)
-        : m_host(host) {
-        if (!level) return;
-        if (level->size() != 1 || (*level)[0] < '0' || (*level)[0] > '4') {
-            throw cli::UsageError("--log-level takes a number from 0 to 4, not '" + *level + "'");
-        }
-        const auto preferences = cli::ReadPreferences(m_host.FileSystem().get());
-        const auto before = cli::TextOf(cli::FindPreference(preferences, kName));
-        if (before == *level) return;
-        cli::SetPreference(m_host.FileSystem().get(), kName, *level);
-        m_before = before;
-        m_host.UnloadPlugin();
-        m_host.LoadPlugin(plugin);
-    }
-    ~LogLevel() {
-        if (!m_before) return;
-        host::Guarded([&] {
-            cli::SetPreference(m_host.FileSystem().get(), kName, *m_before);
-            return S_OK;
-        });
-    }
+// The plug-in reads this preference when it starts, so it is set for this run alone and the plug-in started
+// anew.
+void UseLogLevel(host::Host& host, const host::fs::path& plugin, const std::string& level) {
+    constexpr const char* kName = "log_level";
+    if (level.size() != 1 || level[0] < '0' || level[0] > '4')
+        throw cli::UsageError("--log-level takes a number from 0 to 4, not '" + level + "'");
+    const auto preferences = cli::ReadPreferences(host.FileSystem().get());
+    if (cli::TextOf(cli::FindPreference(preferences, kName)) == level) return;
+    host.ChangeSettingsForThisRun([&] { cli::SetPreference(host.FileSystem().get(), kName, level); });
+    host.UnloadPlugin();
+    host.LoadPlugin(plugin);
+}
 
-private:
-    static constexpr const char* kName = "log_level";
-    host::Host& m_host;
-    std::optional<std::string> m_before;
-};
+// A plug-in reads its preferences when it starts and stores all of them: no other process may do so in
+// between.
+bool ChangesSettings(const cli::Options& options) {
+    return options.command == "prefs" && !options.arguments.empty() &&
+           options.arguments[0].find('=') != std::string::npos;
+}
 
 void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
@@ -98,14 +87,16 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
         terminal, {!options.Has("json"), options.Value("web-view-script").value_or(""), BrowserProgram()});
     const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
+    std::optional<host::FileLock> settings;  // released when the plug-in is unloaded
     host::Host host(front_end, profile, cli::GivenCredentials(options));
+    if (ChangesSettings(options)) settings = host.profile().LockSettings();
     host.prompts().SetYes(options.Has("yes"));
     for (const auto& [id, answer] : options.answers) host.prompts().AddAnswer(id, answer);
     if (const auto log = options.Value("prompt-log")) host.prompts().LogTo(*log);
     const host::fs::path plugin = options.Has("plugin") ? host::fs::absolute(*options.Value("plugin"))
                                                         : BesideProgram("SharePoint.tkp");
     host.LoadPlugin(plugin);
-    const LogLevel level(host, plugin, options.Value("log-level"));
+    if (const auto level = options.Value("log-level")) UseLogLevel(host, plugin, *level);
     host.main_thread().RunWorker([&] {
         cli::Run run(host, options);
         try {

@@ -1,7 +1,11 @@
 // Showing and changing preferences, with the real plug-in and all versions of stored ones.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "tests/support/dev_server.h"
@@ -110,12 +114,32 @@ TEST_F(StoredPreferences, BadValuesAreRefusedAndNothingChanges) {
     EXPECT_EQ(sphost.Run({"prefs", "show_hidden_items=1"}).out, "show_hidden_items=true\n");
 }
 
-// The level is restored at the end of the run.
-TEST_F(StoredPreferences, TheLogLevelOfOneRunIsNotKept) {
+TEST_F(StoredPreferences, ChangedByManyProcessesAtOnceAreAllKept) {
+    const std::vector<std::string> changes{"on_after_save=25",   "default_check_in_type=2",
+                                           "hide_paths=true",    "default_check_in_message=many",
+                                           "hidden_paths=_x|_y", "log_level=1"};
+    std::vector<std::unique_ptr<Process>> running;
+    for (const std::string& change : changes) running.push_back(sphost.Start({"prefs", change}));
+    for (const auto& process : running) EXPECT_EQ(process->Wait(), 0);
+    for (const std::string& change : changes)
+        EXPECT_EQ(Shown(change.substr(0, change.find('='))), change + "\n");
+}
+
+TEST_F(StoredPreferences, ALogLevelForOneRunIsNeverStored) {
     ASSERT_EQ(sphost.Run({"prefs", "log_level=1"}).status, 0);
     EXPECT_EQ(sphost.Run({"prefs", "log_level", "--log-level", "4"}).out, "log_level=4\n");
     EXPECT_EQ(Shown("log_level"), "log_level=1\n");
     EXPECT_NE(sphost.TraceLog().find("Plugin::Init"), std::string::npos);
+    EXPECT_EQ(sphost.Run({"prefs", "on_after_save=25", "--log-level", "3"}).status, 0);
+    const std::filesystem::path fifo = sphost.Folder() / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const auto killed = sphost.Start({"put", fifo.string(), "https://host/a", "--log-level", "4"});
+    const int end = open(fifo.c_str(), O_WRONLY);  // the run has come to its source
+    killed->Signal(SIGKILL);
+    killed->Wait();
+    close(end);
+    EXPECT_EQ(Shown("log_level"), "log_level=1\n");
+    EXPECT_EQ(Shown("on_after_save"), "on_after_save=25\n");
 }
 
 }  // namespace

@@ -211,4 +211,27 @@ TEST_F(FormsSignIn, WithoutABrowserOrADisplayTheMessageNamesWhatIsMissing) {
     EXPECT_NE(ended.err.find("the browser window ended by itself"), std::string::npos) << ended.err;
 }
 
+TEST(Places, OnTwoPortsOfOneHostAreTwo) {
+    const DevServer one;
+    const DevServer other;
+    const Sphost sphost;
+    sphost.AddPlace(one, "alice");
+    one.ClearRequests();
+    EXPECT_EQ(sphost.Run({"ls", other.Site()}).status, 1);
+    for (const std::string& url : {other.Site(), one.Site() + "/sub", one.Origin()}) {
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"place", "remove", url}, {"signout", url}}) {
+            const ProcessResult refused = sphost.Run(command);
+            EXPECT_EQ(refused.status, 1) << command[0] << " " << url;
+            EXPECT_NE(refused.err.find("no place"), std::string::npos) << refused.err;
+        }
+    }
+    EXPECT_TRUE(one.Requests().empty()) << "nothing meant for the other reaches this one";
+    sphost.AddPlace(other, "bob");
+    EXPECT_EQ(sphost.Run({"ls", other.Site()}).status, 0);
+    EXPECT_EQ(sphost.Run({"place", "remove", other.Site()}).status, 0);
+    EXPECT_EQ(sphost.Run({"ls", one.Site()}).status, 0);
+    EXPECT_EQ(sphost.Run({"ls", other.Site()}).status, 1);
+}
+
 }  // namespace

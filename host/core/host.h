@@ -50,6 +50,10 @@ public:
     HRESULT Bind(TMK::IAFS_AccountData* account, TMK::ITMK_CancelFlag* cancel,
                  ComPtr<TMK::IAFS_Name>& out_name);
 
+    // What `change` sets in the settings of plug-ins is in use for this run and never stored.
+    void ChangeSettingsForThisRun(const std::function<void()>& change) {
+        m_settings.ChangeForThisRun(change);
+    }
     // The settings of the loaded plug-in; null when none is loaded.
     ComPtr<TMK::ITMK_Cab> PluginSettings();
     // A secret as the plug-in stores it in its trees.

@@ -34,7 +34,24 @@ void PluginSettings::Save() const {
     for (const auto& [file, tree] : trees) Save(*tree, file);
 }
 
+void PluginSettings::ChangeForThisRun(const std::function<void()>& change) {
+    Save();
+    m_stores = false;
+    try {
+        change();
+    } catch (...) {
+        m_stores = true;
+        throw;
+    }
+    const std::lock_guard lock(m_mutex);
+    for (const auto& [file, tree] : m_trees) {
+        if (auto json = tree->TakeChangedJson()) tree->NoteStored(std::move(*json));
+    }
+    m_stores = true;
+}
+
 void PluginSettings::Save(SettingsTree& tree, const std::string& file) const {
+    if (!m_stores) return;
     try {
         m_profile.SaveTree(tree, file);
     } catch (const Failure& failure) {

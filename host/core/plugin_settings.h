@@ -1,6 +1,8 @@
 // The settings trees of plug-ins, kept in the profile. Owned by the host; any thread.
 #pragma once
 
+#include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,12 +27,15 @@ public:
     ComPtr<TMK::ITMK_Cab> Open(TMK::ITMK_Plugin* plugin, bool create);
     // Stores what changed in any tree.
     void Save() const;
+    // What `change` sets is in use and never stored.
+    void ChangeForThisRun(const std::function<void()>& change);
 
 private:
     std::shared_ptr<SettingsTree> TreeOf(const std::string& file, bool create);
     void Save(SettingsTree& tree, const std::string& file) const;
 
     const Profile& m_profile;
+    std::atomic<bool> m_stores = true;
     mutable std::mutex m_mutex;
     std::map<std::string, std::shared_ptr<SettingsTree>> m_trees;  // by file
 };

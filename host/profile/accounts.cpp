@@ -56,6 +56,20 @@ ComPtr<TMK::ITMK_Cab> SavedItems(const StoredAccount& account) {
     return cab;
 }
 
+// The port of an address, written or not; empty for what is no address of a server.
+std::u16string PortOf(std::u16string_view url) {
+    const std::size_t scheme = url.find(u"://");
+    if (scheme == std::u16string_view::npos) return {};
+    const std::u16string_view server = url.substr(scheme + 3, url.find(u'/', scheme + 3) - scheme - 3);
+    const std::size_t colon = server.rfind(u':');
+    const std::size_t bracket = server.rfind(u']');
+    const bool has_port = colon != std::u16string_view::npos &&
+                          (bracket == std::u16string_view::npos || bracket < colon) &&
+                          colon + 1 < server.size();
+    if (has_port) return std::u16string(server.substr(colon + 1));
+    return EqualIgnoreCase(url.substr(0, scheme), u"https") ? u"443" : u"80";
+}
+
 bool IsSecret(const rapidjson::Value& value) {
     return value.IsString() && Cipher::IsEnciphered({value.GetString(), value.GetStringLength()});
 }
@@ -197,6 +211,8 @@ const StoredAccount* Accounts::Find(const std::vector<StoredAccount>& accounts, 
     const StoredAccount* best = nullptr;
     std::pair<LONG, std::size_t> best_rank{0, 0};
     for (const auto& account : accounts) {
+        // The plug-in doesn't compare ports; here two ports are two places.
+        if (PortOf(UrlOf(account.account.get())) != PortOf(url)) continue;
         LONG match = 0;
         if (FAILED(account.account->VerifyURL(url.c_str(), &match)) || match <= 0) continue;
         const std::pair rank{match, UrlOf(account.account.get()).size()};

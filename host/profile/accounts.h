@@ -54,7 +54,8 @@ public:
     static std::u16string UserOf(TMK::IAFS_AccountData* account);
     static std::u16string StoredTokenOf(const StoredAccount& account);
     static bool IsModern(const StoredAccount& account);
-    // The account that a URL belongs to: the one with the same user first, then the longest site.
+    // The account that a URL belongs to: on the same port, the one with the same user first, then the longest
+    // site.
     static const StoredAccount* Find(const std::vector<StoredAccount>& accounts, const std::u16string& url);
 
 private:

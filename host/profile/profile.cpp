@@ -14,6 +14,27 @@ namespace {
 
 constexpr int kLockTimeoutMs = 10000;
 
+// Brings the differences between `before` and `after` into `stored`, which others may have changed meanwhile.
+void TakeOver(rapidjson::Value& stored, const rapidjson::Value& before, const rapidjson::Value& after,
+              Json::AllocatorType& memory) {
+    for (const auto& member : before.GetObject())
+        if (!after.HasMember(member.name)) stored.RemoveMember(member.name);
+    for (const auto& member : after.GetObject()) {
+        const auto old = before.FindMember(member.name);
+        if (old != before.MemberEnd() && old->value == member.value) continue;
+        const auto there = stored.FindMember(member.name);
+        if (there == stored.MemberEnd()) {
+            stored.AddMember(rapidjson::Value(member.name, memory), rapidjson::Value(member.value, memory),
+                             memory);
+        } else if (there->value.IsObject() && member.value.IsObject() && old != before.MemberEnd() &&
+                   old->value.IsObject()) {
+            TakeOver(there->value, old->value, member.value, memory);
+        } else {
+            there->value.CopyFrom(member.value, memory);
+        }
+    }
+}
+
 }  // namespace
 
 Profile::Profile(fs::path folder, Warn warn) : m_folder(std::move(folder)), m_warn(std::move(warn)) {
@@ -29,6 +50,7 @@ std::shared_ptr<SettingsTree> Profile::LoadTree(std::string_view name) const {
     if (!content) return tree;
     try {
         tree->FromJson(*content);
+        tree->NoteStored(*content);
     } catch (const Failure& failure) {
         SetAside(name, failure.what());
         tree = std::make_shared<SettingsTree>();
@@ -37,12 +59,20 @@ std::shared_ptr<SettingsTree> Profile::LoadTree(std::string_view name) const {
 }
 
 void Profile::SaveTree(SettingsTree& tree, std::string_view name) const {
+    if (!tree.IsChanged()) return;
+    const FileLock lock = Lock(name);
     const auto json = tree.TakeChangedJson();
     if (!json) return;
     try {
-        ReplaceFile(file(name), *json);
+        bool damaged = false;
+        Json stored = ReadJson(name, IsObject, damaged);
+        if (damaged) SetAside(name, file(name).string() + " is damaged");
+        if (!stored.IsObject()) stored.SetObject();
+        TakeOver(stored, ParseJsonObject(tree.stored()), ParseJsonObject(*json), stored.GetAllocator());
+        ReplaceFile(file(name), PrettyText(stored));
+        tree.NoteStored(*json);
     } catch (...) {
-        const std::lock_guard lock(tree.mutex());
+        const std::lock_guard guard(tree.mutex());
         tree.MarkChanged();
         throw;
     }

@@ -28,7 +28,8 @@ public:
 
     // A stored tree, empty when there is none. One that can't be read is moved aside with a warning.
     std::shared_ptr<SettingsTree> LoadTree(std::string_view name) const;
-    // Stores the tree if it changed.
+    // Stores what changed in the tree, value by value, under the file's lock: what others have stored
+    // meanwhile stays.
     void SaveTree(SettingsTree& tree, std::string_view name) const;
 
     // Whether a stored document has the structure that its reader needs.
@@ -40,6 +41,9 @@ public:
     // Runs `change` on the document under its file's lock and stores the result.
     void UpdateJson(std::string_view name, const std::function<void(Json&)>& change,
                     IsSound* is_sound = IsObject) const;
+
+    // Keeps other processes from changing settings of plug-ins as long as it lives. Throws a Failure.
+    FileLock LockSettings() const { return Lock("settings"); }
 
 private:
     FileLock Lock(std::string_view name) const;

@@ -320,6 +320,21 @@ bool SettingsTree::TakeChanged() {
     return std::exchange(m_changed, false);
 }
 
+bool SettingsTree::IsChanged() const {
+    const std::lock_guard lock(m_mutex);
+    return m_changed;
+}
+
+std::string SettingsTree::stored() const {
+    const std::lock_guard lock(m_mutex);
+    return m_stored;
+}
+
+void SettingsTree::NoteStored(std::string json) {
+    const std::lock_guard lock(m_mutex);
+    m_stored = std::move(json);
+}
+
 std::optional<std::string> SettingsTree::TakeChangedJson() {
     const std::lock_guard lock(m_mutex);
     if (!std::exchange(m_changed, false)) return std::nullopt;

@@ -42,6 +42,11 @@ public:
     // The JSON text when anything changed since the last call.
     std::optional<std::string> TakeChangedJson();
 
+    bool IsChanged() const;
+    // What the file held when this tree last read or wrote it; changes are told by comparing with it.
+    std::string stored() const;
+    void NoteStored(std::string json);
+
     std::recursive_mutex& mutex() const { return m_mutex; }
     const std::shared_ptr<SettingNode>& root() const { return m_root; }
     void MarkChanged() { m_changed = true; }
@@ -54,6 +59,7 @@ private:
     std::vector<std::shared_ptr<const SettingsTemplate>> m_templates;  // live nodes point into older ones too
     std::shared_ptr<SettingNode> m_root;
     bool m_changed = false;
+    std::string m_stored = "{}";
 };
 
 // Short forms of calls through a tree's interfaces.

@@ -172,6 +172,14 @@ TEST(Catalogue, TextsAreFoundByNamespaceAndReplacedByLaterOnes) {
 }
 
 TEST(Text, ATerminalShowsNoTagsAndNoControlCharacters) {
+    EXPECT_EQ(PlainLine("invoice\u202Efdp.exe \u2066x\u2069 a\u200Bb\uFEFFc\u2028d\u061Ce"),
+              "invoicefdp.exe x abcde");
+    const std::string long_line = PlainLine("x" + std::string(5000, '\xC3') + std::string(1, 'y'));
+    EXPECT_LT(long_line.size(), 3000u);
+    std::string umlauts;
+    for (int n = 0; n < 3000; ++n) umlauts += "\u00E4";
+    EXPECT_EQ(ToUtf8(ToUtf16(PlainLine("x" + umlauts))), PlainLine("x" + umlauts))
+        << "cut between characters";
     EXPECT_EQ(PlainLine("a <b>bold</b>\r\n\tline\x1B[31m"), "a bold line[31m");
     EXPECT_EQ(PlainText("one\n<br/>two\n"), "one\ntwo");
     EXPECT_EQ(PlainLine("<B>a</B> by <a href=\"x\">Alice</a> <alice@h.example>, 1 < 2, <"),

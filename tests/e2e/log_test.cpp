@@ -56,7 +56,7 @@ protected:
         Run({"cp", m_server->Url("Meerkat.txt"), m_server->Url("Okapi/Ferret.txt")}, status);
         Run({"mv", m_server->Url("Okapi/Ferret.txt"), m_server->Url("Okapi/Wombat/Stoat.txt")}, status);
         Run({"rename", m_server->Url("Okapi/Wombat"), m_server->Url("Okapi/Bison")}, status);
-        Run({"rm", m_server->Url("Okapi/Bison")}, status);
+        Run({"rm", m_server->Url("Okapi/Bison"), "--yes"}, status);
         Run({"rm", m_server->Url("Meerkat.txt")}, status);
         Run({"recover", "--send"}, -1);
     }

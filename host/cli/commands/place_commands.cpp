@@ -30,6 +30,14 @@ void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& wha
     }
 }
 
+// The place of exactly this address.
+host::StoredAccount PlaceAt(Run& run, const std::u16string& url, const std::string& what) {
+    for (auto& account : run.Accounts()) {
+        if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) return account;
+    }
+    run.Fail(HRESULT_FROM_WIN32(1168), what, "this is no place; 'sphost place list' shows them");
+}
+
 // The new account by the options; secrets are read from standard input.
 host::AccountDetails ReadDetails(Run& run, const std::u16string& url, const std::string& what) {
     const Options& options = run.options();
@@ -136,7 +144,7 @@ void PlaceList(Run& run) {
 
 void PlaceRemove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto account = run.AccountFor(ParseUrl(run.options().arguments[0]), what);
+    const auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
     const std::string site = host::ToUtf8(host::Accounts::UrlOf(account.account.get()));
     for (const auto& document : run.host().cache()->Unsent()) {
         if (document.entry.account == site && !run.options().Has("yes")) {
@@ -151,7 +159,7 @@ void PlaceRemove(Run& run) {
 
 void SignOut(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    auto account = run.AccountFor(ParseUrl(run.options().arguments[0]), what);
+    auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
     const std::u16string site = host::Accounts::UrlOf(account.account.get());
     const std::string user = UserOf(account);
     const Variant holder(static_cast<IUnknown*>(account.account.get()));
