@@ -17,7 +17,6 @@ protected:
     }
 };
 
-constexpr HRESULT kOutdated = static_cast<HRESULT>(0x800702A7);
 const std::string kConflict = "on_save_conflict";
 const std::string kAfterSave = "on_after_save";
 
