@@ -237,9 +237,10 @@ bool CacheStore::FinishEdit(std::string_view url) {
     const auto open = OpenEntry(KeyOf(url));
     if (!open) throw Failure(E_FAIL, std::string(url) + " isn't open");
     return open->FinishEdit([](const fs::path& path, const JournalEntry& before) {
-        if (!HasFile(path))
+        if (!HasFile(path)) {
             throw Failure(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND),
                           path.string() + " was removed, or replaced by something that is no file");
+        }
         const std::string stamp = Stamp(path);
         return stamp != before.edit_stamp && HashOf(path) != before.edit_hash;
     });

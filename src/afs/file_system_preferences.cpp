@@ -4,9 +4,9 @@
 #include "afs/file_system.h"
 #include "base/failure.h"
 #include "base/main_thread.h"
+#include "base/plugin_context.h"
 #include "base/text/split.h"
 #include "base/url.h"
-#include "base/plugin_context.h"
 
 namespace {
 

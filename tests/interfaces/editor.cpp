@@ -76,7 +76,7 @@ Editor::~Editor() {
 }
 
 std::string Editor::TakeMessage() {
-    const std::string message = m_details->Text();
+    std::string message = m_details->Text();
     m_details->Clear();
     return message;
 }
