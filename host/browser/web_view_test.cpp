@@ -32,7 +32,7 @@ constexpr std::string_view kTemplates =
     "<dialogs><dialog id='Other' width='1' height='2'/><dialog id='Web' width='300' height='200'/></dialogs>";
 
 std::string TextOf(LPWSTR text) {
-    const std::string result = ToUtf8(FromWide(text));
+    std::string result = ToUtf8(FromWide(text));
     CoTaskMemFree(text);
     return result;
 }

@@ -37,9 +37,10 @@ public:
                 return Give(*asked, out_user, out_password);
             }
             const bool was_tried = is_again || !tried.password.empty();
-            if (m_note)
+            if (m_note) {
                 m_note(was_tried ? "the server refused the user name or the password"
                                  : "the server asks for a user name and a password");
+            }
             return kCanceled;
         });
     }

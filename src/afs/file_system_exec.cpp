@@ -35,7 +35,7 @@ ComPtr<Name> ReadName(const FileSystem& file_system, const Variant& element, con
     TRACE_NAME("FileSystem::Exec");
     CHECK_THROW(element.vt == VT_UNKNOWN && element.punkVal != nullptr, HResultException, E_INVALIDARG);
     const ComPtr<TMK::IAFS_Name> host_name = ComPtr<IUnknown>(element.punkVal).as<TMK::IAFS_Name>();
-    const ComPtr<Name> name = file_system.GetName(host_name.get());
+    ComPtr<Name> name = file_system.GetName(host_name.get());
     CHECK_THROW(name != nullptr, HResultException, E_INVALIDARG);
     CHECK_THROW(name->GetSession() == other.GetSession(), HResultException, E_INVALIDARG);
     return name;

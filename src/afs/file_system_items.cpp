@@ -72,7 +72,7 @@ void RequireCopied(SharePoint::Object& source, const Name::ObjectPtr& before, co
 // After a move the object stands at the new place and no longer at the old one.
 Name::ObjectPtr RequireMoved(const Name& name, const Name& new_name, const char16_t* message) {
     TRACE_NAME("FileSystem::RequireMoved");
-    const std::u16string old_url = name.GetUrl();
+    const std::u16string& old_url = name.GetUrl();
     Name::ObjectPtr object = RequireAt(new_name, message);
     if (CompareUrls(old_url, new_name.GetUrl()) != CompareUrlsResult::equal) {
         const auto web = name.GetSession()->GetWeb()->AsWeb();

@@ -24,7 +24,7 @@ std::u16string SystemMessage(DWORD flags, HMODULE module, DWORD code) {
     return std::u16string(buffer.data(), length);
 }
 
-std::u16string OrNoText(std::u16string text) {
+std::u16string OrNoText(const std::u16string& text) {
     return text.empty() ? std::u16string(kNoText) : text;
 }
 
@@ -81,7 +81,7 @@ std::u16string GetApiErrorText(DWORD code, bool& has_text) {
         text = TableText(code);
         has_text = true;
     }
-    return Log::Format(u"System error code %u: %s", code, OrNoText(std::move(text)));
+    return Log::Format(u"System error code %u: %s", code, OrNoText(text));
 }
 
 HRESULT FailureToResult(const char* function, TMK::ITMK_ErrorDetails* out_error_details) noexcept {

@@ -300,9 +300,10 @@ TEST(Localization, HasEveryTextOnceUnderItsModule) {
         // The one text with a placeholder of another kind; its user knows.
         if (ids.back() == "lb.sharePointPlaceValidUrl") value.replace(value.find("%s"), 2, "%1");
         EXPECT_EQ(value.find("  "), std::string::npos) << ids.back();
-        for (auto at = value.find('%'); at != std::string::npos; at = value.find('%', at + 1))
+        for (auto at = value.find('%'); at != std::string::npos; at = value.find('%', at + 1)) {
             EXPECT_TRUE(at + 1 < value.size() && isdigit(static_cast<unsigned char>(value[at + 1])))
                 << ids.back() << ": " << value;
+        }
     }
     EXPECT_EQ(ids.size(), 189u);
     EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), ids.size());

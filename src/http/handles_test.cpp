@@ -35,8 +35,9 @@ protected:
 
 TEST_F(HandlesTest, AnAnswerHoldsItsHandleUntilItsLastCopyGoes) {
     {
-        const std::optional<Http::Response> answer = Get(u"doc");
+        std::optional<Http::Response> answer = Get(u"doc");
         const Http::Response copy = *answer;
+        answer.reset();
         EXPECT_EQ(Opened(), kOfTheSession + 1);
     }
     EXPECT_EQ(Opened(), kOfTheSession);

@@ -22,7 +22,7 @@ std::string Protected(const Request& request) {
 
 std::shared_ptr<Session> Connect(const LoopbackTestServer& server,
                                  const Session::Credentials& credentials = {}) {
-    const auto session = Session::Create(u"http://", u"127.0.0.1", server.Port(), credentials, {});
+    auto session = Session::Create(u"http://", u"127.0.0.1", server.Port(), credentials, {});
     // The process remembers what was accepted earlier; no test may live on another one's sign-in.
     session->ResetAuthorizationData(credentials);
     return session;
@@ -39,7 +39,7 @@ struct Fixture {
         server.Forget();
     }
 
-    void AnswerPrompts(std::vector<Session::Credentials> answers) {
+    void AnswerPrompts(const std::vector<Session::Credentials>& answers) {
         session->SetOnCredentials(
             [this, answers](Session::Credentials& record, const char16_t* host, const char16_t* status_text) {
                 prompts.push_back(record.user + u"/" + record.password + u"@" + host + u": " + status_text);
@@ -47,14 +47,14 @@ struct Fixture {
                 record = answers[prompts.size() - 1];
             });
     }
-    void AnswerBrowser(Session::AuthCookies cookies) {
+    void AnswerBrowser(const Session::AuthCookies& cookies) {
         session->SetOnAuthCookies([this, cookies](Session::AuthCookies& out, const char16_t* server_url,
                                                   const char16_t* required, const char16_t* returns) {
             forms.push_back(std::u16string(server_url) + u" " + required + u" " + returns);
             out = cookies;
         });
     }
-    void AnswerToken(std::vector<std::u16string> tokens) {
+    void AnswerToken(const std::vector<std::u16string>& tokens) {
         session->SetOnAuthToken([this, tokens](std::u16string& token, const char16_t* url) {
             token_urls.emplace_back(url);
             token = tokens[std::min(tokens.size(), token_urls.size()) - 1];

@@ -87,7 +87,7 @@ std::shared_ptr<Session> Session::Create(AccountData& io_account_data, PluginCon
     CHECK_THROW_TEXT(bind_context != nullptr, u"context != nullptr", HResultException, E_INVALIDARG,
                      u"Cannot create session with null context");
     CHECK_THROW(!io_account_data.GetUrl().empty(), HResultException, E_INVALIDARG, u"URL cannot be empty");
-    const std::shared_ptr<Session> self(new Session());
+    std::shared_ptr<Session> self(new Session());
     self->m_file_system = plugin.m_file_system;
     self->context = ComPtr<TMK::IAFS_BindContext>(bind_context);
     Credentials credentials;

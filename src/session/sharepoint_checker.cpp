@@ -14,7 +14,7 @@ std::u16string ToProbedUrl(const std::u16string& url) {
         LOG_LINE(Log::information, u"SharePoint URL '%s'", MaskForLog(url));
         return url;
     }
-    const std::u16string converted = WebDavPathToUrl(url);
+    std::u16string converted = WebDavPathToUrl(url);
     if (converted.empty()) {
         LOG_LINE(Log::warning, u"invalid URL/Link/WebDav %s", MaskForLog(url));
     } else {

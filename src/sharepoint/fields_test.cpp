@@ -155,7 +155,7 @@ TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
 struct LoadRow {
     const char* name;
     std::string definition;
-    std::string more = "";  // of the item, with a comma in front
+    std::string more = {};  // of the item, with a comma in front
     bool is_kept = true;
     bool has_unsupported_required = false;
 };

@@ -78,7 +78,7 @@ template <typename DialectWeb>
 std::shared_ptr<DialectWeb> CreateWeb(const char* trace_function, std::shared_ptr<Http::Session> http,
                                       const std::u16string& object_url) {
     const std::u16string path = RequireWebPath(trace_function, *http, object_url, DialectWeb::GetWebPath);
-    const auto web = std::make_shared<DialectWeb>(std::move(http), path);
+    auto web = std::make_shared<DialectWeb>(std::move(http), path);
     web->UpdateInformation();
     TRACE_EXIT(u"");
     return web;

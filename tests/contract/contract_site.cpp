@@ -19,7 +19,7 @@ std::shared_ptr<Http::Session> Connect(const std::string& url, const std::string
     Http::Session::CrackUri(FromUtf8(url).c_str(), &scheme, &host, &port, nullptr, nullptr);
     Http::Session::Credentials credentials;
     if (token.empty()) credentials = {FromUtf8(user), FromUtf8(user)};
-    const auto http = Http::Session::Create(scheme, host, port, credentials, {});
+    auto http = Http::Session::Create(scheme, host, port, credentials, {});
     if (!token.empty()) http->SetAuthToken(FromUtf8(token));
     return http;
 }

@@ -9,7 +9,6 @@
 namespace {
 
 using namespace testing_support;
-namespace fs = std::filesystem;
 
 struct Fault {
     const char* json;

@@ -125,10 +125,11 @@ TEST_P(Passwords, AreNeverWrittenInPlainText) {
                                            "Xyzzy-Plugh\n");
     ASSERT_EQ(added.status, 0) << added.err;
     m_server->WriteAs("alice", "a.txt", "one");
-    for (const char* command : {"ls", "stat", "checkout", "discard"})
+    for (const char* command : {"ls", "stat", "checkout", "discard"}) {
         EXPECT_EQ(m_host.Run({command, Url(), "--log-level", "4"}).status,
                   command == std::string("ls") ? 1 : 0)
             << command;
+    }
     ASSERT_GT(m_host.TraceLog().size(), 1000u);
     for (const std::string& text : {m_host.TraceLog(), ProfileText()}) {
         EXPECT_EQ(text.find("Xyzzy"), std::string::npos);

@@ -126,9 +126,10 @@ struct Setting {
                                      "4",
                                      "--api",
                                      way.modern ? "modern" : "compatible"};
-        if (way.modern && way.name != std::string("token"))
+        if (way.modern && way.name != std::string("token")) {
             add.insert(add.end(),
                        {"--authority", server->Origin() + "/organizations/", "--sign-in", way.name});
+        }
         if (way.name == std::string("token")) {
             add.insert(add.end(), {"--token-stdin"});
             return host.Run(add, server->Token("alice") + "\n");

@@ -88,7 +88,7 @@ protected:
     // A new document of version 0.1, checked out by `holder` if that is a user.
     static std::string MakeDocument(const std::string& holder = {}) {
         static int number = 0;
-        const std::string document = "document " + std::to_string(++number) + ".txt";
+        std::string document = "document " + std::to_string(++number) + ".txt";
         Server().Upload("alice", document, "first");
         if (!holder.empty()) Server().CheckOutAs(holder, document);
         return document;

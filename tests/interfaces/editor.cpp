@@ -64,7 +64,7 @@ Editor::Editor(const DevServer& server, const std::string& user, const Preferenc
       }) {}
 
 std::string Editor::TakeMessage() {
-    const std::string message = m_details->Text();
+    std::string message = m_details->Text();
     m_details->Clear();
     return message;
 }

@@ -19,15 +19,18 @@ std::string Json(const std::string& value) {
 
 // Knows one document, by its path and by a sharing link.
 std::string RootSite(const Request& request) {
-    if (request.target.starts_with("/_api/SP.Web.GetWebUrlFromPageUrl"))
+    if (request.target.starts_with("/_api/SP.Web.GetWebUrlFromPageUrl")) {
         return Answer("200 OK", "<?xml version=\"1.0\"?><d:GetWebUrlFromPageUrl xmlns:d=\"urn:d\">http://" +
                                     request.Header("host") + "/</d:GetWebUrlFromPageUrl>");
-    if (request.target.ends_with("/_api/contextinfo"))
+    }
+    if (request.target.ends_with("/_api/contextinfo")) {
         return Json(
             R"({"GetContextWebInformation":{"FormDigestTimeoutSeconds":1800,"FormDigestValue":"d"}})");
-    if (request.target.find("GetFileByUrl(@url)") != std::string::npos)
+    }
+    if (request.target.find("GetFileByUrl(@url)") != std::string::npos) {
         return Json(R"({"__metadata":{"type":"SP.File"},"ServerRelativeUrl":"/Docs/a.pdf","Name":"a.pdf",)"
                     R"("Length":"7","TimeLastModified":"2024-05-01T10:00:00Z"})");
+    }
     return Answer("404 Not Found", R"({"error":{"code":"-1","message":{"value":"gone"}}})");
 }
 

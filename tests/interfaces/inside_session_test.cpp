@@ -62,7 +62,7 @@ protected:
     }
     ~SignIn() override { plugin().m_tmk_inst = ComPtr<TMK::ITMK_Inst>(m_inside.host().instance()); }
     Plugin& plugin() { return m_inside.plugin(); }
-    ComPtr<AccountData> Account(const LoopbackTestServer& server, std::u16string user_info = {}) {
+    ComPtr<AccountData> Account(const LoopbackTestServer& server, const std::u16string& user_info = {}) {
         std::u16string url = server.Url() + u"/sites/team";
         if (!user_info.empty()) url.insert(std::u16string_view(u"http://").size(), user_info + u"@");
         return MakeObject<AccountData>(plugin(), url, 0u);

@@ -150,7 +150,8 @@ void Check(const Options& options) {
     for (const auto& [name, value] : options.values) {
         if (FindRow(kCommon, name)) continue;
         const auto& own = command->options;
-        if (std::none_of(own.begin(), own.end(), [&](const char* option) { return name == option; })) {
+        if (std::none_of(own.begin(), own.end(),
+                         [&name = name](const char* option) { return name == option; })) {
             refuse("--" + name + " doesn't belong to '" + command->name + "'");
         }
     }

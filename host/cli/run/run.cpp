@@ -116,9 +116,10 @@ ComPtr<TMK::IAFS_FileInfo> Run::FindInfo(TMK::IAFS_Name* name, const std::string
 
 ComPtr<TMK::IAFS_FileInfo> Run::InfoOf(TMK::IAFS_Name* name, const std::string& what) {
     auto info = FindInfo(name, what);
-    if (!info)
+    if (!info) {
         Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what,
              "nothing was found at this address, or the server did not say");
+    }
     return info;
 }
 

@@ -69,7 +69,7 @@ ComPtr<File> File::CreateAndOpenFile(Name& name, DWORD new_open_flags,
                                      TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::CreateAndOpenFile");
     CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
-    const ComPtr<File> file(new File(name, Afs::OpenFlags::Normalize(new_open_flags)));
+    ComPtr<File> file(new File(name, Afs::OpenFlags::Normalize(new_open_flags)));
     file->CreateOrBindIfNeeded(file->m_flags, cancel_flag);
     file->m_document = name.GetSession()->GetOpenDocuments().Get(name.GetUrl());
     file->TakeVersion(file->VersionOnServer());

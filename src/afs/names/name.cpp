@@ -47,7 +47,7 @@ ComPtr<Name> Name::Create(const std::u16string& string, Name& parent) {
     const bool is_url = IsDirectUrl(string) || IsFileLinkUrl(string);
     const std::u16string absolute = is_url ? string : WebDavPathToUrl(string);
     if (!absolute.empty()) CheckLiesInWeb(string, absolute, parent);
-    const auto name = MakeObject<Name>(parent.m_session);
+    auto name = MakeObject<Name>(parent.m_session);
     name->m_url = absolute.empty() ? GetUrlBelow(string, parent) : absolute;
     TRACE_EXIT(MaskForLog(name->m_url));
     return name;
@@ -57,7 +57,7 @@ ComPtr<Name> Name::Create(const ObjectPtr& object, const Name& other) {
     TRACE_ENTRY("Name::Create");
     CHECK_THROW(object && object->GetWeb() == other.m_session->GetWeb()->AsWeb(), HResultException,
                 E_INVALIDARG);
-    const auto name = MakeObject<Name>(other.m_session);
+    auto name = MakeObject<Name>(other.m_session);
     name->SetObject(object);
     TRACE_EXIT(MaskForLog(name->m_url));
     return name;
@@ -67,7 +67,7 @@ ComPtr<Name> Name::CreateRoot(AccountData& account_data, PluginContext& plugin,
                               TMK::IAFS_BindContext* context) {
     TRACE_ENTRY("Name::CreateRoot");
     account_data.SetUrl(GetAbsoluteUrl(account_data.GetUrl()));
-    const auto name = MakeObject<Name>(Session::Create(account_data, plugin, context));
+    auto name = MakeObject<Name>(Session::Create(account_data, plugin, context));
     name->SetObject(name->m_session->GetWeb());
     TRACE_EXIT(MaskForLog(name->m_url));
     return name;
@@ -75,8 +75,7 @@ ComPtr<Name> Name::CreateRoot(AccountData& account_data, PluginContext& plugin,
 
 std::u16string Name::GetAbsoluteUrl(const std::u16string& string) {
     TRACE_ENTRY("Name::GetAbsoluteUrl");
-    const std::u16string absolute =
-        IsDirectUrl(string) || IsFileLinkUrl(string) ? string : WebDavPathToUrl(string);
+    std::u16string absolute = IsDirectUrl(string) || IsFileLinkUrl(string) ? string : WebDavPathToUrl(string);
     CHECK_THROW(!absolute.empty(), HResultException, E_INVALIDARG);
     TRACE_EXIT(MaskForLog(absolute));
     return absolute;
@@ -100,7 +99,7 @@ Name::ObjectPtr Name::BindObject(BindObjectType type, bool use_cached) {
         TRACE_EXIT(wrong_kind ? u"nullptr" : u"cached object");
         return wrong_kind ? nullptr : m_object;
     }
-    const ObjectPtr object = m_session->GetWeb()->AsWeb()->BindObject(m_url, type);
+    ObjectPtr object = m_session->GetWeb()->AsWeb()->BindObject(m_url, type);
     if (object) SetObject(object);
     TRACE_EXIT(object ? u"bound object" : u"nullptr");
     return object;
@@ -128,7 +127,7 @@ ComPtr<Name> Name::GetParent() const {
         TRACE_EXIT(u"nullptr (no parent string)");
         return {};
     }
-    const auto parent = MakeObject<Name>(m_session);
+    auto parent = MakeObject<Name>(m_session);
     parent->m_url = parent_url;
     TRACE_EXIT(MaskForLog(parent_url));
     return parent;

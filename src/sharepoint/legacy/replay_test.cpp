@@ -287,7 +287,7 @@ TEST_F(OlderReplay, PropertiesOfAListingAreReadExactly) {
     RecordProperty("items", items);
 }
 
-std::string ReplaceAll(std::string text, const std::string& from, const std::string& to) {
+std::string ReplaceAll(const std::string& text, const std::string& from, const std::string& to) {
     std::string replaced;
     size_t start = 0;
     for (size_t at; (at = text.find(from, start)) != std::string::npos; start = at + from.size())
@@ -312,10 +312,12 @@ std::optional<std::string> UserOfPage(const std::string& page) {
 }
 
 bool ForbidsEditing(const std::string& page) {
-    for (const std::string end : {"\n", "\r\n"})
-        for (const char* value : {"false", "f", "0"})
+    for (const std::string end : {"\n", "\r\n"}) {
+        for (const char* value : {"false", "f", "0"}) {
             if (page.find("<li>vti_canmaybeedit" + end + "<li>BX|" + value + end) != std::string::npos)
                 return true;
+        }
+    }
     return page.empty();
 }
 

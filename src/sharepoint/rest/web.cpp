@@ -181,8 +181,7 @@ std::u16string Web::GetCurrentUser() {
     TRACE_ENTRY("SharePointRestAPI::Web::GetCurrentUser");
     Json::Document document;
     ReadJson(document, Get(*m_http, EncodedPath() + u"/_api/web/currentUser"));
-    const std::u16string user(
-        Json::Text(Json::Member(Json::ObjectMember(&document.Root(), u"d"), u"LoginName")));
+    std::u16string user(Json::Text(Json::Member(Json::ObjectMember(&document.Root(), u"d"), u"LoginName")));
     LOG_LINE(Log::verbose, u"Web::GetCurrentUser : '%s'", MaskForLog(user));
     TRACE_EXIT(u"");
     return user;

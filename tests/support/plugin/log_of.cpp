@@ -30,7 +30,7 @@ std::string LogOf(std::int32_t level, const std::function<void()>& action) {
     Log::ApplyPreferences(level, kDaysToStore);
     action();
     Log::ApplyPreferences(Log::none, kDaysToStore);
-    const std::string text = ReadTraceLogs(g_own_temporary_folder.path);
+    std::string text = ReadTraceLogs(g_own_temporary_folder.path);
     fs::remove_all(LogFolder());
     return text;
 }
