@@ -24,6 +24,7 @@ inline constexpr unsigned kCheckInStyle = 0x100C0200;
 inline const std::string kDontShow = "sp.check.dontShowThisMessageAgain";
 
 inline constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80070002);
+inline constexpr HRESULT kOutdated = static_cast<HRESULT>(0x800702A7);
 inline constexpr HRESULT kNoRights = static_cast<HRESULT>(0x80071779);
 inline constexpr HRESULT kOthersCheckOut = static_cast<HRESULT>(0x800700DC);
 
