@@ -33,10 +33,11 @@ void EndWithParent() {
 void WarnOfStrangers(const Options& options) {
     if (http::IsLoopback(options.server.host)) return;
     std::string warning = "spdevserver: warning: other machines can reach " + options.server.host;
-    if (options.default_users)
+    if (options.default_users) {
         std::cerr << warning
                   << ", and the passwords of the default users are known to all; --user gives others"
                   << std::endl;
+    }
     if (options.admin) std::cerr << warning << ", and --admin asks nobody to sign in" << std::endl;
 }
 

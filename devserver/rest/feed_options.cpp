@@ -46,7 +46,7 @@ Feed ApplyFeedOptions(const Context& context, Feed feed) {
             return false;
         };
     }
-    if (HasQuery(query, "$orderby")) feed = Ordered(std::move(feed), QueryValue(query, "$orderby"));
+    if (HasQuery(query, "$orderby")) feed = Ordered(feed, QueryValue(query, "$orderby"));
     auto skip = std::make_shared<std::int64_t>(ParseInteger(QueryValue(query, "$skip")).value_or(0));
     auto left = std::make_shared<std::int64_t>(ParseInteger(QueryValue(query, "$top")).value_or(INT64_MAX));
     feed.next = [next = feed.next, skip, left](Entity& entity) {

@@ -170,7 +170,7 @@ protected:
 
     // The token that the browser brings, after all that it does has ended.
     std::string GetTokenByBrowser(Process& process, const OAuthRequest& request) {
-        const std::string token = process.oauth.GetToken(request);
+        std::string token = process.oauth.GetToken(request);
         browser.Wait();
         return token;
     }

@@ -66,8 +66,8 @@ private:
         }
         error = U_ZERO_ERROR;
         if (m_fold) {
-            m_end = u_strFoldCase(m_units.data(), m_units.size(), decomposed.data(), count,
-                                  U_FOLD_CASE_DEFAULT, &error);
+            m_end = u_strFoldCase(m_units.data(), static_cast<int32_t>(m_units.size()), decomposed.data(),
+                                  count, U_FOLD_CASE_DEFAULT, &error);
         }
         if (!m_fold || U_FAILURE(error)) {
             std::copy_n(decomposed.begin(), count, m_units.begin());

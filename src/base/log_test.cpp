@@ -51,11 +51,12 @@ TEST_F(TraceLog, LosesNoLineWhenThreadsRaceForTheFirst) {
         const std::string text = LogOf(Log::error, [] {
             std::barrier start(kThreads);
             std::vector<std::thread> threads;
-            for (int i = 0; i < kThreads; ++i)
+            for (int i = 0; i < kThreads; ++i) {
                 threads.emplace_back([&] {
                     start.arrive_and_wait();
                     for (int line = 0; line < kLines; ++line) Log::Write(Log::error, "Racer", u"line");
                 });
+            }
             for (std::thread& thread : threads) thread.join();
         });
         std::size_t lines = 0;

@@ -126,9 +126,10 @@ void Get(Run& run) {
         run.RefuseUnsent(run.UrlOf(name.get()), what);
     }
     const bool to_output = run.options().arguments.size() > 1 && run.options().arguments[1] == "-";
-    if (!to_output && run.options().Has("no-clobber") && host::fs::exists(TargetOf(run, url)))
+    if (!to_output && run.options().Has("no-clobber") && host::fs::exists(TargetOf(run, url))) {
         run.Fail(HRESULT_FROM_WIN32(ERROR_FILE_EXISTS), what,
                  TargetOf(run, url).string() + " is there already");
+    }
     const auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
     LONGLONG size = 0;
     run.Check(file->GetSize(&size, run.details(), run.cancel()), what);

@@ -78,8 +78,9 @@ File::CloseDecision File::AskForDiscardOnClose() {
                            u"sp.check.dontShowThisMessageAgain", &dont_show);
     const bool discard = pressed == 0;
     LOG_LINE(Log::verbose, u"discard checked-out UI result: %i", discard);
-    if (dont_show)
+    if (dont_show) {
         DontAskAgain(&Preferences::on_close_checked_out_no_need_check_in,
                      discard ? 0u : uint32_t{Preferences::check_out});
+    }
     return {false, discard};
 }

@@ -94,7 +94,8 @@ HINTERNET HttpOpenRequestW(HINTERNET connection, LPCWSTR verb, LPCWSTR object, L
 // character.
 BOOL HttpAddRequestHeadersW(HINTERNET request, LPCWSTR headers, DWORD length, DWORD modifiers);
 // Returns when the answer's headers are in; the body stays to be read. Redirects are followed, to another
-// server without cookies, authorization and request digest; ERROR_HTTP_REDIRECT_FAILED instead of a body there.
+// server without cookies, authorization and request digest; ERROR_HTTP_REDIRECT_FAILED instead of a body
+// there.
 BOOL HttpSendRequestW(HINTERNET request, LPCWSTR headers, DWORD headers_length, LPVOID body, DWORD body_size);
 // Sends the headers; the body follows by InternetWriteFile, and HttpEndRequestW waits for the answer. The
 // length is dwBufferTotal or that of a content-length header added before; without either the body goes out
