@@ -314,6 +314,64 @@ TEST_F(Sphost, WhatWouldGoIsAskedFor) {
     EXPECT_FALSE(fs::exists(site / "dir"));
 }
 
+TEST_F(Sphost, TheCacheIsToldLimitedAndCleared) {
+    WriteText(site / "sent.pdf", SomeBytes(1000));
+    WriteText(site / "mine", "old");
+    const auto copy = [&] { ASSERT_EQ(Run({"get", At("sent.pdf"), "-"}).status, 0); };
+    const auto has_copies = [&] {
+        const std::string told = Run({"cache"}).out;
+        return std::pair(told.find("sent.pdf  kept, 1000 bytes") != std::string::npos,
+                         told.find("mine  unsent") != std::string::npos);
+    };
+    const std::pair both(true, true);
+    const std::pair unsent_only(false, true);
+    copy();
+    ASSERT_EQ(Run({"edit", At("mine"), "--", "sh", "-c", "printf new > $0; exit 1"}).status, 1);
+    EXPECT_EQ(has_copies(), both);
+    const std::string cleared = Run({"cache", "--clear"}).out;
+    EXPECT_NE(cleared.find("mine stays: changes of it were not sent"), std::string::npos) << cleared;
+    EXPECT_NE(cleared.find("dropped 1 local copy, 1000 bytes"), std::string::npos) << cleared;
+    EXPECT_EQ(has_copies(), unsent_only);
+    // The limits hold from the end of the run that sets them.
+    for (const auto& limit : {std::vector<std::string>{"--max-size", "999"}, {"--max-age", "0"}}) {
+        EXPECT_EQ(Run({"cache", "--max-size", "1K", "--max-age", "30"}).status, 0);
+        copy();
+        EXPECT_EQ(has_copies(), both);
+        EXPECT_EQ(Run({"cache", limit[0], limit[1]}).status, 0);
+        EXPECT_EQ(has_copies(), unsent_only) << limit[0];
+    }
+    for (const char* size : {"", "M", "-1", "1.5G", "99999999999G"})
+        EXPECT_EQ(Run({"cache", "--max-size", size}).status, 2) << size;
+    EXPECT_EQ(Run({"recover", "--send"}).status, 0);
+    EXPECT_EQ(ReadText(site / "mine"), "new");
+}
+
+TEST_F(Sphost, APlaceThatGoesTakesItsLocalCopiesAlong) {
+    WriteText(site / "sent", "secret content");
+    WriteText(site / "mine", "old");
+    const auto copies = [&] {
+        int found = 0;
+        for (const auto& file : fs::recursive_directory_iterator(folder / "profile/cache"))
+            found += file.is_regular_file() && ReadText(file.path()) == "secret content";
+        return found;
+    };
+    for (const auto& command : {std::vector<std::string>{"signout"}, {"place", "remove", "--yes"}}) {
+        ASSERT_EQ(Run({"get", At("sent"), "-"}).status, 0);
+        ASSERT_EQ(copies(), 1);
+        if (command[0] == "signout") {
+            EXPECT_EQ(Run({"edit", At("mine"), "--", "sh", "-c", "printf new > $0; exit 1"}).status, 1);
+        }
+        std::vector<std::string> words = command;
+        words.emplace_back(kSiteUrl);
+        const ProcessResult result = Run(words);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_NE(result.out.find("mine stays: changes of it were not sent"), std::string::npos)
+            << result.out;
+        EXPECT_EQ(copies(), 0) << command[0];
+    }
+    EXPECT_NE(Run({"recover"}).out.find("mine"), std::string::npos);
+}
+
 TEST_F(Sphost, AFileNameIsNeverPartOfAShellCommand) {
     const std::string name = "$(touch gone).txt";
     WriteText(site / name, "old");

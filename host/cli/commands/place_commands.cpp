@@ -142,6 +142,13 @@ void PlaceList(Run& run) {
     if (run.options().Has("json")) run.Out(json.Take());
 }
 
+// The local copies of a place that its documents no longer need; those that hold something unsent stay.
+void DropCopiesOf(Run& run, const std::string& site) {
+    const auto dropped = host::DropCopies(*run.host().cache(),
+                                          [&](const host::LocalCopy& copy) { return copy.account == site; });
+    for (const host::LocalCopy& copy : dropped.kept) run.Say(WhyItStays(copy));
+}
+
 void PlaceRemove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     const auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
@@ -154,6 +161,7 @@ void PlaceRemove(Run& run) {
     }
     run.host().accounts().Remove(account);
     run.host().oauth().Forget(site, UserOf(account));
+    DropCopiesOf(run, site);
     run.Say("removed " + EscapeUrl(host::ToUtf16(site)));
 }
 
@@ -169,6 +177,7 @@ void SignOut(Run& run) {
     run.host().oauth().Forget(host::ToUtf8(site), user);
     host::Accounts::DropSignIn(run.file_system(), account);
     run.host().accounts().Save(account);
+    DropCopiesOf(run, host::ToUtf8(site));
     if (result != E_NOTIMPL) run.Check(result, what);
     run.Say("signed out of " + EscapeUrl(site));
 }

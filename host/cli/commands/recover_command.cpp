@@ -32,11 +32,6 @@ const char* NameOf(Server server) {
     return kServerNames[static_cast<std::size_t>(server)];
 }
 
-std::string TimeText(std::int64_t seconds) {
-    constexpr std::uint64_t kEpoch = 11644473600;
-    return seconds > 0 ? host::FormatFileTime((static_cast<std::uint64_t>(seconds) + kEpoch) * 10000000) : "";
-}
-
 Server Compare(Run& run, const UnsentDocument& document, const std::string& what) {
     const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
     const auto info = run.FindInfo(name.get(), what);
@@ -76,7 +71,7 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
     for (const UnsentDocument& document : documents) {
         const Server server = TryCompare(run, document);
         const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
-        const std::string since = TimeText(document.entry.since);
+        const std::string since = host::FormatUnixTime(document.entry.since);
         json.StartObject().Key("url").String(url).Key("state").String(NameOf(document.state));
         json.Key("size").Number(static_cast<std::int64_t>(document.size)).Key("since").Text(since);
         json.Key("path").String(document.path.string()).Key("server").String(NameOf(server)).EndObject();

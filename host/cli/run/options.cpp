@@ -50,6 +50,9 @@ constexpr std::array kOwn{
     OptionRow{"server", nullptr, "the server's version, also while something of one's own is unsent"},
     OptionRow{"no-clobber", nullptr, "never overwrite a file"},
     OptionRow{"force", nullptr, "overwrite also a file that is newer than the server's"},
+    OptionRow{"clear", nullptr, "drop every local copy that the server has as well"},
+    OptionRow{"max-size", "SIZE", "keep at most this much, as 500M or 2G (default: 2G)"},
+    OptionRow{"max-age", "DAYS", "keep what was opened within so many days (default: 30)"},
     OptionRow{"wait", nullptr, "wait until you say that the editing is done, not only for the command's end"},
 };
 
@@ -109,6 +112,12 @@ const std::vector<CommandRow>& Commands() {
          0,
          1,
          {"send", "save", "drop", "all"}},
+        {"cache",
+         "",
+         "tells what local copies there are, drops them, and limits them",
+         0,
+         0,
+         {"clear", "max-size", "max-age"}},
         {"detect", "URL", "tells whether an address belongs to SharePoint at all", 1, 1, {}},
         {"signout", "URL", "signs out and forgets the sign-in", 1, 1, {}},
     };
