@@ -73,6 +73,7 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
     for (const auto& site : m_sites) {
         if (site->account.id == account.id) return *site;
     }
+    RequirePrivatePlace(account, what);
     // If the server asks for a token, it has refused the stored one.
     if (const auto token = m_host.DecryptForPlugin(host::Accounts::StoredTokenOf(account))) {
         m_host.oauth().NoteInUse(host::ToUtf8(host::Accounts::UrlOf(account.account.get())),
@@ -83,6 +84,15 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
     Check(m_host.Bind(site->account.account.get(), cancel(), site->root), what);
     m_sites.push_back(std::move(site));
     return *m_sites.back();
+}
+
+void Run::RequirePrivatePlace(const host::StoredAccount& account, const std::string& what) {
+    if (!host::Accounts::IsModern(account)) return;
+    try {
+        m_host.oauth().RequirePrivatePlace(host::ToUtf8(host::Accounts::UrlOf(account.account.get())));
+    } catch (const host::Failure& failure) {
+        Fail(failure.code(), what, failure.what());
+    }
 }
 
 void Run::SaveAccounts() {

@@ -60,6 +60,8 @@ public:
     std::vector<host::StoredAccount> Accounts() { return m_host.accounts().Load(file_system()); }
     // The account that a URL belongs to; a CommandError when there is none.
     host::StoredAccount AccountFor(const std::u16string& url, const std::string& what);
+    // A CommandError for a place of access tokens over plain http that nobody has agreed to.
+    void RequirePrivatePlace(const host::StoredAccount& account, const std::string& what);
     // Binds to the site of a URL, once for each account.
     Site& SiteFor(const std::u16string& url, const std::string& what);
     // A new name, without anything known from the server.
