@@ -285,6 +285,7 @@ TEST_F(Sphost, AnUploadWhoseAnswerWasLostIsRecognisedByItsContent) {
     const auto later = fs::file_time_type::clock::now() + std::chrono::hours(1);
     WriteText(site / "a", "mine");
     fs::last_write_time(site / "a", later);
+    EXPECT_NE(Run({"recover"}).out.find("of the same size, which may be this one"), std::string::npos);
     const ProcessResult sent = Run({"recover", "--send"});
     EXPECT_EQ(sent.status, 0) << sent.err;
     EXPECT_NE(sent.out.find("on the server already"), std::string::npos) << sent.out;
@@ -312,6 +313,41 @@ TEST_F(Sphost, WhatWouldGoIsAskedFor) {
     EXPECT_EQ(Run({"get", At("a"), target.string(), "--answer", keep}).status, 0) << "the same bytes";
     EXPECT_EQ(Run({"rm", At("dir"), "--yes"}).status, 0);
     EXPECT_FALSE(fs::exists(site / "dir"));
+}
+
+TEST_F(Sphost, WhatIsToldOfASuccessIsShown) {
+    WriteText(site / "a", "old");
+    WriteText(folder / "new", "new");
+    const std::string sentence = "somebody else has saved it since";
+    const std::string put = (folder / "new").string();
+    ASSERT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf kept > $0; exit 1"}).status, 1);
+    for (const auto& command : {std::vector<std::string>{"recover", "--send"},
+                                {"put", put, At("a")},
+                                {"edit", At("a"), "--", "sh", "-c", "printf x > $0"}}) {
+        const ProcessResult told = Run(command, {"FAKE_SENTENCE=" + sentence});
+        EXPECT_EQ(told.status, 0) << command[0];
+        const std::size_t at = told.err.find("warning: " + command[0]);
+        EXPECT_NE(at, std::string::npos) << told.err;
+        EXPECT_NE(told.err.find(": " + sentence), std::string::npos) << told.err;
+        EXPECT_EQ(std::count(told.err.begin(), told.err.end(), '\n'), 1) << told.err;
+    }
+    EXPECT_EQ(Run({"put", put, At("a")}).err, "");
+}
+
+TEST_F(Sphost, AProgramInheritsTheLockAndNothingElse) {
+    WriteText(site / "a", "old");
+    const fs::path list = folder / "list";
+    ProcessOptions options = Options(
+        {"edit", At("a"), "--", "sh", "-c", "readlink /proc/$$/fd/* > " + list.string() + "; true", "sh"});
+    // A shell leaves it open, as a library does that knows no better.
+    options.arguments.insert(options.arguments.begin(),
+                             {"sh", "-c", "exec 9</etc/hostname; exec \"$@\"", "sh"});
+    const ProcessResult result = RunToEnd(options);
+    EXPECT_EQ(result.status, 0) << result.err;
+    const std::string open = ReadText(list);
+    EXPECT_EQ(open.find("/etc/hostname"), std::string::npos) << open;
+    EXPECT_NE(open.find("/.lock"), std::string::npos) << open;
+    EXPECT_EQ(open.find("journal"), std::string::npos) << open;
 }
 
 TEST_F(Sphost, TheCacheIsToldLimitedAndCleared) {
@@ -391,6 +427,7 @@ TEST_F(Sphost, RecoverNeverReplacesANewerVersionWithoutAnAnswer) {
     EXPECT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf more > $0; exit 1"}).status, 1);
     WriteText(site / "a", "theirs");
     fs::last_write_time(site / "a", fs::file_time_type::clock::now() + std::chrono::hours(1));
+    EXPECT_NE(Run({"recover"}).out.find("newer version, which is another"), std::string::npos);
     const ProcessResult refused = Run({"recover", "--send"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_NE(refused.err.find("newer version"), std::string::npos) << refused.err;

@@ -31,6 +31,9 @@ void Run::Fail(HRESULT code, const std::string& what, const std::string& message
 HRESULT Run::Check(HRESULT result, const std::string& what) {
     const std::string noted = m_host.TakeMessage();
     if (SUCCEEDED(result)) {
+        // What a person should know of a success.
+        if (const std::string told = m_details->Text(); !told.empty())
+            m_host.front_end().Warn(what + ": " + told);
         m_details->Clear();
         return result;
     }

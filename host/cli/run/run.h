@@ -48,7 +48,8 @@ public:
     TMK::ITMK_ErrorDetails* details() { return m_details.get(); }
     TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
 
-    // Returns a success; throws a CommandError with the best known message for a failure.
+    // Returns a success, after warning of what the plug-in says about it; throws a CommandError with the best
+    // known message for a failure.
     HRESULT Check(HRESULT result, const std::string& what);
     [[noreturn]] void Fail(HRESULT code, const std::string& what, const std::string& message);
 
