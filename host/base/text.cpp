@@ -57,6 +57,11 @@ std::string FormatFileTime(std::uint64_t file_time) {
     return std::string(text.data(), static_cast<std::size_t>(size));
 }
 
+std::string FormatUnixTime(std::int64_t seconds) {
+    constexpr std::uint64_t kEpoch = 11644473600;
+    return seconds > 0 ? FormatFileTime((static_cast<std::uint64_t>(seconds) + kEpoch) * 10000000) : "";
+}
+
 std::string ToHex(const void* data, std::size_t size) {
     static constexpr char kDigits[] = "0123456789abcdef";
     std::string text;

@@ -25,6 +25,8 @@ HRESULT GiveString(BSTR* out, std::u16string_view text);
 
 // A Windows file time as "2024-05-06T07:08:09Z"; empty for 0.
 std::string FormatFileTime(std::uint64_t file_time);
+// The same of seconds since 1970.
+std::string FormatUnixTime(std::int64_t seconds);
 
 // Lower-case hexadecimal of bytes.
 std::string ToHex(const void* data, std::size_t size);

@@ -17,6 +17,7 @@ struct BrowserCookie {
     std::u16string value;
     std::u16string domain;  // with a leading dot for all hosts below it
     std::u16string path = u"/";
+    bool secure = false;  // it goes over TLS alone
 };
 
 enum class BrowserSetting { scripts, messages, script_dialogs, status_bar, developer_tools, context_menus };
@@ -43,6 +44,9 @@ public:
     virtual void SetBounds(const RECT& bounds) = 0;
     virtual void Set(BrowserSetting setting, bool on) = 0;
 };
+
+// Says that a page was not opened for the kind of its address.
+std::string RefusedPage(std::string_view address);
 
 class Browser {
 public:

@@ -28,6 +28,7 @@ pid_t Spawn(const fs::path& program, int socket) {
     posix_spawn_file_actions_adddup2(&files, socket, STDIN_FILENO);
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
     std::string name = program.string();
     char* const words[] = {name.data(), nullptr};
     pid_t process = -1;

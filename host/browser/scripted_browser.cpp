@@ -129,15 +129,20 @@ void ForEach(const rapidjson::Value& object, const char* name, Read read) {
     }
 }
 
+bool BoolOf(const rapidjson::Value& object, const char* name, bool otherwise) {
+    const auto member = object.FindMember(name);
+    return member == object.MemberEnd() ? otherwise : member->value.IsBool() && member->value.GetBool();
+}
+
 Page ReadPage(const rapidjson::Value& item) {
     Page page;
     page.url = WideTextOf(item, "url");
-    const auto success = item.FindMember("success");
-    page.success = success == item.MemberEnd() || (success->value.IsBool() && success->value.GetBool());
+    page.success = BoolOf(item, "success", true);
     if (item.HasMember("cookies")) page.cookies.emplace();
     ForEach(item, "cookies", [&](const rapidjson::Value& cookie) {
         page.cookies->push_back({WideTextOf(cookie, "name"), WideTextOf(cookie, "value"),
-                                 WideTextOf(cookie, "domain"), WideTextOf(cookie, "path", u"/")});
+                                 WideTextOf(cookie, "domain"), WideTextOf(cookie, "path", u"/"),
+                                 BoolOf(cookie, "secure", false)});
     });
     return page;
 }

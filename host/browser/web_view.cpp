@@ -18,6 +18,11 @@ HRESULT GiveText(const std::u16string& text, LPWSTR* out_text) {
     return S_OK;
 }
 
+bool IsWebAddress(std::u16string_view url) {
+    const std::u16string_view scheme = url.substr(0, url.find(u"://"));
+    return EqualIgnoreCase(scheme, u"http") || EqualIgnoreCase(scheme, u"https");
+}
+
 class Cookie final : public Object<ICoreWebView2Cookie> {
 public:
     explicit Cookie(BrowserCookie cookie) : m_cookie(std::move(cookie)) {}
@@ -25,6 +30,7 @@ public:
     HRESULT get_Value(LPWSTR* out_value) override { return GiveText(m_cookie.value, out_value); }
     HRESULT get_Domain(LPWSTR* out_domain) override { return GiveText(m_cookie.domain, out_domain); }
     HRESULT get_Path(LPWSTR* out_path) override { return GiveText(m_cookie.path, out_path); }
+    HRESULT get_IsSecure(BOOL* out_secure) override { return GiveValue(out_secure, m_cookie.secure); }
 
 private:
     const BrowserCookie m_cookie;
@@ -125,8 +131,13 @@ private:
 class WebView final : public Object<TMK::ITMK_WebView>, private BrowserListener {
 public:
     WebView(Browser& browser, Windows& windows, HWND parent,
-            TMK::ITMK_WebViewInitializationCallback* callback, const std::u16string& cookie_group)
-        : m_browser(browser), m_windows(windows), m_parent(parent), m_cookie_group(cookie_group) {
+            TMK::ITMK_WebViewInitializationCallback* callback, const std::u16string& cookie_group,
+            std::function<void(const std::string&)> note)
+        : m_browser(browser),
+          m_windows(windows),
+          m_parent(parent),
+          m_cookie_group(cookie_group),
+          m_note(std::move(note)) {
         m_ready = ComPtr<TMK::ITMK_WebViewInitializationCallback>(callback);
         m_shared->pane = browser.Open(*this, cookie_group, parent != nullptr);
     }
@@ -159,7 +170,11 @@ public:
     HRESULT Navigate(LPCWSTR url, DWORD) override {
         if (!url) return E_INVALIDARG;
         if (!m_shared->pane || !m_core) return E_UNEXPECTED;
-        return Guarded([&] { return m_shared->pane->Navigate(url); });
+        return Guarded([&] {
+            if (IsWebAddress(url)) return m_shared->pane->Navigate(url);
+            m_note(RefusedPage(ToUtf8(FromWide(url))));
+            return E_INVALIDARG;
+        });
     }
     HRESULT get_WebView2(IUnknown** out_web_view) override {
         if (!out_web_view) return E_POINTER;
@@ -210,6 +225,7 @@ private:
     Windows& m_windows;
     const HWND m_parent;
     const std::u16string m_cookie_group;
+    const std::function<void(const std::string&)> m_note;
     const std::shared_ptr<Shared> m_shared = std::make_shared<Shared>();
     ComPtr<TMK::ITMK_WebViewInitializationCallback> m_ready;
     ComPtr<CoreWebView> m_core;
@@ -218,10 +234,16 @@ private:
 
 }  // namespace
 
+std::string RefusedPage(std::string_view address) {
+    return "the sign-in window opens http and https addresses only, and not " + PlainLine(address) +
+           "; tell who runs the site";
+}
+
 ComPtr<TMK::ITMK_WebView> MakeWebView(Browser& browser, Windows& windows, HWND parent,
                                       TMK::ITMK_WebViewInitializationCallback* callback,
-                                      const std::u16string& cookie_group) {
-    return Make<WebView>(browser, windows, parent, callback, cookie_group);
+                                      const std::u16string& cookie_group,
+                                      std::function<void(const std::string&)> note) {
+    return Make<WebView>(browser, windows, parent, callback, cookie_group, std::move(note));
 }
 
 }  // namespace host

@@ -1,19 +1,27 @@
 // Windows and the browser control as a plug-in uses them, on a browser that follows a script.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <mutex>
+
 #include "host/base/failure.h"
 #include "host/base/object.h"
+#include "host/browser/browser_program.h"
 #include "host/browser/scripted_browser.h"
 #include "host/core/host.h"
 #include "host/testing/silent_front_end.h"
 #include "hostapi/iuix.h"
 #include "hostapi/iweb_view.h"
 #include "platform/webview2.h"
+#include "tests/support/loopback_test_server.h"
+#include "tests/support/process.h"
 #include "tests/support/temp_folder.h"
 
 namespace host {
 namespace {
 
+using testing_support::Answer;
+using testing_support::LoopbackTestServer;
 using testing_support::ReadText;
 using testing_support::TempFolder;
 using testing_support::WriteText;
@@ -90,7 +98,9 @@ public:
         const auto browser = object.as<ICoreWebView2>();
         EventRegistrationToken token{};
         browser->add_NavigationCompleted(Make<Navigated>(*this).get(), &token);
-        return view->Navigate(u"http://start.test/", 0);
+        const HRESULT result = view->Navigate(start.c_str(), 0);
+        if (FAILED(result)) window->EndModal(2);
+        return result;
     }
     HRESULT OnNavigated(ICoreWebView2* sender, ICoreWebView2NavigationCompletedEventArgs* arguments) {
         BOOL success = 9;
@@ -133,6 +143,7 @@ public:
     std::string last_cookie;
     HRESULT init_result = S_OK;
     std::string close_at;
+    std::u16string start = u"http://start.test/";
     ComPtr<TMK::IUIX_Obj> window;
     ComPtr<TMK::ITMK_WebView> view;
 
@@ -252,6 +263,69 @@ TEST_F(WebViews, AHiddenControlDeletesCookiesAndSendsNoEvents) {
     host->main_thread().RunWorker([] {});
     EXPECT_EQ(sign_in->life, "");
     EXPECT_EQ(ReadText(folder / "log"), "{\"hidden\":\"group\"}\n{\"delete\":\".c.test\"}\n");
+}
+
+TEST_F(WebViews, OpensHttpAndHttpsAddressesOnly) {
+    Start(R"({}, {})");
+    const auto sign_in = Make<SignIn>(host->instance());
+    for (const char* url : {"file:///etc/passwd", "javascript:alert(1)", "ms-word:ofe|u|http://a.test/",
+                            "ftp://a.test/", "httpx://a.test/", "//a.test/", ""}) {
+        sign_in->start = ToUtf16(url);
+        host->TakeMessage();
+        RunWindow(*sign_in);
+        EXPECT_NE(host->TakeMessage().find(std::string("http and https addresses only, and not ") + url),
+                  std::string::npos)
+            << url;
+    }
+    sign_in->start = u"HTTPS://a.test/";
+    RunWindow(*sign_in);
+    EXPECT_EQ(host->TakeMessage(), "");
+    EXPECT_EQ(ReadText(folder / "log").find("passwd"), std::string::npos);
+}
+
+// The browser program itself, without a screen; it talks to this process as to sphost.
+TEST(BrowserWindow, FollowsAPageToHttpAndHttpsAddressesOnly) {
+    const std::string program = testing_support::ProgramPath("sphost-browser");
+    if (!fs::exists(program)) GTEST_SKIP() << "sphost-browser isn't built";
+    const TempFolder folder;
+    WriteText(folder / "secret.html", "<title>secret</title>");
+    const std::string file = "file://" + (folder / "secret.html").string();
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    std::mutex mutex;
+    std::string lines;
+    BrowserProgram browser(
+        program,
+        [&](const std::string& line) {
+            const std::lock_guard lock(mutex);
+            lines += line + "\n";
+        },
+        [](int) {});
+    const auto says = [&](const std::string& text) {
+        return testing_support::Comes([&] {
+            const std::lock_guard lock(mutex);
+            return lines.find(text) != std::string::npos;
+        });
+    };
+    const LoopbackTestServer server([&](const LoopbackTestServer::Request& request) {
+        const bool is_start = request.target == "/";
+        return Answer("200 OK", is_start ? "<script>location = 'other:x'</script>" : "last",
+                      "Content-Type: text/html\r\nConnection: close\r\n");
+    });
+    const std::string at = "http://127.0.0.1:" + std::to_string(server.Port());
+    browser.Send(R"({"do":"start","cookies":[]})");
+    ASSERT_TRUE(says("ready"));
+    const auto open = [&](const std::string& url) {
+        browser.Send(R"({"do":"navigate","url":")" + url + "\"}");
+    };
+    open(at + "/");
+    EXPECT_TRUE(says(R"({"event":"refused","url":"other:x"})")) << lines;
+    open(file);
+    EXPECT_TRUE(says(R"({"event":"refused","url":")" + file)) << lines;
+    open(at + "/last");
+    EXPECT_TRUE(says("/last")) << lines;
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(lines.find(R"("success":true,"url":"file)"), std::string::npos) << lines;
+    unsetenv("QT_QPA_PLATFORM");
 }
 
 TEST_F(WebViews, InvalidWindowsControlsAndScriptsAreRefused) {

@@ -56,6 +56,11 @@ int NumberOf(const rapidjson::Value& json, const char* name) {
     return member != json.MemberEnd() && member->value.IsInt() ? member->value.GetInt() : 0;
 }
 
+bool IsTrue(const rapidjson::Value& json, const char* name) {
+    const auto member = json.FindMember(name);
+    return member != json.MemberEnd() && member->value.IsBool() && member->value.GetBool();
+}
+
 std::optional<std::vector<BrowserCookie>> CookiesOf(const rapidjson::Value& json) {
     const auto list = json.FindMember("cookies");
     if (list == json.MemberEnd() || !list->value.IsArray()) return std::nullopt;
@@ -63,7 +68,7 @@ std::optional<std::vector<BrowserCookie>> CookiesOf(const rapidjson::Value& json
     for (const auto& item : list->value.GetArray()) {
         if (!item.IsObject()) continue;
         cookies.push_back({WideTextOf(item, "name"), WideTextOf(item, "value"), WideTextOf(item, "domain"),
-                           WideTextOf(item, "path")});
+                           WideTextOf(item, "path"), IsTrue(item, "secure")});
     }
     return cookies;
 }
@@ -163,6 +168,10 @@ private:
         const auto message = std::make_shared<const Json>(ParseJsonObject(line));
         if (TextOf(*message, "event") == "store") {
             Keep(*message);
+            return;
+        }
+        if (TextOf(*message, "event") == "refused") {
+            m_note(RefusedPage(TextOf(*message, "url")));
             return;
         }
         Post([message](PaneEvents& events) { Dispatch(events, *message); });

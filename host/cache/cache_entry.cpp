@@ -1,6 +1,7 @@
 #include "host/cache/cache_entry.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -91,6 +92,8 @@ void CacheEntry::Open(bool for_writing) {
         m_lock = FileLock::Take(lock_path, FileLock::Mode::shared, 0);
     }
     m_private = !m_lock;
+    // The time of the lock is that of the last use.
+    if (m_lock) futimens(m_lock->descriptor(), nullptr);
     // Another process may have changed the entry before this one had the lock.
     if (const auto fresh = m_store->journal().Find(m_key)) m_entry = *fresh;
 }

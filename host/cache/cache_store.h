@@ -61,6 +61,7 @@ public:
     // Says which document the folder belongs to, for the case that the journal gets lost.
     fs::path AddressPathOf(const JournalEntry& entry) const { return FolderOf(entry) / ".url"; }
 
+    const fs::path& folder() const { return m_folder; }
     Journal& journal() { return m_journal; }
     const std::string& boot() const { return m_boot; }
     void warn(const std::string& line) const { m_profile_warn(line); }

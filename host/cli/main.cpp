@@ -32,7 +32,7 @@ host::fs::path BrowserProgram() {
 using Command = void (*)(cli::Run&);
 
 Command FindCommand(const std::string& name) {
-    static constexpr std::array<std::pair<std::string_view, Command>, 21> kCommands{{
+    static constexpr std::array<std::pair<std::string_view, Command>, 22> kCommands{{
         {"place add", cli::PlaceAdd},
         {"place list", cli::PlaceList},
         {"place remove", cli::PlaceRemove},
@@ -53,6 +53,7 @@ Command FindCommand(const std::string& name) {
         {"rename", cli::Rename},
         {"prefs", cli::Preferences},
         {"recover", cli::Recover},
+        {"cache", cli::Cache},
         {"signout", cli::SignOut},
     }};
     for (const auto& [text, command] : kCommands) {

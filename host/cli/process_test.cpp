@@ -285,6 +285,7 @@ TEST_F(Sphost, AnUploadWhoseAnswerWasLostIsRecognisedByItsContent) {
     const auto later = fs::file_time_type::clock::now() + std::chrono::hours(1);
     WriteText(site / "a", "mine");
     fs::last_write_time(site / "a", later);
+    EXPECT_NE(Run({"recover"}).out.find("of the same size, which may be this one"), std::string::npos);
     const ProcessResult sent = Run({"recover", "--send"});
     EXPECT_EQ(sent.status, 0) << sent.err;
     EXPECT_NE(sent.out.find("on the server already"), std::string::npos) << sent.out;
@@ -314,6 +315,99 @@ TEST_F(Sphost, WhatWouldGoIsAskedFor) {
     EXPECT_FALSE(fs::exists(site / "dir"));
 }
 
+TEST_F(Sphost, WhatIsToldOfASuccessIsShown) {
+    WriteText(site / "a", "old");
+    WriteText(folder / "new", "new");
+    const std::string sentence = "somebody else has saved it since";
+    const std::string put = (folder / "new").string();
+    ASSERT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf kept > $0; exit 1"}).status, 1);
+    for (const auto& command : {std::vector<std::string>{"recover", "--send"},
+                                {"put", put, At("a")},
+                                {"edit", At("a"), "--", "sh", "-c", "printf x > $0"}}) {
+        const ProcessResult told = Run(command, {"FAKE_SENTENCE=" + sentence});
+        EXPECT_EQ(told.status, 0) << command[0];
+        const std::size_t at = told.err.find("warning: " + command[0]);
+        EXPECT_NE(at, std::string::npos) << told.err;
+        EXPECT_NE(told.err.find(": " + sentence), std::string::npos) << told.err;
+        EXPECT_EQ(std::count(told.err.begin(), told.err.end(), '\n'), 1) << told.err;
+    }
+    EXPECT_EQ(Run({"put", put, At("a")}).err, "");
+}
+
+TEST_F(Sphost, AProgramInheritsTheLockAndNothingElse) {
+    WriteText(site / "a", "old");
+    const fs::path list = folder / "list";
+    ProcessOptions options = Options(
+        {"edit", At("a"), "--", "sh", "-c", "readlink /proc/$$/fd/* > " + list.string() + "; true", "sh"});
+    // A shell leaves it open, as a library does that knows no better.
+    options.arguments.insert(options.arguments.begin(),
+                             {"sh", "-c", "exec 9</etc/hostname; exec \"$@\"", "sh"});
+    const ProcessResult result = RunToEnd(options);
+    EXPECT_EQ(result.status, 0) << result.err;
+    const std::string open = ReadText(list);
+    EXPECT_EQ(open.find("/etc/hostname"), std::string::npos) << open;
+    EXPECT_NE(open.find("/.lock"), std::string::npos) << open;
+    EXPECT_EQ(open.find("journal"), std::string::npos) << open;
+}
+
+TEST_F(Sphost, TheCacheIsToldLimitedAndCleared) {
+    WriteText(site / "sent.pdf", SomeBytes(1000));
+    WriteText(site / "mine", "old");
+    const auto copy = [&] { ASSERT_EQ(Run({"get", At("sent.pdf"), "-"}).status, 0); };
+    const auto has_copies = [&] {
+        const std::string told = Run({"cache"}).out;
+        return std::pair(told.find("sent.pdf  kept, 1000 bytes") != std::string::npos,
+                         told.find("mine  unsent") != std::string::npos);
+    };
+    const std::pair both(true, true);
+    const std::pair unsent_only(false, true);
+    copy();
+    ASSERT_EQ(Run({"edit", At("mine"), "--", "sh", "-c", "printf new > $0; exit 1"}).status, 1);
+    EXPECT_EQ(has_copies(), both);
+    const std::string cleared = Run({"cache", "--clear"}).out;
+    EXPECT_NE(cleared.find("mine stays: changes of it were not sent"), std::string::npos) << cleared;
+    EXPECT_NE(cleared.find("dropped 1 local copy, 1000 bytes"), std::string::npos) << cleared;
+    EXPECT_EQ(has_copies(), unsent_only);
+    // The limits hold from the end of the run that sets them.
+    for (const auto& limit : {std::vector<std::string>{"--max-size", "999"}, {"--max-age", "0"}}) {
+        EXPECT_EQ(Run({"cache", "--max-size", "1K", "--max-age", "30"}).status, 0);
+        copy();
+        EXPECT_EQ(has_copies(), both);
+        EXPECT_EQ(Run({"cache", limit[0], limit[1]}).status, 0);
+        EXPECT_EQ(has_copies(), unsent_only) << limit[0];
+    }
+    for (const char* size : {"", "M", "-1", "1.5G", "99999999999G"})
+        EXPECT_EQ(Run({"cache", "--max-size", size}).status, 2) << size;
+    EXPECT_EQ(Run({"recover", "--send"}).status, 0);
+    EXPECT_EQ(ReadText(site / "mine"), "new");
+}
+
+TEST_F(Sphost, APlaceThatGoesTakesItsLocalCopiesAlong) {
+    WriteText(site / "sent", "secret content");
+    WriteText(site / "mine", "old");
+    const auto copies = [&] {
+        int found = 0;
+        for (const auto& file : fs::recursive_directory_iterator(folder / "profile/cache"))
+            found += file.is_regular_file() && ReadText(file.path()) == "secret content";
+        return found;
+    };
+    for (const auto& command : {std::vector<std::string>{"signout"}, {"place", "remove", "--yes"}}) {
+        ASSERT_EQ(Run({"get", At("sent"), "-"}).status, 0);
+        ASSERT_EQ(copies(), 1);
+        if (command[0] == "signout") {
+            EXPECT_EQ(Run({"edit", At("mine"), "--", "sh", "-c", "printf new > $0; exit 1"}).status, 1);
+        }
+        std::vector<std::string> words = command;
+        words.emplace_back(kSiteUrl);
+        const ProcessResult result = Run(words);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_NE(result.out.find("mine stays: changes of it were not sent"), std::string::npos)
+            << result.out;
+        EXPECT_EQ(copies(), 0) << command[0];
+    }
+    EXPECT_NE(Run({"recover"}).out.find("mine"), std::string::npos);
+}
+
 TEST_F(Sphost, AFileNameIsNeverPartOfAShellCommand) {
     const std::string name = "$(touch gone).txt";
     WriteText(site / name, "old");
@@ -333,6 +427,7 @@ TEST_F(Sphost, RecoverNeverReplacesANewerVersionWithoutAnAnswer) {
     EXPECT_EQ(Run({"edit", At("a"), "--", "sh", "-c", "printf more > $0; exit 1"}).status, 1);
     WriteText(site / "a", "theirs");
     fs::last_write_time(site / "a", fs::file_time_type::clock::now() + std::chrono::hours(1));
+    EXPECT_NE(Run({"recover"}).out.find("newer version, which is another"), std::string::npos);
     const ProcessResult refused = Run({"recover", "--send"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_NE(refused.err.find("newer version"), std::string::npos) << refused.err;

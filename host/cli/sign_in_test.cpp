@@ -211,6 +211,24 @@ TEST_F(FormsSignIn, WithoutABrowserOrADisplayTheMessageNamesWhatIsMissing) {
     EXPECT_NE(ended.err.find("the browser window ended by itself"), std::string::npos) << ended.err;
 }
 
+TEST(Places, OfTokensOverPlainHttpNeedTheirOwnWord) {
+    const Sphost sphost;
+    std::vector<std::string> add{"place", "add", "http://localhost.invalid/sites/x", "--token-stdin"};
+    const ProcessResult refused = sphost.Run(add, "secret\n");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("0x80070005"), std::string::npos) << refused.err;
+    EXPECT_NE(refused.err.find("--insecure-http"), std::string::npos) << refused.err;
+    add.emplace_back("--insecure-http");
+    const ProcessResult tried = sphost.Run(add, "secret\n");
+    EXPECT_EQ(tried.status, 1);
+    EXPECT_NE(tried.err.find("0x80072EE7"), std::string::npos) << "it looked for the server: " << tried.err;
+    // A password's way is the server's choice.
+    const ProcessResult older = sphost.Run({"place", "add", "http://localhost.invalid/sites/x", "--api",
+                                            "compatible", "--user", "a", "--password-stdin"},
+                                           "secret\n");
+    EXPECT_NE(older.err.find("0x80072EE7"), std::string::npos) << older.err;
+}
+
 TEST(Places, OnTwoPortsOfOneHostAreTwo) {
     const DevServer one;
     const DevServer other;

@@ -2,7 +2,10 @@
 
 #include <dlfcn.h>
 
+#include <ctime>
+
 #include "host/base/failure.h"
+#include "host/cache/upkeep.h"
 #include "host/core/aux_extension.h"
 #include "host/core/images.h"
 #include "host/core/instance.h"
@@ -32,6 +35,11 @@ Host::Host(FrontEnd& front_end, fs::path profile, std::optional<Credentials> cre
 Host::~Host() {
     Guarded([&] {
         UnloadPlugin();
+        return S_OK;
+    });
+    Guarded([&] {
+        RemoveLeftovers(m_profile, *m_cache);
+        ApplyLimits(*m_cache, CacheLimits::Load(m_profile), std::time(nullptr));
         return S_OK;
     });
     m_front_end.main_thread().Stop();

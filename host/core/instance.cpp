@@ -181,7 +181,8 @@ public:
         }
         return Give(out_web_view, [&] {
             return MakeWebView(*browser, front_end.windows(), parent, callback,
-                               std::u16string(cookie_group, SysStringLen(cookie_group)));
+                               std::u16string(cookie_group, SysStringLen(cookie_group)),
+                               [this](const std::string& line) { m_services.NoteMessage(line); });
         });
     }
 

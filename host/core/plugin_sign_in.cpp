@@ -38,6 +38,7 @@ HRESULT PluginSignIn::PutToken(TMK::ITMK_CabNode* parameters) {
     parameters->get_Item(u"tokenData.accessToken", token.put());
     if (!token) return E_INVALIDARG;
     try {
+        m_oauth.RequirePrivatePlace(request.site);
         if (const auto own = m_oauth.FindOverride(request.site)) {
             if (!own->authority.empty()) request.authority = own->authority;
             if (!own->client_id.empty()) request.client_id = own->client_id;

@@ -6,11 +6,12 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
-#include <string_view>
 
 #include "host/base/failure.h"
 #include "host/base/interrupt.h"
 #include "host/base/posix_file.h"
+#include "host/base/text.h"
+#include "host/signin/addresses.h"
 
 namespace host {
 
@@ -50,16 +51,6 @@ DWORD CodeOf(CURLcode code) {
     }
 }
 
-bool IsThisMachine(std::string_view url) {
-    for (const std::string_view host : {"http://127.0.0.1", "http://localhost", "http://[::1]"}) {
-        if (url.starts_with(host) &&
-            (url.size() == host.size() || url[host.size()] == ':' || url[host.size()] == '/')) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // A private authority's certificates, added to those of the system.
 std::string MoreCertificates() {
     const char* file = std::getenv("SSL_CERT_FILE");
@@ -83,13 +74,16 @@ void RequireProxysConsent(CURL* curl) {
 
 }  // namespace
 
+void RequirePrivateWay(const std::string& url) {
+    if (!IsPrivateWay(url))
+        throw Failure(E_INVALIDARG, "the sign-in address " + PlainLine(url) + " is not an https address");
+}
+
 FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields,
                     const SignInNotice* notice) {
     static std::once_flag once;
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-    if (!url.starts_with("https://") && !IsThisMachine(url)) {
-        throw Failure(E_INVALIDARG, "the sign-in address " + url + " is not an https address");
-    }
+    RequirePrivateWay(url);
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), curl_easy_cleanup);
     if (!curl) throw std::bad_alloc();
     std::string form;

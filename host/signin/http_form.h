@@ -14,6 +14,9 @@ struct FormAnswer {
     std::string body;
 };
 
+// Throws a Failure for an address that secrets must not be sent to.
+void RequirePrivateWay(const std::string& url);
+
 // Throws a Failure: 0x80072EE7 and its like by what went wrong, 0x821704C7 when the program is to stop or the
 // person cancels at the notice, where one is shown.
 FormAnswer PostForm(const std::string& url, const std::vector<std::pair<std::string, std::string>>& fields,

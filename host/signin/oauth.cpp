@@ -7,6 +7,7 @@
 #include "host/base/failure.h"
 #include "host/base/interrupt.h"
 #include "host/base/json.h"
+#include "host/signin/addresses.h"
 #include "host/signin/http_form.h"
 
 namespace host {
@@ -20,6 +21,7 @@ constexpr int kDefaultInterval = 5;  // seconds, where the server names none
 constexpr int kSlowDown = 5;         // more seconds each time the server asks for it
 constexpr int kMaxInterval = 120;
 constexpr std::int64_t kDefaultLifetime = 900;
+constexpr double kLongestLifetime = 366.0 * 24 * 60 * 60;
 constexpr long kTooManyRequests = 429;
 
 std::int64_t Microseconds() {
@@ -27,13 +29,26 @@ std::int64_t Microseconds() {
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
-// Some servers write numbers as texts.
-std::int64_t NumberOf(const rapidjson::Value& json, const char* name, std::int64_t otherwise) {
+// A number of the profile's own files.
+std::int64_t NumberOf(const rapidjson::Value& json, const char* name) {
+    const auto member = json.FindMember(name);
+    return member != json.MemberEnd() && member->value.IsInt64() ? member->value.GetInt64() : 0;
+}
+
+// A number of seconds as a server tells it: whole, with a fraction, or as text. Nobody means more than a
+// year, and what isn't above zero says nothing.
+std::int64_t SecondsOf(const rapidjson::Value& json, const char* name, std::int64_t otherwise) {
     const auto member = json.FindMember(name);
     if (member == json.MemberEnd()) return otherwise;
-    if (member->value.IsInt64()) return member->value.GetInt64();
-    if (member->value.IsString()) return std::strtoll(member->value.GetString(), nullptr, 10);
-    return otherwise;
+    double seconds = 0;
+    if (member->value.IsNumber()) seconds = member->value.GetDouble();
+    if (member->value.IsString()) {
+        char* end = nullptr;
+        seconds = std::strtod(member->value.GetString(), &end);
+        if (*end != '\0') return otherwise;
+    }
+    if (!(seconds > 0)) return otherwise;
+    return static_cast<std::int64_t>(std::min(seconds, kLongestLifetime));
 }
 
 void SetMember(rapidjson::Value& object, const std::string& name, rapidjson::Value value,
@@ -112,6 +127,7 @@ void OAuth::SetOverride(const std::string& site_url, const OAuthOverride& value)
         entry.AddMember("clientID", rapidjson::Value(value.client_id.c_str(), memory), memory);
         entry.AddMember("flow", rapidjson::Value(value.flow.c_str(), memory), memory);
         entry.AddMember("redirectURI", rapidjson::Value(value.redirect.c_str(), memory), memory);
+        entry.AddMember("insecureHttp", value.insecure_http, memory);
         SetMember(json, ServerOf(site_url), std::move(entry), memory);
     });
 }
@@ -128,8 +144,20 @@ std::optional<OAuthOverride> OAuth::FindOverride(const std::string& site_url) co
     }
     const auto member = json->FindMember(ServerOf(site_url).c_str());
     if (member == json->MemberEnd() || !member->value.IsObject()) return std::nullopt;
+    const auto insecure = member->value.FindMember("insecureHttp");
     return OAuthOverride{TextOf(member->value, "authority"), TextOf(member->value, "clientID"),
-                         TextOf(member->value, "flow"), TextOf(member->value, "redirectURI")};
+                         TextOf(member->value, "flow"), TextOf(member->value, "redirectURI"),
+                         insecure != member->value.MemberEnd() && insecure->value.IsTrue()};
+}
+
+void OAuth::RequirePrivatePlace(const std::string& site_url) const {
+    if (IsPrivateWay(site_url)) return;
+    const auto own = FindOverride(site_url);
+    if (own && own->insecure_http) return;
+    throw Failure(
+        E_ACCESSDENIED,
+        "the access token would go over plain http, where whoever is on the way can read and use it; "
+        "add the place by its https address, or with --insecure-http");
 }
 
 void OAuth::NoteInUse(const std::string& site, const std::string& token) {
@@ -152,8 +180,8 @@ std::optional<OAuth::Tokens> OAuth::Load(const std::string& key) const {
         return stored.empty() ? std::string() : m_cipher->Decrypt(PurposeOf(key, name), stored);
     };
     try {
-        return Tokens{open("access"), open("refresh"), NumberOf(member->value, "expires", 0),
-                      NumberOf(member->value, "stored", 0)};
+        return Tokens{open("access"), open("refresh"), NumberOf(member->value, "expires"),
+                      NumberOf(member->value, "stored")};
     } catch (const Failure& failure) {
         m_profile.warn("stored tokens can't be used: " + std::string(failure.what()));
         return std::nullopt;
@@ -200,7 +228,7 @@ std::optional<OAuth::Tokens> OAuth::ReadTokens(const FormAnswer& answer, const J
     const std::string access = TextOf(json, "access_token");
     if (answer.status != 200 || access.empty()) return std::nullopt;
     return Tokens{access, TextOf(json, "refresh_token"),
-                  std::time(nullptr) + NumberOf(json, "expires_in", kDefaultLifetime)};
+                  std::time(nullptr) + SecondsOf(json, "expires_in", kDefaultLifetime)};
 }
 
 std::optional<OAuth::Tokens> OAuth::Refresh(const OAuthRequest& request,
@@ -223,6 +251,7 @@ OAuth::Tokens OAuth::SignIn(const OAuthRequest& request) const {
 }
 
 OAuth::Tokens OAuth::SignInByCode(const OAuthRequest& request) const {
+    RequirePrivateWay(Endpoint(request, "authorize"));
     const CodeAnswer code = AskForCode({Endpoint(request, "authorize"), request.client_id, FullScope(request),
                                         request.user, request.redirect},
                                        m_prompts);
@@ -247,9 +276,9 @@ OAuth::Tokens OAuth::SignInByDevice(const OAuthRequest& request) const {
     if (address.empty()) address = TextOf(code, "verification_url");
     if (offer.status != 200 || device_code.empty()) ThrowRefusal(offer, code);
     const auto notice = m_prompts.ShowCode(address, TextOf(code, "user_code"));
-    const std::int64_t deadline = std::time(nullptr) + NumberOf(code, "expires_in", kDefaultLifetime);
+    const std::int64_t deadline = std::time(nullptr) + SecondsOf(code, "expires_in", kDefaultLifetime);
     auto interval = static_cast<int>(
-        std::clamp<std::int64_t>(NumberOf(code, "interval", kDefaultInterval), 1, kMaxInterval));
+        std::clamp<std::int64_t>(SecondsOf(code, "interval", kDefaultInterval), 1, kMaxInterval));
     while (std::time(nullptr) < deadline) {
         const FormAnswer answer = PostForm(Endpoint(request, "token"),
                                            {{"grant_type", "urn:ietf:params:oauth:grant-type:device_code"},

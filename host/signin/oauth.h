@@ -30,8 +30,9 @@ struct OAuthRequest {
 struct OAuthOverride {
     std::string authority;
     std::string client_id;
-    std::string flow = {};      // "code", "device" or empty for either
-    std::string redirect = {};  // of the code flow, empty for any port of this machine
+    std::string flow = {};       // "code", "device" or empty for either
+    std::string redirect = {};   // of the code flow, empty for any port of this machine
+    bool insecure_http = false;  // tokens may go to this server over plain http
 };
 
 class OAuth {
@@ -43,6 +44,10 @@ public:
     void SetOverride(const std::string& site_url, const OAuthOverride& value) const;
     // Throws a Failure when the overrides can't be read.
     std::optional<OAuthOverride> FindOverride(const std::string& site_url) const;
+
+    // Throws a Failure for a place that a token must not be sent to: over plain http to another machine,
+    // without the person's word.
+    void RequirePrivatePlace(const std::string& site_url) const;
 
     // A token that the place's server has already, so it must not be given out again.
     void NoteInUse(const std::string& site, const std::string& token);

@@ -8,6 +8,8 @@
 #include <thread>
 
 #include "host/base/failure.h"
+#include "host/base/json.h"
+#include "host/signin/addresses.h"
 #include "host/signin/http_form.h"
 #include "host/signin/oauth.h"
 #include "host/testing/silent_front_end.h"
@@ -28,8 +30,8 @@ public:
     std::atomic<int> pending{0};  // polls before the person has signed in
     std::atomic<bool> denied{false};
     std::atomic<bool> can_refresh{true};
-    std::atomic<int> trouble{0};  // the status of all answers, if any
-    std::atomic<long> lifetime{3600};
+    std::atomic<int> trouble{0};    // the status of all answers, if any
+    std::string lifetime = "3600";  // as JSON
     std::atomic<int> device_codes{0};
     std::atomic<int> refreshes{0};
     std::string last_form;  // read once the answer to it has come
@@ -61,7 +63,7 @@ private:
         status = 200;
         const std::string number = std::to_string(++m_tokens);
         return R"({"access_token":"access)" + number + R"(","refresh_token":"refresh)" + number +
-               R"(","expires_in":)" + std::to_string(lifetime) + "}";
+               R"(","expires_in":)" + lifetime + "}";
     }
     int m_tokens = 0;
     LoopbackTestServer m_server{[this](const Request& request) { return Reply(request); }};
@@ -355,12 +357,64 @@ TEST_F(SignIn, AServerErrorStartsNoNewSignIn) {
 }
 
 TEST_F(SignIn, AnExpiredTokenIsNotGivenOut) {
-    server.lifetime = 5;
+    server.lifetime = "5";
     Process first(*this);
     Process second(*this);
     first.oauth.GetToken(Request());
     EXPECT_EQ(second.oauth.GetToken(Request()), "access2");
     EXPECT_EQ(server.refreshes, 1);
+}
+
+TEST_F(SignIn, ALifetimeOfAnyFormGivesAnExpiryThatCanBe) {
+    struct Row {
+        const char* lifetime;
+        std::int64_t seconds;
+    };
+    constexpr std::int64_t kYear = 366 * 24 * 60 * 60;
+    constexpr std::int64_t kUnknown = 900;
+    for (const Row& row :
+         {Row{"3600", 3600}, Row{"\"7200\"", 7200}, Row{"3599.9", 3599}, Row{"\"1.5e3\"", 1500},
+          Row{"9223372036854775807", kYear}, Row{"18446744073709551616", kYear}, Row{"1e300", kYear},
+          Row{"\"99999999999999999999999\"", kYear}, Row{"\"inf\"", kYear}, Row{"-1", kUnknown},
+          Row{"-9223372036854775808", kUnknown}, Row{"\"nan\"", kUnknown}, Row{"\"soon\"", kUnknown},
+          Row{"\"\"", kUnknown}, Row{"null", kUnknown}, Row{"[60]", kUnknown}}) {
+        server.lifetime = row.lifetime;
+        Process process(*this);
+        const auto before = std::time(nullptr);
+        process.oauth.GetToken(Request());
+        const Json stored = ParseJsonObject(ReadText(folder / "tokens.json"));
+        ASSERT_EQ(stored.MemberCount(), 1u);
+        const std::int64_t lifetime = stored.MemberBegin()->value["expires"].GetInt64() - before;
+        EXPECT_GE(lifetime, row.seconds) << row.lifetime;
+        EXPECT_LE(lifetime, row.seconds + 10) << row.lifetime;
+    }
+}
+
+TEST(Addresses, ThisMachineIsWhereTheHostSaysSo) {
+    for (const char* own : {"http://localhost", "http://LOCALHOST:80/x", "https://127.0.0.1:8443/a?b@c",
+                            "HTTP://127.1.2.3/", "http://[::1]:8080/x", "http://127.0.0.1/a b#c"})
+        EXPECT_TRUE(IsThisMachine(own)) << own;
+    for (const char* other :
+         {"http://localhost.evil.example", "http://127.0.0.1.evil", "http://user@127.0.0.1:1@evil/",
+          "http://127.0.0.1@evil/", "http://evil/127.0.0.1", "http://evil\\@127.0.0.1/",
+          "http://127.0.0.1#@evil/", "http://127.0.0.1?@evil/", "http://localhost%2eevil/",
+          "http://alice@localhost/", "ftp://localhost/", "http://[::1].evil/", "http://[::ffff:1.2.3.4]/",
+          "http://128.0.0.1/", "http://", "localhost", ""}) {
+        EXPECT_FALSE(IsThisMachine(other)) << other;
+        EXPECT_FALSE(IsPrivateWay(other)) << other;
+    }
+    EXPECT_TRUE(IsPrivateWay("HTTPS://evil/"));
+}
+
+TEST_F(SignIn, NoPageIsOpenedForAnAuthorityInTheClear) {
+    Process process(*this);
+    OAuthRequest request = Request("code");
+    for (const char* authority :
+         {"http://localhost.evil.example/x", "http://user@127.0.0.1:1@evil/", "file:///x"}) {
+        request.authority = authority;
+        EXPECT_THROW(process.oauth.GetToken(request), Failure) << authority;
+    }
+    EXPECT_EQ(browser.opened, "");
 }
 
 TEST_F(SignIn, FailuresHaveDifferentCodes) {

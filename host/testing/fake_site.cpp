@@ -199,6 +199,7 @@ public:
             }
             if (m_position != m_size) throw Failure(E_FAIL, "the announced size was not sent");
             fs::rename(m_part, m_name->path());
+            if (details && !m_site.sentence.empty()) details->put_Text(ToUtf16(m_site.sentence).c_str());
             return Drop(S_OK);
         });
     }
@@ -520,6 +521,7 @@ void FakeSite::ReadEnvironment() {
     stop_upload_at = number("FAKE_STOP_UPLOAD_AT");
     end_download_at = number("FAKE_END_DOWNLOAD_AT");
     fail_upload_at = number("FAKE_FAIL_UPLOAD_AT");
+    if (const char* text = std::getenv("FAKE_SENTENCE")) sentence = text;
 }
 
 ComPtr<TMK::IAFS_FileSys> MakeFakeFileSys(FakeSite& site, ComPtr<TMK::IAFS_Inst> afs) {

@@ -12,7 +12,7 @@
 
 namespace host::testing {
 
-inline constexpr char kSiteUrl[] = "http://fake.test/site";
+inline constexpr char kSiteUrl[] = "https://fake.test/site";
 
 struct FakeSite {
     fs::path folder;
@@ -21,13 +21,15 @@ struct FakeSite {
     std::uint64_t fail_download_at = 0;
     std::uint64_t fail_upload_at = 0;
     int upload_retries = 0;
+    std::string sentence;              // told with each upload that succeeds
     std::uint64_t stop_upload_at = 0;  // writes the file "stopped" into the folder, then waits to be killed
     // Counts of requests.
     std::atomic<int> downloads{0};
     std::atomic<int> uploads{0};
 
     fs::path PathOf(const std::u16string& url) const;
-    // The faults that the environment names: FAKE_STOP_UPLOAD_AT and FAKE_END_DOWNLOAD_AT.
+    // The faults that the environment names: FAKE_STOP_UPLOAD_AT, FAKE_END_DOWNLOAD_AT, FAKE_FAIL_UPLOAD_AT
+    // and FAKE_SENTENCE.
     void ReadEnvironment();
 };
 

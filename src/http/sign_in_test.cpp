@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "base/text/encoding.h"
 #include "http/session.h"
 #include "tests/support/loopback_test_server.h"
 
@@ -241,6 +242,27 @@ TEST(SignIn, AsksForTheHostThatARedirectLedTo) {
     fixture.AnswerPrompts({{u"alice", u"secret"}});
     EXPECT_EQ(Get(*fixture.session).GetStatus(), 200u);
     EXPECT_EQ(fixture.prompts, std::vector<std::u16string>{u"/@localhost: Not You"});
+}
+
+TEST(SignIn, AnotherPortOfTheHostNeverGetsThePasswordWithoutAQuestion) {
+    const LoopbackTestServer other(Protected);
+    const std::string port = std::to_string(other.Port());
+    Fixture fixture(
+        [&](const Request&) {
+            return Answer("302 Found", "", "Location: http://127.0.0.1:" + port + "/elsewhere\r\n");
+        },
+        {u"alice", u"secret"});
+    fixture.AnswerPrompts({});
+    const std::u16string asked = u"/@127.0.0.1:" + Widen(port) + u": Not You";
+    EXPECT_THROW(Get(*fixture.session), HResultException);
+    EXPECT_EQ(fixture.prompts, std::vector<std::u16string>{asked});
+    for (const Request& request : other.Requests()) EXPECT_FALSE(request.Has("authorization"));
+    fixture.prompts.clear();
+    fixture.AnswerPrompts({{u"alice", u"secret"}});
+    EXPECT_EQ(Get(*fixture.session).GetStatus(), 200u);
+    EXPECT_EQ(Get(*fixture.session).GetStatus(), 200u);
+    EXPECT_EQ(fixture.prompts, std::vector<std::u16string>{asked})
+        << "what was typed there is kept for there";
 }
 
 TEST(SignIn, SendsTheBodyAgain) {

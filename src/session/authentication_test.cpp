@@ -115,6 +115,27 @@ TEST(FormsSignIn, TakesTheFirstCookieThatIsTheServersOwn) {
     EXPECT_EQ(answer.cookies, kBoth);
 }
 
+TEST(FormsSignIn, SecureCookiesStayOnTls) {
+    struct Case {
+        const char16_t* server;
+        HRESULT result;
+    };
+    for (const Case& c :
+         {Case{u"http://portal.corp.example", E_CANCELED}, Case{u"https://portal.corp.example", S_OK},
+          Case{u"HTTPS://portal.corp.example:8443", S_OK}}) {
+        ScriptedCookie fed = Fed();
+        fed.secure = true;
+        BrowserScript script;
+        script.pages = {{kReturn, {{fed, RtFa()}}}};
+        Cookies cookies;
+        EXPECT_EQ(AuthenticateWithMicrosoftForms(cookies, kRequired, kReturn, c.server,
+                                                 MakeObject<ScriptedHost>(script).get()),
+                  c.result)
+            << ToUtf8(c.server);
+        EXPECT_EQ(cookies.empty(), c.result != S_OK);
+    }
+}
+
 TEST(FormsSignIn, AnAnswerThatComesAfterTheEndAddsNothing) {
     BrowserScript script;
     script.pages = {{u"http://portal.corp.example/", {{Fed(), RtFa()}}},

@@ -27,8 +27,20 @@ bool IsSameOrBelow(std::u16string_view host, std::u16string_view domain) {
     return below == 0 || domain.front() == u'.' || host[below - 1] == u'.';
 }
 
+bool IsSecure(ICoreWebView2Cookie* cookie) {
+    BOOL secure = FALSE;
+    return SUCCEEDED(cookie->get_IsSecure(&secure)) && secure;
+}
+
+bool IsOverTls(const std::u16string& url) {
+    std::u16string scheme;
+    Http::Session::CrackUri(url.c_str(), &scheme, nullptr, nullptr, nullptr, nullptr);
+    return scheme == u"https://";
+}
+
 }  // namespace
 
+// docs/compatibility.md: A sign-in's cookies know no port
 bool CookieMatchesUrl(const std::u16string& url, const std::u16string& domain, const std::u16string& path) {
     std::u16string host;
     std::u16string url_path;
@@ -48,6 +60,7 @@ bool FindCookie(ICoreWebView2CookieList* cookies, const char16_t* name, const st
         if (!CookieMatchesUrl(url, Get(cookie.get(), &ICoreWebView2Cookie::get_Domain),
                               Get(cookie.get(), &ICoreWebView2Cookie::get_Path)))
             continue;
+        if (IsSecure(cookie.get()) && !IsOverTls(url)) continue;
         o_value = Get(cookie.get(), &ICoreWebView2Cookie::get_Value);
         return true;
     }

@@ -10,7 +10,7 @@
 // that is no URL.
 bool CookieMatchesUrl(const std::u16string& url, const std::u16string& domain, const std::u16string& path);
 
-// The value of the first cookie of exactly this name that goes to `url`; false when there is none. The list
-// may be null.
+// The value of the first cookie of exactly this name that goes to `url`, over TLS alone if it is marked so;
+// false when there is none. The list may be null.
 bool FindCookie(ICoreWebView2CookieList* cookies, const char16_t* name, const std::u16string& url,
                 std::u16string& o_value);

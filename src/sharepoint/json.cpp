@@ -1,6 +1,7 @@
 #include "sharepoint/json.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <rapidjson/reader.h>
 
@@ -60,10 +61,14 @@ std::optional<uint64_t> LeadingDigits(std::u16string_view text) {
 
 }  // namespace
 
-// The text is parsed in place, so that strings are not copied again.
 bool Document::Parse(std::string_view bytes) {
+    return ParseText(FromUtf8(bytes));
+}
+
+// The text is parsed in place, so that strings are not copied again.
+bool Document::ParseText(std::u16string text) {
     m_document.SetNull();
-    m_text = FromUtf8(bytes);
+    m_text = std::move(text);
     rapidjson::ParseResult result;
     bool has_too_many = false;
     auto generate = [&](Builder& builder) {

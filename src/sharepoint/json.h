@@ -50,6 +50,8 @@ public:
     // Parses UTF-8; false leaves a null root and tells error number and offset (in UTF-16 units). Throws
     // Exception for an answer with too many values.
     bool Parse(std::string_view bytes);
+    // The same of text.
+    bool ParseText(std::u16string text);
 
     const Value& Root() const { return m_document; }
     rapidjson::ParseErrorCode ErrorCode() const { return m_error; }

@@ -43,8 +43,9 @@ public:
     std::string_view Bytes() const { return {m_data.get(), m_size}; }
     // Hands the bytes over to the document.
     pugi::xml_parse_result ParseInto(pugi::xml_document& document) && {
-        return document.load_buffer_inplace_own(m_data.release(), m_size, pugi::parse_default,
-                                                pugi::encoding_auto);
+        // An element holds its text itself: a node of its own for each text would double a listing.
+        return document.load_buffer_inplace_own(
+            m_data.release(), m_size, pugi::parse_default | pugi::parse_embed_pcdata, pugi::encoding_auto);
     }
 
 private:
@@ -69,10 +70,6 @@ private:
     size_t m_size = 0;
     size_t m_capacity = 0;
 };
-
-void LogBody(Log::Level level, const char* function, std::string_view body) {
-    if (Log::IsOn(level)) Log::Write(level, function, Http::BodyForLog(body));
-}
 
 // The body's beginning, for the log, in `out_beginning` when there is one.
 pugi::xml_parse_result ParseXml(pugi::xml_document& out_document, const Http::Response& response,
@@ -167,13 +164,20 @@ void ReadResponseXml(pugi::xml_document& out_document, const Http::Response& res
 
 bool ReadJson(Json::Document& out_document, const Http::Response& response) {
     TRACE_ENTRY("SharePoint2010::Utility::ReadJson");
-    const Body body(response);
-    LogBody(Log::verbose, trace_function, body.Bytes());
-    const bool parsed = out_document.Parse(body.Bytes());
+    std::u16string text;
+    std::u16string beginning;
+    {
+        // Its bytes are given back before the parser needs memory.
+        const Body body(response);
+        if (Log::IsOn(Log::error)) beginning = Http::BodyForLog(body.Bytes());
+        text = FromUtf8(body.Bytes());
+    }
+    if (Log::IsOn(Log::verbose)) Log::Write(Log::verbose, trace_function, beginning);
+    const bool parsed = out_document.ParseText(std::move(text));
     if (!parsed) {
         LOG_LINE(Log::error, u"JSON parse error %u at char %tu", out_document.ErrorCode(),
                  out_document.ErrorOffset());
-        LogBody(Log::error, trace_function, body.Bytes());
+        if (Log::IsOn(Log::error)) Log::Write(Log::error, trace_function, beginning);
     }
     TRACE_EXIT(parsed ? u"true" : u"false");
     return parsed;

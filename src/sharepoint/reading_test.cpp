@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 
 #include "base/text/encoding.h"
@@ -52,6 +53,35 @@ TEST(Preview, IsReadUpToItsLimit) {
             EXPECT_THROW(read(), Exception);
         }
     }
+}
+
+std::size_t g_allocated = 0;
+
+// Listings are the longest answers; each of their texts once took a node of its own.
+TEST(Xml, TakesMemoryInProportionToTheAnswer) {
+    constexpr std::size_t kCount = 20'000;
+    const std::string body = "<m>" + Repeat("<text>t</text>", kCount) + "</m>";
+    const LoopbackTestServer server(
+        [&](const LoopbackTestServer::Request&) { return Answer("200 OK", body); });
+    const auto response = Connect(server)->SendRequest(u"GET", u"x", nullptr, nullptr, nullptr, 0, true);
+    const auto allocate = pugi::get_memory_allocation_function();
+    const auto deallocate = pugi::get_memory_deallocation_function();
+    g_allocated = 0;
+    pugi::set_memory_management_functions(
+        [](std::size_t size) {
+            g_allocated += size;
+            return std::malloc(size);
+        },
+        std::free);
+    {
+        pugi::xml_document document;
+        SharePoint2013::Utility::ReadXml(document, response);
+        EXPECT_STREQ(document.child("m").child("text").text().get(), "t");
+    }
+    pugi::set_memory_management_functions(allocate, deallocate);
+    constexpr std::size_t kBuffers = 3 << 19;  // the body's, which grow by powers of four
+    constexpr std::size_t kElement = 80;
+    EXPECT_LT(g_allocated, kBuffers + kCount * kElement);
 }
 
 TEST(Json, RefusesWhatIsNoJson) {

@@ -32,6 +32,32 @@ TEST_F(CheckOut, OfAnEditWhoseCommandFailsIsGivenBack) {
     EXPECT_NE(m_server->CheckedOutBy(kName), "") << "it was there before";
 }
 
+// By the default preferences a save checks in and keeps, and the close then gives the check-out up.
+TEST_F(CheckOut, OfBeforeAnEditOutlivesItUnlessSomebodySaysSo) {
+    const std::string answer = "sphost.endEarlierCheckOut.question=discard";
+    const auto edit = [&](const std::string& content, const std::vector<std::string>& more) {
+        std::vector<std::string> words{"edit", Url()};
+        words.insert(words.end(), more.begin(), more.end());
+        words.insert(words.end(), {"--", "sh", "-c", "printf " + content + " > \"$0\""});
+        const ProcessResult result = m_host.Run(words);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(m_server->Document(kName), content);
+    };
+    m_server->CheckOutAs("alice", kName);
+    edit("one", {});
+    EXPECT_NE(m_server->CheckedOutBy(kName), "");
+    ASSERT_EQ(m_host.Run({"prefs", "on_close_checked_out_no_need_check_in=1"}).status, 0);
+    edit("two", {"--yes"});
+    EXPECT_NE(m_server->CheckedOutBy(kName), "");
+    EXPECT_EQ(m_host.Run({"prefs", "on_close_checked_out_no_need_check_in"}).out,
+              "on_close_checked_out_no_need_check_in=1\n");
+    ASSERT_EQ(m_host.Run({"prefs", "on_close_checked_out_no_need_check_in=0"}).status, 0);
+    edit("three", {"--answer", answer});
+    EXPECT_EQ(m_server->CheckedOutBy(kName), "");
+    edit("four", {});
+    EXPECT_EQ(m_server->CheckedOutBy(kName), "") << "the edit's own is given back";
+}
+
 TEST_F(CheckOut, ThatAFailedSaveLeavesIsTold) {
     ExpectHint(EditWithCheckOut("printf mine > \"$0\"; exit 3"));
     EXPECT_NE(m_server->CheckedOutBy(kName), "") << "what waits still needs it";

@@ -60,7 +60,7 @@ TEST_F(Faults, AStoppedServerIsReported) {
     m_server->Restart();
     EXPECT_EQ(m_host.Run(Get()).status, 0);
     EXPECT_TRUE(ReadText(Target()) == kFirst);
-    ExpectRefusal(m_host.Run({"place", "add", "http://no-such-host.invalid/sites/x", "--api", "modern",
+    ExpectRefusal(m_host.Run({"place", "add", "https://no-such-host.invalid/sites/x", "--api", "modern",
                               "--token-stdin"},
                              "token\n"),
                   "0x80072EE7", "name could not be found");

@@ -159,7 +159,8 @@ TEST_F(Refusals, AFailedConnectionEndsInTime) {
             .status,
         1);
     EXPECT_EQ(
-        m_host.Run({"place", "add", "http://name.invalid/sites/x", "--api", "modern", "--token-stdin"}, "t\n")
+        m_host
+            .Run({"place", "add", "https://name.invalid/sites/x", "--api", "modern", "--token-stdin"}, "t\n")
             .status,
         1);
 }

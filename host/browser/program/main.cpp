@@ -58,6 +58,9 @@ public:
         m_window->on_resized = [this](int width, int height) {
             Send({{"event", "resized"}, {"width", width}, {"height", height}});
         };
+        m_window->on_refused = [this](const QUrl& url) {
+            Send({{"event", "refused"}, {"url", url.toString(QUrl::FullyEncoded)}});
+        };
         m_window->on_closed = [this] { Send({{"event", "closed"}}); };
         m_later.setSingleShot(true);
         m_later.setInterval(100);

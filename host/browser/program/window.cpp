@@ -39,6 +39,16 @@ void AnswerProxy(const QUrl& url, QAuthenticator* answer, const QString&) {
 
 }  // namespace
 
+// A page can lead anywhere: to files of this machine, and to programs that a scheme starts.
+bool Page::acceptNavigationRequest(const QUrl& url, NavigationType, bool is_main_frame) {
+    const QString scheme = url.scheme();
+    const bool is_web = scheme == "http" || scheme == "https" || url == QUrl("about:blank");
+    const bool is_of_page = !is_main_frame && (scheme == "about" || scheme == "data" || scheme == "blob");
+    if (is_web || is_of_page) return true;
+    if (on_refused) on_refused(url);
+    return false;
+}
+
 void Page::javaScriptAlert(const QUrl& origin, const QString& text) {
     if (script_dialogs) QWebEnginePage::javaScriptAlert(origin, text);
 }
@@ -54,6 +64,11 @@ bool Page::javaScriptPrompt(const QUrl& origin, const QString& text, const QStri
 
 Window::Window(QWebEngineProfile& profile) : m_page(new Page(&profile, this)) {
     setPage(m_page);
+    // The page is asked about these, too, and refuses them with a word.
+    m_page->settings()->setUnknownUrlSchemePolicy(QWebEngineSettings::AllowAllUnknownUrlSchemes);
+    m_page->on_refused = [this](const QUrl& url) {
+        if (on_refused) on_refused(url);
+    };
     connect(m_page, &QWebEnginePage::loadFinished, this, [this](bool success) {
         if (success) TryFill();
         // It may be replaced by another.

@@ -19,8 +19,10 @@ class Page final : public QWebEnginePage {
 public:
     using QWebEnginePage::QWebEnginePage;
     bool script_dialogs = true;
+    std::function<void(const QUrl& url)> on_refused;
 
 protected:
+    bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool is_main_frame) override;
     // A page's messages may hold secrets, so they are not logged.
     void javaScriptConsoleMessage(JavaScriptConsoleMessageLevel, const QString&, int,
                                   const QString&) override {}
@@ -46,6 +48,7 @@ public:
     std::function<void(const QUrl& url, bool success)> on_navigated;
     std::function<void(int width, int height)> on_resized;
     std::function<void()> on_closed;
+    std::function<void(const QUrl& url)> on_refused;  // a page that is no http or https address
 
 protected:
     void closeEvent(QCloseEvent* event) override;

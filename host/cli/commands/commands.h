@@ -1,6 +1,7 @@
 // Every command of sphost by its name. The command's worker thread.
 #pragma once
 
+#include "host/cache/upkeep.h"
 #include "host/cli/run/run.h"
 
 namespace cli {
@@ -26,6 +27,7 @@ void Copy(Run& run);
 void Rename(Run& run);
 void Preferences(Run& run);
 void Recover(Run& run);
+void Cache(Run& run);
 
 // The credentials of --user and --password-stdin. `place add` stores them in its new account instead.
 std::optional<host::Credentials> GivenCredentials(const Options& options);
@@ -44,6 +46,9 @@ void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, Com
 
 // Removes the empty document that a failed save has made, unless somebody has filled it since.
 void RemovePlaceholder(Run& run, const std::u16string& url, const std::string& what);
+
+// Which local copy stays although it should go, and until when.
+std::string WhyItStays(const host::LocalCopy& copy);
 
 // The answer to the check-in prompt from --type, --check-in and --comment.
 host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option, const char* button);

@@ -16,6 +16,7 @@
 
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
+#include "host/cli/run/preferences.h"
 #include "host/cli/run/url_argument.h"
 
 namespace cli {
@@ -89,6 +90,8 @@ int RunProgram(Run& run, const std::vector<std::string>& words, int lock, const 
     const pid_t child = fork();
     if (child == 0) {
         for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
+        // Libraries open some that a program would inherit.
+        close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
         fcntl(lock, F_SETFD, 0);
         execvp(arguments[0], arguments.data());
         const int error = errno;
@@ -215,6 +218,26 @@ struct Editing {
     throw error;
 }
 
+// A check-out that was there before the edit is not the edit's to give up, which the preferences may do at
+// the close: that takes the person's word.
+void KeepEarlierCheckOut(Run& run, const Editing& editing) {
+    constexpr const char* kPreference = "on_close_checked_out_no_need_check_in";
+    constexpr LONG kAsk = 1;
+    constexpr LONG kKeep = 8;
+    const Options& options = run.options();
+    const LONG chosen = FindPreference(ReadPreferences(run.file_system()), kPreference).value.lVal;
+    const bool presses_default = (chosen & kAsk) && options.Has("yes");
+    if (!presses_default && (chosen & (kAsk | kKeep))) return;
+    const std::string text =
+        host::PlainLine(options.arguments[0]) +
+        " was checked out to you before. If nothing is left to check in when it is closed, give "
+        "the check-out up?";
+    if (run.Agrees({u"sphost.endEarlierCheckOut.question", text, u"discard", u"keep", false}, editing.what))
+        return;
+    run.host().ChangeSettingsForThisRun(
+        [&] { SetPreference(run.file_system(), kPreference, std::to_string(kKeep)); });
+}
+
 // Throws when there is nothing to save or close: the command has failed, or somebody has cancelled.
 void CheckOutcome(Run& run, const Editing& editing, const Outcome& outcome) {
     if (outcome.status != 0) {
@@ -239,6 +262,7 @@ void Save(Run& run, const Editing& editing, host::Document& document) {
         MarkChanged(run, editing.file, local, editing.saving);
         run.Check(editing.file->Flush(run.details(), run.cancel()), editing.saving);
         document.SetModified(false);
+        if (editing.was_checked_out) KeepEarlierCheckOut(run, editing);
         FinishSave(run, editing.file, editing.what);
     } catch (CommandError& error) {
         AddCheckOutHint(run, editing.file, run.options().arguments[0], error);

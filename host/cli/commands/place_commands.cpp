@@ -87,9 +87,10 @@ void Detect(Run& run) {
 // Stores the options of this server's sign-in, if there are any.
 void KeepSignInOverride(Run& run, const std::u16string& url) {
     const Options& options = run.options();
-    const host::OAuthOverride value{
-        options.Value("authority").value_or(""), options.Value("client-id").value_or(""),
-        options.Value("sign-in").value_or(""), options.Value("redirect").value_or("")};
+    const host::OAuthOverride value{options.Value("authority").value_or(""),
+                                    options.Value("client-id").value_or(""),
+                                    options.Value("sign-in").value_or(""),
+                                    options.Value("redirect").value_or(""), options.Has("insecure-http")};
     if (!value.flow.empty() && value.flow != "code" && value.flow != "device")
         throw UsageError("--sign-in takes code or device, not '" + value.flow + "'");
     try {
@@ -98,7 +99,7 @@ void KeepSignInOverride(Run& run, const std::u16string& url) {
         throw UsageError(failure.what());
     }
     const bool any = options.Has("authority") || options.Has("client-id") || options.Has("sign-in") ||
-                     options.Has("redirect");
+                     options.Has("redirect") || options.Has("insecure-http");
     if (any) run.host().oauth().SetOverride(host::ToUtf8(url), value);
 }
 
@@ -110,6 +111,7 @@ void PlaceAdd(Run& run) {
     RefuseKnownSite(run, url, what);
     KeepSignInOverride(run, url);
     host::StoredAccount account = host::Accounts::Make(run.file_system(), details);
+    run.RequirePrivatePlace(account, what);
     ComPtr<TMK::IAFS_Name> root;
     run.Check(run.host().Bind(account.account.get(), run.cancel(), root), what);
     const std::u16string site = run.UrlOf(root.get());
@@ -142,6 +144,13 @@ void PlaceList(Run& run) {
     if (run.options().Has("json")) run.Out(json.Take());
 }
 
+// The local copies of a place that its documents no longer need; those that hold something unsent stay.
+void DropCopiesOf(Run& run, const std::string& site) {
+    const auto dropped = host::DropCopies(*run.host().cache(),
+                                          [&](const host::LocalCopy& copy) { return copy.account == site; });
+    for (const host::LocalCopy& copy : dropped.kept) run.Say(WhyItStays(copy));
+}
+
 void PlaceRemove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     const auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
@@ -154,6 +163,7 @@ void PlaceRemove(Run& run) {
     }
     run.host().accounts().Remove(account);
     run.host().oauth().Forget(site, UserOf(account));
+    DropCopiesOf(run, site);
     run.Say("removed " + EscapeUrl(host::ToUtf16(site)));
 }
 
@@ -169,6 +179,7 @@ void SignOut(Run& run) {
     run.host().oauth().Forget(host::ToUtf8(site), user);
     host::Accounts::DropSignIn(run.file_system(), account);
     run.host().accounts().Save(account);
+    DropCopiesOf(run, host::ToUtf8(site));
     if (result != E_NOTIMPL) run.Check(result, what);
     run.Say("signed out of " + EscapeUrl(site));
 }

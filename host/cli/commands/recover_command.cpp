@@ -32,30 +32,42 @@ const char* NameOf(Server server) {
     return kServerNames[static_cast<std::size_t>(server)];
 }
 
-std::string TimeText(std::int64_t seconds) {
-    constexpr std::uint64_t kEpoch = 11644473600;
-    return seconds > 0 ? host::FormatFileTime((static_cast<std::uint64_t>(seconds) + kEpoch) * 10000000) : "";
-}
+struct Comparison {
+    Server server;
+    bool is_same_size = false;  // as what waits
+};
 
-Server Compare(Run& run, const UnsentDocument& document, const std::string& what) {
+Comparison Compare(Run& run, const UnsentDocument& document, const std::string& what) {
     const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
     const auto info = run.FindInfo(name.get(), what);
-    if (!info || IsFolder(info.get())) return Server::gone;
+    if (!info || IsFolder(info.get())) return {Server::gone};
     ULONGLONG time = 0;
+    ULONGLONG size = 0;
     run.Check(info->get_LastWriteTime(&time), what);
+    const bool is_same_size = SUCCEEDED(info->get_Size(&size)) && size == document.size;
     // Without a known base the server's version may be newer.
-    if (document.entry.base_time == 0) return Server::newer;
-    return time > document.entry.base_time ? Server::newer : Server::same;
+    const bool is_newer = document.entry.base_time == 0 || time > document.entry.base_time;
+    return {is_newer ? Server::newer : Server::same, is_same_size};
 }
 
 // Listing works without the server, whose state is then unknown.
-Server TryCompare(Run& run, const UnsentDocument& document) {
-    if (document.state == State::aside) return Server::unknown;
+Comparison TryCompare(Run& run, const UnsentDocument& document) {
+    if (document.state == State::aside) return {Server::unknown};
     try {
         return Compare(run, document, "recover");
     } catch (const CommandError&) {
-        return Server::unknown;
+        return {Server::unknown};
     }
+}
+
+// What the server's version means for what waits; empty when there is nothing to say.
+std::string MeaningOf(const UnsentDocument& document, const Comparison& found) {
+    if (found.server == Server::gone) return ", no longer on the server";
+    if (found.server != Server::newer) return {};
+    if (document.state != State::unsent) return ", the server has a newer version";
+    return found.is_same_size
+               ? ", the server has a newer version of the same size, which may be this one: --send compares"
+               : ", the server has a newer version, which is another: --send asks before it is replaced";
 }
 
 std::vector<UnsentDocument> Wanted(Run& run) {
@@ -74,18 +86,21 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
     JsonText json;
     json.StartArray();
     for (const UnsentDocument& document : documents) {
-        const Server server = TryCompare(run, document);
+        const Comparison found = TryCompare(run, document);
         const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
-        const std::string since = TimeText(document.entry.since);
+        const std::string since = host::FormatUnixTime(document.entry.since);
         json.StartObject().Key("url").String(url).Key("state").String(NameOf(document.state));
         json.Key("size").Number(static_cast<std::int64_t>(document.size)).Key("since").Text(since);
-        json.Key("path").String(document.path.string()).Key("server").String(NameOf(server)).EndObject();
+        json.Key("path")
+            .String(document.path.string())
+            .Key("server")
+            .String(NameOf(found.server))
+            .EndObject();
         std::string line =
             url + "  " + NameOf(document.state) + ", " + std::to_string(document.size) + " bytes";
         if (!since.empty()) line += ", since " + since;
         if (document.state == State::aside) line += ", kept as " + document.path.string();
-        if (server == Server::newer) line += ", the server has a newer version";
-        if (server == Server::gone) line += ", no longer on the server";
+        line += MeaningOf(document, found);
         run.Say(line);
     }
     json.EndArray();
@@ -171,7 +186,7 @@ void Send(Run& run, const UnsentDocument& document) {
     const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
     const std::string what = "recover " + url;
     RequireSendable(run, document, what);
-    const Server server = Compare(run, document, what);
+    const Server server = Compare(run, document, what).server;
     if (server == Server::newer && IsOnServer(run, document, what)) {
         run.host().cache()->Drop(document.entry.url);
         run.Say("on the server already: " + url);

@@ -26,6 +26,7 @@ void OpenInBrowser(const std::string& url) {
     posix_spawn_file_actions_init(&actions);
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     pid_t child = 0;
     posix_spawnp(&child, program.c_str(), &actions, host::SpawnAttributes().get(), words.data(), environ);
     posix_spawn_file_actions_destroy(&actions);

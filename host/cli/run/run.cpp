@@ -31,6 +31,9 @@ void Run::Fail(HRESULT code, const std::string& what, const std::string& message
 HRESULT Run::Check(HRESULT result, const std::string& what) {
     const std::string noted = m_host.TakeMessage();
     if (SUCCEEDED(result)) {
+        // What a person should know of a success.
+        if (const std::string told = m_details->Text(); !told.empty())
+            m_host.front_end().Warn(what + ": " + told);
         m_details->Clear();
         return result;
     }
@@ -73,6 +76,7 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
     for (const auto& site : m_sites) {
         if (site->account.id == account.id) return *site;
     }
+    RequirePrivatePlace(account, what);
     // If the server asks for a token, it has refused the stored one.
     if (const auto token = m_host.DecryptForPlugin(host::Accounts::StoredTokenOf(account))) {
         m_host.oauth().NoteInUse(host::ToUtf8(host::Accounts::UrlOf(account.account.get())),
@@ -83,6 +87,15 @@ Site& Run::SiteFor(const std::u16string& url, const std::string& what) {
     Check(m_host.Bind(site->account.account.get(), cancel(), site->root), what);
     m_sites.push_back(std::move(site));
     return *m_sites.back();
+}
+
+void Run::RequirePrivatePlace(const host::StoredAccount& account, const std::string& what) {
+    if (!host::Accounts::IsModern(account)) return;
+    try {
+        m_host.oauth().RequirePrivatePlace(host::ToUtf8(host::Accounts::UrlOf(account.account.get())));
+    } catch (const host::Failure& failure) {
+        Fail(failure.code(), what, failure.what());
+    }
 }
 
 void Run::SaveAccounts() {

@@ -48,7 +48,8 @@ public:
     TMK::ITMK_ErrorDetails* details() { return m_details.get(); }
     TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
 
-    // Returns a success; throws a CommandError with the best known message for a failure.
+    // Returns a success, after warning of what the plug-in says about it; throws a CommandError with the best
+    // known message for a failure.
     HRESULT Check(HRESULT result, const std::string& what);
     [[noreturn]] void Fail(HRESULT code, const std::string& what, const std::string& message);
 
@@ -60,6 +61,8 @@ public:
     std::vector<host::StoredAccount> Accounts() { return m_host.accounts().Load(file_system()); }
     // The account that a URL belongs to; a CommandError when there is none.
     host::StoredAccount AccountFor(const std::u16string& url, const std::string& what);
+    // A CommandError for a place of access tokens over plain http that nobody has agreed to.
+    void RequirePrivatePlace(const host::StoredAccount& account, const std::string& what);
     // Binds to the site of a URL, once for each account.
     Site& SiteFor(const std::u16string& url, const std::string& what);
     // A new name, without anything known from the server.

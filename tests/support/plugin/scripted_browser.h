@@ -19,6 +19,7 @@ struct ScriptedCookie {
     std::u16string value;
     std::u16string domain;
     std::u16string path = u"/";
+    bool secure = false;
 };
 
 struct ScriptedPage {
@@ -73,6 +74,10 @@ public:
     HRESULT get_Value(LPWSTR* out) override { return GiveText(m_cookie.value, out); }
     HRESULT get_Domain(LPWSTR* out) override { return GiveText(m_cookie.domain, out); }
     HRESULT get_Path(LPWSTR* out) override { return GiveText(m_cookie.path, out); }
+    HRESULT get_IsSecure(BOOL* out) override {
+        *out = m_cookie.secure;
+        return S_OK;
+    }
 
 private:
     ScriptedCookie m_cookie;

@@ -43,6 +43,7 @@ struct ICoreWebView2Cookie : IUnknown {
     virtual HRESULT get_Value(LPWSTR* out_value) = 0;
     virtual HRESULT get_Domain(LPWSTR* out_domain) = 0;
     virtual HRESULT get_Path(LPWSTR* out_path) = 0;
+    virtual HRESULT get_IsSecure(BOOL* out_secure) = 0;  // it goes over TLS alone
 };
 
 struct ICoreWebView2CookieList : IUnknown {
