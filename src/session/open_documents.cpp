@@ -32,6 +32,17 @@ void OpenDocument::SetCopy(const void* cache_entry, const std::shared_ptr<LocalC
     m_copies[cache_entry] = copy;
 }
 
+std::shared_ptr<OpenDocuments> OpenDocuments::OfWeb(const std::u16string& web_url) {
+    static std::mutex webs_lock;
+    static std::map<std::u16string, std::weak_ptr<OpenDocuments>> webs;
+    const std::lock_guard lock(webs_lock);
+    std::erase_if(webs, [](const auto& entry) { return entry.second.expired(); });
+    std::weak_ptr<OpenDocuments>& known = webs[web_url];
+    std::shared_ptr<OpenDocuments> documents = known.lock();
+    if (!documents) known = documents = std::make_shared<OpenDocuments>();
+    return documents;
+}
+
 std::shared_ptr<OpenDocument> OpenDocuments::Get(const std::u16string& url) {
     const std::lock_guard lock(m_lock);
     std::erase_if(m_documents, [&](const auto& entry) {

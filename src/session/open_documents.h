@@ -1,5 +1,5 @@
 // What the handles on one document share in this process: whether it waits for a check-in, and which of the
-// server's versions the bytes of its local copies are of. Owned by the session; any thread.
+// server's versions the bytes of its local copies are of. Shared by the sessions on a site; any thread.
 #pragma once
 
 #include <atomic>
@@ -58,6 +58,9 @@ private:
 
 class OpenDocuments {
 public:
+    // What all sessions on the web at this URL share, as long as one of them lives.
+    static std::shared_ptr<OpenDocuments> OfWeb(const std::u16string& web_url);
+
     // The document at a URL. It is remembered while somebody holds it or it waits for a check-in.
     std::shared_ptr<OpenDocument> Get(const std::u16string& url);
 

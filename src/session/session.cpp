@@ -94,6 +94,7 @@ std::shared_ptr<Session> Session::Create(AccountData& io_account_data, PluginCon
     self->Connect(io_account_data, plugin, credentials);
     self->SetSignInCallbacks(io_account_data, plugin, credentials);
     self->CreateWeb(io_account_data);
+    self->m_open_documents = OpenDocuments::OfWeb(self->GetWebUrl());
     try {
         Settings::Node node;
         if (SUCCEEDED(GetSettings(plugin, self->m_http->GetUri(), true, node)) && node) {

@@ -40,7 +40,7 @@ public:
     std::u16string GetPath() const;
     // The URL of the web.
     std::u16string GetWebUrl() const;
-    OpenDocuments& GetOpenDocuments() { return m_open_documents; }
+    OpenDocuments& GetOpenDocuments() { return *m_open_documents; }
 
     // Makes the system forget the user. Throws ApiException when the stored cookies can't be cleared.
     void SignOut();
@@ -60,5 +60,5 @@ private:
     ComPtr<TMK::IAFS_FilesCache> m_files_cache;
     std::shared_ptr<Http::Session> m_http;
     std::shared_ptr<SharePoint::Object> m_web;
-    OpenDocuments m_open_documents;
+    std::shared_ptr<OpenDocuments> m_open_documents;
 };

@@ -179,6 +179,21 @@ TEST_P(SharedNeed, ASaveByAnyHandleWaitsForACheckInByAll) {
     EXPECT_EQ(AskedOnClose(editor, second.get()), kDiscard);
 }
 
+TEST_P(SharedNeed, ASaveThroughAnotherSessionOnTheSiteCounts) {
+    Editor editor(m_server, "alice", kAsk);
+    const auto writer = editor.Open(kName, kWrite).file;
+    ComPtr<TMK::IAFS_Name> other_root;
+    ASSERT_EQ(editor.host().Bind(editor.account(), nullptr, other_root), S_OK);
+    ComPtr<TMK::IAFS_Name> name;
+    ASSERT_EQ(editor.file_system()->StringToName(editor.Url(kName).c_str(), 0, other_root.get(), name.put()),
+              S_OK);
+    ComPtr<TMK::IAFS_File> reader;
+    ASSERT_EQ(editor.file_system()->OpenFile(name.get(), kRead, nullptr, nullptr, reader.put()), S_OK);
+    EXPECT_EQ(AskedOnClose(editor, reader.get()), kDiscard);
+    ASSERT_EQ(Send(writer.get(), "second"), S_OK);
+    EXPECT_EQ(AskedOnClose(editor, reader.get()), kCheckIn);
+}
+
 TEST_P(SharedNeed, ASaveByBindFlushOrACloneCounts) {
     for (const bool by_clone : {false, true}) {
         Editor editor(m_server, "alice", kAsk);
