@@ -4,9 +4,9 @@
 
 #include "host/base/failure.h"
 #include "host/core/aux_extension.h"
-#include "host/core/images.h"
 #include "host/core/instance.h"
 #include "host/core/user_interface.h"
+#include "host/workbench/images.h"
 
 namespace host {
 

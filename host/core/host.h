@@ -8,8 +8,6 @@
 #include <string>
 
 #include "host/cache/cache_store.h"
-#include "host/core/documents.h"
-#include "host/core/events.h"
 #include "host/core/file_systems.h"
 #include "host/core/front_end.h"
 #include "host/core/plugin_services.h"
@@ -21,6 +19,8 @@
 #include "host/prompts/catalogue.h"
 #include "host/prompts/prompt_desk.h"
 #include "host/signin/oauth.h"
+#include "host/workbench/documents.h"
+#include "host/workbench/events.h"
 #include "hostapi/itmk.h"
 
 namespace host {

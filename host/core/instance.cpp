@@ -6,13 +6,13 @@
 #include "host/base/give.h"
 #include "host/browser/web_view.h"
 #include "host/core/aux_extension.h"
-#include "host/core/documents.h"
-#include "host/core/events.h"
 #include "host/core/front_end.h"
-#include "host/core/images.h"
 #include "host/core/plugin_settings.h"
 #include "host/profile/settings_tree.h"
 #include "host/prompts/task_dialog.h"
+#include "host/workbench/documents.h"
+#include "host/workbench/events.h"
+#include "host/workbench/images.h"
 
 namespace host {
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "host/base/give.h"
-#include "host/core/images.h"
+#include "host/workbench/images.h"
 
 namespace host {
 

@@ -1,4 +1,4 @@
-#include "host/core/images.h"
+#include "host/workbench/images.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "host/core/documents.h"
+#include "host/workbench/documents.h"
 
 #include <algorithm>
 
