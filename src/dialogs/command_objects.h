@@ -27,13 +27,13 @@ using CommandState = std::function<bool(DWORD id)>;  // whether it can be used n
 // What is empty, null or 0 is left to the host.
 struct CommandParameter {
     std::u16string id;  // empty: a separator in a bar
-    std::u16string title;
-    std::u16string tip;
+    std::u16string title = {};
+    std::u16string tip = {};
     const char16_t* icon_theme = nullptr;
-    std::vector<BYTE> icon;  // a PNG
+    std::vector<BYTE> icon = {};  // a PNG
     DWORD style = 0;
-    CommandAction action;
-    CommandState state;
+    CommandAction action = nullptr;
+    CommandState state = nullptr;
 };
 using CommandParameters = std::vector<CommandParameter>;
 
