@@ -41,6 +41,11 @@ Workbench::Workbench(const Catalogue& catalogue, RunAfter run_after)
       m_manager(Make<CommandManager>(m_around)),
       m_theme(Make<Theme>()) {}
 
+// A document may outlive the workbench.
+Workbench::~Workbench() {
+    for (const auto& view : m_views) LetGo(view->document());
+}
+
 MainView& Workbench::MakeView(Layout layout) {
     const ComPtr<Ribbon> ribbon = layout == Layout::ribbon ? Make<Ribbon>() : nullptr;
     m_view = Make<MainView>(m_atoms.Of(u"mainView"), ribbon);
@@ -105,6 +110,10 @@ void Workbench::Close(DocumentView& view) {
     if (m_active.get() == &view) Activate(nullptr);
     std::erase(m_views, alive);
     m_documents.Remove(&document);
+    LetGo(document);
+}
+
+void Workbench::LetGo(Document& document) {
     document.core().SetChanged({});
     document.SetInfoBar(nullptr);
 }

@@ -17,6 +17,7 @@ public:
     enum class Layout { ribbon, menus };
 
     Workbench(const Catalogue& catalogue, RunAfter run_after);
+    ~Workbench();
     Workbench(const Workbench&) = delete;
     Workbench& operator=(const Workbench&) = delete;
 
@@ -58,6 +59,7 @@ public:
     void ForgetPlugIns();
 
 private:
+    static void LetGo(Document& document);
     void MakeRibbon(Ribbon& ribbon);
     void MakeMenus(MainView& view);
     void Raise(const char16_t* event, IUnknown* source);

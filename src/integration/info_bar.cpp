@@ -102,7 +102,7 @@ HRESULT EventsHandler::SetDocumentEditState(TMK::ITMK_Document* i_document, Edit
     HOST_BOUNDARY(nullptr)
 }
 
-// docs/compatibility.md: Two preferences' bits for the bar play no part
+// docs/compatibility.md: No preference hides the information bar
 bool EventsHandler::DetectAllowEditing(File& file) const {
     TRACE_NAME("EventsHandler::SetDocumentEditState");
     const Preferences preferences = m_plugin->m_preferences_manager.Get();
