@@ -131,7 +131,7 @@ HRESULT EventsHandler::GetDocumentEditState(TMK::ITMK_Document* i_document, bool
     CHECK_RETURN(i_document != nullptr, E_FAIL);
     document_objects objects;
     CHECK_RESULT(GetDocumentObjects(m_plugin, i_document, objects));
-    CHECK_RETURN(objects.core_document != nullptr, E_FAIL);
+    CHECK_RETURN(objects.core_document != nullptr, S_FALSE);
     DWORD restricted = 0;
     CHECK_RESULT(objects.core_document->GetPermissions(TMK::TMK_PermissionSource_Restricted,
                                                        TMK::TMK_PermissionKind_Mask, &restricted));
