@@ -146,12 +146,11 @@ TEST_F(WorkbenchTest, ACommandSaysWhatPeopleRead) {
 }
 
 TEST_F(WorkbenchTest, TheMostImportantSpanComesFirst) {
-    for (const DWORD id : {1, 2, 3})
-        m_workbench->info_bar_types().Register(id, {.name = u"span",
-                                                    .title = {},
-                                                    .description = {},
-                                                    .priority = id == 2 ? DWORD{100} : DWORD{50},
-                                                    .icon = nullptr});
+    for (const DWORD id : {1, 2, 3}) {
+        InfoBarType type;
+        type.priority = id == 2 ? 100 : 50;
+        m_workbench->info_bar_types().Register(id, type);
+    }
     const auto document = Make<Document>(nullptr);
     const auto view = m_workbench->Open(document);
     ComPtr<TMK::IUIX_InfoBarSpan> span;

@@ -100,9 +100,10 @@ TEST_F(InsideEditor, AnswersAHostsMistakes) {
         {u"e.customizePropDialog", sheets.get(), S_OK},    {u"e.customizePropDialog", command.get(), E_FAIL},
         {u"e.beginPropDialog", command.get(), S_OK},       {u"e.somethingElse", command.get(), S_OK},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(Events()->OnEvent(Atom(row.event), nullptr, row.source), row.result)
             << host::ToUtf8(row.event) << (row.source ? "" : " without a source");
+    }
     EXPECT_EQ(sheets->pages, 0);
     LONG state = 77;
     EXPECT_EQ(handler->OnGetItemState(nullptr, nullptr, &state), E_INVALIDARG);
@@ -149,9 +150,9 @@ TEST_F(InsideEditor, ABurstOfChangesEndsInOneRefreshOfEachDocument) {
     for (const char* line :
          {"UpdateCmdItems(check_out)=(HRESULT)0", "UpdateCmdItems(check_in)=(HRESULT)0",
           "UpdateCmdItems(discard)=(HRESULT)0", "UpdateCmdItems(enable_editing)=(HRESULT)0",
-          "auto-detecting edit state from checkout_state=0, can_edit=1, "
-          "disable_editing_on_not_checked_out=1, "
-          "disable_editing_on_checked_out_to_other=1, disable_editing_on_no_write_permissions=1",
+          "auto-detecting edit state from checkout_state=0, can_edit=1, ",
+          "disable_editing_on_not_checked_out=1, ", "disable_editing_on_checked_out_to_other=1, ",
+          "disable_editing_on_no_write_permissions=1",
           "file has write permissions, not checked out, editing UI disabled"}) {
         const auto found = log.find(line, at);
         EXPECT_NE(found, std::string::npos) << line;
@@ -161,10 +162,11 @@ TEST_F(InsideEditor, ABurstOfChangesEndsInOneRefreshOfEachDocument) {
     const DWORD started = m_timers->started;
     m_inside.host().main_thread().RunWorker([&] {
         std::vector<std::thread> threads;
-        for (int number = 0; number < 4; ++number)
+        for (int number = 0; number < 4; ++number) {
             threads.emplace_back([&] {
                 for (int i = 0; i < 250; ++i) m_plugin->OnFileStateChanged(files[i % 2].get());
             });
+        }
         for (std::thread& thread : threads) thread.join();
     });
     EXPECT_EQ(m_timers->started, started + 1) << "one timer for all";
