@@ -201,7 +201,7 @@ class Server:
             connection.close()
 
     def set_faults(self, rules):
-        status, _, body = self.admin("POST", "faults", json.dumps(rules))
+        status, _, body = self.admin("POST", "faults", json.dumps(rules, ensure_ascii=False).encode("utf-8", "replace"))
         if status != 200:
             raise RuntimeError(f"refused faults: {body}")
 

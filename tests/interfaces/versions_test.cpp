@@ -149,6 +149,24 @@ TEST_P(Versions, AnUploadThatWasNotTakenIsNoticedAtTheSameSize) {
     EXPECT_EQ(Send(file.get(), "first", editor.details()), S_OK) << editor.TakeMessage();
 }
 
+// A page of anybody's in place of an answer, and nothing to be seen of the document from some moment on.
+TEST_P(Versions, ASaveThatTheServerNeverTookFailsWhateverCanBeSeenOfIt) {
+    const std::string look = m_server.IsModern() ? "GET" : "PROPFIND";
+    for (int first = 1; first <= 6; ++first) {
+        Editor editor(m_server, "alice");
+        const auto file = editor.Open(kName, kWrite).file;
+        ASSERT_TRUE(file);
+        m_server.SetFaults(
+            R"([{"match": {"method": "PUT", "times": 0}, "fault": {"kind": "status", "status": 200}},
+                               {"match": {"method": ")" +
+            look + R"(", "nth": )" + std::to_string(first) +
+            R"(, "times": 0}, "fault": {"kind": "status", "status": 200}}])");
+        EXPECT_TRUE(FAILED(Send(file.get(), "other", editor.details()))) << first;
+        m_server.ClearFaults();
+        EXPECT_EQ(m_server.Look(kName).bytes, "first");
+    }
+}
+
 class SharedNeed : public Versions {
 protected:
     // What the close of a handle that sent nothing itself asks about.

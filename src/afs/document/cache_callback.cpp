@@ -10,6 +10,9 @@ constexpr LONGLONG kSmallUpload = 1024 * 1024;  // bytes that may be read back a
 
 constexpr char16_t kNotTaken[] =
     u"The server answered the upload but still has the version from before. Please save again.";
+constexpr char16_t kNotKnown[] =
+    u"The server does not tell whether it has the document that was sent. Your version is kept; please save "
+    u"again.";
 constexpr char16_t kOthersVersion[] =
     u"The document was sent, but the server does not show the version that was sent: somebody else may have "
     u"saved the document meanwhile. The next save asks before it replaces that version.";
@@ -138,6 +141,8 @@ bool CacheCallback::CheckServerTookUpload(const Http::Response& answer) {
     }
     if (!object) {
         document->m_need_checkin = true;
+        // Only a server that keeps documents gives a version its tag; a page of anybody's does not.
+        CHECK_THROW_TEXT(!answer.GetHeaders(u"ETag").empty(), u"is_version_told", Exception, kNotKnown);
         return true;
     }
     const bool is_own = IsOwnVersion(answer, *object);
