@@ -2,7 +2,7 @@
 // The command's worker thread.
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 
@@ -25,7 +25,7 @@ std::string UserOf(const host::StoredAccount& account) {
 void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& what) {
     for (const auto& account : run.Accounts()) {
         if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) {
-            run.Fail(kExists, what, "this site is a place already: " + EscapeUrl(url));
+            run.Fail(kExists, what, "this site is a place already: " + host::EscapeUrl(url));
         }
     }
 }
@@ -105,7 +105,7 @@ void KeepSignInOverride(Run& run, const std::u16string& url) {
 void PlaceAdd(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
-    const std::u16string url = ParseUrl(options.arguments[0]);
+    const std::u16string url = host::ParseUrl(options.arguments[0]);
     const host::AccountDetails details = ReadDetails(run, url, what);
     RefuseKnownSite(run, url, what);
     KeepSignInOverride(run, url);
@@ -122,17 +122,17 @@ void PlaceAdd(Run& run) {
     }
     if (options.Has("json")) {
         JsonText json;
-        json.StartObject().Key("url").String(EscapeUrl(site)).EndObject();
+        json.StartObject().Key("url").String(host::EscapeUrl(site)).EndObject();
         run.Out(json.Take());
     }
-    run.Say("added " + EscapeUrl(site));
+    run.Say("added " + host::EscapeUrl(site));
 }
 
 void PlaceList(Run& run) {
     JsonText json;
     json.StartArray();
     for (const auto& account : run.Accounts()) {
-        const std::string url = EscapeUrl(host::Accounts::UrlOf(account.account.get()));
+        const std::string url = host::EscapeUrl(host::Accounts::UrlOf(account.account.get()));
         const std::string name = UserOf(account);
         json.StartObject().Key("url").String(url).Key("user").Text(name);
         json.Key("api").String(host::Accounts::IsModern(account) ? "modern" : "compatible").EndObject();
@@ -144,7 +144,7 @@ void PlaceList(Run& run) {
 
 void PlaceRemove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
+    const auto account = PlaceAt(run, host::ParseUrl(run.options().arguments[0]), what);
     const std::string site = host::ToUtf8(host::Accounts::UrlOf(account.account.get()));
     for (const auto& document : run.host().cache()->Unsent()) {
         if (document.entry.account == site && !run.options().Has("yes")) {
@@ -154,12 +154,12 @@ void PlaceRemove(Run& run) {
     }
     run.host().accounts().Remove(account);
     run.host().oauth().Forget(site, UserOf(account));
-    run.Say("removed " + EscapeUrl(host::ToUtf16(site)));
+    run.Say("removed " + host::EscapeUrl(host::ToUtf16(site)));
 }
 
 void SignOut(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
+    auto account = PlaceAt(run, host::ParseUrl(run.options().arguments[0]), what);
     const std::u16string site = host::Accounts::UrlOf(account.account.get());
     const std::string user = UserOf(account);
     const Variant holder(static_cast<IUnknown*>(account.account.get()));
@@ -170,7 +170,7 @@ void SignOut(Run& run) {
     host::Accounts::DropSignIn(run.file_system(), account);
     run.host().accounts().Save(account);
     if (result != E_NOTIMPL) run.Check(result, what);
-    run.Say("signed out of " + EscapeUrl(site));
+    run.Say("signed out of " + host::EscapeUrl(site));
 }
 
 }  // namespace cli
