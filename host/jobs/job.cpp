@@ -103,6 +103,9 @@ Site& Job::SiteFor(const std::u16string& url, const std::string& what) {
 }
 
 void Job::SaveAccounts() {
+    // A job that is binding now stores all of them when it ends.
+    const std::unique_lock binding(m_sites->binding(), std::try_to_lock);
+    if (!binding) return;
     for (const auto& site : m_sites->All()) {
         try {
             m_host.accounts().Save(site->account);
@@ -171,12 +174,15 @@ std::u16string Job::UrlOf(TMK::IAFS_Name* name) {
     return std::u16string(url.view());
 }
 
-HRESULT Job::ReadThrough(TMK::IAFS_File* file) {
+HRESULT Job::ReadThrough(TMK::IAFS_File* file, ProgressDisplay* progress) {
     const auto block = std::make_unique<char[]>(kBlock);
+    std::uint64_t position = 0;
     LONGLONG got = 0;
     do {
         const HRESULT result = file->Read(block.get(), kBlock, &got, details(), cancel());
         if (FAILED(result)) return result;
+        position += static_cast<std::uint64_t>(got);
+        if (progress) progress->Show(position);
     } while (got > 0);
     return S_OK;
 }

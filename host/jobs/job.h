@@ -80,8 +80,8 @@ public:
     // Stores the accounts as binding has changed them.
     void SaveAccounts();
 
-    // Reads an open document to its end, which completes its local copy.
-    HRESULT ReadThrough(TMK::IAFS_File* file);
+    // Reads an open document to its end, which completes its local copy; `progress` may be null.
+    HRESULT ReadThrough(TMK::IAFS_File* file, ProgressDisplay* progress = nullptr);
     // The plug-in sends a document only after a write; this marks the local copy as changed.
     void MarkChanged(TMK::IAFS_File* file, const fs::path& local_path, const std::string& what);
 

@@ -3,37 +3,20 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
 #include "host/jobs/address.h"
+#include "host/jobs/places.h"
 
 namespace cli {
 
 namespace {
 
-constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
-
-bool IsSameSite(std::u16string_view a, std::u16string_view b) {
-    const auto trim = [](std::u16string_view url) {
-        while (url.ends_with(u'/')) url.remove_suffix(1);
-        return url;
-    };
-    return host::EqualIgnoreCase(trim(a), trim(b));
-}
-
 std::string UserOf(const host::StoredAccount& account) {
     return host::ToUtf8(host::Accounts::UserOf(account.account.get()));
-}
-
-void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& what) {
-    for (const auto& account : run.Accounts()) {
-        if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) {
-            run.Fail(kExists, what, "this site is a place already: " + host::EscapeUrl(url));
-        }
-    }
 }
 
 // The place of exactly this address.
 host::StoredAccount PlaceAt(Run& run, const std::u16string& url, const std::string& what) {
     for (auto& account : run.Accounts()) {
-        if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) return account;
+        if (host::IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) return account;
     }
     run.Fail(HRESULT_FROM_WIN32(1168), what, "this is no place; 'sphost place list' shows them");
 }
@@ -107,19 +90,8 @@ void PlaceAdd(Run& run) {
     const std::string what = What(options, options.arguments[0]);
     const std::u16string url = host::ParseUrl(options.arguments[0]);
     const host::AccountDetails details = ReadDetails(run, url, what);
-    RefuseKnownSite(run, url, what);
-    KeepSignInOverride(run, url);
-    host::StoredAccount account = host::Accounts::Make(run.file_system(), details);
-    ComPtr<TMK::IAFS_Name> root;
-    run.Check(run.host().Bind(account.account.get(), run.cancel(), root), what);
-    const std::u16string site = run.UrlOf(root.get());
-    host::Accounts::SetSite(run.file_system(), account, site);
-    {
-        // Another process may have added it while this one signed in.
-        const host::FileLock lock = run.host().accounts().LockAdding();
-        RefuseKnownSite(run, site, what);
-        run.host().accounts().Save(account);
-    }
+    const std::u16string site =
+        host::AddPlace(run, details, what, [&] { KeepSignInOverride(run, url); });
     if (options.Has("json")) {
         JsonText json;
         json.StartObject().Key("url").String(host::EscapeUrl(site)).EndObject();
@@ -152,8 +124,7 @@ void PlaceRemove(Run& run) {
                      "changes of its documents were not sent yet; see 'sphost recover', or add --yes");
         }
     }
-    run.host().accounts().Remove(account);
-    run.host().oauth().Forget(site, UserOf(account));
+    host::RemovePlace(run, account);
     run.Say("removed " + host::EscapeUrl(host::ToUtf16(site)));
 }
 
