@@ -3,6 +3,7 @@
 
 #include "hostapi/common.h"
 #include "hostapi/iafs.h"
+#include "hostapi/ieditor.h"
 #include "hostapi/iuix.h"
 #include "hostapi/iweb_view.h"
 #include "hostapi/settings.h"
@@ -61,6 +62,8 @@ struct ITMK_Document : IUnknown {
     static constexpr IID kIid{0xC90D845D, 0x1E72, 0x4AB8, {0xA7, 0x63, 0x84, 0xFB, 0x2D, 0x05, 0x9E, 0x0D}};
     virtual HRESULT get_Modified(VARIANT_BOOL* out_modified) = 0;
     virtual HRESULT get_File(IAFS_File** out_file) = 0;  // null when the document has none
+    virtual HRESULT get_CoreDoc(ITMK_CoreDoc** out_core_document) = 0;
+    virtual HRESULT get_InfoBar(IUIX_InfoBar** out_info_bar) = 0;  // null when no window shows it
 };
 
 struct IEventHandler : IUnknown {
@@ -102,6 +105,9 @@ struct ITMK_TaskDialog : IUnknown {
     virtual HRESULT get_EditText(BSTR* out_text) = 0;
 };
 
+// How SaveDocument saves.
+enum TMK_SaveMode : DWORD { TMK_SaveMode_InPlace = 4 };
+
 // The host instance.
 struct ITMK_Inst : IUnknown {
     static constexpr IID kIid{0xA40B93D1, 0x6CE7, 0x4815, {0x9B, 0x42, 0x18, 0xDF, 0x05, 0x6A, 0xC7, 0x41}};
@@ -134,6 +140,22 @@ struct ITMK_Inst : IUnknown {
     // `cookie_group` names the store of cookies.
     virtual HRESULT CreateWebView(HWND parent, ITMK_WebViewInitializationCallback* callback,
                                   BSTR cookie_group, ITMK_WebView** out_web_view) = 0;
+    // The view that shows `object`; with `or_active` the active one where `object` is in none or null.
+    // S_FALSE and null: no document is shown there. Main thread.
+    virtual HRESULT GetDocViewFromUIObj(IUnknown* object, VARIANT_BOOL or_active,
+                                        ITMK_DocumentView** out_view) = 0;
+    // What shows the progress of work on the main thread; null where nothing does.
+    virtual HRESULT get_ProgressMon(ITMK_ProgressMon** out_progress) = 0;
+    // Saves with every question and returns when it is done; 0x821704C7 when the user gives up. In place
+    // there is no destination. Main thread.
+    virtual HRESULT SaveDocument(ITMK_Document* document, IAFS_Name* destination, DWORD mode,
+                                 ITMK_ProgressMon* progress) = 0;
+    virtual HRESULT IsUserCancel(HRESULT result,
+                                 VARIANT_BOOL* out_cancel) = 0;  // whether that says "the user gave up"
+    // Calls back on the main thread after `interval` milliseconds, until StopTimer or once. Any thread.
+    virtual HRESULT StartTimer(ITMK_TimerCallback* callback, DWORD interval, VARIANT_BOOL once,
+                               DWORD* out_timer_id) = 0;
+    virtual HRESULT StopTimer(DWORD timer_id) = 0;  // S_FALSE when it runs no more
 };
 
 }  // namespace TMK

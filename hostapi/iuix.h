@@ -3,6 +3,7 @@
 #pragma once
 
 #include "hostapi/common.h"
+#include "hostapi/icommands.h"
 
 namespace TMK {
 
@@ -54,8 +55,11 @@ struct IUIX_Obj : IUnknown {
     // Shows the window and handles events until EndModal, which gives the result; a window that the user
     // closes ends with 0. A failure leaves the result alone.
     virtual HRESULT DoModal(DWORD mode, LONGLONG* in_out_result) = 0;
-    virtual HRESULT EndModal(LONGLONG result) = 0;  // S_FALSE when it is not modal (any more)
-    virtual HRESULT Destroy() = 0;                  // S_FALSE when it is gone already
+    virtual HRESULT EndModal(LONGLONG result) = 0;          // S_FALSE when it is not modal (any more)
+    virtual HRESULT Destroy() = 0;                          // S_FALSE when it is gone already
+    virtual HRESULT get_Parent(IUIX_Obj** out_parent) = 0;  // S_FALSE and null: the screen
+    virtual HRESULT GetRect(RECT* out_rectangle) = 0;       // in the parent
+    virtual HRESULT SetStyle(DWORD value, DWORD mask) = 0;  // the bits of the mask become those of the value
 };
 
 // The plug-in's half of a window. The host holds it from CreateObj until the window is destroyed.
@@ -74,6 +78,17 @@ struct UIX_CreateObjParams {
     HWND hParent;  // null: the main window
 };
 
+enum UIX_ObjStyle : DWORD {
+    UIX_ObjStyle_NoBorder = 0x20,
+    UIX_ObjStyle_NoBackground = 0x40,
+};
+
+// The look of the editor, and the icons that go with it.
+struct IUIX_Theme : IUnknown {
+    static constexpr IID kIid{0xD94E60A1, 0x5B27, 0x4C8F, {0x83, 0xDA, 0x41, 0x9F, 0xB0, 0x6C, 0x25, 0xE8}};
+    virtual HRESULT GetIcon(LPCWSTR name, IUIX_Icon** out_icon) = 0;  // S_FALSE and null: it has none
+};
+
 // The extension "UIX".
 struct IUIX_Inst : IUnknown {
     static constexpr IID kIid{0x6D3B90E8, 0x2F54, 0x4A1C, {0xB0, 0x9B, 0x16, 0x27, 0xF8, 0x4C, 0x5E, 0xC9}};
@@ -83,6 +98,11 @@ struct IUIX_Inst : IUnknown {
     // Makes a window and tells its implementation; E_INVALIDARG when the template holds no such dialog.
     virtual HRESULT CreateObj(const UIX_CreateObjParams* parameters,
                               IUIX_Obj** out_object) = 0;  // may be null
+    virtual HRESULT get_CmdManager(IUIX_CmdManager** out_manager) = 0;
+    virtual HRESULT get_Theme(IUIX_Theme** out_theme) = 0;
+    // A bar that belongs to `parent`. The reserved arguments are null.
+    virtual HRESULT CreateCmdBar(IUIX_Obj* parent, const RECT* rectangle, LPCWSTR reserved1,
+                                 LPCWSTR reserved2, DWORD style, IUIX_CmdBar** out_bar) = 0;
 };
 
 }  // namespace TMK

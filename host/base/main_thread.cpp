@@ -1,5 +1,6 @@
 #include "host/base/main_thread.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <exception>
@@ -81,11 +82,37 @@ void MainThread::Stop() {
 void WaitingMainThread::PumpUntil(const std::function<bool()>& done) {
     constexpr std::chrono::milliseconds kCheckInterval{50};
     while (!done()) {
-        if (RunOne()) continue;
+        const bool has_run = RunOne();
+        if (RunDue() || has_run) continue;
         std::unique_lock lock(m_mutex);
-        m_changed.wait_for(lock, kCheckInterval, [this] { return m_is_woken; });
+        auto until = Clock::now() + kCheckInterval;
+        if (!m_later.empty()) until = std::min(until, m_later.begin()->first);
+        m_changed.wait_until(lock, until, [this] { return m_is_woken; });
         m_is_woken = false;
     }
+}
+
+void WaitingMainThread::PostAfter(std::chrono::milliseconds delay, std::function<void()> work) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_later.emplace(Clock::now() + delay, std::move(work));
+    }
+    Wake();
+}
+
+bool WaitingMainThread::RunDue() {
+    std::function<void()> work;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_later.empty() || m_later.begin()->first > Clock::now()) return false;
+        work = std::move(m_later.begin()->second);
+        m_later.erase(m_later.begin());
+    }
+    Guarded([&] {
+        work();
+        return S_OK;
+    });
+    return true;
 }
 
 void WaitingMainThread::Wake() {

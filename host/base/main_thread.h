@@ -2,9 +2,11 @@
 // thread, the rest on the main thread.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <future>
+#include <map>
 #include <mutex>
 #include <queue>
 #include <thread>
@@ -62,13 +64,20 @@ private:
 class WaitingMainThread final : public MainThread {
 public:
     void PumpUntil(const std::function<bool()>& done) override;
+    // Runs after the delay, while somebody pumps. Any thread.
+    void PostAfter(std::chrono::milliseconds delay, std::function<void()> work);
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void Wake() override;
+    // Runs what is due first; false when nothing is.
+    bool RunDue();
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_is_woken = false;
+    std::multimap<Clock::time_point, std::function<void()>> m_later;
 };
 
 }  // namespace host

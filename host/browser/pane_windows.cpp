@@ -48,6 +48,14 @@ public:
         return S_OK;
     }
 
+    HRESULT get_Parent(TMK::IUIX_Obj** out_parent) override {
+        if (!out_parent) return E_POINTER;
+        *out_parent = nullptr;
+        return S_FALSE;
+    }
+    HRESULT GetRect(RECT* out_rectangle) override { return GetClientRect(out_rectangle); }
+    HRESULT SetStyle(DWORD, DWORD) override { return E_NOTIMPL; }
+
     HRESULT DoModal(DWORD, LONGLONG* in_out_result) override {
         if (!in_out_result) return E_POINTER;
         if (!m_main_thread.IsCurrent() || m_is_modal || !m_implementation) return E_UNEXPECTED;

@@ -466,7 +466,7 @@ TEST_F(Cache, ReloadingADocumentDropsItsLocalCopy) {
     std::string content;
     world.ReadAll(file.get(), content, 100);
     int reloads = 0;
-    auto document = Make<Document>(file, [&] { return ++reloads, S_OK; });
+    auto document = Make<Document>(file, DocumentActions{.reload = [&] { return ++reloads, S_OK; }});
     document->SetModified(true);
     world.host->documents().Add(document);
     ComPtr<TMK::ITMK_Document> found;

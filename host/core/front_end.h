@@ -1,7 +1,8 @@
 // The interface between the host and its user interface, a terminal or a window: prompts, sign-in, windows,
-// progress, and the main thread's loop. Made on the main thread, used by one host, which it outlives.
+// progress, timers, and the main thread's loop. Made on the main thread, used by one host, which it outlives.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -27,6 +28,8 @@ public:
 class FrontEnd : public Prompter, public SignInPrompts {
 public:
     virtual MainThread& main_thread() = 0;
+    // Runs on the main thread after a delay, or never when the program ends before. Any thread.
+    virtual void RunAfter(std::chrono::milliseconds delay, std::function<void()> work) = 0;
     // The windows that plug-ins make.
     virtual Windows& windows() = 0;
     // The parent of a plug-in's windows; null for none.

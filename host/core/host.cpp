@@ -4,9 +4,9 @@
 
 #include "host/base/failure.h"
 #include "host/core/aux_extension.h"
-#include "host/core/images.h"
 #include "host/core/instance.h"
 #include "host/core/user_interface.h"
+#include "host/workbench/images.h"
 
 namespace host {
 
@@ -17,7 +17,8 @@ Host::Host(FrontEnd& front_end, fs::path profile, std::optional<Credentials> cre
       m_cipher(std::make_shared<const Cipher>(m_profile.file("key"))),
       m_prompts(front_end, m_note),
       m_browser(front_end.MakeBrowser(m_profile, m_cipher, m_note)),
-      m_events(Make<EventServer>()),
+      m_workbench(m_catalogue,
+                  [&front_end](auto delay, auto work) { front_end.RunAfter(delay, std::move(work)); }),
       m_oauth(m_profile, m_cipher, front_end),
       m_sign_in(front_end, m_oauth, std::move(credentials), m_note),
       m_accounts(m_profile, m_cipher),
@@ -27,7 +28,7 @@ Host::Host(FrontEnd& front_end, fs::path profile, std::optional<Credentials> cre
       m_file_systems(Make<FileSystems>(m_cache)),
       m_aux(MakeAuxExtension(m_cipher, [&front_end](const std::string& line) { front_end.Warn(line); })),
       m_images(MakeImageExtension()),
-      m_user_interface(MakeUserInterfaceExtension(front_end.windows())) {}
+      m_user_interface(MakeUserInterfaceExtension(front_end.windows(), m_workbench)) {}
 
 Host::~Host() {
     Guarded([&] {
@@ -74,7 +75,7 @@ void Host::UnloadPlugin() {
         m_plugin.reset();
     }
     m_file_systems->Clear();
-    m_events->Clear();
+    m_workbench.ForgetPlugIns();
     m_settings.Save();
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     // A sanitizer needs the loaded code to print symbols.

@@ -8,8 +8,6 @@
 #include <string>
 
 #include "host/cache/cache_store.h"
-#include "host/core/documents.h"
-#include "host/core/events.h"
 #include "host/core/file_systems.h"
 #include "host/core/front_end.h"
 #include "host/core/plugin_services.h"
@@ -21,6 +19,7 @@
 #include "host/prompts/catalogue.h"
 #include "host/prompts/prompt_desk.h"
 #include "host/signin/oauth.h"
+#include "host/workbench/workbench.h"
 #include "hostapi/itmk.h"
 
 namespace host {
@@ -78,8 +77,8 @@ public:
     Browser* browser() override { return m_browser.get(); }
     Catalogue& catalogue() override { return m_catalogue; }
     PromptDesk& prompts() override { return m_prompts; }
-    Documents& documents() override { return m_documents; }
-    EventServer& events() override { return *m_events; }
+    Workbench& workbench() override { return m_workbench; }
+    Documents& documents() { return m_workbench.documents(); }
     void NoteMessage(const std::string& message) override;
 
 private:
@@ -92,8 +91,7 @@ private:
     Catalogue m_catalogue;
     PromptDesk m_prompts;
     const std::unique_ptr<Browser> m_browser;  // null for none
-    Documents m_documents;
-    ComPtr<EventServer> m_events;
+    Workbench m_workbench;
     OAuth m_oauth;
     PluginSignIn m_sign_in;
     Accounts m_accounts;

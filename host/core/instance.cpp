@@ -1,18 +1,15 @@
 #include "host/core/instance.h"
 
-#include <map>
-#include <mutex>
-
 #include "host/base/give.h"
+#include "host/base/host_objects.h"
 #include "host/browser/web_view.h"
 #include "host/core/aux_extension.h"
-#include "host/core/documents.h"
-#include "host/core/events.h"
 #include "host/core/front_end.h"
-#include "host/core/images.h"
 #include "host/core/plugin_settings.h"
 #include "host/profile/settings_tree.h"
 #include "host/prompts/task_dialog.h"
+#include "host/workbench/images.h"
+#include "host/workbench/workbench.h"
 
 namespace host {
 
@@ -30,6 +27,15 @@ constexpr std::string_view kOAuthTemplate = R"(<CabTemplate>
 <ItemSet id="TokenDict"><Item id="accessToken" type="String"/></ItemSet>
 <Root id="OAuth" itemSet="OAuthDict"/>
 </CabTemplate>)";
+
+// Shown from the first position on.
+ComPtr<TMK::ITMK_ProgressMon> MakeProgress(FrontEnd& front_end) {
+    return Make<ProgressMonitor>([&front_end, display = std::shared_ptr<ProgressDisplay>()](
+                                     std::uint64_t position, std::uint64_t total) mutable {
+        if (!display) display = front_end.ShowProgress(total);
+        display->Show(position);
+    });
+}
 
 class Instance final : public Object<TMK::ITMK_Inst> {
 public:
@@ -60,15 +66,9 @@ public:
         *out_id = 0;
         if (!name) return E_INVALIDARG;
         return Guarded([&] {
-            const std::lock_guard lock(m_mutex);
-            const auto found = m_ids.find(name);
-            if (found != m_ids.end()) {
-                *out_id = found->second;
-                return S_OK;
-            }
-            if (create == VARIANT_FALSE) return S_FALSE;
-            *out_id = m_ids[name] = static_cast<DWORD>(m_ids.size() + 1);
-            return S_OK;
+            Atoms& atoms = m_services.workbench().atoms();
+            *out_id = create != VARIANT_FALSE ? atoms.Of(name) : atoms.Find(name).value_or(0);
+            return *out_id ? S_OK : S_FALSE;
         });
     }
 
@@ -80,8 +80,16 @@ public:
         });
     }
 
-    HRESULT RegisterInfoBarType(LPCWSTR id, LPCWSTR, LPCWSTR, DWORD, DWORD, TMK::IUIX_Icon*) override {
-        return id ? S_OK : E_INVALIDARG;  // this host shows no bars
+    HRESULT RegisterInfoBarType(LPCWSTR id, LPCWSTR title_id, LPCWSTR description_id, DWORD priority,
+                                DWORD colour, TMK::IUIX_Icon* icon) override {
+        if (!id) return E_INVALIDARG;
+        return Guarded([&] {
+            Workbench& workbench = m_services.workbench();
+            workbench.info_bar_types().Register(
+                workbench.atoms().Of(id),
+                {id, FromWide(title_id), FromWide(description_id), priority, colour, icon});
+            return S_OK;
+        });
     }
 
     HRESULT GetLocalStr(LPCWSTR id, BSTR* out_text) override {
@@ -132,7 +140,7 @@ public:
     }
 
     HRESULT get_EventServer(TMK::ITMK_EventServer** out_server) override {
-        return Give(out_server, [&] { return ComPtr<EventServer>(&m_services.events()); });
+        return Give(out_server, [&] { return ComPtr<EventServer>(&m_services.workbench().events()); });
     }
 
     HRESULT CreateTaskDialog(TMK::ITMK_TaskDialog** out_dialog) override {
@@ -140,12 +148,12 @@ public:
     }
 
     HRESULT get_DocumentsCount(UINT* out_count) override {
-        return GiveValue(out_count, m_services.documents().Count());
+        return GiveValue(out_count, m_services.workbench().documents().Count());
     }
 
     HRESULT get_Document(UINT index, TMK::ITMK_Document** out_document) override {
         if (!out_document) return E_POINTER;
-        *out_document = m_services.documents().At(index).detach();
+        *out_document = m_services.workbench().documents().At(index).detach();
         return *out_document ? S_OK : E_INVALIDARG;
     }
 
@@ -154,14 +162,14 @@ public:
         *out_document = nullptr;
         if (!file) return E_INVALIDARG;
         return Guarded([&] {
-            *out_document = m_services.documents().FindByFile(file).detach();
+            *out_document = m_services.workbench().documents().FindByFile(file).detach();
             return *out_document ? S_OK : S_FALSE;
         });
     }
 
     HRESULT ReloadDocument(TMK::ITMK_Document* document, DWORD, DWORD, DWORD) override {
         return Guarded([&] {
-            const auto known = m_services.documents().Find(document);
+            const auto known = m_services.workbench().documents().Find(document);
             return known ? known->Reload() : E_INVALIDARG;
         });
     }
@@ -184,11 +192,48 @@ public:
                                std::u16string(cookie_group, SysStringLen(cookie_group)));
         });
     }
+    HRESULT GetDocViewFromUIObj(IUnknown* object, VARIANT_BOOL or_active,
+                                TMK::ITMK_DocumentView** out_view) override {
+        if (!out_view) return E_POINTER;
+        *out_view = m_services.workbench().ViewOf(object, or_active != VARIANT_FALSE).detach();
+        return *out_view ? S_OK : S_FALSE;
+    }
+
+    HRESULT get_ProgressMon(TMK::ITMK_ProgressMon** out_progress) override {
+        return Give(out_progress, [&] { return MakeProgress(m_services.front_end()); });
+    }
+
+    HRESULT SaveDocument(TMK::ITMK_Document* document, TMK::IAFS_Name* destination, DWORD mode,
+                         TMK::ITMK_ProgressMon* progress) override {
+        if ((mode == TMK::TMK_SaveMode_InPlace) == (destination != nullptr)) return E_INVALIDARG;
+        return Guarded([&] {
+            const auto known = m_services.workbench().documents().Find(document);
+            return known ? known->Save(destination, mode, progress) : E_INVALIDARG;
+        });
+    }
+
+    HRESULT IsUserCancel(HRESULT result, VARIANT_BOOL* out_cancel) override {
+        return GiveBool(out_cancel, result == kCanceled || result == HRESULT_FROM_WIN32(ERROR_CANCELLED));
+    }
+
+    HRESULT StartTimer(TMK::ITMK_TimerCallback* callback, DWORD interval, VARIANT_BOOL once,
+                       DWORD* out_timer_id) override {
+        if (!out_timer_id) return E_POINTER;
+        *out_timer_id = 0;
+        if (!callback) return E_INVALIDARG;
+        return Guarded([&] {
+            *out_timer_id = m_services.workbench().timers().Start(
+                callback, std::chrono::milliseconds(interval), once != VARIANT_FALSE);
+            return S_OK;
+        });
+    }
+
+    HRESULT StopTimer(DWORD timer_id) override {
+        return m_services.workbench().timers().Stop(timer_id) ? S_OK : S_FALSE;
+    }
 
 private:
     PluginServices& m_services;
-    std::mutex m_mutex;
-    std::map<std::u16string, DWORD> m_ids;
 };
 
 }  // namespace

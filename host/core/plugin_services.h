@@ -11,10 +11,9 @@ namespace host {
 
 class Browser;
 class Catalogue;
-class Documents;
-class EventServer;
 class FrontEnd;
 class PromptDesk;
+class Workbench;
 
 class PluginServices {
 public:
@@ -31,8 +30,7 @@ public:
     virtual Browser* browser() = 0;  // null for none
     virtual Catalogue& catalogue() = 0;
     virtual PromptDesk& prompts() = 0;
-    virtual Documents& documents() = 0;
-    virtual EventServer& events() = 0;
+    virtual Workbench& workbench() = 0;
     // Keeps the message of a failure that the interface can't carry.
     virtual void NoteMessage(const std::string& message) = 0;
 };

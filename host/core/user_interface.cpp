@@ -1,58 +1,24 @@
 #include "host/core/user_interface.h"
 
-#include <vector>
-
 #include "host/base/give.h"
-#include "host/core/images.h"
 
 namespace host {
 
 namespace {
 
-using IconImages = std::vector<ComPtr<TMK::IUIX_Image>>;
-
-class Icon final : public Object<TMK::IUIX_Icon> {
-public:
-    explicit Icon(IconImages images) : m_images(std::move(images)) {}
-    HRESULT get_ImagesCount(UINT* out_count) override { return GiveValue(out_count, m_images.size()); }
-
-private:
-    const IconImages m_images;
-};
-
-class IconMaker final : public Object<TMK::IUIX_MultiSizeIcon> {
-public:
-    HRESULT AddImage(TMK::IUIX_Image* image) override {
-        if (!image) return E_INVALIDARG;
-        return Guarded([&] {
-            m_images.emplace_back(image);
-            return S_OK;
-        });
-    }
-    HRESULT Finish(TMK::IUIX_Icon** out_icon) override {
-        return Give(out_icon, [&] { return Make<Icon>(std::exchange(m_images, {})); });
-    }
-
-private:
-    IconImages m_images;
-};
-
 class UserInterfaceExtension final : public Object<TMK::IUIX_Inst> {
 public:
-    explicit UserInterfaceExtension(Windows& windows) : m_windows(windows) {}
+    UserInterfaceExtension(Windows& windows, Workbench& workbench)
+        : m_windows(windows), m_workbench(workbench) {}
 
     HRESULT CreateMultiSizeIcon(TMK::IUIX_MultiSizeIcon** out_icon) override {
-        return GiveNew<IconMaker>(out_icon);
+        return Give(out_icon, MakeIconMaker);
     }
     HRESULT CreateImage(IStream* stream, TMK::IUIX_Image** out_image) override {
         if (!out_image) return E_POINTER;
         *out_image = nullptr;
         if (!stream) return E_INVALIDARG;
-        return Give(out_image, [&] {
-            const auto size = ReadPngSize(ReadStream(stream));
-            if (!size) throw Failure(E_FAIL, "the picture is no PNG");
-            return Make<Sized<TMK::IUIX_Image>>(*size);
-        });
+        return Give(out_image, [&] { return MakeIconImage(ReadStream(stream)); });
     }
     HRESULT CreateObj(const TMK::UIX_CreateObjParams* parameters, TMK::IUIX_Obj** out_object) override {
         if (out_object) *out_object = nullptr;
@@ -64,15 +30,29 @@ public:
             return result;
         });
     }
+    HRESULT get_CmdManager(TMK::IUIX_CmdManager** out_manager) override {
+        return Give(out_manager, [&] { return ComPtr<CommandManager>(&m_workbench.manager()); });
+    }
+    HRESULT get_Theme(TMK::IUIX_Theme** out_theme) override {
+        return ComPtr<TMK::IUIX_Theme>(&m_workbench.theme()).CopyTo(out_theme);
+    }
+    HRESULT CreateCmdBar(TMK::IUIX_Obj* parent, const RECT* rectangle, LPCWSTR, LPCWSTR, DWORD,
+                         TMK::IUIX_CmdBar** out_bar) override {
+        if (!out_bar) return E_POINTER;
+        *out_bar = nullptr;
+        if (!parent || !rectangle) return E_INVALIDARG;
+        return m_workbench.manager().NewBar(nullptr, nullptr, out_bar);
+    }
 
 private:
     Windows& m_windows;
+    Workbench& m_workbench;
 };
 
 }  // namespace
 
-ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension(Windows& windows) {
-    return Make<UserInterfaceExtension>(windows);
+ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension(Windows& windows, Workbench& workbench) {
+    return Make<UserInterfaceExtension>(windows, workbench);
 }
 
 }  // namespace host

@@ -1,6 +1,5 @@
 #include "host/prompts/catalogue.h"
 
-#include <array>
 #include <pugixml.hpp>
 
 #include "host/base/failure.h"
@@ -19,13 +18,19 @@ std::u16string_view WithoutMarker(std::u16string_view id) {
 }  // namespace
 
 Catalogue::Catalogue() {
-    static constexpr std::array<std::pair<const char16_t*, const char16_t*>, 5> kOwn{{
-        {u"btn.ok", u"&OK"},
-        {u"btn.cancel", u"&Cancel"},
-        {u"btn.close", u"&Close"},
-        {u"btn.yes", u"&Yes"},
-        {u"btn.no", u"&No"},
-    }};
+    static constexpr std::pair<const char16_t*, const char16_t*> kOwn[] = {
+        {u"btn.ok", u"&OK"},          {u"btn.cancel", u"&Cancel"},
+        {u"btn.close", u"&Close"},    {u"btn.yes", u"&Yes"},
+        {u"btn.no", u"&No"},          {u"cmd.file", u"&File"},
+        {u"cmd.edit", u"&Edit"},      {u"cmd.page", u"&Page"},
+        {u"cmd.view", u"&View"},      {u"cmd.window", u"&Window"},
+        {u"cmd.help", u"&Help"},      {u"rtab.home", u"Home"},
+        {u"rtab.page", u"Page"},      {u"rtab.share", u"Share"},
+        {u"rtab.view", u"View"},      {u"cmd.fileGroup", u"File"},
+        {u"cmd.editGroup", u"Edit"},  {u"cmd.findGroup", u"Find"},
+        {u"cmd.pageGroup", u"Pages"}, {u"cmd.shareGroup", u"Share"},
+        {u"cmd.zoomGroup", u"Zoom"},  {u"cmd.windowGroup", u"Window"},
+    };
     for (const auto& [id, text] : kOwn) m_texts[id] = text;
 }
 

@@ -6,10 +6,10 @@
 
 #include "host/base/failure.h"
 #include "host/base/main_thread.h"
-#include "host/core/images.h"
 #include "host/prompts/catalogue.h"
 #include "host/prompts/task_dialog.h"
 #include "host/signin/bind_context.h"
+#include "host/workbench/images.h"
 #include "tests/support/temp_folder.h"
 
 namespace host {

@@ -27,6 +27,9 @@ public:
     }
 
     MainThread& main_thread() override { return m_main_thread; }
+    void RunAfter(std::chrono::milliseconds delay, std::function<void()> work) override {
+        m_main_thread.PostAfter(delay, std::move(work));
+    }
     Windows& windows() override { return *m_windows; }
     HWND main_window() const override { return nullptr; }
     std::unique_ptr<Browser> MakeBrowser(const Profile&, std::shared_ptr<const Cipher>,

@@ -62,6 +62,12 @@ public:
     HRESULT CreateObj(const TMK::UIX_CreateObjParams* parameters, TMK::IUIX_Obj** out_object) override {
         return m_base->CreateObj(parameters, out_object);
     }
+    HRESULT get_CmdManager(TMK::IUIX_CmdManager** out) override { return m_base->get_CmdManager(out); }
+    HRESULT get_Theme(TMK::IUIX_Theme** out) override { return m_base->get_Theme(out); }
+    HRESULT CreateCmdBar(TMK::IUIX_Obj* parent, const RECT* rectangle, LPCWSTR a, LPCWSTR b, DWORD style,
+                         TMK::IUIX_CmdBar** out) override {
+        return m_base->CreateCmdBar(parent, rectangle, a, b, style, out);
+    }
 
 private:
     ComPtr<TMK::IUIX_Inst> m_base;

@@ -242,7 +242,9 @@ void Edit(Run& run) {
     const Editing editing{file.get(), host::ToUtf8(url), was_checked_out, what,
                           what + " (what was changed is kept, see 'sphost recover')"};
     OpenDocument document(run.host().documents(),
-                          host::Make<host::Document>(file, [&] { return run.ReadThrough(file.get()); }));
+                          host::Make<host::Document>(file, host::DocumentActions{.reload = [&] {
+                                                         return run.ReadThrough(file.get());
+                                                     }}));
     Outcome outcome;
     try {
         run.Check(run.ReadThrough(file.get()), what);

@@ -30,6 +30,9 @@ public:
     std::unique_ptr<host::SignInNotice> ShowCode(const std::string& page, const std::string& code) override;
 
     host::MainThread& main_thread() override { return m_main_thread; }
+    void RunAfter(std::chrono::milliseconds delay, std::function<void()> work) override {
+        m_main_thread.PostAfter(delay, std::move(work));
+    }
     host::Windows& windows() override { return *m_windows; }
     HWND main_window() const override { return nullptr; }
     std::unique_ptr<host::Browser> MakeBrowser(const host::Profile& profile,

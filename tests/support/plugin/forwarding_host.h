@@ -69,6 +69,25 @@ public:
     HRESULT ReloadDocument(TMK::ITMK_Document* document, DWORD a, DWORD mode, DWORD b) override {
         return Base(&TMK::ITMK_Inst::ReloadDocument, document, a, mode, b);
     }
+    HRESULT GetDocViewFromUIObj(IUnknown* object, VARIANT_BOOL or_active,
+                                TMK::ITMK_DocumentView** out) override {
+        return Base(&TMK::ITMK_Inst::GetDocViewFromUIObj, object, or_active, out);
+    }
+    HRESULT get_ProgressMon(TMK::ITMK_ProgressMon** out) override {
+        return Base(&TMK::ITMK_Inst::get_ProgressMon, out);
+    }
+    HRESULT SaveDocument(TMK::ITMK_Document* document, TMK::IAFS_Name* destination, DWORD mode,
+                         TMK::ITMK_ProgressMon* progress) override {
+        return Base(&TMK::ITMK_Inst::SaveDocument, document, destination, mode, progress);
+    }
+    HRESULT IsUserCancel(HRESULT result, VARIANT_BOOL* out) override {
+        return Base(&TMK::ITMK_Inst::IsUserCancel, result, out);
+    }
+    HRESULT StartTimer(TMK::ITMK_TimerCallback* callback, DWORD interval, VARIANT_BOOL once,
+                       DWORD* out) override {
+        return Base(&TMK::ITMK_Inst::StartTimer, callback, interval, once, out);
+    }
+    HRESULT StopTimer(DWORD id) override { return Base(&TMK::ITMK_Inst::StopTimer, id); }
 
 private:
     template <typename... Parameters>

@@ -215,6 +215,9 @@ public:
         *out = {0, 0, m_width, 500};
         return S_OK;
     }
+    HRESULT get_Parent(TMK::IUIX_Obj**) override { return S_FALSE; }
+    HRESULT GetRect(RECT* out) override { return GetClientRect(out); }
+    HRESULT SetStyle(DWORD, DWORD) override { return S_OK; }
     HRESULT DoModal(DWORD, LONGLONG* in_out_result) override {
         if (const HRESULT result = Send(TMK::UIX_Event_InitDialog); FAILED(result)) return result;
         while (!m_end) {
@@ -277,6 +280,11 @@ public:
         if (FAILED(m_script.create_object) || !m_script.gives_object) return m_script.create_object;
         m_script.window_impl = parameters->pImpl;
         return parameters->pImpl->put_Obj(MakeObject<Window>(m_script).get());
+    }
+    HRESULT get_CmdManager(TMK::IUIX_CmdManager**) override { return E_NOTIMPL; }
+    HRESULT get_Theme(TMK::IUIX_Theme**) override { return E_NOTIMPL; }
+    HRESULT CreateCmdBar(TMK::IUIX_Obj*, const RECT*, LPCWSTR, LPCWSTR, DWORD, TMK::IUIX_CmdBar**) override {
+        return E_NOTIMPL;
     }
 
 private:

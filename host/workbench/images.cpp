@@ -1,8 +1,9 @@
-#include "host/core/images.h"
+#include "host/workbench/images.h"
 
 #include <array>
 
 #include "host/base/give.h"
+#include "host/workbench/icons.h"
 
 namespace host {
 
@@ -65,6 +66,16 @@ private:
 class ImageExtension final : public Object<TMK::IRGC_Inst> {
 public:
     HRESULT CreateEmptyImage(TMK::IRGC_Image** out_image) override { return GiveNew<Image>(out_image); }
+    HRESULT CreateIcon(LPCVOID png, DWORD size, TMK::IUIX_Icon** out_icon) override {
+        if (!out_icon) return E_POINTER;
+        *out_icon = nullptr;
+        if (!png) return E_INVALIDARG;
+        return Give(out_icon, [&] {
+            auto icon = MakeIcon({std::string(static_cast<const char*>(png), size)});
+            if (icon->images().empty()) throw Failure(E_FAIL, "the picture is no PNG");
+            return icon;
+        });
+    }
 };
 
 }  // namespace

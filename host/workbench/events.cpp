@@ -1,4 +1,4 @@
-#include "host/core/events.h"
+#include "host/workbench/events.h"
 
 #include <algorithm>
 

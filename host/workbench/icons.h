@@ -1,0 +1,51 @@
+// Icons of PNG pictures in several sizes, which keep the bytes for a window to draw. Main thread.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/workbench/images.h"
+#include "hostapi/iuix.h"
+
+namespace host {
+
+struct IconImage {
+    ImageSize size;
+    std::string png;
+};
+
+class Icon final : public Object<TMK::IUIX_Icon> {
+public:
+    explicit Icon(std::vector<IconImage> images) : m_images(std::move(images)) {}
+    HRESULT get_ImagesCount(UINT* out_count) override;
+    const std::vector<IconImage>& images() const { return m_images; }
+
+private:
+    const std::vector<IconImage> m_images;
+};
+
+// What is no PNG is left out.
+ComPtr<Icon> MakeIcon(const std::vector<std::string>& pngs);
+// Null for null, and for an icon that another library made.
+const Icon* OwnIcon(TMK::IUIX_Icon* icon);
+
+// Finds the icons of a look by name; null where it has none.
+using FindIcon = std::function<ComPtr<Icon>(const std::u16string& name)>;
+
+// The look of the editor, which a window supplies.
+class Theme final : public Object<TMK::IUIX_Theme> {
+public:
+    HRESULT GetIcon(LPCWSTR name, TMK::IUIX_Icon** out_icon) override;
+    void SetIcons(FindIcon find) { m_find = std::move(find); }
+
+private:
+    FindIcon m_find;
+};
+
+ComPtr<TMK::IUIX_MultiSizeIcon> MakeIconMaker();
+// Throws a Failure of E_FAIL for anything but a PNG.
+ComPtr<TMK::IUIX_Image> MakeIconImage(std::string png);
+
+}  // namespace host
