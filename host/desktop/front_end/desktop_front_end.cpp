@@ -1,6 +1,7 @@
 #include "host/desktop/front_end/desktop_front_end.h"
 
 #include <QApplication>
+#include <QTimer>
 
 #include "host/base/text.h"
 #include "host/browser/cookie_store.h"
@@ -24,8 +25,8 @@ public:
         : m_main_thread(main_thread) {
         m_main_thread.Run(
             [=, state = m_state] {
-                state->window = new PageNoticeWindow(ToQt(host::PlainLine(page)),
-                                                     ToQt(host::PlainLine(code)), parent);
+                state->window =
+                    new PageNoticeWindow(ToQt(host::PlainLine(page)), ToQt(host::PlainLine(code)), parent);
                 QObject::connect(state->window, &PageNoticeWindow::Canceled, state->window,
                                  [state] { state->is_canceled = true; });
                 state->window->show();
@@ -90,9 +91,10 @@ unsigned DesktopFrontEnd::Ask(host::Prompt& prompt) {
     unsigned pressed = prompt.cancel_button;
     m_main_thread.Run(
         [&] {
-            pressed = PromptWindow(prompt, QApplication::activeModalWidget() ? QApplication::activeModalWidget()
-                                                                             : m_window.data())
-                          .Ask();
+            pressed =
+                PromptWindow(prompt, QApplication::activeModalWidget() ? QApplication::activeModalWidget()
+                                                                       : m_window.data())
+                    .Ask();
             return S_OK;
         },
         true);
@@ -124,6 +126,13 @@ std::unique_ptr<host::SignInNotice> DesktopFrontEnd::ShowCode(const std::string&
     return std::make_unique<Notice>(m_main_thread, page, code, m_window);
 }
 
+void DesktopFrontEnd::RunAfter(std::chrono::milliseconds delay, std::function<void()> work) {
+    m_main_thread.Post([this, delay, work = std::move(work)] {
+        QTimer::singleShot(delay, &m_main_thread, work);
+        return S_OK;
+    });
+}
+
 HWND DesktopFrontEnd::main_window() const {
     return nullptr;
 }
@@ -141,8 +150,8 @@ std::unique_ptr<host::Browser> DesktopFrontEnd::MakeBrowser(const host::Profile&
 std::unique_ptr<host::ProgressDisplay> DesktopFrontEnd::ShowProgress(std::uint64_t total) {
     const std::lock_guard lock(m_mutex);
     const auto found = m_progress.find(std::this_thread::get_id());
-    return std::make_unique<Display>(
-        found == m_progress.end() ? std::make_shared<Progress>() : found->second, total);
+    return std::make_unique<Display>(found == m_progress.end() ? std::make_shared<Progress>() : found->second,
+                                     total);
 }
 
 void DesktopFrontEnd::Warn(const std::string& line) {

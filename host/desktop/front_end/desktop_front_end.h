@@ -46,6 +46,7 @@ public:
     std::unique_ptr<host::SignInNotice> ShowCode(const std::string& page, const std::string& code) override;
 
     host::MainThread& main_thread() override { return m_main_thread; }
+    void RunAfter(std::chrono::milliseconds delay, std::function<void()> work) override;
     host::Windows& windows() override { return *m_windows; }
     HWND main_window() const override;
     std::unique_ptr<host::Browser> MakeBrowser(const host::Profile& profile,

@@ -134,7 +134,11 @@ void PromptWindow::Press(unsigned index) {
 }
 
 unsigned PromptWindow::Ask() {
+    // A command that runs on the main thread shows a busy cursor.
+    const bool is_busy = QGuiApplication::overrideCursor() != nullptr;
+    if (is_busy) QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
     exec();
+    if (is_busy) QGuiApplication::restoreOverrideCursor();
     return m_pressed;
 }
 

@@ -8,6 +8,8 @@
 
 #include "host/signin/sign_in_prompts.h"
 
+class QVBoxLayout;
+
 namespace desktop {
 
 // Asks until the person answers or cancels.
@@ -23,7 +25,7 @@ signals:
     void Canceled();
 
 private:
-    void AddCode(class QVBoxLayout* rows, const QString& code);
+    void AddCode(QVBoxLayout* rows, const QString& code);
 };
 
 }  // namespace desktop

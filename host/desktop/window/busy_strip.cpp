@@ -63,7 +63,9 @@ void BusyStrip::Update() {
     if (!m_progress) return;
     const std::uint64_t total = m_progress->total;
     m_bar->setRange(0, total ? kSteps : 0);
-    if (total) m_bar->setValue(static_cast<int>(std::min<std::uint64_t>(m_progress->position, total) * kSteps / total));
+    if (total)
+        m_bar->setValue(
+            static_cast<int>(std::min<std::uint64_t>(m_progress->position, total) * kSteps / total));
 }
 
 }  // namespace desktop

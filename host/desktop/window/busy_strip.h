@@ -1,5 +1,5 @@
-// What runs for a document or a folder: a text, how far it is, and Cancel. Shows itself when a job takes longer
-// than half a second. Main thread only.
+// What runs for a document or a folder: a text, how far it is, and Cancel. Shows itself when a job takes
+// longer than half a second. Main thread only.
 #pragma once
 
 #include <QFrame>

@@ -10,8 +10,8 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "host/desktop/bars/icons.h"
 #include "host/desktop/front_end/text.h"
-#include "host/desktop/window/icons.h"
 #include "host/jobs/address.h"
 
 namespace desktop {
@@ -128,7 +128,7 @@ void PlacesPane::List(QTreeWidgetItem* item) {
     const std::string address = item->data(0, kAddress).toString().toStdString();
     auto entries = std::make_shared<std::vector<FolderEntry>>();
     m_worker.Start([=](host::Job& job) { *entries = ListFolder(job, address); },
-                   [=, pane = QPointer(this)](const std::optional<JobFailure>& failure) {
+                   [=, this, pane = QPointer(this)](const std::optional<JobFailure>& failure) {
                        if (!pane) return;
                        failure ? ShowProblem(id, failure->message) : ShowListing(id, *entries);
                    });
@@ -143,9 +143,10 @@ void PlacesPane::ShowListing(quint64 id, const std::vector<FolderEntry>& entries
         item->setIcon(0, LineIcon(entry.is_folder ? "folder" : "document"));
         item->setData(0, kAddress, entry.address);
         item->setData(0, kKind, entry.is_folder ? kFolder : kDocument);
-        item->setToolTip(0, entry.is_folder ? entry.name
-                                            : entry.name + "\n" + QLocale().formattedDataSize(
-                                                                      static_cast<qint64>(entry.size)));
+        item->setToolTip(
+            0, entry.is_folder
+                   ? entry.name
+                   : entry.name + "\n" + QLocale().formattedDataSize(static_cast<qint64>(entry.size)));
         if (entry.is_folder) item->setChildIndicatorPolicy(QTreeWidgetItem::ShowIndicator);
     }
     if (entries.empty()) AddNote(folder, tr("Empty"));
@@ -169,16 +170,16 @@ void PlacesPane::ShowMenu(QPoint position) {
     QTreeWidgetItem* const item = m_tree->itemAt(position);
     QMenu menu;
     if (item && item->data(0, kKind).toInt() == kDocument)
-        menu.addAction(tr("&Open"), this, [=] { Activate(item); });
+        menu.addAction(tr("&Open"), this, [=, this] { Activate(item); });
     if (item && item->childIndicatorPolicy() == QTreeWidgetItem::ShowIndicator) {
-        menu.addAction(LineIcon("refresh"), tr("&Refresh"), this, [=] {
+        menu.addAction(LineIcon("refresh"), tr("&Refresh"), this, [=, this] {
             List(item);
             item->setExpanded(true);
         });
     }
     if (item && item->data(0, kKind).toInt() == kPlace) {
         const QString address = item->data(0, kAddress).toString();
-        menu.addAction(tr("Re&move this place"), this, [=] { emit RemoveRequested(address); });
+        menu.addAction(tr("Re&move this place"), this, [=, this] { emit RemoveRequested(address); });
     }
     menu.addAction(LineIcon("place-add"), tr("&Add a SharePoint site…"), this, &PlacesPane::AddRequested);
     menu.exec(m_tree->viewport()->mapToGlobal(position));

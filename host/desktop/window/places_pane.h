@@ -1,5 +1,5 @@
-// The pane of places: the accounts of the profile, with folders that unfold and documents to open. Main thread
-// only; listings run on workers.
+// The pane of places: the accounts of the profile, with folders that unfold and documents to open. Main
+// thread only; listings run on workers.
 #pragma once
 
 #include <QTreeWidget>

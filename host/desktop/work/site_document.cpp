@@ -32,7 +32,8 @@ host::UnsentUse UseOfUnsent(host::Job& job, const std::string& url, const std::s
     const auto unsent = job.host().cache()->Unsent(url);
     if (!unsent || unsent->state == State::incomplete) return host::UnsentUse::refuse;
     if (unsent->state == State::editing)
-        job.Fail(host::kInUse, what, "the document is open in another window or program; close it there first");
+        job.Fail(host::kInUse, what,
+                 "the document is open in another window or program; close it there first");
     return AskAboutUnsent(job, host::ToUtf8(host::LastPart(host::ToUtf16(url))), what);
 }
 
@@ -42,7 +43,11 @@ std::unique_ptr<SiteDocument> SiteDocument::Open(host::Job& job, const std::stri
     std::unique_ptr<SiteDocument> document(new SiteDocument);
     document->m_what = "open " + host::PlainLine(address);
     const std::string& what = document->m_what;
-    const auto name = job.NameFor(host::ParseUrl(address), what);
+    const std::u16string url = host::ParseUrl(address);
+    TMK::IAFS_AccountData* const account = job.SiteFor(url, what).account.account.get();
+    document->m_site_url = host::Accounts::UrlOf(account);
+    document->m_site_user = host::Accounts::UserOf(account);
+    const auto name = job.NameFor(url, what);
     if (host::IsFolder(job.InfoOf(name.get(), what).get()))
         job.Fail(E_INVALIDARG, what, "this is a folder; open it in the pane of places");
     document->m_url = job.UrlOf(name.get());
@@ -57,15 +62,17 @@ std::unique_ptr<SiteDocument> SiteDocument::Open(host::Job& job, const std::stri
     try {
         document->Fetch(job);
     } catch (const host::JobError&) {
-        // A check-out that opening has made is given back.
-        job.IgnoreCancel();
-        if (!document->m_was_checked_out && job.IsCheckedOut(document->m_file.get())) {
-            const Variant nothing;
-            document->m_file->Exec(u"DiscardCheckOut", nothing.get(), nullptr, job.details(), job.cancel());
-        }
+        document->GiveUp(job);
         throw;
     }
     return document;
+}
+
+void SiteDocument::GiveUp(host::Job& job) {
+    job.IgnoreCancel();
+    if (m_was_checked_out || !job.IsCheckedOut(m_file.get())) return;
+    const Variant nothing;
+    m_file->Exec(u"DiscardCheckOut", nothing.get(), nullptr, job.details(), job.cancel());
 }
 
 std::u16string SiteDocument::name() const {
@@ -95,9 +102,9 @@ void SiteDocument::Save(host::Job& job, const std::function<void(const host::fs:
     cache->FinishEdit(m_key_url);
     m_has_unsent = true;
     // A handle that outlived its check-in must not send without a question.
-    job.Check(m_file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting, job.details(),
-                             job.cancel()),
-              what);
+    job.Check(
+        m_file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting, job.details(), job.cancel()),
+        what);
     job.MarkChanged(m_file.get(), target, what);
     job.Check(m_file->Flush(job.details(), job.cancel()), what);
     m_has_unsent = false;

@@ -1,5 +1,5 @@
-// A document of a site as the editor has it open: its handle, its local copy, and the jobs that open, save and
-// close it. The jobs run on workers, one at a time for a document; the rest is for the main thread.
+// A document of a site as the editor has it open: its handle, its local copy, and the jobs that open, save
+// and close it. The jobs run on workers, one at a time for a document; the rest is for the main thread.
 #pragma once
 
 #include <functional>
@@ -23,11 +23,16 @@ public:
     // The local copy holds changes of an earlier run, which were not sent.
     bool has_unsent() const { return m_has_unsent; }
 
+    // Somebody gave up before it was shown: a check-out that opening has made is given back.
+    void GiveUp(host::Job& job);
+    // Sign-ins of this thread's next calls are for its site.
+    void UseSite(host::Host& host) const { host.SetSite(m_site_url, m_site_user); }
+
     // Fetches the present version after the plug-in has dropped the local copy.
     void Fetch(host::Job& job);
 
-    // Puts what `write` writes to the given path into the local copy and sends it. The local copy keeps it when
-    // the sending fails. Throws a JobError.
+    // Puts what `write` writes to the given path into the local copy and sends it. The local copy keeps it
+    // when the sending fails. Throws a JobError.
     void Save(host::Job& job, const std::function<void(const host::fs::path&)>& write);
 
     // Whether closing could give up a check-out that was there before the document was opened.
@@ -41,6 +46,8 @@ private:
 
     std::string m_what;  // "open URL", for errors
     std::u16string m_url;
+    std::u16string m_site_url;
+    std::u16string m_site_user;
     std::string m_key_url;  // UTF-8, for the cache
     ComPtr<TMK::IAFS_File> m_file;
     host::fs::path m_local_path;

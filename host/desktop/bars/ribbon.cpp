@@ -1,4 +1,4 @@
-#include "host/desktop/window/ribbon.h"
+#include "host/desktop/bars/ribbon.h"
 
 #include <QFrame>
 #include <QHBoxLayout>

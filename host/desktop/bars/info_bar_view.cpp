@@ -1,12 +1,12 @@
-#include "host/desktop/window/info_bar_view.h"
+#include "host/desktop/bars/info_bar_view.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "host/desktop/bars/icons.h"
 #include "host/desktop/front_end/text.h"
-#include "host/desktop/window/icons.h"
 
 namespace desktop {
 
@@ -20,7 +20,8 @@ constexpr double kDarkest = 0.32;
 QColor BackgroundOf(const host::InfoBarType& type, const QPalette& palette) {
     const QColor colour(type.colour ? type.colour : kDefaultColour);
     if (palette.color(QPalette::Window).lightness() > 127) return colour;
-    return QColor::fromHslF(colour.hslHueF(), qMin(colour.hslSaturationF(), 0.45F), static_cast<float>(kDarkest));
+    return QColor::fromHslF(colour.hslHueF(), qMin(colour.hslSaturationF(), 0.45F),
+                            static_cast<float>(kDarkest));
 }
 
 QPushButton* ButtonOf(QAction* action) {

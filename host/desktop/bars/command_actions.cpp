@@ -1,9 +1,9 @@
-#include "host/desktop/window/command_actions.h"
+#include "host/desktop/bars/command_actions.h"
 
 #include <QPixmap>
 
+#include "host/desktop/bars/icons.h"
 #include "host/desktop/front_end/text.h"
-#include "host/desktop/window/icons.h"
 
 namespace desktop {
 
@@ -73,7 +73,9 @@ void CommandActions::ShowTexts(const Entry& entry) {
     entry.action->setToolTip(key.isEmpty() ? tip : tip + " (" + key + ")");
     entry.action->setStatusTip(tip);
     QIcon icon = ToQtIcon(entry.command->icon());
-    if (!icon.isNull()) entry.action->setIcon(icon);
+    const auto own = m_icons.find(entry.command->name());
+    if (icon.isNull()) icon = LineIcon(own == m_icons.end() ? "command" : own->second);
+    entry.action->setIcon(icon);
 }
 
 void CommandActions::ShowState(const Entry& entry) {
@@ -87,7 +89,8 @@ void CommandActions::ShowState(const Entry& entry) {
 
 void CommandActions::Execute(const ComPtr<host::Command>& command) {
     const ComPtr<IUnknown> owner(m_workbench.active());
-    m_run([&] { command->Execute(owner.get()); });
+    const auto execute = [&] { command->Execute(owner.get()); };
+    command->is_of_host() ? execute() : m_run(execute);
     Update();
 }
 

@@ -3,7 +3,7 @@
 
 #include <QTabWidget>
 
-#include "host/desktop/window/command_actions.h"
+#include "host/desktop/bars/command_actions.h"
 
 class QMainWindow;
 class QMenu;

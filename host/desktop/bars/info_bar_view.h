@@ -1,10 +1,10 @@
-// The information bar of a document: a strip for each span, with its colour, icon, wrapped text and a button for
-// each command. Main thread only.
+// The information bar of a document: a strip for each span, with its colour, icon, wrapped text and a button
+// for each command. Main thread only.
 #pragma once
 
 #include <QFrame>
 
-#include "host/desktop/window/command_actions.h"
+#include "host/desktop/bars/command_actions.h"
 
 namespace desktop {
 
