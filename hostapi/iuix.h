@@ -4,6 +4,7 @@
 
 #include "hostapi/common.h"
 #include "hostapi/icommands.h"
+#include "hostapi/irgc.h"
 
 namespace TMK {
 
@@ -100,6 +101,7 @@ struct IUIX_Inst : IUnknown {
                               IUIX_Obj** out_object) = 0;  // may be null
     virtual HRESULT get_CmdManager(IUIX_CmdManager** out_manager) = 0;
     virtual HRESULT get_Theme(IUIX_Theme** out_theme) = 0;
+    virtual HRESULT get_ImageExt(IRGC_Inst** out_images) = 0;  // the extension "RGC"
     // A bar that belongs to `parent`. The reserved arguments are null.
     virtual HRESULT CreateCmdBar(IUIX_Obj* parent, const RECT* rectangle, LPCWSTR reserved1,
                                  LPCWSTR reserved2, DWORD style, IUIX_CmdBar** out_bar) = 0;

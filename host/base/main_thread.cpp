@@ -82,8 +82,7 @@ void MainThread::Stop() {
 void WaitingMainThread::PumpUntil(const std::function<bool()>& done) {
     constexpr std::chrono::milliseconds kCheckInterval{50};
     while (!done()) {
-        const bool has_run = RunOne();
-        if (RunDue() || has_run) continue;
+        if (RunOne() || RunDue()) continue;
         std::unique_lock lock(m_mutex);
         auto until = Clock::now() + kCheckInterval;
         if (!m_later.empty()) until = std::min(until, m_later.begin()->first);

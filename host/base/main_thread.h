@@ -64,7 +64,7 @@ private:
 class WaitingMainThread final : public MainThread {
 public:
     void PumpUntil(const std::function<bool()>& done) override;
-    // Runs after the delay, while somebody pumps. Any thread.
+    // Runs after the delay, while somebody pumps and no other work waits. Any thread.
     void PostAfter(std::chrono::milliseconds delay, std::function<void()> work);
 
 private:

@@ -36,6 +36,7 @@ public:
     HRESULT get_Theme(TMK::IUIX_Theme** out_theme) override {
         return ComPtr<TMK::IUIX_Theme>(&m_workbench.theme()).CopyTo(out_theme);
     }
+    HRESULT get_ImageExt(TMK::IRGC_Inst** out_images) override { return m_images.CopyTo(out_images); }
     HRESULT CreateCmdBar(TMK::IUIX_Obj* parent, const RECT* rectangle, LPCWSTR, LPCWSTR, DWORD,
                          TMK::IUIX_CmdBar** out_bar) override {
         if (!out_bar) return E_POINTER;
@@ -47,6 +48,7 @@ public:
 private:
     Windows& m_windows;
     Workbench& m_workbench;
+    const ComPtr<TMK::IRGC_Inst> m_images = MakeImageExtension();
 };
 
 }  // namespace

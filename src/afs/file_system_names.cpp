@@ -127,7 +127,7 @@ HRESULT FileSystem::NameIsChildOf(TMK::IAFS_Name* name, TMK::IAFS_Name* parent, 
             TRACE_RETURN(S_OK);
         }
         const auto web = local_parent->GetSession()->GetWeb()->AsWeb();
-        if (const Name::ObjectPtr& held = local_name->GetObject()) {
+        if (const Name::ObjectPtr held = local_name->GetObject()) {
             *out_is_child = ToVariantBool(held->GetWeb() == web);
         } else if (const Name::ObjectPtr found =
                        web->BindObject(local_name->GetUrl(), SharePoint::Web::BindObjectType::any)) {

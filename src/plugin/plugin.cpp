@@ -31,8 +31,14 @@ ComPtr<TMK::IUIX_Icon> BuildIcon(TMK::IUIX_Inst& uix) {
 
 }  // namespace
 
-EventsHandler* Plugin::Events() const {
-    return static_cast<EventsHandler*>(m_events_handler.get());
+ComPtr<EventsHandler> Plugin::Events() const {
+    const std::lock_guard lock(m_events_lock);
+    return ComPtr<EventsHandler>(static_cast<EventsHandler*>(m_events_handler.get()));
+}
+
+void Plugin::SetEvents(ComPtr<TMK::IEventHandler> events) {
+    const std::lock_guard lock(m_events_lock);
+    std::swap(m_events_handler, events);
 }
 
 HRESULT Plugin::Setup(TMK::ITMK_Inst* pInst) {
@@ -88,7 +94,7 @@ HRESULT Plugin::Init() {
         const Preferences& preferences = m_preferences_manager.m_preferences;
         Log::ApplyPreferences(static_cast<int32_t>(preferences.log_level),
                               static_cast<int32_t>(preferences.days_to_store_logs));
-        m_events_handler = MakeObject<EventsHandler>(*this);
+        SetEvents(MakeObject<EventsHandler>(*this));
         CHECK_RESULT_TEXT(Events()->Init(), u"m_events_handler->Init()");
         TRACE_RETURN(S_OK);
     }
@@ -113,13 +119,13 @@ HRESULT Plugin::Unload() {
     try {
         if (m_afs_inst && m_file_system) m_afs_inst->UnregisterFileSys(m_file_system.get());
         if (m_file_system) m_file_system->Detach();
-        if (m_events_handler) Events()->Shutdown();
+        if (const ComPtr<EventsHandler> events = Events()) events->Shutdown();
         m_file_system.reset();
         m_afs_inst.reset();
         m_aux_inst.reset();
         m_tmk_inst.reset();
         m_uix_inst.reset();
-        m_events_handler.reset();
+        SetEvents({});
     } catch (...) {
         LOG_LINE(Log::error, u"unloading is not complete");
     }
@@ -129,5 +135,5 @@ HRESULT Plugin::Unload() {
 }
 
 void Plugin::OnFileStateChanged(File* file) {
-    if (EventsHandler* const events = Events()) events->UpdateCommandItems(file);
+    if (const ComPtr<EventsHandler> events = Events()) events->UpdateCommandItems(file);
 }

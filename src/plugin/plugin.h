@@ -2,6 +2,8 @@
 // only.
 #pragma once
 
+#include <mutex>
+
 #include "base/plugin_context.h"
 #include "base/scaffolding.h"
 
@@ -34,6 +36,8 @@ public:
 
 private:
     HRESULT InitSettings();
-    // The handler behind m_events_handler, null before Init.
-    EventsHandler* Events() const;
+    ComPtr<EventsHandler> Events() const;  // null before Init and after Unload
+    void SetEvents(ComPtr<TMK::IEventHandler> events);
+
+    mutable std::mutex m_events_lock;  // workers tell of changes while the main thread unloads
 };

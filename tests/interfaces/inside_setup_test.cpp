@@ -63,6 +63,7 @@ public:
         return m_base->CreateObj(parameters, out_object);
     }
     HRESULT get_CmdManager(TMK::IUIX_CmdManager** out) override { return m_base->get_CmdManager(out); }
+    HRESULT get_ImageExt(TMK::IRGC_Inst** out) override { return m_base->get_ImageExt(out); }
     HRESULT get_Theme(TMK::IUIX_Theme** out) override { return m_base->get_Theme(out); }
     HRESULT CreateCmdBar(TMK::IUIX_Obj* parent, const RECT* rectangle, LPCWSTR a, LPCWSTR b, DWORD style,
                          TMK::IUIX_CmdBar** out) override {

@@ -331,10 +331,10 @@ TEST_P(CheckOutOfANewerVersion, Asks) {
     if (c.answer) editor.Answer(shape.id, *c.answer);
     const auto file = OpenToRead(editor, document).file;
     int reloads = 0;
-    const auto shown = host::Make<host::Document>(file, [&] {
-        ++reloads;
-        return S_OK;
-    });
+    const auto shown = host::Make<host::Document>(file, host::DocumentActions{.reload = [&] {
+                                                      ++reloads;
+                                                      return S_OK;
+                                                  }});
     shown->SetModified(c.is_modified);
     editor.host().documents().Add(shown);
     if (c.is_newer) Server().WriteAs("bob", document, "by bob");

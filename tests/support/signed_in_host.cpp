@@ -16,10 +16,15 @@ SignedInHost::SignedInHost(const std::string& plugin_file, const std::string& or
 
 // The plug-in's objects go before the library does.
 SignedInHost::~SignedInHost() {
+    EndPlugIn();
+    m_host.reset();
+}
+
+void SignedInHost::EndPlugIn() {
     m_root.reset();
     m_account = {};
     m_file_system.reset();
-    m_host.reset();
+    m_host->UnloadPlugin();
 }
 
 std::u16string SignedInHost::Url(const std::string& item) const {

@@ -25,10 +25,14 @@ public:
     SignedInHost& operator=(const SignedInHost&) = delete;
 
     host::Host& host() { return *m_host; }
+    host::FrontEnd& front_end() { return m_front_end; }
     TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
     TMK::IAFS_Name* root() { return m_root.get(); }
     TMK::IAFS_AccountData* account() { return m_account.account.get(); }
     std::shared_ptr<host::SettingsTree> account_tree() { return m_account.tree; }
+
+    // Lets go of the plug-in's objects that it holds and unloads it.
+    void EndPlugIn();
 
     // A fresh name of something in the library ("a.txt", "Folder/b.txt", "" for the library itself).
     ComPtr<TMK::IAFS_Name> Name(const std::string& item);

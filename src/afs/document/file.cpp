@@ -33,7 +33,7 @@ File::File(const File& other, bool)
       m_flags(other.m_flags),
       m_keep_checked_out(other.m_keep_checked_out),
       m_dirty(other.m_dirty),
-      m_check_out_state(other.m_check_out_state),
+      m_check_out_state(other.m_check_out_state.load()),
       m_modified_time(other.m_modified_time),
       m_tags(other.m_tags),
       m_tags_step(other.m_tags_step),
@@ -93,6 +93,16 @@ void File::TellStateChanged() {
     if (m_plugin) m_plugin->OnFileStateChanged(this);
 }
 
+std::u16string File::Holder() const {
+    const std::lock_guard lock(m_holder_lock);
+    return m_checked_out_to;
+}
+
+void File::SetHolder(std::u16string holder) {
+    const std::lock_guard lock(m_holder_lock);
+    m_checked_out_to.swap(holder);
+}
+
 ComPtr<TMK::IAFS_CacheEntry> File::GetCache() const {
     const std::lock_guard lock(m_cache_lock);
     return m_cache;
@@ -102,15 +112,15 @@ void File::GetCheckedOutState(CheckOutState& out_state, std::u16string* out_user
     TRACE_ENTRY("File::GetCheckedOutState");
     CHECK_THROW(m_name->GetObject() != nullptr, HResultException, E_SP_NOT_FOUND);
     out_state = m_check_out_state;
-    if (out_user) *out_user = m_checked_out_to;
-    TRACE_EXIT(static_cast<uint32_t>(m_check_out_state));
+    if (out_user) *out_user = Holder();
+    TRACE_EXIT(static_cast<uint32_t>(out_state));
 }
 
 bool File::CanEdit(bool use_cached) {
     TRACE_ENTRY("File::CanEdit");
     if (!use_cached) {
         CHECK_THROW(m_name->GetObject() != nullptr, HResultException, E_SP_NOT_FOUND);
-        const bool before = std::exchange(m_can_edit, m_name->GetObject()->CanEdit());
+        const bool before = m_can_edit.exchange(m_name->GetObject()->CanEdit());
         if (before != m_can_edit) TellStateChanged();
     }
     TRACE_EXIT(m_can_edit ? 1 : 0);

@@ -1,7 +1,9 @@
 // One open document: its bytes through the host's cache, and its check-out workflow on the server.
-// The host calls it on whichever thread it opens or saves on; only the cache reference is guarded.
+// The host calls it on whichever thread it opens or saves on; the cache reference is guarded, and the state
+// that GetCheckedOutState and CanEdit give may be asked for on the main thread meanwhile.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -108,6 +110,8 @@ private:
 
     SharePoint::File& ServerFile() const;
     const SharePoint::Information& Information() const { return m_name->GetObject()->GetInformation(); }
+    std::u16string Holder() const;
+    void SetHolder(std::u16string holder);
     std::u16string Title() const { return m_name->GetObject() ? Information().m_name : std::u16string(); }
     // A catalogue text with the file's title as %1.
     NamingText Text(const char16_t* text_id, const std::u16string& second = {}) const;
@@ -127,7 +131,8 @@ private:
     DWORD m_flags;
     bool m_keep_checked_out = true;
     bool m_dirty = false;
-    CheckOutState m_check_out_state = CheckOutState::none;
+    std::atomic<CheckOutState> m_check_out_state = CheckOutState::none;
+    mutable std::mutex m_holder_lock;
     std::u16string m_checked_out_to;
     uint64_t m_modified_time = 0;
     SharePoint::VersionTags m_tags;  // of the same version
@@ -135,6 +140,6 @@ private:
     bool m_is_outdated = false;      // the last save met a version of somebody else
     std::shared_ptr<OpenDocument> m_document;
     std::shared_ptr<LocalCopy> m_copy;  // what m_cache holds
-    bool m_can_edit = false;
-    bool m_suppress_after_save = false;
+    std::atomic<bool> m_can_edit = false;
+    std::atomic<bool> m_suppress_after_save = false;
 };

@@ -76,9 +76,10 @@ ComPtr<File> File::CreateAndOpenFile(Name& name, DWORD new_open_flags,
     LOG_LINE(Log::verbose, u"modified_time=%llu", file->m_modified_time);
     CHECK_RESULT_THROW(file->AcquireCache(out_error_details, cancel_flag));
     CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
-    file->m_check_out_state = file->ServerFile().GetCheckOutState(&file->m_checked_out_to);
-    if (file->m_checked_out_to.empty()) file->m_checked_out_to = file->Information().m_checkout_user;
-    LOG_LINE(Log::verbose, u"check_out_state=%i", static_cast<uint32_t>(file->m_check_out_state));
+    std::u16string holder;
+    file->m_check_out_state = file->ServerFile().GetCheckOutState(&holder);
+    file->SetHolder(holder.empty() ? file->Information().m_checkout_user : holder);
+    LOG_LINE(Log::verbose, u"check_out_state=%i", static_cast<uint32_t>(file->m_check_out_state.load()));
     file->CanEdit(false);
     if (file->DecideOnOpen() == OpenStep::check_out) {
         CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
@@ -98,13 +99,12 @@ File::OpenStep File::DecideOnOpen() {
     if (do_check_out) {
         CHECK_THROW_TEXT(!other_user, u"m_check_out_state != SharePoint::File::CheckOutState::other_user",
                          HResultException, E_SP_CHECKED_OUT_TO_OTHER,
-                         Text(u"sp.msg.checkedOutToOtherOnOpen", m_checked_out_to));
+                         Text(u"sp.msg.checkedOutToOtherOnOpen", Holder()));
         return OpenStep::check_out;
     }
     if ((m_flags & TMK::AFS_OpenFile_UserOpen) == 0) return OpenStep::open;
     if (other_user) {
-        WarnOnOpen(u"sp.msg.warnOnOpenWithOthersCheckOut", m_checked_out_to,
-                   &Preferences::on_open_checked_out_other);
+        WarnOnOpen(u"sp.msg.warnOnOpenWithOthersCheckOut", Holder(), &Preferences::on_open_checked_out_other);
         return OpenStep::open;
     }
     if (Prefs().on_open_checked_out_none & Preferences::show_message_box) return AskForCheckOutOnOpen();

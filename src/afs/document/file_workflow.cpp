@@ -61,12 +61,13 @@ void File::CheckOut(bool check_outdated) {
         }
         ReloadDocument();
     }
-    LOG_LINE(Log::verbose, u"checking out from cached state=%i", static_cast<uint32_t>(m_check_out_state));
+    LOG_LINE(Log::verbose, u"checking out from cached state=%i",
+             static_cast<uint32_t>(m_check_out_state.load()));
     CHECK_THROW_TEXT(ServerFile().CheckOut(), u"m_name->GetObject()->AsFile()->CheckOut()", HResultException,
                      E_FAIL, Text(u"sp.msg.checkOutFailed"));
     CountWorkflowStep();
     m_check_out_state = CheckOutState::me;
-    m_checked_out_to.clear();
+    SetHolder({});
     TellStateChanged();
     TRACE_EXIT(u"");
 }
@@ -104,7 +105,7 @@ void File::DiscardCheckOut() {
     TRACE_ENTRY("File::DiscardCheckOut");
     CHECK_THROW(m_name->GetObject() != nullptr, HResultException, E_SP_NOT_FOUND);
     LOG_LINE(Log::verbose, u"discarding check out from cached state=%i",
-             static_cast<uint32_t>(m_check_out_state));
+             static_cast<uint32_t>(m_check_out_state.load()));
     const SharePoint::File::DiscardResult result = ServerFile().DiscardCheckOut();
     CHECK_THROW(result != SharePoint::File::dcrNoCheckedInVersion, HResultException, E_FAIL,
                 Text(u"sp.msg.DiscardCheckoutFailedNoCheckedIn"));
@@ -112,7 +113,7 @@ void File::DiscardCheckOut() {
                 Text(u"sp.msg.discardCheckOutFailed"));
     CountWorkflowStep();
     m_check_out_state = CheckOutState::none;
-    m_checked_out_to.clear();
+    SetHolder({});
     TellStateChanged();
     TRACE_EXIT(u"");
 }
@@ -144,7 +145,7 @@ void File::CheckIn(const std::u16string& comment, uint32_t type, bool keep_check
     }
     m_document->m_need_checkin = false;
     m_check_out_state = CheckOutState::none;
-    m_checked_out_to.clear();
+    SetHolder({});
     // The record from before: what somebody else saves from now on is not one's own.
     if (!m_is_outdated) TakeVersion(VersionOnServer());
     CountWorkflowStep();

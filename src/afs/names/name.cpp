@@ -91,13 +91,19 @@ HRESULT Name::get_FileSys(TMK::IAFS_FileSys** out_file_system) {
     RETURN_VALUE(out_file_system, m_session->GetFileSystem().copy());
 }
 
+Name::ObjectPtr Name::GetObject() const {
+    const std::lock_guard lock(m_object_lock);
+    return m_object;
+}
+
 Name::ObjectPtr Name::BindObject(BindObjectType type, bool use_cached) {
     TRACE_ENTRY("Name::BindObject");
-    if (m_object && use_cached) {
-        const bool wrong_kind = (type == BindObjectType::file && !m_object->AsFile()) ||
-                                (type == BindObjectType::folder && !m_object->AsFolder());
+    const ObjectPtr held = GetObject();
+    if (held && use_cached) {
+        const bool wrong_kind = (type == BindObjectType::file && !held->AsFile()) ||
+                                (type == BindObjectType::folder && !held->AsFolder());
         TRACE_EXIT(wrong_kind ? u"nullptr" : u"cached object");
-        return wrong_kind ? nullptr : m_object;
+        return wrong_kind ? nullptr : held;
     }
     ObjectPtr object = m_session->GetWeb()->AsWeb()->BindObject(m_url, type);
     if (object) SetObject(object);
@@ -108,7 +114,10 @@ Name::ObjectPtr Name::BindObject(BindObjectType type, bool use_cached) {
 void Name::SetObject(const ObjectPtr& object) {
     TRACE_ENTRY("Name::SetObject");
     CHECK_THROW(object, HResultException, E_INVALIDARG);
-    m_object = object;
+    {
+        const std::lock_guard lock(m_object_lock);
+        m_object = object;
+    }
     m_url = GetAbsoluteUrl(*m_session, *object);
     m_attributes = object->AsFolder() ? DWORD{TMK::AFS_FileAttribute_Folder} : 0;
     if (object->GetInformation().m_attributes & kHiddenOnServer)
@@ -118,7 +127,7 @@ void Name::SetObject(const ObjectPtr& object) {
 
 ComPtr<Name> Name::GetParent() const {
     TRACE_ENTRY("Name::GetParent");
-    if (m_object && m_object->AsWeb()) {
+    if (const ObjectPtr held = GetObject(); held && held->AsWeb()) {
         TRACE_EXIT(u"nullptr (this name is Web)");
         return {};
     }

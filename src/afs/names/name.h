@@ -1,8 +1,9 @@
 // What the host's opaque name of an item is here: a URL, the session that reaches it, and, once asked for,
-// the server object behind it. No lock; used by one thread at a time in practice.
+// the server object behind it. Used by one thread at a time; GetObject is for any.
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "base/scaffolding.h"
@@ -38,7 +39,7 @@ public:
     // The server object behind the name, null when it isn't there or is of another kind. Without
     // `use_cached`, or when none is held, the server is asked.
     ObjectPtr BindObject(BindObjectType type = BindObjectType::any, bool use_cached = true);
-    const ObjectPtr& GetObject() const { return m_object; }
+    ObjectPtr GetObject() const;
     // Takes the server's spelling of the URL along. Throws HResultException E_INVALIDARG for null.
     void SetObject(const ObjectPtr& object);
     const std::u16string& GetUrl() const { return m_url; }
@@ -49,6 +50,7 @@ public:
 
 private:
     std::shared_ptr<Session> m_session;
+    mutable std::mutex m_object_lock;  // the main thread looks while a worker binds
     ObjectPtr m_object;
     std::u16string m_url;
     DWORD m_attributes = 0;

@@ -282,6 +282,7 @@ public:
         return parameters->pImpl->put_Obj(MakeObject<Window>(m_script).get());
     }
     HRESULT get_CmdManager(TMK::IUIX_CmdManager**) override { return E_NOTIMPL; }
+    HRESULT get_ImageExt(TMK::IRGC_Inst**) override { return E_NOTIMPL; }
     HRESULT get_Theme(TMK::IUIX_Theme**) override { return E_NOTIMPL; }
     HRESULT CreateCmdBar(TMK::IUIX_Obj*, const RECT*, LPCWSTR, LPCWSTR, DWORD, TMK::IUIX_CmdBar**) override {
         return E_NOTIMPL;
