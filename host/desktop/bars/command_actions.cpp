@@ -74,7 +74,11 @@ void CommandActions::ShowTexts(const Entry& entry) {
     entry.action->setStatusTip(tip);
     QIcon icon = ToQtIcon(entry.command->icon());
     const auto own = m_icons.find(entry.command->name());
-    if (icon.isNull()) icon = LineIcon(own == m_icons.end() ? "command" : own->second);
+    // "sp.cmd.checkOut" gets the picture of "checkOut".
+    if (icon.isNull()) {
+        icon = LineIcon(own == m_icons.end() ? ToQt(entry.command->name()).section('.', -1) : own->second);
+    }
+    if (icon.isNull()) icon = LineIcon("command");
     entry.action->setIcon(icon);
 }
 

@@ -47,7 +47,9 @@ private:
     void StatesChanged(const std::vector<DWORD>& command_ids) override;
     void BarsChanged() override { emit LayoutChanged(); }
     void InfoBarChanged(host::InfoBar& bar) override { emit SpansChanged(&bar); }
-    void DocumentChanged(host::Document& document, DWORD, DWORD) override { emit PermissionsChanged(&document); }
+    void DocumentChanged(host::Document& document, DWORD, DWORD) override {
+        emit PermissionsChanged(&document);
+    }
     void ShowTexts(const Entry& entry);
     void ShowState(const Entry& entry);
     void Execute(const ComPtr<host::Command>& command);

@@ -63,6 +63,16 @@ const std::map<QString, QString>& Paths() {
         {"site", "O 3 3 18 18 M 3 12 L 21 12 M 12 3 C 7 8 7 16 12 21 M 12 3 C 17 8 17 16 12 21"},
         {"refresh", "M 19 4 L 19 9 L 14 9 M 19 9 C 15 1 3 4 4 13 C 5 21 16 22 19 15"},
         {"info", "O 3 3 18 18 M 12 11 L 12 17 M 12 7 L 12 8"},
+        {"checkOut",
+         "M 10 12 L 4 12 L 4 21 L 16 21 L 16 16 M 7 12 L 7 8 C 7 3 13 3 13 7 M 13 12 L 22 12 M 18.5 8.5 L 22 "
+         "12 L 18.5 15.5"},
+        {"checkIn",
+         "M 4 12 L 16 12 L 16 21 L 4 21 Z M 7 12 L 7 8 C 7 3 13 3 13 8 L 13 12 M 22 6 L 17 6 M 19.5 3.5 L 17 "
+         "6 L 19.5 8.5"},
+        {"discardCheckOut",
+         "M 4 12 L 16 12 L 16 21 L 4 21 Z M 7 12 L 7 8 C 7 3 13 3 13 7 M 17 4 L 22 9 M 22 4 L 17 9"},
+        {"enableEditing", "M 4 20 L 5 15 L 16 4 L 20 8 L 9 19 Z M 13 7 L 17 11"},
+        {"fileProperties", "M 5 3 L 19 3 L 19 21 L 5 21 Z M 8 8 L 16 8 M 8 12 L 16 12 M 8 16 L 13 16"},
         {"command", "O 5 5 14 14 M 10 9 L 15 12 L 10 15 Z"},
     };
     return paths;

@@ -13,8 +13,10 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QToolBar>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "host/desktop/bars/icons.h"
@@ -89,7 +91,6 @@ void MainWindow::BuildContent() {
     m_tabs->setObjectName("documents");
     m_tabs->setAccessibleName(tr("Documents"));
     m_tabs->setDocumentMode(true);
-    m_tabs->setTabsClosable(true);
     m_tabs->setMovable(true);
     m_tabs->setElideMode(Qt::ElideMiddle);
     m_stack->addWidget(m_start);
@@ -108,7 +109,6 @@ void MainWindow::BuildContent() {
     connect(m_start, &StartPage::BrowseRequested, this, &MainWindow::BrowseForFile);
     connect(m_start, &StartPage::AddPlaceRequested, this, [this] { AddPlace({}, {}); });
     connect(m_tabs, &QTabWidget::currentChanged, this, &MainWindow::ShowCurrent);
-    connect(m_tabs, &QTabWidget::tabCloseRequested, this, [this](int index) { CloseTab(TabAt(index)); });
 }
 
 void MainWindow::BuildStatusBar() {
@@ -214,6 +214,15 @@ void MainWindow::AddTab(DocumentTab* tab) {
     });
     const int index = m_tabs->addTab(tab, tab->Name());
     m_tabs->setTabToolTip(index, tab->address());
+    auto* const close = new QToolButton;
+    close->setObjectName("closeTab");
+    close->setIcon(LineIcon("close"));
+    close->setIconSize({12, 12});
+    close->setAutoRaise(true);
+    close->setToolTip(tr("Close %1").arg(tab->Name()));
+    close->setAccessibleName(close->toolTip());
+    connect(close, &QToolButton::clicked, this, [this, tab] { CloseTab(tab); });
+    m_tabs->tabBar()->setTabButton(index, QTabBar::RightSide, close);
     m_tabs->setCurrentIndex(index);
     tab->Open();
     ShowCurrent();
