@@ -110,8 +110,14 @@ void EditorDriver::Trigger(const QString& name) {
     action->trigger();
 }
 
+void EditorDriver::PressKey(Qt::Key key) {
+    m_window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(m_window.get()));
+    QTest::keyClick(m_window.get(), key, Qt::ControlModifier);
+}
+
 void EditorDriver::Save() {
-    QTest::keyClick(m_window.get(), Qt::Key_S, Qt::ControlModifier);
+    PressKey(Qt::Key_S);
     ASSERT_TRUE(Comes([this] { return IsOpen(); }));
 }
 

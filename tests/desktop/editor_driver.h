@@ -50,6 +50,8 @@ public:
     // An action of the window by its name.
     QAction* Action(const QString& name);
     void Trigger(const QString& name);
+    // With Ctrl.
+    void PressKey(Qt::Key key);
     // Saves and waits for the end.
     void Save();
 

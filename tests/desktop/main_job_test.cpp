@@ -36,7 +36,7 @@ protected:
         ASSERT_TRUE(m_editor->tab()->IsModified());
     }
     std::string Rotations() { return RotationsOf(m_server->Document(kName)); }
-    void CloseTab() { QTest::keyClick(&m_editor->window(), Qt::Key_W, Qt::ControlModifier); }
+    void CloseTab() { m_editor->PressKey(Qt::Key_W); }
     bool IsGone() {
         return m_editor->Comes([this] { return m_editor->tab() == nullptr; });
     }
@@ -75,7 +75,7 @@ TEST_P(MainJob, ChecksOutRotatesSavesAndChecksIn) {
     m_editor->Save();
     EXPECT_FALSE(m_editor->tab()->IsModified());
     EXPECT_EQ(Rotations(), "90 0 0");
-    m_editor->Answer("sp.msg.checkIn", [](QDialog& dialog) {
+    m_editor->Answer("sp.msg.checkInDialogMessage", [](QDialog& dialog) {
         for (auto* const radio : dialog.findChildren<QRadioButton*>())
             if (radio->text().contains("major")) radio->click();
         QTest::keyClicks(dialog.findChild<QLineEdit*>(), "Turned");
@@ -175,9 +175,9 @@ TEST_F(EditorTest, ACheckInSavesFirstAndStaysAwayWhenThatFails) {
     EXPECT_EQ(m_editor->TakeAnswered(), std::vector<std::string>{"editor.failure"});
     EXPECT_NE(m_server->CheckedOutBy(kName), "");
     m_server->ClearFaults();
-    m_editor->Answer("sp.msg.checkIn", "sp.btn.checkIn");
+    m_editor->Answer("sp.msg.checkInDialogMessage", "sp.btn.checkIn");
     m_editor->Trigger("sp.cmd.checkIn");
-    EXPECT_EQ(m_editor->TakeAnswered(), std::vector<std::string>{"sp.msg.checkIn"});
+    EXPECT_EQ(m_editor->TakeAnswered(), std::vector<std::string>{"sp.msg.checkInDialogMessage"});
     EXPECT_EQ(m_server->CheckedOutBy(kName), "");
     EXPECT_EQ(Rotations(), "90 0 0");
 }

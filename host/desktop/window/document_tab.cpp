@@ -63,6 +63,7 @@ DocumentTab::DocumentTab(Editor& editor, CommandActions& actions, const QString&
 
 DocumentTab::~DocumentTab() {
     if (m_progress) m_progress->is_canceled = true;
+    DropPdf();
     if (m_document_view) m_editor.host.workbench().Close(*m_document_view);
 }
 
@@ -150,9 +151,18 @@ void DocumentTab::FinishOpening(std::shared_ptr<Loaded> loaded, const std::optio
     if (loaded->source->WasRepaired()) emit Message(tr("%1 was damaged and has been repaired").arg(Name()));
 }
 
+// The widgets refer to the document, and its undo stack tells of its end.
+void DocumentTab::DropPdf() {
+    delete std::exchange(m_view, nullptr);
+    delete std::exchange(m_thumbnails, nullptr);
+    if (!m_pdf) return;
+    m_pdf->Undo().disconnect(this);
+    m_pdf->disconnect(this);
+    m_pdf.reset();
+}
+
 void DocumentTab::ShowPdf(pdf::SourcePtr source) {
-    delete m_view;
-    delete m_thumbnails;
+    DropPdf();
     m_pdf = std::make_unique<pdf::Document>(std::move(source));
     m_thumbnails = new pages::ThumbnailPane(*m_pdf);
     m_thumbnails->setVisible(m_shows_thumbnails);

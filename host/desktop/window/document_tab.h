@@ -75,6 +75,7 @@ private:
     void SetStage(Stage stage);
     void Load(host::Job& job, Loaded& loaded);
     void FinishOpening(std::shared_ptr<Loaded> loaded, const std::optional<JobFailure>& failure);
+    void DropPdf();
     void ShowPdf(pdf::SourcePtr source);
     void Register();
     HRESULT Reload();

@@ -78,18 +78,18 @@ void EditorCommands::AddForTab(Definition definition, TabWork work, TabTest test
 }
 
 void EditorCommands::AddFileCommands() {
-    Add({u"cmd.open", u"&Open…", "open", {QKeySequence::Open}, [this] { m_window.BrowseForFile(); }});
+    Add({u"cmd.open", u"&Open…", "open", {QKeySequence("Ctrl+O")}, [this] { m_window.BrowseForFile(); }});
     Add({u"cmd.openAddress", u"Open &Address", "site", {QKeySequence("Ctrl+L")}, [this] {
              m_window.m_address->setFocus();
              m_window.m_address->selectAll();
          }});
     AddForTab(
-        {u"cmd.save", u"&Save", "save", {QKeySequence::Save}}, [](DocumentTab& tab) { tab.Save(); },
+        {u"cmd.save", u"&Save", "save", {QKeySequence("Ctrl+S")}}, [](DocumentTab& tab) { tab.Save(); },
         [](DocumentTab& tab) { return !tab.IsBusy() && tab.IsModified(); });
     AddForTab({u"cmd.saveCopy", u"Save a &Copy…", "save-copy", {QKeySequence("Ctrl+Shift+S")}},
               [this](DocumentTab& tab) { SaveCopy(tab); });
     AddForTab(
-        {u"cmd.print", u"&Print…", "print", {QKeySequence::Print}}, [this](DocumentTab& tab) { Print(tab); },
+        {u"cmd.print", u"&Print…", "print", {QKeySequence("Ctrl+P")}}, [this](DocumentTab& tab) { Print(tab); },
         [](DocumentTab& tab) { return tab.pdf()->CanPrint(); });
     AddForTab(
         {u"cmd.info", u"Title and A&uthor…", "properties", {QKeySequence("Ctrl+D")}},
@@ -104,28 +104,28 @@ void EditorCommands::AddFileCommands() {
     Add({u"cmd.close",
          u"C&lose",
          "close",
-         {QKeySequence::Close},
+         {QKeySequence("Ctrl+W"), QKeySequence("Ctrl+F4")},
          [this] { m_window.CloseTab(m_window.CurrentTab()); },
          [this] { return m_window.CurrentTab() ? kOn : kOff; }});
-    Add({u"cmd.quit", u"&Quit", "close", {QKeySequence::Quit}, [this] { m_window.close(); }});
+    Add({u"cmd.quit", u"&Quit", "close", {QKeySequence("Ctrl+Q")}, [this] { m_window.close(); }});
 }
 
 void EditorCommands::AddEditCommands() {
     const auto can_edit = [](DocumentTab& tab) { return !tab.IsBusy() && !tab.pdf()->IsRestricted(); };
     AddForTab(
-        {u"cmd.undo", u"&Undo", "undo", {QKeySequence::Undo}},
+        {u"cmd.undo", u"&Undo", "undo", {QKeySequence("Ctrl+Z")}},
         [](DocumentTab& tab) { tab.pdf()->Undo().undo(); },
         [=](DocumentTab& tab) { return can_edit(tab) && tab.pdf()->Undo().canUndo(); });
     AddForTab(
-        {u"cmd.redo", u"&Redo", "redo", {QKeySequence::Redo, QKeySequence("Ctrl+Y")}},
+        {u"cmd.redo", u"&Redo", "redo", {QKeySequence("Ctrl+Shift+Z"), QKeySequence("Ctrl+Y")}},
         [](DocumentTab& tab) { tab.pdf()->Undo().redo(); },
         [=](DocumentTab& tab) { return can_edit(tab) && tab.pdf()->Undo().canRedo(); });
     AddForTab(
-        {u"cmd.copy", u"&Copy", "copy", {QKeySequence::Copy}}, [](DocumentTab& tab) { tab.view()->Copy(); },
+        {u"cmd.copy", u"&Copy", "copy", {QKeySequence("Ctrl+C")}}, [](DocumentTab& tab) { tab.view()->Copy(); },
         [](DocumentTab& tab) { return tab.pdf()->CanCopy() && tab.view()->HasSelection(); });
-    AddForTab({u"cmd.selectAll", u"Select &All", "copy", {QKeySequence::SelectAll}},
+    AddForTab({u"cmd.selectAll", u"Select &All", "copy", {QKeySequence("Ctrl+A")}},
               [](DocumentTab& tab) { tab.view()->SelectAll(); });
-    AddForTab({u"cmd.find", u"&Find", "find", {QKeySequence::Find}},
+    AddForTab({u"cmd.find", u"&Find", "find", {QKeySequence("Ctrl+F")}},
               [](DocumentTab& tab) { tab.view()->OpenFindBar(); });
 }
 
@@ -152,9 +152,9 @@ void EditorCommands::AddPageCommands() {
 }
 
 void EditorCommands::AddZoomCommands() {
-    AddForTab({u"cmd.zoomIn", u"Zoom &In", "zoom-in", {QKeySequence::ZoomIn, QKeySequence("Ctrl+=")}},
+    AddForTab({u"cmd.zoomIn", u"Zoom &In", "zoom-in", {QKeySequence("Ctrl++"), QKeySequence("Ctrl+=")}},
               [](DocumentTab& tab) { tab.view()->ZoomIn(); });
-    AddForTab({u"cmd.zoomOut", u"Zoom &Out", "zoom-out", {QKeySequence::ZoomOut}},
+    AddForTab({u"cmd.zoomOut", u"Zoom &Out", "zoom-out", {QKeySequence("Ctrl+-")}},
               [](DocumentTab& tab) { tab.view()->ZoomOut(); });
     AddForTab({u"cmd.actualSize", u"&Actual Size", "actual-size", {QKeySequence("Ctrl+1")}},
               [](DocumentTab& tab) { tab.view()->SetZoom(1); });

@@ -60,7 +60,9 @@ MainWindow::MainWindow(Editor& editor, Bars bars)
 MainWindow::~MainWindow() {
     m_editor.front_end.SetWarningListener({});
     m_editor.worker.CancelAll();
-    while (m_tabs->count() > 0) delete m_tabs->widget(0);
+    // Also those that wait for their deletion.
+    m_tabs->disconnect(this);
+    qDeleteAll(findChildren<DocumentTab*>());
 }
 
 void MainWindow::BuildContent() {
