@@ -39,6 +39,14 @@ std::vector<std::shared_ptr<Site>> Sites::All() const {
     return m_sites;
 }
 
+std::shared_ptr<std::timed_mutex> Sites::TurnOf(const std::string& document_key) {
+    const std::lock_guard lock(m_mutex);
+    std::erase_if(m_turns, [](const auto& turn) { return turn.second.expired(); });
+    auto turn = m_turns[document_key].lock();
+    if (!turn) m_turns[document_key] = turn = std::make_shared<std::timed_mutex>();
+    return turn;
+}
+
 void Sites::Clear() {
     std::vector<std::shared_ptr<Site>> released;
     const std::lock_guard lock(m_mutex);
@@ -80,12 +88,23 @@ StoredAccount Job::AccountFor(const std::u16string& url, const std::string& what
     return *account;
 }
 
+void Job::Lock(std::unique_lock<std::timed_mutex>& lock, const std::string& what) {
+    while (!lock.try_lock_for(kCancelInterval)) {
+        if (IsCanceled(cancel())) Check(kCanceled, what);
+    }
+}
+
+DocumentTurn Job::TakeTurn(const std::u16string& url, const std::string& what) {
+    DocumentTurn turn{m_sites->TurnOf(CacheStore::KeyOf(ToUtf8(url))), {}};
+    turn.lock = std::unique_lock(*turn.mutex, std::defer_lock);
+    Lock(turn.lock, what);
+    return turn;
+}
+
 Site& Job::SiteFor(const std::u16string& url, const std::string& what) {
     StoredAccount account = AccountFor(url, what);
     std::unique_lock binding(m_sites->binding(), std::defer_lock);
-    while (!binding.try_lock_for(kCancelInterval)) {
-        if (IsCanceled(cancel())) Check(kCanceled, what);
-    }
+    Lock(binding, what);
     if (const auto site = m_sites->Find(account.id)) {
         TMK::IAFS_AccountData* const data = site->account.account.get();
         m_host.SetSite(Accounts::UrlOf(data), Accounts::UserOf(data));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -37,11 +38,20 @@ public:
     std::vector<std::shared_ptr<Site>> All() const;
     void Clear();
     std::timed_mutex& binding() { return m_binding; }
+    // Held by the job that works on a document; the same for everybody who names it.
+    std::shared_ptr<std::timed_mutex> TurnOf(const std::string& document_key);
 
 private:
     mutable std::mutex m_mutex;
     std::timed_mutex m_binding;
     std::vector<std::shared_ptr<Site>> m_sites;
+    std::map<std::string, std::weak_ptr<std::timed_mutex>> m_turns;
+};
+
+// One job at a time works on a document.
+struct DocumentTurn {
+    std::shared_ptr<std::timed_mutex> mutex;
+    std::unique_lock<std::timed_mutex> lock;
 };
 
 class Job {
@@ -66,6 +76,8 @@ public:
     StoredAccount AccountFor(const std::u16string& url, const std::string& what);
     // Binds to the site of a URL, once for each account.
     Site& SiteFor(const std::u16string& url, const std::string& what);
+    // Waits until no other job works on the document; a JobError when it is cancelled meanwhile.
+    DocumentTurn TakeTurn(const std::u16string& url, const std::string& what);
     // A new name, without anything known from the server.
     ComPtr<TMK::IAFS_Name> NameFor(const std::u16string& url, const std::string& what);
     // Null when nothing is there; other failures are JobErrors.
@@ -86,6 +98,8 @@ public:
     void MarkChanged(TMK::IAFS_File* file, const fs::path& local_path, const std::string& what);
 
 private:
+    void Lock(std::unique_lock<std::timed_mutex>& lock, const std::string& what);
+
     Host& m_host;
     const std::shared_ptr<Sites> m_sites;
     const std::string m_no_place;

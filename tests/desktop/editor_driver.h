@@ -9,7 +9,6 @@
 #include <memory>
 #include <optional>
 #include <queue>
-#include <set>
 #include <string>
 
 #include "host/desktop/window/main_window.h"
@@ -55,12 +54,14 @@ public:
     // Saves and waits for the end.
     void Save();
 
-    // The next window of that name is answered so; others stay, and are told at the end of Expect.
+    // The next window of that name is answered so; a window that nobody answers fails the test.
     void Answer(const QString& window, std::function<void(QDialog&)> answer);
     // Presses a button.
     void Answer(const QString& window, const QString& button);
     // The names of the windows that were answered, in their order.
     std::vector<std::string> TakeAnswered();
+    std::size_t AnsweredCount() const { return m_answered.size(); }
+    std::size_t JobCount() const { return m_editor->worker.Count(); }
 
     // The information bar's text of the plug-in; empty without one.
     std::string Bar();
@@ -75,7 +76,6 @@ private:
     std::unique_ptr<desktop::MainWindow> m_window;
     QTimer m_watch;
     std::map<QString, std::queue<std::function<void(QDialog&)>>> m_answers;
-    std::set<QDialog*> m_unexpected;
     std::vector<std::string> m_answered;
 };
 

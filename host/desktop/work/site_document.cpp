@@ -44,6 +44,7 @@ std::unique_ptr<SiteDocument> SiteDocument::Open(host::Job& job, const std::stri
     document->m_what = "open " + host::PlainLine(address);
     const std::string& what = document->m_what;
     const std::u16string url = host::ParseUrl(address);
+    const host::DocumentTurn turn = job.TakeTurn(url, what);
     TMK::IAFS_AccountData* const account = job.SiteFor(url, what).account.account.get();
     document->m_site_url = host::Accounts::UrlOf(account);
     document->m_site_user = host::Accounts::UserOf(account);
@@ -91,6 +92,7 @@ void SiteDocument::Fetch(host::Job& job) {
 void SiteDocument::Save(host::Job& job, const std::function<void(const host::fs::path&)>& write) {
     const std::string what = "save " + host::PlainLine(host::EscapeUrl(m_url));
     const auto cache = job.host().cache();
+    const host::DocumentTurn turn = job.TakeTurn(m_url, what);
     job.SiteFor(m_url, what);
     const host::fs::path target = cache->BeginEdit(m_key_url).path;
     try {
@@ -118,6 +120,7 @@ bool SiteDocument::HasEarlierCheckOut(host::Job& job) const {
 
 void SiteDocument::Close(host::Job& job, Closing closing, bool drop_unsent) {
     const std::string what = "close " + host::PlainLine(host::EscapeUrl(m_url));
+    const host::DocumentTurn turn = job.TakeTurn(m_url, what);
     job.SiteFor(m_url, what);
     if (closing != Closing::keep_check_out) {
         const DWORD flags = closing == Closing::discard_check_out ? TMK::AFS_CloseFile_DiscardCheckOut
