@@ -183,7 +183,7 @@ ComPtr<Command> Commands::Find(std::u16string_view name) const {
 
 ComPtr<Command> Commands::Add(HostCommand made) {
     const auto handler = Make<FunctionHandler>(std::move(made.execute), std::move(made.state));
-    const ComPtr<Command> command = AddCommand(std::move(made.name), handler, true);
+    ComPtr<Command> command = AddCommand(std::move(made.name), handler, true);
     command->put_Title(made.title.c_str());
     command->put_Tip(made.tip.c_str());
     if (made.icon) command->put_Icon(made.icon.get());

@@ -34,12 +34,17 @@ std::u16string TextOf(std::u16string_view id) {
 
 }  // namespace
 
-Workbench::Workbench(const Catalogue& catalogue, RunAfter run_after)
+Workbench::Workbench(const Catalogue& catalogue, const RunAfter& run_after)
     : m_around{catalogue, m_atoms, m_listeners, run_after},
       m_timers(run_after),
       m_events(Make<EventServer>()),
       m_manager(Make<CommandManager>(m_around)),
       m_theme(Make<Theme>()) {}
+
+// A document may outlive the workbench.
+Workbench::~Workbench() {
+    for (const auto& view : m_views) LetGo(view->document());
+}
 
 MainView& Workbench::MakeView(Layout layout) {
     const ComPtr<Ribbon> ribbon = layout == Layout::ribbon ? Make<Ribbon>() : nullptr;
@@ -79,14 +84,14 @@ void Workbench::OpenedView() {
     Raise(u"e.customizeCmdLayout", m_view.get());
 }
 
-ComPtr<DocumentView> Workbench::Open(ComPtr<Document> document) {
+ComPtr<DocumentView> Workbench::Open(const ComPtr<Document>& document) {
     document->SetInfoBar(Make<InfoBar>(m_around, commands(), m_info_bar_types));
     document->core().SetChanged([this, raw = document.get()](DWORD change, DWORD property) {
         m_listeners.Tell(&WorkbenchListener::DocumentChanged, *raw, change, property);
     });
     m_documents.Add(document);
-    m_views.push_back(Make<DocumentView>(document));
-    const ComPtr<DocumentView> view = m_views.back();
+    auto view = Make<DocumentView>(document);
+    m_views.push_back(view);
     Raise(u"e.document.initialized", document.get());
     return view;
 }
@@ -105,6 +110,10 @@ void Workbench::Close(DocumentView& view) {
     if (m_active.get() == &view) Activate(nullptr);
     std::erase(m_views, alive);
     m_documents.Remove(&document);
+    LetGo(document);
+}
+
+void Workbench::LetGo(Document& document) {
     document.core().SetChanged({});
     document.SetInfoBar(nullptr);
 }

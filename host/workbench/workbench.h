@@ -16,7 +16,8 @@ class Workbench {
 public:
     enum class Layout { ribbon, menus };
 
-    Workbench(const Catalogue& catalogue, RunAfter run_after);
+    Workbench(const Catalogue& catalogue, const RunAfter& run_after);
+    ~Workbench();
     Workbench(const Workbench&) = delete;
     Workbench& operator=(const Workbench&) = delete;
 
@@ -39,7 +40,7 @@ public:
     void OpenedView();
 
     // A window shows the document from now on: it joins the list, and plug-ins hear of it.
-    ComPtr<DocumentView> Open(ComPtr<Document> document);
+    ComPtr<DocumentView> Open(const ComPtr<Document>& document);
     // Its pages are seen for the first time.
     void StartedViewing(DocumentView& view);
     // It was saved under another name; Document::SetFile comes first.
@@ -58,6 +59,7 @@ public:
     void ForgetPlugIns();
 
 private:
+    static void LetGo(Document& document);
     void MakeRibbon(Ribbon& ribbon);
     void MakeMenus(MainView& view);
     void Raise(const char16_t* event, IUnknown* source);

@@ -10,23 +10,24 @@ HRESULT GetDocumentObjects(PluginContext* plugin, TMK::ITMK_Document* document,
     out_information = {};
     CHECK_RETURN(plugin != nullptr, E_INVALIDARG);
     CHECK_RETURN(document != nullptr, E_INVALIDARG);
-    document_objects found;
-    found.document = ComPtr<TMK::ITMK_Document>(document);
-    CHECK_RESULT_TEXT(document->get_CoreDoc(found.core_document.put()),
+    out_information.document = ComPtr<TMK::ITMK_Document>(document);
+    CHECK_RESULT_TEXT(document->get_CoreDoc(out_information.core_document.put()),
                       u"document->get_CoreDoc(&core_document)");
-    if (!found.core_document) TRACE_RETURN(S_FALSE);
+    if (!out_information.core_document) TRACE_RETURN(S_FALSE);
     ComPtr<TMK::ITMK_SrcInfo> source;
-    CHECK_RESULT_TEXT(found.core_document->get_SrcInfo(source.put()), u"core_document->get_SrcInfo(&source)");
+    CHECK_RESULT_TEXT(out_information.core_document->get_SrcInfo(source.put()),
+                      u"core_document->get_SrcInfo(&source)");
     if (!source) TRACE_RETURN(S_FALSE);
-    CHECK_RESULT_TEXT(source->get_File(found.afs_file.put()), u"source->get_File(&afs_file)");
-    if (!found.afs_file) TRACE_RETURN(S_FALSE);
-    CHECK_RESULT_TEXT(found.afs_file->get_Name(found.afs_name.put()), u"afs_file->get_Name(&afs_name)");
-    if (!found.afs_name || !plugin->m_file_system) TRACE_RETURN(S_FALSE);
-    found.name = static_cast<FileSystem*>(plugin->m_file_system.get())->GetName(found.afs_name.get());
-    if (!found.name) TRACE_RETURN(S_FALSE);
+    CHECK_RESULT_TEXT(source->get_File(out_information.afs_file.put()), u"source->get_File(&afs_file)");
+    if (!out_information.afs_file) TRACE_RETURN(S_FALSE);
+    CHECK_RESULT_TEXT(out_information.afs_file->get_Name(out_information.afs_name.put()),
+                      u"afs_file->get_Name(&afs_name)");
+    if (!out_information.afs_name || !plugin->m_file_system) TRACE_RETURN(S_FALSE);
+    out_information.name =
+        static_cast<FileSystem*>(plugin->m_file_system.get())->GetName(out_information.afs_name.get());
+    if (!out_information.name) TRACE_RETURN(S_FALSE);
     // Its name is of this file system, so the file is as well.
-    found.file = ComPtr<File>(static_cast<File*>(found.afs_file.get()));
-    out_information = std::move(found);
+    out_information.file = ComPtr<File>(static_cast<File*>(out_information.afs_file.get()));
     TRACE_RETURN(S_OK);
 }
 

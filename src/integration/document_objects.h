@@ -17,7 +17,7 @@ struct document_objects {
     ComPtr<Name> name;
 };
 
-// S_FALSE for a document that is none of this plug-in's; then `out_information` has no file.
+// S_FALSE for a document that is none of this plug-in's; then `out_information` has no file and no name.
 HRESULT GetDocumentObjects(PluginContext* plugin, TMK::ITMK_Document* document,
                            document_objects& out_information);
 // The same for the document that `object` shows, or else for the one in front.

@@ -191,6 +191,7 @@ void EventsHandler::OnUpdateCommandItemsTimer() {
     TRACE_EXIT(u"");
 }
 
+// docs/compatibility.md: Enable Editing lasts until the next change of the state
 HRESULT EventsHandler::RefreshDocument(TMK::ITMK_Document* document) {
     TRACE_NAME("EventsHandler::OnUpdateCommandItemsTimer");
     CHECK_RESULT(SetDocumentEditState(document, EditState::auto_detect));

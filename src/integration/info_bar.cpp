@@ -102,7 +102,7 @@ HRESULT EventsHandler::SetDocumentEditState(TMK::ITMK_Document* i_document, Edit
     HOST_BOUNDARY(nullptr)
 }
 
-// docs/compatibility.md: Two preferences' bits for the bar play no part
+// docs/compatibility.md: No preference hides the information bar
 bool EventsHandler::DetectAllowEditing(File& file) const {
     TRACE_NAME("EventsHandler::SetDocumentEditState");
     const Preferences preferences = m_plugin->m_preferences_manager.Get();
@@ -131,7 +131,7 @@ HRESULT EventsHandler::GetDocumentEditState(TMK::ITMK_Document* i_document, bool
     CHECK_RETURN(i_document != nullptr, E_FAIL);
     document_objects objects;
     CHECK_RESULT(GetDocumentObjects(m_plugin, i_document, objects));
-    CHECK_RETURN(objects.core_document != nullptr, E_FAIL);
+    CHECK_RETURN(objects.core_document != nullptr, S_FALSE);
     DWORD restricted = 0;
     CHECK_RESULT(objects.core_document->GetPermissions(TMK::TMK_PermissionSource_Restricted,
                                                        TMK::TMK_PermissionKind_Mask, &restricted));

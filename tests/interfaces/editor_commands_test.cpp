@@ -138,7 +138,7 @@ HRESULT SaveInPlace(Window& window, TMK::IAFS_File* file, const std::string& byt
 class CheckInCommand : public DecisionTest {
 protected:
     // A changed document, checked out to alice.
-    Tab OpenChanged(Window& window, std::function<HRESULT(TMK::IAFS_File*)> save) {
+    Tab OpenChanged(Window& window, const std::function<HRESULT(TMK::IAFS_File*)>& save) {
         const std::string document = MakeDocument("alice");
         const Opened opened = window.Open(document, kRead);
         m_document = document;

@@ -243,6 +243,20 @@ TEST_P(BehindThePersonsBack, AFailedClickShowsOneBoxAndWhatIsKnownNow) {
 INSTANTIATE_TEST_SUITE_P(Rows, BehindThePersonsBack, ::testing::ValuesIn(BehindThePersonsBack::Rows()),
                          RowName());
 
+TEST_F(InfoBar, NamesNobodyAfterARefusedSave) {
+    const std::string document = MakeDocument();
+    Window window(Server(), "alice", {{kOther, "2"}});
+    const Tab tab = window.OpenTab(document, kUserOpen);
+    EXPECT_EQ(window.Click("sp.cmd.enableEditing", tab), S_OK);
+    Server().CheckOutAs("bob", document);
+    EXPECT_EQ(tab.file->Reopen(kWrite, window.details(), nullptr), kOthersCheckOut);
+    EXPECT_NE(window.TakeMessage().find(kBob), std::string::npos);
+    window.workbench().ChangedLanguage();  // asks for the bar anew
+    EXPECT_EQ(window.BarOf(tab)->text,
+              "The file is checked out to . You will not be able to save the file to the server.");
+    EXPECT_EQ(window.Usable(tab.view.get()), "share_point fileProperties");
+}
+
 TEST_F(InfoBar, NamesTheNewHolderOnceTheDocumentIsOpenedAgain) {
     const std::string document = MakeDocument();
     Window window(Server(), "alice");

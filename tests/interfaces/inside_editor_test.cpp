@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "afs/document/file.h"
+#include "base/log.h"
 #include "base/resources.h"
 #include "dialogs/command_objects.h"
 #include "host/base/give.h"
@@ -13,6 +14,7 @@
 #include "tests/interfaces/inside_host.h"
 #include "tests/support/dev_server.h"
 #include "tests/support/plugin/forwarding_host.h"
+#include "tests/support/trace_log.h"
 
 namespace interfaces {
 
@@ -98,9 +100,10 @@ TEST_F(InsideEditor, AnswersAHostsMistakes) {
         {u"e.customizePropDialog", sheets.get(), S_OK},    {u"e.customizePropDialog", command.get(), E_FAIL},
         {u"e.beginPropDialog", command.get(), S_OK},       {u"e.somethingElse", command.get(), S_OK},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(Events()->OnEvent(Atom(row.event), nullptr, row.source), row.result)
             << host::ToUtf8(row.event) << (row.source ? "" : " without a source");
+    }
     EXPECT_EQ(sheets->pages, 0);
     LONG state = 77;
     EXPECT_EQ(handler->OnGetItemState(nullptr, nullptr, &state), E_INVALIDARG);
@@ -141,15 +144,29 @@ TEST_F(InsideEditor, ABurstOfChangesEndsInOneRefreshOfEachDocument) {
         files.emplace_back(static_cast<File*>(file.get()));
         views.push_back(Workbench().Open(host::Make<host::Document>(file)));
     }
-    m_timers->Fire();  // the opening changed the files' states
+    // The opening changed the files' states.
+    const std::string log = LogOf(Log::verbose, [&] { m_timers->Fire(); });
+    std::size_t at = 0;
+    for (const char* line :
+         {"UpdateCmdItems(check_out)=(HRESULT)0", "UpdateCmdItems(check_in)=(HRESULT)0",
+          "UpdateCmdItems(discard)=(HRESULT)0", "UpdateCmdItems(enable_editing)=(HRESULT)0",
+          "auto-detecting edit state from checkout_state=0, can_edit=1, ",
+          "disable_editing_on_not_checked_out=1, ", "disable_editing_on_checked_out_to_other=1, ",
+          "disable_editing_on_no_write_permissions=1",
+          "file has write permissions, not checked out, editing UI disabled"}) {
+        const auto found = log.find(line, at);
+        EXPECT_NE(found, std::string::npos) << line;
+        if (found != std::string::npos) at = found;
+    }
     counts.changes.clear();
     const DWORD started = m_timers->started;
     m_inside.host().main_thread().RunWorker([&] {
         std::vector<std::thread> threads;
-        for (int number = 0; number < 4; ++number)
+        for (int number = 0; number < 4; ++number) {
             threads.emplace_back([&] {
                 for (int i = 0; i < 250; ++i) m_plugin->OnFileStateChanged(files[i % 2].get());
             });
+        }
         for (std::thread& thread : threads) thread.join();
     });
     EXPECT_EQ(m_timers->started, started + 1) << "one timer for all";

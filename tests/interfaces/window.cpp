@@ -25,7 +25,7 @@ Tab Window::OpenTab(const std::string& document, DWORD flags) {
     return Show(opened.file);
 }
 
-Tab Window::Show(ComPtr<TMK::IAFS_File> file, const host::DocumentActions& actions) {
+Tab Window::Show(const ComPtr<TMK::IAFS_File>& file, const host::DocumentActions& actions) {
     Tab tab{file, host::Make<host::Document>(file, actions), nullptr};
     tab.view = workbench().Open(tab.document);
     workbench().Activate(tab.view.get());

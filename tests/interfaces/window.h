@@ -36,13 +36,13 @@ class Window : public Editor, private host::WorkbenchListener {
 public:
     Window(const DevServer& server, const std::string& user, const PreferenceValues& preferences = {},
            Layout layout = Layout::ribbon);
-    ~Window();
+    ~Window() override;
 
     host::Workbench& workbench() { return host().workbench(); }
 
     // Opens a document of the library in a new tab, in front. Throws when that fails.
     Tab OpenTab(const std::string& document, DWORD flags);
-    Tab Show(ComPtr<TMK::IAFS_File> file, const host::DocumentActions& actions = {});
+    Tab Show(const ComPtr<TMK::IAFS_File>& file, const host::DocumentActions& actions = {});
     void Close(Tab& tab);
 
     // Clicks a command of a tab and waits until all is shown.

@@ -62,6 +62,7 @@ bool File::ConfirmConflict() {
 void File::CheckOutForReopen(TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_NAME("File::Reopen");
     std::u16string holder;
+    // docs/compatibility.md: After a refused save the information bar names nobody
     m_check_out_state = ServerFile().GetCheckOutState(&holder);
     if (holder.empty()) holder = Information().m_checkout_user;
     CHECK_THROW_TEXT(m_check_out_state == CheckOutState::none || m_check_out_state == CheckOutState::me,
