@@ -101,11 +101,11 @@ private:
     static QImage Paint(QPdfDocument* document, const Tile& tile);
     void Post(SourcePtr source, std::function<void(QPdfDocument*)> work);
     void Run();
+    void WaitForWork(std::unique_lock<std::mutex>& lock);
     void DrawNext(std::unique_lock<std::mutex>& lock);
     bool TakeWish(Tile& out_tile);
     void Keep(const Tile& tile, const QImage& image);
     QPdfDocument* Open(const SourcePtr& source);
-    void CloseUnused();
 
     std::mutex m_mutex;
     std::condition_variable m_wake;
