@@ -49,7 +49,10 @@ TextPart TextBetween(QPdfDocument& document, const Source& source, int page, std
     const QRectF last = all.bounds().last().boundingRect();
     const QPointF begin = NearestText(all.bounds(), from ? to_text.map(*from) : first.topLeft());
     const QPointF end = NearestText(all.bounds(), to ? to_text.map(*to) : last.bottomRight());
-    return ToPart(document.getSelection(page, begin, end), to_shown);
+    // The engine takes the last letter along only when the second point is the later one in the text.
+    const QPdfSelection downwards = document.getSelection(page, begin, end);
+    const QPdfSelection upwards = document.getSelection(page, end, begin);
+    return ToPart(downwards.text().size() >= upwards.text().size() ? downwards : upwards, to_shown);
 }
 
 TextPart WordAt(QPdfDocument& document, const Source& source, int page, QPointF point) {
