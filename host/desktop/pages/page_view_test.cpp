@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QLabel>
@@ -113,6 +114,17 @@ TEST_F(PageViews, GoByKeysAndTellTheCurrentPage) {
     EXPECT_TRUE(m_view->viewport()->rect().contains(m_view->PageRect(7).topLeft()));
     m_view->GoToPage(20);
     EXPECT_EQ(m_view->CurrentPage(), 7);
+}
+
+TEST_F(PageViews, TellAScreenReaderWhereItIs) {
+    Show(m_files.WriteNumbered("a.pdf", 20));
+    QAccessibleInterface* const told = QAccessible::queryAccessibleInterface(m_view.get());
+    EXPECT_EQ(told->role(), QAccessible::Document);
+    EXPECT_EQ(told->text(QAccessible::Name), "Pages of a.pdf");
+    EXPECT_EQ(told->text(QAccessible::Description), "Page 1 of 20");
+    m_view->GoToPage(7);
+    m_document->Delete({19});
+    EXPECT_EQ(told->text(QAccessible::Description), "Page 8 of 19");
 }
 
 TEST_F(PageViews, FitAndKeepFitting) {
