@@ -209,6 +209,27 @@ TEST_F(Documents, KeepTitleAndAuthorInAnyScript) {
     EXPECT_EQ(m_document->Author(), "Ann");
 }
 
+TEST_F(Documents, KeepTheTitleInXmpAsWell) {
+    const QString path = m_files.Write("a.pdf", {{"A"}}, [](QPDF& document) {
+        QPDFObjectHandle metadata = QPDFObjectHandle::newStream(
+            &document,
+            "<?xpacket begin='' id='W5M0'?><x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF><rdf:Description "
+            "pdf:Producer='Kept'><dc:title><rdf:Alt><rdf:li xml:lang='x-default'>Old</rdf:li><rdf:li "
+            "xml:lang='de'>Alt</rdf:li></rdf:Alt></dc:title><dc:creator><rdf:Seq><rdf:li>Bob</rdf:li></"
+            "rdf:Seq>"
+            "</dc:creator></rdf:Description></rdf:RDF></x:xmpmeta><?xpacket end='w'?>");
+        document.getRoot().replaceKey("/Metadata", metadata);
+    });
+    Document& document = Open(path);
+    document.SetInfo("Ann & Bob", "Ann");
+    document.SaveTo(m_files.Path("saved.pdf"));
+    const std::string all = AllOf(m_files.Path("saved.pdf"));
+    EXPECT_NE(all.find("x-default\">Ann &amp; Bob</rdf:li></rdf:Alt>"), std::string::npos) << all;
+    EXPECT_NE(all.find("<rdf:li>Ann</rdf:li>"), std::string::npos);
+    EXPECT_NE(all.find("Kept"), std::string::npos);
+    EXPECT_NE(all.find("<?xpacket end="), std::string::npos);
+}
+
 TEST_F(Documents, StayEncipheredWhenTheyAreSaved) {
     const QString path = m_files.Write("a.pdf", {{"A"}, {"B"}}, {}, [](QPDFWriter& writer) {
         pages::Encipher(writer, "user", "owner", false);
