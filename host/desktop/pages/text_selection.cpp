@@ -27,9 +27,10 @@ void TextSelection::Extend(int page, QPointF point) {
     };
     std::erase_if(m_parts, is_outside);
     std::erase_if(m_asked, is_outside);
-    for (int between = first; between <= last; ++between)
+    for (int between = first; between <= last; ++between) {
         Ask(between, between == first ? std::optional(from) : std::nullopt,
             between == last ? std::optional(to) : std::nullopt);
+    }
 }
 
 void TextSelection::SelectWord(int page, QPointF point) {

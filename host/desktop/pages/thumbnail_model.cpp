@@ -132,7 +132,7 @@ void ThumbnailDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
     }
     const QSizeF size = page.Size().scaled(kPicture, kPicture, Qt::KeepAspectRatio);
     QRectF picture({}, size.toSize());
-    picture.moveCenter(QPointF(option.rect.center().x(), option.rect.top() + kMargin + kPicture / 2));
+    picture.moveCenter(QPointF(option.rect.center().x(), option.rect.top() + kMargin + kPicture / 2.0));
     picture.moveTopLeft(picture.topLeft().toPoint());
     painter->setPen(QColor(0, 0, 0, 70));
     painter->setBrush(Qt::white);

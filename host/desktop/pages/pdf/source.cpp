@@ -30,9 +30,10 @@ void CheckIsPdf(const SourceFile& file) {
         throw Failure(QStringLiteral("%1 is empty. Get it again from where it came from.").arg(file.Name()));
     std::array<char, 1024> beginning{};
     const std::string_view text(beginning.data(), file.Read(0, beginning.data(), beginning.size()));
-    if (text.find("%PDF-") == std::string_view::npos)
+    if (text.find("%PDF-") == std::string_view::npos) {
         throw Failure(
             QStringLiteral("%1 is not a PDF document. Open it with another program.").arg(file.Name()));
+    }
 }
 
 QRectF ToRect(QPDFObjectHandle box, const QRectF& otherwise) {
@@ -60,9 +61,10 @@ bool HasSignature(QPDF& parsed) {
 
 QString ReasonOf(const QPDFExc& error, const QString& name) {
     const QString detail = QString::fromStdString(error.getMessageDetail());
-    if (error.getErrorCode() == qpdf_e_unsupported)
+    if (error.getErrorCode() == qpdf_e_unsupported) {
         return QStringLiteral("%1 is protected in a way that this editor doesn't know (%2).")
             .arg(name, detail);
+    }
     return QStringLiteral("%1 is damaged and can't be repaired (%2). Get it again from where it came from.")
         .arg(name, detail);
 }
