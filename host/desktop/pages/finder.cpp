@@ -61,7 +61,8 @@ void Finder::AskNext() {
     m_renderer->Ask(
         page.source, this,
         [page, text = m_text](QPdfDocument* document) {
-            return document ? pdf::FindOnPage(*document, page.index, text) : QList<pdf::Match>();
+            return document ? pdf::FindOnPage(*document, *page.source, page.index, text)
+                            : QList<pdf::Match>();
         },
         [this, page, search = m_search](const QList<pdf::Match>& matches) {
             if (search == m_search) Take(page, matches);

@@ -1,5 +1,6 @@
 #include "host/desktop/pages/page_view.h"
 
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QClipboard>
 #include <QKeyEvent>
@@ -18,10 +19,20 @@ namespace pages {
 
 namespace {
 
+// For screen readers the pages are a document, not a mere area.
+class AccessiblePages final : public QAccessibleWidget {
+public:
+    explicit AccessiblePages(QWidget* view) : QAccessibleWidget(view, QAccessible::Document) {}
+};
+
+QAccessibleInterface* MakeAccessible(const QString&, QObject* object) {
+    auto* const view = qobject_cast<PageView*>(object);
+    return view ? new AccessiblePages(view) : nullptr;
+}
+
 constexpr std::array kZoomSteps{0.1, 0.25, 0.33, 0.5, 0.67, 0.75, 0.9, 1.0, 1.1,  1.25,
                                 1.5, 1.75, 2.0,  2.5, 3.0,  4.0,  6.0, 8.0, 12.0, 16.0};
 
-// What follows are the keys that only move the view.
 bool IsNearly(double a, double b) {
     return std::abs(a - b) < 0.001;
 }
@@ -35,6 +46,8 @@ PageView::PageView(pdf::Document& document, QWidget* parent, std::shared_ptr<pdf
       m_finder(new Finder(document, m_renderer, this)),
       m_find_bar(new FindBar(*m_finder, this)),
       m_selection(new TextSelection(document, m_renderer, this)) {
+    static const bool is_known = (QAccessible::installFactory(&MakeAccessible), true);
+    Q_UNUSED(is_known);
     setObjectName(QStringLiteral("pageView"));
     setAccessibleName(tr("Pages of %1").arg(document.Original().Name()));
     setFrameShape(QFrame::NoFrame);
@@ -284,9 +297,9 @@ void PageView::UpdateCurrentPage() {
     const bool at_end = top > 0 && top == verticalScrollBar()->maximum();
     const int at = m_layout.PageAt(top + (at_end ? viewport()->height() - 1 : viewport()->height() / 3));
     const int page = std::min(at, m_document.PageCount() - 1);
+    setAccessibleDescription(tr("Page %1 of %2").arg(page + 1).arg(m_document.PageCount()));
     if (page == m_current_page) return;
     m_current_page = page;
-    setAccessibleDescription(tr("Page %1 of %2").arg(page + 1).arg(m_document.PageCount()));
     emit CurrentPageChanged(page);
 }
 

@@ -36,13 +36,15 @@ void PrintPage(QPainter& painter, const pdf::Page& page, const QRectF& sheet, in
 
 bool Print(const pdf::State& state, const QList<int>& pages, QPrinter& printer, pdf::Renderer& renderer,
            const std::function<bool(int done)>& progress) {
-    if (!state.main->Allowed().print)
+    if (!state.main->Allowed().print) {
         throw pdf::Failure(
             QStringLiteral("The author of %1 doesn't allow printing.").arg(state.main->Name()));
+    }
     QPainter painter;
-    if (!painter.begin(&printer))
+    if (!painter.begin(&printer)) {
         throw pdf::Failure(
             QStringLiteral("The printer doesn't start. Check that it is connected and has paper."));
+    }
     int done = 0;
     for (const int page : pages) {
         if (done > 0 && !printer.newPage())

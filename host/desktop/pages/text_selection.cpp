@@ -27,19 +27,20 @@ void TextSelection::Extend(int page, QPointF point) {
     };
     std::erase_if(m_parts, is_outside);
     std::erase_if(m_asked, is_outside);
-    for (int between = first; between <= last; ++between)
+    for (int between = first; between <= last; ++between) {
         Ask(between, between == first ? std::optional(from) : std::nullopt,
             between == last ? std::optional(to) : std::nullopt);
+    }
 }
 
 void TextSelection::SelectWord(int page, QPointF point) {
     Clear();
-    const pdf::Page& of = m_document.Pages()[page];
+    const pdf::Page of = m_document.Pages()[page];
     const quint64 question = m_asked[of.id] = ++m_last_question;
     m_renderer->Ask(
         of.source, this,
-        [index = of.index, point](QPdfDocument* document) {
-            return document ? pdf::WordAt(*document, index, point) : pdf::TextPart();
+        [of, point](QPdfDocument* document) {
+            return document ? pdf::WordAt(*document, *of.source, of.index, point) : pdf::TextPart();
         },
         [this, id = of.id, question](const pdf::TextPart& part) {
             if (m_asked[id] == question) Take(id, part);
@@ -79,12 +80,12 @@ QList<QPolygonF> TextSelection::AreasOn(int page) const {
 }
 
 void TextSelection::Ask(int page, std::optional<QPointF> from, std::optional<QPointF> to) {
-    const pdf::Page& of = m_document.Pages()[page];
+    const pdf::Page of = m_document.Pages()[page];
     const quint64 question = m_asked[of.id] = ++m_last_question;
     m_renderer->Ask(
         of.source, this,
-        [index = of.index, from, to](QPdfDocument* document) {
-            return document ? pdf::TextBetween(*document, index, from, to) : pdf::TextPart();
+        [of, from, to](QPdfDocument* document) {
+            return document ? pdf::TextBetween(*document, *of.source, of.index, from, to) : pdf::TextPart();
         },
         [this, id = of.id, question](const pdf::TextPart& part) {
             if (m_asked[id] == question) Take(id, part);

@@ -125,9 +125,14 @@ void ThumbnailDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
         painter->setBrush(back);
         painter->drawRoundedRect(QRectF(option.rect).adjusted(3, 3, -3, -3), 6, 6);
     }
+    if (option.state & QStyle::State_HasFocus && !selected) {
+        painter->setPen(QPen(option.palette.color(QPalette::Highlight), 2));
+        painter->setBrush(Qt::NoBrush);
+        painter->drawRoundedRect(QRectF(option.rect).adjusted(4, 4, -4, -4), 6, 6);
+    }
     const QSizeF size = page.Size().scaled(kPicture, kPicture, Qt::KeepAspectRatio);
     QRectF picture({}, size.toSize());
-    picture.moveCenter(QPointF(option.rect.center().x(), option.rect.top() + kMargin + kPicture / 2));
+    picture.moveCenter(QPointF(option.rect.center().x(), option.rect.top() + kMargin + kPicture / 2.0));
     picture.moveTopLeft(picture.topLeft().toPoint());
     painter->setPen(QColor(0, 0, 0, 70));
     painter->setBrush(Qt::white);

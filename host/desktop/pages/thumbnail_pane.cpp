@@ -28,7 +28,8 @@ ThumbnailPane::ThumbnailPane(pdf::Document& document, QWidget* parent,
     setDragEnabled(true);
     setAcceptDrops(true);
     setDropIndicatorShown(true);
-    setDragDropMode(InternalMove);
+    setDefaultDropAction(Qt::MoveAction);
+    setDragDropMode(DragDrop);
     setFrameShape(QFrame::NoFrame);
     setMinimumWidth(ThumbnailDelegate::kPicture + 56);
 
@@ -123,6 +124,8 @@ void ThumbnailPane::currentChanged(const QModelIndex& current, const QModelIndex
 }
 
 void ThumbnailPane::BeforeChange() {
+    const QList<int> selected = SelectedPages();
+    m_first_selected = selected.isEmpty() ? -1 : selected.first();
     m_selected_ids.clear();
     for (const QModelIndex& index : selectionModel()->selectedIndexes())
         m_selected_ids.append(index.data(Qt::UserRole).toULongLong());
@@ -135,6 +138,8 @@ void ThumbnailPane::AfterChange() {
         if (const int page = m_document.IndexOf(id); page >= 0) pages.append(page);
     }
     std::sort(pages.begin(), pages.end());
+    if (pages.isEmpty() && m_first_selected >= 0)
+        pages.append(std::min(m_first_selected, m_document.PageCount() - 1));
     m_is_following = true;
     SelectPages(pages);
     m_is_following = false;

@@ -51,7 +51,8 @@ private:
     ThumbnailModel* m_model;
     PageActions* m_actions;
     QList<quint64> m_selected_ids;  // to be selected again after a change
-    bool m_is_following = false;    // what is selected now was not chosen here
+    int m_first_selected = -1;
+    bool m_is_following = false;  // what is selected now was not chosen here
 };
 
 }  // namespace pages

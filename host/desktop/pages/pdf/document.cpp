@@ -114,9 +114,10 @@ void Document::Insert(const SourcePtr& source, int before) {
 
 void Document::SetInfo(const QString& title, const QString& author) {
     if (title == m_state.title && author == m_state.author) return;
-    if (!CanEditInfo())
+    if (!CanEditInfo()) {
         throw Failure(
             tr("The title and author of %1 can't be changed: it may only be read.").arg(Original().Name()));
+    }
     State after = m_state;
     after.title = title;
     after.author = author;
@@ -131,9 +132,10 @@ void Document::SetRestricted(bool restricted) {
 
 QString Document::WhyNotEditable() const {
     if (m_is_restricted) return tr("%1 is open for reading only.").arg(Original().Name());
-    if (!Original().Allowed().change_pages)
+    if (!Original().Allowed().change_pages) {
         return tr("The author of %1 doesn't allow changes without the owner's password.")
             .arg(Original().Name());
+    }
     return {};
 }
 
@@ -141,9 +143,10 @@ QStringList Document::SaveWarnings() const {
     QStringList warnings;
     if (Original().IsSigned())
         warnings.append(tr("%1 is signed. Saving it makes the signature invalid.").arg(Original().Name()));
-    if (Original().WasRepaired())
+    if (Original().WasRepaired()) {
         warnings.append(tr("%1 was damaged and has been repaired. Saving it keeps what could be read.")
                             .arg(Original().Name()));
+    }
     return warnings;
 }
 

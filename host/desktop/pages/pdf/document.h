@@ -24,6 +24,7 @@ public:
     int IndexOf(quint64 page_id) const;
     const QString& Title() const { return m_state.title; }
     const QString& Author() const { return m_state.author; }
+    // Its actions are to be disabled while pages can't be edited.
     QUndoStack& Undo() { return m_undo; }
 
     // Each of these is one step of undo. Those that can't be done (a restricted document, no page left) throw

@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <QPdfDocumentRenderOptions>
 #include <algorithm>
+#include <chrono>
 #include <future>
 #include <utility>
 
@@ -88,7 +89,7 @@ void Renderer::Post(SourcePtr source, std::function<void(QPdfDocument*)> work) {
 void Renderer::Run() {
     std::unique_lock lock(m_mutex);
     while (true) {
-        m_wake.wait(lock, [this] { return m_ends || !m_questions.empty() || !m_wishes.empty(); });
+        WaitForWork(lock);
         if (m_ends) break;
         if (m_questions.empty()) {
             DrawNext(lock);
@@ -102,6 +103,14 @@ void Renderer::Run() {
     }
     lock.unlock();
     m_opened.clear();  // the engine's objects end on their thread
+}
+
+// Nobody tells when a document is closed, so an idle thread looks now and then.
+void Renderer::WaitForWork(std::unique_lock<std::mutex>& lock) {
+    const auto has_work = [this] { return m_ends || !m_questions.empty() || !m_wishes.empty(); };
+    while (!m_opened.empty() && !m_wake.wait_for(lock, std::chrono::seconds(1), has_work))
+        std::erase_if(m_opened, [](const auto& entry) { return entry.second.source.expired(); });
+    m_wake.wait(lock, has_work);
 }
 
 void Renderer::DrawNext(std::unique_lock<std::mutex>& lock) {
@@ -145,7 +154,8 @@ QImage Renderer::Paint(QPdfDocument* document, const Tile& tile) {
     options.setRenderFlags(QPdfDocumentRenderOptions::RenderFlag::Annotations);
     if (tile.part.size() != tile.page_size) {
         options.setScaledSize(tile.page_size);
-        options.setScaledClipRect(tile.part);
+        // The engine's scale is the distance from the first to the last pixel by the size of the image.
+        options.setScaledClipRect(tile.part.adjusted(0, 0, 1, 1));
     }
     const QImage drawn = document->render(tile.page, tile.part.size(), options);
     if (drawn.isNull()) return {};
@@ -156,7 +166,6 @@ QImage Renderer::Paint(QPdfDocument* document, const Tile& tile) {
 }
 
 QPdfDocument* Renderer::Open(const SourcePtr& source) {
-    CloseUnused();
     const auto [place, is_new] = m_opened.try_emplace(source->Id());
     Opened& opened = place->second;
     if (is_new) {
@@ -167,10 +176,6 @@ QPdfDocument* Renderer::Open(const SourcePtr& source) {
         opened.document->load(opened.file.get());
     }
     return opened.document->status() == QPdfDocument::Status::Ready ? opened.document.get() : nullptr;
-}
-
-void Renderer::CloseUnused() {
-    std::erase_if(m_opened, [](const auto& entry) { return entry.second.source.expired(); });
 }
 
 }  // namespace pdf

@@ -29,6 +29,27 @@ struct Tile {
     QRect part;       // of the page; all of it as a rule
 };
 
+// What tells tiles apart once their source is gone.
+struct TileKey {
+    quint64 source;
+    int page;
+    QSize page_size;
+    QRect part;
+    bool operator==(const TileKey&) const = default;
+};
+
+}  // namespace pdf
+
+template <>
+struct std::hash<pdf::TileKey> {
+    std::size_t operator()(const pdf::TileKey& key) const {
+        return qHashMulti(0, key.source, key.page, key.page_size.width(), key.part.x(), key.part.y(),
+                          key.part.width());
+    }
+};
+
+namespace pdf {
+
 class Renderer final : public QObject {
     Q_OBJECT
 
@@ -55,9 +76,9 @@ public:
     // Runs `work` on the thread of the pages, before drawings, and `then` with its result on the main thread,
     // unless the receiver is gone by then. `work` gets null when the source can't be loaded.
     template <class Work, class Then>
-    void Ask(SourcePtr source, QObject* receiver, Work work, Then then) {
-        Post(std::move(source), [this, receiver = QPointer<QObject>(receiver), work = std::move(work),
-                                 then = std::move(then)](QPdfDocument* document) {
+    void Ask(const SourcePtr& source, QObject* receiver, Work work, Then then) {
+        Post(source, [this, receiver = QPointer<QObject>(receiver), work = std::move(work),
+                      then = std::move(then)](QPdfDocument* document) {
             QMetaObject::invokeMethod(this, [receiver, then, result = work(document)] {
                 if (receiver) then(result);
             });
@@ -71,17 +92,7 @@ signals:
     void Drawn();
 
 private:
-    struct Key {
-        quint64 source;
-        int page;
-        QSize page_size;
-        QRect part;
-        bool operator==(const Key&) const = default;
-        friend size_t qHash(const Key& key, size_t seed = 0) {
-            return qHashMulti(seed, key.source, key.page, key.page_size.width(), key.part.x(), key.part.y(),
-                              key.part.width());
-        }
-    };
+    using Key = TileKey;
     struct Wish {
         int urgency;
         std::deque<Tile> tiles;
@@ -101,11 +112,11 @@ private:
     static QImage Paint(QPdfDocument* document, const Tile& tile);
     void Post(SourcePtr source, std::function<void(QPdfDocument*)> work);
     void Run();
+    void WaitForWork(std::unique_lock<std::mutex>& lock);
     void DrawNext(std::unique_lock<std::mutex>& lock);
     bool TakeWish(Tile& out_tile);
     void Keep(const Tile& tile, const QImage& image);
     QPdfDocument* Open(const SourcePtr& source);
-    void CloseUnused();
 
     std::mutex m_mutex;
     std::condition_variable m_wake;

@@ -3,13 +3,11 @@
 #include <unistd.h>
 
 #include <QDir>
-#include <QRectF>
 #include <array>
 #include <atomic>
 #include <cstdio>
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
-#include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 #include <qpdf/QUtil.hh>
 #include <string_view>
@@ -32,26 +30,16 @@ void CheckIsPdf(const SourceFile& file) {
         throw Failure(QStringLiteral("%1 is empty. Get it again from where it came from.").arg(file.Name()));
     std::array<char, 1024> beginning{};
     const std::string_view text(beginning.data(), file.Read(0, beginning.data(), beginning.size()));
-    if (text.find("%PDF-") == std::string_view::npos)
+    if (text.find("%PDF-") == std::string_view::npos) {
         throw Failure(
             QStringLiteral("%1 is not a PDF document. Open it with another program.").arg(file.Name()));
+    }
 }
 
 QRectF ToRect(QPDFObjectHandle box, const QRectF& otherwise) {
     if (!box.isRectangle()) return otherwise;
     const auto corners = box.getArrayAsRectangle();
     return QRectF(QPointF(corners.llx, corners.lly), QPointF(corners.urx, corners.ury)).normalized();
-}
-
-QSizeF ShownSize(QPDFPageObjectHelper page) {
-    constexpr QRectF kLetter(0, 0, 612, 792);
-    QRectF media = ToRect(page.getMediaBox(), kLetter);
-    if (media.isEmpty()) media = kLetter;
-    const QRectF cropped = media & ToRect(page.getCropBox(), media);
-    const QSizeF size = (cropped.isEmpty() ? media : cropped).size();
-    QPDFObjectHandle rotation = page.getAttribute("/Rotate", false);
-    const bool on_its_side = rotation.isInteger() && rotation.getIntValue() % 180 != 0;
-    return on_its_side ? size.transposed() : size;
 }
 
 QString InfoText(QPDF& parsed, const char* key) {
@@ -73,9 +61,10 @@ bool HasSignature(QPDF& parsed) {
 
 QString ReasonOf(const QPDFExc& error, const QString& name) {
     const QString detail = QString::fromStdString(error.getMessageDetail());
-    if (error.getErrorCode() == qpdf_e_unsupported)
+    if (error.getErrorCode() == qpdf_e_unsupported) {
         return QStringLiteral("%1 is protected in a way that this editor doesn't know (%2).")
             .arg(name, detail);
+    }
     return QStringLiteral("%1 is damaged and can't be repaired (%2). Get it again from where it came from.")
         .arg(name, detail);
 }
@@ -140,10 +129,37 @@ std::unique_ptr<QPDF> Source::TryPassword(const QString& password) {
     return nullptr;
 }
 
+Source::Paper Source::PaperOf(QPDFPageObjectHelper page) {
+    constexpr QRectF kLetter(0, 0, 612, 792);
+    QRectF media = ToRect(page.getMediaBox(), kLetter);
+    if (media.isEmpty()) media = kLetter;
+    const QRectF cropped = media & ToRect(page.getCropBox(), media);
+    QPDFObjectHandle rotate = page.getAttribute("/Rotate", false);
+    const int rotation = rotate.isInteger() ? rotate.getIntValueAsInt() % 360 / 90 * 90 : 0;
+    return {cropped.isEmpty() ? media : cropped, (rotation + 360) % 360};
+}
+
+QSizeF Source::PageSize(int page) const {
+    const Paper& paper = m_pages[static_cast<std::size_t>(page)];
+    return paper.rotation % 180 != 0 ? paper.box.size().transposed() : paper.box.size();
+}
+
+// The engine mirrors the page's plane at the height of the shown page, and leaves out its box and its turn.
+QTransform Source::FromTextPlace(int page) const {
+    const Paper& paper = m_pages[static_cast<std::size_t>(page)];
+    QTransform transform;
+    if (paper.rotation == 90) transform.translate(paper.box.height(), 0);
+    if (paper.rotation == 180) transform.translate(paper.box.width(), paper.box.height());
+    if (paper.rotation == 270) transform.translate(0, paper.box.width());
+    transform.rotate(paper.rotation);
+    transform.translate(-paper.box.left(), paper.box.bottom() - PageSize(page).height());
+    return transform;
+}
+
 void Source::Describe(QPDF& parsed) {
     for (const QPDFPageObjectHelper& page : QPDFPageDocumentHelper(parsed).getAllPages())
-        m_page_sizes.push_back(ShownSize(page));
-    if (m_page_sizes.empty())
+        m_pages.push_back(PaperOf(page));
+    if (m_pages.empty())
         throw Failure(QStringLiteral("%1 has no pages. Get it again from where it came from.").arg(Name()));
     m_title = InfoText(parsed, "/Title");
     m_author = InfoText(parsed, "/Author");

@@ -2,12 +2,15 @@
 // a State over sources. Owned by shared pointers; any thread.
 #pragma once
 
+#include <QRectF>
 #include <QSizeF>
 #include <QString>
+#include <QTransform>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <qpdf/QPDF.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
 #include <vector>
 
 #include "host/desktop/pages/pdf/source_file.h"
@@ -21,10 +24,10 @@ struct PasswordQuestion {
 
 struct OpenOptions {
     // Asked on the thread that opens; nothing cancels. Without it an enciphered document is refused.
-    std::function<std::optional<QString>(const PasswordQuestion&)> ask_password;
+    std::function<std::optional<QString>(const PasswordQuestion&)> ask_password{};
     // For a file that others write into while it is open: work on a nameless copy.
     bool copy = false;
-    QString scratch_folder;  // for copies; the system's temporary folder unless set
+    QString scratch_folder{};  // for copies; the system's temporary folder unless set
 };
 
 // What the author of an enciphered document lets a reader do.
@@ -44,9 +47,11 @@ public:
     const QString& Name() const { return m_file->Name(); }
     const std::shared_ptr<const SourceFile>& File() const { return m_file; }
     const QString& Password() const { return m_password; }
-    int PageCount() const { return static_cast<int>(m_page_sizes.size()); }
+    int PageCount() const { return static_cast<int>(m_pages.size()); }
     // In points, as a reader shows the page.
-    QSizeF PageSize(int page) const { return m_page_sizes[static_cast<std::size_t>(page)]; }
+    QSizeF PageSize(int page) const;
+    // From where the engine says that text is to where it is shown.
+    QTransform FromTextPlace(int page) const;
     const QString& Title() const { return m_title; }
     const QString& Author() const { return m_author; }
     const Permissions& Allowed() const { return m_allowed; }
@@ -58,10 +63,17 @@ public:
     std::unique_ptr<QPDF> Load() const;
 
 private:
+    // The part of the page's plane that is shown, and how far it is turned clockwise then.
+    struct Paper {
+        QRectF box;
+        int rotation;
+    };
+
     Source();
     std::unique_ptr<QPDF> Parse(const std::string& password) const;
     std::unique_ptr<QPDF> Unlock(const OpenOptions& options);
     std::unique_ptr<QPDF> TryPassword(const QString& password);
+    static Paper PaperOf(QPDFPageObjectHelper page);
     void Describe(QPDF& parsed);
     void Repair(std::unique_ptr<QPDF> damaged, const QString& folder);
 
@@ -69,7 +81,7 @@ private:
     std::shared_ptr<const SourceFile> m_file;
     QString m_password;
     std::string m_password_bytes;  // in the encoding that the document takes
-    std::vector<QSizeF> m_page_sizes;
+    std::vector<Paper> m_pages;
     QString m_title;
     QString m_author;
     Permissions m_allowed;

@@ -10,8 +10,10 @@ namespace pdf {
 
 namespace {
 
-TextPart ToPart(const QPdfSelection& selection) {
-    return {selection.text(), selection.bounds()};
+TextPart ToPart(const QPdfSelection& selection, const QTransform& to_shown) {
+    TextPart part{selection.text(), {}};
+    for (const QPolygonF& area : selection.bounds()) part.areas.append(to_shown.map(area));
+    return part;
 }
 
 // Inside the text, where the engine finds a character.
@@ -36,27 +38,34 @@ QPointF NearestText(const QList<QPolygonF>& areas, QPointF point) {
 
 }  // namespace
 
-TextPart TextBetween(QPdfDocument& document, int page, std::optional<QPointF> from,
+TextPart TextBetween(QPdfDocument& document, const Source& source, int page, std::optional<QPointF> from,
                      std::optional<QPointF> to) {
+    const QTransform to_shown = source.FromTextPlace(page);
+    const QTransform to_text = to_shown.inverted();
     const QPdfSelection all = document.getAllText(page);
     if (!all.isValid() || all.bounds().isEmpty()) return {};
-    if (!from && !to) return ToPart(all);
+    if (!from && !to) return ToPart(all, to_shown);
     const QRectF first = all.bounds().first().boundingRect();
     const QRectF last = all.bounds().last().boundingRect();
-    const QPointF begin = NearestText(all.bounds(), from.value_or(first.topLeft()));
-    const QPointF end = NearestText(all.bounds(), to.value_or(last.bottomRight()));
-    return ToPart(document.getSelection(page, begin, end));
+    const QPointF begin = NearestText(all.bounds(), from ? to_text.map(*from) : first.topLeft());
+    const QPointF end = NearestText(all.bounds(), to ? to_text.map(*to) : last.bottomRight());
+    // The engine takes the last letter along only when the second point is the later one in the text.
+    const QPdfSelection downwards = document.getSelection(page, begin, end);
+    const QPdfSelection upwards = document.getSelection(page, end, begin);
+    return ToPart(downwards.text().size() >= upwards.text().size() ? downwards : upwards, to_shown);
 }
 
-TextPart WordAt(QPdfDocument& document, int page, QPointF point) {
+TextPart WordAt(QPdfDocument& document, const Source& source, int page, QPointF point) {
+    const QTransform to_shown = source.FromTextPlace(page);
+    const QPointF begin_point = to_shown.inverted().map(point);
     const QPdfSelection all = document.getAllText(page);
     const QList<QPolygonF> areas = all.bounds();
     const bool on_text = std::any_of(areas.begin(), areas.end(), [&](const QPolygonF& area) {
-        return area.boundingRect().contains(point);
+        return area.boundingRect().contains(begin_point);
     });
     if (!on_text) return {};
-    const QPointF end = areas.last().boundingRect().bottomRight();
-    const QPdfSelection rest = document.getSelection(page, point, NearestText(areas, end));
+    const QPointF end = NearestText(areas, areas.last().boundingRect().bottomRight());
+    const QPdfSelection rest = document.getSelection(page, begin_point, end);
     if (!rest.isValid()) return {};
     const QString text = all.text();
     const auto in_word = [&](int at) { return at >= 0 && at < text.size() && text[at].isLetterOrNumber(); };
@@ -65,15 +74,20 @@ TextPart WordAt(QPdfDocument& document, int page, QPointF point) {
     int behind = begin;
     while (in_word(begin - 1)) --begin;
     while (in_word(behind)) ++behind;
-    return ToPart(document.getSelectionAtIndex(page, begin, behind - begin));
+    return ToPart(document.getSelectionAtIndex(page, begin, behind - begin), to_shown);
 }
 
-QList<Match> FindOnPage(QPdfDocument& document, int page, const QString& text) {
+QList<Match> FindOnPage(QPdfDocument& document, const Source& source, int page, const QString& text) {
+    const QTransform to_shown = source.FromTextPlace(page);
     QPdfSearchModel search;
     search.setDocument(&document);
     search.setSearchString(text);
     QList<Match> matches;
-    for (const QPdfLink& link : search.resultsOnPage(page)) matches.append(link.rectangles());
+    for (const QPdfLink& link : search.resultsOnPage(page)) {
+        Match match;
+        for (const QRectF& area : link.rectangles()) match.append(to_shown.mapRect(area));
+        matches.append(match);
+    }
     return matches;
 }
 

@@ -10,6 +10,8 @@
 #include <QString>
 #include <optional>
 
+#include "host/desktop/pages/pdf/source.h"
+
 namespace pdf {
 
 struct TextPart {
@@ -19,12 +21,12 @@ struct TextPart {
 
 // From one point to another, from the page's beginning or to its end where there is none. A point beside
 // the text stands for the nearest text.
-TextPart TextBetween(QPdfDocument& document, int page, std::optional<QPointF> from,
+TextPart TextBetween(QPdfDocument& document, const Source& source, int page, std::optional<QPointF> from,
                      std::optional<QPointF> to);
-TextPart WordAt(QPdfDocument& document, int page, QPointF point);
+TextPart WordAt(QPdfDocument& document, const Source& source, int page, QPointF point);
 
 // The areas of each match, in the order of the page. Upper and lower case are the same.
 using Match = QList<QRectF>;
-QList<Match> FindOnPage(QPdfDocument& document, int page, const QString& text);
+QList<Match> FindOnPage(QPdfDocument& document, const Source& source, int page, const QString& text);
 
 }  // namespace pdf

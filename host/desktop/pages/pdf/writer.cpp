@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/desktop/pages/pdf/failure.h"
+#include "host/desktop/pages/pdf/metadata.h"
 
 namespace pdf {
 
@@ -101,20 +102,8 @@ private:
     }
 
     void SetInfo() {
-        SetInfoText("/Title", m_state.title, m_state.main->Title());
-        SetInfoText("/Author", m_state.author, m_state.main->Author());
-    }
-    void SetInfoText(const char* key, const QString& text, const QString& before) {
-        if (text == before) return;
-        QPDFObjectHandle trailer = Document().getTrailer();
-        if (!trailer.getKey("/Info").isDictionary())
-            trailer.replaceKey("/Info", Document().makeIndirectObject(QPDFObjectHandle::newDictionary()));
-        QPDFObjectHandle info = trailer.getKey("/Info");
-        if (text.isEmpty()) {
-            info.removeKey(key);
-        } else {
-            info.replaceKey(key, QPDFObjectHandle::newUnicodeString(text.toStdString()));
-        }
+        if (m_state.title != m_state.main->Title()) SetTitle(Document(), m_state.title);
+        if (m_state.author != m_state.main->Author()) SetAuthor(Document(), m_state.author);
     }
 
     Parsed& ParsedOf(const SourcePtr& source) {

@@ -10,7 +10,7 @@ namespace pdf {
 struct WriteOptions {
     bool deterministic_id = false;  // the same bytes each time; an enciphered document keeps its own id
     // Called with a percentage now and then; false cancels.
-    std::function<bool(int percent)> progress;
+    std::function<bool(int percent)> progress{};
 };
 
 // Writes beside the path and then takes the name over, so that the file there is the old one or the new
