@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QPalette>
+#include <QProxyStyle>
 #include <QStyle>
 #include <QStyleFactory>
 
@@ -18,8 +19,19 @@ constexpr Colours kLight{0xF3F4F6, 0xFFFFFF, 0xF7F8FA, 0x1B1D21, 0xFBFBFC,
 constexpr Colours kDark{0x25282D, 0x1C1E22, 0x2A2D33, 0xE8EAED, 0x33373D,
                         0x7A808A, 0x4B8DE8, 0x7DB0F5, 0x4A4F57, 0x9CA3AF};
 
+// The plain style of Qt, without pictures on the buttons of windows.
+class PlainStyle final : public QProxyStyle {
+public:
+    PlainStyle() : QProxyStyle(QStyleFactory::create("Fusion")) {}
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* data) const override {
+        if (hint == SH_DialogButtonBox_ButtonsHaveIcons) return 0;
+        return QProxyStyle::styleHint(hint, option, widget, data);
+    }
+};
+
 void Use(const Colours& colours) {
-    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QApplication::setStyle(new PlainStyle);
     QPalette palette;
     palette.setColor(QPalette::Window, colours.window);
     palette.setColor(QPalette::Base, colours.base);
