@@ -90,8 +90,7 @@ void PlaceAdd(Run& run) {
     const std::string what = What(options, options.arguments[0]);
     const std::u16string url = host::ParseUrl(options.arguments[0]);
     const host::AccountDetails details = ReadDetails(run, url, what);
-    const std::u16string site =
-        host::AddPlace(run, details, what, [&] { KeepSignInOverride(run, url); });
+    const std::u16string site = host::AddPlace(run, details, what, [&] { KeepSignInOverride(run, url); });
     if (options.Has("json")) {
         JsonText json;
         json.StartObject().Key("url").String(host::EscapeUrl(site)).EndObject();

@@ -89,8 +89,8 @@ void EditorCommands::AddFileCommands() {
     AddForTab({u"cmd.saveCopy", u"Save a &Copy…", "save-copy", {QKeySequence("Ctrl+Shift+S")}},
               [this](DocumentTab& tab) { SaveCopy(tab); });
     AddForTab(
-        {u"cmd.print", u"&Print…", "print", {QKeySequence("Ctrl+P")}}, [this](DocumentTab& tab) { Print(tab); },
-        [](DocumentTab& tab) { return tab.pdf()->CanPrint(); });
+        {u"cmd.print", u"&Print…", "print", {QKeySequence("Ctrl+P")}},
+        [this](DocumentTab& tab) { Print(tab); }, [](DocumentTab& tab) { return tab.pdf()->CanPrint(); });
     AddForTab(
         {u"cmd.info", u"Title and A&uthor…", "properties", {QKeySequence("Ctrl+D")}},
         [this](DocumentTab& tab) { AskForInfo(tab); },
@@ -121,7 +121,8 @@ void EditorCommands::AddEditCommands() {
         [](DocumentTab& tab) { tab.pdf()->Undo().redo(); },
         [=](DocumentTab& tab) { return can_edit(tab) && tab.pdf()->Undo().canRedo(); });
     AddForTab(
-        {u"cmd.copy", u"&Copy", "copy", {QKeySequence("Ctrl+C")}}, [](DocumentTab& tab) { tab.view()->Copy(); },
+        {u"cmd.copy", u"&Copy", "copy", {QKeySequence("Ctrl+C")}},
+        [](DocumentTab& tab) { tab.view()->Copy(); },
         [](DocumentTab& tab) { return tab.pdf()->CanCopy() && tab.view()->HasSelection(); });
     AddForTab({u"cmd.selectAll", u"Select &All", "copy", {QKeySequence("Ctrl+A")}},
               [](DocumentTab& tab) { tab.view()->SelectAll(); });
