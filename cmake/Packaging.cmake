@@ -1,5 +1,6 @@
 # What is installed where, and the Debian packages of it. The target `deb` builds the programs alone and makes
-# sphost_VERSION_ARCH.deb, and beside it sphost-browser_VERSION_ARCH.deb where the browser window is built.
+# sphost_VERSION_ARCH.deb, and beside it sphost-browser_VERSION_ARCH.deb and sphost-editor_VERSION_ARCH.deb where these
+# are built.
 include(GNUInstallDirs)
 
 set(SP_PACKAGE_CONTACT "Tessmark Co Ltd. <sphost@tessmark.example>" CACHE STRING "Maintainer of the packages")
@@ -16,16 +17,28 @@ if(TARGET sphost-browser)
     list(APPEND packaged_targets sphost-browser)
     install(TARGETS sphost-browser RUNTIME DESTINATION ${programs_dir} COMPONENT sphost-browser)
 endif()
+if(TARGET sphost-editor)
+    list(APPEND packages sphost-editor)
+    list(APPEND packaged_targets sphost-editor)
+    install(TARGETS sphost-editor RUNTIME DESTINATION ${programs_dir} COMPONENT sphost-editor)
+endif()
 
-# install_link(NAME TARGET FOLDER): a symbolic link.
+# install_link(NAME TARGET FOLDER [COMPONENT]): a symbolic link.
 function(install_link name target folder)
     set(link ${CMAKE_BINARY_DIR}/packaging/links/${folder}/${name})
     get_filename_component(link_folder ${link} DIRECTORY)
     file(MAKE_DIRECTORY ${link_folder})
     file(CREATE_LINK ${target} ${link} SYMBOLIC)
-    install(FILES ${link} DESTINATION ${folder} COMPONENT sphost)
+    set(component sphost)
+    if(ARGC GREATER 3)
+        set(component ${ARGV3})
+    endif()
+    install(FILES ${link} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 install_link(sphost ../${programs_dir}/sphost ${CMAKE_INSTALL_BINDIR})
+if(TARGET sphost-editor)
+    install_link(sphost-editor ../${programs_dir}/sphost-editor ${CMAKE_INSTALL_BINDIR} sphost-editor)
+endif()
 
 # install_compressed(FILE NAME FOLDER COMPONENT): as NAME.gz, the same bytes for the same file.
 function(install_compressed file name folder component)
@@ -45,6 +58,12 @@ endforeach()
 foreach(page sphost spdevserver)
     install_compressed(${CMAKE_SOURCE_DIR}/docs/man/${page}.1 ${page}.1 ${CMAKE_INSTALL_MANDIR}/man1 sphost)
 endforeach()
+if(TARGET sphost-editor)
+    install_compressed(${CMAKE_SOURCE_DIR}/docs/man/sphost-editor.1 sphost-editor.1 ${CMAKE_INSTALL_MANDIR}/man1
+        sphost-editor)
+    install(FILES docs/editor.md DESTINATION share/doc/sphost-editor COMPONENT sphost-editor)
+    install(FILES packaging/sphost-editor.desktop DESTINATION share/applications COMPONENT sphost-editor)
+endif()
 install(FILES packaging/completion.bash RENAME sphost DESTINATION share/bash-completion/completions COMPONENT sphost)
 install_link(spdevserver sphost share/bash-completion/completions)
 install(FILES README.md CHANGELOG.md docs/sphost.md docs/devserver.md DESTINATION share/doc/sphost COMPONENT sphost)
@@ -83,6 +102,13 @@ set(CPACK_DEBIAN_SPHOST-BROWSER_PACKAGE_DEPENDS "sphost (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_SPHOST-BROWSER_DESCRIPTION "browser window of sphost for sign-in pages
 Sites that want their own sign-in page get it in this window.
 sphost starts it when it is needed.")
+set(CPACK_DEBIAN_SPHOST-EDITOR_PACKAGE_NAME sphost-editor)
+set(CPACK_DEBIAN_SPHOST-EDITOR_PACKAGE_SECTION editors)
+set(CPACK_DEBIAN_SPHOST-EDITOR_PACKAGE_DEPENDS "sphost (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_SPHOST-EDITOR_PACKAGE_RECOMMENDS sphost-browser)
+set(CPACK_COMPONENT_SPHOST-EDITOR_DESCRIPTION "editor for PDF documents of SharePoint sites
+sphost-editor shows and changes PDF documents of SharePoint sites and of this
+computer, saves them back, and checks them out and in.")
 include(CPack)
 
 add_custom_target(deb

@@ -70,19 +70,9 @@ JournalEntry CacheStore::Entry(std::string_view url) {
     entry.key = key;
     entry.folder = ToHex(hash.data(), hash.size());
     entry.name = LocalNameOf(url);
-    entry.account = account();
+    entry.account = m_account.Get();
     entry.url = std::string(url);
     return entry;
-}
-
-void CacheStore::SetAccount(std::string url) {
-    const std::lock_guard lock(m_mutex);
-    m_account = std::move(url);
-}
-
-std::string CacheStore::account() const {
-    const std::lock_guard lock(m_mutex);
-    return m_account;
 }
 
 // Settles an edit whose process has ended.

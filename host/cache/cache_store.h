@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/per_thread.h"
 #include "host/cache/journal.h"
 #include "host/profile/profile.h"
 #include "platform/com_ptr.h"
@@ -66,9 +67,8 @@ public:
     const std::string& boot() const { return m_boot; }
     void warn(const std::string& line) const { m_profile_warn(line); }
 
-    // The account that new entries belong to.
-    void SetAccount(std::string url);
-    std::string account() const;
+    // The account that new entries of this thread belong to.
+    void SetAccount(std::string url) { m_account.Set(std::move(url)); }
 
     // What earlier runs left unsent; interrupted runs are settled first.
     std::vector<UnsentDocument> Unsent();
@@ -113,7 +113,7 @@ private:
     Journal m_journal;
     std::string m_boot;
     mutable std::mutex m_mutex;
-    std::string m_account;
+    PerThread<std::string> m_account;
     std::map<std::string, CacheEntry*> m_open;
     std::map<std::string, UnsentUse> m_uses;
 };

@@ -102,6 +102,17 @@ HRESULT Host::Bind(TMK::IAFS_AccountData* account, TMK::ITMK_CancelFlag* cancel,
     return FileSystem()->BindToObject(account, NewBindContext().get(), 0, nullptr, cancel, out_name.put());
 }
 
+HRESULT Host::SignIn(TMK::ITMK_CabNode* parameters) {
+    if (!main_thread().IsCurrent()) return m_sign_in.PutToken(parameters);
+    // What a person is shown meanwhile needs the main thread.
+    HRESULT result = E_FAIL;
+    main_thread().RunWorker([&, place = m_sign_in.place()] {
+        m_sign_in.SetPlace(place);
+        result = m_sign_in.PutToken(parameters);
+    });
+    return result;
+}
+
 IUnknown* Host::FindExtension(std::u16string_view id) {
     if (id == u"AFS") return m_file_systems.get();
     if (id == u"AUX") return m_aux.get();

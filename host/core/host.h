@@ -43,7 +43,7 @@ public:
     // The file system that the plug-in registered. Throws a Failure when it registered none.
     ComPtr<TMK::IAFS_FileSys> FileSystem() const { return m_file_systems->First(); }
 
-    // The site and user of the next sign-ins and documents.
+    // The site and user of this thread's next sign-ins and documents.
     void SetSite(const std::u16string& url, const std::u16string& user);
     // Binds to an account and gives the site's name.
     HRESULT Bind(TMK::IAFS_AccountData* account, TMK::ITMK_CancelFlag* cancel,
@@ -72,7 +72,7 @@ public:
     IUnknown* FindExtension(std::u16string_view id) override;
     ComPtr<TMK::ITMK_Cab> OpenSettings(TMK::ITMK_Plugin* plugin, bool create) override;
     ComPtr<TMK::IAFS_BindContext> NewBindContext() override { return m_sign_in.NewBindContext(); }
-    HRESULT SignIn(TMK::ITMK_CabNode* parameters) override { return m_sign_in.PutToken(parameters); }
+    HRESULT SignIn(TMK::ITMK_CabNode* parameters) override;
     FrontEnd& front_end() override { return m_front_end; }
     Browser* browser() override { return m_browser.get(); }
     Catalogue& catalogue() override { return m_catalogue; }

@@ -10,9 +10,7 @@ PluginSignIn::PluginSignIn(SignInPrompts& prompts, OAuth& oauth, std::optional<C
     : m_prompts(prompts), m_oauth(oauth), m_credentials(std::move(credentials)), m_note(std::move(note)) {}
 
 void PluginSignIn::SetPlace(const std::u16string& url, const std::u16string& user) {
-    const std::lock_guard lock(m_mutex);
-    m_site = ToUtf8(url);
-    m_user = ToUtf8(user);
+    SetPlace({ToUtf8(url), ToUtf8(user)});
 }
 
 ComPtr<TMK::IAFS_BindContext> PluginSignIn::NewBindContext() const {
@@ -26,9 +24,9 @@ OAuthRequest PluginSignIn::ReadRequest(TMK::ITMK_CabNode* parameters) const {
         return ToUtf8(StringOf(item.get()));
     };
     OAuthRequest request{read(u"authority"), read(u"clientID"), read(u"scope"), {}, {}};
-    const std::lock_guard lock(m_mutex);
-    request.site = m_site;
-    request.user = m_user;
+    const OAuthPlace at = place();
+    request.site = at.site;
+    request.user = at.user;
     return request;
 }
 

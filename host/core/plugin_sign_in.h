@@ -3,15 +3,21 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "host/base/per_thread.h"
 #include "host/signin/bind_context.h"
 #include "host/signin/oauth.h"
 #include "hostapi/settings.h"
 
 namespace host {
+
+// Where and as whom somebody signs in.
+struct OAuthPlace {
+    std::string site;
+    std::string user;
+};
 
 class PluginSignIn {
 public:
@@ -19,8 +25,10 @@ public:
     PluginSignIn(SignInPrompts& prompts, OAuth& oauth, std::optional<Credentials> credentials,
                  std::function<void(const std::string&)> note);
 
-    // The place and user of the next calls.
+    // The place and user of this thread's next calls.
     void SetPlace(const std::u16string& url, const std::u16string& user);
+    void SetPlace(OAuthPlace place) { m_place.Set(std::move(place)); }
+    OAuthPlace place() const { return m_place.Get(); }
     ComPtr<TMK::IAFS_BindContext> NewBindContext() const;
     // Puts a token into the parameters that a plug-in filled. Throws a Failure.
     HRESULT PutToken(TMK::ITMK_CabNode* parameters);
@@ -32,9 +40,7 @@ private:
     OAuth& m_oauth;
     const std::optional<Credentials> m_credentials;
     const std::function<void(const std::string&)> m_note;
-    mutable std::mutex m_mutex;
-    std::string m_site;
-    std::string m_user;
+    PerThread<OAuthPlace> m_place;
 };
 
 }  // namespace host

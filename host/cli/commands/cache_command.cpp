@@ -6,7 +6,7 @@
 
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 
@@ -42,7 +42,7 @@ std::int64_t ParseDays(const std::string& text) {
 }
 
 std::string AddressOf(const host::LocalCopy& copy) {
-    return EscapeUrl(host::ToUtf16(copy.url));
+    return host::EscapeUrl(host::ToUtf16(copy.url));
 }
 
 host::CacheLimits ChangeLimits(Run& run) {

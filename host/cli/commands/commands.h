@@ -36,9 +36,7 @@ std::optional<host::Credentials> GivenCredentials(const Options& options);
 // give up a check-out.
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what);
 
-// The steps of a save: marking the document as changed before the upload, and the after-save step with the
-// close.
-void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what);
+// What follows a save: the after-save step and the close.
 void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what);
 
 // Says in the error of a failed save that the document is checked out, if it is, and how that ends.

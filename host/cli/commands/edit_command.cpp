@@ -17,24 +17,13 @@
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/preferences.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 
 namespace {
 
-constexpr std::size_t kBlock = 1u << 20;
 constexpr auto kSudden = std::chrono::seconds(1);
-
-HRESULT ReadThrough(Run& run, TMK::IAFS_File* file) {
-    const auto block = std::make_unique<char[]>(kBlock);
-    LONGLONG got = 0;
-    do {
-        const HRESULT result = file->Read(block.get(), kBlock, &got, run.details(), run.cancel());
-        if (FAILED(result)) return result;
-    } while (got > 0);
-    return S_OK;
-}
 
 // Puts the path where "{}" stands, or at the end. It never becomes part of a shell command, where its letters
 // could mean anything.
@@ -168,16 +157,6 @@ private:
 
 }  // namespace
 
-void MarkChanged(Run& run, TMK::IAFS_File* file, const std::string& local_path, const std::string& what) {
-    // The plug-in sends a document only after a write; rewriting the first byte marks it as changed.
-    const host::Descriptor local = host::OpenFile(local_path, O_RDONLY);
-    char byte = 0;
-    const bool is_empty = host::ReadAt(local.get(), local_path, &byte, 1, 0) == 0;
-    run.Check(file->SetPos(0, 0, nullptr), what);
-    run.Check(file->Write(&byte, 1, nullptr, run.details(), run.cancel()), what);
-    if (is_empty) run.Check(file->SetSize(0, run.details(), run.cancel()), what);
-}
-
 void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what) {
     const std::string saved = what + " (it is saved; what follows a save failed)";
     run.Exec(file, u"PerformAfterSave", saved);
@@ -253,13 +232,12 @@ void CheckOutcome(Run& run, const Editing& editing, const Outcome& outcome) {
 }
 
 void Save(Run& run, const Editing& editing, host::Document& document) {
-    const std::string local =
-        run.host().cache()->PathOf(run.host().cache()->Entry(editing.local_url)).string();
+    const host::fs::path local = run.host().cache()->PathOf(run.host().cache()->Entry(editing.local_url));
     try {
         run.Check(editing.file->Reopen(TMK::AFS_OpenFile_Write | TMK::AFS_OpenFile_OpenExisting,
                                        run.details(), run.cancel()),
                   editing.saving);
-        MarkChanged(run, editing.file, local, editing.saving);
+        run.MarkChanged(editing.file, local, editing.saving);
         run.Check(editing.file->Flush(run.details(), run.cancel()), editing.saving);
         document.SetModified(false);
         if (editing.was_checked_out) KeepEarlierCheckOut(run, editing);
@@ -276,8 +254,8 @@ void Edit(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
     CommandLine(options.program, "");  // refuses a wrong one before anything is opened
-    const auto name = run.NameFor(ParseUrl(options.arguments[0]), what);
-    if (IsFolder(run.InfoOf(name.get(), what).get()))
+    const auto name = run.NameFor(host::ParseUrl(options.arguments[0]), what);
+    if (host::IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
     const std::u16string url = run.UrlOf(name.get());
     run.RefuseUnsent(url, what);
@@ -289,11 +267,11 @@ void Edit(Run& run) {
                           what + " (what was changed is kept, see 'sphost recover')"};
     OpenDocument document(run.host().documents(),
                           host::Make<host::Document>(file, host::DocumentActions{.reload = [&] {
-                                                         return ReadThrough(run, file.get());
+                                                         return run.ReadThrough(file.get());
                                                      }}));
     Outcome outcome;
     try {
-        run.Check(ReadThrough(run, file.get()), what);
+        run.Check(run.ReadThrough(file.get()), what);
         outcome = RunEdit(run, editing.local_url, what);
     } catch (const CommandError& error) {
         FailEdit(run, editing, run.host().cache()->Unsent(editing.local_url).has_value(), error);

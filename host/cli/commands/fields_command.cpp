@@ -5,7 +5,7 @@
 #include "host/base/text.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 

@@ -4,7 +4,7 @@
 
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 #include "hostapi/irgc.h"
 
 namespace cli {
@@ -42,7 +42,7 @@ Row ReadRow(Run& run, Source* source, const std::string& what) {
 }
 
 void WriteRow(JsonText& json, const Row& row) {
-    json.Key("name").String(host::ToUtf8(row.name)).Key("url").String(EscapeUrl(row.url));
+    json.Key("name").String(host::ToUtf8(row.name)).Key("url").String(host::EscapeUrl(row.url));
     json.Key("folder").Bool(row.folder()).Key("size");
     row.folder() ? json.Null() : json.Number(static_cast<std::int64_t>(row.size));
     json.Key("created").Text(host::FormatFileTime(row.created));
@@ -83,7 +83,7 @@ void WriteThumbnail(Run& run, TMK::IAFS_Name* name, JsonText& json, std::string&
 
 void List(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto folder = run.NameFor(ParseUrl(run.options().arguments[0]), what);
+    const auto folder = run.NameFor(host::ParseUrl(run.options().arguments[0]), what);
     ComPtr<TMK::IAFS_EnumFolder> listing;
     run.Check(run.file_system()->EnumFolder(folder.get(), 0, run.cancel(), listing.put()), what);
     const bool is_json = run.options().Has("json");
@@ -111,7 +111,7 @@ void List(Run& run) {
 
 void Stat(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto name = run.NameFor(ParseUrl(run.options().arguments[0]), what);
+    const auto name = run.NameFor(host::ParseUrl(run.options().arguments[0]), what);
     const auto info = run.InfoOf(name.get(), what);
     Row row = ReadRow(run, info.get(), what);
     row.url = run.UrlOf(name.get());
@@ -119,7 +119,7 @@ void Stat(Run& run) {
     json.StartObject();
     WriteRow(json, row);
     std::string text = "name:      " + host::PlainLine(host::ToUtf8(row.name)) +
-                       "\nurl:       " + EscapeUrl(row.url) +
+                       "\nurl:       " + host::EscapeUrl(row.url) +
                        "\nkind:      " + (row.folder() ? "folder" : "file") + "\n";
     if (!row.folder()) text += "size:      " + std::to_string(row.size) + "\n";
     text += "created:   " + host::FormatFileTime(row.created) +

@@ -2,38 +2,21 @@
 // The command's worker thread.
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
+#include "host/jobs/places.h"
 
 namespace cli {
 
 namespace {
 
-constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
-
-bool IsSameSite(std::u16string_view a, std::u16string_view b) {
-    const auto trim = [](std::u16string_view url) {
-        while (url.ends_with(u'/')) url.remove_suffix(1);
-        return url;
-    };
-    return host::EqualIgnoreCase(trim(a), trim(b));
-}
-
 std::string UserOf(const host::StoredAccount& account) {
     return host::ToUtf8(host::Accounts::UserOf(account.account.get()));
-}
-
-void RefuseKnownSite(Run& run, const std::u16string& url, const std::string& what) {
-    for (const auto& account : run.Accounts()) {
-        if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) {
-            run.Fail(kExists, what, "this site is a place already: " + EscapeUrl(url));
-        }
-    }
 }
 
 // The place of exactly this address.
 host::StoredAccount PlaceAt(Run& run, const std::u16string& url, const std::string& what) {
     for (auto& account : run.Accounts()) {
-        if (IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) return account;
+        if (host::IsSameSite(host::Accounts::UrlOf(account.account.get()), url)) return account;
     }
     run.Fail(HRESULT_FROM_WIN32(1168), what, "this is no place; 'sphost place list' shows them");
 }
@@ -106,35 +89,22 @@ void KeepSignInOverride(Run& run, const std::u16string& url) {
 void PlaceAdd(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
-    const std::u16string url = ParseUrl(options.arguments[0]);
+    const std::u16string url = host::ParseUrl(options.arguments[0]);
     const host::AccountDetails details = ReadDetails(run, url, what);
-    RefuseKnownSite(run, url, what);
-    KeepSignInOverride(run, url);
-    host::StoredAccount account = host::Accounts::Make(run.file_system(), details);
-    run.RequirePrivatePlace(account, what);
-    ComPtr<TMK::IAFS_Name> root;
-    run.Check(run.host().Bind(account.account.get(), run.cancel(), root), what);
-    const std::u16string site = run.UrlOf(root.get());
-    host::Accounts::SetSite(run.file_system(), account, site);
-    {
-        // Another process may have added it while this one signed in.
-        const host::FileLock lock = run.host().accounts().LockAdding();
-        RefuseKnownSite(run, site, what);
-        run.host().accounts().Save(account);
-    }
+    const std::u16string site = host::AddPlace(run, details, what, [&] { KeepSignInOverride(run, url); });
     if (options.Has("json")) {
         JsonText json;
-        json.StartObject().Key("url").String(EscapeUrl(site)).EndObject();
+        json.StartObject().Key("url").String(host::EscapeUrl(site)).EndObject();
         run.Out(json.Take());
     }
-    run.Say("added " + EscapeUrl(site));
+    run.Say("added " + host::EscapeUrl(site));
 }
 
 void PlaceList(Run& run) {
     JsonText json;
     json.StartArray();
     for (const auto& account : run.Accounts()) {
-        const std::string url = EscapeUrl(host::Accounts::UrlOf(account.account.get()));
+        const std::string url = host::EscapeUrl(host::Accounts::UrlOf(account.account.get()));
         const std::string name = UserOf(account);
         json.StartObject().Key("url").String(url).Key("user").Text(name);
         json.Key("api").String(host::Accounts::IsModern(account) ? "modern" : "compatible").EndObject();
@@ -153,7 +123,7 @@ void DropCopiesOf(Run& run, const std::string& site) {
 
 void PlaceRemove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
+    const auto account = PlaceAt(run, host::ParseUrl(run.options().arguments[0]), what);
     const std::string site = host::ToUtf8(host::Accounts::UrlOf(account.account.get()));
     for (const auto& document : run.host().cache()->Unsent()) {
         if (document.entry.account == site && !run.options().Has("yes")) {
@@ -161,15 +131,14 @@ void PlaceRemove(Run& run) {
                      "changes of its documents were not sent yet; see 'sphost recover', or add --yes");
         }
     }
-    run.host().accounts().Remove(account);
-    run.host().oauth().Forget(site, UserOf(account));
+    host::RemovePlace(run, account);
     DropCopiesOf(run, site);
-    run.Say("removed " + EscapeUrl(host::ToUtf16(site)));
+    run.Say("removed " + host::EscapeUrl(host::ToUtf16(site)));
 }
 
 void SignOut(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    auto account = PlaceAt(run, ParseUrl(run.options().arguments[0]), what);
+    auto account = PlaceAt(run, host::ParseUrl(run.options().arguments[0]), what);
     const std::u16string site = host::Accounts::UrlOf(account.account.get());
     const std::string user = UserOf(account);
     const Variant holder(static_cast<IUnknown*>(account.account.get()));
@@ -181,7 +150,7 @@ void SignOut(Run& run) {
     run.host().accounts().Save(account);
     DropCopiesOf(run, host::ToUtf8(site));
     if (result != E_NOTIMPL) run.Check(result, what);
-    run.Say("signed out of " + EscapeUrl(site));
+    run.Say("signed out of " + host::EscapeUrl(site));
 }
 
 }  // namespace cli

@@ -8,7 +8,8 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
 #include "host/cli/run/output_file.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
+#include "host/jobs/unsent.h"
 
 namespace cli {
 
@@ -16,9 +17,7 @@ namespace {
 
 using host::UnsentDocument;
 using State = UnsentDocument::State;
-
-// The server's version, compared with the one that the local copy is based on.
-enum class Server { same, newer, gone, unknown };
+using Server = host::ServerVersion;
 
 // In the order of the enumerators.
 constexpr std::array<const char*, 5> kStateNames{"unsent", "incomplete", "editing", "missing", "aside"};
@@ -32,36 +31,18 @@ const char* NameOf(Server server) {
     return kServerNames[static_cast<std::size_t>(server)];
 }
 
-struct Comparison {
-    Server server;
-    bool is_same_size = false;  // as what waits
-};
-
-Comparison Compare(Run& run, const UnsentDocument& document, const std::string& what) {
-    const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
-    const auto info = run.FindInfo(name.get(), what);
-    if (!info || IsFolder(info.get())) return {Server::gone};
-    ULONGLONG time = 0;
-    ULONGLONG size = 0;
-    run.Check(info->get_LastWriteTime(&time), what);
-    const bool is_same_size = SUCCEEDED(info->get_Size(&size)) && size == document.size;
-    // Without a known base the server's version may be newer.
-    const bool is_newer = document.entry.base_time == 0 || time > document.entry.base_time;
-    return {is_newer ? Server::newer : Server::same, is_same_size};
-}
-
 // Listing works without the server, whose state is then unknown.
-Comparison TryCompare(Run& run, const UnsentDocument& document) {
+host::Comparison TryCompare(Run& run, const UnsentDocument& document) {
     if (document.state == State::aside) return {Server::unknown};
     try {
-        return Compare(run, document, "recover");
+        return host::CompareWithServer(run, document, "recover");
     } catch (const CommandError&) {
         return {Server::unknown};
     }
 }
 
 // What the server's version means for what waits; empty when there is nothing to say.
-std::string MeaningOf(const UnsentDocument& document, const Comparison& found) {
+std::string MeaningOf(const UnsentDocument& document, const host::Comparison& found) {
     if (found.server == Server::gone) return ", no longer on the server";
     if (found.server != Server::newer) return {};
     if (document.state != State::unsent) return ", the server has a newer version";
@@ -73,7 +54,7 @@ std::string MeaningOf(const UnsentDocument& document, const Comparison& found) {
 std::vector<UnsentDocument> Wanted(Run& run) {
     std::vector<UnsentDocument> documents = run.host().cache()->Unsent();
     if (run.options().arguments.empty()) return documents;
-    const std::string key = host::CacheStore::KeyOf(host::ToUtf8(ParseUrl(run.options().arguments[0])));
+    const std::string key = host::CacheStore::KeyOf(host::ToUtf8(host::ParseUrl(run.options().arguments[0])));
     std::erase_if(documents, [&](const UnsentDocument& document) { return document.entry.key != key; });
     if (documents.empty()) {
         run.Fail(HRESULT_FROM_WIN32(1168), What(run.options(), run.options().arguments[0]),
@@ -86,8 +67,8 @@ void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
     JsonText json;
     json.StartArray();
     for (const UnsentDocument& document : documents) {
-        const Comparison found = TryCompare(run, document);
-        const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
+        const host::Comparison found = TryCompare(run, document);
+        const std::string url = host::EscapeUrl(host::ToUtf16(document.entry.url));
         const std::string since = host::FormatUnixTime(document.entry.since);
         json.StartObject().Key("url").String(url).Key("state").String(NameOf(document.state));
         json.Key("size").Number(static_cast<std::int64_t>(document.size)).Key("since").Text(since);
@@ -118,39 +99,15 @@ bool MayOverwrite(Run& run, Server server, const std::string& url) {
         "recover " + url);
 }
 
-// Whether the server holds what waits: the upload was taken, and only its answer got lost.
-bool IsOnServer(Run& run, const UnsentDocument& document, const std::string& what) {
-    const host::UnsentPermission bypass(*run.host().cache(), document.entry.url, host::UnsentUse::bypass);
-    const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
-    ULONGLONG size = 0;
-    const auto info = run.FindInfo(name.get(), what);
-    if (!info || FAILED(info->get_Size(&size)) || size != document.size) return false;
-    const auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
-    const host::Descriptor local = host::OpenFile(document.path, O_RDONLY);
-    std::string theirs(1u << 18, '\0');
-    std::string ours = theirs;
-    for (std::uint64_t position = 0;;) {
-        LONGLONG got = 0;
-        run.Check(file->Read(theirs.data(), static_cast<LONGLONG>(theirs.size()), &got, run.details(),
-                             run.cancel()),
-                  what);
-        const auto count = static_cast<std::size_t>(got);
-        if (count == 0) return position == size;
-        if (host::ReadAt(local.get(), document.path, ours.data(), count, position) != count ||
-            ours.compare(0, count, theirs, 0, count) != 0)
-            return false;
-        position += count;
-    }
-}
-
 // Says, or asks, what becomes of the check-out of a document that nothing waits in any more.
 void EndCheckOut(Run& run, const std::string& document_url, bool offer_discard) {
     const std::u16string url = host::ToUtf16(document_url);
-    const std::string what = "recover " + EscapeUrl(url);
+    const std::string what = "recover " + host::EscapeUrl(url);
     try {
         const auto name = run.NameFor(url, what);
         if (!run.FindInfo(name.get(), what) || !run.IsCheckedOutToUser(name.get(), what)) return;
-        const std::string text = EscapeUrl(url) + " is still checked out to you. Give the check-out up?";
+        const std::string text =
+            host::EscapeUrl(url) + " is still checked out to you. Give the check-out up?";
         if (offer_discard &&
             run.Agrees({u"sphost.giveUpCheckOut.question", text, u"discard", u"keep", false}, what)) {
             const auto file =
@@ -183,11 +140,11 @@ void RequireSendable(Run& run, const UnsentDocument& document, const std::string
 }
 
 void Send(Run& run, const UnsentDocument& document) {
-    const std::string url = EscapeUrl(host::ToUtf16(document.entry.url));
+    const std::string url = host::EscapeUrl(host::ToUtf16(document.entry.url));
     const std::string what = "recover " + url;
     RequireSendable(run, document, what);
-    const Server server = Compare(run, document, what).server;
-    if (server == Server::newer && IsOnServer(run, document, what)) {
+    const Server server = host::CompareWithServer(run, document, what).server;
+    if (server == Server::newer && host::IsOnServer(run, document, what)) {
         run.host().cache()->Drop(document.entry.url);
         run.Say("on the server already: " + url);
         EndCheckOut(run, document.entry.url, false);
@@ -198,23 +155,16 @@ void Send(Run& run, const UnsentDocument& document) {
                  server == Server::gone ? "it is no longer on the server; --yes makes it again"
                                         : "the server has a newer version; --yes overwrites it");
     }
-    const host::UnsentPermission permission(*run.host().cache(), document.entry.url,
-                                            host::UnsentUse::take_up);
-    const auto name = run.NameFor(host::ToUtf16(document.entry.url), what);
-    const DWORD disposition =
-        server == Server::gone ? TMK::AFS_OpenFile_OpenAlways : TMK::AFS_OpenFile_OpenExisting;
-    const auto file = run.Open(name.get(), TMK::AFS_OpenFile_Write | disposition, what);
-    MarkChanged(run, file.get(), document.path.string(), what);
-    run.Check(file->Flush(run.details(), run.cancel()), what);
+    const auto file = host::Upload(run, document, server, what);
     FinishSave(run, file.get(), what);
     run.Say("sent " + url);
 }
 
 void DropOne(Run& run, const UnsentDocument& document) {
     const std::u16string url = host::ToUtf16(document.entry.url);
-    const std::string what = "recover " + EscapeUrl(url);
+    const std::string what = "recover " + host::EscapeUrl(url);
     if (document.state == State::editing) run.Fail(host::kInUse, what, "it is open right now");
-    run.Say("dropping " + EscapeUrl(url) + " (" + std::to_string(document.size) + " bytes)");
+    run.Say("dropping " + host::EscapeUrl(url) + " (" + std::to_string(document.size) + " bytes)");
     if (document.state == State::aside) {
         run.host().cache()->DropAside(document);
         return;

@@ -1,7 +1,7 @@
 // mkdir, rm, mv, cp, rename: the structure of a site. A server's refusal doesn't always come back as a
 // failure, so each command checks the result. The command's worker thread.
 #include "host/cli/commands/commands.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 
@@ -49,7 +49,7 @@ void AskBeforeRemoving(Run& run, TMK::IAFS_Name* folder, const std::u16string& u
     if (run.options().Has("yes")) return;
     const std::string content = ContentOf(run, folder, what);
     if (content.empty()) return;
-    const std::string text = EscapeUrl(url) + " holds " + content + ". Delete it with all in it?";
+    const std::string text = host::EscapeUrl(url) + " holds " + content + ". Delete it with all in it?";
     if (!run.Agrees({u"sphost.removeFolder.question", text, u"delete", u"keep"}, what))
         run.Fail(host::kCanceled, what, "it holds " + content + "; nothing was deleted (--yes deletes all)");
 }
@@ -65,26 +65,26 @@ struct Pair {
 // The two names of a command with two URLs.
 Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
     Pair pair;
-    pair.from = ParseUrl(run.options().arguments[0]);
-    pair.to = ParseUrl(run.options().arguments[1]);
+    pair.from = host::ParseUrl(run.options().arguments[0]);
+    pair.to = host::ParseUrl(run.options().arguments[1]);
     pair.source = run.NameFor(pair.from, what);
-    pair.is_folder = IsFolder(run.InfoOf(pair.source.get(), what).get());
+    pair.is_folder = host::IsFolder(run.InfoOf(pair.source.get(), what).get());
     if (&run.SiteFor(pair.from, what) != &run.SiteFor(pair.to, what)) {
         run.Fail(E_INVALIDARG, what, "both addresses have to be of one place");
     }
     pair.target = run.NameFor(pair.to, what);
     auto there = FindTarget(run, pair.to, what);
-    if (there && IsFolder(there.get()) && into_folder) {
-        pair.to += u"/" + std::u16string(LastPart(pair.from));
+    if (there && host::IsFolder(there.get()) && into_folder) {
+        pair.to += u"/" + std::u16string(host::LastPart(pair.from));
         pair.target = run.NameFor(pair.to, what);
         there = FindTarget(run, pair.to, what);
     }
     const bool is_same_item = host::EqualIgnoreCase(pair.from, pair.to);
     if (pair.from == pair.to) run.Fail(kExists, what, "both addresses are the same");
-    if (there && !is_same_item && (IsFolder(there.get()) || !run.options().Has("yes"))) {
-        run.Fail(
-            kExists, what,
-            EscapeUrl(pair.to) + " is there already" + (IsFolder(there.get()) ? "" : "; --yes replaces it"));
+    if (there && !is_same_item && (host::IsFolder(there.get()) || !run.options().Has("yes"))) {
+        run.Fail(kExists, what,
+                 host::EscapeUrl(pair.to) + " is there already" +
+                     (host::IsFolder(there.get()) ? "" : "; --yes replaces it"));
     }
     // A new name, so that the plug-in doesn't take the found item for the result.
     pair.target = run.NameFor(pair.to, what);
@@ -127,7 +127,7 @@ void Relocate(Run& run, const Relocation& relocation) {
 
 void MakeFolder(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const std::u16string url = ParseUrl(run.options().arguments[0]);
+    const std::u16string url = host::ParseUrl(run.options().arguments[0]);
     if (IsThere(run, url, what)) run.Fail(kExists, what, "this is there already");
     const auto name = run.NameFor(url, what);
     run.Check(run.file_system()->CreateFolder(name.get(), 0, run.details(), run.cancel()), what);
@@ -136,9 +136,9 @@ void MakeFolder(Run& run) {
 
 void Remove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const std::u16string url = ParseUrl(run.options().arguments[0]);
+    const std::u16string url = host::ParseUrl(run.options().arguments[0]);
     const auto name = run.NameFor(url, what);
-    if (IsFolder(run.InfoOf(name.get(), what).get())) AskBeforeRemoving(run, name.get(), url, what);
+    if (host::IsFolder(run.InfoOf(name.get(), what).get())) AskBeforeRemoving(run, name.get(), url, what);
     run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);
     if (IsThere(run, url, what)) run.Fail(E_FAIL, what, "the server didn't delete it");
     ForgetLocalCopy(run, url);

@@ -15,7 +15,7 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
 #include "host/cli/run/output_file.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 
@@ -113,10 +113,10 @@ void AskBeforeReplacing(Run& run, const OutputFile& target, std::uint64_t server
 
 void Get(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const std::u16string url = ParseUrl(run.options().arguments[0]);
+    const std::u16string url = host::ParseUrl(run.options().arguments[0]);
     const auto name = run.NameFor(url, what);
     const auto info = run.InfoOf(name.get(), what);
-    if (IsFolder(info.get())) run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
+    if (host::IsFolder(info.get())) run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
     ULONGLONG server_time = 0;
     info->get_LastWriteTime(&server_time);
     std::optional<host::UnsentPermission> bypass;
@@ -160,11 +160,12 @@ void RemovePlaceholder(Run& run, const std::u16string& url, const std::string& w
         const auto name = run.NameFor(url, what);
         const auto info = run.FindInfo(name.get(), what);
         ULONGLONG size = 1;
-        const bool is_empty = info && !IsFolder(info.get()) && SUCCEEDED(info->get_Size(&size)) && size == 0;
+        const bool is_empty =
+            info && !host::IsFolder(info.get()) && SUCCEEDED(info->get_Size(&size)) && size == 0;
         if (is_empty) run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);
         run.host().cache()->ForgetCreating(host::ToUtf8(run.UrlOf(name.get())));
     } catch (const CommandError& error) {
-        run.host().front_end().Warn("an empty document may be left at " + EscapeUrl(url) + " (" +
+        run.host().front_end().Warn("an empty document may be left at " + host::EscapeUrl(url) + " (" +
                                     error.message + "); 'sphost recover --drop' removes it");
     }
 }
@@ -180,10 +181,10 @@ struct Target {
 };
 
 Target FindTarget(Run& run, const std::string& what) {
-    Target target{ParseUrl(run.options().arguments[1]), {}, {}, false};
+    Target target{host::ParseUrl(run.options().arguments[1]), {}, {}, false};
     target.name = run.NameFor(target.url, what);
     const auto info = run.FindInfo(target.name.get(), what);
-    if (info && IsFolder(info.get()))
+    if (info && host::IsFolder(info.get()))
         run.Fail(E_INVALIDARG, what, "this is a folder; name the document in it");
     target.is_new = !info;
     target.full_url = host::ToUtf8(run.UrlOf(target.name.get()));

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "host/cli/commands/commands.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 
@@ -23,8 +23,8 @@ void RequireCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& 
 }  // namespace
 
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what) {
-    const auto name = run.NameFor(ParseUrl(run.options().arguments[0]), what);
-    if (IsFolder(run.InfoOf(name.get(), what).get()))
+    const auto name = run.NameFor(host::ParseUrl(run.options().arguments[0]), what);
+    if (host::IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
     auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
     run.host().TakeMessage();

@@ -11,8 +11,8 @@
 #include "host/browser/pane_windows.h"
 #include "host/browser/scripted_browser.h"
 #include "host/browser/window_browser.h"
-#include "host/cli/front_end/open_page.h"
 #include "host/prompts/prompt_desk.h"
+#include "host/signin/open_page.h"
 
 namespace cli {
 
@@ -134,12 +134,12 @@ std::optional<host::Credentials> TerminalFrontEnd::AskCredentials(const host::Cr
 }
 
 bool TerminalFrontEnd::CanOpenPages() const {
-    return m_terminal.CanAsk() && HasBrowser();
+    return m_terminal.CanAsk() && host::HasBrowser();
 }
 
 std::unique_ptr<host::SignInNotice> TerminalFrontEnd::OpenPage(const std::string& url) {
     m_terminal.Show("To sign in, use the page that opens in your browser, or open " + PlainLine(url));
-    OpenInBrowser(url);
+    host::OpenInBrowser(url);
     return std::make_unique<InterruptNotice>();
 }
 

@@ -3,7 +3,7 @@
 
 #include "host/base/failure.h"
 #include "host/cli/run/options.h"
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 namespace cli {
 namespace {
@@ -64,16 +64,16 @@ TEST(Urls, AreDecodedOnceAndSurviveEscaping) {
         {"http://h/%E6%96%87", u"http://h/\u6587"},
         {"http://h/:b:/s/team/Abc%20?e=1", u"http://h/:b:/s/team/Abc%20?e=1"},
     };
-    for (const auto& [argument, url] : rows) EXPECT_EQ(ParseUrl(argument), url) << argument;
+    for (const auto& [argument, url] : rows) EXPECT_EQ(host::ParseUrl(argument), url) << argument;
     for (const std::u16string name :
          {u"C# & more", u"100% sure", u"%41%20x", u"it's", u"a+b", u"[x] (y) {z}", u"\u00C4\u00DF",
           u"\u6587\U0001F600", u"a;b,c=d@e!$", u"%", u"%2", u"\"<>|"}) {
         const std::u16string url = u"http://h:8080/sites/" + name;
-        EXPECT_EQ(ParseUrl(EscapeUrl(url)), url) << EscapeUrl(url);
+        EXPECT_EQ(host::ParseUrl(host::EscapeUrl(url)), url) << host::EscapeUrl(url);
     }
     for (const char* bad : {"", "x", "ftp://h/x", "http://", "http:///x", "http://h/%FF", "http://h/a%00b",
                             "http://h/%0A", "http://h/T%3Fweb=1"}) {
-        EXPECT_THROW(ParseUrl(bad), host::Failure) << bad;
+        EXPECT_THROW(host::ParseUrl(bad), host::Failure) << bad;
     }
 }
 

@@ -1,11 +1,11 @@
-#include "host/cli/run/url_argument.h"
+#include "host/jobs/address.h"
 
 #include <optional>
 
 #include "host/base/failure.h"
 #include "host/base/text.h"
 
-namespace cli {
+namespace host {
 
 namespace {
 
@@ -34,7 +34,7 @@ std::string DecodeOnce(std::string_view text) {
 }
 
 bool HasScheme(std::string_view text, std::string_view scheme) {
-    return host::EqualIgnoreCase(host::ToUtf16(text.substr(0, scheme.size())), host::ToUtf16(scheme));
+    return EqualIgnoreCase(ToUtf16(text.substr(0, scheme.size())), ToUtf16(scheme));
 }
 
 // "/:b:/s/..." as sharing links look.
@@ -46,7 +46,7 @@ bool IsSharingPath(std::string_view path) {
 
 std::u16string ParseUrl(std::string_view argument) {
     const auto refuse = [&](const char* why) {
-        throw host::Failure(E_INVALIDARG, "'" + host::PlainLine(argument) + "' " + why);
+        throw Failure(E_INVALIDARG, "'" + PlainLine(argument) + "' " + why);
     };
     if (!HasScheme(argument, "http://") && !HasScheme(argument, "https://")) {
         refuse("is no address that begins with http:// or https://");
@@ -56,7 +56,7 @@ std::u16string ParseUrl(std::string_view argument) {
     if (slash == start || start == argument.size()) refuse("names no server");
     const std::string_view server = argument.substr(0, slash);
     std::string_view path = slash == std::string_view::npos ? std::string_view() : argument.substr(slash);
-    if (IsSharingPath(path)) return host::ToUtf16(argument);
+    if (IsSharingPath(path)) return ToUtf16(argument);
     path = path.substr(0, path.find('?'));
     std::string decoded = DecodeOnce(path);
     while (decoded.ends_with('/')) decoded.pop_back();
@@ -65,15 +65,15 @@ std::u16string ParseUrl(std::string_view argument) {
     for (const char byte : decoded) {
         if (static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F) refuse("has a control character in it");
     }
-    const std::u16string wide = host::ToUtf16(decoded);
-    if (host::ToUtf8(wide) != decoded) refuse("is not valid UTF-8");
-    return host::ToUtf16(server) + wide;
+    const std::u16string wide = ToUtf16(decoded);
+    if (ToUtf8(wide) != decoded) refuse("is not valid UTF-8");
+    return ToUtf16(server) + wide;
 }
 
 std::string EscapeUrl(std::u16string_view url) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     constexpr std::string_view kPlain = "-_.~!$&'()*+,;=:@/";
-    const std::string bytes = host::ToUtf8(url);
+    const std::string bytes = ToUtf8(url);
     const std::size_t scheme = bytes.find("://");
     const std::size_t path = scheme == std::string::npos ? 0 : bytes.find('/', scheme + 3);
     std::string escaped = bytes.substr(0, path);
@@ -102,4 +102,4 @@ std::u16string_view ParentOf(std::u16string_view url) {
     return slash == std::u16string_view::npos ? std::u16string_view() : url.substr(0, slash);
 }
 
-}  // namespace cli
+}  // namespace host

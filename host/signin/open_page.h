@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace cli {
+namespace host {
 
 // Whether there is likely a browser on this screen.
 bool HasBrowser();
@@ -11,4 +11,4 @@ bool HasBrowser();
 // Starts $BROWSER or the desktop's own choice, and doesn't wait for it.
 void OpenInBrowser(const std::string& url);
 
-}  // namespace cli
+}  // namespace host

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-namespace cli {
+namespace host {
 
 // A URL as a browser shows it, escaped or not, with percent escapes decoded once, the query and a slash at
-// the end dropped; a sharing link stays as it is. Throws a host::Failure of E_INVALIDARG.
+// the end dropped; a sharing link stays as it is. Throws a Failure of E_INVALIDARG.
 std::u16string ParseUrl(std::string_view argument);
 
 // A decoded URL with every character escaped that ParseUrl could take for something else.
@@ -17,4 +17,4 @@ std::string EscapeUrl(std::u16string_view url);
 std::u16string_view LastPart(std::u16string_view url);
 std::u16string_view ParentOf(std::u16string_view url);
 
-}  // namespace cli
+}  // namespace host

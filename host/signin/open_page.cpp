@@ -1,4 +1,4 @@
-#include "host/cli/front_end/open_page.h"
+#include "host/signin/open_page.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,10 +11,10 @@
 
 extern char** environ;
 
-namespace cli {
+namespace host {
 
 bool HasBrowser() {
-    return host::IsAnySet({"BROWSER", "DISPLAY", "WAYLAND_DISPLAY"});
+    return IsAnySet({"BROWSER", "DISPLAY", "WAYLAND_DISPLAY"});
 }
 
 void OpenInBrowser(const std::string& url) {
@@ -28,8 +28,8 @@ void OpenInBrowser(const std::string& url) {
         posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
     posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     pid_t child = 0;
-    posix_spawnp(&child, program.c_str(), &actions, host::SpawnAttributes().get(), words.data(), environ);
+    posix_spawnp(&child, program.c_str(), &actions, SpawnAttributes().get(), words.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
 }
 
-}  // namespace cli
+}  // namespace host

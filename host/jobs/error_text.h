@@ -5,8 +5,8 @@
 
 #include "platform/base.h"
 
-namespace cli {
+namespace host {
 
 std::string FriendlyText(HRESULT code);
 
-}  // namespace cli
+}  // namespace host

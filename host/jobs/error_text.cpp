@@ -1,4 +1,4 @@
-#include "host/cli/run/error_text.h"
+#include "host/jobs/error_text.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 #include "host/base/text.h"
 #include "platform/text.h"
 
-namespace cli {
+namespace host {
 
 namespace {
 
@@ -62,13 +62,13 @@ std::string SystemText(HRESULT code) {
     const DWORD size =
         FormatMessageW(flags, is_internet ? static_cast<LPCVOID>(GetModuleHandleW(u"wininet.dll")) : nullptr,
                        is_internet ? number : bits, 0, text.data(), text.size(), nullptr);
-    return host::PlainLine(host::ToUtf8({text.data(), size}));
+    return PlainLine(ToUtf8({text.data(), size}));
 }
 
 // A proxy's refusals come as failures of the request or of the connection.
 std::string ProxyHint(std::uint32_t code) {
     const bool is_likely = code == 0x80004005 || code == 0x80072EFD;
-    if (!is_likely || !host::IsProxySet()) return {};
+    if (!is_likely || !IsProxySet()) return {};
     return "; the proxy on the way may refuse the request, or want a name and a password in its address";
 }
 
@@ -84,4 +84,4 @@ std::string FriendlyText(HRESULT code) {
     return text.empty() ? "the operation failed" : text;
 }
 
-}  // namespace cli
+}  // namespace host

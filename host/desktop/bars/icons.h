@@ -1,0 +1,12 @@
+// The editor's own icons, drawn as lines in the text colour of the palette, sharp at any size. Main thread.
+#pragma once
+
+#include <QIcon>
+#include <QString>
+
+namespace desktop {
+
+// "save", "rotate-right" and so on; an empty icon for an unknown name.
+QIcon LineIcon(const QString& name);
+
+}  // namespace desktop

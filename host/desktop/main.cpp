@@ -1,0 +1,107 @@
+// sphost-editor: documents of SharePoint sites in a window.
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QMessageBox>
+#include <QTimer>
+#include <array>
+#include <clocale>
+#include <cstdio>
+
+#include <unistd.h>
+
+#include "host/base/interrupt.h"
+#include "host/desktop/front_end/text.h"
+#include "host/desktop/window/main_window.h"
+
+namespace {
+
+constexpr int kInterruptCheckMs = 200;
+
+host::fs::path BesideProgram(const char* name) {
+    std::array<char, 4096> path{};
+    const ssize_t size = readlink("/proc/self/exe", path.data(), path.size() - 1);
+    return host::fs::path(std::string(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0))
+               .parent_path() /
+           name;
+}
+
+host::fs::path BrowserProgram() {
+    const char* chosen = std::getenv("SPHOST_BROWSER");
+    return chosen && *chosen ? host::fs::path(chosen) : BesideProgram("sphost-browser");
+}
+
+struct Options {
+    host::fs::path profile;
+    host::fs::path plugin;
+    host::fs::path browser_script;
+    bool menus = false;
+    QStringList documents;
+};
+
+Options ReadOptions(const QApplication& application) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Shows and edits PDF documents of SharePoint sites and of this computer.");
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption profile("profile", "The folder of places, settings and local copies.", "DIR");
+    const QCommandLineOption plugin("plugin", "The plug-in, instead of the one beside the program.", "FILE");
+    const QCommandLineOption menus("menus", "A menu bar and a tool bar instead of the ribbon.");
+    QCommandLineOption script("web-view-script", "A script that plays the browser, for tests.", "FILE");
+    script.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({profile, plugin, menus, script});
+    parser.addPositionalArgument("document", "What to open: addresses of documents, or files.",
+                                 "[URL|FILE...]");
+    parser.process(application);
+    Options options;
+    options.profile = parser.isSet(profile) ? host::fs::path(parser.value(profile).toStdString())
+                                            : host::DefaultProfileFolder();
+    options.plugin = parser.isSet(plugin) ? host::fs::absolute(parser.value(plugin).toStdString())
+                                          : BesideProgram("SharePoint.tkp");
+    options.browser_script = parser.value(script).toStdString();
+    options.menus = parser.isSet(menus);
+    options.documents = parser.positionalArguments();
+    return options;
+}
+
+int Run(QApplication& application, const Options& options) {
+    desktop::DesktopFrontEnd front_end({options.browser_script, BrowserProgram()});
+    host::Host host(front_end, options.profile);
+    host.LoadPlugin(options.plugin);
+    int status = 0;
+    {
+        desktop::Editor editor(host, front_end);
+        const bool menus = options.menus || editor.state.Flag("menus", false);
+        desktop::MainWindow window(editor, menus ? desktop::Bars::menus : desktop::Bars::ribbon);
+        window.show();
+        for (const QString& document : options.documents) window.OpenAddress(document);
+        QTimer::singleShot(0, &window, [&] { window.OfferUnsent(); });
+        QTimer interrupts;
+        QObject::connect(&interrupts, &QTimer::timeout, &application, [&] {
+            if (host::InterruptFlag()) application.quit();
+        });
+        interrupts.start(kInterruptCheckMs);
+        status = application.exec();
+        window.KeepUnsaved();
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    QApplication application(count, words);
+    std::setlocale(LC_NUMERIC, "C");
+    QApplication::setApplicationName("sphost-editor");
+    QApplication::setApplicationDisplayName(QObject::tr("PDF Editor"));
+    QApplication::setApplicationVersion(SP_VERSION);
+    host::InstallInterruptHandler();
+    try {
+        return Run(application, ReadOptions(application));
+    } catch (const host::Failure& failure) {
+        std::fprintf(stderr, "sphost-editor: %s (%s)\n", failure.what(),
+                     host::FormatResult(failure.code()).c_str());
+        QMessageBox::critical(nullptr, {}, desktop::ToQt(failure.what()));
+        return 1;
+    }
+}
