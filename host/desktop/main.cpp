@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "host/base/environment.h"
 #include "host/base/interrupt.h"
 #include "host/desktop/front_end/text.h"
 #include "host/desktop/window/main_window.h"
@@ -87,9 +88,25 @@ int Run(QApplication& application, const Options& options) {
     return status;
 }
 
+// Without a display Qt would end the process with an abort. False when there is nothing to show a window on.
+bool PrepareDisplay(int count, char** words) {
+    if (host::IsAnySet({"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})) return true;
+    for (int i = 1; i < count; ++i) {
+        const std::string_view word = words[i];
+        const bool only_prints = word == "--help" || word == "-h" || word == "--version" || word == "-v";
+        if (only_prints) return qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    return false;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
+    if (!PrepareDisplay(count, words)) {
+        std::fputs("sphost-editor: there is no display to open a window on; set DISPLAY or WAYLAND_DISPLAY\n",
+                   stderr);
+        return 1;
+    }
     QApplication application(count, words);
     std::setlocale(LC_NUMERIC, "C");
     QApplication::setApplicationName("sphost-editor");
