@@ -35,7 +35,8 @@ QString SampleFiles::Write(const QString& name, const std::vector<SamplePage>& p
     document.emptyPDF();
     for (const SamplePage& page : pages) document.addPage(MakePage(document, page), false);
     if (change) change(document);
-    QPDFWriter writer(document, QFile::encodeName(Path(name)).constData());
+    const QByteArray path = QFile::encodeName(Path(name));  // the writer keeps no copy
+    QPDFWriter writer(document, path.constData());
     if (how) how(writer);
     writer.write();
     return Path(name);
