@@ -67,8 +67,8 @@ public:
     // Lets what follows run to its end, also after a cancel: it cleans up.
     void IgnoreCancel() { m_cancel = Make<CancelFlag>(); }
 
-    // Returns a success, after warning of what the plug-in says about it; throws a JobError with the best known
-    // message for a failure.
+    // Returns a success, after warning of what the plug-in says about it; throws a JobError with the best
+    // known message for a failure.
     HRESULT Check(HRESULT result, const std::string& what);
     [[noreturn]] static void Fail(HRESULT code, const std::string& what, const std::string& message);
 

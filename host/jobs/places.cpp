@@ -33,7 +33,7 @@ std::u16string AddPlace(Job& job, const AccountDetails& details, const std::stri
     job.RequirePrivatePlace(account, what);
     ComPtr<TMK::IAFS_Name> root;
     job.Check(job.host().Bind(account.account.get(), job.cancel(), root), what);
-    const std::u16string site = job.UrlOf(root.get());
+    std::u16string site = job.UrlOf(root.get());
     Accounts::SetSite(job.file_system(), account, site);
     // Another process may have added it while this one signed in.
     const FileLock lock = job.host().accounts().LockAdding();

@@ -81,6 +81,7 @@ std::string DevServer::Url(const std::string& name) const {
 }
 
 std::string DevServer::Token(const std::string& user) const {
+    const std::lock_guard lock(m_tokens_mutex);  // tests ask on several threads
     std::string& token = m_tokens[user];
     if (token.empty()) {
         rapidjson::Document answer;

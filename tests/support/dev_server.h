@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -96,6 +97,7 @@ private:
     std::optional<Process> m_process;
     std::string m_origin;
     std::string m_port = "0";
+    mutable std::mutex m_tokens_mutex;
     mutable std::map<std::string, std::string> m_tokens;
 };
 
