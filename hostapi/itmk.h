@@ -47,7 +47,19 @@ struct ITMK_CryptKey : IUnknown {
     virtual HRESULT get_Id(BSTR* out_id) = 0;
 };
 
-// The extension "AUX": strings as objects and the cipher for stored secrets.
+// A window that shows how far long work has come, with a button to cancel it. Any thread; from Start to Stop
+// or the last release it is shown, if that takes long enough to be seen.
+struct ITMK_Progress : IUnknown {
+    static constexpr IID kIid{0x16B9D3E8, 0x4C70, 0x4F95, {0xA2, 0x5B, 0x8E, 0x31, 0xD6, 0x07, 0xFC, 0x49}};
+    virtual HRESULT put_Title(LPCWSTR title) = 0;
+    virtual HRESULT put_Text(LPCWSTR text) = 0;
+    virtual HRESULT put_Status(LPCWSTR status) = 0;
+    virtual HRESULT Start() = 0;
+    virtual HRESULT Stop() = 0;
+    virtual HRESULT get_CancelFlag(ITMK_CancelFlag** out_cancel_flag) = 0;
+};
+
+// The extension "AUX": strings as objects, the cipher for stored secrets, windows of progress.
 struct IAUX_Inst : IUnknown {
     static constexpr IID kIid{0x52F1A69C, 0xDB07, 0x4E35, {0xB4, 0x8A, 0x6F, 0x19, 0xC2, 0x8B, 0x70, 0xFC}};
     virtual HRESULT CreateString(LPCWSTR value, IString** out_string) = 0;
@@ -55,6 +67,7 @@ struct IAUX_Inst : IUnknown {
     // E_INVALIDARG when the text is no ciphertext at all; E_ACCESSDENIED when it is one of another key or
     // tampered.
     virtual HRESULT DecryptString(ITMK_CryptKey* key, IString* encrypted, IString** out_plain) = 0;
+    virtual HRESULT CreateProgress(HWND parent, ITMK_Progress** out_progress) = 0;
 };
 
 // A document open in the editor.
@@ -83,6 +96,7 @@ enum TaskDialogStyle : DWORD {
     TaskDialogStyle_IconInformation = 0x100,
     TaskDialogStyle_IconQuestion = 0x200,
     TaskDialogStyle_IconWarning = 0x300,
+    TaskDialogStyle_Input = 0x4000000,  // an input box: its edit field is what it is for
 };
 
 // The one prompt of the host. Texts that begin with "$$$." are ids to resolve; others stand as they are.
@@ -156,6 +170,10 @@ struct ITMK_Inst : IUnknown {
     virtual HRESULT StartTimer(ITMK_TimerCallback* callback, DWORD interval, VARIANT_BOOL once,
                                DWORD* out_timer_id) = 0;
     virtual HRESULT StopTimer(DWORD timer_id) = 0;  // S_FALSE when it runs no more
+    // The filter text of a key such as "<pdf>", "<allSupp>" or "<all>": title, "|", patterns with ";" between
+    // them, and "|", once or more often. Form 0 is the short one, of one kind; 1 all kinds that the key
+    // stands for. An unknown key has an empty text.
+    virtual HRESULT GetFileFilter(LPCWSTR key, DWORD form, BSTR* out_filter) = 0;
 };
 
 }  // namespace TMK

@@ -5,6 +5,7 @@
 #include "hostapi/common.h"
 #include "hostapi/icommands.h"
 #include "hostapi/irgc.h"
+#include "hostapi/iwindows.h"
 
 namespace TMK {
 
@@ -36,6 +37,10 @@ enum UIX_EventCode : DWORD {
     UIX_Event_EndModal = 6504,
 };
 
+// PreEndModal: nParam1 is the result that the window is to end with, and a handler that sets bHandled keeps
+// the window open. Notify: see UIX_ControlAction. A message that is posted to the window's handle arrives as
+// an event of its number, with its two parameters, inside DoModal.
+
 struct UIX_Event {
     DWORD nCode;
     DWORD_PTR nParam1;
@@ -61,6 +66,16 @@ struct IUIX_Obj : IUnknown {
     virtual HRESULT get_Parent(IUIX_Obj** out_parent) = 0;  // S_FALSE and null: the screen
     virtual HRESULT GetRect(RECT* out_rectangle) = 0;       // in the parent
     virtual HRESULT SetStyle(DWORD value, DWORD mask) = 0;  // the bits of the mask become those of the value
+    virtual HRESULT get_ID(DWORD* out_id) = 0;  // the atom of the name that it has in its template
+    // A control of the window by the atom of its name; S_FALSE and null: none.
+    virtual HRESULT GetControl(DWORD id, IUIX_Obj** out_control) = 0;
+    // A window's title, a button's caption, what stands in an edit field. Line ends are "\n".
+    virtual HRESULT get_Text(BSTR* out_text) = 0;
+    virtual HRESULT put_Text(LPCWSTR text) = 0;
+    virtual HRESULT get_Enabled(VARIANT_BOOL* out_enabled) = 0;
+    virtual HRESULT put_Enabled(VARIANT_BOOL enabled) = 0;
+    virtual HRESULT Show(LONG command) = 0;  // 0 hides; anything else shows
+    virtual HRESULT SetFocus() = 0;
 };
 
 // The plug-in's half of a window. The host holds it from CreateObj until the window is destroyed.
@@ -77,6 +92,10 @@ struct UIX_CreateObjParams {
     LPCWSTR szTemplateId;
     DWORD nStyle;  // of the window, in the windowing system's own bits
     HWND hParent;  // null: the main window
+    // A control without a template instead: its kind, the window that it goes into, and its place there.
+    LPCWSTR szClass;
+    IUIX_Obj* pParent;
+    RECT rcPlace;
 };
 
 enum UIX_ObjStyle : DWORD {
@@ -105,6 +124,9 @@ struct IUIX_Inst : IUnknown {
     // A bar that belongs to `parent`. The reserved arguments are null.
     virtual HRESULT CreateCmdBar(IUIX_Obj* parent, const RECT* rectangle, LPCWSTR reserved1,
                                  LPCWSTR reserved2, DWORD style, IUIX_CmdBar** out_bar) = 0;
+    virtual HRESULT GetIcon(BSTR name, IUIX_Icon** out_icon) = 0;  // S_FALSE and null: there is none
+    // The picture of a kind of file; `extension` has its dot, or is "." alone.
+    virtual HRESULT CreateFileTypeIcon(LPWSTR extension, DWORD flags, IUIX_Icon** out_icon) = 0;
 };
 
 }  // namespace TMK

@@ -6,7 +6,7 @@
 
 namespace TMK {
 
-enum class CabType : int32_t { Unset, Bool, Int, Int64, String, Dictionary, Array };  // 0 to 6
+enum class CabType : int32_t { Unset, Bool, Int, Int64, String, Dictionary, Array, Object };  // 0 to 7
 
 // One item of a tree. A dictionary has named children (those of its template), an array has numbered ones.
 struct ITMK_CabNode : IUnknown {
@@ -19,7 +19,8 @@ struct ITMK_CabNode : IUnknown {
     // Appends an element of the array's template (a dictionary with its defaults, or an unset value).
     virtual HRESULT Append(ITMK_CabNode** out_item) = 0;
     virtual HRESULT RemoveAt(UINT index) = 0;
-    // VT_EMPTY for an unset item without a default, VT_BOOL, VT_I4, VT_I8 or VT_BSTR by type.
+    // VT_EMPTY for an unset item without a default, VT_BOOL, VT_I4, VT_I8, VT_BSTR or VT_UNKNOWN by type
+    // ("IUnknown" in a template; such an item lives in memory alone).
     virtual HRESULT get_v(VARIANT* out_value) = 0;
     // Converts to the item's type; an unset item takes the type of the value. DISP_E_TYPEMISMATCH otherwise.
     virtual HRESULT put_v(const VARIANT& value) = 0;

@@ -7,6 +7,7 @@
 
 #include "host/base/give.h"
 #include "host/base/interrupt.h"
+#include "host/browser/without_controls.h"
 
 namespace host {
 
@@ -34,7 +35,7 @@ std::optional<Size> FindTemplate(const TMK::UIX_CreateObjParams& parameters) {
 class Window;
 using WindowList = std::vector<ComPtr<Window>>;
 
-class Window final : public Object<TMK::IUIX_Obj> {
+class Window final : public WithoutControls<Object<TMK::IUIX_Obj>> {
 public:
     // Destroy removes it from the list.
     Window(MainThread& main_thread, WindowList& list, TMK::IUIX_ObjImpl* implementation, Size size)

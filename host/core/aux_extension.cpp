@@ -71,6 +71,10 @@ public:
         }
         return result;
     }
+    HRESULT CreateProgress(HWND, TMK::ITMK_Progress** out_progress) override {
+        if (out_progress) *out_progress = nullptr;
+        return E_NOTIMPL;
+    }
 
 private:
     template <class Function>

@@ -233,6 +233,11 @@ public:
         return m_services.workbench().timers().Stop(timer_id) ? S_OK : S_FALSE;
     }
 
+    HRESULT GetFileFilter(LPCWSTR, DWORD, BSTR* out_filter) override {
+        if (out_filter) *out_filter = nullptr;
+        return E_NOTIMPL;
+    }
+
 private:
     PluginServices& m_services;
 };

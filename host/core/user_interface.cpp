@@ -44,6 +44,13 @@ public:
         if (!parent || !rectangle) return E_INVALIDARG;
         return m_workbench.manager().NewBar(nullptr, nullptr, out_bar);
     }
+    HRESULT GetIcon(BSTR name, TMK::IUIX_Icon** out_icon) override {
+        return m_workbench.theme().GetIcon(name, out_icon);
+    }
+    HRESULT CreateFileTypeIcon(LPWSTR, DWORD, TMK::IUIX_Icon** out_icon) override {
+        if (out_icon) *out_icon = nullptr;
+        return E_NOTIMPL;
+    }
 
 private:
     Windows& m_windows;

@@ -10,6 +10,7 @@
 #include "dialogs/command_objects.h"
 #include "host/base/give.h"
 #include "host/base/text.h"
+#include "host/browser/without_controls.h"
 #include "integration/events_handler.h"
 #include "tests/interfaces/inside_host.h"
 #include "tests/support/dev_server.h"
@@ -197,7 +198,7 @@ TEST_F(InsideEditor, ABurstOfChangesEndsInOneRefreshOfEachDocument) {
 // A pane with room for a bar at its top, and the window around it.
 class Pane final : public host::Object<TMK::IUIX_CmdPane>,
                    public TMK::IUIX_ScrollContainer,
-                   public TMK::IUIX_Obj {
+                   public host::WithoutControls<TMK::IUIX_Obj> {
     using Base = host::Object<TMK::IUIX_CmdPane>;
 
 public:

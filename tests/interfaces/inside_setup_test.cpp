@@ -69,6 +69,10 @@ public:
                          TMK::IUIX_CmdBar** out) override {
         return m_base->CreateCmdBar(parent, rectangle, a, b, style, out);
     }
+    HRESULT GetIcon(BSTR name, TMK::IUIX_Icon** out) override { return m_base->GetIcon(name, out); }
+    HRESULT CreateFileTypeIcon(LPWSTR extension, DWORD flags, TMK::IUIX_Icon** out) override {
+        return m_base->CreateFileTypeIcon(extension, flags, out);
+    }
 
 private:
     ComPtr<TMK::IUIX_Inst> m_base;

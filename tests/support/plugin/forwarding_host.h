@@ -88,6 +88,9 @@ public:
         return Base(&TMK::ITMK_Inst::StartTimer, callback, interval, once, out);
     }
     HRESULT StopTimer(DWORD id) override { return Base(&TMK::ITMK_Inst::StopTimer, id); }
+    HRESULT GetFileFilter(LPCWSTR key, DWORD form, BSTR* out) override {
+        return Base(&TMK::ITMK_Inst::GetFileFilter, key, form, out);
+    }
 
 private:
     template <typename... Parameters>

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/scaffolding.h"
+#include "host/browser/without_controls.h"
 #include "hostapi/itmk.h"
 #include "platform/webview2.h"
 #include "tests/support/plugin/forwarding_host.h"
@@ -206,7 +207,7 @@ private:
     ComPtr<scripted::Browser> m_browser;
 };
 
-class Window final : public cCoClassUnknownT<Window, TMK::IUIX_Obj> {
+class Window final : public host::WithoutControls<cCoClassUnknownT<Window, TMK::IUIX_Obj>> {
 public:
     explicit Window(BrowserScript& script) : m_script(script) { script.window = this; }
     ~Window() override { m_script.window = nullptr; }
@@ -292,6 +293,8 @@ public:
     HRESULT CreateCmdBar(TMK::IUIX_Obj*, const RECT*, LPCWSTR, LPCWSTR, DWORD, TMK::IUIX_CmdBar**) override {
         return E_NOTIMPL;
     }
+    HRESULT GetIcon(BSTR, TMK::IUIX_Icon**) override { return E_NOTIMPL; }
+    HRESULT CreateFileTypeIcon(LPWSTR, DWORD, TMK::IUIX_Icon**) override { return E_NOTIMPL; }
 
 private:
     BrowserScript& m_script;
