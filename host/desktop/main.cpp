@@ -3,11 +3,8 @@
 #include <QCommandLineParser>
 #include <QMessageBox>
 #include <QTimer>
-#include <array>
 #include <clocale>
 #include <cstdio>
-
-#include <unistd.h>
 
 #include "host/base/environment.h"
 #include "host/base/interrupt.h"
@@ -17,19 +14,6 @@
 namespace {
 
 constexpr int kInterruptCheckMs = 200;
-
-host::fs::path BesideProgram(const char* name) {
-    std::array<char, 4096> path{};
-    const ssize_t size = readlink("/proc/self/exe", path.data(), path.size() - 1);
-    return host::fs::path(std::string(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0))
-               .parent_path() /
-           name;
-}
-
-host::fs::path BrowserProgram() {
-    const char* chosen = std::getenv("SPHOST_BROWSER");
-    return chosen && *chosen ? host::fs::path(chosen) : BesideProgram("sphost-browser");
-}
 
 struct Options {
     host::fs::path profile;
@@ -58,7 +42,7 @@ Options ReadOptions(const QApplication& application) {
     options.profile = parser.isSet(profile) ? host::fs::path(parser.value(profile).toStdString())
                                             : host::DefaultProfileFolder();
     options.plugin = parser.isSet(plugin) ? host::fs::absolute(parser.value(plugin).toStdString())
-                                          : BesideProgram("SharePoint.tkp");
+                                          : host::BesideProgram("SharePoint.tkp");
     options.browser_script = parser.value(script).toStdString();
     options.menus = parser.isSet(menus);
     options.documents = parser.positionalArguments();
@@ -66,7 +50,7 @@ Options ReadOptions(const QApplication& application) {
 }
 
 int Run(QApplication& application, const Options& options) {
-    desktop::DesktopFrontEnd front_end({options.browser_script, BrowserProgram()});
+    desktop::DesktopFrontEnd front_end({options.browser_script, host::DefaultBrowserProgram()});
     host::Host host(front_end, options.profile);
     host.LoadPlugin(options.plugin);
     int status = 0;

@@ -7,10 +7,7 @@
 
 #include "host/base/interrupt.h"
 #include "host/base/text.h"
-#include "host/browser/cookie_store.h"
 #include "host/browser/pane_windows.h"
-#include "host/browser/scripted_browser.h"
-#include "host/browser/window_browser.h"
 #include "host/prompts/prompt_desk.h"
 #include "host/signin/open_page.h"
 
@@ -153,11 +150,8 @@ std::unique_ptr<host::SignInNotice> TerminalFrontEnd::ShowCode(const std::string
 std::unique_ptr<host::Browser> TerminalFrontEnd::MakeBrowser(const host::Profile& profile,
                                                              std::shared_ptr<const host::Cipher> cipher,
                                                              std::function<void(const std::string&)> note) {
-    if (!m_choices.browser_script.empty())
-        return host::LoadScriptedBrowser(m_main_thread, m_choices.browser_script);
-    if (m_choices.browser_program.empty()) return nullptr;
-    return host::MakeWindowBrowser(m_main_thread, m_choices.browser_program,
-                                   host::CookieStore(profile, std::move(cipher)), std::move(note));
+    return host::MakeChosenBrowser(m_choices.browser, m_main_thread, profile, std::move(cipher),
+                                   std::move(note));
 }
 
 std::unique_ptr<host::ProgressDisplay> TerminalFrontEnd::ShowProgress(std::uint64_t total) {

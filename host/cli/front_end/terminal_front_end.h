@@ -2,6 +2,7 @@
 // window of a program of its own.
 #pragma once
 
+#include "host/browser/browser_choice.h"
 #include "host/cli/front_end/terminal.h"
 #include "host/core/front_end.h"
 
@@ -12,8 +13,7 @@ void ShowError(const std::string& line);
 
 struct TerminalChoices {
     bool shows_progress = false;
-    host::fs::path browser_script;   // a script that stands in for the browser; empty for none
-    host::fs::path browser_program;  // what shows the pages of a sign-in; empty for no browser at all
+    host::BrowserChoice browser;
 };
 
 class TerminalFrontEnd final : public host::FrontEnd {

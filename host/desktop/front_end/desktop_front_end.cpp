@@ -4,9 +4,6 @@
 #include <QTimer>
 
 #include "host/base/text.h"
-#include "host/browser/cookie_store.h"
-#include "host/browser/scripted_browser.h"
-#include "host/browser/window_browser.h"
 #include "host/desktop/front_end/page_windows.h"
 #include "host/desktop/front_end/prompt_window.h"
 #include "host/desktop/front_end/sign_in_windows.h"
@@ -67,8 +64,8 @@ private:
 
 }  // namespace
 
-DesktopFrontEnd::DesktopFrontEnd(DesktopChoices choices)
-    : m_choices(std::move(choices)), m_windows(MakePageWindows(m_main_thread, m_window)) {}
+DesktopFrontEnd::DesktopFrontEnd(host::BrowserChoice browser)
+    : m_browser(std::move(browser)), m_windows(MakePageWindows(m_main_thread, m_window)) {}
 
 DesktopFrontEnd::~DesktopFrontEnd() = default;
 
@@ -140,11 +137,7 @@ HWND DesktopFrontEnd::main_window() const {
 std::unique_ptr<host::Browser> DesktopFrontEnd::MakeBrowser(const host::Profile& profile,
                                                             std::shared_ptr<const host::Cipher> cipher,
                                                             std::function<void(const std::string&)> note) {
-    if (!m_choices.browser_script.empty())
-        return host::LoadScriptedBrowser(m_main_thread, m_choices.browser_script);
-    if (m_choices.browser_program.empty()) return nullptr;
-    return host::MakeWindowBrowser(m_main_thread, m_choices.browser_program,
-                                   host::CookieStore(profile, std::move(cipher)), std::move(note));
+    return host::MakeChosenBrowser(m_browser, m_main_thread, profile, std::move(cipher), std::move(note));
 }
 
 std::unique_ptr<host::ProgressDisplay> DesktopFrontEnd::ShowProgress(std::uint64_t total) {

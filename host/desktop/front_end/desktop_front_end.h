@@ -7,15 +7,11 @@
 #include <map>
 #include <mutex>
 
+#include "host/browser/browser_choice.h"
 #include "host/core/front_end.h"
 #include "host/desktop/front_end/qt_main_thread.h"
 
 namespace desktop {
-
-struct DesktopChoices {
-    host::fs::path browser_script;   // a script that stands in for the browser; empty for none
-    host::fs::path browser_program;  // what shows the pages of a sign-in; empty for no browser at all
-};
 
 // How far a job is, and whether it is to end. Any thread.
 struct Progress {
@@ -26,7 +22,7 @@ struct Progress {
 
 class DesktopFrontEnd final : public host::FrontEnd {
 public:
-    explicit DesktopFrontEnd(DesktopChoices choices = {});
+    explicit DesktopFrontEnd(host::BrowserChoice browser = {});
     ~DesktopFrontEnd() override;
 
     // The parent of what is shown from now on.
@@ -56,7 +52,7 @@ public:
     void Warn(const std::string& line) override;
 
 private:
-    const DesktopChoices m_choices;
+    const host::BrowserChoice m_browser;
     QtMainThread m_main_thread;
     const std::unique_ptr<host::Windows> m_windows;
     QPointer<QWidget> m_window;
