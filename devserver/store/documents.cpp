@@ -51,9 +51,12 @@ void Store::RequireWritable(const Item& file, const User& user) {
         throw StoreError(Fault::locked, file.path, LoginOf(lock->user));
 }
 
-void Store::RequireCheckedIn(const Item& file) {
+Item Store::RequireCheckedInFile(Id id, const User& user) {
+    auto file = RequireFile(id);
     if (file.checked_out_by != 0)
         throw StoreError(Fault::checked_out_by_other, file.path, LoginOf(file.checked_out_by));
+    RequireWritable(file, user);
+    return file;
 }
 
 void Store::PushVersion(const Item& file) {
@@ -197,9 +200,7 @@ Item Store::Write(Id id, std::unique_ptr<BlobWriter> content, const User& user, 
 
 Item Store::CheckOut(Id id, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = RequireFile(id);
-    RequireCheckedIn(file);
-    RequireWritable(file, user);
+    auto file = RequireCheckedInFile(id, user);
     Transaction transaction(m_database);
     PushVersion(file);
     ++file.ui_version;
@@ -280,9 +281,7 @@ Item Store::CheckIn(Id id, const std::string& comment, CheckInType type, const U
 
 Item Store::Publish(Id id, const std::string& comment, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = RequireFile(id);
-    RequireWritable(file, user);
-    RequireCheckedIn(file);
+    auto file = RequireCheckedInFile(id, user);
     if (file.minor() != 0) {
         file.ui_version = (file.major() + 1) * 512;
         file.level = level::kPublished;
@@ -295,9 +294,7 @@ Item Store::Publish(Id id, const std::string& comment, const User& user) {
 
 Item Store::Unpublish(Id id, const std::string& comment, const User& user) {
     DatabaseLock lock(m_database);
-    auto file = RequireFile(id);
-    RequireWritable(file, user);
-    RequireCheckedIn(file);
+    auto file = RequireCheckedInFile(id, user);
     if (file.minor() == 0 && LibraryOf(file).minor_versions) {
         file.ui_version = (file.major() - 1) * 512 + 1;
         auto older = versions(id);
@@ -311,29 +308,33 @@ Item Store::Unpublish(Id id, const std::string& comment, const User& user) {
     return RequireItem(id);
 }
 
+Version Store::RequireVersion(const Item& file, int ui_version) {
+    auto all = versions(file.id);
+    auto found = std::ranges::find(all, ui_version, &Version::ui_version);
+    if (found == all.end()) throw StoreError(Fault::version_not_found, file.path);
+    return *found;
+}
+
 void Store::RemoveVersion(Id id, int ui_version, const User& user) {
     DatabaseLock lock(m_database);
     auto file = RequireFile(id);
     RequireWritable(file, user);
-    auto all = versions(id);
-    auto found = std::ranges::find(all, ui_version, &Version::ui_version);
-    bool is_base = file.checked_out_by != 0 && !all.empty() && all.back().ui_version == ui_version;
-    if (found == all.end() || is_base) throw StoreError(Fault::version_not_found, file.path);
+    const auto version = RequireVersion(file, ui_version);
+    bool is_base = file.checked_out_by != 0 && versions(id).back().ui_version == ui_version;
+    if (is_base) throw StoreError(Fault::version_not_found, file.path);
     m_database.Run("DELETE FROM versions WHERE item=? AND ui_version=?", id, ui_version);
-    ReleaseBlob(found->blob);
+    ReleaseBlob(version.blob);
 }
 
 Item Store::RestoreVersion(Id id, int ui_version, const User& user) {
     DatabaseLock lock(m_database);
     auto file = RequireFile(id);
     RequireWritable(file, user);
-    auto all = versions(id);
-    auto found = std::ranges::find(all, ui_version, &Version::ui_version);
-    if (found == all.end()) throw StoreError(Fault::version_not_found, file.path);
+    const auto version = RequireVersion(file, ui_version);
     Transaction transaction(m_database);
     if (file.level != level::kCheckedOut) BeginVersion(file);
     file.editor = user.id;
-    return ReplaceContent(file, found->blob, found->size, Now(), transaction);
+    return ReplaceContent(file, version.blob, version.size, Now(), transaction);
 }
 
 }  // namespace devserver

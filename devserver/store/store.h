@@ -157,8 +157,9 @@ private:
     void BeginVersion(Item& file);
     Item ReplaceContent(Item file, const std::string& blob, std::int64_t size, Seconds modified,
                         Transaction& transaction);
-    void RequireCheckedIn(const Item& file);
+    Item RequireCheckedInFile(Id id, const User& user);
     std::optional<Version> NewestVersion(Id file);
+    Version RequireVersion(const Item& file, int ui_version);
     void Save(const Item& file);
     void RequireColumns(const Item& file);
     Id InsertItem(const Item& item);

@@ -44,6 +44,11 @@ File::CheckOutState StateOf(const File& file) {
     return state;
 }
 
+template <File::CheckOutState kState>
+bool IsIn(const File& file) {
+    return StateOf(file) == kState;
+}
+
 }  // namespace
 
 HRESULT EventsHandler::GetManager(ComPtr<TMK::IUIX_CmdManager>& out_manager) const {
@@ -189,19 +194,24 @@ HRESULT EventsHandler::SharePointState(IUnknown*, LONG& out_state) {
     TRACE_RETURN(S_OK);
 }
 
-HRESULT EventsHandler::CheckOutState(IUnknown* owner, LONG& out_state) {
-    TRACE_ENTRY("EventsHandler::CheckOutState");
+HRESULT EventsHandler::EnableFor(bool (*is_one)(const File& file), IUnknown* owner, LONG& out_state) {
     document_objects objects;
     if (const HRESULT found = FindActiveFile(owner, objects); found != S_OK) return found;
-    if (StateOf(*objects.file) == File::CheckOutState::none) out_state = TMK::UIX_CmdItemState_Enabled;
+    if (is_one(*objects.file)) out_state = TMK::UIX_CmdItemState_Enabled;
+    return S_OK;
+}
+
+HRESULT EventsHandler::CheckOutState(IUnknown* owner, LONG& out_state) {
+    TRACE_ENTRY("EventsHandler::CheckOutState");
+    if (const HRESULT found = EnableFor(IsIn<File::CheckOutState::none>, owner, out_state); found != S_OK)
+        return found;
     TRACE_RETURN(S_OK);
 }
 
 HRESULT EventsHandler::CheckInState(IUnknown* owner, LONG& out_state) {
     TRACE_ENTRY("EventsHandler::CheckInState");
-    document_objects objects;
-    if (const HRESULT found = FindActiveFile(owner, objects); found != S_OK) return found;
-    if (StateOf(*objects.file) == File::CheckOutState::me) out_state = TMK::UIX_CmdItemState_Enabled;
+    if (const HRESULT found = EnableFor(IsIn<File::CheckOutState::me>, owner, out_state); found != S_OK)
+        return found;
     TRACE_RETURN(S_OK);
 }
 

@@ -93,6 +93,8 @@ private:
 
     // S_FALSE with a trace when no document of this plug-in is in front.
     HRESULT FindActiveFile(IUnknown* owner, document_objects& out_objects);
+    // Enables the command where the active document is one of these.
+    HRESULT EnableFor(bool (*is_one)(const File& file), IUnknown* owner, LONG& out_state);
     HRESULT SharePointState(IUnknown* owner, LONG& out_state);
     HRESULT CheckOutState(IUnknown* owner, LONG& out_state);
     HRESULT CheckInState(IUnknown* owner, LONG& out_state);

@@ -75,10 +75,7 @@ public:
     HRESULT get_Value(LPWSTR* out) override { return GiveText(m_cookie.value, out); }
     HRESULT get_Domain(LPWSTR* out) override { return GiveText(m_cookie.domain, out); }
     HRESULT get_Path(LPWSTR* out) override { return GiveText(m_cookie.path, out); }
-    HRESULT get_IsSecure(BOOL* out) override {
-        *out = m_cookie.secure;
-        return S_OK;
-    }
+    HRESULT get_IsSecure(BOOL* out) override { return *out = m_cookie.secure, S_OK; }
 
 private:
     ScriptedCookie m_cookie;
@@ -121,10 +118,7 @@ private:
 class Arguments final : public cCoClassUnknownT<Arguments, ICoreWebView2NavigationCompletedEventArgs> {
 public:
     explicit Arguments(bool success) : m_success(success) {}
-    HRESULT get_IsSuccess(BOOL* out) override {
-        *out = m_success;
-        return S_OK;
-    }
+    HRESULT get_IsSuccess(BOOL* out) override { return *out = m_success, S_OK; }
 
 private:
     bool m_success;

@@ -13,6 +13,18 @@ Tile Whole(const SourcePtr& source, int page, QSize size) {
     return {source, page, size, QRect({}, size)};
 }
 
+// Large pages that are all wanted at once.
+struct WantedPages {
+    explicit WantedPages(int count) : source(Source::Open(files.WriteNumbered("a.pdf", count))) {
+        for (int page = 0; page < count; ++page) all.push_back(Whole(source, page, {1000, 1500}));
+        renderer.Want(&renderer, 0, all);
+    }
+    pages::SampleFiles files;
+    SourcePtr source;
+    Renderer renderer;
+    std::vector<Tile> all;
+};
+
 TEST(Renderer, DrawsOnWhiteWithAnnotations) {
     const pages::SampleFiles files;
     const SourcePtr source = Source::Open(files.Write("a.pdf", {{"A"}}, [](QPDF& document) {
@@ -61,12 +73,9 @@ TEST(Renderer, DrawsTilesThatJoinToThePage) {
 }
 
 TEST(Renderer, NeverDrawsWhatWasScrolledAway) {
-    const pages::SampleFiles files;
-    const SourcePtr source = Source::Open(files.WriteNumbered("a.pdf", 60));
-    Renderer renderer;
-    std::vector<Tile> all;
-    for (int page = 0; page < 60; ++page) all.push_back(Whole(source, page, {1000, 1500}));
-    renderer.Want(&renderer, 0, all);
+    WantedPages wanted(60);
+    Renderer& renderer = wanted.renderer;
+    const std::vector<Tile>& all = wanted.all;
     renderer.Want(&renderer, 0, {all.back()});
     ASSERT_TRUE(WaitFor([&] { return !renderer.Find(all.back()).isNull(); }));
     int drawn = 0;
@@ -104,20 +113,17 @@ TEST(Renderer, KeepsNoMoreBytesThanAllowed) {
 }
 
 TEST(Renderer, AnswersBeforeItDrawsAndNotToThoseWhoAreGone) {
-    const pages::SampleFiles files;
-    const SourcePtr source = Source::Open(files.WriteNumbered("a.pdf", 40));
-    Renderer renderer;
-    std::vector<Tile> all;
-    for (int page = 0; page < 40; ++page) all.push_back(Whole(source, page, {1000, 1500}));
-    renderer.Want(&renderer, 0, all);
+    WantedPages wanted(40);
+    Renderer& renderer = wanted.renderer;
+    const std::vector<Tile>& all = wanted.all;
     auto gone = std::make_unique<QObject>();
     QObject here;
     int told = 0;
     int pages = 0;
     renderer.Ask(
-        source, gone.get(), [](QPdfDocument*) { return 0; }, [&](int) { ++told; });
+        wanted.source, gone.get(), [](QPdfDocument*) { return 0; }, [&](int) { ++told; });
     renderer.Ask(
-        source, &here, [](QPdfDocument* document) { return document->pageCount(); },
+        wanted.source, &here, [](QPdfDocument* document) { return document->pageCount(); },
         [&](int count) { pages = count; });
     gone.reset();
     ASSERT_TRUE(WaitFor([&] { return pages != 0; }));
