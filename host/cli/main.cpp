@@ -1,12 +1,12 @@
 // sphost: the plug-in from a terminal, for people and scripts. The main thread loads and unloads it and runs
 // queued work while a worker runs the command.
 #include <langinfo.h>
-#include <unistd.h>
 
 #include <array>
 #include <clocale>
 #include <cstdio>
 
+#include "host/base/environment.h"
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/front_end/terminal_front_end.h"
@@ -15,19 +15,6 @@
 namespace {
 
 enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3 };
-
-host::fs::path BesideProgram(const char* name) {
-    std::array<char, 4096> path{};
-    const ssize_t size = readlink("/proc/self/exe", path.data(), path.size() - 1);
-    return host::fs::path(std::string(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0))
-               .parent_path() /
-           name;
-}
-
-host::fs::path BrowserProgram() {
-    const char* chosen = std::getenv("SPHOST_BROWSER");
-    return chosen && *chosen ? host::fs::path(chosen) : BesideProgram("sphost-browser");
-}
 
 using Command = void (*)(cli::Run&);
 
@@ -75,6 +62,14 @@ void UseLogLevel(host::Host& host, const host::fs::path& plugin, const std::stri
     host.LoadPlugin(plugin);
 }
 
+void UseLanguage(host::Host& host, const std::string& code) {
+    try {
+        host.languages().Use(code);
+    } catch (const host::Failure& failure) {
+        throw cli::UsageError("--language: " + std::string(failure.what()));
+    }
+}
+
 // A plug-in reads its preferences when it starts and stores all of them: no other process may do so in
 // between.
 bool ChangesSettings(const cli::Options& options) {
@@ -85,7 +80,8 @@ bool ChangesSettings(const cli::Options& options) {
 void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
     cli::TerminalFrontEnd front_end(
-        terminal, {!options.Has("json"), options.Value("web-view-script").value_or(""), BrowserProgram()});
+        terminal,
+        {!options.Has("json"), options.Value("web-view-script").value_or(""), host::BrowserProgramPath()});
     const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
     std::optional<host::FileLock> settings;  // released when the plug-in is unloaded
@@ -95,8 +91,10 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     for (const auto& [id, answer] : options.answers) host.prompts().AddAnswer(id, answer);
     if (const auto log = options.Value("prompt-log")) host.prompts().LogTo(*log);
     const host::fs::path plugin = options.Has("plugin") ? host::fs::absolute(*options.Value("plugin"))
-                                                        : BesideProgram("SharePoint.tkp");
+                                                        : host::BesideProgram("SharePoint.tkp");
     host.LoadPlugin(plugin);
+    host.languages().AddFolder(host::BesideProgram("languages"));
+    if (const auto language = options.Value("language")) UseLanguage(host, *language);
     if (const auto level = options.Value("log-level")) UseLogLevel(host, plugin, *level);
     host.main_thread().RunWorker([&] {
         cli::Run run(host, options);

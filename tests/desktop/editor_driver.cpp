@@ -58,7 +58,8 @@ std::string RotationsOf(const std::string& bytes) {
 EditorDriver::EditorDriver(const std::filesystem::path& profile, const EditorOptions& options)
     : m_host(std::make_unique<host::Host>(m_front_end, profile)) {
     m_host->LoadPlugin(PLUGIN_FILE);
-    m_editor = std::make_unique<desktop::Editor>(*m_host, m_front_end);
+    m_editor =
+        std::make_unique<desktop::Editor>(*m_host, m_front_end, options.has_languages ? LANGUAGE_FOLDER : "");
     m_editor->autosave_ms = options.autosave_ms;
     m_window = std::make_unique<desktop::MainWindow>(*m_editor, options.bars);
     m_window->show();
