@@ -170,8 +170,12 @@ std::string EditorDriver::BarButtons() {
 
 void Press(QWidget& window, const QString& button) {
     auto* const found = window.findChild<QAbstractButton*>(button);
-    ASSERT_TRUE(found && found->isVisible() && found->isEnabled())
-        << window.objectName().toStdString() << " has no button " << button.toStdString();
+    if (!found || !found->isVisible() || !found->isEnabled()) {
+        ADD_FAILURE() << window.objectName().toStdString() << " has no button " << button.toStdString();
+        // Closing it lets the test end.
+        if (auto* const dialog = qobject_cast<QDialog*>(&window)) dialog->reject();
+        return;
+    }
     QTest::mouseClick(found, Qt::LeftButton);
 }
 

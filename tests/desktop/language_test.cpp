@@ -194,7 +194,8 @@ TEST_F(EditorTest, SphostPromptsInTheLanguageThatItIsTold) {
     const ProcessResult german =
         m_sphost.Run({"edit", m_server->Url(kName), "--language", "de", "--yes", "--prompt-log", log.string(),
                       "--", "sh", "-c", "printf x >> \"$0\""});
-    EXPECT_NE(ReadText(log).find("Sie können die Datei a.pdf beim Öffnen auschecken."), std::string::npos) << ReadText(log);
+    EXPECT_NE(ReadText(log).find("Sie können die Datei a.pdf beim Öffnen auschecken."), std::string::npos)
+        << ReadText(log);
     const ProcessResult unknown = m_sphost.Run({"ls", m_server->Url(""), "--language", "xx"});
     EXPECT_EQ(unknown.status, 2);
     EXPECT_NE(unknown.err.find("choose of en, de"), std::string::npos) << unknown.err;

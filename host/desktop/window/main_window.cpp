@@ -125,6 +125,7 @@ void MainWindow::BuildStatusBar() {
     m_page->setObjectName("page");
     m_zoom = new QLabel;
     m_zoom->setObjectName("zoom");
+    for (QLabel* const label : {m_page, m_zoom}) label->setContentsMargins(8, 0, 8, 0);
     statusBar()->addPermanentWidget(m_page);
     statusBar()->addPermanentWidget(m_zoom);
 }
