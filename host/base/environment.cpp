@@ -16,4 +16,13 @@ bool IsProxySet() {
     return IsAnySet({"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
 }
 
+std::filesystem::path BesideProgram(std::string_view name) {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / name;
+}
+
+std::filesystem::path BrowserProgramPath() {
+    const char* chosen = std::getenv("SPHOST_BROWSER");
+    return chosen && *chosen ? std::filesystem::path(chosen) : BesideProgram("sphost-browser");
+}
+
 }  // namespace host

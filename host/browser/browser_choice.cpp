@@ -1,17 +1,8 @@
 #include "host/browser/browser_choice.h"
 
-#include <cstdlib>
-
 #include "host/browser/scripted_browser.h"
 
 namespace host {
-
-fs::path BesideProgram(const char* name) { return fs::read_symlink("/proc/self/exe").parent_path() / name; }
-
-fs::path DefaultBrowserProgram() {
-    const char* chosen = std::getenv("SPHOST_BROWSER");
-    return chosen && *chosen ? fs::path(chosen) : BesideProgram("sphost-browser");
-}
 
 std::unique_ptr<Browser> MakeChosenBrowser(const BrowserChoice& choice, MainThread& main_thread,
                                            const Profile& profile, std::shared_ptr<const Cipher> cipher,

@@ -10,12 +10,6 @@ struct BrowserChoice {
     fs::path program;  // what shows the pages; empty for no browser at all
 };
 
-// `name` in the folder of the running program.
-fs::path BesideProgram(const char* name);
-
-// What SPHOST_BROWSER names, else the one beside the running program.
-fs::path DefaultBrowserProgram();
-
 // Null for none. As FrontEnd::MakeBrowser otherwise.
 std::unique_ptr<Browser> MakeChosenBrowser(const BrowserChoice& choice, MainThread& main_thread,
                                            const Profile& profile, std::shared_ptr<const Cipher> cipher,

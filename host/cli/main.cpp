@@ -6,6 +6,7 @@
 #include <clocale>
 #include <cstdio>
 
+#include "host/base/environment.h"
 #include "host/base/interrupt.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/front_end/terminal_front_end.h"
@@ -61,6 +62,14 @@ void UseLogLevel(host::Host& host, const host::fs::path& plugin, const std::stri
     host.LoadPlugin(plugin);
 }
 
+void UseLanguage(host::Host& host, const std::string& code) {
+    try {
+        host.languages().Use(code);
+    } catch (const host::Failure& failure) {
+        throw cli::UsageError("--language: " + std::string(failure.what()));
+    }
+}
+
 // A plug-in reads its preferences when it starts and stores all of them: no other process may do so in
 // between.
 bool ChangesSettings(const cli::Options& options) {
@@ -72,7 +81,7 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
     cli::TerminalFrontEnd front_end(
         terminal, {!options.Has("json"),
-                   {options.Value("web-view-script").value_or(""), host::DefaultBrowserProgram()}});
+                   {options.Value("web-view-script").value_or(""), host::BrowserProgramPath()}});
     const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
     std::optional<host::FileLock> settings;  // released when the plug-in is unloaded
@@ -84,6 +93,8 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     const host::fs::path plugin = options.Has("plugin") ? host::fs::absolute(*options.Value("plugin"))
                                                         : host::BesideProgram("SharePoint.tkp");
     host.LoadPlugin(plugin);
+    host.languages().AddFolder(host::BesideProgram("languages"));
+    if (const auto language = options.Value("language")) UseLanguage(host, *language);
     if (const auto level = options.Value("log-level")) UseLogLevel(host, plugin, *level);
     host.main_thread().RunWorker([&] {
         cli::Run run(host, options);

@@ -22,6 +22,7 @@ Host::Host(FrontEnd& front_end, fs::path profile, std::optional<Credentials> cre
       m_browser(front_end.MakeBrowser(m_profile, m_cipher, m_note)),
       m_workbench(m_catalogue,
                   [&front_end](auto delay, auto work) { front_end.RunAfter(delay, std::move(work)); }),
+      m_languages(m_catalogue, m_workbench),
       m_oauth(m_profile, m_cipher, front_end),
       m_sign_in(front_end, m_oauth, std::move(credentials), m_note),
       m_accounts(m_profile, m_cipher),

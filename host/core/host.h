@@ -19,6 +19,7 @@
 #include "host/prompts/catalogue.h"
 #include "host/prompts/prompt_desk.h"
 #include "host/signin/oauth.h"
+#include "host/workbench/languages.h"
 #include "host/workbench/workbench.h"
 #include "hostapi/itmk.h"
 
@@ -68,6 +69,7 @@ public:
     const Accounts& accounts() const { return m_accounts; }
     const std::shared_ptr<CacheStore>& cache() const { return m_cache; }
     OAuth& oauth() { return m_oauth; }
+    Languages& languages() { return m_languages; }
 
     IUnknown* FindExtension(std::u16string_view id) override;
     ComPtr<TMK::ITMK_Cab> OpenSettings(TMK::ITMK_Plugin* plugin, bool create) override;
@@ -92,6 +94,7 @@ private:
     PromptDesk m_prompts;
     const std::unique_ptr<Browser> m_browser;  // null for none
     Workbench m_workbench;
+    Languages m_languages;
     OAuth m_oauth;
     PluginSignIn m_sign_in;
     Accounts m_accounts;

@@ -19,6 +19,7 @@ struct Options {
     host::fs::path profile;
     host::fs::path plugin;
     host::fs::path browser_script;
+    QString language;
     bool menus = false;
     QStringList documents;
 };
@@ -32,9 +33,10 @@ Options ReadOptions(const QApplication& application) {
     const QCommandLineOption profile("profile", "The folder of places, settings and local copies.", "DIR");
     const QCommandLineOption plugin("plugin", "The plug-in, instead of the one beside the program.", "FILE");
     const QCommandLineOption menus("menus", "A menu bar and a tool bar instead of the ribbon.");
+    const QCommandLineOption language("language", "The language of this run, as de.", "CODE");
     QCommandLineOption script("web-view-script", "A script that plays the browser, for tests.", "FILE");
     script.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({profile, plugin, menus, script});
+    parser.addOptions({profile, plugin, menus, language, script});
     parser.addPositionalArgument("document", "What to open: addresses of documents, or files.",
                                  "[URL|FILE...]");
     parser.process(application);
@@ -44,18 +46,21 @@ Options ReadOptions(const QApplication& application) {
     options.plugin = parser.isSet(plugin) ? host::fs::absolute(parser.value(plugin).toStdString())
                                           : host::BesideProgram("SharePoint.tkp");
     options.browser_script = parser.value(script).toStdString();
+    options.language = parser.value(language);
     options.menus = parser.isSet(menus);
     options.documents = parser.positionalArguments();
     return options;
 }
 
 int Run(QApplication& application, const Options& options) {
-    desktop::DesktopFrontEnd front_end({options.browser_script, host::DefaultBrowserProgram()});
+    desktop::DesktopFrontEnd front_end({options.browser_script, host::BrowserProgramPath()});
     host::Host host(front_end, options.profile);
     host.LoadPlugin(options.plugin);
     int status = 0;
     {
-        desktop::Editor editor(host, front_end);
+        desktop::Editor editor(host, front_end, host::BesideProgram("languages"));
+        if (!options.language.isEmpty()) editor.language.Use(options.language, false);
+        QApplication::setApplicationDisplayName(QObject::tr("PDF Editor"));
         const bool menus = options.menus || editor.state.Flag("menus", false);
         desktop::MainWindow window(editor, menus ? desktop::Bars::menus : desktop::Bars::ribbon);
         window.show();
@@ -94,7 +99,6 @@ int main(int count, char** words) {
     QApplication application(count, words);
     std::setlocale(LC_NUMERIC, "C");
     QApplication::setApplicationName("sphost-editor");
-    QApplication::setApplicationDisplayName(QObject::tr("PDF Editor"));
     QApplication::setApplicationVersion(SP_VERSION);
     host::InstallInterruptHandler();
     try {

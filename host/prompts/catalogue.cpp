@@ -34,14 +34,14 @@ Catalogue::Catalogue() {
     for (const auto& [id, text] : kOwn) m_texts[id] = text;
 }
 
-void Catalogue::Load(std::string_view xml) {
+Catalogue::Texts Catalogue::Read(std::string_view xml) {
     if (xml.size() > kMaxDocument) throw Failure(E_INVALIDARG, "the string catalogue is too large");
     pugi::xml_document document;
     const auto parsed =
         document.load_buffer(xml.data(), xml.size(), pugi::parse_default, pugi::encoding_utf8);
     const pugi::xml_node root = document.child("Localization");
     if (!parsed || !root) throw Failure(E_INVALIDARG, "the string catalogue is no Localization document");
-    std::map<std::u16string, std::u16string, std::less<>> texts;
+    Texts texts;
     for (const auto& product : root.children("Product")) {
         for (const auto& language : product.children("Language")) {
             for (const auto& module : language.children("Module")) {
@@ -53,20 +53,39 @@ void Catalogue::Load(std::string_view xml) {
             }
         }
     }
+    return texts;
+}
+
+void Catalogue::Load(std::string_view xml) {
+    Texts texts = Read(xml);
     const std::lock_guard lock(m_mutex);
     for (auto& [id, text] : texts) m_texts[id] = std::move(text);
 }
 
+void Catalogue::UseLanguage(std::string_view xml) {
+    Texts texts = xml.empty() ? Texts() : Read(xml);
+    const std::lock_guard lock(m_mutex);
+    m_translations.swap(texts);
+}
+
 std::optional<std::u16string> Catalogue::Find(std::u16string_view id) const {
     const std::lock_guard lock(m_mutex);
-    const auto found = m_texts.find(WithoutMarker(id));
-    if (found == m_texts.end()) return std::nullopt;
-    return found->second;
+    for (const Texts* const texts : {&m_translations, &m_texts}) {
+        const auto found = texts->find(WithoutMarker(id));
+        if (found != texts->end()) return found->second;
+    }
+    return std::nullopt;
 }
 
 std::u16string Catalogue::Resolve(std::u16string_view text) const {
     if (!text.starts_with(kMarker)) return std::u16string(text);
     return Find(text).value_or(std::u16string(WithoutMarker(text)));
+}
+
+std::string NameOfLanguage(std::string_view xml) {
+    pugi::xml_document document;
+    if (xml.size() > kMaxDocument || !document.load_buffer(xml.data(), xml.size())) return {};
+    return document.select_node("/Localization/Product/Language/@lName").attribute().value();
 }
 
 }  // namespace host

@@ -58,7 +58,8 @@ std::string RotationsOf(const std::string& bytes) {
 EditorDriver::EditorDriver(const std::filesystem::path& profile, const EditorOptions& options)
     : m_host(std::make_unique<host::Host>(m_front_end, profile)) {
     m_host->LoadPlugin(PLUGIN_FILE);
-    m_editor = std::make_unique<desktop::Editor>(*m_host, m_front_end);
+    m_editor =
+        std::make_unique<desktop::Editor>(*m_host, m_front_end, options.has_languages ? LANGUAGE_FOLDER : "");
     m_editor->autosave_ms = options.autosave_ms;
     m_window = std::make_unique<desktop::MainWindow>(*m_editor, options.bars);
     m_window->show();
@@ -169,8 +170,12 @@ std::string EditorDriver::BarButtons() {
 
 void Press(QWidget& window, const QString& button) {
     auto* const found = window.findChild<QAbstractButton*>(button);
-    ASSERT_TRUE(found && found->isVisible() && found->isEnabled())
-        << window.objectName().toStdString() << " has no button " << button.toStdString();
+    if (!found || !found->isVisible() || !found->isEnabled()) {
+        ADD_FAILURE() << window.objectName().toStdString() << " has no button " << button.toStdString();
+        // Closing it lets the test end.
+        if (auto* const dialog = qobject_cast<QDialog*>(&window)) dialog->reject();
+        return;
+    }
     QTest::mouseClick(found, Qt::LeftButton);
 }
 

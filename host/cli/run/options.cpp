@@ -24,6 +24,7 @@ constexpr std::array kCommon{
     OptionRow{"answer", "ID=BUTTON",
               "answer the prompt of that text id: a button's text id or number, then\n"
               "                         optionally ,check ,radio=N ,text=TEXT (may be repeated)"},
+    OptionRow{"language", "CODE", "the language of prompts, as de (default: en)"},
     OptionRow{"prompt-log", "FILE", "append every prompt and its answer, a line of JSON each"},
     OptionRow{"log-level", "N", "trace of the plug-in for this run, 0 (none) to 4 (everything)"},
     OptionRow{"web-view-script", "FILE", "a script that stands in for the browser of a sign-in, for tests"},

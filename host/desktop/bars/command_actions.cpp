@@ -66,7 +66,8 @@ QKeySequence CommandActions::FreeKey(const QString& title) const {
 }
 
 void CommandActions::ShowTexts(const Entry& entry) {
-    entry.action->setText(ToQt(entry.command->Title()));
+    const QString title = ToQt(entry.command->Title());
+    entry.action->setText(entry.command->is_of_host() ? tr(title.toUtf8().constData()) : title);
     QString tip = ToQt(entry.command->Tip());
     if (tip.isEmpty()) tip = WithoutMnemonic(entry.action->text());
     const QString key = entry.action->shortcut().toString(QKeySequence::NativeText);

@@ -10,6 +10,7 @@
 #include <QVBoxLayout>
 
 #include "host/desktop/front_end/text.h"
+#include "host/desktop/language/translated.h"
 
 namespace desktop {
 
@@ -40,6 +41,17 @@ QToolButton* ButtonOf(QAction* action) {
     return button;
 }
 
+QToolButton* ButtonOf(const ComPtr<host::Command>& command, CommandActions& actions) {
+    QToolButton* const button = ButtonOf(actions.ActionOf(command));
+    if (const host::CommandBar* const below = command->sub_menu()) {
+        auto* const menu = new QMenu(button);
+        FillMenu(*menu, *below, actions);
+        button->setMenu(menu);
+        button->setPopupMode(QToolButton::InstantPopup);
+    }
+    return button;
+}
+
 QWidget* GroupOf(const host::CommandBar& bar, CommandActions& actions) {
     auto* const group = new QWidget;
     group->setObjectName(ToQt(bar.name()));
@@ -51,7 +63,7 @@ QWidget* GroupOf(const host::CommandBar& bar, CommandActions& actions) {
     row->setSpacing(2);
     for (const host::BarItem& item : bar.items()) {
         if (item.command) {
-            row->addWidget(ButtonOf(actions.ActionOf(item.command)));
+            row->addWidget(ButtonOf(item.command, actions));
         } else {
             row->addWidget(VerticalLine());
         }
@@ -68,7 +80,7 @@ QWidget* GroupOf(const host::CommandBar& bar, CommandActions& actions) {
 
 RibbonView::RibbonView(QWidget* parent) : QTabWidget(parent) {
     setObjectName("ribbon");
-    setAccessibleName(tr("Ribbon"));
+    SetTranslated(this, "accessibleName", "Ribbon");
     setDocumentMode(true);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }

@@ -7,6 +7,7 @@
 #include <QTimer>
 #include <QToolButton>
 
+#include "host/desktop/language/translated.h"
 #include "host/desktop/pages/finder.h"
 
 namespace pages {
@@ -20,8 +21,8 @@ FindBar::FindBar(Finder& finder, QWidget* parent) : QFrame(parent), m_finder(fin
     layout->setSpacing(4);
     m_text = new QLineEdit(this);
     m_text->setObjectName(QStringLiteral("findBar.text"));
-    m_text->setPlaceholderText(tr("Find in the document"));
-    m_text->setAccessibleName(tr("Find in the document"));
+    desktop::SetTranslated(m_text, "placeholderText", "Find in the document");
+    desktop::SetTranslated(m_text, "accessibleName", "Find in the document");
     m_text->setClearButtonEnabled(true);
     m_text->setMinimumWidth(200);
     m_count = new QLabel(this);
@@ -31,10 +32,11 @@ FindBar::FindBar(Finder& finder, QWidget* parent) : QFrame(parent), m_finder(fin
     layout->addWidget(m_text);
     layout->addWidget(m_count);
     m_previous = AddButton(QStringLiteral("findBar.previous"), QStringLiteral("\u2191"),
-                           tr("Previous match (Shift+F3)"));
-    m_next = AddButton(QStringLiteral("findBar.next"), QStringLiteral("\u2193"), tr("Next match (F3)"));
+                           QStringLiteral("Previous match (Shift+F3)"));
+    m_next = AddButton(QStringLiteral("findBar.next"), QStringLiteral("\u2193"),
+                       QStringLiteral("Next match (F3)"));
     QToolButton* const close =
-        AddButton(QStringLiteral("findBar.close"), QStringLiteral("\u00d7"), tr("Close (Esc)"));
+        AddButton(QStringLiteral("findBar.close"), QStringLiteral("\u00d7"), QStringLiteral("Close (Esc)"));
     connect(m_previous, &QToolButton::clicked, &m_finder, &Finder::Previous);
     connect(m_next, &QToolButton::clicked, &m_finder, &Finder::Next);
     connect(close, &QToolButton::clicked, this, &FindBar::CloseBar);
@@ -86,8 +88,8 @@ QToolButton* FindBar::AddButton(const QString& name, const QString& sign, const 
     auto* const button = new QToolButton(this);
     button->setObjectName(name);
     button->setText(sign);
-    button->setToolTip(text);
-    button->setAccessibleName(text);
+    desktop::SetTranslated(button, "toolTip", text);
+    desktop::SetTranslated(button, "accessibleName", text);
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
     layout()->addWidget(button);

@@ -2,29 +2,30 @@
 
 #include <algorithm>
 
+#include "host/desktop/language/translated.h"
 #include "host/desktop/pages/pdf/failure.h"
 
 namespace pages {
 
 PageActions::PageActions(pdf::Document& document, std::function<QList<int>()> selected, QObject* parent)
     : QObject(parent), m_document(document), m_selected(std::move(selected)) {
-    Add(QStringLiteral("page.rotateLeft"), tr("Rotate &Left"), QKeySequence(tr("Ctrl+Shift+L")),
+    Add(QStringLiteral("page.rotateLeft"), QStringLiteral("Rotate &Left"), QKeySequence("Ctrl+Shift+L"),
         [this](const QList<int>& pages) { m_document.Rotate(pages, -90); });
-    Add(QStringLiteral("page.rotateRight"), tr("Rotate &Right"), QKeySequence(tr("Ctrl+Shift+R")),
+    Add(QStringLiteral("page.rotateRight"), QStringLiteral("Rotate &Right"), QKeySequence("Ctrl+Shift+R"),
         [this](const QList<int>& pages) { m_document.Rotate(pages, 90); });
-    Add(QStringLiteral("page.rotateHalf"), tr("Rotate by &180\u00b0"), {},
+    Add(QStringLiteral("page.rotateHalf"), QStringLiteral("Rotate by &180\u00b0"), {},
         [this](const QList<int>& pages) { m_document.Rotate(pages, 180); });
     m_all.append(nullptr);
-    Add(QStringLiteral("page.moveUp"), tr("Move &Up"), QKeySequence(tr("Ctrl+Up")),
+    Add(QStringLiteral("page.moveUp"), QStringLiteral("Move &Up"), QKeySequence("Ctrl+Up"),
         [this](const QList<int>& pages) { m_document.Move(pages, pages.first() - 1); });
-    Add(QStringLiteral("page.moveDown"), tr("Move &Down"), QKeySequence(tr("Ctrl+Down")),
+    Add(QStringLiteral("page.moveDown"), QStringLiteral("Move &Down"), QKeySequence("Ctrl+Down"),
         [this](const QList<int>& pages) { m_document.Move(pages, pages.last() + 2); });
-    Add(QStringLiteral("page.duplicate"), tr("Du&plicate"), {},
+    Add(QStringLiteral("page.duplicate"), QStringLiteral("Du&plicate"), {},
         [this](const QList<int>& pages) { m_document.Duplicate(pages); });
-    Add(QStringLiteral("page.insert"), tr("&Insert Pages of a File\u2026"), {},
+    Add(QStringLiteral("page.insert"), QStringLiteral("&Insert Pages of a File\u2026"), {},
         [this](const QList<int>& pages) { emit InsertRequested(pages.last() + 1); });
     m_all.append(nullptr);
-    Add(QStringLiteral("page.delete"), tr("D&elete"), QKeySequence(Qt::Key_Delete),
+    Add(QStringLiteral("page.delete"), QStringLiteral("D&elete"), QKeySequence(Qt::Key_Delete),
         [this](const QList<int>& pages) { m_document.Delete(pages); });
     connect(&m_document, &pdf::Document::PagesChanged, this, &PageActions::UpdateEnabled);
     connect(&m_document, &pdf::Document::EditableChanged, this, &PageActions::UpdateEnabled);
@@ -52,7 +53,8 @@ void PageActions::UpdateEnabled() {
 
 void PageActions::Add(const QString& name, const QString& text, const QKeySequence& key,
                       std::function<void(const QList<int>&)> work) {
-    auto* const action = new QAction(text, this);
+    auto* const action = new QAction(this);
+    desktop::SetTranslated(action, "text", text);
     action->setObjectName(name);
     action->setShortcut(key);
     // The keys hold where the pages are listed, so that Delete in a text field deletes text.

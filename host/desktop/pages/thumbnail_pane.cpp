@@ -5,6 +5,7 @@
 #include <QScrollBar>
 #include <algorithm>
 
+#include "host/desktop/language/translated.h"
 #include "host/desktop/pages/page_actions.h"
 #include "host/desktop/pages/thumbnail_model.h"
 
@@ -18,7 +19,7 @@ ThumbnailPane::ThumbnailPane(pdf::Document& document, QWidget* parent,
       m_model(new ThumbnailModel(document, this)),
       m_actions(nullptr) {
     setObjectName(QStringLiteral("thumbnails"));
-    setAccessibleName(tr("Page thumbnails"));
+    desktop::SetTranslated(this, "accessibleName", "Page thumbnails");
     setModel(m_model);
     setItemDelegate(new ThumbnailDelegate(document, *m_renderer, this));
     setUniformItemSizes(true);

@@ -5,6 +5,8 @@
 #include <QProgressBar>
 #include <QPushButton>
 
+#include "host/desktop/language/translated.h"
+
 namespace desktop {
 
 namespace {
@@ -16,11 +18,12 @@ constexpr int kSteps = 1000;
 }  // namespace
 
 BusyStrip::BusyStrip(QWidget* parent)
-    : QFrame(parent), m_text(new QLabel), m_bar(new QProgressBar), m_cancel(new QPushButton(tr("Cancel"))) {
+    : QFrame(parent), m_text(new QLabel), m_bar(new QProgressBar), m_cancel(new QPushButton) {
     setObjectName("progress");
     m_text->setTextFormat(Qt::PlainText);
     m_bar->setTextVisible(false);
     m_bar->setFixedSize(160, 8);
+    SetTranslated(m_cancel, "text", "Cancel");
     m_cancel->setObjectName("btn.cancel");
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins(12, 6, 12, 6);

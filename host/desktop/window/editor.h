@@ -4,18 +4,21 @@
 #include "host/desktop/front_end/desktop_front_end.h"
 #include "host/desktop/work/autosaves.h"
 #include "host/desktop/work/editor_state.h"
+#include "host/desktop/work/ui_language.h"
 #include "host/desktop/work/worker.h"
 
 namespace desktop {
 
 struct Editor {
     // The front end and the host, whose plug-in is loaded, outlive it.
-    Editor(host::Host& the_host, DesktopFrontEnd& the_front_end)
+    // Packs of languages are taken from `language_folder`.
+    Editor(host::Host& the_host, DesktopFrontEnd& the_front_end, const host::fs::path& language_folder = {})
         : host(the_host),
           front_end(the_front_end),
           sites(std::make_shared<host::Sites>()),
           worker(the_host, the_front_end, sites),
           state(the_host.profile()),
+          language(the_host, state, language_folder),
           autosaves(the_host.profile()) {}
 
     host::Host& host;
@@ -23,6 +26,7 @@ struct Editor {
     const std::shared_ptr<host::Sites> sites;
     Worker worker;
     EditorState state;
+    UiLanguage language;
     Autosaves autosaves;
     int autosave_ms = 30'000;
 };

@@ -50,6 +50,7 @@ EditorCommands::EditorCommands(MainWindow& window)
     AddPageCommands();
     AddZoomCommands();
     AddViewCommands();
+    AddLanguageCommands();
 }
 
 void EditorCommands::Add(Definition definition) {
@@ -60,7 +61,7 @@ void EditorCommands::Add(Definition definition) {
          .title = definition.title,
          .execute =
              [work = definition.execute](IUnknown*) {
-                 work();
+                 if (work) work();
                  return S_OK;
              },
          .state = [test = definition.state](IUnknown*) { return test ? test() : kOn; }});
@@ -229,6 +230,24 @@ void EditorCommands::AddViewCommands() {
          }});
 }
 
+void EditorCommands::AddLanguageCommands() {
+    Add({u"cmd.language", u"&Language", "language"});
+    const auto menu = m_workbench.manager().MakeBar({}, u"&Language");
+    for (const host::Language& language : m_window.m_editor.language.all()) {
+        const std::u16string name = u"cmd.language." + host::ToUtf16(language.code);
+        const std::u16string title = host::ToUtf16(language.name);
+        const QString code = ToQt(language.code);
+        Add({name.c_str(),
+             title.c_str(),
+             "language",
+             {},
+             [this, code] { m_window.UseLanguage(code); },
+             [this, code] { return Checked(m_window.m_editor.language.current() == code); }});
+        menu->Add(m_workbench.commands().Find(std::u16string_view(name)));
+    }
+    m_workbench.commands().Find(std::u16string_view(u"cmd.language"))->put_SubMenu(menu.get());
+}
+
 void EditorCommands::SaveCopy(DocumentTab& tab) {
     const QString path = QFileDialog::getSaveFileName(
         &m_window, QApplication::translate("MainWindow", "Save a Copy"), tab.Name(), "PDF (*.pdf)");
@@ -317,7 +336,8 @@ void EditorCommands::FillRibbon(host::Ribbon& ribbon) {
     fill(u"cmd.shareGroup", {u"cmd.addPlace", u"cmd.unsent"});
     fill(u"cmd.zoomGroup", {u"cmd.zoomIn", u"cmd.zoomOut", u"cmd.actualSize", u"cmd.fitWidth", u"cmd.fitPage",
                             nullptr, u"cmd.goToPage"});
-    fill(u"cmd.windowGroup", {u"cmd.pagesPane", u"cmd.placesPane", u"cmd.dark", u"cmd.menus", u"cmd.about"});
+    fill(u"cmd.windowGroup",
+         {u"cmd.pagesPane", u"cmd.placesPane", u"cmd.dark", u"cmd.menus", u"cmd.language", u"cmd.about"});
 }
 
 void EditorCommands::FillMenus(host::MainView& view) {
@@ -333,9 +353,9 @@ void EditorCommands::FillMenus(host::MainView& view) {
     fill(u"cmd.page",
          {u"cmd.page.rotateLeft", u"cmd.page.rotateRight", nullptr, u"cmd.page.moveUp", u"cmd.page.moveDown",
           nullptr, u"cmd.page.duplicate", u"cmd.page.insert", u"cmd.page.delete"});
-    fill(u"cmd.view",
-         {u"cmd.zoomIn", u"cmd.zoomOut", u"cmd.actualSize", u"cmd.fitWidth", u"cmd.fitPage", nullptr,
-          u"cmd.goToPage", nullptr, u"cmd.pagesPane", u"cmd.placesPane", nullptr, u"cmd.dark", u"cmd.menus"});
+    fill(u"cmd.view", {u"cmd.zoomIn", u"cmd.zoomOut", u"cmd.actualSize", u"cmd.fitWidth", u"cmd.fitPage",
+                       nullptr, u"cmd.goToPage", nullptr, u"cmd.pagesPane", u"cmd.placesPane", nullptr,
+                       u"cmd.dark", u"cmd.menus", u"cmd.language"});
     fill(u"cmd.window", {u"cmd.nextDocument", u"cmd.previousDocument"});
     fill(u"cmd.help", {u"cmd.about"});
     const auto tools = m_workbench.manager().MakeBar(u"cmdbar.standard", u"Standard");

@@ -30,6 +30,7 @@ private:
     void AddPageCommands();
     void AddViewCommands();
     void AddZoomCommands();
+    void AddLanguageCommands();
 
     void SaveCopy(DocumentTab& tab);
     void Print(DocumentTab& tab);

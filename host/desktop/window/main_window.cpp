@@ -23,6 +23,7 @@
 #include "host/desktop/bars/ribbon.h"
 #include "host/desktop/bars/theme.h"
 #include "host/desktop/front_end/text.h"
+#include "host/desktop/language/translated.h"
 #include "host/desktop/window/editor_commands.h"
 #include "host/desktop/window/places_pane.h"
 #include "host/desktop/window/start_page.h"
@@ -35,6 +36,11 @@ constexpr int kMessageMs = 8000;
 constexpr int kPlacesWidth = 240;
 constexpr int kContentWidth = 960;
 constexpr QSize kFirstSize{1200, 800};
+
+void NameCloseButton(QWidget& button, const DocumentTab& tab) {
+    button.setToolTip(QObject::tr("Close %1").arg(tab.Name()));
+    button.setAccessibleName(button.toolTip());
+}
 
 }  // namespace
 
@@ -53,6 +59,7 @@ MainWindow::MainWindow(Editor& editor, Bars bars)
     m_places->Reload();
     RestoreState();
     ShowCurrent();
+    connect(&editor.language, &UiLanguage::Changed, this, &MainWindow::ShowLanguage);
     editor.front_end.SetWindow(this);
     editor.front_end.SetWarningListener([this](const QString& line) { ShowMessage(line); });
 }
@@ -76,8 +83,8 @@ void MainWindow::BuildContent() {
     address_row->setContentsMargins(8, 6, 8, 6);
     m_address = new QLineEdit;
     m_address->setObjectName("address");
-    m_address->setAccessibleName(tr("Address"));
-    m_address->setPlaceholderText(tr("Address of a SharePoint document, or a file"));
+    SetTranslated(m_address, "accessibleName", "Address");
+    SetTranslated(m_address, "placeholderText", "Address of a SharePoint document, or a file");
     m_address->setClearButtonEnabled(true);
     m_address->addAction(LineIcon("site"), QLineEdit::LeadingPosition);
     address_row->addWidget(m_address);
@@ -91,7 +98,7 @@ void MainWindow::BuildContent() {
     m_start = new StartPage;
     m_tabs = new QTabWidget;
     m_tabs->setObjectName("documents");
-    m_tabs->setAccessibleName(tr("Documents"));
+    SetTranslated(m_tabs, "accessibleName", "Documents");
     m_tabs->setDocumentMode(true);
     m_tabs->setMovable(true);
     m_tabs->setElideMode(Qt::ElideMiddle);
@@ -118,6 +125,7 @@ void MainWindow::BuildStatusBar() {
     m_page->setObjectName("page");
     m_zoom = new QLabel;
     m_zoom->setObjectName("zoom");
+    for (QLabel* const label : {m_page, m_zoom}) label->setContentsMargins(8, 0, 8, 0);
     statusBar()->addPermanentWidget(m_page);
     statusBar()->addPermanentWidget(m_zoom);
 }
@@ -176,7 +184,7 @@ void MainWindow::ShowBars() {
             }
             continue;
         }
-        QToolBar* const tool_bar = addToolBar(ToQt(bar->Title()));
+        QToolBar* const tool_bar = addToolBar(tr(ToQt(bar->Title()).toUtf8().constData()));
         tool_bar->setObjectName(ToQt(bar->name()));
         tool_bar->setMovable(false);
         FillToolBar(*tool_bar, *bar, m_actions);
@@ -221,8 +229,7 @@ void MainWindow::AddTab(DocumentTab* tab) {
     close->setIcon(LineIcon("close"));
     close->setIconSize({12, 12});
     close->setAutoRaise(true);
-    close->setToolTip(tr("Close %1").arg(tab->Name()));
-    close->setAccessibleName(close->toolTip());
+    NameCloseButton(*close, *tab);
     connect(close, &QToolButton::clicked, this, [this, tab] { CloseTab(tab); });
     m_tabs->tabBar()->setTabButton(index, QTabBar::RightSide, close);
     m_tabs->setCurrentIndex(index);
@@ -279,6 +286,19 @@ void MainWindow::ShowPage() {
     if (!is_shown) return;
     m_page->setText(tr("Page %1 of %2").arg(tab->view()->CurrentPage() + 1).arg(tab->pdf()->PageCount()));
     m_zoom->setText(tr("%1 %").arg(qRound(tab->view()->Zoom() * 100)));
+}
+
+// Commands, bars and spans hear of it from the workbench.
+void MainWindow::ShowLanguage() {
+    QApplication::setApplicationDisplayName(tr("PDF Editor"));
+    Retranslate(*this);
+    m_places->ShowLanguage();
+    for (int i = 0; i < m_tabs->count(); ++i) {
+        QWidget* const close = m_tabs->tabBar()->tabButton(i, QTabBar::RightSide);
+        NameCloseButton(*close, *TabAt(i));
+    }
+    ShowPage();
+    m_actions.Update();
 }
 
 void MainWindow::ShowMessage(const QString& text) {

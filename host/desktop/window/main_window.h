@@ -64,6 +64,7 @@ private:
     void ShowTab(DocumentTab* tab);
     void ShowCurrent();
     void ShowPage();
+    void ShowLanguage();
 
     void BrowseForFile();
     void AddPlace(const QString& address, const QString& then_open);
@@ -71,6 +72,7 @@ private:
     bool HasPlace(const QString& address);
     void ShowUnsent();
     void UseDark(bool is_dark);
+    void UseLanguage(const QString& code);
     void SaveState();
     void RestoreState();
     void ShowMessage(const QString& text);

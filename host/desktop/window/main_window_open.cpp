@@ -171,6 +171,14 @@ void MainWindow::UseDark(bool is_dark) {
     m_actions.Update();
 }
 
+void MainWindow::UseLanguage(const QString& code) {
+    try {
+        m_editor.language.Use(code, true);
+    } catch (const host::Failure& failure) {
+        ShowMessage(ToQt(failure.what()));
+    }
+}
+
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
     if (event->mimeData()->hasUrls()) event->acceptProposedAction();
 }

@@ -56,6 +56,7 @@ std::optional<NewPlace> AskForPlace(const QString& address, QWidget* parent) {
     QPushButton* const add = buttons->button(QDialogButtonBox::Ok);
     add->setText(QObject::tr("&Add and sign in"));
     add->setObjectName("btn.ok");
+    buttons->button(QDialogButtonBox::Cancel)->setObjectName("btn.cancel");
     const auto update = [=] { add->setEnabled(site->text().contains("://")); };
     QObject::connect(site, &QLineEdit::textChanged, &window, update);
     update();

@@ -12,6 +12,7 @@
 
 #include "host/desktop/bars/icons.h"
 #include "host/desktop/front_end/text.h"
+#include "host/desktop/language/translated.h"
 #include "host/jobs/address.h"
 
 namespace desktop {
@@ -66,19 +67,20 @@ PlacesPane::PlacesPane(host::Host& host, Worker& worker, QWidget* parent)
     rows->setSpacing(0);
     auto* const top = new QHBoxLayout;
     top->setContentsMargins(10, 4, 4, 4);
-    auto* const title = new QLabel(tr("Places"));
+    auto* const title = new QLabel;
+    SetTranslated(title, "text", "Places");
     top->addWidget(title, 1);
     auto* const add = new QToolButton;
     add->setObjectName("addPlace");
     add->setIcon(LineIcon("place-add"));
-    add->setToolTip(tr("Add a SharePoint site"));
-    add->setAccessibleName(add->toolTip());
+    SetTranslated(add, "toolTip", "Add a SharePoint site");
+    SetTranslated(add, "accessibleName", "Add a SharePoint site");
     add->setAutoRaise(true);
     connect(add, &QToolButton::clicked, this, &PlacesPane::AddRequested);
     top->addWidget(add);
     rows->addLayout(top);
     m_tree->setObjectName("places");
-    m_tree->setAccessibleName(tr("Places"));
+    SetTranslated(m_tree, "accessibleName", "Places");
     m_tree->setHeaderHidden(true);
     m_tree->setFrameShape(QFrame::NoFrame);
     m_tree->setContextMenuPolicy(Qt::CustomContextMenu);
@@ -100,6 +102,11 @@ void PlacesPane::Reload() {
         note->setData(0, kKind, kNote);
         note->setFlags(Qt::ItemIsEnabled);
     }
+}
+
+void PlacesPane::ShowLanguage() {
+    const bool has_places = m_tree->topLevelItem(0)->data(0, kKind).toInt() == kPlace;
+    if (!has_places) Reload();
 }
 
 void PlacesPane::AddPlaceItem(const host::StoredAccount& account) {

@@ -16,6 +16,8 @@ public:
     PlacesPane(host::Host& host, Worker& worker, QWidget* parent = nullptr);
     // Shows the accounts of the profile; folders that were listed are forgotten.
     void Reload();
+    // The language has changed.
+    void ShowLanguage();
 
 signals:
     void OpenRequested(const QString& address);

@@ -1,5 +1,7 @@
 #include "host/desktop/window/questions.h"
 
+#include <QObject>
+
 #include "host/desktop/front_end/text.h"
 
 namespace desktop {
@@ -12,7 +14,7 @@ unsigned Ask(host::Host& host, const Question& question) {
     prompt.text = question.text.toStdString();
     for (const QuestionButton& button : question.buttons) {
         prompt.buttons.push_back(button.id);
-        prompt.button_texts.push_back(button.text);
+        prompt.button_texts.push_back(QObject::tr(button.text).toStdString());
     }
     prompt.default_button = question.default_button;
     prompt.cancel_button = static_cast<unsigned>(question.buttons.size() - 1);

@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 
 #include "host/desktop/bars/icons.h"
+#include "host/desktop/language/translated.h"
 
 namespace desktop {
 
@@ -30,32 +31,38 @@ StartPage::StartPage(QWidget* parent) : QWidget(parent), m_recent(new QListWidge
     auto* const rows = new QVBoxLayout(column);
     rows->setContentsMargins(24, 48, 24, 24);
     rows->setSpacing(12);
-    auto* const title = new QLabel(tr("Open a document"));
+    auto* const title = new QLabel;
+    SetTranslated(title, "text", "Open a document");
     QFont font = title->font();
     font.setPointSizeF(font.pointSizeF() * 1.7);
     title->setFont(font);
     rows->addWidget(title);
-    auto* const hint =
-        new QLabel(tr("Paste the address of a SharePoint document above, choose one in the places "
-                      "on the left, or drop files here."));
+    auto* const hint = new QLabel;
+    SetTranslated(
+        hint, "text",
+        "Paste the address of a SharePoint document above, choose one in the places on the left, or "
+        "drop files here.");
     hint->setWordWrap(true);
     rows->addWidget(hint);
     auto* const buttons = new QHBoxLayout;
-    auto* const open = new QPushButton(LineIcon("open"), tr("Open a &file…"));
+    auto* const open = new QPushButton(LineIcon("open"), {});
+    SetTranslated(open, "text", "Open a &file…");
     open->setObjectName("start.open");
-    auto* const add = new QPushButton(LineIcon("place-add"), tr("&Add a SharePoint site…"));
+    auto* const add = new QPushButton(LineIcon("place-add"), {});
+    SetTranslated(add, "text", "&Add a SharePoint site…");
     add->setObjectName("start.addPlace");
     buttons->addWidget(open);
     buttons->addWidget(add);
     buttons->addStretch(1);
     rows->addLayout(buttons);
-    auto* const label = new QLabel(tr("&Recent documents"));
+    auto* const label = new QLabel;
+    SetTranslated(label, "text", "&Recent documents");
     label->setBuddy(m_recent);
     label->setObjectName("recentLabel");
     rows->addSpacing(12);
     rows->addWidget(label);
     m_recent->setObjectName("recent");
-    m_recent->setAccessibleName(tr("Recent documents"));
+    SetTranslated(m_recent, "accessibleName", "Recent documents");
     m_recent->setTextElideMode(Qt::ElideMiddle);
     rows->addWidget(m_recent, 1);
     centre->addStretch(1);

@@ -5,6 +5,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QUuid>
+#include <algorithm>
+#include <tuple>
 
 #include "host/base/failure.h"
 
@@ -73,6 +75,9 @@ std::vector<Autosave> Autosaves::Left() const {
         left.push_back({id, json["address"].toString(), json["site"].toBool(), json["time"].toString(),
                         WithSuffix(m_folder, id, ".pdf")});
     }
+    std::sort(left.begin(), left.end(), [](const Autosave& a, const Autosave& b) {
+        return std::tie(b.time, a.address) < std::tie(a.time, b.address);
+    });
     return left;
 }
 

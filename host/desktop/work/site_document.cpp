@@ -1,6 +1,9 @@
 #include "host/desktop/work/site_document.h"
 
+#include <QObject>
+
 #include "host/cache/cache_store.h"
+#include "host/desktop/front_end/text.h"
 #include "host/jobs/address.h"
 
 namespace desktop {
@@ -15,11 +18,12 @@ host::UnsentUse AskAboutUnsent(host::Job& job, const std::string& name, const st
     job.Check(job.host().instance()->CreateTaskDialog(dialog.put()), what);
     dialog->put_Id(u"editor.unsent.question");
     dialog->put_Style(TMK::TaskDialogStyle_Base | TMK::TaskDialogStyle_IconQuestion);
-    dialog->put_Text(host::ToUtf16("Earlier changes of <b>" + host::PlainLine(name) +
-                                   "</b> were saved on this computer and not sent to the server.")
+    dialog->put_Text(FromQt(QObject::tr("Earlier changes of <b>%1</b> were saved on this computer and not "
+                                        "sent to the server.")
+                                .arg(ToQt(host::PlainLine(name))))
                          .c_str());
-    dialog->AddButton(u"&Open with these changes\n- save to send them");
-    dialog->AddButton(u"&Cancel");
+    dialog->AddButton(FromQt(QObject::tr("&Open with these changes\n- save to send them")).c_str());
+    dialog->AddButton(u"btn.cancel");
     dialog->put_DefaultButton(0);
     dialog->put_CancelButton(1);
     UINT pressed = 1;

@@ -12,8 +12,7 @@ namespace pdf {
 namespace {
 
 QString Counted(const QString& verb, qsizetype pages) {
-    return pages == 1 ? QStringLiteral("%1 page").arg(verb)
-                      : QStringLiteral("%1 %2 pages").arg(verb).arg(pages);
+    return pages == 1 ? QObject::tr("%1 page").arg(verb) : QObject::tr("%1 %2 pages").arg(verb).arg(pages);
 }
 
 // In order, each once, without those that don't exist.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <QDir>
+#include <QObject>
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -27,12 +28,12 @@ quint64 NextId() {
 // Readers look for the mark in the first kilobyte, since mail programs put lines before it.
 void CheckIsPdf(const SourceFile& file) {
     if (file.Size() == 0)
-        throw Failure(QStringLiteral("%1 is empty. Get it again from where it came from.").arg(file.Name()));
+        throw Failure(QObject::tr("%1 is empty. Get it again from where it came from.").arg(file.Name()));
     std::array<char, 1024> beginning{};
     const std::string_view text(beginning.data(), file.Read(0, beginning.data(), beginning.size()));
     if (text.find("%PDF-") == std::string_view::npos) {
         throw Failure(
-            QStringLiteral("%1 is not a PDF document. Open it with another program.").arg(file.Name()));
+            QObject::tr("%1 is not a PDF document. Open it with another program.").arg(file.Name()));
     }
 }
 
@@ -62,10 +63,9 @@ bool HasSignature(QPDF& parsed) {
 QString ReasonOf(const QPDFExc& error, const QString& name) {
     const QString detail = QString::fromStdString(error.getMessageDetail());
     if (error.getErrorCode() == qpdf_e_unsupported) {
-        return QStringLiteral("%1 is protected in a way that this editor doesn't know (%2).")
-            .arg(name, detail);
+        return QObject::tr("%1 is protected in a way that this editor doesn't know (%2).").arg(name, detail);
     }
-    return QStringLiteral("%1 is damaged and can't be repaired (%2). Get it again from where it came from.")
+    return QObject::tr("%1 is damaged and can't be repaired (%2). Get it again from where it came from.")
         .arg(name, detail);
 }
 
@@ -108,7 +108,7 @@ std::unique_ptr<QPDF> Source::Unlock(const OpenOptions& options) {
     for (std::optional<QString> password = QString();; question.last_was_wrong = true) {
         if (std::unique_ptr<QPDF> parsed = TryPassword(*password)) return parsed;
         if (!options.ask_password)
-            throw Failure(QStringLiteral("%1 can't be opened without its password.").arg(Name()));
+            throw Failure(QObject::tr("%1 can't be opened without its password.").arg(Name()));
         password = options.ask_password(question);
         if (!password) return nullptr;
     }
@@ -160,7 +160,7 @@ void Source::Describe(QPDF& parsed) {
     for (const QPDFPageObjectHelper& page : QPDFPageDocumentHelper(parsed).getAllPages())
         m_pages.push_back(PaperOf(page));
     if (m_pages.empty())
-        throw Failure(QStringLiteral("%1 has no pages. Get it again from where it came from.").arg(Name()));
+        throw Failure(QObject::tr("%1 has no pages. Get it again from where it came from.").arg(Name()));
     m_title = InfoText(parsed, "/Title");
     m_author = InfoText(parsed, "/Author");
     m_is_encrypted = parsed.isEncrypted();

@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QObject>
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -102,9 +103,9 @@ private:
 std::shared_ptr<const SourceFile> SourceFile::Open(const QString& path) {
     const QString name = QFileInfo(path).fileName();
     if (QFileInfo(path).isDir())
-        throw Failure(QStringLiteral("%1 is a folder; choose a PDF document in it.").arg(name));
+        throw Failure(QObject::tr("%1 is a folder; choose a PDF document in it.").arg(name));
     const int descriptor = open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) throw Failure(QStringLiteral("%1 can't be opened: %2.").arg(name, SystemError()));
+    if (descriptor < 0) throw Failure(QObject::tr("%1 can't be opened: %2.").arg(name, SystemError()));
     return std::make_shared<SourceFile>(descriptor, name);
 }
 
@@ -128,7 +129,7 @@ std::shared_ptr<const SourceFile> SourceFile::Copy(const QString& folder) const 
         if (write(copy, block.data(), got) != static_cast<ssize_t>(got)) {
             const QString reason = SystemError();
             close(copy);
-            throw Failure(QStringLiteral("%1 can't be copied to %2: %3.").arg(m_name, folder, reason));
+            throw Failure(QObject::tr("%1 can't be copied to %2: %3.").arg(m_name, folder, reason));
         }
         position += static_cast<qint64>(got);
     }
@@ -141,7 +142,7 @@ std::size_t SourceFile::Read(qint64 position, char* out_bytes, std::size_t size)
         const ssize_t now =
             pread(m_descriptor, out_bytes + got, size - got, position + static_cast<qint64>(got));
         if (now < 0 && errno == EINTR) continue;
-        if (now < 0) throw Failure(QStringLiteral("%1 can't be read: %2.").arg(m_name, SystemError()));
+        if (now < 0) throw Failure(QObject::tr("%1 can't be read: %2.").arg(m_name, SystemError()));
         if (now == 0) break;
         got += static_cast<std::size_t>(now);
     }
@@ -155,7 +156,7 @@ void SourceFile::CheckUnchanged() const {
         status.st_mtim.tv_sec == m_changed.tv_sec && status.st_mtim.tv_nsec == m_changed.tv_nsec;
     if (status.st_size == m_size && same_time) return;
     throw Failure(
-        QStringLiteral("%1 was changed by another program while it was open. Close it and open it again.")
+        QObject::tr("%1 was changed by another program while it was open. Close it and open it again.")
             .arg(m_name));
 }
 
@@ -163,7 +164,7 @@ int MakeNamelessFile(const QString& folder) {
     QByteArray name = QFile::encodeName(folder + QStringLiteral("/pages-XXXXXX"));
     const int descriptor = mkostemp(name.data(), O_CLOEXEC);
     if (descriptor < 0)
-        throw Failure(QStringLiteral("No temporary file can be made in %1: %2.").arg(folder, SystemError()));
+        throw Failure(QObject::tr("No temporary file can be made in %1: %2.").arg(folder, SystemError()));
     unlink(name.constData());
     return descriptor;
 }

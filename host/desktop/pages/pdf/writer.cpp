@@ -1,6 +1,7 @@
 #include "host/desktop/pages/pdf/writer.h"
 
 #include <QFileInfo>
+#include <QObject>
 #include <QSaveFile>
 #include <exception>
 #include <map>
@@ -164,7 +165,7 @@ bool Write(const State& state, const QString& path, const WriteOptions& options)
     } catch (const Cancelled&) {
         return false;
     } catch (const std::exception& error) {
-        throw Failure(QStringLiteral("%1 could not be saved: %2").arg(name, QString::fromUtf8(error.what())));
+        throw Failure(QObject::tr("%1 could not be saved: %2").arg(name, QString::fromUtf8(error.what())));
     }
     return true;
 }
