@@ -12,7 +12,7 @@ Login LoginOf(const DevServer& server, const std::string& user) {
     return {.is_modern = false, .user = user, .password = user};
 }
 
-TestAccount MakeAccount(host::Host& host, const std::string& url, const Login& login) {
+TestAccount MakeAccount(TestHost& host, const std::string& url, const Login& login) {
     const auto encipher = [&](const std::string& text) {
         return text.empty() ? std::u16string() : host.EncryptForPlugin(host::ToUtf16(text));
     };

@@ -4,8 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "host/core/host.h"
+#include "host/profile/accounts.h"
 #include "tests/support/dev_server.h"
+#include "tests/support/test_host.h"
 
 namespace testing_support {
 
@@ -24,7 +25,7 @@ struct TestAccount {
     ComPtr<TMK::IAFS_AccountData> account;
 };
 
-TestAccount MakeAccount(host::Host& host, const std::string& url, const Login& login);
+TestAccount MakeAccount(TestHost& host, const std::string& url, const Login& login);
 
 // Throws when a step of a test's preparation fails.
 void Require(HRESULT result, const std::string& what);
