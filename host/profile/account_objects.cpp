@@ -64,6 +64,7 @@ StoredAccount Accounts::Make(TMK::IAFS_FileSys* file_system, const AccountDetail
     put(kUser, details.user);
     put(kPassword, details.password);
     put(kToken, details.token);
+    put(kAuthHeader, details.auth_header);
     const auto version = ChildOf(cab.get(), kApiVersion);
     if (version) version->put_v(Variant(LONG{details.is_modern}).get());
     account.account = Restore(file_system, *account.data);

@@ -26,6 +26,7 @@ struct AccountDetails {
     std::u16string user;
     std::u16string password;
     std::u16string token;
+    std::u16string auth_header = {};  // the cookies of a sign-in
     bool is_modern = true;
 };
 
