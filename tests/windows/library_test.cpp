@@ -14,7 +14,7 @@ namespace {
 
 using namespace testing_support;
 
-constexpr int kSessions = 1000;
+constexpr int kSessions = 100;
 
 TEST(Library, BringsWhatItNeedsAndShowsOneFunction) {
     void* const library = LoadLibraryFile(PLUGIN_FILE);

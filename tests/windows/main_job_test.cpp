@@ -32,7 +32,6 @@ const Way kWays[] = {
     {"2013 with cookies", {"--generation", "2013", "--auth", "forms"}},
     {"2010 with cookies", {"--generation", "2010", "--auth", "forms"}},
     {"2013 with Basic", {"--generation", "2013", "--auth", "basic"}, false},
-    {"2013 with NTLM", {"--generation", "2013", "--auth", "ntlm"}, false},
 };
 
 class MainJob : public ::testing::TestWithParam<Way> {
