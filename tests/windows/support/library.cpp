@@ -5,6 +5,8 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include <cstdint>
+
 namespace testing_support {
 
 void* LoadLibraryFile(const std::filesystem::path& file) {
@@ -23,10 +25,10 @@ bool IsLoaded(const std::filesystem::path& file) {
     return GetModuleHandleW(file.filename().c_str()) != nullptr;
 }
 
-unsigned OpenHandles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
+unsigned NextHandle() {
+    const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    CloseHandle(event);
+    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(event) / 4);
 }
 
 unsigned Threads() {

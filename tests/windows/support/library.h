@@ -13,7 +13,8 @@ void FreeLibraryFile(void* library);
 // By the name of its file.
 bool IsLoaded(const std::filesystem::path& file);
 
-unsigned OpenHandles();
+// The number of the next handle: the lowest that is free, so it rises when handles leak.
+unsigned NextHandle();
 unsigned Threads();
 // The most memory that this process held at once.
 std::size_t PeakBytes();
