@@ -1,5 +1,9 @@
 # sp_test(NAME SOURCES... LIBS ...): one GoogleTest program, its cases registered with CTest.
+# Windows has the tests of tests/windows alone.
 function(sp_test name)
+    if(WIN32)
+        return()
+    endif()
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gmock GTest::gtest_main)

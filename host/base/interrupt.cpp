@@ -11,13 +11,12 @@ namespace host {
 
 namespace {
 
-std::atomic<bool> g_interrupted{false};
 std::atomic<int> g_read_end{-1};
 std::atomic<int> g_write_end{-1};
 
 void OnSignal(int number) {
     const int saved = errno;
-    if (g_interrupted.exchange(true)) {
+    if (detail::g_interrupted.exchange(true)) {
         signal(number, SIG_DFL);
         raise(number);
     } else {
@@ -28,10 +27,6 @@ void OnSignal(int number) {
 }
 
 }  // namespace
-
-const std::atomic<bool>& InterruptFlag() {
-    return g_interrupted;
-}
 
 int InterruptDescriptor() {
     return g_read_end;
@@ -58,7 +53,7 @@ void InstallInterruptHandler() {
 bool SleepUnlessInterrupted(int milliseconds) {
     pollfd watched{g_read_end, POLLIN, 0};
     poll(&watched, 1, milliseconds);
-    return !g_interrupted;
+    return !detail::g_interrupted;
 }
 
 }  // namespace host

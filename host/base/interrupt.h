@@ -6,8 +6,14 @@
 
 namespace host {
 
+namespace detail {
+inline std::atomic<bool> g_interrupted{false};
+}
+
 // Set once SIGINT, SIGTERM or SIGHUP has arrived.
-const std::atomic<bool>& InterruptFlag();
+inline const std::atomic<bool>& InterruptFlag() {
+    return detail::g_interrupted;
+}
 
 // Becomes readable with the flag, and stays so; -1 before InstallInterruptHandler.
 int InterruptDescriptor();

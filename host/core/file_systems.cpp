@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "host/base/give.h"
-#include "host/cache/files_cache.h"
 #include "host/profile/settings_tree.h"
 
 namespace host {
@@ -55,7 +54,7 @@ HRESULT FileSystems::UnregisterFileSys(TMK::IAFS_FileSys* file_system) {
 }
 
 HRESULT FileSystems::CreateFileCachesMap(TMK::IAFS_FileSys*, TMK::IAFS_FilesCache** out_cache) {
-    return Give(out_cache, [&] { return MakeFilesCache(m_store); });
+    return Give(out_cache, [&] { return m_make_cache(); });
 }
 
 HRESULT FileSystems::CreateDlgDefaultParams(DWORD, TMK::IAFS_DlgParams** out_parameters) {

@@ -1,19 +1,20 @@
 // The extension "AFS": the file systems that plug-ins register, and their files caches. Any thread.
 #pragma once
 
-#include <memory>
+#include <functional>
 #include <mutex>
 #include <vector>
 
 #include "host/base/object.h"
-#include "host/cache/cache_store.h"
 #include "hostapi/iafs.h"
+#include "platform/com_ptr.h"
 
 namespace host {
 
 class FileSystems final : public Object<TMK::IAFS_Inst> {
 public:
-    explicit FileSystems(std::shared_ptr<CacheStore> store) : m_store(std::move(store)) {}
+    using MakeCache = std::function<ComPtr<TMK::IAFS_FilesCache>()>;
+    explicit FileSystems(MakeCache make_cache) : m_make_cache(std::move(make_cache)) {}
 
     // The one that was registered first. Throws a Failure when there is none.
     ComPtr<TMK::IAFS_FileSys> First() const;
@@ -27,7 +28,7 @@ public:
                     HWND parent, TMK::IAFS_NamesCollection** out_names, DWORD* out_user_choice) override;
 
 private:
-    const std::shared_ptr<CacheStore> m_store;
+    const MakeCache m_make_cache;
     mutable std::mutex m_mutex;
     std::vector<ComPtr<TMK::IAFS_FileSys>> m_registered;
 };

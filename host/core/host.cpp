@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "host/base/failure.h"
+#include "host/cache/files_cache.h"
 #include "host/cache/upkeep.h"
 #include "host/core/aux_extension.h"
 #include "host/core/instance.h"
@@ -29,7 +30,7 @@ Host::Host(FrontEnd& front_end, fs::path profile, std::optional<Credentials> cre
       m_cache(std::make_shared<CacheStore>(m_profile.file("cache"), m_note)),
       m_settings(m_profile),
       m_instance(MakeInstance(*this)),
-      m_file_systems(Make<FileSystems>(m_cache)),
+      m_file_systems(Make<FileSystems>([this] { return MakeFilesCache(m_cache); })),
       m_aux(MakeAuxExtension(m_cipher, [&front_end](const std::string& line) { front_end.Warn(line); })),
       m_images(MakeImageExtension()),
       m_user_interface(MakeUserInterfaceExtension(front_end.windows(), m_workbench)) {}

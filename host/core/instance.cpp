@@ -5,7 +5,7 @@
 #include "host/browser/web_view.h"
 #include "host/core/aux_extension.h"
 #include "host/core/front_end.h"
-#include "host/core/plugin_settings.h"
+#include "host/core/plugin_id.h"
 #include "host/profile/settings_tree.h"
 #include "host/prompts/task_dialog.h"
 #include "host/workbench/images.h"

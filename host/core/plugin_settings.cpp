@@ -4,12 +4,6 @@
 
 namespace host {
 
-std::u16string IdOf(TMK::ITMK_Plugin* plugin) {
-    GUID id{};
-    if (!plugin || FAILED(plugin->get__GUID(&id))) throw Failure(E_INVALIDARG, "a plug-in has no id");
-    return ToUtf16(ToHex(&id, sizeof(id)));
-}
-
 ComPtr<TMK::ITMK_Cab> PluginSettings::Open(TMK::ITMK_Plugin* plugin, bool create) {
     const std::string file = "settings-" + ToUtf8(IdOf(plugin)) + ".json";
     const auto tree = TreeOf(file, create);

@@ -8,14 +8,12 @@
 #include <mutex>
 #include <string>
 
+#include "host/core/plugin_id.h"
 #include "host/profile/profile.h"
 #include "hostapi/itmk.h"
 #include "platform/com_ptr.h"
 
 namespace host {
-
-// A plug-in's class id as text. Throws a Failure.
-std::u16string IdOf(TMK::ITMK_Plugin* plugin);
 
 class PluginSettings {
 public:

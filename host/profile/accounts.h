@@ -26,6 +26,7 @@ struct AccountDetails {
     std::u16string user;
     std::u16string password;
     std::u16string token;
+    std::u16string auth_header = {};  // the cookies of a sign-in
     bool is_modern = true;
 };
 
@@ -38,6 +39,10 @@ public:
     // warning. An account that another program changed loses its secrets, so that they can't reach another
     // site or user.
     std::vector<StoredAccount> Load(TMK::IAFS_FileSys* file_system) const;
+    // Makes an account from a tree, which takes the shape of the plug-in's accounts. Throws a Failure.
+    static ComPtr<TMK::IAFS_AccountData> Restore(TMK::IAFS_FileSys* file_system, SettingsTree& data);
+    // Brings the account's tree up to date. Throws a Failure.
+    static void SaveItems(const StoredAccount& account);
     // Makes an account that isn't stored yet. Throws a Failure.
     static StoredAccount Make(TMK::IAFS_FileSys* file_system, const AccountDetails& details);
     // Sets the account's address to its site. Throws a Failure.

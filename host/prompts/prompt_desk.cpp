@@ -1,9 +1,7 @@
 #include "host/prompts/prompt_desk.h"
 
-#include <fcntl.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -101,7 +99,10 @@ void PromptDesk::AddAnswer(const std::string& id, PromptAnswer answer) {
 }
 
 void PromptDesk::LogTo(const fs::path& file) {
-    m_log = OpenFile(file, O_WRONLY | O_CREAT | O_APPEND);
+    const bool is_new = !fs::exists(file);
+    m_log.open(file, std::ios::binary | std::ios::app);
+    if (!m_log) throw Failure(E_ACCESSDENIED, "can't open " + file.string());
+    if (is_new) fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
     m_log_path = file;
 }
 
@@ -133,7 +134,7 @@ unsigned PromptDesk::Decide(Prompt& prompt) {
 }
 
 void PromptDesk::Log(const Prompt& prompt, unsigned pressed) {
-    if (!m_log) return;
+    if (!m_log.is_open()) return;
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     const auto list = [&](const char* key, const std::vector<std::string>& ids) {
@@ -169,9 +170,7 @@ void PromptDesk::Log(const Prompt& prompt, unsigned pressed) {
     writer.EndObject();
     const std::string line = std::string(buffer.GetString(), buffer.GetSize()) + "\n";
     const std::lock_guard lock(m_mutex);
-    if (write(m_log->get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        m_warn("can't write the prompt log " + m_log_path.string());
-    }
+    if (!(m_log << line << std::flush)) m_warn("can't write the prompt log " + m_log_path.string());
 }
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -10,7 +11,6 @@
 #include <string_view>
 #include <utility>
 
-#include "host/base/posix_file.h"
 #include "host/profile/profile.h"
 #include "host/prompts/prompt.h"
 
@@ -54,7 +54,7 @@ private:
     std::mutex m_mutex;
     std::map<std::string, std::deque<PromptAnswer>> m_answers;
     bool m_yes = false;
-    std::optional<Descriptor> m_log;
+    std::ofstream m_log;
     fs::path m_log_path;
 };
 

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "platform/resources.h"
+#include "platform/resource_table.h"
 #include "platform/text.h"
 #include "platform/wininet.h"
 

@@ -1,4 +1,4 @@
-#include "platform/resources.h"
+#include "platform/resource_table.h"
 
 #include <string_view>
 

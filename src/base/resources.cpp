@@ -4,7 +4,7 @@
 
 #include "base/failure.h"
 
-extern const ModuleResources g_sharepoint_resources;  // generated from src/resources
+extern "C" const ModuleResources g_sharepoint_resources;  // generated from src/resources
 
 ResourceData FindResourceData(WORD id, LPCWSTR type) {
     const HMODULE module = &g_sharepoint_resources;

@@ -2,7 +2,7 @@
 #include "base/failure.h"
 #include "plugin/plugin.h"
 
-extern "C" __attribute__((visibility("default"))) HRESULT TMKE_GetPlugin(TMK::ITMK_Plugin** output_plugin) {
+extern "C" HRESULT TMKE_GetPlugin(TMK::ITMK_Plugin** output_plugin) {
     TRACE_ENTRY("TMKE_GetPlugin");
     try {
         CHECK_RETURN(output_plugin != nullptr, E_POINTER);

@@ -7,21 +7,25 @@
 #include "base/url.h"
 #include "sharepoint/legacy/web.h"
 #include "sharepoint/rest/web.h"
+#include "tests/contract/sign_in.h"
 
 namespace contract {
 
 namespace {
 
-std::shared_ptr<Http::Session> Connect(const std::string& url, const std::string& user,
-                                       const std::string& token) {
+std::vector<std::string> ServerOptions(Generation generation) {
+    std::vector<std::string> options{"--generation", OptionOf(generation)};
+    if (generation == Generation::modern) return options;
+    const std::vector<std::string> older = OlderServerOptions();
+    options.insert(options.end(), older.begin(), older.end());
+    return options;
+}
+
+std::shared_ptr<Http::Session> Connect(const std::string& url, const Http::Session::Credentials& credentials) {
     std::u16string scheme, host;
     uint16_t port = 0;
     Http::Session::CrackUri(FromUtf8(url).c_str(), &scheme, &host, &port, nullptr, nullptr);
-    Http::Session::Credentials credentials;
-    if (token.empty()) credentials = {FromUtf8(user), FromUtf8(user)};
-    auto http = Http::Session::Create(scheme, host, port, credentials, {});
-    if (!token.empty()) http->SetAuthToken(FromUtf8(token));
-    return http;
+    return Http::Session::Create(scheme, host, port, credentials, {});
 }
 
 }  // namespace
@@ -31,12 +35,18 @@ const char* OptionOf(Generation generation) {
     return generation == Generation::y2013 ? "2013" : "2010";
 }
 
-Contract::Contract() : m_server({"--generation", OptionOf(GetParam())}) {}
+Contract::Contract() : m_server(ServerOptions(GetParam())) {}
 
 SharePoint::Web& Contract::Site(const std::string& user) {
     std::shared_ptr<SharePoint::Web>& web = m_webs[user];
     if (!web) {
-        const auto http = Connect(OriginFor(user), user, IsRest() ? m_server.Token(user) : "");
+        const auto credentials = IsRest() ? Http::Session::Credentials() : CredentialsOf(user);
+        const auto http = Connect(OriginFor(user), credentials);
+        if (IsRest()) {
+            http->SetAuthToken(FromUtf8(m_server.Token(user)));
+        } else {
+            SignIn(*http, m_server, user);
+        }
         const std::u16string url = FromUtf8(OriginFor(user) + "/sites/team");
         if (IsRest()) {
             web = SharePointRestAPI::Web::Create(http, url);

@@ -1,7 +1,4 @@
 // Saving: the conflict test of reopening, the step after a save, and the check-out command.
-#include <cstdlib>
-#include <ctime>
-
 #include "tests/interfaces/decisions.h"
 
 namespace interfaces {
@@ -406,39 +403,6 @@ TEST(ForcedCheckOut, ADocumentThatWasNeverCheckedInCannotBeDiscarded) {
               std::string::npos)
         << message;
     EXPECT_EQ(server.Look("new.txt").checked_out_by, "alice");
-}
-
-// The zone of this program for as long as the object lives.
-class Zone {
-public:
-    explicit Zone(const char* name) {
-        setenv("TZ", name, 1);
-        tzset();
-    }
-    ~Zone() {
-        unsetenv("TZ");
-        tzset();
-    }
-    Zone(const Zone&) = delete;
-    Zone& operator=(const Zone&) = delete;
-};
-
-TEST_F(Saving, AConflictIsToldWithTheServersTimeInTheUsersZone) {
-    const Zone zone("ABC-5:30");
-    const std::string document = MakeDocument();
-    Editor asking(Server(), "alice", {{kConflict, "1"}});
-    Editor refusing(Server(), "alice", {{kConflict, "0"}});
-    const auto asked = OpenToRead(asking, document).file;
-    const auto refused = OpenToRead(refusing, document).file;
-    Server().AdminFor("write", "bob&modified=2031-01-15T20:04:06Z", document, "by bob");
-    EXPECT_EQ(asked->Reopen(kWrite, nullptr, nullptr), kCanceled);
-    const auto prompts = asking.TakePrompts();
-    ASSERT_EQ(prompts.size(), 1u);
-    EXPECT_EQ(refused->Reopen(kWrite, refusing.details(), nullptr), kOutdated);
-    for (const std::string& text : {prompts[0].text, refusing.TakeMessage()}) {
-        EXPECT_NE(text.find("1:34:06"), std::string::npos) << text;
-        EXPECT_NE(text.find("16"), std::string::npos) << "it is the next day there: " << text;
-    }
 }
 
 TEST(RequiredColumns, ACheckInWithoutThemSaysWhatIsMissing) {

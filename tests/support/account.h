@@ -4,27 +4,32 @@
 #include <memory>
 #include <string>
 
-#include "host/core/host.h"
+#include "host/profile/accounts.h"
 #include "tests/support/dev_server.h"
+#include "tests/support/test_host.h"
 
 namespace testing_support {
 
-// How to sign in: with a token on a modern site, by name and password on an older one.
+// How to sign in: with a token on a modern site, by name and password or by cookies on an older one.
 struct Login {
     bool is_modern = true;
     std::string token = {};
     std::string user = {}, password = {};
+    std::string cookies = {};  // "a=b; c=d" in place of a password
 };
 
 // That of a user of the development server.
 Login LoginOf(const DevServer& server, const std::string& user);
+
+// The cookies that a server with forms gives a user. Throws when it gives none.
+Login FormsLoginOf(const DevServer& server, const std::string& user);
 
 struct TestAccount {
     std::shared_ptr<host::SettingsTree> tree;  // what it was made of
     ComPtr<TMK::IAFS_AccountData> account;
 };
 
-TestAccount MakeAccount(host::Host& host, const std::string& url, const Login& login);
+TestAccount MakeAccount(TestHost& host, const std::string& url, const Login& login);
 
 // Throws when a step of a test's preparation fails.
 void Require(HRESULT result, const std::string& what);

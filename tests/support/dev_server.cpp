@@ -3,13 +3,9 @@
 #include <rapidjson/document.h>
 #include <signal.h>
 #include <strings.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <stdexcept>
-
-#include "tests/support/loopback_socket.h"
 
 namespace testing_support {
 
@@ -109,21 +105,6 @@ HttpAnswer DevServer::Rest(const std::string& user, const std::string& method, c
         call.body = body;
     }
     return Http(call);
-}
-
-std::string DevServer::Raw(const std::string& bytes) const {
-    const int connection = ConnectToLoopback(Port());
-    if (connection < 0) return {};
-    const timeval limit{10, 0};
-    setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    [[maybe_unused]] const ssize_t sent = send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    shutdown(connection, SHUT_WR);
-    std::string answer;
-    char block[4096];
-    for (ssize_t got; (got = read(connection, block, sizeof block)) > 0;)
-        answer.append(block, static_cast<std::size_t>(got));
-    close(connection);
-    return answer;
 }
 
 void DevServer::Admin(const std::string& call, const std::string& body) const {

@@ -3,7 +3,6 @@
 #include <curl/curl.h>
 
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -17,19 +16,6 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-std::string ToLower(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 0x20);
-    return lower;
-}
-
-std::string_view Trim(std::string_view text) {
-    const std::size_t start = text.find_first_not_of(" \t\r\n");
-    if (start == std::string_view::npos) return {};
-    return text.substr(start, text.find_last_not_of(" \t\r\n") - start + 1);
-}
-
 std::size_t AppendBody(char* data, std::size_t size, std::size_t count, void* answer) {
     static_cast<HttpAnswer*>(answer)->body.append(data, size * count);
     return size * count;
@@ -39,17 +25,11 @@ std::size_t TakeHeader(char* data, std::size_t size, std::size_t count, void* ta
     auto& answer = *static_cast<HttpAnswer*>(target);
     const std::string_view line(data, size * count);
     if (line.starts_with("HTTP/")) answer.headers.clear();
-    if (const std::size_t colon = line.find(':'); colon != std::string_view::npos)
-        answer.headers.emplace(ToLower(line.substr(0, colon)), Trim(line.substr(colon + 1)));
+    answer.AddHeader(line);
     return size * count;
 }
 
 }  // namespace
-
-std::string HttpAnswer::Header(const std::string& name) const {
-    const auto found = headers.find(ToLower(name));
-    return found == headers.end() ? std::string() : found->second;
-}
 
 HttpAnswer Http(const HttpCall& call) {
     HttpAnswer answer;
@@ -96,20 +76,6 @@ HttpAnswer Http(const HttpCall& call) {
     curl_slist_free_all(headers);
     curl_easy_cleanup(curl);
     return answer;
-}
-
-std::string Escape(const std::string& text) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string escaped;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (isalnum(byte) || (c != '\0' && std::strchr("-_.~/", c))) {
-            escaped += c;
-        } else {
-            escaped += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
-        }
-    }
-    return escaped;
 }
 
 }  // namespace testing_support

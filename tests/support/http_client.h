@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace testing_support {
@@ -16,6 +17,8 @@ struct HttpAnswer {
 
     // The first value of a header, or "".
     std::string Header(const std::string& name) const;
+    // Takes a line of a head; one without a colon is none.
+    void AddHeader(std::string_view line);
 };
 
 struct HttpCall {

@@ -6,7 +6,7 @@ namespace testing_support {
 
 SignedInHost::SignedInHost(const std::string& plugin_file, const std::string& origin, const Login& login,
                            const Prepare& prepare)
-    : m_origin(origin), m_host(std::make_unique<host::Host>(m_front_end, m_folder / "profile")) {
+    : m_origin(origin), m_host(std::make_unique<TestHost>(m_front_end, m_folder / "profile")) {
     m_host->LoadPlugin(plugin_file);
     m_file_system = m_host->FileSystem();
     if (prepare) prepare(*this);

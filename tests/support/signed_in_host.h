@@ -6,10 +6,10 @@
 #include <memory>
 #include <string>
 
-#include "host/core/host.h"
 #include "host/testing/silent_front_end.h"
 #include "tests/support/account.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/test_host.h"
 
 namespace testing_support {
 
@@ -24,7 +24,7 @@ public:
     SignedInHost(const SignedInHost&) = delete;
     SignedInHost& operator=(const SignedInHost&) = delete;
 
-    host::Host& host() { return *m_host; }
+    TestHost& host() { return *m_host; }
     host::FrontEnd& front_end() { return m_front_end; }
     TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
     TMK::IAFS_Name* root() { return m_root.get(); }
@@ -44,7 +44,7 @@ protected:
 private:
     std::string m_origin;
     host::testing::SilentFrontEnd m_front_end;
-    std::unique_ptr<host::Host> m_host;
+    std::unique_ptr<TestHost> m_host;
     ComPtr<TMK::IAFS_FileSys> m_file_system;
     TestAccount m_account;
     ComPtr<TMK::IAFS_Name> m_root;

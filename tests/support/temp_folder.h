@@ -1,11 +1,10 @@
 // A folder that goes with its object, and small files for tests. One thread.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
+#include <random>
 #include <string>
 
 namespace testing_support {
@@ -13,9 +12,11 @@ namespace testing_support {
 class TempFolder {
 public:
     TempFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "sp-test-XXXXXX").string();
-        if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
-        m_path = pattern;
+        std::random_device random;
+        do {
+            m_path = std::filesystem::temp_directory_path() / ("sp-test-" + std::to_string(random()));
+        } while (!std::filesystem::create_directory(m_path));
+        std::filesystem::permissions(m_path, std::filesystem::perms::owner_all);
     }
     ~TempFolder() {
         std::error_code ignored;

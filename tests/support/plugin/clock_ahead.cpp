@@ -4,9 +4,11 @@
 
 #include "platform/base.h"
 
-// The linker sends the plug-in's calls here; the names are the mangled ones.
-void SystemTime(FILETIME* time) __asm__("__real__Z23GetSystemTimeAsFileTimeP8FILETIME");
-void SystemTimeAhead(FILETIME* time) __asm__("__wrap__Z23GetSystemTimeAsFileTimeP8FILETIME");
+// The linker sends the plug-in's calls here.
+extern "C" {
+void SystemTime(FILETIME* time) __asm__("__real_GetSystemTimeAsFileTime");
+void SystemTimeAhead(FILETIME* time) __asm__("__wrap_GetSystemTimeAsFileTime");
+}
 
 namespace {
 std::atomic<std::uint64_t> g_ticks_ahead{0};

@@ -90,6 +90,12 @@ Row CanonicalizeAndCrack(const std::u16string& url, DWORD flags) {
     return row;
 }
 
+// "URL|FLAGS" of a row in which this system is known to differ stands in VECTORS_DIFFERENT.
+bool IsKnownToDiffer(const Row& row) {
+    const char* different = std::getenv("VECTORS_DIFFERENT");
+    return different && Narrow(row[0]) + "|" + Narrow(row[1]) == different;
+}
+
 constexpr int Sign(int value) {
     return (value > 0) - (value < 0);
 }
@@ -99,6 +105,10 @@ TEST(Vectors, UrlsAreCanonicalizedAndCrackedAsOnTheReference) {
         const DWORD flags = static_cast<DWORD>(std::stoul(Narrow(expected[1]), nullptr, 16));
         Row actual = CanonicalizeAndCrack(expected[0], flags);
         actual[1] = expected[1];
+        if (IsKnownToDiffer(expected)) {
+            EXPECT_NE(actual, expected) << "this row need not be left out any more";
+            continue;
+        }
         for (std::size_t i = 0; i < expected.size(); ++i) {
             EXPECT_EQ(Narrow(actual[i]), Narrow(expected[i]))
                 << Narrow(expected[0]) << " " << Narrow(expected[1]) << " column " << i;

@@ -147,6 +147,8 @@ inline LPCWSTR MAKEINTRESOURCEW(WORD id) {
     return reinterpret_cast<LPCWSTR>(std::uintptr_t{id});
 }
 
+extern "C" {
+
 // The calling thread's last error; a successful call leaves it alone unless its contract says otherwise.
 DWORD GetLastError();
 void SetLastError(DWORD error);
@@ -164,3 +166,5 @@ struct TIME_ZONE_INFORMATION;
 // Converts UTC to the process's time zone; a zone must not be given.
 BOOL SystemTimeToTzSpecificLocalTime(const TIME_ZONE_INFORMATION* zone, const SYSTEMTIME* universal,
                                      SYSTEMTIME* local);
+
+}  // extern "C"

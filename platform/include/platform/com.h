@@ -1,5 +1,5 @@
 // The COM and OLE automation subset: interfaces, BSTR, VARIANT, SAFEARRAY and memory streams.
-// Memory is malloc's, so two modules with a copy of this library each may free what the other made.
+// What one module allocates another may free.
 // Free functions may be called from any thread; an object belongs to one thread at a time.
 #pragma once
 
@@ -96,6 +96,8 @@ struct IStream : ISequentialStream {
     virtual HRESULT Clone(IStream** out_stream) = 0;
 };
 
+extern "C" {
+
 // Memory that its receiver frees, other than a BSTR.
 LPVOID CoTaskMemAlloc(SIZE_T size);  // null when there is none
 void CoTaskMemFree(LPVOID memory);   // takes null
@@ -105,6 +107,8 @@ BSTR SysAllocString(LPCWSTR text);                  // null for null
 BSTR SysAllocStringLen(LPCWSTR text, UINT length);  // a null text leaves the content undefined
 void SysFreeString(BSTR text);                      // takes null
 UINT SysStringLen(BSTR text);                       // in UTF-16 units; 0 for null
+
+}  // extern "C"
 
 inline constexpr VARTYPE VT_EMPTY = 0;
 inline constexpr VARTYPE VT_NULL = 1;
@@ -177,6 +181,8 @@ struct VARIANT {
 };
 static_assert(sizeof(VARIANT) == 24 && offsetof(VARIANT, llVal) == 8);
 
+extern "C" {
+
 void VariantInit(VARIANT* variant);
 // Frees what the variant holds and makes it empty; DISP_E_BADVARTYPE.
 HRESULT VariantClear(VARIANT* variant);
@@ -208,3 +214,5 @@ HGLOBAL GlobalFree(HGLOBAL memory);
 HRESULT CreateStreamOnHGlobal(HGLOBAL memory, BOOL delete_on_release, IStream** out_stream);
 // A stream over a copy of the bytes, at its start; null when there is no memory.
 IStream* SHCreateMemStream(const BYTE* data, UINT size);
+
+}  // extern "C"

@@ -14,6 +14,8 @@ inline constexpr int CSTR_LESS_THAN = 1;
 inline constexpr int CSTR_EQUAL = 2;
 inline constexpr int CSTR_GREATER_THAN = 3;
 
+extern "C" {
+
 // Lengths in UTF-16 units, -1 for zero-ended text; 0 with ERROR_INVALID_PARAMETER for null text.
 // Equality is exact (after simple case folding with NORM_IGNORECASE); the order of unequal texts is stable.
 // Never allocates.
@@ -25,9 +27,13 @@ int StrCmpLogicalW(LPCWSTR a, LPCWSTR b);
 // Points at the last dot of the last path component, or at the terminating zero.
 LPWSTR PathFindExtensionW(LPCWSTR path);
 
+}  // extern "C"
+
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x0200;
 inline constexpr DWORD FORMAT_MESSAGE_FROM_HMODULE = 0x0800;
 inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
+
+extern "C" {
 
 // The English text of a Win32 error number or HRESULT, ended by "\r\n"; the units written without the zero,
 // or 0 with ERROR_MR_MID_NOT_FOUND or ERROR_INSUFFICIENT_BUFFER.
@@ -37,6 +43,8 @@ DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message_id, DWORD langua
 // Knows u"wininet.dll" alone: the module whose message table holds the numbers from 12001 on.
 HMODULE GetModuleHandleW(LPCWSTR name);
 
+}  // extern "C"
+
 struct NUMBERFMTW {
     UINT NumDigits;
     UINT LeadingZero;
@@ -45,6 +53,7 @@ struct NUMBERFMTW {
     LPWSTR lpThousandSep;
     UINT NegativeOrder;
 };
+static_assert(sizeof(NUMBERFMTW) == 40 && offsetof(NUMBERFMTW, lpDecimalSep) == 16);
 
 using LCTYPE = DWORD;
 inline constexpr LCTYPE LOCALE_SDECIMAL = 0x000E;
@@ -52,6 +61,8 @@ inline constexpr LCTYPE LOCALE_STHOUSAND = 0x000F;
 inline constexpr LCTYPE LOCALE_SGROUPING = 0x0010;
 inline constexpr LCTYPE LOCALE_INEGNUMBER = 0x1010;
 inline constexpr LCTYPE LOCALE_RETURN_NUMBER = 0x20000000;
+
+extern "C" {
 
 // Units with the zero; a size of 0 asks for the need. ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_FLAGS.
 // With LOCALE_RETURN_NUMBER the buffer receives a DWORD and its size is 2 units.
@@ -67,9 +78,13 @@ int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, LPCWSTR pic
 int GetTimeFormatW(LCID locale, DWORD flags, const SYSTEMTIME* time, LPCWSTR picture, LPWSTR buffer,
                    int size);
 
+}  // extern "C"
+
 inline constexpr UINT CP_ACP = 0;
 inline constexpr UINT CP_UTF8 = 65001;
 inline constexpr DWORD MB_ERR_INVALID_CHARS = 8;
+
+extern "C" {
 
 // Units written, or needed when the size is 0; a length of -1 takes the zero along. 0 and an error on
 // failure. CP_UTF8 turns what is not UTF-8 into U+FFFD, or with MB_ERR_INVALID_CHARS fails on it with
@@ -79,3 +94,5 @@ int MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR bytes, int byte_coun
 // Lone surrogates become the bytes of U+FFFD; the default character must be null.
 int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int text_length, LPSTR bytes,
                         int byte_size, LPCSTR default_char, BOOL* used_default_char);
+
+}  // extern "C"

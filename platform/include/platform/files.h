@@ -18,6 +18,8 @@ inline constexpr DWORD FILE_FLAG_WRITE_THROUGH = 0x80000000;
 struct SECURITY_ATTRIBUTES;
 struct OVERLAPPED;
 
+extern "C" {
+
 // TMPDIR or "/tmp", written "\tmp\"; the units without the zero, or the size needed when it is too small.
 DWORD GetTempPathW(DWORD size, LPWSTR buffer);
 
@@ -31,6 +33,8 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, const SECURITY_ATTRI
 // Writes all bytes at the end of what was written so far, in one system call where the system takes them so.
 BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written, OVERLAPPED* overlapped);
 BOOL CloseHandle(HANDLE handle);
+
+}  // extern "C"
 
 struct WIN32_FIND_DATAW {
     DWORD dwFileAttributes;
@@ -46,6 +50,8 @@ struct WIN32_FIND_DATAW {
 };
 static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 
+extern "C" {
+
 // The last component may hold '?' and '*'; ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, then
 // ERROR_NO_MORE_FILES.
 HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data);
@@ -55,3 +61,5 @@ BOOL FindClose(HANDLE find);
 BOOL DeleteFileW(LPCWSTR path);
 // ERROR_DIR_NOT_EMPTY if anything lies in it.
 BOOL RemoveDirectoryW(LPCWSTR path);
+
+}  // extern "C"

@@ -4,21 +4,11 @@
 
 #include "platform/base.h"
 
-struct ResourceEntry {
-    const char16_t* type;
-    std::uint16_t id;
-    const void* data;
-    std::uint32_t size;
-};
-
-// What an HMODULE points at.
-struct ModuleResources {
-    const ResourceEntry* entries;
-    std::size_t count;
-};
-
+struct ResourceEntry;
 using HRSRC = const ResourceEntry*;
 using HGLOBAL = void*;
+
+extern "C" {
 
 // The name is an id made with MAKEINTRESOURCEW; ERROR_RESOURCE_NAME_NOT_FOUND or
 // ERROR_RESOURCE_TYPE_NOT_FOUND.
@@ -26,3 +16,5 @@ HRSRC FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type);
 HGLOBAL LoadResource(HMODULE module, HRSRC resource);
 LPVOID LockResource(HGLOBAL resource);
 DWORD SizeofResource(HMODULE module, HRSRC resource);
+
+}  // extern "C"

@@ -72,6 +72,8 @@ struct INTERNET_BUFFERSW {
 static_assert(sizeof(INTERNET_BUFFERSW) == 56 && offsetof(INTERNET_BUFFERSW, lpvBuffer) == 32 &&
               offsetof(INTERNET_BUFFERSW, dwBufferTotal) == 44);
 
+extern "C" {
+
 // A session; the proxy comes from the environment (http_proxy, https_proxy, no_proxy). It remembers the
 // credentials that its servers (by scheme, host and port) and proxies have accepted.
 HINTERNET InternetOpenW(LPCWSTR agent, DWORD access_type, LPCWSTR proxy, LPCWSTR proxy_bypass, DWORD flags);
@@ -121,3 +123,5 @@ DWORD InternetSetCookieExW(LPCWSTR url, LPCWSTR name, LPCWSTR data, DWORD flags,
 
 // S_OK and the user agent of the system in narrow text; E_OUTOFMEMORY when the size (bytes) is too small.
 HRESULT ObtainUserAgentString(DWORD option, LPSTR buffer, DWORD* size);
+
+}  // extern "C"

@@ -55,6 +55,8 @@ struct URL_COMPONENTSW {
 static_assert(sizeof(URL_COMPONENTSW) == 104 && offsetof(URL_COMPONENTSW, nScheme) == 20 &&
               offsetof(URL_COMPONENTSW, nPort) == 36 && offsetof(URL_COMPONENTSW, lpszExtraInfo) == 88);
 
+extern "C" {
+
 // `length` is the buffer's size in units going in and the text's length (without the zero) coming out; with
 // ERROR_INSUFFICIENT_BUFFER it is the size needed. ERROR_INTERNET_INVALID_URL, ERROR_INVALID_PARAMETER.
 BOOL InternetCanonicalizeUrlW(LPCWSTR url, LPWSTR buffer, DWORD* length, DWORD flags);
@@ -63,3 +65,5 @@ BOOL InternetCanonicalizeUrlW(LPCWSTR url, LPWSTR buffer, DWORD* length, DWORD f
 // copied there. A length of 0 leaves the URL's end to be found. ERROR_INTERNET_UNRECOGNIZED_SCHEME and as
 // above.
 BOOL InternetCrackUrlW(LPCWSTR url, DWORD length, DWORD flags, URL_COMPONENTSW* components);
+
+}  // extern "C"

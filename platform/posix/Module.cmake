@@ -1,3 +1,5 @@
+# What a loaded module has of its own: embedded resources and exports.
+
 # sp_embed_resources(TARGET SYMBOL TYPE ID FILE [TYPE ID FILE ...]): puts the files' bytes into the target and
 # defines `extern const ModuleResources SYMBOL;` (global namespace) over them; a changed file is built in again.
 function(sp_embed_resources target symbol)
@@ -38,4 +40,11 @@ ${symbol}:
     set_source_files_properties("${source}" PROPERTIES OBJECT_DEPENDS "${files}")
     target_sources(${target} PRIVATE "${source}")
     target_link_libraries(${target} PRIVATE sp_platform)
+endfunction()
+
+# sp_export(TARGET MAP SYMBOL): the functions that the version script MAP names are all that the module exports.
+function(sp_export target map)
+    target_link_options(${target} PRIVATE
+        -Wl,--version-script=${map} -Wl,--exclude-libs,ALL -Wl,--no-undefined)
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default LINK_DEPENDS ${map})
 endfunction()
