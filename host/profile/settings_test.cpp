@@ -195,12 +195,12 @@ TEST(SettingsStore, AFailedSaveLeavesTheOldFile) {
 
 }  // namespace
 TEST_F(Settings, KeepObjectsInMemoryAlone) {
-    const auto tree = std::make_shared<SettingsTree>();
-    tree->SetTemplate(
+    const auto made = std::make_shared<SettingsTree>();
+    made->SetTemplate(
         "<CabTemplate><ItemSet id='S'><Item id='It' type='IUnknown'/><Item id='No' type='Int'/></ItemSet>"
         "<Root id='R' itemSet='S'/></CabTemplate>",
         u"R");
-    const auto view = tree->View();
+    const auto view = made->View();
     const auto item = ChildOf(view.get(), u"It");
     Variant value;
     item->get_v(value.put());
@@ -211,7 +211,7 @@ TEST_F(Settings, KeepObjectsInMemoryAlone) {
     item->get_v(value.put());
     EXPECT_EQ(value.type(), VT_UNKNOWN);
     EXPECT_EQ(value.punkVal, item.get());
-    EXPECT_EQ(tree->ToJson(), "{}");
+    EXPECT_EQ(made->ToJson(), "{}");
     EXPECT_EQ(item->put_v(Variant(static_cast<IUnknown*>(nullptr))), S_OK);  // else it holds itself
 }
 
