@@ -38,7 +38,8 @@ const Icon* OwnIcon(TMK::IUIX_Icon* icon);
 // Finds the icons of a look by name; null where it has none.
 using FindIcon = std::function<ComPtr<Icon>(const std::u16string& name)>;
 
-// The look of the editor, which a window supplies.
+// The look of the editor. A window may supply its icons; else those whose names begin with "ico." have
+// nothing but their name, by which the window draws them.
 class Theme final : public Object<TMK::IUIX_Theme> {
 public:
     HRESULT GetIcon(LPCWSTR name, TMK::IUIX_Icon** out_icon) override;

@@ -68,7 +68,9 @@ private:
 }  // namespace
 
 DesktopFrontEnd::DesktopFrontEnd(DesktopChoices choices)
-    : m_choices(std::move(choices)), m_windows(MakePageWindows(m_main_thread, m_window)) {}
+    : m_choices(std::move(choices)),
+      m_windows(MakePageWindows(m_main_thread, m_window)),
+      m_dialogs(m_choices.make_dialogs ? m_choices.make_dialogs(m_window) : nullptr) {}
 
 DesktopFrontEnd::~DesktopFrontEnd() = default;
 

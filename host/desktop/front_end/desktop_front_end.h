@@ -15,6 +15,8 @@ namespace desktop {
 struct DesktopChoices {
     host::fs::path browser_script;   // a script that stands in for the browser; empty for none
     host::fs::path browser_program;  // what shows the pages of a sign-in; empty for no browser at all
+    // Makes what shows the windows of plug-ins; none for no such windows.
+    std::unique_ptr<host::DialogViews> (*make_dialogs)(const QPointer<QWidget>& parent) = nullptr;
 };
 
 // How far a job is, and whether it is to end. Any thread.
@@ -48,6 +50,7 @@ public:
     host::MainThread& main_thread() override { return m_main_thread; }
     void RunAfter(std::chrono::milliseconds delay, std::function<void()> work) override;
     host::Windows& windows() override { return *m_windows; }
+    host::DialogViews* dialog_views() override { return m_dialogs.get(); }
     HWND main_window() const override;
     std::unique_ptr<host::Browser> MakeBrowser(const host::Profile& profile,
                                                std::shared_ptr<const host::Cipher> cipher,
@@ -60,6 +63,7 @@ private:
     QtMainThread m_main_thread;
     const std::unique_ptr<host::Windows> m_windows;
     QPointer<QWidget> m_window;
+    const std::unique_ptr<host::DialogViews> m_dialogs;  // null for none
     std::function<void(const QString&)> m_on_warning;
     QStringList m_early_warnings;
     std::mutex m_mutex;
