@@ -20,7 +20,8 @@ std::u16string_view WithoutMarker(std::u16string_view id) {
 Catalogue::Catalogue() {
     static constexpr std::pair<const char16_t*, const char16_t*> kOwn[] = {
         {u"btn.ok", u"&OK"},          {u"btn.cancel", u"&Cancel"},
-        {u"btn.close", u"&Close"},    {u"btn.yes", u"&Yes"},
+        {u"btn.close", u"&Close"},    {u"btn.tryAgain", u"&Try again"},
+        {u"btn.yes", u"&Yes"},
         {u"btn.no", u"&No"},          {u"cmd.file", u"&File"},
         {u"cmd.edit", u"&Edit"},      {u"cmd.page", u"&Page"},
         {u"cmd.view", u"&View"},      {u"cmd.window", u"&Window"},
