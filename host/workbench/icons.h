@@ -18,12 +18,16 @@ struct IconImage {
 
 class Icon final : public Object<TMK::IUIX_Icon> {
 public:
-    explicit Icon(std::vector<IconImage> images) : m_images(std::move(images)) {}
+    // An icon with a name and no images is one of the editor's look, which the window draws.
+    explicit Icon(std::vector<IconImage> images, std::u16string name = {})
+        : m_images(std::move(images)), m_name(std::move(name)) {}
     HRESULT get_ImagesCount(UINT* out_count) override;
     const std::vector<IconImage>& images() const { return m_images; }
+    const std::u16string& name() const { return m_name; }
 
 private:
     const std::vector<IconImage> m_images;
+    const std::u16string m_name;
 };
 
 // What is no PNG is left out.

@@ -4,7 +4,6 @@
 #include "afs/names/enumeration.h"
 #include "base/failure.h"
 #include "base/resources.h"
-#include "dialogs/message_box.h"
 
 using namespace TMK;
 

@@ -17,6 +17,7 @@
 #include "browse/hidden_paths.h"
 #include "dialogs/command_objects.h"
 #include "dialogs/dialog_parameters.h"
+#include "dialogs/message_box.h"
 
 namespace Ui {
 

@@ -6,7 +6,6 @@
 #include "base/text/number_format.h"
 #include "browse/dialog.h"
 #include "browse/dialog_progress.h"
-#include "dialogs/message_box.h"
 
 using namespace TMK;
 
@@ -142,7 +141,7 @@ HRESULT Dialog::CreateFolderNow(IAFS_Name* folder, const std::u16string& name, D
     const auto reason = MakeObject<FailureText>();
     const auto work = [&]() -> HRESULT {
         CHECK_RETURN(plugin != nullptr, E_FAIL);
-        CHECK_RESULT(progress.Start(plugin->m_aux_inst.get(), FormatString(inst, u"sp.addFolder.progress.title"),
+        CHECK_RESULT(progress.Start(plugin->m_aux_inst.get(), m_window, FormatString(inst, u"sp.addFolder.progress.title"),
                                     FormatString(inst, u"sp.addFolder.progress.text", name)));
         ComPtr<IAFS_Name> new_folder;
         CHECK_RESULT_TEXT(m_file_system->StringToName(name.c_str(), 0, folder, new_folder.put()),
@@ -200,7 +199,7 @@ bool Dialog::DeleteNow(const NamedItems& items, DialogProgress& progress) {
     TRACE_NAME("Ui::Dialog::Delete");
     ITMK_Inst* const inst = m_tmk_instance.get();
     const PluginContext* const plugin = m_file_system->GetPlugin();
-    if (!plugin || FAILED(progress.Start(plugin->m_aux_inst.get(), FormatString(inst, u"sp.delete.progress.title")))) {
+    if (!plugin || FAILED(progress.Start(plugin->m_aux_inst.get(), m_window, FormatString(inst, u"sp.delete.progress.title")))) {
         Ask(kStyleWarning, FormatPrompt(inst, u"sp.delete.error.unknown"), {u"btn.close"});
         return false;
     }

@@ -3,7 +3,6 @@
 #include "base/plugin_context.h"
 #include "browse/dialog.h"
 #include "browse/recent_folders.h"
-#include "dialogs/message_box.h"
 
 using namespace TMK;
 

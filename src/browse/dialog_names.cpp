@@ -3,7 +3,6 @@
 #include "base/failure.h"
 #include "base/text/ignore_case.h"
 #include "browse/dialog.h"
-#include "dialogs/message_box.h"
 
 using namespace TMK;
 

@@ -4,11 +4,11 @@
 
 namespace Ui {
 
-HRESULT DialogProgress::Start(TMK::IAUX_Inst* aux, const std::u16string& title, const std::u16string& text) {
+HRESULT DialogProgress::Start(TMK::IAUX_Inst* aux, HWND parent, const std::u16string& title, const std::u16string& text) {
     TRACE_NAME("Ui::DialogProgress::Start");
     CHECK_RETURN(aux != nullptr, E_FAIL);
     ComPtr<TMK::ITMK_Progress> progress;
-    CHECK_RESULT_TEXT(aux->CreateProgress(nullptr, progress.put()), u"aux->CreateProgress(nullptr, &progress)");
+    CHECK_RESULT_TEXT(aux->CreateProgress(parent, progress.put()), u"aux->CreateProgress(parent, &progress)");
     CHECK_RETURN(progress != nullptr, E_FAIL);
     CHECK_RESULT(progress->put_Title(title.c_str()));
     CHECK_RESULT(progress->put_Text(text.c_str()));

@@ -11,7 +11,7 @@ namespace Ui {
 
 class DialogProgress {
 public:
-    HRESULT Start(TMK::IAUX_Inst* aux, const std::u16string& title, const std::u16string& text = {});
+    HRESULT Start(TMK::IAUX_Inst* aux, HWND parent, const std::u16string& title, const std::u16string& text = {});
     void Show(const std::u16string& text, const std::u16string& status);
     TMK::ITMK_CancelFlag* GetCancelFlag() const { return m_cancel_flag.get(); }
     bool IsCanceled() const;

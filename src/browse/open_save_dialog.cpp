@@ -48,7 +48,8 @@ HRESULT OpenSaveDialog::Run(const Request& request, TMK::IAFS_NamesCollection** 
                                Dialog::Wishes{ComPtr<TMK::IAFS_Name>(request.default_folder), request.preferences});
         CHECK_RETURN(dialog != nullptr, E_OUTOFMEMORY);
         const HRESULT result = dialog->DoModal(request.open, request.parent_window);
-        CHECK_RETURN_TEXT(SUCCEEDED(result) && result != 1, result, u"result");
+        CHECK_RESULT_TEXT(result, u"result");
+        CHECK_RETURN_TEXT(result == S_OK, E_FAIL, u"result == S_OK");
         *o_names = dialog->m_files_to_open.detach();
         return S_OK;
     }
