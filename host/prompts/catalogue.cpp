@@ -22,6 +22,7 @@ Catalogue::Catalogue() {
         {u"btn.ok", u"&OK"},
         {u"btn.cancel", u"&Cancel"},
         {u"btn.close", u"&Close"},
+        {u"btn.tryAgain", u"&Try again"},
         {u"btn.yes", u"&Yes"},
         {u"btn.no", u"&No"},
         {u"cmd.file", u"&File"},
