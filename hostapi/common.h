@@ -5,8 +5,7 @@
 
 #include "platform/base.h"
 #include "platform/com.h"
-
-using HWND = void*;
+#include "platform/window_messages.h"
 
 struct RECT {
     LONG left;

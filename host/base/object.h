@@ -57,6 +57,21 @@ private:
     std::atomic<ULONG> m_count{0};
 };
 
+// `Base`, an object, with one more interface.
+template <class Base, class Interface>
+class Also : public Base, public Interface {
+public:
+    using Base::Base;
+    HRESULT QueryInterface(REFIID iid, void** out_object) override {
+        if (!out_object || iid != Interface::kIid) return Base::QueryInterface(iid, out_object);
+        *out_object = static_cast<Interface*>(this);
+        Base::AddRef();
+        return S_OK;
+    }
+    ULONG AddRef() override { return Base::AddRef(); }
+    ULONG Release() override { return Base::Release(); }
+};
+
 // The same for automation interfaces; this host has no type library.
 template <class Interface>
 class DispatchObject : public Object<Interface, IDispatch> {

@@ -46,8 +46,8 @@ private:
 
 class AuxExtension final : public Object<TMK::IAUX_Inst> {
 public:
-    AuxExtension(std::shared_ptr<const Cipher> cipher, Warn warn)
-        : m_cipher(std::move(cipher)), m_warn(std::move(warn)) {}
+    AuxExtension(std::shared_ptr<const Cipher> cipher, const ProgressMaker& progress, Warn warn)
+        : m_cipher(std::move(cipher)), m_progress(progress), m_warn(std::move(warn)) {}
 
     HRESULT CreateString(LPCWSTR value, TMK::IString** out_string) override {
         return GiveNew<String>(out_string, FromWide(value));
@@ -72,8 +72,7 @@ public:
         return result;
     }
     HRESULT CreateProgress(HWND, TMK::ITMK_Progress** out_progress) override {
-        if (out_progress) *out_progress = nullptr;
-        return E_NOTIMPL;
+        return Give(out_progress, [&] { return m_progress.Make(); });
     }
 
 private:
@@ -91,14 +90,16 @@ private:
     }
 
     std::shared_ptr<const Cipher> m_cipher;
+    const ProgressMaker& m_progress;
     const Warn m_warn;
     std::atomic<bool> m_has_warned{false};
 };
 
 }  // namespace
 
-ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher, Warn warn) {
-    return Make<AuxExtension>(std::move(cipher), std::move(warn));
+ComPtr<TMK::IAUX_Inst> MakeAuxExtension(std::shared_ptr<const Cipher> cipher, const ProgressMaker& progress,
+                                        Warn warn) {
+    return Make<AuxExtension>(std::move(cipher), progress, std::move(warn));
 }
 
 ComPtr<TMK::ITMK_CryptKey> MakeCryptKey(std::u16string id) {

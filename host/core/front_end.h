@@ -11,6 +11,7 @@
 #include "host/base/main_thread.h"
 #include "host/browser/browser.h"
 #include "host/browser/windows.h"
+#include "host/dialogs/views.h"
 #include "host/profile/cipher.h"
 #include "host/profile/profile.h"
 #include "host/prompts/prompt.h"
@@ -32,6 +33,8 @@ public:
     virtual void RunAfter(std::chrono::milliseconds delay, std::function<void()> work) = 0;
     // The windows that plug-ins make.
     virtual Windows& windows() = 0;
+    // What shows windows with controls; null where there is nothing to show them.
+    virtual DialogViews* dialog_views() { return nullptr; }
     // The parent of a plug-in's windows; null for none.
     virtual HWND main_window() const = 0;
     // The browser of the sign-in pages, null for none. `note` gets a sentence for people where a page can't

@@ -31,9 +31,15 @@ Host::Host(FrontEnd& front_end, fs::path profile, std::optional<Credentials> cre
       m_settings(m_profile),
       m_instance(MakeInstance(*this)),
       m_file_systems(Make<FileSystems>([this] { return MakeFilesCache(m_cache); })),
-      m_aux(MakeAuxExtension(m_cipher, [&front_end](const std::string& line) { front_end.Warn(line); })),
+      m_dialogs(front_end.main_thread(), front_end.windows(), m_workbench, front_end.dialog_views()),
+      m_progress(
+          front_end.main_thread(),
+          [&front_end](auto delay, auto work) { front_end.RunAfter(delay, std::move(work)); },
+          front_end.dialog_views()),
+      m_aux(MakeAuxExtension(m_cipher, m_progress,
+                             [&front_end](const std::string& line) { front_end.Warn(line); })),
       m_images(MakeImageExtension()),
-      m_user_interface(MakeUserInterfaceExtension(front_end.windows(), m_workbench)) {}
+      m_user_interface(MakeUserInterfaceExtension(m_dialogs, m_workbench, m_note)) {}
 
 Host::~Host() {
     Guarded([&] {
@@ -79,6 +85,7 @@ void Host::StartPlugin(ComPtr<TMK::ITMK_Plugin> plugin) {
 }
 
 void Host::UnloadPlugin() {
+    m_dialogs.DestroyAll();
     m_front_end.windows().DestroyAll();
     if (m_plugin) {
         m_plugin->Unload();

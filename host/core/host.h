@@ -13,6 +13,8 @@
 #include "host/core/plugin_services.h"
 #include "host/core/plugin_settings.h"
 #include "host/core/plugin_sign_in.h"
+#include "host/dialogs/dialogs.h"
+#include "host/dialogs/progress.h"
 #include "host/profile/accounts.h"
 #include "host/profile/cipher.h"
 #include "host/profile/profile.h"
@@ -102,6 +104,8 @@ private:
     host::PluginSettings m_settings;
     ComPtr<TMK::ITMK_Inst> m_instance;
     ComPtr<FileSystems> m_file_systems;
+    Dialogs m_dialogs;
+    const ProgressMaker m_progress;
     ComPtr<TMK::IAUX_Inst> m_aux;
     ComPtr<IUnknown> m_images;
     ComPtr<IUnknown> m_user_interface;

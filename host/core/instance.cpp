@@ -6,6 +6,7 @@
 #include "host/core/aux_extension.h"
 #include "host/core/front_end.h"
 #include "host/core/plugin_id.h"
+#include "host/dialogs/file_filters.h"
 #include "host/profile/settings_tree.h"
 #include "host/prompts/task_dialog.h"
 #include "host/workbench/images.h"
@@ -233,9 +234,14 @@ public:
         return m_services.workbench().timers().Stop(timer_id) ? S_OK : S_FALSE;
     }
 
-    HRESULT GetFileFilter(LPCWSTR, DWORD, BSTR* out_filter) override {
-        if (out_filter) *out_filter = nullptr;
-        return E_NOTIMPL;
+    HRESULT GetFileFilter(LPCWSTR key, DWORD form, BSTR* out_filter) override {
+        if (!out_filter) return E_POINTER;
+        *out_filter = nullptr;
+        if (!key || form > 1) return E_INVALIDARG;
+        return Guarded([&] {
+            return GiveString(out_filter,
+                              FileFilter(m_services.catalogue(), key, static_cast<FilterForm>(form)));
+        });
     }
 
 private:

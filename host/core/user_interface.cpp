@@ -1,6 +1,7 @@
 #include "host/core/user_interface.h"
 
 #include "host/base/give.h"
+#include "host/base/host_objects.h"
 
 namespace host {
 
@@ -8,8 +9,9 @@ namespace {
 
 class UserInterfaceExtension final : public Object<TMK::IUIX_Inst> {
 public:
-    UserInterfaceExtension(Windows& windows, Workbench& workbench)
-        : m_windows(windows), m_workbench(workbench) {}
+    UserInterfaceExtension(Dialogs& dialogs, Workbench& workbench,
+                           std::function<void(const std::string&)> note)
+        : m_dialogs(dialogs), m_workbench(workbench), m_note(std::move(note)) {}
 
     HRESULT CreateMultiSizeIcon(TMK::IUIX_MultiSizeIcon** out_icon) override {
         return Give(out_icon, MakeIconMaker);
@@ -23,12 +25,15 @@ public:
     HRESULT CreateObj(const TMK::UIX_CreateObjParams* parameters, TMK::IUIX_Obj** out_object) override {
         if (out_object) *out_object = nullptr;
         if (!parameters) return E_INVALIDARG;
-        return Guarded([&] {
-            ComPtr<TMK::IUIX_Obj> window;
-            const HRESULT result = m_windows.Create(*parameters, window);
-            if (out_object) *out_object = window.detach();
-            return result;
+        ErrorDetails details;
+        const HRESULT result = Guarded(&details, [&] {
+            ComPtr<TMK::IUIX_Obj> object;
+            const HRESULT made = m_dialogs.Create(*parameters, object);
+            if (out_object) *out_object = object.detach();
+            return made;
         });
+        if (FAILED(result) && !details.Text().empty()) m_note(details.Text());
+        return result;
     }
     HRESULT get_CmdManager(TMK::IUIX_CmdManager** out_manager) override {
         return Give(out_manager, [&] { return ComPtr<CommandManager>(&m_workbench.manager()); });
@@ -47,21 +52,22 @@ public:
     HRESULT GetIcon(BSTR name, TMK::IUIX_Icon** out_icon) override {
         return m_workbench.theme().GetIcon(name, out_icon);
     }
-    HRESULT CreateFileTypeIcon(LPWSTR, DWORD, TMK::IUIX_Icon** out_icon) override {
-        if (out_icon) *out_icon = nullptr;
-        return E_NOTIMPL;
+    HRESULT CreateFileTypeIcon(LPWSTR extension, DWORD, TMK::IUIX_Icon** out_icon) override {
+        return GiveNew<Icon>(out_icon, std::vector<IconImage>(), u"file" + FromWide(extension));
     }
 
 private:
-    Windows& m_windows;
+    Dialogs& m_dialogs;
     Workbench& m_workbench;
+    const std::function<void(const std::string&)> m_note;
     const ComPtr<TMK::IRGC_Inst> m_images = MakeImageExtension();
 };
 
 }  // namespace
 
-ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension(Windows& windows, Workbench& workbench) {
-    return Make<UserInterfaceExtension>(windows, workbench);
+ComPtr<TMK::IUIX_Inst> MakeUserInterfaceExtension(Dialogs& dialogs, Workbench& workbench,
+                                                  std::function<void(const std::string&)> note) {
+    return Make<UserInterfaceExtension>(dialogs, workbench, std::move(note));
 }
 
 }  // namespace host

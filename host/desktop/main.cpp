@@ -8,6 +8,7 @@
 
 #include "host/base/environment.h"
 #include "host/base/interrupt.h"
+#include "host/desktop/dialogs/dialog_views.h"
 #include "host/desktop/front_end/text.h"
 #include "host/desktop/window/main_window.h"
 
@@ -53,7 +54,8 @@ Options ReadOptions(const QApplication& application) {
 }
 
 int Run(QApplication& application, const Options& options) {
-    desktop::DesktopFrontEnd front_end({options.browser_script, host::BrowserProgramPath()});
+    desktop::DesktopFrontEnd front_end(
+        {{options.browser_script, host::BrowserProgramPath()}, desktop::MakeDialogViews});
     host::Host host(front_end, options.profile);
     host.LoadPlugin(options.plugin);
     int status = 0;

@@ -69,7 +69,9 @@ TEST(Cipher, TheKeyFileIsTheOwnersAlone) {
 TEST(AuxExtension, EnciphersStringsForAPlugin) {
     const TempFolder folder;
     int warnings = 0;
-    const auto aux = MakeAuxExtension(std::make_shared<const Cipher>(folder / "key"),
+    WaitingMainThread main_thread;
+    const ProgressMaker progress(main_thread, {}, nullptr);
+    const auto aux = MakeAuxExtension(std::make_shared<const Cipher>(folder / "key"), progress,
                                       [&](const std::string&) { ++warnings; });
     const auto key = MakeCryptKey(u"plugin");
     ComPtr<TMK::IString> plain;

@@ -27,13 +27,14 @@ constexpr std::size_t kMaxDepth = 32;
 }
 
 std::optional<CabType> TypeOfName(std::string_view name) {
-    static constexpr std::array<std::pair<std::string_view, CabType>, 6> kTypes{{
+    static constexpr std::array<std::pair<std::string_view, CabType>, 7> kTypes{{
         {"Bool", CabType::Bool},
         {"Int", CabType::Int},
         {"Int64", CabType::Int64},
         {"String", CabType::String},
         {"Dictionary", CabType::Dictionary},
         {"Array", CabType::Array},
+        {"IUnknown", CabType::Object},
     }};
     for (const auto& [text, type] : kTypes) {
         if (text == name) return type;
@@ -170,6 +171,8 @@ SettingValue ConvertSetting(const SettingValue& value, CabType type) {
             return number ? SettingValue(*number) : SettingValue();
         case CabType::String:
             return std::holds_alternative<std::u16string>(value) ? value : SettingValue();
+        case CabType::Object:
+            return std::holds_alternative<ComPtr<IUnknown>>(value) ? value : SettingValue();
         case CabType::Unset:
             return value;
         default:
@@ -178,8 +181,8 @@ SettingValue ConvertSetting(const SettingValue& value, CabType type) {
 }
 
 CabType TypeOfSetting(const SettingValue& value) {
-    static constexpr std::array kTypes{CabType::Unset, CabType::Bool, CabType::Int, CabType::Int64,
-                                       CabType::String};
+    static constexpr std::array kTypes{CabType::Unset, CabType::Bool,   CabType::Int,
+                                       CabType::Int64, CabType::String, CabType::Object};
     return kTypes[value.index()];
 }
 

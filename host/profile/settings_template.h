@@ -10,10 +10,12 @@
 #include <vector>
 
 #include "hostapi/settings.h"
+#include "platform/com_ptr.h"
 
 namespace host {
 
-using SettingValue = std::variant<std::monostate, bool, std::int32_t, std::int64_t, std::u16string>;
+using SettingValue = std::variant<std::monostate, bool, std::int32_t, std::int64_t, std::u16string,
+                                  ComPtr<IUnknown>>;  // an object lives in memory alone
 
 struct ItemSet;
 

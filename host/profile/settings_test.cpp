@@ -194,4 +194,25 @@ TEST(SettingsStore, AFailedSaveLeavesTheOldFile) {
 }
 
 }  // namespace
+TEST_F(Settings, KeepObjectsInMemoryAlone) {
+    const auto made = std::make_shared<SettingsTree>();
+    made->SetTemplate(
+        "<CabTemplate><ItemSet id='S'><Item id='It' type='IUnknown'/><Item id='No' type='Int'/></ItemSet>"
+        "<Root id='R' itemSet='S'/></CabTemplate>",
+        u"R");
+    const auto view = made->View();
+    const auto item = ChildOf(view.get(), u"It");
+    Variant value;
+    item->get_v(value.put());
+    EXPECT_EQ(value.type(), VT_EMPTY);
+    EXPECT_EQ(item->put_v(Variant(LONG{1})), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(ChildOf(view.get(), u"No")->put_v(Variant(view.get())), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(item->put_v(Variant(item.get())), S_OK);
+    item->get_v(value.put());
+    EXPECT_EQ(value.type(), VT_UNKNOWN);
+    EXPECT_EQ(value.punkVal, item.get());
+    EXPECT_EQ(made->ToJson(), "{}");
+    EXPECT_EQ(item->put_v(Variant(static_cast<IUnknown*>(nullptr))), S_OK);  // else it holds itself
+}
+
 }  // namespace host

@@ -108,6 +108,7 @@ void WriteNode(Writer& writer, const SettingNode& node) {
             for (const NodePtr& child : node.children) {
                 const bool is_plain = child->type != CabType::Dictionary && child->type != CabType::Array;
                 if (is_plain && child->value.index() == 0) continue;
+                if (child->type == CabType::Object) continue;
                 const std::string id = ToUtf8(child->id);
                 writer.Key(id.data(), static_cast<rapidjson::SizeType>(id.size()));
                 WriteNode(writer, *child);
@@ -154,6 +155,9 @@ SettingValue FromVariant(const VARIANT& variant) {
             return static_cast<std::int64_t>(variant.llVal);
         case VT_BSTR:
             return std::u16string(variant.bstrVal ? variant.bstrVal : u"", SysStringLen(variant.bstrVal));
+        case VT_UNKNOWN:
+        case VT_DISPATCH:
+            return ComPtr<IUnknown>(variant.punkVal);
         default:
             return {};
     }
@@ -164,6 +168,7 @@ Variant ToVariant(const SettingValue& value) {
     if (const auto* small = std::get_if<std::int32_t>(&value)) return Variant(static_cast<LONG>(*small));
     if (const auto* large = std::get_if<std::int64_t>(&value)) return Variant(static_cast<LONGLONG>(*large));
     if (const auto* text = std::get_if<std::u16string>(&value)) return Variant(std::u16string_view(*text));
+    if (const auto* object = std::get_if<ComPtr<IUnknown>>(&value)) return Variant(object->get());
     return Variant();
 }
 

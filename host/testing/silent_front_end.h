@@ -9,6 +9,7 @@
 
 #include "host/browser/pane_windows.h"
 #include "host/core/front_end.h"
+#include "host/testing/scripted_dialogs.h"
 
 namespace host::testing {
 
@@ -31,6 +32,7 @@ public:
         m_main_thread.PostAfter(delay, std::move(work));
     }
     Windows& windows() override { return *m_windows; }
+    DialogViews* dialog_views() override { return &dialogs; }
     HWND main_window() const override { return nullptr; }
     std::unique_ptr<Browser> MakeBrowser(const Profile&, std::shared_ptr<const Cipher>,
                                          std::function<void(const std::string&)>) override {
@@ -44,6 +46,7 @@ public:
     }
 
     std::function<void(const std::string&)> on_warning;
+    ScriptedDialogs dialogs;
 
 protected:
     class LastingNotice final : public SignInNotice {

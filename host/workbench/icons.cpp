@@ -62,7 +62,10 @@ HRESULT Theme::GetIcon(LPCWSTR name, TMK::IUIX_Icon** out_icon) {
     *out_icon = nullptr;
     if (!name) return E_INVALIDARG;
     return Guarded([&] {
-        if (m_find) *out_icon = m_find(name).detach();
+        const bool is_own = std::u16string_view(name).starts_with(u"ico.");
+        *out_icon = m_find   ? m_find(name).detach()
+                    : is_own ? Make<Icon>(std::vector<IconImage>(), name).detach()
+                             : nullptr;
         return *out_icon ? S_OK : S_FALSE;
     });
 }

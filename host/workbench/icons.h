@@ -18,12 +18,16 @@ struct IconImage {
 
 class Icon final : public Object<TMK::IUIX_Icon> {
 public:
-    explicit Icon(std::vector<IconImage> images) : m_images(std::move(images)) {}
+    // An icon with a name and no images is one of the editor's look, which the window draws.
+    explicit Icon(std::vector<IconImage> images, std::u16string name = {})
+        : m_images(std::move(images)), m_name(std::move(name)) {}
     HRESULT get_ImagesCount(UINT* out_count) override;
     const std::vector<IconImage>& images() const { return m_images; }
+    const std::u16string& name() const { return m_name; }
 
 private:
     const std::vector<IconImage> m_images;
+    const std::u16string m_name;
 };
 
 // What is no PNG is left out.
@@ -34,7 +38,8 @@ const Icon* OwnIcon(TMK::IUIX_Icon* icon);
 // Finds the icons of a look by name; null where it has none.
 using FindIcon = std::function<ComPtr<Icon>(const std::u16string& name)>;
 
-// The look of the editor, which a window supplies.
+// The look of the editor. A window may supply its icons; else those whose names begin with "ico." have
+// nothing but their name, by which the window draws them.
 class Theme final : public Object<TMK::IUIX_Theme> {
 public:
     HRESULT GetIcon(LPCWSTR name, TMK::IUIX_Icon** out_icon) override;

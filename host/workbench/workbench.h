@@ -21,6 +21,8 @@ public:
     Workbench(const Workbench&) = delete;
     Workbench& operator=(const Workbench&) = delete;
 
+    const Surroundings& around() const { return m_around; }
+
     // For any thread.
     Atoms& atoms() { return m_atoms; }
     Documents& documents() { return m_documents; }

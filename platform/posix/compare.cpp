@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
 
 #include "platform/text.h"
@@ -100,13 +101,12 @@ public:
         UErrorCode error = U_ZERO_ERROR;
         m_collator = ucol_open("", &error);
         if (U_SUCCESS(error)) ucol_setStrength(m_collator, UCOL_SECONDARY);
-        std::array<char16_t, 128> sorted;
-        for (char16_t c = 0; c < 128; ++c) sorted[c] = c;
-        std::stable_sort(sorted.begin(), sorted.end(), [this](auto a, auto b) { return Slow(a, b) < 0; });
+        for (char16_t c = 0; c < 128; ++c) m_sorted[c] = c;
+        std::stable_sort(m_sorted.begin(), m_sorted.end(), [this](auto a, auto b) { return Slow(a, b) < 0; });
         int rank = 0;
-        for (std::size_t i = 0; i < sorted.size(); ++i) {
-            if (i > 0 && Slow(sorted[i - 1], sorted[i]) < 0) ++rank;
-            m_ranks[sorted[i]] = rank;
+        for (std::size_t i = 0; i < m_sorted.size(); ++i) {
+            if (i > 0 && Slow(m_sorted[i - 1], m_sorted[i]) < 0) ++rank;
+            m_ranks[m_sorted[i]] = rank;
         }
     }
 
@@ -115,6 +115,28 @@ public:
         if (a < 128 && b < 128)
             return m_ranks[static_cast<std::size_t>(a)] - m_ranks[static_cast<std::size_t>(b)];
         return Slow(a, b);
+    }
+
+    // Bytes that compare like the characters; those of one are never the beginning of those of another.
+    void AppendKey(UChar32 c, std::string& key) const {
+        if (!m_collator) {
+            key += ByteOf(0);
+            for (int shift = 16; shift >= 0; shift -= 8) key += static_cast<char>(c >> shift);
+            return;
+        }
+        if (c < 128) {
+            key += ByteOf(m_ranks[static_cast<std::size_t>(c)]);
+            return;
+        }
+        // The first character of ASCII that is not before this one.
+        const auto found =
+            std::partition_point(m_sorted.begin(), m_sorted.end(), [&](char16_t x) { return Slow(x, c) < 0; });
+        if (found != m_sorted.end() && Slow(*found, c) == 0) {
+            key += ByteOf(m_ranks[*found]);
+            return;
+        }
+        key += static_cast<char>(found == m_sorted.end() ? kBehindAscii : ByteOf(m_ranks[*found]) - 1);
+        AppendCollationKey(c, key);
     }
 
 private:
@@ -127,9 +149,32 @@ private:
         return ucol_strcoll(m_collator, left, left_size, right, right_size);
     }
 
+    // Every second byte, so that what lies between two characters of ASCII has a byte of its own.
+    static constexpr int kFirstAscii = 4;
+    static constexpr int kBehindAscii = 0xFF;
+    static char ByteOf(int rank) { return static_cast<char>(kFirstAscii + 2 * rank); }
+
+    // Ends with the zero that ICU puts behind each key.
+    void AppendCollationKey(UChar32 c, std::string& key) const {
+        char16_t text[2];
+        int32_t size = 0;
+        U16_APPEND_UNSAFE(text, size, c);
+        std::array<uint8_t, 64> bytes{};
+        const int32_t capacity = static_cast<int32_t>(bytes.size());
+        const int32_t length = ucol_getSortKey(m_collator, text, size, bytes.data(), capacity);
+        key.append(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::size_t>(std::min(length, capacity)));
+    }
+
     UCollator* m_collator = nullptr;
+    std::array<char16_t, 128> m_sorted;
     std::array<int, 128> m_ranks;
 };
+
+const CharacterOrder& UsersOrder() {
+    static const CharacterOrder order;
+    return order;
+}
 
 constexpr bool IsDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
@@ -155,6 +200,18 @@ UChar32 TakeCharacter(View& text) {
     U16_NEXT(text.data(), used, text.size(), c);
     text.remove_prefix(used);
     return c;
+}
+
+// Numbers come before all characters; of two the one with more digits is greater.
+void AppendNumberKey(View digits, std::string& key) {
+    constexpr char kNumber = 2;
+    constexpr std::size_t kLong = 0xFF;
+    key += kNumber;
+    key += static_cast<char>(std::min(digits.size(), kLong));
+    if (digits.size() >= kLong) {
+        for (int shift = 24; shift >= 0; shift -= 8) key += static_cast<char>(digits.size() >> shift);
+    }
+    for (const char16_t digit : digits) key += static_cast<char>(digit);
 }
 
 constexpr int Sign(int value) {
@@ -183,7 +240,7 @@ int CompareStringW(LCID locale, DWORD flags, LPCWSTR a, int a_length, LPCWSTR b,
 }
 
 int StrCmpLogicalW(LPCWSTR a, LPCWSTR b) {
-    static const CharacterOrder order;
+    const CharacterOrder& order = UsersOrder();
     View left = a ? View(a) : View();
     View right = b ? View(b) : View();
     while (!left.empty() && !right.empty()) {
@@ -195,6 +252,37 @@ int StrCmpLogicalW(LPCWSTR a, LPCWSTR b) {
         if (result) return Sign(result);
     }
     return static_cast<int>(right.empty()) - static_cast<int>(left.empty());
+}
+
+int LCMapStringW(LCID locale, DWORD flags, LPCWSTR text, int length, LPWSTR key, int key_size) {
+    const bool is_known = locale == LOCALE_USER_DEFAULT || locale == LOCALE_SYSTEM_DEFAULT;
+    if (!is_known || !text || key_size < 0 || (key_size > 0 && !key)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    if (flags != (LCMAP_SORTKEY | NORM_IGNORECASE | SORT_DIGITSASNUMBERS)) {
+        SetLastError(ERROR_INVALID_FLAGS);
+        return 0;
+    }
+    const CharacterOrder& order = UsersOrder();
+    thread_local std::string made;
+    made.clear();
+    View rest = length < 0 ? View(text) : View(text, static_cast<std::size_t>(length));
+    while (!rest.empty()) {
+        if (IsDigit(rest.front())) {
+            AppendNumberKey(TakeNumber(rest), made);
+        } else {
+            order.AppendKey(TakeCharacter(rest), made);
+        }
+    }
+    const int needed = static_cast<int>(made.size());
+    if (key_size == 0) return needed;
+    if (key_size < needed) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return 0;
+    }
+    std::copy(made.begin(), made.end(), reinterpret_cast<char*>(key));
+    return needed;
 }
 
 LPWSTR PathFindExtensionW(LPCWSTR path) {

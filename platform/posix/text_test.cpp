@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <iterator>
+#include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/com.h"
 #include "platform/url.h"
@@ -207,6 +210,42 @@ TEST(Encoding, TheProcessEncodingEndsWhereItCanNotConvert) {
     char16_t text[16];
     EXPECT_EQ(MultiByteToWideChar(CP_ACP, 0, "abc", -1, text, 16), 4);
     EXPECT_EQ(std::u16string(text), u"abc");
+}
+
+std::string SortKey(const std::u16string& text) {
+    constexpr DWORD kFlags = LCMAP_SORTKEY | NORM_IGNORECASE | SORT_DIGITSASNUMBERS;
+    std::string key(static_cast<std::size_t>(
+                        LCMapStringW(LOCALE_USER_DEFAULT, kFlags, text.c_str(), -1, nullptr, 0)),
+                    '\0');
+    EXPECT_EQ(LCMapStringW(LOCALE_USER_DEFAULT, kFlags, text.data(), static_cast<int>(text.size()),
+                           reinterpret_cast<LPWSTR>(key.data()), static_cast<int>(key.size())),
+              static_cast<int>(key.size()));
+    return key;
+}
+
+// Texts of up to five pieces that sort in every way: numbers with zeros, letters of both cases, accents, signs,
+// ignorable and foreign characters.
+TEST(SortKeys, CompareLikeTheLogicalOrder) {
+    static const std::u16string pieces[] = {
+        u"",   u"a", u"B",      u"b",      u"z",      u"0",          u"007",
+        u"9",  u"10", u" ",     u"_",      u"#",      u"'",          u"\u00E9",
+        u"e",  u"f", u"\uFF41", u"\u0130", u"\u4E2D", u"\U0001F600", u"\u0007",
+        u"\u200B", u"\u0663", std::u16string(300, u'1')};
+    std::minstd_rand random(7);
+    std::vector<std::u16string> texts;
+    for (int i = 0; i < 300; ++i) {
+        std::u16string text;
+        for (unsigned left = random() % 6; left > 0; --left) text += pieces[random() % std::size(pieces)];
+        texts.push_back(text);
+    }
+    for (const std::u16string& a : texts) {
+        const std::string key = SortKey(a);
+        for (const std::u16string& b : texts) {
+            const int order = key.compare(SortKey(b));
+            ASSERT_EQ((order > 0) - (order < 0), StrCmpLogicalW(a.c_str(), b.c_str()))
+                << testing::PrintToString(a) << " and " << testing::PrintToString(b);
+        }
+    }
 }
 
 }  // namespace

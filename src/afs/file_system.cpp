@@ -3,12 +3,18 @@
 
 #include "base/failure.h"
 #include "base/out_values.h"
+#include "base/url.h"
+#include "dialogs/message_box.h"
+#include "dialogs/open_save_dialogs.h"
 #include "session/account_data.h"
+#include "session/create_account_dialog.h"
 
 namespace {
 
 constexpr DWORD kFeatures = 0x3000A7FF;
+constexpr DWORD kChoiceOk = 1;
 constexpr DWORD kChoiceCanceled = 2;
+constexpr DWORD kModeOpen = 1;
 constexpr size_t kFirstBuckets = 8;
 
 }  // namespace
@@ -119,10 +125,23 @@ HRESULT FileSystem::CreateDlgParams(DWORD i_dialog_type, DWORD, TMK::IAFS_DlgPar
     TRACE_RETURN(S_OK);
 }
 
-HRESULT FileSystem::CheckDlgFolder(const char* trace_function, TMK::IAFS_Name* host_folder) {
-    const ComPtr<Name> initial_folder = GetName(host_folder);
-    CHECK_RETURN(initial_folder != nullptr, E_INVALIDARG);
-    CHECK_RETURN(initial_folder->GetSession() != nullptr, E_INVALIDARG);
+// What the host wants, with the folder to begin in.
+HRESULT FileSystem::LoadDlgParameters(TMK::IAFS_DlgParams* dialog_parameters, Name& initial_folder,
+                                      Ui::DialogParameters& out_parameters) {
+    TRACE_NAME("FileSystem::ShowDlg");
+    const HRESULT loaded = out_parameters.LoadFromCab(dialog_parameters);
+    if (SUCCEEDED(loaded) && out_parameters.m_initial_path_name) {
+        const ComPtr<Name> parameters_initial_folder = GetName(out_parameters.m_initial_path_name.get());
+        CHECK_RETURN(parameters_initial_folder != nullptr, E_INVALIDARG);
+        const std::u16string initial_folder_root_url = initial_folder.GetSession()->GetWebUrl();
+        const std::u16string parameters_initial_folder_root_url =
+            parameters_initial_folder->GetSession()->GetWebUrl();
+        CHECK_RETURN(CompareUrls(initial_folder_root_url.c_str(), parameters_initial_folder_root_url.c_str()) ==
+                         CompareUrlsResult::equal,
+                     E_INVALIDARG);
+    } else {
+        out_parameters.m_initial_path_name = ComPtr<TMK::IAFS_Name>(&initial_folder);
+    }
     return S_OK;
 }
 
@@ -146,10 +165,34 @@ HRESULT FileSystem::ShowDlg(DWORD i_dialog_type, TMK::IAFS_Name* initial_folder,
             return m_afs_inst->ShowDlg(i_dialog_type, initial_folder, dialog_parameters, i_parent_window,
                                        o_names, o_user_choise);
         }
-        if (const HRESULT failure = CheckDlgFolder(trace_function, initial_folder); FAILED(failure))
-            return failure;
-        // The open and save dialog itself is not here yet.
-        TRACE_RETURN(E_NOTIMPL);
+        const ComPtr<Name> local_folder = GetName(initial_folder);
+        CHECK_RETURN_TEXT(local_folder != nullptr, E_INVALIDARG, u"initial_folder != nullptr");
+        CHECK_RETURN_TEXT(local_folder->GetSession() != nullptr, E_INVALIDARG,
+                          u"initial_folder->GetSession() != nullptr");
+        CHECK_RETURN(m_plugin != nullptr, E_FAIL);
+        const bool is_open = i_dialog_type == TMK::AFS_Dlg_OpenFiles;
+        Ui::DialogParameters dialg_parameters;
+        CHECK_RESULT(LoadDlgParameters(dialog_parameters, *local_folder, dialg_parameters));
+        if (dialg_parameters.m_flags == 0)
+            dialg_parameters.m_flags = is_open ? DWORD{kModeOpen} : DWORD{Ui::DialogParameters::confirm_overwrite};
+        const ComPtr<Name> default_folder = Name::Create(local_folder->GetSession()->GetWeb(), *local_folder);
+        const std::shared_ptr<Ui::OpenSaveDialogs> dialog = m_plugin->GetOpenSaveDialogs();
+        CHECK_RETURN(dialog != nullptr, E_FAIL);
+        const Preferences preferences = m_plugin->m_preferences_manager.Get();
+        if (is_open) {
+            CHECK_RESULT_TEXT(dialog->ShowOpenSinglePlace(o_names, dialg_parameters, default_folder.get(),
+                                                          i_parent_window, preferences),
+                              u"dialog->ShowOpenSinglePlace(o_names, dialg_parameters, default_folder, "
+                              u"i_parent_window, m_plugin->m_preferences_manager.m_preferences)");
+        } else {
+            CHECK_RESULT_TEXT(dialog->ShowSaveSinglePlace(o_names, dialg_parameters, default_folder.get(),
+                                                          i_parent_window, preferences),
+                              u"dialog->ShowSaveSinglePlace(o_names, dialg_parameters, default_folder, "
+                              u"i_parent_window, m_plugin->m_preferences_manager.m_preferences)");
+        }
+        *o_user_choise = kChoiceOk;
+        if (dialog_parameters) dialg_parameters.SaveToCab(dialog_parameters);
+        TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(nullptr)
 }
@@ -170,22 +213,56 @@ HRESULT FileSystem::CreateAccount(LPCWSTR i_url, TMK::ITMK_Cab* i_source_cab, DW
             *o_account_data = account_data.detach();
             return result;
         }
-        // Without a URL the account dialog asks for one; it is not here yet, so there is nobody to ask.
-        if (!i_url || !*i_url) TRACE_RETURN(E_CANCELED);
-        account_data =
-            MakeObject<AccountData>(*m_plugin, i_url, m_plugin->m_preferences_manager.Get().api_version);
-        CHECK_RETURN(account_data != nullptr, E_OUTOFMEMORY);
-        ComPtr<TMK::IAFS_Name> host_name;
-        const HRESULT result = BindToObject(static_cast<TMK::IAFS_AccountData*>(account_data.get()),
-                                            context.get(), 0, nullptr, nullptr, host_name.put());
-        CHECK_RESULT(result);
-        const ComPtr<Name> name = GetName(host_name.get());
-        CHECK_RETURN(name != nullptr, E_FAIL);
-        account_data->SetUrl(name->GetSession()->GetWebUrl());
+        if (i_url && *i_url) {
+            CHECK_RESULT(CreateAccountByUrl(i_url, context.get(), account_data));
+        } else {
+            CHECK_RESULT(AskForAccount(context.get(), account_data));
+        }
         *o_account_data = account_data.detach();
         TRACE_RETURN(S_OK);
     }
     HOST_BOUNDARY(nullptr)
+}
+
+HRESULT FileSystem::CreateAccountByUrl(const std::u16string& url, TMK::IAFS_BindContext* context,
+                                       ComPtr<AccountData>& account_data) {
+    TRACE_NAME("FileSystem::CreateAccount");
+    account_data = MakeObject<AccountData>(*m_plugin, url, m_plugin->m_preferences_manager.Get().api_version);
+    CHECK_RETURN(account_data != nullptr, E_OUTOFMEMORY);
+    const HRESULT result = BindAccount(*account_data, context);
+    CHECK_RESULT(result);
+    return S_OK;
+}
+
+// The account gets the URL of the site that it leads to.
+HRESULT FileSystem::BindAccount(AccountData& account_data, TMK::IAFS_BindContext* context) {
+    TRACE_NAME("FileSystem::CreateAccount");
+    ComPtr<TMK::IAFS_Name> host_name;
+    const HRESULT result = BindToObject(static_cast<TMK::IAFS_AccountData*>(&account_data), context, 0, nullptr,
+                                        nullptr, host_name.put());
+    if (FAILED(result)) return result;
+    const ComPtr<Name> name = GetName(host_name.get());
+    CHECK_RETURN(name != nullptr, E_FAIL);
+    account_data.SetUrl(name->GetSession()->GetWebUrl());
+    return S_OK;
+}
+
+// The dialog comes again, with what is wrong, until an address leads to a site or the person gives up.
+HRESULT FileSystem::AskForAccount(TMK::IAFS_BindContext* context, ComPtr<AccountData>& account_data) {
+    TRACE_NAME("FileSystem::CreateAccount");
+    Ui::PromptText error;
+    std::u16string url;
+    HWND nWindow = nullptr;
+    m_plugin->m_tmk_inst->get_MainWindow(&nWindow);
+    for (;;) {
+        account_data.reset();
+        if (Ui::CreateAccountDialog::Show(*m_plugin, nWindow, error, url, account_data) != S_OK) return E_CANCELED;
+        CHECK_RETURN(account_data != nullptr, E_INVALIDARG);
+        const HRESULT result = BindAccount(*account_data, context);
+        if (SUCCEEDED(result)) return S_OK;
+        if (result == E_CANCELED) CHECK_RESULT(result);
+        error = Ui::FormatPrompt(m_plugin->m_tmk_inst.get(), u"sp.lb.sharePointPlaceValidUrl", url);
+    }
 }
 
 size_t FileSystem::ThreadIdHash::operator()(DWORD id) const {

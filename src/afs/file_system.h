@@ -12,6 +12,10 @@
 #include "base/scaffolding.h"
 #include "hostapi/iafs.h"
 
+namespace Ui {
+struct DialogParameters;
+}
+
 class FileSystem final : public cCoClassDispatchT<FileSystem, FileSystemContext> {
 public:
     FileSystem(PluginContext& plugin, TMK::IAFS_Inst* afs_inst);
@@ -93,7 +97,12 @@ private:
     HRESULT GetThumbnail(TMK::IAFS_Name* name, VARIANT* out_value);
     HRESULT GetBoundFile(const char* trace_function, TMK::IAFS_Name* name,
                          std::shared_ptr<SharePoint::File>& file);
-    HRESULT CheckDlgFolder(const char* trace_function, TMK::IAFS_Name* initial_folder);
+    HRESULT LoadDlgParameters(TMK::IAFS_DlgParams* dialog_parameters, Name& initial_folder,
+                              Ui::DialogParameters& out_parameters);
+    HRESULT CreateAccountByUrl(const std::u16string& url, TMK::IAFS_BindContext* context,
+                               ComPtr<AccountData>& account_data);
+    HRESULT BindAccount(AccountData& account_data, TMK::IAFS_BindContext* context);
+    HRESULT AskForAccount(TMK::IAFS_BindContext* context, ComPtr<AccountData>& account_data);
 
     ComPtr<PluginContext> m_plugin;
     ComPtr<TMK::IAFS_Inst> m_afs_inst;

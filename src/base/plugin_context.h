@@ -3,12 +3,18 @@
 // starts and ends, and only read in between.
 #pragma once
 
+#include <memory>
+
 #include "base/preferences.h"
 #include "hostapi/itmk.h"
 #include "platform/com_ptr.h"
 
 class File;
 class PluginContext;
+
+namespace Ui {
+class OpenSaveDialogs;
+}
 
 // What the layers below the file system know of it.
 class FileSystemContext : public TMK::IAFS_FileSys {
@@ -28,6 +34,9 @@ public:
 
     // A file's check-out state or edit right changed; any thread.
     virtual void OnFileStateChanged(File* file) = 0;
+
+    // Null before the plug-in is started and after its end; any thread.
+    virtual std::shared_ptr<Ui::OpenSaveDialogs> GetOpenSaveDialogs() const = 0;
 
     // Released from the last to the first.
     ComPtr<TMK::ITMK_Inst> m_tmk_inst;

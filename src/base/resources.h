@@ -14,6 +14,7 @@ enum ResourceId : WORD {
     IDR_ICON_32_PNG,
     IDR_ICON_48_PNG,
     IDR_ACCOUNT_DATA_CAB_XML,
+    IDR_OPEN_SAVE_DIALOG_PARAMETERS_CAB_XML,
 };
 
 // Bytes of a resource of this library, valid as long as the library is loaded; null data when there is none.

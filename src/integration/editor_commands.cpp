@@ -1,25 +1,12 @@
 // The commands: how they are made, when they can be used, and what a click does.
 #include "base/failure.h"
+#include "base/failure_text.h"
 #include "base/plugin_context.h"
 #include "dialogs/message_box.h"
 #include "integration/document_objects.h"
 #include "integration/events_handler.h"
 
 namespace {
-
-// Keeps the text of a failure.
-class FailureText final : public cCoClassUnknownT<FailureText, TMK::ITMK_ErrorDetails> {
-public:
-    HRESULT put_Text(LPCWSTR text) override {
-        m_text = text ? text : u"";
-        return S_OK;
-    }
-    HRESULT Clear() override {
-        m_text.clear();
-        return S_OK;
-    }
-    std::u16string m_text;
-};
 
 // No step after a save, while it lives.
 class SuppressAfterSave {

@@ -8,12 +8,14 @@
 #include "base/main_thread.h"
 #include "base/plugin_context.h"
 #include "base/text/ignore_case.h"
+#include "browse/open_save_dialog.h"
 #include "integration/for_each_document.h"
 #include "integration/timer_update_ui.h"
 
 EventsHandler::EventsHandler(PluginContext& plugin)
     : m_plugin(&plugin),
       m_inst(plugin.m_tmk_inst),
+      m_open_save_dialog(std::make_shared<Ui::OpenSaveDialog>(plugin.m_tmk_inst.get())),
       m_commands{{
           {0, u"sp.cmd.share_point", u"sp.cmd.share_point.tip", nullptr, &EventsHandler::SharePointState,
            nullptr, TMK::UIX_CmdItemStyle_Text | TMK::UIX_CmdItemStyle_SubMenu},

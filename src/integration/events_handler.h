@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "base/scaffolding.h"
@@ -12,6 +13,10 @@
 class File;
 class PluginContext;
 struct document_objects;
+
+namespace Ui {
+class OpenSaveDialogs;
+}
 
 enum class EditState : int32_t { enable, disable, auto_detect };
 
@@ -28,6 +33,9 @@ public:
     ULONG AddRef() override { return Base::AddRef(); }
     ULONG Release() override { return Base::Release(); }
     void* QueryFurther(const IID& iid);
+
+    // The dialogs that file systems show; any thread.
+    const std::shared_ptr<Ui::OpenSaveDialogs>& GetOpenSaveDialogs() const { return m_open_save_dialog; }
 
     HRESULT Init();
     void Shutdown();
@@ -119,6 +127,7 @@ private:
 
     PluginContext* m_plugin;  // the owner, not counted; null after Shutdown
     const ComPtr<TMK::ITMK_Inst> m_inst;
+    const std::shared_ptr<Ui::OpenSaveDialogs> m_open_save_dialog;
     std::array<menu_item, row_count> m_commands;
     ComPtr<TimerUpdateUi> m_timer;
     // The files whose state has changed. They are only compared, so they may be gone by now.

@@ -137,3 +137,8 @@ HRESULT Plugin::Unload() {
 void Plugin::OnFileStateChanged(File* file) {
     if (const ComPtr<EventsHandler> events = Events()) events->UpdateCommandItems(file);
 }
+
+std::shared_ptr<Ui::OpenSaveDialogs> Plugin::GetOpenSaveDialogs() const {
+    const ComPtr<EventsHandler> events = Events();
+    return events ? events->GetOpenSaveDialogs() : nullptr;
+}

@@ -33,6 +33,7 @@ public:
     HRESULT ResetSettings() override;
 
     void OnFileStateChanged(File* file) override;
+    std::shared_ptr<Ui::OpenSaveDialogs> GetOpenSaveDialogs() const override;
 
 private:
     HRESULT InitSettings();

@@ -7,4 +7,5 @@ sp_embed_resources(sp_base g_sharepoint_resources
     PNG 105 ${CMAKE_CURRENT_SOURCE_DIR}/resources/icon_24.png
     PNG 106 ${CMAKE_CURRENT_SOURCE_DIR}/resources/icon_32.png
     PNG 107 ${CMAKE_CURRENT_SOURCE_DIR}/resources/icon_48.png
-    XML 108 ${CMAKE_CURRENT_SOURCE_DIR}/resources/account_template.xml)
+    XML 108 ${CMAKE_CURRENT_SOURCE_DIR}/resources/account_template.xml
+    XML 109 ${CMAKE_CURRENT_SOURCE_DIR}/resources/dialog_parameters_template.xml)

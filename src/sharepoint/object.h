@@ -36,6 +36,9 @@ struct Information {
     VersionTags m_tags;              // of a document
 };
 
+// Why an answer without a listing is none, when the server itself doesn't say it.
+inline constexpr const char16_t* kNoListing = u"The server did not answer with the content of the folder.";
+
 // "{is_folder=..., path='...', ...}" for the log, names masked.
 std::u16string DescribeForLog(const Information& information, bool is_folder);
 
@@ -97,8 +100,9 @@ protected:
 class Folder {
 public:
     virtual ~Folder() = default;
-    // The direct children.
-    virtual std::vector<std::shared_ptr<Object>> Enumerate() = 0;
+    // The direct children. A listing that can't be read is empty; `out_unread` then gets the reason for a
+    // person, and else becomes empty. It may be null.
+    virtual std::vector<std::shared_ptr<Object>> Enumerate(std::u16string* out_unread = nullptr) = 0;
 };
 
 class Web : public Folder {

@@ -11,6 +11,7 @@
 #include <queue>
 #include <string>
 
+#include "host/desktop/dialogs/dialog_views.h"
 #include "host/desktop/window/main_window.h"
 #include "tests/support/dev_server.h"
 #include "tests/support/sphost.h"
@@ -71,7 +72,7 @@ public:
 private:
     void AnswerNow();
 
-    desktop::DesktopFrontEnd m_front_end;
+    desktop::DesktopFrontEnd m_front_end{{{}, {}, desktop::MakeDialogViews}};
     std::unique_ptr<host::Host> m_host;
     std::unique_ptr<desktop::Editor> m_editor;
     std::unique_ptr<desktop::MainWindow> m_window;

@@ -25,7 +25,7 @@ public:
     SignedInHost& operator=(const SignedInHost&) = delete;
 
     TestHost& host() { return *m_host; }
-    host::FrontEnd& front_end() { return m_front_end; }
+    host::testing::SilentFrontEnd& front_end() { return m_front_end; }
     TMK::IAFS_FileSys* file_system() { return m_file_system.get(); }
     TMK::IAFS_Name* root() { return m_root.get(); }
     TMK::IAFS_AccountData* account() { return m_account.account.get(); }

@@ -16,7 +16,7 @@ QIcon ToQtIcon(const host::Icon* icon) {
                                  static_cast<uint>(image.png.size()), "PNG"))
             result.addPixmap(picture);
     }
-    return result;
+    return result.isNull() ? NamedIcon(ToQt(icon->name())) : result;
 }
 
 CommandActions::CommandActions(host::Workbench& workbench) : m_workbench(workbench) {

@@ -61,6 +61,12 @@ const std::map<QString, QString>& Paths() {
         {"unsent", "M 12 15 L 12 4 M 7 9 L 12 4 L 17 9 M 4 15 L 4 20 L 20 20 L 20 15"},
         {"close", "M 6 6 L 18 18 M 18 6 L 6 18"},
         {"document", "M 6 3 L 14 3 L 19 8 L 19 21 L 6 21 Z M 14 3 L 14 8 L 19 8"},
+        {"folder-up",
+         "M 3 5 L 9 5 L 11 8 L 21 8 L 21 19 L 3 19 Z M 12 17 L 12 11.5 M 9.5 14 L 12 11.5 L 14.5 14"},
+        {"folder-add", "M 13 19 L 3 19 L 3 5 L 9 5 L 11 8 L 21 8 L 21 12 M 18 14 L 18 22 M 14 18 L 22 18"},
+        {"document-text",
+         "M 6 3 L 14 3 L 19 8 L 19 21 L 6 21 Z M 14 3 L 14 8 L 19 8 M 9 12 L 16 12 M 9 15 L 16 15 M 9 18 L "
+         "13 18"},
         {"folder", "M 3 5 L 9 5 L 11 8 L 21 8 L 21 19 L 3 19 Z"},
         {"site", "O 3 3 18 18 M 3 12 L 21 12 M 12 3 C 7 8 7 16 12 21 M 12 3 C 17 8 17 16 12 21"},
         {"refresh", "M 19 4 L 19 9 L 14 9 M 19 9 C 15 1 3 4 4 13 C 5 21 16 22 19 15"},
@@ -143,6 +149,16 @@ private:
 QIcon LineIcon(const QString& name) {
     const auto found = Paths().find(name);
     return found == Paths().end() ? QIcon() : QIcon(new LineEngine(ParsePath(found->second)));
+}
+
+QIcon NamedIcon(const QString& name) {
+    static const std::map<QString, QString> icons{
+        {"ico.folder", "folder"}, {"ico.folder.opened", "folder-up"}, {"ico.folder.add", "folder-add"},
+        {"ico.delete", "delete"}, {"ico.collection.moveUp", "up"},    {"file.pdf", "document-text"},
+    };
+    const auto found = icons.find(name.toLower().startsWith("file.") ? name.toLower() : name);
+    if (found != icons.end()) return LineIcon(found->second);
+    return name.startsWith("file") ? LineIcon("document") : QIcon();
 }
 
 }  // namespace desktop

@@ -8,5 +8,7 @@ namespace desktop {
 
 // "save", "rotate-right" and so on; an empty icon for an unknown name.
 QIcon LineIcon(const QString& name);
+// What the host calls "ico.folder", or "file.pdf" for a kind of file; an empty icon for an unknown name.
+QIcon NamedIcon(const QString& name);
 
 }  // namespace desktop

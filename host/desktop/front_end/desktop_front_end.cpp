@@ -64,8 +64,10 @@ private:
 
 }  // namespace
 
-DesktopFrontEnd::DesktopFrontEnd(host::BrowserChoice browser)
-    : m_browser(std::move(browser)), m_windows(MakePageWindows(m_main_thread, m_window)) {}
+DesktopFrontEnd::DesktopFrontEnd(DesktopChoices choices)
+    : m_choices(std::move(choices)),
+      m_windows(MakePageWindows(m_main_thread, m_window)),
+      m_dialogs(m_choices.make_dialogs ? m_choices.make_dialogs(m_window) : nullptr) {}
 
 DesktopFrontEnd::~DesktopFrontEnd() = default;
 
@@ -137,7 +139,7 @@ HWND DesktopFrontEnd::main_window() const {
 std::unique_ptr<host::Browser> DesktopFrontEnd::MakeBrowser(const host::Profile& profile,
                                                             std::shared_ptr<const host::Cipher> cipher,
                                                             std::function<void(const std::string&)> note) {
-    return host::MakeChosenBrowser(m_browser, m_main_thread, profile, std::move(cipher), std::move(note));
+    return host::MakeChosenBrowser(m_choices.browser, m_main_thread, profile, std::move(cipher), std::move(note));
 }
 
 std::unique_ptr<host::ProgressDisplay> DesktopFrontEnd::ShowProgress(std::uint64_t total) {

@@ -13,6 +13,12 @@
 
 namespace desktop {
 
+struct DesktopChoices {
+    host::BrowserChoice browser;
+    // Makes what shows the windows of plug-ins; none for no such windows.
+    std::unique_ptr<host::DialogViews> (*make_dialogs)(const QPointer<QWidget>& parent) = nullptr;
+};
+
 // How far a job is, and whether it is to end. Any thread.
 struct Progress {
     std::atomic<bool> is_canceled{false};
@@ -22,7 +28,7 @@ struct Progress {
 
 class DesktopFrontEnd final : public host::FrontEnd {
 public:
-    explicit DesktopFrontEnd(host::BrowserChoice browser = {});
+    explicit DesktopFrontEnd(DesktopChoices choices = {});
     ~DesktopFrontEnd() override;
 
     // The parent of what is shown from now on.
@@ -44,6 +50,7 @@ public:
     host::MainThread& main_thread() override { return m_main_thread; }
     void RunAfter(std::chrono::milliseconds delay, std::function<void()> work) override;
     host::Windows& windows() override { return *m_windows; }
+    host::DialogViews* dialog_views() override { return m_dialogs.get(); }
     HWND main_window() const override;
     std::unique_ptr<host::Browser> MakeBrowser(const host::Profile& profile,
                                                std::shared_ptr<const host::Cipher> cipher,
@@ -52,10 +59,11 @@ public:
     void Warn(const std::string& line) override;
 
 private:
-    const host::BrowserChoice m_browser;
+    const DesktopChoices m_choices;
     QtMainThread m_main_thread;
     const std::unique_ptr<host::Windows> m_windows;
     QPointer<QWidget> m_window;
+    const std::unique_ptr<host::DialogViews> m_dialogs;  // null for none
     std::function<void(const QString&)> m_on_warning;
     QStringList m_early_warnings;
     std::mutex m_mutex;

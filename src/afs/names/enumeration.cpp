@@ -9,7 +9,7 @@ EnumFolder::EnumFolder(Name& name) : m_name(&name) {
     CHECK_THROW_TEXT(object != nullptr,
                      u"m_name->BindObject(SharePoint::Web::BindObjectType::folder) != nullptr", Exception,
                      u"Cannot enumerate non-existing folder");
-    m_items = object->AsFolder()->Enumerate();
+    m_items = object->AsFolder()->Enumerate(&m_unread_reason);
     TRACE_EXIT(u"");
 }
 

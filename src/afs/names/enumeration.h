@@ -18,9 +18,13 @@ public:
     HRESULT Next(TMK::IAFS_EnumFolderItem** out_enum_item) override;
     HRESULT Reset(DWORD reserved, TMK::ITMK_CancelFlag* cancel_flag) override;
 
+    // Why the listing could not be read and is empty for that; empty for one that could.
+    const std::u16string& GetUnreadReason() const { return m_unread_reason; }
+
 private:
     ComPtr<Name> m_name;
     std::vector<std::shared_ptr<SharePoint::Object>> m_items;
+    std::u16string m_unread_reason;
     size_t m_next = 0;
 };
 

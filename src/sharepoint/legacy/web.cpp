@@ -106,18 +106,20 @@ std::shared_ptr<SharePoint::Object> Web::MakeObject(SharePoint::Information info
     return std::make_shared<SharePoint2013::File>(std::move(information), shared_from_this());
 }
 
-std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate() {
-    return Enumerate(m_information.m_path, true, nullptr);
+std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(std::u16string* out_unread) {
+    return Enumerate(m_information.m_path, true, nullptr, out_unread);
 }
 
 std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16string& path, bool get_children,
-                                                                SharePoint::Information* out_information) {
+                                                                SharePoint::Information* out_information,
+                                                                std::u16string* out_unread) {
     TRACE_ENTRY("SharePoint2013::Web::Enumerate");
     LOG_LINE(Log::verbose, u"path='%s', get_children=%i", MaskForLog(path), get_children);
     std::vector<std::shared_ptr<SharePoint::Object>> objects;
     pugi::xml_document document;
     SendPropfind(document, path, get_children);
     const std::u16string server_url = m_http->GetUri();
+    if (out_unread) *out_unread = document.child("D:multistatus") ? u"" : SharePoint::kNoListing;
     for (const pugi::xml_node response : document.child("D:multistatus").children("D:response")) {
         SharePoint::Information information;
         bool is_folder = false;

@@ -34,12 +34,13 @@ public:
         : SharePoint::Object(path), m_http(std::move(http)) {}
 
     const SharePoint::Information& UpdateInformation() override;
-    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override;
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(std::u16string* out_unread = nullptr) override;
     // Asks for an item, and with `get_children` for what lies in it, which is returned in the server's order.
     // `out_information` receives the item itself and may be null. Paths are relative to the server root.
     // HttpException.
     std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(const std::u16string& path, bool get_children,
-                                                               SharePoint::Information* out_information);
+                                                               SharePoint::Information* out_information,
+                                                               std::u16string* out_unread = nullptr);
     // HttpException; what isn't XML leaves the document empty.
     void SendPropfind(pugi::xml_document& out_document, const std::u16string& path, bool get_children);
     std::shared_ptr<SharePoint::Object> BindObject(const std::u16string& url, BindObjectType type) override;

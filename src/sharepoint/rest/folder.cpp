@@ -28,8 +28,8 @@ void Folder::Delete() {
     TRACE_EXIT(u"");
 }
 
-std::vector<std::shared_ptr<SharePoint::Object>> Folder::Enumerate() {
-    return m_web->Enumerate(m_information.m_path);
+std::vector<std::shared_ptr<SharePoint::Object>> Folder::Enumerate(std::u16string* out_unread) {
+    return m_web->Enumerate(m_information.m_path, out_unread);
 }
 
 }  // namespace SharePointRestAPI

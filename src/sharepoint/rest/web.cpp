@@ -23,6 +23,16 @@ Http::Response Get(Http::Session& http, const std::u16string& address, bool chec
     return http.SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, check_status);
 }
 
+// The server's own sentence, or else its status.
+std::u16string DescribeRefusal(const Http::Response& response, const Json::Value& answer) {
+    const Json::Value* message = Json::ObjectMember(Json::ObjectMember(&answer, u"error"), u"message");
+    const Json::Value* sentence = Json::ObjectMember(message, u"value");
+    if (sentence && sentence->IsString() && sentence->GetStringLength() > 0)
+        return {sentence->GetString(), sentence->GetStringLength()};
+    const uint32_t status = response.GetStatus();
+    return status >= 200 && status <= 399 ? SharePoint::kNoListing : Http::HttpException(response).message;
+}
+
 }  // namespace
 
 std::shared_ptr<Web> Web::Create(std::shared_ptr<Http::Session> http, const std::u16string& object_url) {
@@ -94,18 +104,22 @@ bool Web::UpdateInformation(const std::u16string& path, SharePoint::Information*
     return found;
 }
 
-std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate() {
-    return Enumerate(m_information.m_path);
+std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(std::u16string* out_unread) {
+    return Enumerate(m_information.m_path, out_unread);
 }
 
 // docs/compatibility.md: A listing that can't be read is empty
-std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16string& path) {
+std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16string& path,
+                                                            std::u16string* out_unread) {
     TRACE_ENTRY("SharePointRestAPI::Web::Enumerate");
     std::vector<std::shared_ptr<SharePoint::Object>> objects;
     Json::Document document;
-    ReadJson(document, Get(*m_http, FolderAddress(EncodedPath(), path) +
-                                        u"')?$expand=Folders, Folders/Properties, Files, Files/Properties"));
+    const Http::Response response =
+        Get(*m_http, FolderAddress(EncodedPath(), path) +
+                         u"')?$expand=Folders, Folders/Properties, Files, Files/Properties");
+    ReadJson(document, response);
     const Json::Value* folder = Json::ObjectMember(&document.Root(), u"d");
+    if (out_unread) *out_unread = folder ? std::u16string() : DescribeRefusal(response, document.Root());
     const auto append = [&](const char16_t* group, bool of_folders) {
         const Json::Value* results = Json::ArrayMember(Json::ObjectMember(folder, group), u"results");
         if (!results) return;

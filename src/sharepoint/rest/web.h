@@ -40,9 +40,10 @@ public:
         SharePoint::RefuseChangeOfWeb("SharePointRestAPI::Web::Rename", u"renaming");
     }
     void Delete() override { SharePoint::RefuseChangeOfWeb("SharePointRestAPI::Web::Delete", u"deleting"); }
-    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate() override;
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(std::u16string* out_unread = nullptr) override;
     // Folders first, then files. A file that is checked out costs one more request.
-    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(const std::u16string& path);
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(const std::u16string& path,
+                                                               std::u16string* out_unread = nullptr);
     std::shared_ptr<SharePoint::Object> BindObject(const std::u16string& url, BindObjectType type) override;
     bool IsFileKnownMissing(const std::u16string& url) override;
     std::shared_ptr<SharePoint::Object> CreateFile(const std::u16string& url) override;

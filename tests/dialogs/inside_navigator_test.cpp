@@ -1,0 +1,1 @@
+int g_placeholder_for_the_first_build;
