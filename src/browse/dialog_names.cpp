@@ -161,7 +161,8 @@ void Dialog::AddDefaultExtension(std::u16string& name) const {
         return;
     }
     LOG_LINE(Log::information,
-             u"Name either has no extension or it's different from default - adding default '%s'", default_ext);
+             u"Name either has no extension or it's different from default - adding default '%s'",
+             default_ext);
     if (!name.ends_with(u'.')) name += u'.';
     name += default_ext;
 }
@@ -220,12 +221,14 @@ HRESULT Dialog::AddNames(NamedItems& names, IAFS_NamesCollection& files_names) {
             continue;
         }
         if (!item.name && item.title.find_first_of(kForbidden) != std::u16string::npos) {
-            Ask(kStyleWarning, FormatPrompt(inst, u"sp.msg.invalidFileName", item.title, kForbidden), {u"btn.close"});
+            Ask(kStyleWarning, FormatPrompt(inst, u"sp.msg.invalidFileName", item.title, kForbidden),
+                {u"btn.close"});
             continue;
         }
         if (!item.name) {
             CHECK_RESULT_TEXT(
-                m_file_system->StringToName(item.title.c_str(), 0, m_navigator->GetFolder().get(), item.name.put()),
+                m_file_system->StringToName(item.title.c_str(), 0, m_navigator->GetFolder().get(),
+                                            item.name.put()),
                 u"m_file_system->StringToName(name.first, 0, m_navigator->GetFolder(), &name.second.first)");
         }
         CHECK_RESULT_TEXT(files_names.Add(item.name.get()), u"files_names.Add(name.second.first)");

@@ -36,7 +36,8 @@ protected:
     }
     HRESULT Create(std::string& url) {
         ComPtr<TMK::IAFS_AccountData> account;
-        const HRESULT result = m_driver.file_system()->CreateAccount(nullptr, nullptr, 0, 0, 0, account.put());
+        const HRESULT result =
+            m_driver.file_system()->CreateAccount(nullptr, nullptr, 0, 0, 0, account.put());
         Bstr text;
         if (account) account->get_URL(text.put());
         url = host::ToUtf8(text.view());

@@ -17,7 +17,8 @@ protected:
     }
     bool Exists(const std::string& item) {
         ComPtr<TMK::IAFS_FileInfo> info;
-        return driver().file_system()->GetFileInfo(driver().Name(item).get(), nullptr, nullptr, info.put()) == S_OK;
+        return driver().file_system()->GetFileInfo(driver().Name(item).get(), nullptr, nullptr, info.put()) ==
+               S_OK;
     }
 };
 
@@ -72,7 +73,8 @@ TEST_P(DialogChanges, RefusesNamesThatCanNotBe) {
 TEST_P(DialogChanges, TellsThatAFolderCouldNotBeMade) {
     AnswerName(kQuestion, "new");
     driver().Then("make", [&](auto& w) {
-        server().SetFaults(R"([{"match":{"path":"/sites/team","times":0},"fault":{"kind":"status","status":403}}])");
+        server().SetFaults(
+            R"([{"match":{"path":"/sites/team","times":0},"fault":{"kind":"status","status":403}}])");
         EXPECT_TRUE(driver().Command(w, "createFolder"));
     });
     driver().ThenWhen(
@@ -94,7 +96,8 @@ TEST_P(DialogChanges, DeletesAfterAQuestionOfTheRightKind) {
         };
     };
     driver().Answer("sp.delete.question.file", Press("btn.cancel"));
-    for (const char* id : {"sp.delete.question.file", "sp.delete.question.folder", "sp.delete.question.multi"})
+    for (const char* id :
+         {"sp.delete.question.file", "sp.delete.question.folder", "sp.delete.question.multi"})
         driver().Answer(id, Press("sp.btn.delete.text"));
     driver().Then("decline, then agree", [&](auto& w) {
         EXPECT_FALSE(driver().Command(w, "delete")) << "nothing is selected";
@@ -178,7 +181,8 @@ TEST_P(DialogChanges, AnItemThatIsGoneAlreadyCountsAsDeleted) {
         EXPECT_TRUE(driver().Command(w, "delete"));
     });
     driver().ThenWhen(
-        "close", [](auto& w) { return IsUsable(w) && Rows(w).size() == 1; }, [](auto& w) { w.CloseByPerson(); });
+        "close", [](auto& w) { return IsUsable(w) && Rows(w).size() == 1; },
+        [](auto& w) { w.CloseByPerson(); });
     driver().Open();
 }
 

@@ -1,5 +1,5 @@
-// A person in front of the plug-in's dialogs, played by a script: the loaded library in the reference host, signed
-// in to a real server. Main thread.
+// A person in front of the plug-in's dialogs, played by a script: the loaded library in the reference host,
+// signed in to a real server. Main thread.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -49,7 +49,8 @@ public:
     using Action = std::function<void(DialogWindow&)>;
     // Acts as soon as the folder is shown and can be used.
     void Then(const std::string& what, Action action);
-    void ThenWhen(const std::string& what, host::testing::ScriptedDialogs::Condition condition, Action action);
+    void ThenWhen(const std::string& what, host::testing::ScriptedDialogs::Condition condition,
+                  Action action);
 
     Outcome Open(const Wishes& wishes = {}) { return Show(TMK::AFS_Dlg_OpenFiles, wishes); }
     Outcome Save(const Wishes& wishes = {}) { return Show(TMK::AFS_Dlg_SaveFile, wishes); }
@@ -86,7 +87,9 @@ inline host::PromptAnswer Press(const std::string& button) {
 // Each test runs on either generation, with a server of its own.
 class PlaceDialogs : public ::testing::TestWithParam<bool> {
 protected:
-    PlaceDialogs() : m_server(GetParam() ? std::vector<std::string>{} : std::vector<std::string>{"--generation", "2013"}) {}
+    PlaceDialogs()
+        : m_server(GetParam() ? std::vector<std::string>{}
+                              : std::vector<std::string>{"--generation", "2013"}) {}
     ~PlaceDialogs() override { EXPECT_EQ(m_driver ? m_driver->front_end().dialogs.problem() : "", ""); }
     DevServer& server() { return m_server; }
     Driver& driver() {

@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "browse/names_filter.h"
+#include "browse/list/names_filter.h"
 #include "dialogs/dialog_parameters.h"
 #include "host/base/text.h"
 #include "host/dialogs/controls.h"
@@ -39,9 +39,13 @@ protected:
 };
 
 TEST_F(Filter, ReadsTheListUpToItsFirstFlaw) {
-    const std::pair<const char16_t*, const char*> rows[] = {
-        {u"PDF|*.pdf|Word|*.doc;*.docx|", "PDF,Word"}, {u"PDF|*.pdf|Word|*.doc", "PDF"}, {u"PDF|*.pdf||*.doc|", "PDF"},
-        {u"PDF||Word|*.doc|", ""}, {u"PDF", ""}, {u"", ""}, {u"All|*|", "All"}};
+    const std::pair<const char16_t*, const char*> rows[] = {{u"PDF|*.pdf|Word|*.doc;*.docx|", "PDF,Word"},
+                                                            {u"PDF|*.pdf|Word|*.doc", "PDF"},
+                                                            {u"PDF|*.pdf||*.doc|", "PDF"},
+                                                            {u"PDF||Word|*.doc|", ""},
+                                                            {u"PDF", ""},
+                                                            {u"", ""},
+                                                            {u"All|*|", "All"}};
     for (const auto& [text, items] : rows) {
         m_filter.SetFilter(text);
         EXPECT_EQ(Items(), items) << ToUtf8(text);
@@ -70,12 +74,18 @@ struct NameRow {
 TEST_F(Filter, CompletesNames) {
     m_filter.SetFilter(u"PDF|*.pdf;*.fdf|Word|*.doc;*.docx|All|*.*|Bare|*.;*.x|");
     const NameRow rows[] = {
-        {u"report", 0, u"", u"report.pdf"},      {u"report", 3, u"", u"report"},
-        {u"report", 2, u"txt", u"report.txt"},   {u"report", -1, u"txt", u"report.txt"},
-        {u"report", 2, u"", u"report"},          {u"a.b", 2, u"txt", u"a.b"},
-        {u"report.PDF", 0, u"", u"report.PDF"},  {u"report.fdf", 0, u"", u"report.fdf"},
-        {u"report.docx", 0, u"", u"report.pdf"}, {u"a.DOC", 0, u"", u"a.pdf"},
-        {u"a.b", 0, u"", u"a.b.pdf"},            {u"a.b c", 0, u"", u"a.b c.pdf"},
+        {u"report", 0, u"", u"report.pdf"},
+        {u"report", 3, u"", u"report"},
+        {u"report", 2, u"txt", u"report.txt"},
+        {u"report", -1, u"txt", u"report.txt"},
+        {u"report", 2, u"", u"report"},
+        {u"a.b", 2, u"txt", u"a.b"},
+        {u"report.PDF", 0, u"", u"report.PDF"},
+        {u"report.fdf", 0, u"", u"report.fdf"},
+        {u"report.docx", 0, u"", u"report.pdf"},
+        {u"a.DOC", 0, u"", u"a.pdf"},
+        {u"a.b", 0, u"", u"a.b.pdf"},
+        {u"a.b c", 0, u"", u"a.b c.pdf"},
         {u".pdf", 1, u"", u".doc"},
     };
     for (const NameRow& row : rows) {
@@ -101,12 +111,14 @@ public:
 
 TEST(FilterText, OffersNoKindsOfOtherPrograms) {
     Kinds kinds;
-    kinds.texts = {{u"<pdf>1", u"PDF|*.pdf||"},
-                   {u"<pdf>0", u"PDF|*.pdf|"},
-                   {u"<all>1", u"All|*.*|"},
-                   {u"<allSupp>1", u"Supported|*.doc;*.docx;*.xls;*.pdf;*.txt|Word|*.doc;*.docx|Excel|*.xls|PDF|*.pdf|Text|*.txt|"},
-                   {u"<doc>0", u"Word|*.doc;*.docx||"},
-                   {u"<xls>0", u"Excel|*.xls|"}};
+    kinds.texts = {
+        {u"<pdf>1", u"PDF|*.pdf||"},
+        {u"<pdf>0", u"PDF|*.pdf|"},
+        {u"<all>1", u"All|*.*|"},
+        {u"<allSupp>1",
+         u"Supported|*.doc;*.docx;*.xls;*.pdf;*.txt|Word|*.doc;*.docx|Excel|*.xls|PDF|*.pdf|Text|*.txt|"},
+        {u"<doc>0", u"Word|*.doc;*.docx||"},
+        {u"<xls>0", u"Excel|*.xls|"}};
     EXPECT_EQ(ToUtf8(MakeFilterText(kinds, true)), "PDF|*.pdf|Supported|*.pdf;*.txt|Text|*.txt|All|*.*|");
     EXPECT_EQ(ToUtf8(MakeFilterText(kinds, false)), "PDF|*.pdf|All|*.*|");
 }
@@ -120,7 +132,9 @@ TEST(DialogParameters, ReadWhatFits) {
     const auto tree = std::make_shared<host::SettingsTree>();
     const auto cab = tree->View();
     ASSERT_EQ(cab->SetTemplate2(kShape.data(), static_cast<LONG>(kShape.size()), u"R"), S_OK);
-    const auto put = [&](LPCWSTR id, const VARIANT& value) { EXPECT_EQ(host::ChildOf(cab.get(), id)->put_v(value), S_OK); };
+    const auto put = [&](LPCWSTR id, const VARIANT& value) {
+        EXPECT_EQ(host::ChildOf(cab.get(), id)->put_v(value), S_OK);
+    };
     put(u"Flags", Variant(u"four"));
     put(u"Title", Variant(LONG{7}));
     put(u"FileFilterIndex", Variant(LONG{-1}));

@@ -16,12 +16,15 @@ using namespace testing_support;
 
 class Navigator : public ::testing::TestWithParam<bool> {
 protected:
-    Navigator() : m_server(GetParam() ? std::vector<std::string>{} : std::vector<std::string>{"--generation", "2013"}) {
+    Navigator()
+        : m_server(GetParam() ? std::vector<std::string>{}
+                              : std::vector<std::string>{"--generation", "2013"}) {
         m_account = MakeAccount(m_inside.host(), m_server.Site(), LoginOf(m_server, "alice"));
         Require(m_inside.host().Bind(m_account.account.get(), nullptr, m_root), "binding");
         for (const char* folder : {"A", "A/B 100%", "C"})
             Require(fs()->CreateFolder(Name(folder).get(), 0, nullptr, nullptr), folder);
-        for (const char* document : {"A/a #1.txt", "A/B 100%/b.txt", "c.txt"}) m_server.WriteAs("alice", document, "x");
+        for (const char* document : {"A/a #1.txt", "A/B 100%/b.txt", "c.txt"})
+            m_server.WriteAs("alice", document, "x");
         m_navigator = std::make_unique<FoldersNavigator>(fs());
     }
     ~Navigator() override {
@@ -81,7 +84,8 @@ TEST_P(Navigator, DecidesWhereAnItemLeads) {
     const std::string unrelated = "Navigating to unrelated folder";
     const Move moves[] = {
         {"a folder at first", named("A"), "A", "", 2, "unrelated folder"},
-        {"a child of the list", shown("B 100%"), "A/B 100%", "A", 1, "child folder - use current folder as parent"},
+        {"a child of the list", shown("B 100%"), "A/B 100%", "A", 1,
+         "child folder - use current folder as parent"},
         {"a file of the list", shown("b.txt"), "A/B 100%", "A", 1, "child file - keep current folder"},
         {"the same by another object", named("A/B 100%"), "A/B 100%", "A", 1, "same folder - just refresh"},
         {"a file elsewhere", named("A/a #1.txt"), "A", "", 2, "unrelated file - use file's parent"},
@@ -124,7 +128,8 @@ TEST_P(Navigator, KeepsWhatItHasUnlessAllSucceeds) {
 }
 
 TEST_P(Navigator, FiltersAndEmptiesTheList) {
-    ASSERT_EQ(m_navigator->SetFolder(Name("A").get(), [&](auto* name) { return PathOf(name) != "A/B 100%"; }), S_OK);
+    ASSERT_EQ(m_navigator->SetFolder(Name("A").get(), [&](auto* name) { return PathOf(name) != "A/B 100%"; }),
+              S_OK);
     EXPECT_EQ(m_navigator->GetItems().size(), 1u);
     EXPECT_EQ(Go({}), S_FALSE);
     EXPECT_TRUE(m_navigator->GetItems().empty());

@@ -110,7 +110,9 @@ TEST_P(OpenDialog, AFilterLeavesOutOtherFilesAndNoFolders) {
     EXPECT_EQ(driver().Open({.filters = "PDF|*.pdf|All|*.*|Word|*.doc;*.docx|"}).filter_index, 0)
         << "nothing goes back when nothing is chosen";
     driver().Then("open", [](auto& w) { DoubleClick(w, "c.docx"); });
-    EXPECT_EQ(driver().Open({.filters = "PDF|*.pdf|All|*.*|Word|*.doc;*.docx|", .filter_index = 2}).filter_index, 2);
+    EXPECT_EQ(
+        driver().Open({.filters = "PDF|*.pdf|All|*.*|Word|*.doc;*.docx|", .filter_index = 2}).filter_index,
+        2);
 }
 
 TEST_P(OpenDialog, SortsByEachColumnAndKeepsTheSelection) {
@@ -153,7 +155,8 @@ TEST_P(OpenDialog, HidesWhatThePreferencesSay) {
     Make({"a.pdf", "b.tmp", "Forms/c.tmp"});
     Replace(std::make_unique<Driver>(
         server(), "alice",
-        interfaces::PreferenceValues{{"hide_paths", "true"}, {"hidden_paths", "*/*.tmp|/Shared Documents/Forms"}}));
+        interfaces::PreferenceValues{{"hide_paths", "true"},
+                                     {"hidden_paths", "*/*.tmp|/Shared Documents/Forms"}}));
     driver().Then("look", [](auto& w) {
         EXPECT_EQ(Rows(w), (Names{"../", "a.pdf"}));
         // What is out of sight can still be typed.

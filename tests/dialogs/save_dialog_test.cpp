@@ -39,14 +39,22 @@ TEST_P(SaveDialog, MakesANameOfWhatIsTyped) {
         {"new", all, "pdf", {"new.pdf"}},
         {"new.txt", all, "pdf", {"new.txt.pdf"}},
         {"new.", all, "pdf", {"new.pdf"}},
-        {" Bob's #1 (50%) & [x] \xE6\x96\x87 \xF0\x9F\x98\x80 ", pdf, "", {"Bob's #1 (50%) & [x] \xE6\x96\x87 \xF0\x9F\x98\x80.pdf"}},
+        {" Bob's #1 (50%) & [x] \xE6\x96\x87 \xF0\x9F\x98\x80 ",
+         pdf,
+         "",
+         {"Bob's #1 (50%) & [x] \xE6\x96\x87 \xF0\x9F\x98\x80.pdf"}},
         {"THERE", pdf, "", {"there.pdf"}, replace, "sp.btn.saveReplace"},
         {"there", pdf, "", {}, replace, "btn.cancel"},
         {"there.pdf", all, "", {}, replace, "btn.cancel"},
         {"plain", all, "", {"plain"}, replace, "sp.btn.saveReplace"},
         {"a?b", pdf, "", {}, invalid},
         {"a/b", all, "", {}, invalid},
-        {"\"one\" \"there\" \"two\"", pdf, "", {"there.pdf", "one.pdf", "two.pdf"}, replace, "sp.btn.saveReplace"},
+        {"\"one\" \"there\" \"two\"",
+         pdf,
+         "",
+         {"there.pdf", "one.pdf", "two.pdf"},
+         replace,
+         "sp.btn.saveReplace"},
         {"\"one\"\"t*wo\"", pdf, "", {"one.pdf"}, invalid},
         {"\"open quote", pdf, "", {"open quote.pdf"}},
         {"\"\"", pdf, "", {}},
@@ -140,7 +148,11 @@ TEST_P(SaveDialog, LooksAsTheHostWishes) {
             EXPECT_FALSE(w.Find(hidden)->is_shown());
         EXPECT_EQ(w.template Find<host::ButtonControl>(u"btn.cancel")->Click(), S_OK);
     });
-    driver().Save({.title = "Keep it", .action = "Keep", .cancel = "No", .settings = "More", .settings_callbacks = settings});
+    driver().Save({.title = "Keep it",
+                   .action = "Keep",
+                   .cancel = "No",
+                   .settings = "More",
+                   .settings_callbacks = settings});
     EXPECT_EQ(settings->asked, 1);
     driver().Then("look again", [](auto& w) {
         EXPECT_NE(w.title(), u"");
@@ -154,7 +166,8 @@ TEST_P(SaveDialog, LooksAsTheHostWishes) {
 TEST_P(SaveDialog, OffersTheHostsFilters) {
     const auto texts = [](DialogWindow& w) {
         Names names;
-        for (const auto& item : w.Find<host::ComboControl>(u"cb.filter")->items()) names.push_back(host::ToUtf8(item.text));
+        for (const auto& item : w.Find<host::ComboControl>(u"cb.filter")->items())
+            names.push_back(host::ToUtf8(item.text));
         return names;
     };
     Names open, save;

@@ -1,4 +1,5 @@
-// What goes wrong while a dialog is open: slow and refusing servers, folders that are gone, an expired sign-in.
+// What goes wrong while a dialog is open: slow and refusing servers, folders that are gone, an expired
+// sign-in.
 #include <chrono>
 #include <cstdlib>
 
@@ -88,7 +89,8 @@ TEST_P(DialogTrouble, AFolderThatIsGoneLeadsToTheSite) {
     });
     driver().Then("close", [&](auto& w) {
         // A modern server answers for a folder that is gone; an older one refuses, and the site is shown.
-        EXPECT_EQ(TextOf(w, u"lb.url"), GetParam() ? server().Site() + "/Shared Documents/F" : server().Site());
+        EXPECT_EQ(TextOf(w, u"lb.url"),
+                  GetParam() ? server().Site() + "/Shared Documents/F" : server().Site());
         w.CloseByPerson();
     });
     driver().Open();
@@ -108,8 +110,9 @@ TEST_P(DialogTrouble, AListingThatIsRefusedSaysWhyAndCanBeTriedAgain) {
     Make({"F/a.txt"});
     driver().Then("go", [&](auto& w) {
         SetFault("Shared Documents/F",
-                 GetParam() ? R"("kind":"status","status":500,"code":"-1","message":"Not now, says the server.")"
-                            : R"("kind":"body","text":"<html>Not now</html>","content_type":"text/html")");
+                 GetParam()
+                     ? R"("kind":"status","status":500,"code":"-1","message":"Not now, says the server.")"
+                     : R"("kind":"body","text":"<html>Not now</html>","content_type":"text/html")");
         DoubleClick(w, "F");
     });
     driver().ThenWhen(

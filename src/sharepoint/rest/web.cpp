@@ -111,7 +111,7 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(std::u16string* 
 
 // docs/compatibility.md: A listing that can't be read is empty
 std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16string& path,
-                                                            std::u16string* out_unread) {
+                                                                std::u16string* out_unread) {
     TRACE_ENTRY("SharePointRestAPI::Web::Enumerate");
     std::vector<std::shared_ptr<SharePoint::Object>> objects;
     Json::Document document;

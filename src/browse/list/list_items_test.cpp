@@ -1,5 +1,5 @@
 // The order of rows and the texts of their columns.
-#include "browse/list_items.h"
+#include "browse/list/list_items.h"
 
 #include <gtest/gtest.h>
 
@@ -7,15 +7,15 @@
 #include <random>
 
 #include "base/text/encoding.h"
-#include "browse/item_texts.h"
+#include "browse/list/item_texts.h"
 #include "platform/text.h"
 
 namespace {
 
 constexpr int64_t kDay = 864'000'000'000;
 
-std::unique_ptr<ListItem> File(const std::u16string& title, const std::u16string& extension, int64_t created = 0,
-                               int64_t modified = 0, int64_t size = 0) {
+std::unique_ptr<ListItem> File(const std::u16string& title, const std::u16string& extension,
+                               int64_t created = 0, int64_t modified = 0, int64_t size = 0) {
     auto item = std::make_unique<ListItem>();
     item->title = title;
     item->extension = extension;
@@ -88,7 +88,8 @@ TEST(ListItems, EachColumnSortsBothWaysBehindTheRanks) {
 TEST(ListItems, PreparedKeysChangeNothing) {
     const auto columns = MakeColumns();
     static constexpr size_t kTies[][2] = {{1, 1}, {0, 0}, {0, 1}, {0, 1}, {0, 1}};
-    static const std::u16string parts[] = {u"a", u"B", u"\u00E9", u"10", u"9", u"#", u"'", u"\u6587", u"long name "};
+    static const std::u16string parts[] = {u"a", u"B", u"\u00E9", u"10",        u"9",
+                                           u"#", u"'", u"\u6587", u"long name "};
     std::minstd_rand random(3);
     for (size_t column = 0; column < kColumnsCount; ++column) {
         for (const bool ascending : {true, false}) {
@@ -111,7 +112,8 @@ TEST(ListItems, PreparedKeysChangeNothing) {
                 return order < 0;
             });
             SortItems(items, columns, column, ascending);
-            for (size_t i = 0; i < items.size(); ++i) ASSERT_EQ(items[i].get(), expected[i]) << column << " " << i;
+            for (size_t i = 0; i < items.size(); ++i)
+                ASSERT_EQ(items[i].get(), expected[i]) << column << " " << i;
         }
     }
 }
@@ -132,9 +134,13 @@ TEST(ListItems, TextsAreThoseOfTheUser) {
     EXPECT_NE(text(*file, kCreated).find(' '), std::string::npos);
     EXPECT_EQ(text(*file, kModified), "");
     EXPECT_EQ(text(*Folder(u"f"), kSize), "");
-    for (const auto& [bytes, shown] : std::vector<std::pair<uint64_t, std::u16string>>{
-             {0, u"0 KB"}, {1, u"1 KB"}, {1024, u"1 KB"}, {1025, u"2 KB"}, {1024 * 1024, u"1.0 MB"},
-             {5'400'000, u"5.1 MB"}}) {
+    for (const auto& [bytes, shown] :
+         std::vector<std::pair<uint64_t, std::u16string>>{{0, u"0 KB"},
+                                                          {1, u"1 KB"},
+                                                          {1024, u"1 KB"},
+                                                          {1025, u"2 KB"},
+                                                          {1024 * 1024, u"1.0 MB"},
+                                                          {5'400'000, u"5.1 MB"}}) {
         std::u16string found = FormatSize(bytes);
         std::replace(found.begin(), found.end(), u',', u'.');
         EXPECT_EQ(found, shown) << bytes;

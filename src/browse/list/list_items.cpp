@@ -1,8 +1,8 @@
-#include "browse/list_items.h"
+#include "browse/list/list_items.h"
 
 #include <algorithm>
 
-#include "browse/item_texts.h"
+#include "browse/list/item_texts.h"
 #include "platform/text.h"
 
 namespace {
@@ -167,11 +167,10 @@ uint64_t Column::GetSortNumber(const ListItem&) const {
 }
 
 std::array<std::unique_ptr<Column>, kColumnsCount> MakeColumns() {
-    return {
-        std::make_unique<ColumnTitle>(), std::make_unique<ColumnExtension>(),
-        std::make_unique<ColumnNumber>(&ListItem::created_time, &ListItem::created, 0),
-        std::make_unique<ColumnNumber>(&ListItem::modified_time, &ListItem::modified, 0),
-        std::make_unique<ColumnNumber>(&ListItem::size, &ListItem::size_text, TMK::UIX_DrawText_Right)};
+    return {std::make_unique<ColumnTitle>(), std::make_unique<ColumnExtension>(),
+            std::make_unique<ColumnNumber>(&ListItem::created_time, &ListItem::created, 0),
+            std::make_unique<ColumnNumber>(&ListItem::modified_time, &ListItem::modified, 0),
+            std::make_unique<ColumnNumber>(&ListItem::size, &ListItem::size_text, TMK::UIX_DrawText_Right)};
 }
 
 std::string MakeTitleKey(const std::u16string& title) {
@@ -204,9 +203,11 @@ void SortItems(ListItems& items, const std::array<std::unique_ptr<Column>, kColu
         entries.push_back({ascending ? number : ~number, static_cast<uint32_t>(Rank(*item)),
                            static_cast<uint32_t>(entries.size())});
     }
-    static constexpr std::array<std::array<size_t, 2>, kColumnsCount> kTies = {
-        {{kExtension, kExtension}, {kTitle, kTitle}, {kTitle, kExtension}, {kTitle, kExtension},
-         {kTitle, kExtension}}};
+    static constexpr std::array<std::array<size_t, 2>, kColumnsCount> kTies = {{{kExtension, kExtension},
+                                                                                {kTitle, kTitle},
+                                                                                {kTitle, kExtension},
+                                                                                {kTitle, kExtension},
+                                                                                {kTitle, kExtension}}};
     const auto is_before = [&](const Entry& a, const Entry& b) {
         if (a.rank != b.rank) return a.rank < b.rank;
         if (a.number != b.number) return a.number < b.number;

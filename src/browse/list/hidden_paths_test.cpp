@@ -1,4 +1,4 @@
-#include "browse/hidden_paths.h"
+#include "browse/list/hidden_paths.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,9 @@ struct Row {
 TEST(HiddenPaths, EachKindOfPatternHidesWhatItNames) {
     const Row rows[] = {
         {u"_catalogs", {u"_catalogs", u"_CATALOGS"}, {u"Lists/_catalogs", u"_catalogs/x", u"_catalogs2"}},
-        {u"/Documents/Forms", {u"Documents/Forms", u"documents/forms"}, {u"Forms", u"Documents", u"x/Documents/Forms"}},
+        {u"/Documents/Forms",
+         {u"Documents/Forms", u"documents/forms"},
+         {u"Forms", u"Documents", u"x/Documents/Forms"}},
         {u"/Documents/", {u"Documents"}, {u"Documents/a"}},
         {u"*/Forms", {u"Forms", u"a/Forms", u"a/b/forms"}, {u"a/Forms/b", u"aForms"}},
         {u"*/~$*", {u"~$a.docx", u"x/~$"}, {u"x/a~$"}},
@@ -30,9 +32,11 @@ TEST(HiddenPaths, EachKindOfPatternHidesWhatItNames) {
     for (const Row& row : rows) {
         const HiddenPaths paths({row.pattern});
         for (const char16_t* path : row.hidden)
-            EXPECT_TRUE(paths.Hides(path)) << testing::PrintToString(row.pattern) << testing::PrintToString(path);
+            EXPECT_TRUE(paths.Hides(path))
+                << testing::PrintToString(row.pattern) << testing::PrintToString(path);
         for (const char16_t* path : row.shown)
-            EXPECT_FALSE(paths.Hides(path)) << testing::PrintToString(row.pattern) << testing::PrintToString(path);
+            EXPECT_FALSE(paths.Hides(path))
+                << testing::PrintToString(row.pattern) << testing::PrintToString(path);
     }
 }
 
