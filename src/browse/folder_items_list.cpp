@@ -109,6 +109,7 @@ HRESULT FolderItemsList::Impl::Refresh() {
     const FoldersNavigator::Items& items = m_parts.navigator->GetItems();
     m_items.reserve(items.size() + 1);
     for (const auto& [name, information] : items) CHECK_RESULT(AddItem(name.get(), information.get()));
+    PrepareForSorting(m_items);
     Sort();
     for (size_t i = 0; i < m_items.size(); ++i)
         CHECK_RESULT_TEXT(m_list->InsertItem(-1, 0, 0), u"m_impl->m_list->InsertItem(-1, 0, 0)");
@@ -174,7 +175,6 @@ HRESULT FolderItemsList::Impl::AddItem(TMK::IAFS_Name* name, TMK::IAFS_ItemInfo*
     item->created_time = static_cast<int64_t>(time);
     CHECK_RESULT(information->get_LastWriteTime(&time));
     item->modified_time = static_cast<int64_t>(time);
-    item->title_key = MakeTitleKey(item->title);
     m_items.push_back(std::move(item));
     return S_OK;
 }
