@@ -32,7 +32,7 @@ Dialog::Dialog(ITMK_Inst* tmk_instance, FileSystem* file_system, DialogParameter
     CHECK_RESULT_THROW_TEXT(NamesCollection::Create(m_files_to_open.put()),
                             u"NamesCollection::Create(m_files_to_open)");
     const auto can_change = [this](DWORD) {
-        return m_navigator && m_navigator->GetFolder() && !IsTaskRunning();
+        return m_navigator && !IsTaskRunning() && m_navigator->GetFolder();
     };
     m_command_parameters = {
         {.id = u"sp.cmd.createFolder",

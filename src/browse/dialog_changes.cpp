@@ -6,13 +6,13 @@
 #include "base/text/number_format.h"
 #include "browse/dialog.h"
 #include "browse/dialog_progress.h"
+#include "browse/typed_names.h"
 
 using namespace TMK;
 
 namespace Ui {
 namespace {
 
-constexpr const char16_t* kForbidden = u"?*:\"|<>\\/";
 constexpr const char16_t* kFolderNameQuestion = u"sp.addFolder.question.edit.title";
 constexpr DWORD kInputStyle = TaskDialogStyle_Base | TaskDialogStyle_Input;
 
@@ -39,12 +39,6 @@ const char16_t* Choose(const KindTexts& texts, IAFS_ItemInfo* information) {
 PromptText WithReason(PromptText message, const std::u16string& reason) {
     if (!reason.empty()) message.text += u"\n" + reason;
     return message;
-}
-
-std::u16string WithoutOuterBlanks(const std::u16string& text) {
-    const size_t first = text.find_first_not_of(u" \t");
-    return first == std::u16string::npos ? std::u16string()
-                                         : text.substr(first, text.find_last_not_of(u" \t") - first + 1);
 }
 
 bool Contains(const std::vector<std::u16string>& titles, const std::u16string& name) {
@@ -93,10 +87,10 @@ bool Dialog::AskForFolderName(const std::vector<std::u16string>& titles, std::u1
             ShowMessageBox(inst, style, text, {u"sp.addFolder.question.button.create", u"btn.cancel"}, -1, 0,
                            nullptr, nullptr, std::nullopt, EditField{kFolderNameQuestion, &name});
         if (pressed != 0) return false;
-        const std::u16string wanted = WithoutOuterBlanks(name);
+        const std::u16string wanted(TrimBlanks(name));
         if (wanted.empty()) {
             text = FormatPrompt(inst, u"sp.addFolder.question.error.emptyFolderName");
-        } else if (wanted.find_first_of(kForbidden) != std::u16string::npos) {
+        } else if (wanted.find_first_of(kForbiddenInNames) != std::u16string::npos) {
             text = FormatPrompt(inst, u"sp.addFolder.question.error.invalidFolderName", wanted);
         } else if (Contains(titles, wanted)) {
             text = FormatPrompt(inst, u"sp.addFolder.question.error.alreadyExists", wanted);

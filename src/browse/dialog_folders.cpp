@@ -93,7 +93,9 @@ HRESULT Dialog::NavigateUp() {
         LOG_LINE(Log::warning, u"Called NavigateUp when navigation to parent should be disabled");
         return S_FALSE;
     }
-    const HRESULT result = SetFolder(ComPtr<IAFS_Name>(m_navigator->GetParent()).get(), true);
+    // A running navigation has the parent to itself, and is not left for another one.
+    const ComPtr<IAFS_Name> parent = m_is_navigating ? ComPtr<IAFS_Name>() : m_navigator->GetParent();
+    const HRESULT result = SetFolder(parent.get(), true);
     if (FAILED(result)) {
         LOG_LINE(Log::error, u"Failed to navigate up, result=%d", result);
     } else {
