@@ -173,9 +173,8 @@ HRESULT FileSystem::ShowDlg(DWORD i_dialog_type, TMK::IAFS_Name* initial_folder,
         const bool is_open = i_dialog_type == TMK::AFS_Dlg_OpenFiles;
         Ui::DialogParameters dialg_parameters;
         CHECK_RESULT(LoadDlgParameters(dialog_parameters, *local_folder, dialg_parameters));
-        if (dialg_parameters.m_flags == 0)
-            dialg_parameters.m_flags =
-                is_open ? DWORD{kModeOpen} : DWORD{Ui::DialogParameters::confirm_overwrite};
+        const DWORD usual = is_open ? DWORD{kModeOpen} : DWORD{Ui::DialogParameters::confirm_overwrite};
+        if (dialg_parameters.m_flags == 0) dialg_parameters.m_flags = usual;
         const ComPtr<Name> default_folder = Name::Create(local_folder->GetSession()->GetWeb(), *local_folder);
         const std::shared_ptr<Ui::OpenSaveDialogs> dialog = m_plugin->GetOpenSaveDialogs();
         CHECK_RETURN(dialog != nullptr, E_FAIL);

@@ -124,7 +124,7 @@ TEST_P(DialogChanges, DeletesAfterAQuestionOfTheRightKind) {
     const auto prompts = driver().TakePrompts();
     ASSERT_EQ(prompts.size(), 4u);
     EXPECT_NE(prompts[2].text.find("folder F"), std::string::npos) << prompts[2].text;
-    EXPECT_NE(prompts[3].text.find("2"), std::string::npos);
+    EXPECT_NE(prompts[3].text.find('2'), std::string::npos);
     EXPECT_FALSE(Exists("F"));
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text/encoding.h"
+
 namespace {
 
 struct Row {
@@ -31,12 +33,12 @@ TEST(HiddenPaths, EachKindOfPatternHidesWhatItNames) {
     };
     for (const Row& row : rows) {
         const HiddenPaths paths({row.pattern});
-        for (const char16_t* path : row.hidden)
-            EXPECT_TRUE(paths.Hides(path))
-                << testing::PrintToString(row.pattern) << testing::PrintToString(path);
-        for (const char16_t* path : row.shown)
-            EXPECT_FALSE(paths.Hides(path))
-                << testing::PrintToString(row.pattern) << testing::PrintToString(path);
+        const auto expect = [&](const std::vector<const char16_t*>& names, bool hidden) {
+            for (const char16_t* path : names)
+                EXPECT_EQ(paths.Hides(path), hidden) << ToUtf8(row.pattern) << " and " << ToUtf8(path);
+        };
+        expect(row.hidden, true);
+        expect(row.shown, false);
     }
 }
 
