@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/host_objects.h"
 #include "host/dialogs/controls.h"
 #include "host/dialogs/list_control.h"
 #include "tests/interfaces/editor.h"
@@ -90,7 +91,11 @@ protected:
     PlaceDialogs()
         : m_server(GetParam() ? std::vector<std::string>{}
                               : std::vector<std::string>{"--generation", "2013"}) {}
-    ~PlaceDialogs() override { EXPECT_EQ(m_driver ? m_driver->front_end().dialogs.problem() : "", ""); }
+    ~PlaceDialogs() override {
+        EXPECT_EQ(m_driver ? m_driver->front_end().dialogs.problem() : "", "");
+        m_driver.reset();
+        EXPECT_EQ(host::LiveObjects(), 0) << "the dialog holds something of the host";
+    }
     DevServer& server() { return m_server; }
     Driver& driver() {
         if (!m_driver) m_driver = std::make_unique<Driver>(m_server);
