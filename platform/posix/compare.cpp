@@ -129,8 +129,8 @@ public:
             return;
         }
         // The first character of ASCII that is not before this one.
-        const auto found =
-            std::partition_point(m_sorted.begin(), m_sorted.end(), [&](char16_t x) { return Slow(x, c) < 0; });
+        const auto found = std::partition_point(m_sorted.begin(), m_sorted.end(),
+                                                [&](char16_t x) { return Slow(x, c) < 0; });
         if (found != m_sorted.end() && Slow(*found, c) == 0) {
             key += ByteOf(m_ranks[*found]);
             return;

@@ -214,23 +214,23 @@ TEST(Encoding, TheProcessEncodingEndsWhereItCanNotConvert) {
 
 std::string SortKey(const std::u16string& text) {
     constexpr DWORD kFlags = LCMAP_SORTKEY | NORM_IGNORECASE | SORT_DIGITSASNUMBERS;
-    std::string key(static_cast<std::size_t>(
-                        LCMapStringW(LOCALE_USER_DEFAULT, kFlags, text.c_str(), -1, nullptr, 0)),
-                    '\0');
+    std::string key(
+        static_cast<std::size_t>(LCMapStringW(LOCALE_USER_DEFAULT, kFlags, text.c_str(), -1, nullptr, 0)),
+        '\0');
     EXPECT_EQ(LCMapStringW(LOCALE_USER_DEFAULT, kFlags, text.data(), static_cast<int>(text.size()),
                            reinterpret_cast<LPWSTR>(key.data()), static_cast<int>(key.size())),
               static_cast<int>(key.size()));
     return key;
 }
 
-// Texts of up to five pieces that sort in every way: numbers with zeros, letters of both cases, accents, signs,
-// ignorable and foreign characters.
+// Texts of up to five pieces that sort in every way: numbers with zeros, letters of both cases, accents,
+// signs, ignorable and foreign characters.
 TEST(SortKeys, CompareLikeTheLogicalOrder) {
     static const std::u16string pieces[] = {
-        u"",   u"a", u"B",      u"b",      u"z",      u"0",          u"007",
-        u"9",  u"10", u" ",     u"_",      u"#",      u"'",          u"\u00E9",
-        u"e",  u"f", u"\uFF41", u"\u0130", u"\u4E2D", u"\U0001F600", u"\u0007",
-        u"\u200B", u"\u0663", std::u16string(300, u'1')};
+        u"",       u"a",          u"B",      u"b",      u"z",      u"0",
+        u"007",    u"9",          u"10",     u" ",      u"_",      u"#",
+        u"'",      u"\u00E9",     u"e",      u"f",      u"\uFF41", u"\u0130",
+        u"\u4E2D", u"\U0001F600", u"\u0007", u"\u200B", u"\u0663", std::u16string(300, u'1')};
     std::minstd_rand random(7);
     std::vector<std::u16string> texts;
     for (int i = 0; i < 300; ++i) {

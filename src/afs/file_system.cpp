@@ -136,8 +136,8 @@ HRESULT FileSystem::LoadDlgParameters(TMK::IAFS_DlgParams* dialog_parameters, Na
         const std::u16string initial_folder_root_url = initial_folder.GetSession()->GetWebUrl();
         const std::u16string parameters_initial_folder_root_url =
             parameters_initial_folder->GetSession()->GetWebUrl();
-        CHECK_RETURN(CompareUrls(initial_folder_root_url.c_str(), parameters_initial_folder_root_url.c_str()) ==
-                         CompareUrlsResult::equal,
+        CHECK_RETURN(CompareUrls(initial_folder_root_url.c_str(),
+                                 parameters_initial_folder_root_url.c_str()) == CompareUrlsResult::equal,
                      E_INVALIDARG);
     } else {
         out_parameters.m_initial_path_name = ComPtr<TMK::IAFS_Name>(&initial_folder);
@@ -173,8 +173,8 @@ HRESULT FileSystem::ShowDlg(DWORD i_dialog_type, TMK::IAFS_Name* initial_folder,
         const bool is_open = i_dialog_type == TMK::AFS_Dlg_OpenFiles;
         Ui::DialogParameters dialg_parameters;
         CHECK_RESULT(LoadDlgParameters(dialog_parameters, *local_folder, dialg_parameters));
-        if (dialg_parameters.m_flags == 0)
-            dialg_parameters.m_flags = is_open ? DWORD{kModeOpen} : DWORD{Ui::DialogParameters::confirm_overwrite};
+        const DWORD usual = is_open ? DWORD{kModeOpen} : DWORD{Ui::DialogParameters::confirm_overwrite};
+        if (dialg_parameters.m_flags == 0) dialg_parameters.m_flags = usual;
         const ComPtr<Name> default_folder = Name::Create(local_folder->GetSession()->GetWeb(), *local_folder);
         const std::shared_ptr<Ui::OpenSaveDialogs> dialog = m_plugin->GetOpenSaveDialogs();
         CHECK_RETURN(dialog != nullptr, E_FAIL);
@@ -238,8 +238,8 @@ HRESULT FileSystem::CreateAccountByUrl(const std::u16string& url, TMK::IAFS_Bind
 HRESULT FileSystem::BindAccount(AccountData& account_data, TMK::IAFS_BindContext* context) {
     TRACE_NAME("FileSystem::CreateAccount");
     ComPtr<TMK::IAFS_Name> host_name;
-    const HRESULT result = BindToObject(static_cast<TMK::IAFS_AccountData*>(&account_data), context, 0, nullptr,
-                                        nullptr, host_name.put());
+    const HRESULT result = BindToObject(static_cast<TMK::IAFS_AccountData*>(&account_data), context, 0,
+                                        nullptr, nullptr, host_name.put());
     if (FAILED(result)) return result;
     const ComPtr<Name> name = GetName(host_name.get());
     CHECK_RETURN(name != nullptr, E_FAIL);
@@ -256,7 +256,8 @@ HRESULT FileSystem::AskForAccount(TMK::IAFS_BindContext* context, ComPtr<Account
     m_plugin->m_tmk_inst->get_MainWindow(&nWindow);
     for (;;) {
         account_data.reset();
-        if (Ui::CreateAccountDialog::Show(*m_plugin, nWindow, error, url, account_data) != S_OK) return E_CANCELED;
+        if (Ui::CreateAccountDialog::Show(*m_plugin, nWindow, error, url, account_data) != S_OK)
+            return E_CANCELED;
         CHECK_RETURN(account_data != nullptr, E_INVALIDARG);
         const HRESULT result = BindAccount(*account_data, context);
         if (SUCCEEDED(result)) return S_OK;

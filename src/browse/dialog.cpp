@@ -17,7 +17,8 @@ constexpr LONG kShow = 8;
 
 }  // namespace
 
-Dialog::Dialog(ITMK_Inst* tmk_instance, FileSystem* file_system, DialogParameters& io_parameters, Wishes wishes)
+Dialog::Dialog(ITMK_Inst* tmk_instance, FileSystem* file_system, DialogParameters& io_parameters,
+               Wishes wishes)
     : m_tmk_instance(tmk_instance),
       m_file_system(file_system),
       m_parameters(&io_parameters),
@@ -25,14 +26,13 @@ Dialog::Dialog(ITMK_Inst* tmk_instance, FileSystem* file_system, DialogParameter
       m_preferences(std::move(wishes.preferences)),
       m_hidden_paths(m_preferences.hide_paths ? HiddenPaths(m_preferences.hidden_paths) : HiddenPaths()) {
     TRACE_NAME("Ui::Dialog::Dialog");
-    CHECK_RESULT_THROW_TEXT(
-        m_tmk_instance->GetExtension(u"UIX", reinterpret_cast<IUnknown**>(m_ui.put())),
-        u"m_tmk_instance->GetExtension(L\"UIX\", (IUnknown**)&m_ui)");
+    CHECK_RESULT_THROW_TEXT(m_tmk_instance->GetExtension(u"UIX", reinterpret_cast<IUnknown**>(m_ui.put())),
+                            u"m_tmk_instance->GetExtension(L\"UIX\", (IUnknown**)&m_ui)");
     CHECK_THROW(m_ui != nullptr, HResultException, E_FAIL);
     CHECK_RESULT_THROW_TEXT(NamesCollection::Create(m_files_to_open.put()),
                             u"NamesCollection::Create(m_files_to_open)");
     const auto can_change = [this](DWORD) {
-        return m_navigator && m_navigator->GetFolder() && !IsTaskRunning();
+        return m_navigator && !IsTaskRunning() && m_navigator->GetFolder();
     };
     m_command_parameters = {
         {.id = u"sp.cmd.createFolder",
@@ -187,15 +187,16 @@ void Dialog::MakeProgress() {
 
 void Dialog::MakeList() {
     m_navigator = std::make_shared<FoldersNavigator>(m_file_system.get());
-    m_list = std::make_unique<FolderItemsList>(FolderItemsList::Parts{
-        .inst = m_tmk_instance,
-        .ui = m_ui,
-        .file_system = m_file_system,
-        .navigator = m_navigator,
-        .list_object = GetControl(u"lst.files"),
-        .filter = m_filter,
-        .is_hidden = [this](const std::u16string& title, DWORD attributes) { return IsHidden(title, attributes); },
-        .on_confirmed = [this](IAFS_Name* name) { return OnItemConfirmed(name); }});
+    m_list = std::make_unique<FolderItemsList>(
+        FolderItemsList::Parts{.inst = m_tmk_instance,
+                               .ui = m_ui,
+                               .file_system = m_file_system,
+                               .navigator = m_navigator,
+                               .list_object = GetControl(u"lst.files"),
+                               .filter = m_filter,
+                               .is_hidden = [this](const std::u16string& title,
+                                                   DWORD attributes) { return IsHidden(title, attributes); },
+                               .on_confirmed = [this](IAFS_Name* name) { return OnItemConfirmed(name); }});
 }
 
 void Dialog::OnPreEndModal(UIX_Event& event) {
@@ -249,7 +250,8 @@ HRESULT Dialog::OnSettingsClicked() {
 ComPtr<IUIX_Obj> Dialog::GetControl(const char16_t* id) const {
     ComPtr<IUIX_Obj> control;
     DWORD atom = 0;
-    if (m_pObj && SUCCEEDED(m_tmk_instance->Str2ID(id, VARIANT_TRUE, &atom))) m_pObj->GetControl(atom, control.put());
+    if (m_pObj && SUCCEEDED(m_tmk_instance->Str2ID(id, VARIANT_TRUE, &atom)))
+        m_pObj->GetControl(atom, control.put());
     return control;
 }
 

@@ -1,6 +1,6 @@
 // The plug-in's own browser of a site, to open documents and to choose where to save one. Lives on the main
-// thread; all work with the server runs on one task, which touches the navigator, names and the file system alone
-// and comes back by a posted message.
+// thread; all work with the server runs on one task, which touches the navigator, names and the file system
+// alone and comes back by a posted message.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@
 #include "base/preferences.h"
 #include "base/ui_object.h"
 #include "browse/folder_items_list.h"
-#include "browse/hidden_paths.h"
+#include "browse/list/hidden_paths.h"
 #include "dialogs/command_objects.h"
 #include "dialogs/dialog_parameters.h"
 #include "dialogs/message_box.h"
@@ -33,7 +33,8 @@ public:
     };
 
     // `io_parameters` outlives the dialog. Throws HResultException without what the host has to give.
-    Dialog(TMK::ITMK_Inst* tmk_instance, FileSystem* file_system, DialogParameters& io_parameters, Wishes wishes);
+    Dialog(TMK::ITMK_Inst* tmk_instance, FileSystem* file_system, DialogParameters& io_parameters,
+           Wishes wishes);
     ~Dialog() override;
 
     // E_CANCELED when nothing was chosen.

@@ -6,13 +6,13 @@
 #include "base/text/number_format.h"
 #include "browse/dialog.h"
 #include "browse/dialog_progress.h"
+#include "browse/typed_names.h"
 
 using namespace TMK;
 
 namespace Ui {
 namespace {
 
-constexpr const char16_t* kForbidden = u"?*:\"|<>\\/";
 constexpr const char16_t* kFolderNameQuestion = u"sp.addFolder.question.edit.title";
 constexpr DWORD kInputStyle = TaskDialogStyle_Base | TaskDialogStyle_Input;
 
@@ -39,12 +39,6 @@ const char16_t* Choose(const KindTexts& texts, IAFS_ItemInfo* information) {
 PromptText WithReason(PromptText message, const std::u16string& reason) {
     if (!reason.empty()) message.text += u"\n" + reason;
     return message;
-}
-
-std::u16string WithoutOuterBlanks(const std::u16string& text) {
-    const size_t first = text.find_first_not_of(u" \t");
-    return first == std::u16string::npos ? std::u16string()
-                                         : text.substr(first, text.find_last_not_of(u" \t") - first + 1);
 }
 
 bool Contains(const std::vector<std::u16string>& titles, const std::u16string& name) {
@@ -89,13 +83,14 @@ bool Dialog::AskForFolderName(const std::vector<std::u16string>& titles, std::u1
     PromptText text{kFolderNameQuestion, {}};
     DWORD style = kInputStyle;
     for (;;) {
-        const UINT pressed = ShowMessageBox(inst, style, text, {u"sp.addFolder.question.button.create", u"btn.cancel"},
-                                            -1, 0, nullptr, nullptr, std::nullopt, EditField{kFolderNameQuestion, &name});
+        const UINT pressed =
+            ShowMessageBox(inst, style, text, {u"sp.addFolder.question.button.create", u"btn.cancel"}, -1, 0,
+                           nullptr, nullptr, std::nullopt, EditField{kFolderNameQuestion, &name});
         if (pressed != 0) return false;
-        const std::u16string wanted = WithoutOuterBlanks(name);
+        const std::u16string wanted(TrimBlanks(name));
         if (wanted.empty()) {
             text = FormatPrompt(inst, u"sp.addFolder.question.error.emptyFolderName");
-        } else if (wanted.find_first_of(kForbidden) != std::u16string::npos) {
+        } else if (wanted.find_first_of(kForbiddenInNames) != std::u16string::npos) {
             text = FormatPrompt(inst, u"sp.addFolder.question.error.invalidFolderName", wanted);
         } else if (Contains(titles, wanted)) {
             text = FormatPrompt(inst, u"sp.addFolder.question.error.alreadyExists", wanted);
@@ -141,18 +136,21 @@ HRESULT Dialog::CreateFolderNow(IAFS_Name* folder, const std::u16string& name, D
     const auto reason = MakeObject<FailureText>();
     const auto work = [&]() -> HRESULT {
         CHECK_RETURN(plugin != nullptr, E_FAIL);
-        CHECK_RESULT(progress.Start(plugin->m_aux_inst.get(), m_window, FormatString(inst, u"sp.addFolder.progress.title"),
+        CHECK_RESULT(progress.Start(plugin->m_aux_inst.get(), m_window,
+                                    FormatString(inst, u"sp.addFolder.progress.title"),
                                     FormatString(inst, u"sp.addFolder.progress.text", name)));
         ComPtr<IAFS_Name> new_folder;
         CHECK_RESULT_TEXT(m_file_system->StringToName(name.c_str(), 0, folder, new_folder.put()),
                           u"m_file_system->StringToName(name, 0, folder, &new_folder)");
-        CHECK_RESULT_TEXT(m_file_system->CreateFolder(new_folder.get(), 0, reason.get(), progress.GetCancelFlag()),
-                          u"m_file_system->CreateFolder(new_folder, 0, details, cancel_flag)");
+        CHECK_RESULT_TEXT(
+            m_file_system->CreateFolder(new_folder.get(), 0, reason.get(), progress.GetCancelFlag()),
+            u"m_file_system->CreateFolder(new_folder, 0, details, cancel_flag)");
         return S_OK;
     };
     const HRESULT result = work();
     if (FAILED(result) && result != E_CANCELED) {
-        Ask(kStyleWarning, WithReason(FormatPrompt(inst, u"sp.addFolder.error.message", name), reason->m_text),
+        Ask(kStyleWarning,
+            WithReason(FormatPrompt(inst, u"sp.addFolder.error.message", name), reason->m_text),
             {u"btn.close"});
     }
     return result;
@@ -169,7 +167,8 @@ PromptText Dialog::DeleteQuestion(const NamedItems& items) const {
 HRESULT Dialog::Delete() {
     TRACE_ENTRY("Ui::Dialog::Delete");
     CHECK_RETURN(m_navigator != nullptr, E_FAIL);
-    if (RefuseSecondChange(FormatPrompt(m_tmk_instance.get(), u"sp.delete.error.unknown"))) TRACE_RETURN(S_FALSE);
+    if (RefuseSecondChange(FormatPrompt(m_tmk_instance.get(), u"sp.delete.error.unknown")))
+        TRACE_RETURN(S_FALSE);
     FolderItemsList::Names names;
     CHECK_RESULT_TEXT(m_list->GetSelection(names), u"m_list->GetSelection(items)");
     if (names.empty()) {
@@ -190,7 +189,8 @@ HRESULT Dialog::Delete() {
         LOG_LINE(Log::verbose, u"Deletion is not confirmed by user");
         TRACE_RETURN(S_FALSE);
     }
-    RunChange([this, items = std::move(items)](DialogProgress& progress) { return DeleteNow(items, progress); });
+    RunChange(
+        [this, items = std::move(items)](DialogProgress& progress) { return DeleteNow(items, progress); });
     TRACE_RETURN(S_OK);
 }
 
@@ -199,7 +199,8 @@ bool Dialog::DeleteNow(const NamedItems& items, DialogProgress& progress) {
     TRACE_NAME("Ui::Dialog::Delete");
     ITMK_Inst* const inst = m_tmk_instance.get();
     const PluginContext* const plugin = m_file_system->GetPlugin();
-    if (!plugin || FAILED(progress.Start(plugin->m_aux_inst.get(), m_window, FormatString(inst, u"sp.delete.progress.title")))) {
+    if (!plugin || FAILED(progress.Start(plugin->m_aux_inst.get(), m_window,
+                                         FormatString(inst, u"sp.delete.progress.title")))) {
         Ask(kStyleWarning, FormatPrompt(inst, u"sp.delete.error.unknown"), {u"btn.close"});
         return false;
     }
@@ -208,14 +209,16 @@ bool Dialog::DeleteNow(const NamedItems& items, DialogProgress& progress) {
     for (const NamedItem& item : items) {
         if (progress.IsCanceled()) break;
         progress.Show(FormatString(inst, Choose(kProgressTexts, item.information.get()), item.title),
-                      FormatString(inst, u"sp.delete.progress.status", FormatNumber(std::to_string(++position)), total));
+                      FormatString(inst, u"sp.delete.progress.status",
+                                   FormatNumber(std::to_string(++position)), total));
         const auto reason = MakeObject<FailureText>();
         const HRESULT result = m_file_system->Delete(item.name.get(), reason.get(), progress.GetCancelFlag());
         if (result == E_CANCELED) break;
         if (SUCCEEDED(result)) continue;
         LOG_LINE(Log::error, u"m_file_system->Delete(name, details, cancel_flag)=(HRESULT)%d", result);
-        Ask(kStyleWarning, WithReason(FormatPrompt(inst, Choose(kErrors, item.information.get()), item.title),
-                                      reason->m_text),
+        Ask(kStyleWarning,
+            WithReason(FormatPrompt(inst, Choose(kErrors, item.information.get()), item.title),
+                       reason->m_text),
             {u"btn.close"});
     }
     return true;

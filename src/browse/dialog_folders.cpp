@@ -93,7 +93,9 @@ HRESULT Dialog::NavigateUp() {
         LOG_LINE(Log::warning, u"Called NavigateUp when navigation to parent should be disabled");
         return S_FALSE;
     }
-    const HRESULT result = SetFolder(ComPtr<IAFS_Name>(m_navigator->GetParent()).get(), true);
+    // A running navigation has the parent to itself, and is not left for another one.
+    const ComPtr<IAFS_Name> parent = m_is_navigating ? ComPtr<IAFS_Name>() : m_navigator->GetParent();
+    const HRESULT result = SetFolder(parent.get(), true);
     if (FAILED(result)) {
         LOG_LINE(Log::error, u"Failed to navigate up, result=%d", result);
     } else {
@@ -175,8 +177,8 @@ void Dialog::ShowItems() {
     Bstr path;
     // The site itself has no path below the site.
     if (!m_hidden_paths.IsEmpty() &&
-        SUCCEEDED(m_file_system->NameToString(m_navigator->GetFolder().get(), AFS_Name2String_Relative, nullptr,
-                                              path.put()))) {
+        SUCCEEDED(m_file_system->NameToString(m_navigator->GetFolder().get(), AFS_Name2String_Relative,
+                                              nullptr, path.put()))) {
         m_folder_path = path.str();
     }
     if (const HRESULT result = m_list->Refresh(); FAILED(result))
@@ -188,9 +190,11 @@ void Dialog::FillUi() {
     m_can_navigate_up = m_navigator->GetParent() != nullptr;
     UpdateCommandBar();
     Bstr folder_url;
-    if (FAILED(m_file_system->NameToString(m_navigator->GetFolder().get(), 0, nullptr, folder_url.put()))) return;
+    if (FAILED(m_file_system->NameToString(m_navigator->GetFolder().get(), 0, nullptr, folder_url.put())))
+        return;
     SetText(u"lb.url", folder_url.str());
-    for (const char16_t* const id : {u"btn.signOut", u"lst.files", u"ed.name", u"cb.filter"}) Enable(id, true);
+    for (const char16_t* const id : {u"btn.signOut", u"lst.files", u"ed.name", u"cb.filter"})
+        Enable(id, true);
     if (!m_open) Enable(u"btn.ok", !GetText(u"ed.name").empty());
 }
 

@@ -3,20 +3,14 @@
 #include "base/failure.h"
 #include "base/text/ignore_case.h"
 #include "browse/dialog.h"
+#include "browse/typed_names.h"
 
 using namespace TMK;
 
 namespace Ui {
 namespace {
 
-constexpr const char16_t* kForbidden = u"?*:\"|<>\\/";
 constexpr char16_t kQuote = u'"';
-
-std::u16string_view Trim(std::u16string_view text) {
-    const size_t first = text.find_first_not_of(u" \t");
-    if (first == std::u16string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(u" \t") - first + 1);
-}
 
 // The parts in quotes of a text that begins with one, or else the text itself. A last quote may be missing.
 std::vector<std::u16string> SplitQuoted(std::u16string_view text) {
@@ -24,7 +18,7 @@ std::vector<std::u16string> SplitQuoted(std::u16string_view text) {
     std::vector<std::u16string> parts;
     for (size_t open = 0; open < text.size(); open = text.find(kQuote, open)) {
         const size_t close = std::min(text.find(kQuote, open + 1), text.size());
-        const std::u16string_view part = Trim(text.substr(open + 1, close - open - 1));
+        const std::u16string_view part = TrimBlanks(text.substr(open + 1, close - open - 1));
         if (!part.empty()) parts.emplace_back(part);
         open = std::min(close + 1, text.size());
     }
@@ -120,7 +114,7 @@ Dialog::NamedItems Dialog::GetSelectedFolderFromList() {
 Dialog::NamedItems Dialog::GetNamesFromNameEditControl() {
     TRACE_NAME("Ui::Dialog::GetNamesFromNameEditControl");
     const std::u16string text = GetText(u"ed.name");
-    const std::u16string_view trimmed = Trim(text);
+    const std::u16string_view trimmed = TrimBlanks(text);
     if (trimmed.empty()) {
         LOG_LINE(Log::verbose, u"Edit is empty");
         return {};
@@ -161,7 +155,8 @@ void Dialog::AddDefaultExtension(std::u16string& name) const {
         return;
     }
     LOG_LINE(Log::information,
-             u"Name either has no extension or it's different from default - adding default '%s'", default_ext);
+             u"Name either has no extension or it's different from default - adding default '%s'",
+             default_ext);
     if (!name.ends_with(u'.')) name += u'.';
     name += default_ext;
 }
@@ -219,13 +214,15 @@ HRESULT Dialog::AddNames(NamedItems& names, IAFS_NamesCollection& files_names) {
             Ask(kStyleWarning, FormatPrompt(inst, u"sp.msg.fileNotFound", item.title), {u"btn.close"});
             continue;
         }
-        if (!item.name && item.title.find_first_of(kForbidden) != std::u16string::npos) {
-            Ask(kStyleWarning, FormatPrompt(inst, u"sp.msg.invalidFileName", item.title, kForbidden), {u"btn.close"});
+        if (!item.name && item.title.find_first_of(kForbiddenInNames) != std::u16string::npos) {
+            Ask(kStyleWarning, FormatPrompt(inst, u"sp.msg.invalidFileName", item.title, kForbiddenInNames),
+                {u"btn.close"});
             continue;
         }
         if (!item.name) {
             CHECK_RESULT_TEXT(
-                m_file_system->StringToName(item.title.c_str(), 0, m_navigator->GetFolder().get(), item.name.put()),
+                m_file_system->StringToName(item.title.c_str(), 0, m_navigator->GetFolder().get(),
+                                            item.name.put()),
                 u"m_file_system->StringToName(name.first, 0, m_navigator->GetFolder(), &name.second.first)");
         }
         CHECK_RESULT_TEXT(files_names.Add(item.name.get()), u"files_names.Add(name.second.first)");

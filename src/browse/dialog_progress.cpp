@@ -4,7 +4,8 @@
 
 namespace Ui {
 
-HRESULT DialogProgress::Start(TMK::IAUX_Inst* aux, HWND parent, const std::u16string& title, const std::u16string& text) {
+HRESULT DialogProgress::Start(TMK::IAUX_Inst* aux, HWND parent, const std::u16string& title,
+                              const std::u16string& text) {
     TRACE_NAME("Ui::DialogProgress::Start");
     CHECK_RETURN(aux != nullptr, E_FAIL);
     ComPtr<TMK::ITMK_Progress> progress;
@@ -12,7 +13,8 @@ HRESULT DialogProgress::Start(TMK::IAUX_Inst* aux, HWND parent, const std::u16st
     CHECK_RETURN(progress != nullptr, E_FAIL);
     CHECK_RESULT(progress->put_Title(title.c_str()));
     CHECK_RESULT(progress->put_Text(text.c_str()));
-    CHECK_RESULT_TEXT(progress->get_CancelFlag(m_cancel_flag.put()), u"progress->get_CancelFlag(&cancel_flag)");
+    CHECK_RESULT_TEXT(progress->get_CancelFlag(m_cancel_flag.put()),
+                      u"progress->get_CancelFlag(&cancel_flag)");
     CHECK_RESULT(progress->Start());
     m_progress = std::move(progress);
     return S_OK;

@@ -12,7 +12,8 @@ bool Dialog::AsyncStart(std::function<void()> i_function, const char* i_function
     try {
         if (IsTaskRunning()) {
             LOG_LINE(Log::error,
-                     u"Failed to start async function '%s' while current async operation is in progress", name);
+                     u"Failed to start async function '%s' while current async operation is in progress",
+                     name);
             return false;
         }
         LOG_LINE(Log::verbose, u"Starting async function '%s'", name);
@@ -30,7 +31,8 @@ bool Dialog::AsyncStart(std::function<void()> i_function, const char* i_function
 HRESULT Dialog::AsyncComplete(Function i_function, const char* i_function_name) {
     TRACE_NAME("Ui::Dialog::AsyncComplete");
     CHECK_RETURN_TEXT(m_window != nullptr, E_UNEXPECTED, u"m_pObj != nullptr");
-    auto context = std::make_unique<AsyncCallbackContext>(AsyncCallbackContext{std::move(i_function), i_function_name});
+    auto context =
+        std::make_unique<AsyncCallbackContext>(AsyncCallbackContext{std::move(i_function), i_function_name});
     const auto parameter = reinterpret_cast<WPARAM>(context.get());
     {
         const std::lock_guard lock(m_complete_lock);
@@ -52,7 +54,8 @@ HRESULT Dialog::OnAsyncComplete(const TMK::UIX_Event* i_event) {
     std::unique_ptr<AsyncCallbackContext> context;
     {
         const std::lock_guard lock(m_complete_lock);
-        CHECK_RETURN(m_complete && reinterpret_cast<DWORD_PTR>(m_complete.get()) == i_event->nParam1, E_INVALIDARG);
+        CHECK_RETURN(m_complete && reinterpret_cast<DWORD_PTR>(m_complete.get()) == i_event->nParam1,
+                     E_INVALIDARG);
         context = std::move(m_complete);
     }
     const std::u16string name = Widen(context->function_name);

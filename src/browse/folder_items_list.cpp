@@ -3,8 +3,8 @@
 #include <set>
 
 #include "base/failure.h"
-#include "browse/file_icons.h"
-#include "browse/list_items.h"
+#include "browse/list/file_icons.h"
+#include "browse/list/list_items.h"
 #include "dialogs/message_box.h"
 
 // The base of those who answer for the rows of a list.
@@ -80,8 +80,9 @@ void FolderItemsList::Impl::InsertColumns() {
 }
 
 HRESULT FolderItemsList::Impl::SetColumnSorting(size_t column_index, bool ascending) {
-    return m_list->SetColumn(static_cast<LONG>(column_index), TMK::UIX_ListColumn_Style, nullptr, nullptr, nullptr,
-                             0, ascending ? TMK::UIX_ListColumn_Ascending : TMK::UIX_ListColumn_Descending,
+    return m_list->SetColumn(static_cast<LONG>(column_index), TMK::UIX_ListColumn_Style, nullptr, nullptr,
+                             nullptr, 0,
+                             ascending ? TMK::UIX_ListColumn_Ascending : TMK::UIX_ListColumn_Descending,
                              TMK::UIX_ListColumn_SortMask, 0);
 }
 
@@ -108,6 +109,7 @@ HRESULT FolderItemsList::Impl::Refresh() {
     const FoldersNavigator::Items& items = m_parts.navigator->GetItems();
     m_items.reserve(items.size() + 1);
     for (const auto& [name, information] : items) CHECK_RESULT(AddItem(name.get(), information.get()));
+    PrepareForSorting(m_items);
     Sort();
     for (size_t i = 0; i < m_items.size(); ++i)
         CHECK_RESULT_TEXT(m_list->InsertItem(-1, 0, 0), u"m_impl->m_list->InsertItem(-1, 0, 0)");
@@ -173,7 +175,6 @@ HRESULT FolderItemsList::Impl::AddItem(TMK::IAFS_Name* name, TMK::IAFS_ItemInfo*
     item->created_time = static_cast<int64_t>(time);
     CHECK_RESULT(information->get_LastWriteTime(&time));
     item->modified_time = static_cast<int64_t>(time);
-    item->title_key = MakeTitleKey(item->title);
     m_items.push_back(std::move(item));
     return S_OK;
 }
@@ -224,15 +225,16 @@ HRESULT FolderItemsList::Impl::List_OnGetItemText(const TMK::UIX_ListItemID* ite
     HOST_BOUNDARY(nullptr)
 }
 
-HRESULT FolderItemsList::Impl::List_OnGetItemImageSize(const TMK::UIX_ListItemID* item_id, TMK::SIZE* out_size) {
+HRESULT FolderItemsList::Impl::List_OnGetItemImageSize(const TMK::UIX_ListItemID* item_id,
+                                                       TMK::SIZE* out_size) {
     TRACE_NAME("FolderItemsList::List_OnGetItemImageSize");
     CHECK_RETURN(IsRow(item_id), E_INVALIDARG);
     const ListItem& item = *m_items[static_cast<size_t>(item_id->nItem)];
     return m_columns[static_cast<size_t>(item_id->nColumn)]->GetItemImageSize(item, out_size);
 }
 
-HRESULT FolderItemsList::Impl::List_OnGetItemImage(const TMK::UIX_ListItemID* item_id, TMK::IUIX_Icon** out_image,
-                                                   BYTE* out_opacity) {
+HRESULT FolderItemsList::Impl::List_OnGetItemImage(const TMK::UIX_ListItemID* item_id,
+                                                   TMK::IUIX_Icon** out_image, BYTE* out_opacity) {
     TRACE_NAME("FolderItemsList::List_OnGetItemImage");
     CHECK_RETURN(IsRow(item_id), E_INVALIDARG);
     const ListItem& item = *m_items[static_cast<size_t>(item_id->nItem)];
@@ -307,5 +309,6 @@ HRESULT FolderItemsList::GetSelection(Names& items) {
 }
 
 void FolderItemsList::SetNotice(const std::u16string& text, const std::u16string& button) {
-    m_impl->m_list->SetNotice(text.empty() ? nullptr : text.c_str(), button.empty() ? nullptr : button.c_str());
+    m_impl->m_list->SetNotice(text.empty() ? nullptr : text.c_str(),
+                              button.empty() ? nullptr : button.c_str());
 }

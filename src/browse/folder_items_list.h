@@ -1,5 +1,5 @@
-// The list in the middle of the dialog: the items of the navigator's folder as rows, sorted, and which of them
-// the user has picked. Main thread, on items that the navigator has finished gathering.
+// The list in the middle of the dialog: the items of the navigator's folder as rows, sorted, and which of
+// them the user has picked. Main thread, on items that the navigator has finished gathering.
 #pragma once
 
 #include <functional>
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "browse/folders_navigator.h"
-#include "browse/names_filter.h"
+#include "browse/list/names_filter.h"
 #include "hostapi/itmk.h"
 
 class FolderItemsList {

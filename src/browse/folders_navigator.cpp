@@ -71,9 +71,8 @@ HRESULT FoldersNavigator::GetAttributes(TMK::IAFS_Name* item, DWORD& attributes,
     if (!information) {
         ComPtr<TMK::IAFS_FileInfo> asked;
         CHECK_RETURN(!m_stop, E_CANCELED);
-        CHECK_RESULT_TEXT(
-            m_file_system->GetFileInfo(item, nullptr, nullptr, asked.put()),
-            u"m_file_system->GetFileInfo(folder_or_file_item, nullptr, nullptr, &information)");
+        CHECK_RESULT_TEXT(m_file_system->GetFileInfo(item, nullptr, nullptr, asked.put()),
+                          u"m_file_system->GetFileInfo(folder_or_file_item, nullptr, nullptr, &information)");
         information = asked;
     }
     CHECK_RESULT(information->get_Attributes(&attributes));

@@ -23,8 +23,9 @@ public:
     FoldersNavigator(const FoldersNavigator&) = delete;
     FoldersNavigator& operator=(const FoldersNavigator&) = delete;
 
-    // Goes to a folder, or to that of a file. S_FALSE for the null name, E_CANCELED when it was stopped. Unless
-    // it succeeds, folder, parent and items stay as they were (but for the null name, which empties the list).
+    // Goes to a folder, or to that of a file. S_FALSE for the null name, E_CANCELED when it was stopped.
+    // Unless it succeeds, folder, parent and items stay as they were (but for the null name, which empties
+    // the list).
     HRESULT SetFolder(TMK::IAFS_Name* folder_or_file_item, const Filter& filter);
     // Lets the step that runs be the last. For good.
     void Stop() { m_stop.exchange(1); }
@@ -46,7 +47,8 @@ private:
     HRESULT Decide(TMK::IAFS_Name* folder_or_file_item, Place& place);
     HRESULT GetAttributes(TMK::IAFS_Name* item, DWORD& attributes, bool& is_child);
     HRESULT FindParent(Place& place);
-    HRESULT Enumerate(TMK::IAFS_Name* folder, const Filter& filter, Items& items, std::u16string& unread_reason);
+    HRESULT Enumerate(TMK::IAFS_Name* folder, const Filter& filter, Items& items,
+                      std::u16string& unread_reason);
 
     const ComPtr<FileSystem> m_file_system;
     ComPtr<TMK::IAFS_Name> m_folder;

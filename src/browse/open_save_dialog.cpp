@@ -14,15 +14,15 @@ OpenSaveDialog::OpenSaveDialog(TMK::ITMK_Inst* tmk_instance) : m_tmk_instance(tm
                             u"tmk_instance->GetExtension(L\"UIX\", (IUnknown**)&ui)");
 }
 
-HRESULT OpenSaveDialog::ShowOpenSinglePlace(TMK::IAFS_NamesCollection** o_names, DialogParameters& io_parameters,
-                                            TMK::IAFS_Name* i_default_folder, HWND i_parent_window,
-                                            const Preferences& i_preferences) {
+HRESULT OpenSaveDialog::ShowOpenSinglePlace(TMK::IAFS_NamesCollection** o_names,
+                                            DialogParameters& io_parameters, TMK::IAFS_Name* i_default_folder,
+                                            HWND i_parent_window, const Preferences& i_preferences) {
     return ShowDialog({true, io_parameters, i_default_folder, i_parent_window, i_preferences}, o_names);
 }
 
-HRESULT OpenSaveDialog::ShowSaveSinglePlace(TMK::IAFS_NamesCollection** o_names, DialogParameters& io_parameters,
-                                            TMK::IAFS_Name* i_default_folder, HWND i_parent_window,
-                                            const Preferences& i_preferences) {
+HRESULT OpenSaveDialog::ShowSaveSinglePlace(TMK::IAFS_NamesCollection** o_names,
+                                            DialogParameters& io_parameters, TMK::IAFS_Name* i_default_folder,
+                                            HWND i_parent_window, const Preferences& i_preferences) {
     return ShowDialog({false, io_parameters, i_default_folder, i_parent_window, i_preferences}, o_names);
 }
 
@@ -43,9 +43,9 @@ HRESULT OpenSaveDialog::Run(const Request& request, TMK::IAFS_NamesCollection** 
         CHECK_RETURN(request.default_folder != nullptr, E_INVALIDARG);
         CHECK_RESULT_TEXT(request.default_folder->get_FileSys(file_system.put()),
                           u"i_default_folder->get_FileSys(&file_system)");
-        const auto dialog =
-            MakeObject<Dialog>(m_tmk_instance.get(), static_cast<FileSystem*>(file_system.get()), request.parameters,
-                               Dialog::Wishes{ComPtr<TMK::IAFS_Name>(request.default_folder), request.preferences});
+        const auto dialog = MakeObject<Dialog>(
+            m_tmk_instance.get(), static_cast<FileSystem*>(file_system.get()), request.parameters,
+            Dialog::Wishes{ComPtr<TMK::IAFS_Name>(request.default_folder), request.preferences});
         CHECK_RETURN(dialog != nullptr, E_OUTOFMEMORY);
         const HRESULT result = dialog->DoModal(request.open, request.parent_window);
         CHECK_RESULT_TEXT(result, u"result");

@@ -17,7 +17,8 @@ struct RecentFolder {
 
 Settings::Node GetList(PluginContext& plugin) {
     ComPtr<TMK::ITMK_Cab> settings;
-    if (!plugin.m_tmk_inst || FAILED(plugin.m_tmk_inst->GetPluginSettings(&plugin, VARIANT_TRUE, settings.put())))
+    if (!plugin.m_tmk_inst ||
+        FAILED(plugin.m_tmk_inst->GetPluginSettings(&plugin, VARIANT_TRUE, settings.put())))
         return {};
     const Settings::Node dialog =
         Settings::GetChild(Settings::GetRoot(settings.get()).get(), u"OpenSaveDialog");
@@ -35,7 +36,8 @@ std::vector<RecentFolder> Read(const Settings::Node& list) {
     for (UINT index = 0; index < CountOf(list); ++index) {
         Settings::Node item;
         if (FAILED(list->get_ItemAt(index, item.put()))) continue;
-        folders.push_back({Settings::GetString(item.get(), u"WebUrl"), Settings::GetString(item.get(), u"FolderUrl")});
+        folders.push_back(
+            {Settings::GetString(item.get(), u"WebUrl"), Settings::GetString(item.get(), u"FolderUrl")});
     }
     return folders;
 }

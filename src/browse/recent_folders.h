@@ -1,5 +1,5 @@
-// The folder of each site that a dialog was last left in, kept with the plug-in's settings: newest first, ten at
-// most. Main thread.
+// The folder of each site that a dialog was last left in, kept with the plug-in's settings: newest first, ten
+// at most. Main thread.
 #pragma once
 
 #include <string>

@@ -15,7 +15,8 @@ ComPtr<Interface> GetObject(TMK::ITMK_CabNode* dictionary, LPCWSTR id) {
     const Settings::Node item = Settings::GetChild(dictionary, id);
     Variant value;
     ComPtr<Interface> object;
-    if (!item || FAILED(item->get_v(value.put())) || value.type() != VT_UNKNOWN || !value.punkVal) return object;
+    if (!item || FAILED(item->get_v(value.put())) || value.type() != VT_UNKNOWN || !value.punkVal)
+        return object;
     if (FAILED(value.punkVal->QueryInterface(kIidOf<Interface>, object.PutVoid()))) object.reset();
     return object;
 }

@@ -18,7 +18,8 @@ struct ApiVersionRow {
     const char16_t* text_id;
     PARAM_T value;
 };
-constexpr ApiVersionRow kApiVersions[] = {{u"sp.cbitem.apiVer.compatible", 0}, {u"sp.cbitem.apiVer.modern", 1}};
+constexpr ApiVersionRow kApiVersions[] = {{u"sp.cbitem.apiVer.compatible", 0},
+                                          {u"sp.cbitem.apiVer.modern", 1}};
 
 class CreateAccountDialogImpl final : public uiCoObjImplT<CreateAccountDialogImpl> {
 public:

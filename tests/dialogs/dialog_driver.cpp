@@ -29,14 +29,16 @@ void Put(TMK::ITMK_Cab* cab, LPCWSTR id, const std::string& text) {
 
 }  // namespace
 
-Driver::Driver(const DevServer& server, const std::string& user, const interfaces::PreferenceValues& preferences)
+Driver::Driver(const DevServer& server, const std::string& user,
+               const interfaces::PreferenceValues& preferences)
     : Editor(server, user, preferences) {}
 
 void Driver::Then(const std::string& what, Action action) {
     ThenWhen(what, IsUsable, std::move(action));
 }
 
-void Driver::ThenWhen(const std::string& what, host::testing::ScriptedDialogs::Condition condition, Action action) {
+void Driver::ThenWhen(const std::string& what, host::testing::ScriptedDialogs::Condition condition,
+                      Action action) {
     front_end().dialogs.Then(what, std::move(condition), std::move(action));
 }
 
@@ -46,9 +48,11 @@ Outcome Driver::Show(DWORD type, const Wishes& wishes) {
     ComPtr<TMK::ITMK_Cab> cab;
     Require(parameters->get_Settings(cab.put()), "the settings of a dialog");
     Require(cab->SetTemplate2(kTemplate.data(), static_cast<LONG>(kTemplate.size()), u"R"), "the template");
-    const ComPtr<TMK::IAFS_Name> folder = wishes.from_site ? ComPtr<TMK::IAFS_Name>(root()) : Name(wishes.folder);
+    const ComPtr<TMK::IAFS_Name> folder =
+        wishes.from_site ? ComPtr<TMK::IAFS_Name>(root()) : Name(wishes.folder);
     if (!wishes.from_site) Put(cab.get(), u"InitialPathName", Variant(static_cast<IUnknown*>(folder.get())));
-    if (wishes.settings_callbacks) Put(cab.get(), u"SettingsBtnCallbacks", Variant(wishes.settings_callbacks.get()));
+    if (wishes.settings_callbacks)
+        Put(cab.get(), u"SettingsBtnCallbacks", Variant(wishes.settings_callbacks.get()));
     Put(cab.get(), u"InitialFileName", wishes.file_name);
     Put(cab.get(), u"FileFilters", wishes.filters);
     Put(cab.get(), u"FileFilterIndex", Variant(LONG{wishes.filter_index}));

@@ -1,5 +1,5 @@
-// A person in front of the plug-in's dialogs, played by a script: the loaded library in the reference host, signed
-// in to a real server. Main thread.
+// A person in front of the plug-in's dialogs, played by a script: the loaded library in the reference host,
+// signed in to a real server. Main thread.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/host_objects.h"
 #include "host/dialogs/controls.h"
 #include "host/dialogs/list_control.h"
 #include "tests/interfaces/editor.h"
@@ -49,7 +50,8 @@ public:
     using Action = std::function<void(DialogWindow&)>;
     // Acts as soon as the folder is shown and can be used.
     void Then(const std::string& what, Action action);
-    void ThenWhen(const std::string& what, host::testing::ScriptedDialogs::Condition condition, Action action);
+    void ThenWhen(const std::string& what, host::testing::ScriptedDialogs::Condition condition,
+                  Action action);
 
     Outcome Open(const Wishes& wishes = {}) { return Show(TMK::AFS_Dlg_OpenFiles, wishes); }
     Outcome Save(const Wishes& wishes = {}) { return Show(TMK::AFS_Dlg_SaveFile, wishes); }
@@ -86,8 +88,14 @@ inline host::PromptAnswer Press(const std::string& button) {
 // Each test runs on either generation, with a server of its own.
 class PlaceDialogs : public ::testing::TestWithParam<bool> {
 protected:
-    PlaceDialogs() : m_server(GetParam() ? std::vector<std::string>{} : std::vector<std::string>{"--generation", "2013"}) {}
-    ~PlaceDialogs() override { EXPECT_EQ(m_driver ? m_driver->front_end().dialogs.problem() : "", ""); }
+    PlaceDialogs()
+        : m_server(GetParam() ? std::vector<std::string>{}
+                              : std::vector<std::string>{"--generation", "2013"}) {}
+    ~PlaceDialogs() override {
+        EXPECT_EQ(m_driver ? m_driver->front_end().dialogs.problem() : "", "");
+        m_driver.reset();
+        EXPECT_EQ(host::LiveObjects(), 0) << "the dialog holds something of the host";
+    }
     DevServer& server() { return m_server; }
     Driver& driver() {
         if (!m_driver) m_driver = std::make_unique<Driver>(m_server);

@@ -110,7 +110,9 @@ TEST_P(OpenDialog, AFilterLeavesOutOtherFilesAndNoFolders) {
     EXPECT_EQ(driver().Open({.filters = "PDF|*.pdf|All|*.*|Word|*.doc;*.docx|"}).filter_index, 0)
         << "nothing goes back when nothing is chosen";
     driver().Then("open", [](auto& w) { DoubleClick(w, "c.docx"); });
-    EXPECT_EQ(driver().Open({.filters = "PDF|*.pdf|All|*.*|Word|*.doc;*.docx|", .filter_index = 2}).filter_index, 2);
+    EXPECT_EQ(
+        driver().Open({.filters = "PDF|*.pdf|All|*.*|Word|*.doc;*.docx|", .filter_index = 2}).filter_index,
+        2);
 }
 
 TEST_P(OpenDialog, SortsByEachColumnAndKeepsTheSelection) {
@@ -153,7 +155,8 @@ TEST_P(OpenDialog, HidesWhatThePreferencesSay) {
     Make({"a.pdf", "b.tmp", "Forms/c.tmp"});
     Replace(std::make_unique<Driver>(
         server(), "alice",
-        interfaces::PreferenceValues{{"hide_paths", "true"}, {"hidden_paths", "*/*.tmp|/Shared Documents/Forms"}}));
+        interfaces::PreferenceValues{{"hide_paths", "true"},
+                                     {"hidden_paths", "*/*.tmp|/Shared Documents/Forms"}}));
     driver().Then("look", [](auto& w) {
         EXPECT_EQ(Rows(w), (Names{"../", "a.pdf"}));
         // What is out of sight can still be typed.
@@ -177,6 +180,30 @@ TEST_P(OpenDialog, BeginsWhereTheLastOneEnded) {
         w.CloseByPerson();
     });
     driver().Open({.from_site = true});
+}
+
+// Only an older server tells that an item is hidden.
+TEST(HiddenItems, AreShownOnRequestAlone) {
+    const DevServer server({"--generation", "2013", "--auth", "basic"});
+    for (const char* name : {"plain.txt", "hidden.txt"}) server.WriteAs("alice", name, "x");
+    const HttpAnswer answer = Http(
+        {.method = "PROPPATCH",
+         .url = server.Url("hidden.txt"),
+         .body =
+             R"(<D:propertyupdate xmlns:D="DAV:" xmlns:Z="urn:schemas-microsoft-com:"><D:set><D:prop>)"
+             "<Z:Win32FileAttributes>00000022</Z:Win32FileAttributes></D:prop></D:set></D:propertyupdate>",
+         .headers = {"Authorization: Basic YWxpY2U6YWxpY2U=", "Content-Type: text/xml"}});
+    ASSERT_EQ(answer.status, 207) << answer.body;
+    for (const bool shown : {false, true}) {
+        Driver driver(server, "alice", {{"show_hidden_items", shown ? "true" : "false"}});
+        driver.Then("look", [&](auto& w) {
+            EXPECT_EQ(Rows(w),
+                      shown ? (Names{"../", "hidden.txt", "plain.txt"}) : (Names{"../", "plain.txt"}));
+            w.CloseByPerson();
+        });
+        driver.Open();
+        EXPECT_EQ(driver.front_end().dialogs.problem(), "");
+    }
 }
 
 }  // namespace

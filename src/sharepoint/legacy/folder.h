@@ -10,7 +10,8 @@ public:
     using Object::Object;
 
     std::shared_ptr<SharePoint::Folder> AsFolder() override { return shared_from_this(); }
-    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(std::u16string* out_unread = nullptr) override {
+    std::vector<std::shared_ptr<SharePoint::Object>> Enumerate(
+        std::u16string* out_unread = nullptr) override {
         return m_web->Enumerate(m_information.m_path, true, nullptr, out_unread);
     }
 };

@@ -25,10 +25,11 @@ Http::Response Get(Http::Session& http, const std::u16string& address, bool chec
 
 // The server's own sentence, or else its status.
 std::u16string DescribeRefusal(const Http::Response& response, const Json::Value& answer) {
-    const Json::Value* message = Json::ObjectMember(Json::ObjectMember(&answer, u"error"), u"message");
-    const Json::Value* sentence = Json::ObjectMember(message, u"value");
-    if (sentence && sentence->IsString() && sentence->GetStringLength() > 0)
-        return {sentence->GetString(), sentence->GetStringLength()};
+    const Json::Value* error = Json::ObjectMember(&answer, u"error");
+    if (!error) error = Json::ObjectMember(&answer, u"odata.error");
+    const Json::Value* message = Json::ObjectMember(error, u"message");
+    const std::u16string_view sentence = Json::Text(Json::Member(message, u"value"));
+    if (!sentence.empty()) return std::u16string(sentence);
     const uint32_t status = response.GetStatus();
     return status >= 200 && status <= 399 ? SharePoint::kNoListing : Http::HttpException(response).message;
 }
@@ -110,7 +111,7 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(std::u16string* 
 
 // docs/compatibility.md: A listing that can't be read is empty
 std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16string& path,
-                                                            std::u16string* out_unread) {
+                                                                std::u16string* out_unread) {
     TRACE_ENTRY("SharePointRestAPI::Web::Enumerate");
     std::vector<std::shared_ptr<SharePoint::Object>> objects;
     Json::Document document;

@@ -25,10 +25,10 @@ int StrCmpLogicalW(LPCWSTR a, LPCWSTR b);
 inline constexpr DWORD LCMAP_SORTKEY = 0x0400;
 inline constexpr DWORD SORT_DIGITSASNUMBERS = 8;
 
-// A sort key: bytes that compare, the shorter before the longer that begins with it, as StrCmpLogicalW compares
-// the texts. The flags are LCMAP_SORTKEY, NORM_IGNORECASE and SORT_DIGITSASNUMBERS, all three. Gives the bytes
-// written, without a zero; a size of 0 (in bytes) asks for the need. A length of -1 is zero-ended text.
-// ERROR_INVALID_PARAMETER, ERROR_INVALID_FLAGS, ERROR_INSUFFICIENT_BUFFER.
+// A sort key: bytes that compare, the shorter before the longer that begins with it, as StrCmpLogicalW
+// compares the texts. The flags are LCMAP_SORTKEY, NORM_IGNORECASE and SORT_DIGITSASNUMBERS, all three. Gives
+// the bytes written, without a zero; a size of 0 (in bytes) asks for the need. A length of -1 is zero-ended
+// text. ERROR_INVALID_PARAMETER, ERROR_INVALID_FLAGS, ERROR_INSUFFICIENT_BUFFER.
 int LCMapStringW(LCID locale, DWORD flags, LPCWSTR text, int length, LPWSTR key, int key_size);
 
 // Points at the last dot of the last path component, or at the terminating zero.

@@ -26,12 +26,13 @@ struct ListItem {
     std::u16string modified;
     std::u16string size_text;
 
-    // What it is sorted by: times and the size as signed numbers, the title by a key that compares like
-    // StrCmpLogicalW.
+    // What it is sorted by: times and the size as signed numbers, title and extension by their places among
+    // those of all rows.
     int64_t created_time = 0;
     int64_t modified_time = 0;
     int64_t size = 0;
-    std::string title_key;
+    uint32_t title_place = 0;
+    uint32_t extension_place = 0;
 };
 using ListItems = std::vector<std::unique_ptr<ListItem>>;
 
@@ -47,7 +48,8 @@ public:
     virtual HRESULT GetItemImageSize(const ListItem& item, TMK::SIZE* out_size) const;
     // Below, equal or above: -1, 0, 1. The way up is first and folders are before files in either direction.
     virtual int Compare(const ListItem& first, const ListItem& second, bool ascending) const;
-    // A number that orders two rows of one rank as Compare does, but for rows where it is the same.
+    // Orders two rows of one rank as Compare does, or tells nothing where it is the same. Where it tells rows
+    // apart that Compare leaves equal, it does so by the text of another column, as SortItems would.
     virtual uint64_t GetSortNumber(const ListItem& item) const;
 };
 
@@ -64,8 +66,8 @@ extern const std::array<ColumnDescription, kColumnsCount> kColumnDescriptions;
 
 std::array<std::unique_ptr<Column>, kColumnsCount> MakeColumns();
 
-// The title as it sorts.
-std::string MakeTitleKey(const std::u16string& title);
+// Finds the places of titles and extensions, in the order of StrCmpLogicalW.
+void PrepareForSorting(ListItems& items);
 // By a column, with title and extension for those that it leaves equal. Equal rows keep their order.
 void SortItems(ListItems& items, const std::array<std::unique_ptr<Column>, kColumnsCount>& columns,
                size_t column, bool ascending);

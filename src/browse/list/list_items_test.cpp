@@ -1,5 +1,5 @@
 // The order of rows and the texts of their columns.
-#include "browse/list_items.h"
+#include "browse/list/list_items.h"
 
 #include <gtest/gtest.h>
 
@@ -7,22 +7,21 @@
 #include <random>
 
 #include "base/text/encoding.h"
-#include "browse/item_texts.h"
+#include "browse/list/item_texts.h"
 #include "platform/text.h"
 
 namespace {
 
 constexpr int64_t kDay = 864'000'000'000;
 
-std::unique_ptr<ListItem> File(const std::u16string& title, const std::u16string& extension, int64_t created = 0,
-                               int64_t modified = 0, int64_t size = 0) {
+std::unique_ptr<ListItem> File(const std::u16string& title, const std::u16string& extension,
+                               int64_t created = 0, int64_t modified = 0, int64_t size = 0) {
     auto item = std::make_unique<ListItem>();
     item->title = title;
     item->extension = extension;
     item->created_time = created;
     item->modified_time = modified;
     item->size = size;
-    item->title_key = MakeTitleKey(title);
     return item;
 }
 
@@ -79,8 +78,26 @@ TEST(ListItems, EachColumnSortsBothWaysBehindTheRanks) {
         items.push_back(File(u"file9", u"pdf", 2 * kDay, 4 * kDay, 100));
         items.push_back(Folder(u"A10", 6 * kDay));
         items.push_back(File(u"file10", u"doc", 9 * kDay, 2 * kDay, 5'000'000'000));
+        PrepareForSorting(items);
         SortItems(items, columns, row.column, row.ascending);
         EXPECT_EQ(Order(items), row.expected) << row.what;
+    }
+}
+
+// By the definition of a column's key.
+int CompareBy(size_t column, const ListItem& a, const ListItem& b) {
+    const auto sign = [](int64_t x, int64_t y) { return (x > y) - (x < y); };
+    switch (column) {
+        case kTitle:
+            return StrCmpLogicalW(a.title.c_str(), b.title.c_str());
+        case kExtension:
+            return StrCmpLogicalW(a.extension.c_str(), b.extension.c_str());
+        case kCreated:
+            return sign(a.created_time, b.created_time);
+        case kModified:
+            return sign(a.modified_time, b.modified_time);
+        default:
+            return sign(a.size, b.size);
     }
 }
 
@@ -88,7 +105,8 @@ TEST(ListItems, EachColumnSortsBothWaysBehindTheRanks) {
 TEST(ListItems, PreparedKeysChangeNothing) {
     const auto columns = MakeColumns();
     static constexpr size_t kTies[][2] = {{1, 1}, {0, 0}, {0, 1}, {0, 1}, {0, 1}};
-    static const std::u16string parts[] = {u"a", u"B", u"\u00E9", u"10", u"9", u"#", u"'", u"\u6587", u"long name "};
+    static const std::u16string parts[] = {u"a", u"B", u"\u00E9", u"10",        u"9",
+                                           u"#", u"'", u"\u6587", u"long name "};
     std::minstd_rand random(3);
     for (size_t column = 0; column < kColumnsCount; ++column) {
         for (const bool ascending : {true, false}) {
@@ -105,13 +123,17 @@ TEST(ListItems, PreparedKeysChangeNothing) {
             std::vector<const ListItem*> expected;
             for (const auto& item : items) expected.push_back(item.get());
             std::stable_sort(expected.begin(), expected.end(), [&](const ListItem* a, const ListItem* b) {
-                int order = columns[column]->Compare(*a, *b, ascending);
+                const auto rank = [](const ListItem& item) { return item.is_folder ? 1 : 2; };
+                if (rank(*a) != rank(*b)) return rank(*a) < rank(*b);
+                int order = CompareBy(column, *a, *b);
                 for (const size_t tie : kTies[column])
-                    if (order == 0) order = columns[tie]->Compare(*a, *b, ascending);
-                return order < 0;
+                    if (order == 0) order = CompareBy(tie, *a, *b);
+                return ascending ? order < 0 : order > 0;
             });
+            PrepareForSorting(items);
             SortItems(items, columns, column, ascending);
-            for (size_t i = 0; i < items.size(); ++i) ASSERT_EQ(items[i].get(), expected[i]) << column << " " << i;
+            for (size_t i = 0; i < items.size(); ++i)
+                ASSERT_EQ(items[i].get(), expected[i]) << column << " " << i;
         }
     }
 }
@@ -132,9 +154,13 @@ TEST(ListItems, TextsAreThoseOfTheUser) {
     EXPECT_NE(text(*file, kCreated).find(' '), std::string::npos);
     EXPECT_EQ(text(*file, kModified), "");
     EXPECT_EQ(text(*Folder(u"f"), kSize), "");
-    for (const auto& [bytes, shown] : std::vector<std::pair<uint64_t, std::u16string>>{
-             {0, u"0 KB"}, {1, u"1 KB"}, {1024, u"1 KB"}, {1025, u"2 KB"}, {1024 * 1024, u"1.0 MB"},
-             {5'400'000, u"5.1 MB"}}) {
+    for (const auto& [bytes, shown] :
+         std::vector<std::pair<uint64_t, std::u16string>>{{0, u"0 KB"},
+                                                          {1, u"1 KB"},
+                                                          {1024, u"1 KB"},
+                                                          {1025, u"2 KB"},
+                                                          {1024 * 1024, u"1.0 MB"},
+                                                          {5'400'000, u"5.1 MB"}}) {
         std::u16string found = FormatSize(bytes);
         std::replace(found.begin(), found.end(), u',', u'.');
         EXPECT_EQ(found, shown) << bytes;

@@ -1,4 +1,4 @@
-#include "browse/file_icons.h"
+#include "browse/list/file_icons.h"
 
 #include "base/failure.h"
 #include "base/text/ignore_case.h"
@@ -41,9 +41,8 @@ HRESULT FilesIconProvider::Make(const std::u16string& key, ComPtr<TMK::IUIX_Icon
         CHECK_RESULT_TEXT(m_ui->GetIcon(Bstr(u"ico.folder.opened").get(), icon.put()),
                           u"m_ui->GetIcon(CComBSTR(L\"ico.folder.opened\"), &icon)");
     } else {
-        CHECK_RESULT_TEXT(
-            m_ui->CreateFileTypeIcon(const_cast<LPWSTR>(key.c_str()), kIconFlags, icon.put()),
-            u"m_ui->CreateFileTypeIcon(const_cast<wchar_t*>(extension), icon_flags, &icon)");
+        CHECK_RESULT_TEXT(m_ui->CreateFileTypeIcon(const_cast<LPWSTR>(key.c_str()), kIconFlags, icon.put()),
+                          u"m_ui->CreateFileTypeIcon(const_cast<wchar_t*>(extension), icon_flags, &icon)");
     }
     return S_OK;
 }

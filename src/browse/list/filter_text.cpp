@@ -1,6 +1,6 @@
 // The filters that the host knows, put together for a dialog.
 #include "base/failure.h"
-#include "browse/names_filter.h"
+#include "browse/list/names_filter.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "browse/item_texts.h"
+#include "browse/list/item_texts.h"
 
 #include <array>
 

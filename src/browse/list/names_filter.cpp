@@ -1,4 +1,4 @@
-#include "browse/names_filter.h"
+#include "browse/list/names_filter.h"
 
 #include <algorithm>
 #include <memory>
@@ -142,12 +142,12 @@ bool FilesExtensionFilter::AddFilterExtension(std::u16string& name,
             return false;
         }
         if (default_extension.empty()) {
-            LOG_LINE(Log::verbose,
-                     u"Name has no extension, no filter extension found, no default extension - adding nothing");
+            LOG_LINE(
+                Log::verbose,
+                u"Name has no extension, no filter extension found, no default extension - adding nothing");
             return false;
         }
-        LOG_LINE(Log::verbose,
-                 u"Name has no extension, no filter extension found - adding default one '%s'",
+        LOG_LINE(Log::verbose, u"Name has no extension, no filter extension found - adding default one '%s'",
                  default_extension);
         name += u'.' + default_extension;
         return true;

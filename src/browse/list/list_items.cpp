@@ -1,14 +1,18 @@
-#include "browse/list_items.h"
+#include "browse/list/list_items.h"
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_map>
 
-#include "browse/item_texts.h"
+#include "browse/list/item_texts.h"
 #include "platform/text.h"
 
 namespace {
 
 constexpr LONG kIconSide = 16;
 constexpr BYTE kOpaque = 255;
+
+constexpr size_t kRanks = 3;
 
 int Rank(const ListItem& item) {
     if (!item.is_folder) return 2;
@@ -35,12 +39,47 @@ uint64_t ToUnsigned(int64_t number) {
     return static_cast<uint64_t>(number) ^ (uint64_t{1} << 63);
 }
 
-// The first bytes of a key as a number.
-uint64_t BeginningOf(std::string_view key) {
-    uint64_t number = 0;
-    for (size_t i = 0; i < sizeof number; ++i)
-        number = (number << 8) | (i < key.size() ? static_cast<unsigned char>(key[i]) : 0);
-    return number;
+// Bytes that compare like the texts by StrCmpLogicalW.
+std::string MakeKey(std::u16string_view text) {
+    constexpr DWORD kFlags = LCMAP_SORTKEY | NORM_IGNORECASE | SORT_DIGITSASNUMBERS;
+    const auto make = [&](char* bytes, size_t size) {
+        return LCMapStringW(LOCALE_USER_DEFAULT, kFlags, text.data(), static_cast<int>(text.size()),
+                            reinterpret_cast<LPWSTR>(bytes), static_cast<int>(size));
+    };
+    std::array<char, 256> usual;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    if (const int size = make(usual.data(), usual.size()); size > 0 || text.empty())
+        return {usual.data(), static_cast<size_t>(size)};
+    std::string key(static_cast<size_t>(make(nullptr, 0)), '\0');
+    make(key.data(), key.size());
+    return key;
+}
+
+// The places of a text of all rows; equal texts share one.
+void SetPlaces(ListItems& items, std::u16string ListItem::*text, uint32_t ListItem::*place) {
+    struct Text {
+        std::string key;
+        uint32_t place = 0;
+    };
+    std::unordered_map<std::u16string_view, Text> texts;
+    for (const auto& item : items) texts.try_emplace((*item).*text);
+    std::vector<Text*> ordered;
+    ordered.reserve(texts.size());
+    for (auto& [spelling, one] : texts) {
+        one.key = MakeKey(spelling);
+        ordered.push_back(&one);
+    }
+    std::sort(ordered.begin(), ordered.end(), [](const Text* a, const Text* b) { return a->key < b->key; });
+    const Text* before = nullptr;
+    for (Text* one : ordered) {
+        one->place = before ? before->place + (before->key == one->key ? 0 : 1) : 0;
+        before = one;
+    }
+    for (const auto& item : items) (*item).*place = texts.find((*item).*text)->second.place;
+}
+
+// Two places as one number.
+uint64_t Join(uint32_t first, uint32_t second) {
+    return (uint64_t{first} << 32) | second;
 }
 
 class ColumnTitle final : public Column {
@@ -67,9 +106,11 @@ public:
     }
     int Compare(const ListItem& first, const ListItem& second, bool ascending) const override {
         if (const int rank = Column::Compare(first, second, ascending)) return rank;
-        return Directed(CompareNumbers(first.title_key.compare(second.title_key), 0), ascending);
+        return Directed(CompareNumbers(first.title_place, second.title_place), ascending);
     }
-    uint64_t GetSortNumber(const ListItem& item) const override { return BeginningOf(item.title_key); }
+    uint64_t GetSortNumber(const ListItem& item) const override {
+        return Join(item.title_place, item.extension_place);
+    }
 };
 
 class ColumnExtension final : public Column {
@@ -82,11 +123,10 @@ public:
     }
     int Compare(const ListItem& first, const ListItem& second, bool ascending) const override {
         if (const int rank = Column::Compare(first, second, ascending)) return rank;
-        if (first.extension == second.extension) return 0;
-        return Directed(StrCmpLogicalW(first.extension.c_str(), second.extension.c_str()), ascending);
+        return Directed(CompareNumbers(first.extension_place, second.extension_place), ascending);
     }
     uint64_t GetSortNumber(const ListItem& item) const override {
-        return item.extension.empty() ? 0 : BeginningOf(MakeTitleKey(item.extension));
+        return Join(item.extension_place, item.title_place);
     }
 };
 
@@ -167,25 +207,15 @@ uint64_t Column::GetSortNumber(const ListItem&) const {
 }
 
 std::array<std::unique_ptr<Column>, kColumnsCount> MakeColumns() {
-    return {
-        std::make_unique<ColumnTitle>(), std::make_unique<ColumnExtension>(),
-        std::make_unique<ColumnNumber>(&ListItem::created_time, &ListItem::created, 0),
-        std::make_unique<ColumnNumber>(&ListItem::modified_time, &ListItem::modified, 0),
-        std::make_unique<ColumnNumber>(&ListItem::size, &ListItem::size_text, TMK::UIX_DrawText_Right)};
+    return {std::make_unique<ColumnTitle>(), std::make_unique<ColumnExtension>(),
+            std::make_unique<ColumnNumber>(&ListItem::created_time, &ListItem::created, 0),
+            std::make_unique<ColumnNumber>(&ListItem::modified_time, &ListItem::modified, 0),
+            std::make_unique<ColumnNumber>(&ListItem::size, &ListItem::size_text, TMK::UIX_DrawText_Right)};
 }
 
-std::string MakeTitleKey(const std::u16string& title) {
-    constexpr DWORD kFlags = LCMAP_SORTKEY | NORM_IGNORECASE | SORT_DIGITSASNUMBERS;
-    const auto make = [&](char* bytes, size_t size) {
-        return LCMapStringW(LOCALE_USER_DEFAULT, kFlags, title.data(), static_cast<int>(title.size()),
-                            reinterpret_cast<LPWSTR>(bytes), static_cast<int>(size));
-    };
-    std::array<char, 256> usual;  // NOLINT(cppcoreguidelines-pro-type-member-init)
-    if (const int size = make(usual.data(), usual.size()); size > 0 || title.empty())
-        return {usual.data(), static_cast<size_t>(size)};
-    std::string key(static_cast<size_t>(make(nullptr, 0)), '\0');
-    make(key.data(), key.size());
-    return key;
+void PrepareForSorting(ListItems& items) {
+    SetPlaces(items, &ListItem::title, &ListItem::title_place);
+    SetPlaces(items, &ListItem::extension, &ListItem::extension_place);
 }
 
 void SortItems(ListItems& items, const std::array<std::unique_ptr<Column>, kColumnsCount>& columns,
@@ -193,33 +223,31 @@ void SortItems(ListItems& items, const std::array<std::unique_ptr<Column>, kColu
     // What decides nearly always lies side by side; the rows themselves are looked at for ties.
     struct Entry {
         uint64_t number;
-        uint32_t rank;
         uint32_t index;
     };
-    std::vector<Entry> entries;
-    entries.reserve(items.size());
     const Column& sorted = *columns[column];
-    for (const std::unique_ptr<ListItem>& item : items) {
-        const uint64_t number = sorted.GetSortNumber(*item);
-        entries.push_back({ascending ? number : ~number, static_cast<uint32_t>(Rank(*item)),
-                           static_cast<uint32_t>(entries.size())});
+    std::array<std::vector<Entry>, kRanks> ranks;
+    ranks.back().reserve(items.size());
+    for (uint32_t index = 0; index < items.size(); ++index) {
+        const uint64_t number = sorted.GetSortNumber(*items[index]);
+        ranks[static_cast<size_t>(Rank(*items[index]))].push_back({ascending ? number : ~number, index});
     }
-    static constexpr std::array<std::array<size_t, 2>, kColumnsCount> kTies = {
-        {{kExtension, kExtension}, {kTitle, kTitle}, {kTitle, kExtension}, {kTitle, kExtension},
-         {kTitle, kExtension}}};
+    const bool is_whole =
+        column == kTitle || column == kExtension;  // the number has title and extension in it
     const auto is_before = [&](const Entry& a, const Entry& b) {
-        if (a.rank != b.rank) return a.rank < b.rank;
         if (a.number != b.number) return a.number < b.number;
+        if (is_whole) return a.index < b.index;
         const ListItem& first = *items[a.index];
         const ListItem& second = *items[b.index];
-        if (const int order = sorted.Compare(first, second, ascending)) return order < 0;
-        for (const size_t tie : kTies[column])
+        for (const size_t tie : {kTitle, kExtension})
             if (const int order = columns[tie]->Compare(first, second, ascending)) return order < 0;
         return a.index < b.index;
     };
-    std::sort(entries.begin(), entries.end(), is_before);
     ListItems ordered;
     ordered.reserve(items.size());
-    for (const Entry& entry : entries) ordered.push_back(std::move(items[entry.index]));
+    for (std::vector<Entry>& entries : ranks) {
+        std::sort(entries.begin(), entries.end(), is_before);
+        for (const Entry& entry : entries) ordered.push_back(std::move(items[entry.index]));
+    }
     items = std::move(ordered);
 }

@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-// A pattern without a slash names an item of the site's root folder, one that begins with a slash a path below
-// the site, one that begins with "*/" a name in any folder. "*" stands for any characters but a slash, "?" for
-// one of them; letters match in either case.
+// A pattern without a slash names an item of the site's root folder, one that begins with a slash a path
+// below the site, one that begins with "*/" a name in any folder. "*" stands for any characters but a slash,
+// "?" for one of them; letters match in either case.
 class HiddenPaths {
 public:
     HiddenPaths() = default;

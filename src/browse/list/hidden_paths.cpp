@@ -1,4 +1,4 @@
-#include "browse/hidden_paths.h"
+#include "browse/list/hidden_paths.h"
 
 #include "base/text/ignore_case.h"
 

@@ -1,6 +1,8 @@
-#include "browse/hidden_paths.h"
+#include "browse/list/hidden_paths.h"
 
 #include <gtest/gtest.h>
+
+#include "base/text/encoding.h"
 
 namespace {
 
@@ -13,7 +15,9 @@ struct Row {
 TEST(HiddenPaths, EachKindOfPatternHidesWhatItNames) {
     const Row rows[] = {
         {u"_catalogs", {u"_catalogs", u"_CATALOGS"}, {u"Lists/_catalogs", u"_catalogs/x", u"_catalogs2"}},
-        {u"/Documents/Forms", {u"Documents/Forms", u"documents/forms"}, {u"Forms", u"Documents", u"x/Documents/Forms"}},
+        {u"/Documents/Forms",
+         {u"Documents/Forms", u"documents/forms"},
+         {u"Forms", u"Documents", u"x/Documents/Forms"}},
         {u"/Documents/", {u"Documents"}, {u"Documents/a"}},
         {u"*/Forms", {u"Forms", u"a/Forms", u"a/b/forms"}, {u"a/Forms/b", u"aForms"}},
         {u"*/~$*", {u"~$a.docx", u"x/~$"}, {u"x/a~$"}},
@@ -29,10 +33,12 @@ TEST(HiddenPaths, EachKindOfPatternHidesWhatItNames) {
     };
     for (const Row& row : rows) {
         const HiddenPaths paths({row.pattern});
-        for (const char16_t* path : row.hidden)
-            EXPECT_TRUE(paths.Hides(path)) << testing::PrintToString(row.pattern) << testing::PrintToString(path);
-        for (const char16_t* path : row.shown)
-            EXPECT_FALSE(paths.Hides(path)) << testing::PrintToString(row.pattern) << testing::PrintToString(path);
+        const auto expect = [&](const std::vector<const char16_t*>& names, bool hidden) {
+            for (const char16_t* path : names)
+                EXPECT_EQ(paths.Hides(path), hidden) << ToUtf8(row.pattern) << " and " << ToUtf8(path);
+        };
+        expect(row.hidden, true);
+        expect(row.shown, false);
     }
 }
 
