@@ -11,12 +11,26 @@ namespace {
 
 constexpr DWORD kChoiceCanceled = 2;
 
+constexpr std::string_view kDialogTemplate = R"(<CabTemplate><ItemSet id="Dialog">
+<Item id="Flags" type="Int"/><Item id="Title" type="String"/><Item id="ActionBtnTitle" type="String"/>
+<Item id="CancelBtnTitle" type="String"/><Item id="SettingsBtnTitle" type="String"/>
+<Item id="FileFilters" type="String"/><Item id="FileFilterIndex" type="Int"/>
+<Item id="DefaultExt" type="String"/><Item id="InitialPathName" type="IUnknown"/>
+<Item id="InitialFileName" type="String"/><Item id="SettingsBtnCallbacks" type="IUnknown"/>
+</ItemSet><Root id="Dialog" itemSet="Dialog"/></CabTemplate>)";
+
+ComPtr<TMK::ITMK_Cab> MakeDialogSettings() {
+    const auto tree = std::make_shared<SettingsTree>();
+    tree->SetTemplate(kDialogTemplate, u"Dialog");
+    return tree->View();
+}
+
 class DialogParameters final : public Object<TMK::IAFS_DlgParams> {
 public:
     HRESULT get_Settings(TMK::ITMK_Cab** out_settings) override { return m_settings.CopyTo(out_settings); }
 
 private:
-    ComPtr<TMK::ITMK_Cab> m_settings = std::make_shared<SettingsTree>()->View();
+    ComPtr<TMK::ITMK_Cab> m_settings = MakeDialogSettings();
 };
 
 }  // namespace

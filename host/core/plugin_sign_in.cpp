@@ -26,6 +26,8 @@ OAuthRequest PluginSignIn::ReadRequest(TMK::ITMK_CabNode* parameters) const {
     OAuthRequest request{read(u"authority"), read(u"clientID"), read(u"scope"), {}, {}};
     const OAuthPlace at = place();
     request.site = at.site;
+    // A site that is no place yet: the scope begins with its server.
+    if (request.site.empty()) request.site = request.scope.substr(0, request.scope.rfind('/'));
     request.user = at.user;
     return request;
 }

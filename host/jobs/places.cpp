@@ -42,6 +42,18 @@ std::u16string AddPlace(Job& job, const AccountDetails& details, const std::stri
     return site;
 }
 
+std::u16string AddPlaceByWindow(Job& job, const std::string& what) {
+    job.host().SetSite({}, {});  // the sign-in is for no known place
+    StoredAccount account{{}, std::make_shared<SettingsTree>(), nullptr};
+    job.Check(job.file_system()->CreateAccount(nullptr, nullptr, 0, 0, 0, account.account.put()), what);
+    const std::u16string site = Accounts::UrlOf(account.account.get());
+    job.RequirePrivatePlace(account, what);
+    const FileLock lock = job.host().accounts().LockAdding();
+    RefuseKnownSite(job, site, what);
+    job.host().accounts().Save(account);
+    return site;
+}
+
 void RemovePlace(Job& job, const StoredAccount& account) {
     const std::string site = ToUtf8(Accounts::UrlOf(account.account.get()));
     const std::string user = ToUtf8(Accounts::UserOf(account.account.get()));

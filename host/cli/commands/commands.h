@@ -42,9 +42,6 @@ void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what);
 // Says in the error of a failed save that the document is checked out, if it is, and how that ends.
 void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, CommandError& error);
 
-// Removes the empty document that a failed save has made, unless somebody has filled it since.
-void RemovePlaceholder(Run& run, const std::u16string& url, const std::string& what);
-
 // Which local copy stays although it should go, and until when.
 std::string WhyItStays(const host::LocalCopy& copy);
 

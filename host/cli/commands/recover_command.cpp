@@ -10,6 +10,7 @@
 #include "host/cli/run/output_file.h"
 #include "host/jobs/address.h"
 #include "host/jobs/unsent.h"
+#include "host/jobs/upload.h"
 
 namespace cli {
 
@@ -169,7 +170,7 @@ void DropOne(Run& run, const UnsentDocument& document) {
         run.host().cache()->DropAside(document);
         return;
     }
-    if (document.entry.created) RemovePlaceholder(run, url, what);
+    if (document.entry.created) host::RemovePlaceholder(run, url, what);
     run.host().cache()->Drop(document.entry.url);
     EndCheckOut(run, document.entry.url, true);
 }

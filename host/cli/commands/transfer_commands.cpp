@@ -16,6 +16,7 @@
 #include "host/cli/run/json.h"
 #include "host/cli/run/output_file.h"
 #include "host/jobs/address.h"
+#include "host/jobs/upload.h"
 
 namespace cli {
 
@@ -75,23 +76,6 @@ private:
     std::size_t m_size = 0;
     bool m_is_first = true;
 };
-
-void SendContent(Run& run, TMK::IAFS_File* file, Source& source, const std::string& what) {
-    bool is_empty = true;
-    for (std::string_view block; !(block = source.Next()).empty(); is_empty = false) {
-        LONGLONG written = 0;
-        run.Check(file->Write(block.data(), static_cast<LONGLONG>(block.size()), &written, run.details(),
-                              run.cancel()),
-                  what);
-        if (static_cast<std::size_t>(written) != block.size())
-            run.Fail(E_FAIL, what, "the local copy takes no more");
-    }
-    if (!is_empty) return;
-    // Flush needs a write, so an empty document is written and then truncated.
-    const char byte = 0;
-    run.Check(file->Write(&byte, 1, nullptr, run.details(), run.cancel()), what);
-    run.Check(file->SetSize(0, run.details(), run.cancel()), what);
-}
 
 // A target that is newer than the server's document may hold work that is nowhere else.
 void AskBeforeReplacing(Run& run, const OutputFile& target, std::uint64_t server_time,
@@ -154,66 +138,6 @@ void Get(Run& run) {
     target->Finish();
 }
 
-void RemovePlaceholder(Run& run, const std::u16string& url, const std::string& what) {
-    run.IgnoreCancel();
-    try {
-        const auto name = run.NameFor(url, what);
-        const auto info = run.FindInfo(name.get(), what);
-        ULONGLONG size = 1;
-        const bool is_empty =
-            info && !host::IsFolder(info.get()) && SUCCEEDED(info->get_Size(&size)) && size == 0;
-        if (is_empty) run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);
-        run.host().cache()->ForgetCreating(host::ToUtf8(run.UrlOf(name.get())));
-    } catch (const CommandError& error) {
-        run.host().front_end().Warn("an empty document may be left at " + host::EscapeUrl(url) + " (" +
-                                    error.message + "); 'sphost recover --drop' removes it");
-    }
-}
-
-namespace {
-
-// What a put has found out before it opens the document.
-struct Target {
-    std::u16string url;
-    std::string full_url;
-    ComPtr<TMK::IAFS_Name> name;
-    bool is_new;
-};
-
-Target FindTarget(Run& run, const std::string& what) {
-    Target target{host::ParseUrl(run.options().arguments[1]), {}, {}, false};
-    target.name = run.NameFor(target.url, what);
-    const auto info = run.FindInfo(target.name.get(), what);
-    if (info && host::IsFolder(info.get()))
-        run.Fail(E_INVALIDARG, what, "this is a folder; name the document in it");
-    target.is_new = !info;
-    target.full_url = host::ToUtf8(run.UrlOf(target.name.get()));
-    run.RefuseOpen(host::ToUtf16(target.full_url), what);
-    return target;
-}
-
-// Copies the source into the local copy of the opened document.
-ComPtr<TMK::IAFS_File> FillCopy(Run& run, const Target& target, Source& source, const std::string& what) {
-    const DWORD disposition = target.is_new ? TMK::AFS_OpenFile_OpenAlways : TMK::AFS_OpenFile_OpenExisting;
-    if (target.is_new) run.host().cache()->NoteCreating(target.full_url);
-    ComPtr<TMK::IAFS_File> file;
-    try {
-        file = run.Open(target.name.get(), TMK::AFS_OpenFile_Write | disposition, what);
-        // Also where no document was found: the lookup may have failed, and old content must not stay.
-        run.Check(file->SetSize(0, run.details(), run.cancel()), what);
-        SendContent(run, file.get(), source, what);
-    } catch (...) {
-        // The half copied file is discarded, since the source is still there.
-        file.reset();
-        run.host().cache()->DiscardIncomplete(target.full_url);
-        if (target.is_new) RemovePlaceholder(run, target.url, what);
-        throw;
-    }
-    return file;
-}
-
-}  // namespace
-
 void Put(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[1]);
@@ -221,9 +145,11 @@ void Put(Run& run) {
     if (options.Has("check-in")) check_in = CheckInAnswer(options, "check-in", "btn.checkIn");
     if (!check_in && options.Has("comment")) throw UsageError("--comment goes with --check-in");
     Source source(options.arguments[0]);
-    const Target target = FindTarget(run, what);
+    const host::UploadTarget target = host::FindUploadTarget(run, host::ParseUrl(options.arguments[1]), what);
+    run.RefuseOpen(host::ToUtf16(target.full_url), what);
     const host::UnsentPermission newer(*run.host().cache(), target.full_url, host::UnsentUse::supersede);
-    const auto file = FillCopy(run, target, source, what);
+    const auto file = host::FillCopy(
+        run, target, [&] { return source.Next(); }, what);
     try {
         run.Check(file->Flush(run.details(), run.cancel()), what + " (it is kept, see 'sphost recover')");
         if (check_in) {

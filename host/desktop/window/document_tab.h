@@ -41,6 +41,10 @@ public:
     // As the plug-in asks for it: returns when it is done, while the main thread goes on.
     HRESULT SaveAndWait();
     void SaveCopy(const QString& path);
+    // Under another address or path; SavedAs tells that it is there. This tab keeps the document of before.
+    void SaveAs(const QString& address);
+    // Closes without its changes, which are saved elsewhere.
+    void Leave(Done done) { CloseDocument(done, true); }
     // Work that leaves the document alone, with progress and Cancel.
     void RunBeside(
         const QString& text, Worker::Work work, std::function<void()> done = [] {});
@@ -62,6 +66,7 @@ public:
     void UpdateRestriction();
 
 signals:
+    void SavedAs(const QString& address);
     void Opened();
     // It is closed, failed to open, or was given up; the tab is to be removed.
     void Gone();

@@ -1,12 +1,15 @@
 // Saving, closing, reloading and the copies of unsaved changes.
 #include <QFileInfo>
 #include <QPointer>
+#include <QTemporaryDir>
 
 #include "host/desktop/front_end/text.h"
 #include "host/desktop/pages/pdf/failure.h"
 #include "host/desktop/pages/pdf/writer.h"
 #include "host/desktop/window/document_tab.h"
 #include "host/desktop/window/questions.h"
+#include "host/jobs/address.h"
+#include "host/jobs/upload.h"
 
 namespace desktop {
 
@@ -111,6 +114,31 @@ void DocumentTab::SaveCopy(const QString& path) {
     RunBeside(
         tr("Saving a copy…"), [=](host::Job& job) { WriteState(job, *state, path); },
         [=, this] { emit Message(tr("Saved a copy as %1").arg(path)); });
+}
+
+void DocumentTab::SaveAs(const QString& address) {
+    if (m_stage != Stage::open) return;
+    if (address.compare(m_address, Qt::CaseInsensitive) == 0) return Save();
+    if (!ConfirmSaving()) return;
+    const auto state = std::make_shared<const pdf::State>(m_pdf->Snapshot());
+    SetStage(Stage::saving);
+    m_progress = m_editor.worker.Start(
+        [=](host::Job& job) {
+            if (!address.contains("://")) return WriteState(job, *state, address);
+            const QTemporaryDir folder;
+            const QString copy = folder.filePath("document.pdf");
+            WriteState(job, *state, copy);
+            const std::string to = address.toStdString();
+            host::UploadFile(job, host::ParseUrl(to), copy.toStdString(), "save as " + host::PlainLine(to));
+        },
+        [=, this, tab = QPointer(this)](const std::optional<JobFailure>& failure) {
+            if (!tab) return;
+            SetStage(Stage::open);
+            if (!failure) return emit SavedAs(address);
+            if (failure->is_canceled) return emit Message(tr("%1 is not saved").arg(Name()));
+            ShowFailure(m_editor.host, tr("%1 is not saved").arg(Name()), failure->message);
+        });
+    m_busy->Begin(tr("Saving %1…").arg(Name()), m_progress);
 }
 
 HRESULT DocumentTab::Reload() {

@@ -79,7 +79,7 @@ void EditorCommands::AddForTab(Definition definition, TabWork work, TabTest test
 }
 
 void EditorCommands::AddFileCommands() {
-    Add({u"cmd.open", u"&Open…", "open", {QKeySequence("Ctrl+O")}, [this] { m_window.BrowseForFile(); }});
+    Add({u"cmd.open", u"&Open…", "open", {QKeySequence("Ctrl+O")}, [this] { m_window.OpenFromAnywhere(); }});
     Add({u"cmd.openAddress", u"Open &Address", "site", {QKeySequence("Ctrl+L")}, [this] {
              m_window.m_address->setFocus();
              m_window.m_address->selectAll();
@@ -87,7 +87,10 @@ void EditorCommands::AddFileCommands() {
     AddForTab(
         {u"cmd.save", u"&Save", "save", {QKeySequence("Ctrl+S")}}, [](DocumentTab& tab) { tab.Save(); },
         [](DocumentTab& tab) { return !tab.IsBusy() && tab.IsModified(); });
-    AddForTab({u"cmd.saveCopy", u"Save a &Copy…", "save-copy", {QKeySequence("Ctrl+Shift+S")}},
+    AddForTab(
+        {u"cmd.saveAs", u"Save &As…", "save-copy", {QKeySequence("Ctrl+Shift+S")}},
+        [this](DocumentTab&) { m_window.SaveAs(); }, [](DocumentTab& tab) { return !tab.IsBusy(); });
+    AddForTab({u"cmd.saveCopy", u"Save a &Copy…", "save-copy", {QKeySequence("Ctrl+Shift+E")}},
               [this](DocumentTab& tab) { SaveCopy(tab); });
     AddForTab(
         {u"cmd.print", u"&Print…", "print", {QKeySequence("Ctrl+P")}},
@@ -97,7 +100,7 @@ void EditorCommands::AddFileCommands() {
         [this](DocumentTab& tab) { AskForInfo(tab); },
         [](DocumentTab& tab) { return !tab.IsBusy() && tab.pdf()->CanEditInfo(); });
     Add({u"cmd.addPlace", u"Add a &Site…", "place-add", {QKeySequence("Ctrl+Shift+N")}, [this] {
-             m_window.AddPlace({}, {});
+             m_window.AddPlaceByWindow();
          }});
     Add({u"cmd.unsent", u"U&nsent Changes…", "unsent", {QKeySequence("Ctrl+Shift+U")}, [this] {
              m_window.ShowUnsent();
@@ -327,7 +330,7 @@ void EditorCommands::FillRibbon(host::Ribbon& ribbon) {
         FillBar(ribbon.Group(m_workbench.atoms().Of(group)).get(), names);
     };
     fill(u"cmd.fileGroup",
-         {u"cmd.open", u"cmd.save", u"cmd.saveCopy", u"cmd.print", u"cmd.info", u"cmd.close"});
+         {u"cmd.open", u"cmd.save", u"cmd.saveAs", u"cmd.saveCopy", u"cmd.print", u"cmd.info", u"cmd.close"});
     fill(u"cmd.editGroup", {u"cmd.undo", u"cmd.redo", u"cmd.copy"});
     fill(u"cmd.findGroup", {u"cmd.find"});
     fill(u"cmd.pageGroup",
@@ -346,8 +349,8 @@ void EditorCommands::FillMenus(host::MainView& view) {
         if (command) FillBar(command->sub_menu(), names);
     };
     fill(u"cmd.file",
-         {u"cmd.open", u"cmd.openAddress", nullptr, u"cmd.save", u"cmd.saveCopy", u"cmd.print", u"cmd.info",
-          nullptr, u"cmd.addPlace", u"cmd.unsent", nullptr, u"cmd.close", u"cmd.quit"});
+         {u"cmd.open", u"cmd.openAddress", nullptr, u"cmd.save", u"cmd.saveAs", u"cmd.saveCopy", u"cmd.print",
+          u"cmd.info", nullptr, u"cmd.addPlace", u"cmd.unsent", nullptr, u"cmd.close", u"cmd.quit"});
     fill(u"cmd.edit",
          {u"cmd.undo", u"cmd.redo", nullptr, u"cmd.copy", u"cmd.selectAll", nullptr, u"cmd.find"});
     fill(u"cmd.page",

@@ -112,11 +112,12 @@ void MainWindow::BuildContent() {
     setCentralWidget(content);
     connect(m_address, &QLineEdit::returnPressed, this, [this] { OpenAddress(m_address->text()); });
     connect(m_places, &PlacesPane::OpenRequested, this, &MainWindow::OpenAddress);
-    connect(m_places, &PlacesPane::AddRequested, this, [this] { AddPlace({}, {}); });
+    connect(m_places, &PlacesPane::AddRequested, this, &MainWindow::AddPlaceByWindow);
+    connect(m_places, &PlacesPane::OpenFromRequested, this, &MainWindow::OpenFrom);
     connect(m_places, &PlacesPane::RemoveRequested, this, &MainWindow::RemovePlace);
     connect(m_start, &StartPage::OpenRequested, this, &MainWindow::OpenAddress);
-    connect(m_start, &StartPage::BrowseRequested, this, &MainWindow::BrowseForFile);
-    connect(m_start, &StartPage::AddPlaceRequested, this, [this] { AddPlace({}, {}); });
+    connect(m_start, &StartPage::BrowseRequested, this, &MainWindow::OpenFromAnywhere);
+    connect(m_start, &StartPage::AddPlaceRequested, this, &MainWindow::AddPlaceByWindow);
     connect(m_tabs, &QTabWidget::currentChanged, this, &MainWindow::ShowCurrent);
 }
 
@@ -214,6 +215,7 @@ DocumentTab* MainWindow::CurrentTab() const {
 void MainWindow::AddTab(DocumentTab* tab) {
     connect(tab, &DocumentTab::Message, this, &MainWindow::ShowMessage);
     connect(tab, &DocumentTab::Gone, this, [this, tab] { RemoveTab(tab); });
+    connect(tab, &DocumentTab::SavedAs, this, [this, tab](const QString& to) { GoOnAs(tab, to); });
     connect(tab, &DocumentTab::PageChanged, this, &MainWindow::ShowPage);
     connect(tab, &DocumentTab::Changed, this, [this, tab] { ShowTab(tab); });
     connect(tab, &DocumentTab::Opened, this, [this, tab] {

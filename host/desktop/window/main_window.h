@@ -67,6 +67,11 @@ private:
     void ShowLanguage();
 
     void BrowseForFile();
+    void OpenFromAnywhere();
+    void OpenFrom(const QString& site);
+    void SaveAs();
+    void GoOnAs(DocumentTab* tab, const QString& address);
+    void AddPlaceByWindow();
     void AddPlace(const QString& address, const QString& then_open);
     void RemovePlace(const QString& address);
     bool HasPlace(const QString& address);

@@ -13,6 +13,7 @@
 #include "host/desktop/window/place_window.h"
 #include "host/desktop/window/places_pane.h"
 #include "host/desktop/window/questions.h"
+#include "host/desktop/window/site_dialogs.h"
 #include "host/desktop/window/unsent_window.h"
 #include "host/jobs/address.h"
 #include "host/jobs/places.h"
@@ -83,6 +84,70 @@ void MainWindow::BrowseForFile() {
     const QStringList paths =
         QFileDialog::getOpenFileNames(this, tr("Open"), {}, tr("PDF documents (*.pdf);;All files (*)"));
     for (const QString& path : paths) OpenAddress(path);
+}
+
+void MainWindow::OpenFromAnywhere() {
+    const auto place = AskWhere(m_editor.host, tr("Open"), this);
+    if (place) place->url.isEmpty() ? BrowseForFile() : OpenFrom(place->url);
+}
+
+void MainWindow::OpenFrom(const QString& site) {
+    const auto progress = ShowSiteDialog(
+        m_editor, {.site = site},
+        [this, window = QPointer(this)] {
+            if (window) m_busy->End();
+        },
+        [this, window = QPointer(this)](const QStringList& addresses,
+                                        const std::optional<JobFailure>& failure) {
+            if (!window) return;
+            if (failure && !failure->is_canceled)
+                return ShowFailure(m_editor.host, tr("The site can't be shown"), failure->message);
+            for (const QString& address : addresses) OpenAddress(address);
+        });
+    m_busy->Begin(tr("Connecting to %1…").arg(site), progress);
+}
+
+void MainWindow::SaveAs() {
+    const QPointer<DocumentTab> tab(CurrentTab());
+    const auto place = AskWhere(m_editor.host, tr("Save As"), this);
+    if (!place || !tab) return;
+    if (place->url.isEmpty()) {
+        const QString path =
+            QFileDialog::getSaveFileName(this, tr("Save As"), tab->Name(), tr("PDF documents (*.pdf)"));
+        if (!path.isEmpty() && tab) tab->SaveAs(path);
+        return;
+    }
+    const auto progress = ShowSiteDialog(
+        m_editor, {.saves = true, .site = place->url, .file_name = tab->Name()},
+        [this, window = QPointer(this)] {
+            if (window) m_busy->End();
+        },
+        [this, window = QPointer(this), tab](const QStringList& addresses,
+                                             const std::optional<JobFailure>& failure) {
+            if (!window || !tab) return;
+            if (failure && !failure->is_canceled)
+                return ShowFailure(m_editor.host, tr("The site can't be shown"), failure->message);
+            if (!addresses.isEmpty()) tab->SaveAs(addresses.first());
+        });
+    m_busy->Begin(tr("Connecting to %1…").arg(place->url), progress);
+}
+
+// The document of before is left as it was saved last.
+void MainWindow::GoOnAs(DocumentTab* tab, const QString& address) {
+    tab->Leave([this, address, tab = QPointer(tab)](bool is_closed) {
+        if (is_closed && tab) RemoveTab(tab);
+        OpenAddress(address);
+    });
+}
+
+void MainWindow::AddPlaceByWindow() {
+    m_editor.worker.Start([](host::Job& job) { host::AddPlaceByWindow(job, "add a place"); },
+                          [this, window = QPointer(this)](const std::optional<JobFailure>& failure) {
+                              if (!window) return;
+                              m_places->Reload();
+                              if (failure && !failure->is_canceled)
+                                  ShowFailure(m_editor.host, tr("The site can't be added"), failure->message);
+                          });
 }
 
 void MainWindow::AddPlace(const QString& address, const QString& then_open) {

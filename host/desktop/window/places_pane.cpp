@@ -186,6 +186,7 @@ void PlacesPane::ShowMenu(QPoint position) {
     }
     if (item && item->data(0, kKind).toInt() == kPlace) {
         const QString address = item->data(0, kAddress).toString();
+        menu.addAction(tr("&Open from here…"), this, [=, this] { emit OpenFromRequested(address); });
         menu.addAction(tr("Re&move this place"), this, [=, this] { emit RemoveRequested(address); });
     }
     menu.addAction(LineIcon("place-add"), tr("&Add a SharePoint site…"), this, &PlacesPane::AddRequested);

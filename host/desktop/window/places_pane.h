@@ -22,6 +22,7 @@ public:
 signals:
     void OpenRequested(const QString& address);
     void AddRequested();
+    void OpenFromRequested(const QString& place);
     void RemoveRequested(const QString& place);
 
 private:
