@@ -7,21 +7,6 @@ set(rapidjson_headers /usr/include/rapidjson CACHE PATH "The headers of RapidJSO
 file(COPY ${rapidjson_headers} DESTINATION ${CMAKE_BINARY_DIR}/include)
 include_directories(SYSTEM ${CMAKE_BINARY_DIR}/include)
 
-# The log names the time of the build: here it is that of the sources.
-set(SP_SOURCE_TIME "" CACHE STRING "Seconds since 1970; the time of the last commit when it is empty")
-set(source_time "${SP_SOURCE_TIME}")
-if(NOT source_time)
-    execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
-        OUTPUT_VARIABLE source_time OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
-endif()
-if(MINGW AND source_time)
-    set(ENV{SOURCE_DATE_EPOCH} ${source_time})
-    string(TIMESTAMP source_date "%b %d %Y" UTC)
-    string(TIMESTAMP source_clock "%H:%M:%S" UTC)
-    set_source_files_properties(${CMAKE_SOURCE_DIR}/src/base/log.cpp DIRECTORY src PROPERTIES COMPILE_OPTIONS
-        "-Wno-builtin-macro-redefined;-D__DATE__=\"${source_date}\";-D__TIME__=\"${source_clock}\"")
-endif()
-
 if(MINGW)
     # The same sources give the same bytes, wherever they lie.
     add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${SP_SOURCES}=sources)
@@ -31,3 +16,22 @@ elseif(MSVC)
     add_link_options(/Brepro /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
     set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 endif()
+
+# The log names the time of the build: with this it is that of the sources. Called when src/ is there.
+set(SP_SOURCE_TIME "" CACHE STRING "Seconds since 1970; the time of the last commit when it is empty")
+function(sp_date_by_sources)
+    set(time "${SP_SOURCE_TIME}")
+    if(NOT time)
+        execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
+            OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+    endif()
+    if(NOT MINGW OR NOT time)
+        return()
+    endif()
+    set(ENV{SOURCE_DATE_EPOCH} ${time})
+    string(TIMESTAMP date "%b %d %Y" UTC)
+    string(TIMESTAMP clock "%H:%M:%S" UTC)
+    set_source_files_properties(${CMAKE_SOURCE_DIR}/src/base/log.cpp DIRECTORY ${CMAKE_SOURCE_DIR}/src
+        PROPERTIES COMPILE_OPTIONS
+        "-Wno-builtin-macro-redefined;-D__DATE__=\"${date}\";-D__TIME__=\"${clock}\"")
+endfunction()
