@@ -16,3 +16,22 @@ elseif(MSVC)
     add_link_options(/Brepro /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
     set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 endif()
+
+# The log names the time of the build: with this it is that of the sources. Called when src/ is there.
+set(SP_SOURCE_TIME "" CACHE STRING "Seconds since 1970; the time of the last commit when it is empty")
+function(sp_date_by_sources)
+    set(time "${SP_SOURCE_TIME}")
+    if(NOT time)
+        execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
+            OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+    endif()
+    if(NOT MINGW OR NOT time)
+        return()
+    endif()
+    set(ENV{SOURCE_DATE_EPOCH} ${time})
+    string(TIMESTAMP date "%b %d %Y" UTC)
+    string(TIMESTAMP clock "%H:%M:%S" UTC)
+    set_source_files_properties(${CMAKE_SOURCE_DIR}/src/base/log.cpp DIRECTORY ${CMAKE_SOURCE_DIR}/src
+        PROPERTIES COMPILE_OPTIONS
+        "-Wno-builtin-macro-redefined;-D__DATE__=\"${date}\";-D__TIME__=\"${clock}\"")
+endfunction()

@@ -21,7 +21,8 @@ std::vector<std::string> ServerOptions(Generation generation) {
     return options;
 }
 
-std::shared_ptr<Http::Session> Connect(const std::string& url, const Http::Session::Credentials& credentials) {
+std::shared_ptr<Http::Session> Connect(const std::string& url,
+                                       const Http::Session::Credentials& credentials) {
     std::u16string scheme, host;
     uint16_t port = 0;
     Http::Session::CrackUri(FromUtf8(url).c_str(), &scheme, &host, &port, nullptr, nullptr);

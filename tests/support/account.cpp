@@ -27,7 +27,8 @@ Login FormsLoginOf(const DevServer& server, const std::string& user) {
     Login login{.is_modern = false};
     const auto [first, last] = answer.headers.equal_range("set-cookie");
     for (auto header = first; header != last; ++header)
-        login.cookies += (login.cookies.empty() ? "" : "; ") + header->second.substr(0, header->second.find(';'));
+        login.cookies +=
+            (login.cookies.empty() ? "" : "; ") + header->second.substr(0, header->second.find(';'));
     if (login.cookies.empty()) throw std::runtime_error("no cookies for " + user);
     return login;
 }

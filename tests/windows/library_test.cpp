@@ -48,8 +48,8 @@ void ReadOnce(SignedInHost& signed_in) {
     Require(signed_in.host().Bind(signed_in.account(), nullptr, root), "binding");
     ComPtr<TMK::IAFS_File> file;
     Require(signed_in.file_system()->OpenFile(signed_in.Name("a.txt").get(),
-                                              TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, nullptr,
-                                              nullptr, file.put()),
+                                              TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting,
+                                              nullptr, nullptr, file.put()),
             "opening");
     std::array<char, 16> bytes;
     LONGLONG size = 0;

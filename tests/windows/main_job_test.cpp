@@ -38,8 +38,8 @@ class MainJob : public ::testing::TestWithParam<Way> {
 protected:
     MainJob() : m_server(GetParam().server) {
         m_server.Admin("write?user=bob&path=" + Escape(DevServer::PathOf("a b.txt")), "first");
-        const bool is_forms = std::find(GetParam().server.begin(), GetParam().server.end(), "forms") !=
-                              GetParam().server.end();
+        const bool is_forms =
+            std::find(GetParam().server.begin(), GetParam().server.end(), "forms") != GetParam().server.end();
         m_login = is_forms ? FormsLoginOf(m_server, "alice") : LoginOf(m_server, "alice");
         m_site = std::make_unique<SignedInHost>(PLUGIN_FILE, m_server.Origin(), m_login);
     }
@@ -152,7 +152,8 @@ TEST_P(MainJob, ChangesNamesAndColumns) {
     Run("make", fs()->CreateFolder(Name("New/Deep").get(), 0, details(), nullptr));
     Run("copy", fs()->Copy(Name("a b.txt").get(), Name("New/copy.txt").get(), details(), nullptr));
     Run("move", fs()->Move(Name("a b.txt").get(), Name("New/moved #1.txt").get(), details(), nullptr));
-    Run("rename", fs()->Rename(Name("New/moved #1.txt").get(), Name("New/100%.txt").get(), details(), nullptr));
+    Run("rename",
+        fs()->Rename(Name("New/moved #1.txt").get(), Name("New/100%.txt").get(), details(), nullptr));
     EXPECT_EQ(List("New"), (std::vector<std::string>{"100%.txt", "Deep", "copy.txt"}));
     EXPECT_EQ(m_server.Document("New/100%.txt"), "first");
     Run("delete", fs()->Delete(Name("New/Deep").get(), details(), nullptr));

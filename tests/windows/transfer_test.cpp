@@ -40,8 +40,8 @@ protected:
 
     ComPtr<TMK::IAFS_File> Open(DWORD flags, const std::string& item = "a.txt") {
         ComPtr<TMK::IAFS_File> file;
-        const HRESULT result = m_site->file_system()->OpenFile(m_site->Name(item).get(), flags, m_details.get(),
-                                                               nullptr, file.put());
+        const HRESULT result = m_site->file_system()->OpenFile(m_site->Name(item).get(), flags,
+                                                               m_details.get(), nullptr, file.put());
         Require(result, "opening " + item);
         return file;
     }
@@ -75,9 +75,10 @@ protected:
 struct BareRequest {
     BareRequest(std::uint16_t port, const std::string& token, const std::string& target)
         : session(InternetOpenW(u"bare", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0)),
-          connection(InternetConnectW(session, u"127.0.0.1", port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0)),
-          request(HttpOpenRequestW(connection, u"GET", host::ToUtf16(target).c_str(), nullptr, nullptr, nullptr,
-                                   INTERNET_FLAG_NO_COOKIES, 0)) {
+          connection(
+              InternetConnectW(session, u"127.0.0.1", port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0)),
+          request(HttpOpenRequestW(connection, u"GET", host::ToUtf16(target).c_str(), nullptr, nullptr,
+                                   nullptr, INTERNET_FLAG_NO_COOKIES, 0)) {
         const std::u16string header = u"Authorization: Bearer " + host::ToUtf16(token);
         HttpAddRequestHeadersW(request, header.c_str(), static_cast<DWORD>(-1), HTTP_ADDREQ_FLAG_ADD);
     }

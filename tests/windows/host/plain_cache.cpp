@@ -30,7 +30,10 @@ std::u16string UrlOf(TMK::IAFS_Name* name) {
 // A local file that goes with its object.
 class LocalFile {
 public:
-    explicit LocalFile(fs::path path) : m_path(std::move(path)) { std::ofstream(m_path, std::ios::binary).flush(); Open(); }
+    explicit LocalFile(fs::path path) : m_path(std::move(path)) {
+        std::ofstream(m_path, std::ios::binary).flush();
+        Open();
+    }
     ~LocalFile() {
         m_stream.close();
         std::error_code ignored;
@@ -139,7 +142,9 @@ public:
         });
     }
 
-    HRESULT get_TempFileName(BSTR* out_path) override { return GiveString(out_path, m_file.Path().u16string()); }
+    HRESULT get_TempFileName(BSTR* out_path) override {
+        return GiveString(out_path, m_file.Path().u16string());
+    }
     HRESULT ReopenForRead() override { return S_OK; }
     HRESULT ReopenForWrite() override { return S_OK; }
 
@@ -176,7 +181,8 @@ private:
         for (LONGLONG position = 0; SUCCEEDED(result) && position < size;) {
             const std::size_t got = m_file.Read(position, block.get(), kBlock);
             LONGLONG written = 0;
-            result = m_callbacks->Write(position, block.get(), static_cast<LONGLONG>(got), &written, details, cancel);
+            result = m_callbacks->Write(position, block.get(), static_cast<LONGLONG>(got), &written, details,
+                                        cancel);
             position += static_cast<LONGLONG>(got);
         }
         return FAILED(result) ? result : m_callbacks->EndWrite(details, cancel);

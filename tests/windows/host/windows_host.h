@@ -1,5 +1,5 @@
-// The host of the tests on Windows: the parts of the reference host that need no other system, with documents and
-// settings in plain files. Made, loaded and unloaded on the main thread, the rest is for any thread.
+// The host of the tests on Windows: the parts of the reference host that need no other system, with documents
+// and settings in plain files. Made, loaded and unloaded on the main thread, the rest is for any thread.
 #pragma once
 
 #include <map>

@@ -24,8 +24,9 @@ Address Split(const std::string& url) {
 }
 
 std::string HeadOf(const HttpCall& call, const Address& address) {
-    std::string head = call.method + " " + address.target + " HTTP/1.1\r\nHost: 127.0.0.1:" +
-                       std::to_string(address.port) + "\r\nConnection: close\r\n";
+    std::string head = call.method + " " + address.target +
+                       " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(address.port) +
+                       "\r\nConnection: close\r\n";
     for (const std::string& header : call.headers) head += header + "\r\n";
     if (call.body) head += "Content-Length: " + std::to_string(call.body->size()) + "\r\n";
     return head + "\r\n";

@@ -45,7 +45,8 @@ std::set<std::string> ImportsOf(const Bytes& bytes) {
     for (const auto* row = bytes.Directory<IMAGE_IMPORT_DESCRIPTOR>(IMAGE_DIRECTORY_ENTRY_IMPORT); row->Name;
          ++row) {
         std::string name = bytes.At<char>(row->Name);
-        std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
+        std::transform(name.begin(), name.end(), name.begin(),
+                       [](unsigned char c) { return std::tolower(c); });
         imports.insert(name);
     }
     return imports;

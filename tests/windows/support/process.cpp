@@ -24,7 +24,8 @@ std::map<pid_t, Connection>& Connections() {
 
 const char* Variable(const char* name) {
     const char* value = std::getenv(name);
-    if (!value) throw std::runtime_error(std::string(name) + " isn't set: run this by tests/windows/with-starter");
+    if (!value)
+        throw std::runtime_error(std::string(name) + " isn't set: run this by tests/windows/with-starter");
     return value;
 }
 

@@ -18,8 +18,9 @@ BOOL WINAPI CanonicalizeAsWindows(LPCWSTR url, LPWSTR buffer, LPDWORD length, DW
     const bool is_decoded = (flags & ICU_NO_ENCODE) && (flags & ICU_DECODE);
     if (is_plain || is_decoded) flags &= ~static_cast<DWORD>(ICU_BROWSER_MODE);
     // By its address in the library, since this program's own import is replaced, too.
-    static const auto original = reinterpret_cast<decltype(&InternetCanonicalizeUrlW)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"wininet.dll"), "InternetCanonicalizeUrlW")));
+    static const auto original =
+        reinterpret_cast<decltype(&InternetCanonicalizeUrlW)>(reinterpret_cast<void*>(
+            GetProcAddress(GetModuleHandleW(L"wininet.dll"), "InternetCanonicalizeUrlW")));
     return original(url, buffer, length, flags);
 }
 
