@@ -56,7 +56,8 @@ std::string RotationsOf(const std::string& bytes) {
 }
 
 EditorDriver::EditorDriver(const std::filesystem::path& profile, const EditorOptions& options)
-    : m_host(std::make_unique<host::Host>(m_front_end, profile)) {
+    : m_front_end({.browser_script = {}, .browser_program = options.browser}),
+      m_host(std::make_unique<host::Host>(m_front_end, profile)) {
     m_host->LoadPlugin(PLUGIN_FILE);
     m_editor =
         std::make_unique<desktop::Editor>(*m_host, m_front_end, options.has_languages ? LANGUAGE_FOLDER : "");

@@ -28,7 +28,8 @@ std::string RotationsOf(const std::string& pdf);
 struct EditorOptions {
     desktop::Bars bars = desktop::Bars::ribbon;
     int autosave_ms = 30'000;
-    bool has_languages = false;  // the packs that ship
+    std::filesystem::path browser = {};  // the program that shows sign-in pages; none without it
+    bool has_languages = false;          // the packs that ship
 };
 
 // An editor on a profile. Its end is the program's: nothing is asked.

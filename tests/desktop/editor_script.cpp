@@ -17,10 +17,10 @@ namespace {
 
 constexpr int kAutosaveMs = 40;
 constexpr int kMostRounds = 100;
+constexpr int kMostPauseMs = 200;
 
 void Tell(const char* what, int turn) {
     std::printf("%s %d\n", what, turn);
-    std::fflush(stdout);
 }
 
 bool HasAutosave(const std::filesystem::path& profile) {
@@ -47,6 +47,7 @@ int Edit(const std::filesystem::path& profile, const std::string& url, int first
             if (!EditorDriver::Comes([&] { return HasAutosave(profile); })) return 1;
             Tell("kept", turn);
         }
+        QTest::qWait(static_cast<int>(random() % kMostPauseMs));
         Tell("saving", turn);
         editor.Save();
         if (editor.tab()->IsModified()) return 1;
@@ -108,6 +109,7 @@ int Run(const std::vector<std::string>& words) {
 
 int main(int count, char** words) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // what is told outlives a kill
     qputenv("PLATFORM_RECEIVE_TIMEOUT_MS", "5000");
     QApplication application(count, words);
     ::testing::InitGoogleTest(&count, words);
