@@ -80,8 +80,8 @@ bool ChangesSettings(const cli::Options& options) {
 void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
     cli::TerminalFrontEnd front_end(
-        terminal, {!options.Has("json"),
-                   {options.Value("web-view-script").value_or(""), host::BrowserProgramPath()}});
+        terminal,
+        {!options.Has("json"), {options.Value("web-view-script").value_or(""), host::BrowserProgramPath()}});
     const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
     std::optional<host::FileLock> settings;  // released when the plug-in is unloaded

@@ -1,4 +1,5 @@
-// The extension "AUX": strings as objects, the cipher for what plug-ins store, windows of progress. Any thread.
+// The extension "AUX": strings as objects, the cipher for what plug-ins store, windows of progress. Any
+// thread.
 #pragma once
 
 #include <memory>

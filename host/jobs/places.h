@@ -16,8 +16,8 @@ std::u16string AddPlace(
     Job& job, const AccountDetails& details, const std::string& what,
     const std::function<void()>& prepare = [] {});
 
-// The same for a site that the person names in the plug-in's own window. Throws a JobError, kCanceled when the
-// person gives up.
+// The same for a site that the person names in the plug-in's own window. Throws a JobError, kCanceled when
+// the person gives up.
 std::u16string AddPlaceByWindow(Job& job, const std::string& what);
 
 // Forgets the place and what signs in there. Changes of its documents that were not sent stay in the cache.

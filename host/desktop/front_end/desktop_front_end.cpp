@@ -139,7 +139,8 @@ HWND DesktopFrontEnd::main_window() const {
 std::unique_ptr<host::Browser> DesktopFrontEnd::MakeBrowser(const host::Profile& profile,
                                                             std::shared_ptr<const host::Cipher> cipher,
                                                             std::function<void(const std::string&)> note) {
-    return host::MakeChosenBrowser(m_choices.browser, m_main_thread, profile, std::move(cipher), std::move(note));
+    return host::MakeChosenBrowser(m_choices.browser, m_main_thread, profile, std::move(cipher),
+                                   std::move(note));
 }
 
 std::unique_ptr<host::ProgressDisplay> DesktopFrontEnd::ShowProgress(std::uint64_t total) {

@@ -11,8 +11,8 @@ using LPARAM = std::intptr_t;
 
 inline constexpr DWORD ERROR_INVALID_WINDOW_HANDLE = 1400;
 
-// Returns at once; the window gets the message later. ERROR_INVALID_WINDOW_HANDLE when there is no such window
-// (any more).
+// Returns at once; the window gets the message later. ERROR_INVALID_WINDOW_HANDLE when there is no such
+// window (any more).
 BOOL PostMessageW(HWND window, UINT message, WPARAM first, LPARAM second);
 
 namespace platform {
