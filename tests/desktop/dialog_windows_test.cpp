@@ -123,7 +123,7 @@ protected:
 
     const QFont m_font = QApplication::font();
     TempFolder m_folder;
-    desktop::DesktopFrontEnd m_front_end{{{}, {}, desktop::MakeDialogViews}};
+    desktop::DesktopFrontEnd m_front_end{{{}, desktop::MakeDialogViews}};
     host::Host m_host{m_front_end, m_folder.Path()};
     std::string m_templates = ReadText(RESOURCES_FOLDER "/dialogs.xml");
     ComPtr<host::testing::TestDialog> m_dialog = host::Make<host::testing::TestDialog>();

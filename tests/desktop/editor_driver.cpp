@@ -56,7 +56,8 @@ std::string RotationsOf(const std::string& bytes) {
 }
 
 EditorDriver::EditorDriver(const std::filesystem::path& profile, const EditorOptions& options)
-    : m_front_end({.browser_script = {}, .browser_program = options.browser}),
+    : m_front_end(
+          {.browser = {.script = {}, .program = options.browser}, .make_dialogs = desktop::MakeDialogViews}),
       m_host(std::make_unique<host::Host>(m_front_end, profile)) {
     m_host->LoadPlugin(PLUGIN_FILE);
     m_editor =

@@ -73,7 +73,7 @@ public:
 private:
     void AnswerNow();
 
-    desktop::DesktopFrontEnd m_front_end{{{}, {}, desktop::MakeDialogViews}};
+    desktop::DesktopFrontEnd m_front_end;
     std::unique_ptr<host::Host> m_host;
     std::unique_ptr<desktop::Editor> m_editor;
     std::unique_ptr<desktop::MainWindow> m_window;
