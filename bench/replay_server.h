@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "tests/support/raw_server.h"
+#include "tests/support/loopback/raw_server.h"
 
 namespace bench {
 

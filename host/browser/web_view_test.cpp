@@ -13,7 +13,7 @@
 #include "hostapi/iuix.h"
 #include "hostapi/iweb_view.h"
 #include "platform/webview2.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 #include "tests/support/process.h"
 #include "tests/support/temp_folder.h"
 

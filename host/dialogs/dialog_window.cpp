@@ -8,7 +8,7 @@
 #include "host/dialogs/controls.h"
 #include "host/dialogs/list_control.h"
 #include "host/dialogs/property_list.h"
-#include "platform/window_messages.h"
+#include "platform/window_registry.h"
 
 namespace host {
 

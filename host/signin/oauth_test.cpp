@@ -13,8 +13,8 @@
 #include "host/signin/http_form.h"
 #include "host/signin/oauth.h"
 #include "host/testing/silent_front_end.h"
-#include "tests/support/loopback_socket.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_socket.h"
+#include "tests/support/loopback/loopback_test_server.h"
 #include "tests/support/temp_folder.h"
 
 namespace host {

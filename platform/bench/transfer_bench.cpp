@@ -16,7 +16,7 @@
 
 #include "platform/files.h"
 #include "platform/wininet.h"
-#include "tests/support/loopback_socket.h"
+#include "tests/support/loopback/loopback_socket.h"
 
 namespace {
 

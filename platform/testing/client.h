@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/wininet.h"
-#include "tests/support/raw_server.h"
+#include "tests/support/loopback/raw_server.h"
 
 namespace testing_support {
 

@@ -11,7 +11,7 @@
 #include "http/log_text.h"
 #include "http/retry.h"
 #include "http/session.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 #include "tests/support/trace_log.h"
 
 namespace {

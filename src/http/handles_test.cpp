@@ -5,7 +5,7 @@
 
 #include "http/session.h"
 #include "platform/posix/internet/open_handles.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 
 namespace {
 

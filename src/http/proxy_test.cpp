@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "http/session.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 
 namespace {
 

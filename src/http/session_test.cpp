@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 
 namespace {
 

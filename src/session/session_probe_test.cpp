@@ -5,8 +5,8 @@
 #include "base/text/encoding.h"
 #include "session/session.h"
 #include "session/sharepoint_checker.h"
-#include "tests/support/loopback_test_server.h"
-#include "tests/support/older_site_answers.h"
+#include "tests/support/loopback/loopback_test_server.h"
+#include "tests/support/loopback/older_site_answers.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "base/text/encoding.h"
 #include "sharepoint/tests/named_rows_test.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/support/loopback_socket.h"
+#include "tests/support/loopback/loopback_socket.h"
 
 namespace testing_support {
 

@@ -5,7 +5,7 @@
 #include "base/text/encoding.h"
 #include "session/account_data.h"
 #include "tests/interfaces/inside_host.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 
 namespace interfaces {
 

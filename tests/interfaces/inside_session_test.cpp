@@ -10,8 +10,8 @@
 #include "session/session.h"
 #include "session/sessions_memory.h"
 #include "tests/interfaces/inside_host.h"
-#include "tests/support/loopback_test_server.h"
-#include "tests/support/older_site_answers.h"
+#include "tests/support/loopback/loopback_test_server.h"
+#include "tests/support/loopback/older_site_answers.h"
 #include "tests/support/plugin/scripted_browser.h"
 #include "tests/support/trace_log.h"
 

@@ -2,7 +2,7 @@
 #include <unistd.h>
 
 #include "tests/support/dev_server.h"
-#include "tests/support/loopback_socket.h"
+#include "tests/support/loopback/loopback_socket.h"
 
 namespace testing_support {
 

@@ -13,7 +13,7 @@
 
 #include "platform/posix/internet/open_handles.h"
 #include "testing/client.h"
-#include "tests/support/raw_server.h"
+#include "tests/support/loopback/raw_server.h"
 
 namespace testing_support {
 namespace {

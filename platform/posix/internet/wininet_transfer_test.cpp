@@ -6,7 +6,7 @@
 #include <numeric>
 
 #include "testing/client.h"
-#include "tests/support/raw_server.h"
+#include "tests/support/loopback/raw_server.h"
 
 namespace testing_support {
 namespace {

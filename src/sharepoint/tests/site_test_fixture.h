@@ -14,7 +14,7 @@
 #include "http/session.h"
 #include "sharepoint/legacy/web.h"
 #include "sharepoint/rest/web.h"
-#include "tests/support/loopback_test_server.h"
+#include "tests/support/loopback/loopback_test_server.h"
 
 // The status of the HttpException that `work` throws, 0 when it throws none.
 template <typename Work>

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/raw_server.h"
+#include "tests/support/loopback/raw_server.h"
 
 namespace testing_support {
 

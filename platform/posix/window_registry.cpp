@@ -1,4 +1,4 @@
-#include "platform/window_messages.h"
+#include "platform/window_registry.h"
 
 #include <dlfcn.h>
 

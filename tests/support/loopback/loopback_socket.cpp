@@ -1,4 +1,4 @@
-#include "tests/support/loopback_socket.h"
+#include "tests/support/loopback/loopback_socket.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

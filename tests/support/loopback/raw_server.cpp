@@ -1,4 +1,4 @@
-#include "tests/support/raw_server.h"
+#include "tests/support/loopback/raw_server.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -13,7 +13,7 @@
 #include <algorithm>
 #include <csignal>
 
-#include "tests/support/loopback_socket.h"
+#include "tests/support/loopback/loopback_socket.h"
 
 namespace testing_support {
 
