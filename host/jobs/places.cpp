@@ -46,7 +46,7 @@ std::u16string AddPlaceByWindow(Job& job, const std::string& what) {
     job.host().SetSite({}, {});  // the sign-in is for no known place
     StoredAccount account{{}, std::make_shared<SettingsTree>(), nullptr};
     job.Check(job.file_system()->CreateAccount(nullptr, nullptr, 0, 0, 0, account.account.put()), what);
-    const std::u16string site = Accounts::UrlOf(account.account.get());
+    std::u16string site = Accounts::UrlOf(account.account.get());
     job.RequirePrivatePlace(account, what);
     const FileLock lock = job.host().accounts().LockAdding();
     RefuseKnownSite(job, site, what);

@@ -76,10 +76,11 @@ private:
             m_since = Clock::now();
             step.action(window);
         } else if (Clock::now() - m_since > patience) {
-            if (m_problem.empty())
+            if (m_problem.empty()) {
                 m_problem = m_steps.empty()
                                 ? "no step is left for the window '" + ToUtf8(window.title()) + "'"
                                 : "waited in vain for the step '" + m_steps.front().name + "'";
+            }
             window.CloseByPerson();
         }
     }

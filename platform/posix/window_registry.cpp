@@ -24,8 +24,8 @@ Registry& Windows() {
 }  // namespace
 
 // The program exports it, for the libraries that have a copy of this code and a registry of their own.
-extern "C" __attribute__((visibility("default"))) BOOL platform_post_message(HWND window, UINT message,
-                                                                             WPARAM first, LPARAM second) {
+extern "C" __attribute__((visibility("default"))) BOOL PlatformPostMessage(HWND window, UINT message,
+                                                                           WPARAM first, LPARAM second) {
     std::shared_ptr<const MessageSink> sink;
     {
         Registry& windows = Windows();
@@ -40,9 +40,9 @@ extern "C" __attribute__((visibility("default"))) BOOL platform_post_message(HWN
 
 BOOL PostMessageW(HWND window, UINT message, WPARAM first, LPARAM second) {
     static const auto post = [] {
-        void* const of_program = dlsym(RTLD_DEFAULT, "platform_post_message");
-        return of_program ? reinterpret_cast<decltype(&platform_post_message)>(of_program)
-                          : &platform_post_message;
+        void* const of_program = dlsym(RTLD_DEFAULT, "PlatformPostMessage");
+        return of_program ? reinterpret_cast<decltype(&PlatformPostMessage)>(of_program)
+                          : &PlatformPostMessage;
     }();
     if (post(window, message, first, second)) return TRUE;
     SetLastError(ERROR_INVALID_WINDOW_HANDLE);

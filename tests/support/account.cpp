@@ -26,9 +26,10 @@ Login FormsLoginOf(const DevServer& server, const std::string& user) {
                                     .body = "username=" + user + "&password=" + user});
     Login login{.is_modern = false};
     const auto [first, last] = answer.headers.equal_range("set-cookie");
-    for (auto header = first; header != last; ++header)
-        login.cookies +=
-            (login.cookies.empty() ? "" : "; ") + header->second.substr(0, header->second.find(';'));
+    for (auto header = first; header != last; ++header) {
+        if (!login.cookies.empty()) login.cookies += "; ";
+        login.cookies += header->second.substr(0, header->second.find(';'));
+    }
     if (login.cookies.empty()) throw std::runtime_error("no cookies for " + user);
     return login;
 }

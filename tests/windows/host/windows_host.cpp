@@ -16,17 +16,29 @@ namespace windows_host {
 
 using host::Failure;
 
+namespace {
+
+std::function<void(const std::string&)> WarningsTo(host::FrontEnd& front_end) {
+    return [&front_end](const std::string& line) { front_end.Warn(line); };
+}
+
+}  // namespace
+
 WindowsHost::WindowsHost(host::FrontEnd& front_end, fs::path folder)
     : m_front_end(front_end),
       m_folder(std::move(folder)),
       m_cipher(std::make_shared<const host::Cipher>(m_folder / "key")),
-      m_prompts(front_end, [&front_end](const std::string& line) { front_end.Warn(line); }),
+      m_prompts(front_end, WarningsTo(front_end)),
       m_workbench(m_catalogue,
                   [&front_end](auto delay, auto work) { front_end.RunAfter(delay, std::move(work)); }),
       m_file_systems(host::Make<host::FileSystems>([this] { return MakePlainCache(m_folder); })),
-      m_aux(host::MakeAuxExtension(m_cipher, {})),
+      m_dialogs(front_end.main_thread(), front_end.windows(), m_workbench, nullptr),
+      m_progress(
+          front_end.main_thread(),
+          [&front_end](auto delay, auto work) { front_end.RunAfter(delay, std::move(work)); }, nullptr),
+      m_aux(host::MakeAuxExtension(m_cipher, m_progress, WarningsTo(front_end))),
       m_images(host::MakeImageExtension()),
-      m_user_interface(host::MakeUserInterfaceExtension(front_end.windows(), m_workbench)),
+      m_user_interface(host::MakeUserInterfaceExtension(m_dialogs, m_workbench, WarningsTo(front_end))),
       m_instance(host::MakeInstance(*this)) {
     fs::create_directories(m_folder);
 }
@@ -59,6 +71,7 @@ void WindowsHost::StartPlugin() {
 }
 
 void WindowsHost::UnloadPlugin() {
+    m_dialogs.DestroyAll();
     m_front_end.windows().DestroyAll();
     if (m_plugin) m_plugin->Unload();
     m_plugin.reset();

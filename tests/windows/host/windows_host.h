@@ -10,6 +10,8 @@
 #include "host/core/file_systems.h"
 #include "host/core/front_end.h"
 #include "host/core/plugin_services.h"
+#include "host/dialogs/dialogs.h"
+#include "host/dialogs/progress.h"
 #include "host/profile/cipher.h"
 #include "host/prompts/catalogue.h"
 #include "host/prompts/prompt_desk.h"
@@ -65,6 +67,8 @@ private:
     std::mutex m_mutex;
     std::map<std::u16string, std::shared_ptr<host::SettingsTree>> m_settings;  // by plug-in
     ComPtr<host::FileSystems> m_file_systems;
+    host::Dialogs m_dialogs;
+    const host::ProgressMaker m_progress;
     ComPtr<TMK::IAUX_Inst> m_aux;
     ComPtr<IUnknown> m_images;
     ComPtr<IUnknown> m_user_interface;
