@@ -22,8 +22,9 @@ TEST(Library, BringsWhatItNeedsAndShowsOneFunction) {
     ASSERT_TRUE(library);
     const Image image = Describe(library);
     EXPECT_EQ(image.exports, (std::set<std::string>{"TMKE_GetPlugin"}));
-    EXPECT_EQ(image.imports, (std::set<std::string>{"kernel32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll",
-                                                    "shlwapi.dll", "urlmon.dll", "wininet.dll"}));
+    EXPECT_EQ(image.imports,
+              (std::set<std::string>{"kernel32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "shlwapi.dll",
+                                     "urlmon.dll", "user32.dll", "wininet.dll"}));
     EXPECT_TRUE(image.moves);
     EXPECT_TRUE(image.runs_no_data);
     EXPECT_EQ(image.timestamp, 0u) << "a time would make each build another file";

@@ -57,6 +57,12 @@ void File::HoldCopy(std::shared_ptr<LocalCopy> made) {
     m_copy = made ? std::move(made) : m_document->FindCopy(m_cache.get());
     if (!m_copy) m_copy = std::make_shared<LocalCopy>(VersionOnServer());
     if (m_cache) m_document->SetCopy(m_cache.get(), m_copy);
+    // The tags of a copy from before a check-out, check-in or discard say nothing; those of the same time do.
+    const KnownVersion on_server = VersionOnServer();
+    const KnownVersion of_copy = m_copy->GetVersion();
+    if (of_copy.m_workflow_step != on_server.m_workflow_step &&
+        of_copy.m_modified_time == on_server.m_modified_time)
+        m_copy->SetVersion(on_server);
     TakeVersion(m_copy->GetVersion());
     LOG_LINE(Log::verbose, u"the local copy is of modified_time=%llu", m_modified_time);
 }
