@@ -95,6 +95,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
         {"--library", [&](auto& v) { options.library = v; }},
         {"--generation", [&](auto& v) { options.generation = ParseGeneration(v); }},
         {"--auth", [&](auto& v) { options.sign_in = Split(v, ','); }},
+        {"--keytab", [&](auto& v) { options.key_table = v; }},
         {"--logins", [&](auto& v) { options.logins = ParseLogins(v); }},
         {"--column", [&](auto& v) { options.columns.push_back(ParseColumnOption(v)); }},
         {"--user", [&](auto& v) { options.users.push_back(ParseUser(v)); }},
@@ -194,6 +195,7 @@ Who may sign in
   --auth LIST             ways of signing in, separated by commas: bearer, basic, digest, ntlm,
                           negotiate, forms (default: bearer on the modern generation, digest,basic on the
                           others)
+  --keytab FILE           keys of the service HTTP: negotiate takes tickets of Kerberos
   --approve USER          approve every device code and application at once for this user
   --token-lifetime S      seconds that an access token is valid (default 3600)
   --cookie-lifetime S     seconds that the cookies of a forms sign-in are valid (default 43200)

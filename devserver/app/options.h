@@ -27,6 +27,7 @@ struct Options {
     OAuthOptions oauth;
     FormsOptions forms;
     std::vector<std::string> sign_in;  // schemes; empty: those of the generation
+    std::string key_table;             // a file; empty for none
     std::vector<UserOption> users;
     std::vector<std::pair<std::string, int>> seed_counts;
     Generation generation = Generation::modern;

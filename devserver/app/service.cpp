@@ -37,7 +37,8 @@ Service::Service(const Options& options, Store& store)
       m_tickets(store.database()),
       m_log(options.request_log_file),
       m_digests(store, options.digest_lifetime, options.optional_digest),
-      m_authenticator(store, m_tickets, options.sign_in, options.forms, options.data_folder),
+      m_authenticator(store, m_tickets, options.sign_in, options.forms, options.data_folder,
+                      options.key_table),
       m_authority(store, m_tickets, options.oauth),
       m_generation(options.generation),
       m_router(store, m_digests, options.generation, options.dav) {

@@ -3,6 +3,7 @@
 #include <gssapi/gssapi.h>
 
 #include <algorithm>
+#include <iostream>
 
 #include "auth/password.h"
 #include "base/text.h"
@@ -23,6 +24,7 @@ struct Exchange : http::Attachment {
     }
 
     const std::string scheme;
+    gss_cred_id_t credential = GSS_C_NO_CREDENTIAL;  // borrowed
     gss_ctx_id_t context = GSS_C_NO_CONTEXT;
     std::string answer;  // the token that the client waits for
     Id user = 0;         // 0: not signed in yet
@@ -83,16 +85,27 @@ std::string NameOf(gss_name_t name) {
     return text.substr(0, text.find('\0'));  // some include a terminating zero
 }
 
+// What the mechanism says of a failure, such as "Request is a replay".
+std::string WhyOf(OM_uint32 code) {
+    OM_uint32 minor = 0, more = 0;
+    gss_buffer_desc shown = GSS_C_EMPTY_BUFFER;
+    if (GSS_ERROR(gss_display_status(&minor, code, GSS_C_MECH_CODE, GSS_C_NO_OID, &more, &shown))) return {};
+    auto text = TextOf(shown);
+    gss_release_buffer(&minor, &shown);
+    return text;
+}
+
 // Takes the client's next token; `signed_in` is the user's name once it is known. False for a failure.
-bool Accept(gss_cred_id_t credential, Exchange& exchange, std::string token, std::string& signed_in) {
+bool Accept(Exchange& exchange, std::string token, std::string& signed_in) {
     AddMissingVersion(token);
     OM_uint32 minor = 0, flags = 0;
     gss_buffer_desc input{token.size(), token.data()}, output = GSS_C_EMPTY_BUFFER;
     gss_name_t source = GSS_C_NO_NAME;
-    auto major =
-        gss_accept_sec_context(&minor, &exchange.context, credential, &input, GSS_C_NO_CHANNEL_BINDINGS,
-                               &source, nullptr, &output, &flags, nullptr, nullptr);
+    auto major = gss_accept_sec_context(&minor, &exchange.context, exchange.credential, &input,
+                                        GSS_C_NO_CHANNEL_BINDINGS, &source, nullptr, &output, &flags, nullptr,
+                                        nullptr);
     exchange.answer = Base64Encode(TextOf(output));
+    if (GSS_ERROR(major)) std::clog << "a token was refused: " << WhyOf(minor) << '\n';
     gss_release_buffer(&minor, &output);
     if (major == GSS_S_COMPLETE && !(flags & GSS_C_ANON_FLAG)) signed_in = NameOf(source);
     if (source != GSS_C_NO_NAME) gss_release_name(&minor, &source);
@@ -115,11 +128,13 @@ std::optional<User> NegotiateAuthenticator::Authenticate(const http::Request& re
     }
     if (!exchange || exchange->user || BeginsExchange(*token)) {
         auto fresh = std::make_shared<Exchange>(m_scheme);
+        fresh->credential =
+            m_keys && ServiceKeys::Take(*token) ? m_keys->credential() : m_accounts->credential();
         exchange = fresh.get();
         memory = fresh;
     }
     std::string name;
-    bool goes_on = Accept(m_accounts->credential(), *exchange, *token, name);
+    bool goes_on = Accept(*exchange, *token, name);
     auto user = name.empty() ? std::nullopt : UserByTypedName(m_store, name);
     if (user) {
         exchange->Drop();

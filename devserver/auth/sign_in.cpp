@@ -9,7 +9,8 @@
 namespace devserver {
 
 SignIn::SignIn(Store& store, Tickets& tickets, const std::vector<std::string>& schemes,
-               const FormsOptions& forms, const std::string& data_folder) {
+               const FormsOptions& forms, const std::string& data_folder, const std::string& key_table) {
+    if (!key_table.empty()) m_keys = std::make_shared<ServiceKeys>(key_table);
     for (const auto& name : schemes)
         m_schemes.push_back(MakeScheme(store, tickets, name, forms, data_folder));
 }
@@ -21,8 +22,9 @@ std::unique_ptr<Authenticator> SignIn::MakeScheme(Store& store, Tickets& tickets
     if (name == "digest") return std::make_unique<DigestAuthenticator>(store);
     if (name == "ntlm" || name == "negotiate") {
         if (!m_accounts) m_accounts = std::make_shared<NtlmAccounts>(store, data_folder);
-        return std::make_unique<NegotiateAuthenticator>(store, m_accounts,
-                                                        name == "ntlm" ? "NTLM" : "Negotiate");
+        auto is_ntlm = name == "ntlm";
+        return std::make_unique<NegotiateAuthenticator>(store, m_accounts, is_ntlm ? nullptr : m_keys,
+                                                        is_ntlm ? "NTLM" : "Negotiate");
     }
     if (name == "forms") {
         auto scheme = std::make_unique<FormsAuthenticator>(store, tickets, forms);

@@ -11,6 +11,7 @@
 #include "host/core/instance.h"
 #include "host/core/user_interface.h"
 #include "host/workbench/images.h"
+#include "platform/sign_in_notes.h"
 
 namespace host {
 
@@ -39,9 +40,12 @@ Host::Host(FrontEnd& front_end, fs::path profile, std::optional<Credentials> cre
       m_aux(MakeAuxExtension(m_cipher, m_progress,
                              [&front_end](const std::string& line) { front_end.Warn(line); })),
       m_images(MakeImageExtension()),
-      m_user_interface(MakeUserInterfaceExtension(m_dialogs, m_workbench, m_note)) {}
+      m_user_interface(MakeUserInterfaceExtension(m_dialogs, m_workbench, m_note)) {
+    platform::SetSignInNotes([&front_end](const std::string& line) { front_end.Warn(line); });
+}
 
 Host::~Host() {
+    platform::SetSignInNotes(nullptr);
     Guarded([&] {
         UnloadPlugin();
         return S_OK;

@@ -41,7 +41,8 @@ void CredentialStore::EndBrowserSession() {
     ++g_browser_session;
 }
 
-unsigned long ChooseScheme(unsigned long offered) {
+unsigned long ChooseScheme(unsigned long offered, bool with_kerberos) {
+    if (with_kerberos && (offered & CURLAUTH_NEGOTIATE)) return CURLAUTH_NEGOTIATE;
     for (const unsigned long scheme : {CURLAUTH_DIGEST, CURLAUTH_NTLM, CURLAUTH_NEGOTIATE, CURLAUTH_BASIC})
         if (offered & scheme) return scheme;
     return 0;

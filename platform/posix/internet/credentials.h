@@ -16,7 +16,8 @@ struct Credentials {
     friend bool operator==(const Credentials&, const Credentials&) = default;
 };
 
-// The credentials with the one scheme (a CURLAUTH_ bit) that the server took them by.
+// The credentials, or none for the person's own ticket, with the one scheme (a CURLAUTH_ bit) that the server
+// took them by.
 struct Accepted {
     Credentials credentials;
     unsigned long scheme = 0;
@@ -42,6 +43,7 @@ private:
 // The scheme to answer a challenge with, of the CURLAUTH_ bits offered; 0 if none can be used. Basic comes
 // only when nothing stronger is offered, and Negotiate just before it, since it depends on the mechanisms
 // that this machine has.
-unsigned long ChooseScheme(unsigned long offered);
+// With Kerberos for them, Negotiate comes first.
+unsigned long ChooseScheme(unsigned long offered, bool with_kerberos);
 
 }  // namespace platform::internet

@@ -1,9 +1,13 @@
 #include "internet/request.h"
 
+#include <curl/curl.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+
+#include "internet/kerberos.h"
 
 namespace platform::internet {
 
@@ -94,8 +98,16 @@ DWORD Request::SetCredential(DWORD option, std::string text) {
     (user ? given.credentials.user : given.credentials.password) = std::move(text);
     given.origin = proxy ? ProxyOrigin() : m_target.origin();
     const bool was_asked = m_transfer.answered() && m_transfer.headers().status() == (proxy ? 407u : 401u);
-    if (was_asked) given.scheme = ChooseScheme(m_transfer.OfferedSchemes(proxy));
+    if (was_asked) given.scheme = SchemeFor(proxy, given.credentials);
     return ERROR_SUCCESS;
+}
+
+// Libcurl signs in to proxies, and gets no ticket for a password.
+unsigned long Request::SchemeFor(bool proxy, const Credentials& credentials) {
+    const unsigned long offered = m_transfer.OfferedSchemes(proxy);
+    const bool with_kerberos =
+        !proxy && (offered & CURLAUTH_NEGOTIATE) && !PrincipalFor(credentials.user, m_target.host).empty();
+    return ChooseScheme(offered, with_kerberos);
 }
 
 std::string Request::FinalUrl() {
@@ -117,7 +129,18 @@ std::optional<Login> Request::ChooseLogin(const std::string& origin, const Given
     }
     if (const auto accepted = Remembered().Find(origin))
         return Login{accepted->credentials, accepted->scheme};
+    if (!origin.empty() && origin == m_ticket_origin) return Login{{}, CURLAUTH_NEGOTIATE};
     return std::nullopt;
+}
+
+// Whether the server is answered with the person's own ticket from now on; asked for once.
+bool Request::TakeTicket() {
+    const std::string origin = m_target.origin();
+    if (!(m_transfer.OfferedSchemes(false) & CURLAUTH_NEGOTIATE) || origin == m_refused_ticket_origin ||
+        !MayUseTicket(m_target))
+        return false;
+    m_ticket_origin = origin;
+    return true;
 }
 
 TransferRequest Request::Make(const Target& target) const {
@@ -283,9 +306,16 @@ Request::Outcome Request::AnswerChallenge(bool proxy) {
     const std::string origin = proxy ? ProxyOrigin() : m_target.origin();
     Given& given = proxy ? m_proxy_given : m_given;
     if (used) Remembered().Forget(origin, used->credentials);
+    if (used && !proxy && used->credentials.user.empty()) {
+        m_ticket_origin.clear();
+        m_refused_ticket_origin = origin;
+    }
     const bool untried = !used && !given.credentials.user.empty() && given.origin == origin;
-    if (!untried) return {};
-    given.scheme = ChooseScheme(m_transfer.OfferedSchemes(proxy));
+    if (!untried) {
+        const bool has_ticket = !used && !proxy && given.credentials.user.empty() && TakeTicket();
+        return {has_ticket ? Step::again : Step::done, ERROR_SUCCESS};
+    }
+    given.scheme = SchemeFor(proxy, given.credentials);
     return {given.scheme ? Step::again : Step::done, ERROR_SUCCESS};
 }
 

@@ -49,6 +49,8 @@ private:
 
     TransferRequest Make(const Target& target) const;
     std::optional<Login> ChooseLogin(const std::string& origin, const Given& given) const;
+    unsigned long SchemeFor(bool proxy, const Credentials& credentials);
+    bool TakeTicket();
     void StartOver(const Target& target, std::string verb);
     void ChooseLogins();
     DWORD Run(const void* body, std::size_t size);
@@ -74,6 +76,8 @@ private:
     DWORD m_connect_timeout;
     Given m_given;
     Given m_proxy_given;
+    std::string m_ticket_origin;          // of the server that is answered with the person's own ticket
+    std::string m_refused_ticket_origin;  // of the one that refused it
     bool m_sent = false;
 
     // The exchange in progress.
