@@ -150,8 +150,8 @@ int main(int count, char** words) {
         cli::ShowError(error.what());
         return kWrongUsage;
     }
-    if (options.Has("help")) {
-        std::fputs(cli::HelpText(options.command).c_str(), stdout);
+    if (!options.information.empty()) {
+        std::fputs(options.information.c_str(), stdout);
         return kDone;
     }
     const int status = RunGuarded(options);

@@ -25,6 +25,7 @@ struct Options {
     std::vector<std::string> program;           // the words after "--"
     std::map<std::string, std::string> values;  // by name without dashes; "" for one that takes none
     std::vector<std::pair<std::string, host::PromptAnswer>> answers;
+    std::string information;  // what --help or --version prints in place of a command's run
 
     bool Has(const std::string& name) const { return values.contains(name); }
     std::optional<std::string> Value(const std::string& name) const {
@@ -33,10 +34,7 @@ struct Options {
     }
 };
 
-// Throws a UsageError. With --help, "help" is among the values.
+// Throws a UsageError.
 Options ParseOptions(const std::vector<std::string>& arguments);
-
-// The help of one command, or of the program for an empty or unknown name.
-std::string HelpText(std::string_view command);
 
 }  // namespace cli
