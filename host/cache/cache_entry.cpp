@@ -237,6 +237,7 @@ HRESULT CacheEntry::FetchBlock(void* buffer, std::size_t capacity, std::size_t& 
         throw;
     }
     m_fetched += got;
+    m_store->NoteTransfer({false, m_fetched, m_expected});
     return at_end ? FinishDownload(calls) : S_OK;
 }
 

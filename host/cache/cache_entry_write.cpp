@@ -199,6 +199,7 @@ HRESULT CacheEntry::SendOnce(std::uint64_t size, const Calls& calls) {
                                     static_cast<LONGLONG>(got), &written, calls.details, calls.cancel);
         if (FAILED(result)) return result;
         position += got;
+        m_store->NoteTransfer({true, position, size});
     }
     return m_callbacks->EndWrite(calls.details, calls.cancel);
 }

@@ -14,7 +14,7 @@
 
 namespace {
 
-enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3 };
+enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3, kNo = 4 };
 
 using Command = void (*)(cli::Run&);
 
@@ -80,8 +80,10 @@ bool ChangesSettings(const cli::Options& options) {
 void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
     cli::TerminalFrontEnd front_end(
-        terminal,
-        {!options.Has("json"), {options.Value("web-view-script").value_or(""), host::BrowserProgramPath()}});
+        terminal, {.what = "sphost " + options.command,
+                   .shows_progress = !options.Has("json"),
+                   .adds_place = options.command == "place add",
+                   .browser = {options.Value("web-view-script").value_or(""), host::BrowserProgramPath()}});
     const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
     std::optional<host::FileLock> settings;  // released when the plug-in is unloaded
@@ -97,9 +99,10 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (const auto language = options.Value("language")) UseLanguage(host, *language);
     if (const auto level = options.Value("log-level")) UseLogLevel(host, plugin, *level);
     host.main_thread().RunWorker([&] {
-        cli::Run run(host, options);
+        cli::Run run(host, options, front_end.status());
         try {
             FindCommand(options.command)(run);
+            run.Finish();
         } catch (...) {
             run.SaveAccounts();
             throw;
@@ -117,6 +120,8 @@ int RunGuarded(const cli::Options& options) {
     try {
         RunCommand(options, terminal);
         return kDone;
+    } catch (const cli::NegativeAnswer&) {
+        return kNo;
     } catch (const cli::UsageError& error) {
         cli::ShowError(error.what());
         return kWrongUsage;

@@ -130,7 +130,19 @@ unsigned PromptDesk::Decide(Prompt& prompt) {
         pressed = m_prompter.Ask(prompt);
     }
     Log(prompt, pressed);
+    const std::lock_guard lock(m_mutex);
+    const std::string id = WithoutNamespace(prompt.id);
+    if (pressed == prompt.cancel_button) {
+        m_canceled.insert(id);
+    } else {
+        m_canceled.erase(id);
+    }
     return pressed;
+}
+
+bool PromptDesk::WasCanceled(std::string_view id) const {
+    const std::lock_guard lock(m_mutex);
+    return m_canceled.contains(WithoutNamespace(id));
 }
 
 void PromptDesk::Log(const Prompt& prompt, unsigned pressed) {

@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -44,6 +45,8 @@ public:
     // Fills in the answers and returns the button pressed. Throws a Failure of E_INVALIDARG for a scripted
     // answer that doesn't fit.
     unsigned Decide(Prompt& prompt);
+    // Whether the last prompt of that text id was closed or answered with its cancel button.
+    bool WasCanceled(std::string_view id) const;
 
 private:
     std::optional<PromptAnswer> TakeAnswer(const std::string& id);
@@ -51,8 +54,9 @@ private:
 
     Prompter& m_prompter;
     Warn m_warn;
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     std::map<std::string, std::deque<PromptAnswer>> m_answers;
+    std::set<std::string> m_canceled;
     bool m_yes = false;
     std::ofstream m_log;
     fs::path m_log_path;

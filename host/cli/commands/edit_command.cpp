@@ -68,6 +68,7 @@ int RunProgram(Run& run, const std::vector<std::string>& words, int lock, const 
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
+    const StatusLine::Pause pause(run.status());  // the terminal is the program's
     int report[2];
     if (pipe2(report, O_CLOEXEC) != 0) run.Fail(host::ResultOfErrno(errno), what, "can't start a program");
     const host::Descriptor read_end(report[0]);

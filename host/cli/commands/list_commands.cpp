@@ -5,6 +5,7 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/run/json.h"
 #include "host/jobs/address.h"
+#include "host/jobs/listing.h"
 #include "hostapi/irgc.h"
 
 namespace cli {
@@ -84,16 +85,12 @@ void WriteThumbnail(Run& run, TMK::IAFS_Name* name, JsonText& json, std::string&
 void List(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     const auto folder = run.NameFor(host::ParseUrl(run.options().arguments[0]), what);
-    ComPtr<TMK::IAFS_EnumFolder> listing;
-    run.Check(run.file_system()->EnumFolder(folder.get(), 0, run.cancel(), listing.put()), what);
     const bool is_json = run.options().Has("json");
     JsonText json;
     json.StartArray();
     std::string text;
-    for (;;) {
-        ComPtr<TMK::IAFS_EnumFolderItem> item;
-        if (run.Check(listing->Next(item.put()), what) == S_FALSE || !item) break;
-        Row row = ReadRow(run, item.get(), what);
+    host::ListFolder(run, folder.get(), what, [&](TMK::IAFS_EnumFolderItem* item) {
+        Row row = ReadRow(run, item, what);
         if (is_json) {
             ComPtr<TMK::IAFS_Name> name;
             run.Check(item->get_Name(name.put()), what);
@@ -104,7 +101,7 @@ void List(Run& run) {
         } else {
             text += RowLine(row);
         }
-    }
+    });
     json.EndArray();
     run.Out(is_json ? json.Take() : text);
 }

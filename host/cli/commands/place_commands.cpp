@@ -65,6 +65,7 @@ void Detect(Run& run) {
     json.StartObject().Key("url").String(address).Key("sharePoint").Bool(is_sharepoint).EndObject();
     if (run.options().Has("json")) run.Out(json.Take());
     run.Say(is_sharepoint ? "SharePoint" : "not SharePoint");
+    if (!is_sharepoint) throw NegativeAnswer{};
 }
 
 // Stores the options of this server's sign-in, if there are any.

@@ -2,6 +2,7 @@
 // failure, so each command checks the result. The command's worker thread.
 #include "host/cli/commands/commands.h"
 #include "host/jobs/address.h"
+#include "host/jobs/listing.h"
 
 namespace cli {
 
@@ -27,17 +28,13 @@ void ForgetLocalCopy(Run& run, const std::u16string& url) {
 
 // What a folder holds, as a person reads it; empty for an empty folder.
 std::string ContentOf(Run& run, TMK::IAFS_Name* folder, const std::string& what) {
-    ComPtr<TMK::IAFS_EnumFolder> listing;
-    run.Check(run.file_system()->EnumFolder(folder, 0, run.cancel(), listing.put()), what);
     std::size_t files = 0;
     std::size_t folders = 0;
-    for (;;) {
-        ComPtr<TMK::IAFS_EnumFolderItem> item;
-        if (run.Check(listing->Next(item.put()), what) == S_FALSE || !item) break;
+    host::ListFolder(run, folder, what, [&](TMK::IAFS_EnumFolderItem* item) {
         DWORD attributes = 0;
         run.Check(item->get_Attributes(&attributes), what);
         ++(attributes & TMK::AFS_FileAttribute_Folder ? folders : files);
-    }
+    });
     if (files + folders == 0) return {};
     const auto count = [](std::size_t number, const char* one, const char* many) {
         return std::to_string(number) + (number == 1 ? one : many);

@@ -67,6 +67,8 @@ void CheckIn(Run& run) {
         run.host().prompts().AddAnswer("msg.checkInDialogMessage", answer);
     }
     run.Exec(file.get(), u"CheckInWithUi", what);
+    if (run.host().prompts().WasCanceled("msg.checkInDialogMessage"))
+        run.Fail(host::kCanceled, what, "cancelled; the document is still checked out to you");
     const bool is_out = IsCheckedOutToUser(run, file.get(), what);
     if (is_out && has_own_options && !keep)
         run.Fail(E_FAIL, what, "the document is still checked out to you");

@@ -77,7 +77,7 @@ std::string Help::make_help(const CLI::App* app, std::string, CLI::AppFormatMode
     const auto common = RootOf(app)->get_options(
         [](const CLI::Option* option) { return option->get_group() == kCommonGroup; });
     text += make_group(kCommonGroup, false, {common.begin(), common.end()});
-    return text + "\nExit status: 0 done, 1 failed, 2 wrong usage, 3 cancelled.\n";
+    return text + "\nExit status: 0 done, 1 failed, 2 wrong usage, 3 cancelled, 4 no (detect).\n";
 }
 
 }  // namespace cli
