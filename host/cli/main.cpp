@@ -114,7 +114,7 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
 int RunGuarded(const cli::Options& options) {
     cli::ProcessTerminal terminal;
     const auto fail = [](const std::string& what, HRESULT code, const std::string& message) {
-        cli::ShowError(what + ": " + host::FormatResult(code) + ": " + host::PlainLine(message));
+        cli::ShowError(what + ": " + host::PlainLine(message) + " (" + host::FormatResult(code) + ")");
         return code == host::kCanceled || host::InterruptFlag() ? kCancelled : kFailed;
     };
     try {

@@ -92,6 +92,16 @@ std::string EscapeUrl(std::u16string_view url) {
     return escaped;
 }
 
+std::string TooLongText(std::u16string_view url) {
+    constexpr std::size_t kMost = 400;
+    const std::size_t scheme = url.find(u"://");
+    const std::size_t slash = scheme == std::u16string_view::npos ? url.npos : url.find(u'/', scheme + 3);
+    const std::size_t size = slash == url.npos ? 0 : url.size() - slash - 1;
+    if (size <= kMost) return {};
+    return "the address is too long: its path has " + std::to_string(size) +
+           " characters, and servers take " + std::to_string(kMost);
+}
+
 std::u16string_view LastPart(std::u16string_view url) {
     const std::size_t slash = url.find_last_of(u'/');
     return slash == std::u16string_view::npos ? url : url.substr(slash + 1);

@@ -13,6 +13,9 @@ std::u16string ParseUrl(std::string_view argument);
 // A decoded URL with every character escaped that ParseUrl could take for something else.
 std::string EscapeUrl(std::u16string_view url);
 
+// Says of an address that it is longer than servers take; or empty.
+std::string TooLongText(std::u16string_view url);
+
 // The part behind the last slash, and what stands before that slash.
 std::u16string_view LastPart(std::u16string_view url);
 std::u16string_view ParentOf(std::u16string_view url);

@@ -33,7 +33,7 @@ void ListFolder(Job& job, TMK::IAFS_Name* folder, const std::string& what, const
         reason.type() != VT_BSTR)
         return;
     const std::string text = ToUtf8(FromWide(reason.bstrVal));
-    if (!text.empty()) Job::Fail(E_FAIL, what, PlainLine(text));
+    if (!text.empty()) Job::Fail(E_FAIL, what, WordsFor(E_FAIL, PlainLine(text)));
 }
 
 }  // namespace host

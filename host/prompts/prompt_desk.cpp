@@ -131,18 +131,14 @@ unsigned PromptDesk::Decide(Prompt& prompt) {
     }
     Log(prompt, pressed);
     const std::lock_guard lock(m_mutex);
-    const std::string id = WithoutNamespace(prompt.id);
-    if (pressed == prompt.cancel_button) {
-        m_canceled.insert(id);
-    } else {
-        m_canceled.erase(id);
-    }
+    m_outcomes[WithoutNamespace(prompt.id)] = {pressed == prompt.cancel_button, pressed, prompt.radio};
     return pressed;
 }
 
-bool PromptDesk::WasCanceled(std::string_view id) const {
+std::optional<PromptOutcome> PromptDesk::LastOutcome(std::string_view id) const {
     const std::lock_guard lock(m_mutex);
-    return m_canceled.contains(WithoutNamespace(id));
+    const auto found = m_outcomes.find(WithoutNamespace(id));
+    return found == m_outcomes.end() ? std::nullopt : std::optional(found->second);
 }
 
 void PromptDesk::Log(const Prompt& prompt, unsigned pressed) {

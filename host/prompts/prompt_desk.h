@@ -7,7 +7,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,6 +30,12 @@ std::optional<std::pair<std::string, PromptAnswer>> ParseAnswer(std::string_view
 // A whole number without a sign; nothing for anything else.
 std::optional<unsigned> ParseIndex(std::string_view text);
 
+struct PromptOutcome {
+    bool is_canceled;  // closed, or answered with the cancel button
+    unsigned button;
+    unsigned radio;
+};
+
 class PromptDesk {
 public:
     // The prompter outlives it.
@@ -45,8 +50,8 @@ public:
     // Fills in the answers and returns the button pressed. Throws a Failure of E_INVALIDARG for a scripted
     // answer that doesn't fit.
     unsigned Decide(Prompt& prompt);
-    // Whether the last prompt of that text id was closed or answered with its cancel button.
-    bool WasCanceled(std::string_view id) const;
+    // How the last prompt of that text id ended; nothing when there was none.
+    std::optional<PromptOutcome> LastOutcome(std::string_view id) const;
 
 private:
     std::optional<PromptAnswer> TakeAnswer(const std::string& id);
@@ -56,7 +61,7 @@ private:
     Warn m_warn;
     mutable std::mutex m_mutex;
     std::map<std::string, std::deque<PromptAnswer>> m_answers;
-    std::set<std::string> m_canceled;
+    std::map<std::string, PromptOutcome, std::less<>> m_outcomes;
     bool m_yes = false;
     std::ofstream m_log;
     fs::path m_log_path;

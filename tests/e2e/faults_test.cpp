@@ -36,7 +36,7 @@ protected:
         EXPECT_EQ(result.status, 1) << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_TRUE(result.err.starts_with("sphost: ")) << result.err;
-        EXPECT_NE(result.err.find(": " + code), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find(" (" + code), std::string::npos) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
     }
 

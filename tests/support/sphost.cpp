@@ -24,7 +24,12 @@ ProcessOptions Sphost::Options(const std::vector<std::string>& arguments, const 
     options.out = m_folder / ("out" + std::to_string(++number));
     options.err = m_folder / ("err" + std::to_string(number));
     m_last_output = options.out;
+    m_last_error = options.err;
     return options;
+}
+
+std::string Sphost::LastError() const {
+    return std::filesystem::exists(m_last_error) ? ReadText(m_last_error) : std::string();
 }
 
 std::string Sphost::LastOutput() const {

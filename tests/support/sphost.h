@@ -24,6 +24,7 @@ public:
                                    const std::string& input = {}) const;
     // What the run that was started last has printed so far.
     std::string LastOutput() const;
+    std::string LastError() const;
     // Adds the server's site as a place, signed in by a device code that the server approves at once.
     void AddPlaceByCode(const DevServer& server) const;
     // The same as `user`: with a token on a modern site, by name and password on an older one.
@@ -43,7 +44,7 @@ private:
 
     TempFolder m_folder;
     std::filesystem::path m_profile;
-    mutable std::filesystem::path m_last_output;
+    mutable std::filesystem::path m_last_output, m_last_error;
 };
 
 }  // namespace testing_support

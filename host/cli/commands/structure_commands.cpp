@@ -111,12 +111,15 @@ struct Relocation {
 
 void Relocate(Run& run, const Relocation& relocation) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, relocation.into_folder);
+    const auto target = host::ParseUrl(run.options().arguments[1]);
+    const Pair pair = run.Making(target, [&] { return ReadPair(run, what, relocation.into_folder); });
     if (pair.is_folder && relocation.no_folders) run.Fail(E_INVALIDARG, what, relocation.no_folders);
-    run.Check((run.file_system()->*relocation.operation)(pair.source.get(), pair.target.get(), run.details(),
-                                                         run.cancel()),
-              what);
-    CheckOutcome(run, pair, relocation.source_goes, what);
+    run.Making(pair.to, [&] {
+        run.Check((run.file_system()->*relocation.operation)(pair.source.get(), pair.target.get(),
+                                                             run.details(), run.cancel()),
+                  what);
+        CheckOutcome(run, pair, relocation.source_goes, what);
+    });
     run.Say(relocation.done);
 }
 
@@ -125,9 +128,11 @@ void Relocate(Run& run, const Relocation& relocation) {
 void MakeFolder(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
     const std::u16string url = host::ParseUrl(run.options().arguments[0]);
-    if (IsThere(run, url, what)) run.Fail(kExists, what, "this is there already");
-    const auto name = run.NameFor(url, what);
-    run.Check(run.file_system()->CreateFolder(name.get(), 0, run.details(), run.cancel()), what);
+    run.Making(url, [&] {
+        if (IsThere(run, url, what)) run.Fail(kExists, what, "this is there already");
+        const auto name = run.NameFor(url, what);
+        run.Check(run.file_system()->CreateFolder(name.get(), 0, run.details(), run.cancel()), what);
+    });
     run.Say("made");
 }
 

@@ -145,11 +145,14 @@ void Put(Run& run) {
     if (options.Has("check-in")) check_in = CheckInAnswer(options, "check-in", "btn.checkIn");
     if (!check_in && options.Has("comment")) throw UsageError("--comment goes with --check-in");
     Source source(options.arguments[0]);
-    const host::UploadTarget target = host::FindUploadTarget(run, host::ParseUrl(options.arguments[1]), what);
+    const std::u16string url = host::ParseUrl(options.arguments[1]);
+    const host::UploadTarget target = run.Making(url, [&] { return host::FindUploadTarget(run, url, what); });
     run.RefuseOpen(host::ToUtf16(target.full_url), what);
     const host::UnsentPermission newer(*run.host().cache(), target.full_url, host::UnsentUse::supersede);
-    const auto file = host::FillCopy(
-        run, target, [&] { return source.Next(); }, what);
+    const auto file = run.Making(url, [&] {
+        return host::FillCopy(
+            run, target, [&] { return source.Next(); }, what);
+    });
     try {
         run.Check(file->Flush(run.details(), run.cancel()), what + " (it is kept, see 'sphost recover')");
         if (check_in) {
@@ -159,6 +162,7 @@ void Put(Run& run) {
         } else {
             FinishSave(run, file.get(), what);
         }
+        run.Say(SavedText(run));
     } catch (CommandError& error) {
         AddCheckOutHint(run, file.get(), options.arguments[1], error);
         throw;

@@ -214,6 +214,8 @@ Options ReadOptions(const Grammar& grammar, const Words& behind_dashes) {
         if (std::string_view(parsed.name) == "answer") {
             AddAnswers(options, parsed.values);
         } else {
+            for (const std::string& value : parsed.values)
+                options.lists[parsed.name].push_back(AsGiven(value));
             options.values[parsed.name] = parsed.values.empty() ? "" : AsGiven(parsed.values.back());
         }
     }

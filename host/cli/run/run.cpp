@@ -7,6 +7,7 @@
 #include "host/base/interrupt.h"
 #include "host/cli/run/json.h"
 #include "host/jobs/address.h"
+#include "host/jobs/error_text.h"
 
 namespace cli {
 
@@ -48,6 +49,14 @@ void Run::RefuseOpen(const std::u16string& url, const std::string& what) {
     const auto unsent = host().cache()->Unsent(host::ToUtf8(url));
     if (unsent && unsent->state == host::UnsentDocument::State::editing)
         Fail(host::kInUse, what, "the document is open in another sphost; try again when that has ended");
+}
+
+void Run::ExplainName(const std::u16string& url, CommandError& error) {
+    if (error.code == host::kCanceled) return;
+    const std::string rule = host::BrokenNameRule(host::ToUtf8(host::LastPart(url)));
+    if (!rule.empty()) error.message = rule;
+    const std::string too_long = host::TooLongText(url);
+    if (!too_long.empty()) error.message = too_long;
 }
 
 void Run::Out(const std::string& text) {

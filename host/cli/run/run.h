@@ -42,12 +42,25 @@ public:
     // The same only when another process has the document open.
     void RefuseOpen(const std::u16string& url, const std::string& what);
 
+    // Runs the making of an item; a failure names the rule that the new name breaks.
+    template <class Work>
+    auto Making(const std::u16string& url, Work&& work) {
+        try {
+            return work();
+        } catch (CommandError& error) {
+            ExplainName(url, error);
+            throw;
+        }
+    }
+
     void Out(const std::string& text);  // to standard output; a CommandError when that fails
     void Say(const std::string& line);  // the same with a line end; with --json part of the document
     // Prints the document of --json for a command that has printed none of its own.
     void Finish();
 
 private:
+    static void ExplainName(const std::u16string& url, CommandError& error);
+
     const Options& m_options;
     StatusLine& m_status;
     std::vector<std::string> m_said;
