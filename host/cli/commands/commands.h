@@ -52,6 +52,9 @@ std::string SavedText(Run& run);
 // Says in the error of a failed save that the document is checked out, if it is, and how that ends.
 void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, CommandError& error);
 
+// Throws a CommandError where the folder of a new item is missing and --parents doesn't allow to make it.
+void RequireParent(Run& run, const std::u16string& url, const std::string& what);
+
 // Which local copy stays although it should go, and until when.
 std::string WhyItStays(const host::LocalCopy& copy);
 

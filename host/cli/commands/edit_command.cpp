@@ -279,7 +279,7 @@ void Edit(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
     CommandLine(options.program, "");  // refuses a wrong one before anything is opened
-    const auto name = run.NameFor(host::ParseUrl(options.arguments[0]), what);
+    const auto name = run.NameFor(run.Address(), what);
     if (host::IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
     const std::u16string url = run.UrlOf(name.get());

@@ -55,7 +55,7 @@ std::string MeaningOf(const UnsentDocument& document, const host::Comparison& fo
 std::vector<UnsentDocument> Wanted(Run& run) {
     std::vector<UnsentDocument> documents = run.host().cache()->Unsent();
     if (run.options().arguments.empty()) return documents;
-    const std::string key = host::CacheStore::KeyOf(host::ToUtf8(host::ParseUrl(run.options().arguments[0])));
+    const std::string key = host::CacheStore::KeyOf(host::ToUtf8(run.Address()));
     std::erase_if(documents, [&](const UnsentDocument& document) { return document.entry.key != key; });
     if (documents.empty()) {
         run.Fail(HRESULT_FROM_WIN32(1168), What(run.options(), run.options().arguments[0]),

@@ -62,8 +62,8 @@ struct Pair {
 // The two names of a command with two URLs.
 Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
     Pair pair;
-    pair.from = host::ParseUrl(run.options().arguments[0]);
-    pair.to = host::ParseUrl(run.options().arguments[1]);
+    pair.from = run.Address();
+    pair.to = run.Address(run.options().arguments[1]);
     pair.source = run.NameFor(pair.from, what);
     pair.is_folder = host::IsFolder(run.InfoOf(pair.source.get(), what).get());
     if (&run.SiteFor(pair.from, what) != &run.SiteFor(pair.to, what)) {
@@ -111,7 +111,7 @@ struct Relocation {
 
 void Relocate(Run& run, const Relocation& relocation) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto target = host::ParseUrl(run.options().arguments[1]);
+    const auto target = run.Address(run.options().arguments[1]);
     const Pair pair = run.Making(target, [&] { return ReadPair(run, what, relocation.into_folder); });
     if (pair.is_folder && relocation.no_folders) run.Fail(E_INVALIDARG, what, relocation.no_folders);
     run.Making(pair.to, [&] {
@@ -125,11 +125,20 @@ void Relocate(Run& run, const Relocation& relocation) {
 
 }  // namespace
 
+void RequireParent(Run& run, const std::u16string& url, const std::string& what) {
+    if (run.options().Has("parents")) return;
+    const std::u16string parent(host::ParentOf(url));
+    if (!run.FindInfo(run.NameFor(parent, what).get(), what))
+        run.Fail(HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), what,
+                 "there is no folder " + host::EscapeUrl(parent) + "; -p makes it");
+}
+
 void MakeFolder(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const std::u16string url = host::ParseUrl(run.options().arguments[0]);
+    const std::u16string url = run.Address();
     run.Making(url, [&] {
         if (IsThere(run, url, what)) run.Fail(kExists, what, "this is there already");
+        RequireParent(run, url, what);
         const auto name = run.NameFor(url, what);
         run.Check(run.file_system()->CreateFolder(name.get(), 0, run.details(), run.cancel()), what);
     });
@@ -138,7 +147,7 @@ void MakeFolder(Run& run) {
 
 void Remove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const std::u16string url = host::ParseUrl(run.options().arguments[0]);
+    const std::u16string url = run.Address();
     const auto name = run.NameFor(url, what);
     if (host::IsFolder(run.InfoOf(name.get(), what).get())) AskBeforeRemoving(run, name.get(), url, what);
     run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);

@@ -24,7 +24,7 @@ void RequireCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& 
 }  // namespace
 
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what) {
-    const auto name = run.NameFor(host::ParseUrl(run.options().arguments[0]), what);
+    const auto name = run.NameFor(run.Address(), what);
     if (host::IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
     auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
@@ -49,7 +49,7 @@ host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option
 
 // A refused check-out: nothing to do for the holder; others hear who holds the document.
 void ExplainCheckOut(Run& run, const std::string& what, CommandError error) {
-    const auto name = run.NameFor(host::ParseUrl(run.options().arguments[0]), what);
+    const auto name = run.NameFor(run.Address(), what);
     if (error.code == host::kCanceled || !run.FindInfo(name.get(), what)) throw error;
     if (run.IsCheckedOutToUser(name.get(), what)) {
         run.Say("already checked out to you");

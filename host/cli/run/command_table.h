@@ -11,7 +11,7 @@ struct OptionRow {
     const char* name;
     const char* value;  // the kind of value, null for none
     const char* help;
-    char letter = 0;  // the short form
+    const char* letters = "";  // the short forms
 };
 
 struct CommandRow {

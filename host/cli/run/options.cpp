@@ -63,7 +63,8 @@ private:
     // Flags of a version and of a help that end the parsing are made by the parser itself.
     void AddOption(CLI::App& app, const OptionRow& row, const char* group) {
         const std::string name = std::string("--") + row.name;
-        const std::string names = row.letter ? std::string("-") + row.letter + "," + name : name;
+        std::string names = name;
+        for (const char letter : std::string_view(row.letters)) names += std::string(",-") + letter;
         CLI::Option* option = nullptr;
         if (std::string_view(row.name) == "help") {
             option = app.set_help_flag(names, row.help);

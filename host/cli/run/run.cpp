@@ -8,6 +8,7 @@
 #include "host/cli/run/json.h"
 #include "host/jobs/address.h"
 #include "host/jobs/error_text.h"
+#include "host/jobs/places.h"
 
 namespace cli {
 
@@ -19,6 +20,15 @@ Run::Run(host::Host& host, const Options& options, StatusLine& status)
     host.cache()->WatchTransfers([&status](const host::Transfer& transfer) {
         status.ShowTransfer(transfer.is_upload, transfer.done, transfer.total);
     });
+}
+
+std::u16string Run::Address(const std::string& argument) {
+    const auto url = host::UrlInPlace(*this, argument);
+    return url ? *url : host::ParseUrl(argument);
+}
+
+bool Run::IsAddress(const std::string& argument) {
+    return host::LooksLikeUrl(argument) || host::UrlInPlace(*this, argument);
 }
 
 bool Run::Agrees(const Question& question, const std::string& what) {

@@ -35,6 +35,12 @@ public:
     const Options& options() const { return m_options; }
     StatusLine& status() { return m_status; }
 
+    // The URL of an argument: a URL, or NAME:PATH of a place. Throws a Failure.
+    std::u16string Address(const std::string& argument);
+    bool IsAddress(const std::string& argument);
+    // The same of the first argument.
+    std::u16string Address() { return Address(m_options.arguments[0]); }
+
     // Whether the person agrees, or an option does for it; refused when nobody is there to ask.
     bool Agrees(const Question& question, const std::string& what);
     // A CommandError when earlier changes of the document still wait to be sent.
