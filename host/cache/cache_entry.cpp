@@ -137,7 +137,7 @@ void CacheEntry::AllowWriting() {
 void CacheEntry::UseLocalCopy() {
     const std::lock_guard guard(m_mutex);
     m_base = {m_entry.base_time, m_entry.base_size};
-    ReopenLocal(O_RDWR);
+    ReopenLocal(IsLink() ? O_RDONLY : O_RDWR);
     m_complete = true;
 }
 
@@ -405,7 +405,7 @@ HRESULT CacheEntry::ReopenForWrite() {
     return Guarded([&] {
         const std::lock_guard guard(m_mutex);
         AllowWriting();
-        if (m_complete) ReopenLocal(O_RDWR);
+        if (m_complete) ReopenLocal(IsLink() ? O_RDONLY : O_RDWR);
         return S_OK;
     });
 }

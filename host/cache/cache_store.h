@@ -112,6 +112,9 @@ public:
     // The program has ended; true when the content of the file changed, which is then journalled as unsent.
     bool FinishEdit(std::string_view url);
 
+    // The content of a document that is open here becomes that of a person's own file, which is not copied.
+    void LinkSource(std::string_view url, const fs::path& source);
+
     // The entries that are open in this process, one for each document.
     ComPtr<CacheEntry> OpenEntry(const std::string& key);
     void Register(const std::string& key, CacheEntry* entry);

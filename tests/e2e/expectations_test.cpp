@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <fstream>
 #include <optional>
 
@@ -160,6 +161,74 @@ TEST_P(Expectations, PeopleAndVersionsAreShown) {
         EXPECT_NE(stat.find("version:   "), std::string::npos) << stat;
     }
 }
+
+// Files beyond a few megabytes are sent from where they are.
+class LargeFiles : public Expectations {
+protected:
+    LargeFiles() {
+        WriteText(Local("large"), Content());
+        m_server->WriteAs("alice", "large", "old");  // so that the first PUT is the content's
+    }
+    static std::string Content() {
+        std::string content(9 << 20, 'x');
+        for (std::size_t i = 0; i < content.size(); i += 4096)
+            content[i] = static_cast<char>('a' + i / 4096 % 23);
+        return content;
+    }
+    std::uintmax_t CacheSize() const {
+        std::uintmax_t size = 0;
+        for (const auto& file : fs::recursive_directory_iterator(m_host.Profile() / "cache")) {
+            if (file.is_regular_file() && !file.is_symlink()) size += file.file_size();
+        }
+        return size;
+    }
+    std::vector<std::string> Put() const { return {"put", Local("large").string(), m_server->Url("large")}; }
+    void FailUploads() const {
+        m_server->SetFaults(
+            R"([{"match":{"method":"PUT","times":0},"fault":{"kind":"status","status":503,"text":"no"}}])");
+    }
+};
+
+TEST_P(LargeFiles, AreSentAndFetchedWithoutAnotherCopy) {
+    const ProcessResult sent = m_host.Run(Put());
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    EXPECT_TRUE(m_server->Document("large") == Content());
+    EXPECT_LT(CacheSize(), 1u << 20);
+    EXPECT_EQ(m_host.Run({"get", m_server->Url("large"), Local("back").string()}).status, 0);
+    EXPECT_TRUE(ReadText(Local("back")) == Content());
+    EXPECT_LT(CacheSize(), 1u << 20);
+    EXPECT_EQ(m_host.Run({"recover"}).out, "nothing waits to be sent\n");
+    EXPECT_TRUE(ReadText(Local("large")) == Content()) << "the person's file is theirs";
+}
+
+TEST_P(LargeFiles, WaitAsACopyWhenTheyCantBeSent) {
+    FailUploads();
+    EXPECT_EQ(m_host.Run(Put()).status, 1);
+    fs::remove(Local("large"));
+    m_server->ClearFaults();
+    EXPECT_NE(m_host.Unsent().find("\"unsent\""), std::string::npos);
+    const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    EXPECT_TRUE(m_server->Document("large") == Content());
+}
+
+TEST_P(LargeFiles, AreSentAfterAKill) {
+    m_server->SetFaults(R"([{"match":{"method":"PUT"},"fault":{"kind":"stall-upload","after":1000000}}])");
+    const auto put = m_host.Start(Put());
+    ASSERT_TRUE(Comes([&] { return m_server->FaultsFired() > 0; }));
+    put->Signal(SIGKILL);
+    put->Wait();
+    m_server->ClearFaults();
+    EXPECT_NE(m_host.Unsent().find("\"unsent\""), std::string::npos) << m_host.Unsent();
+    const ProcessResult sent = m_host.Run({"recover", "--send", "--yes"});
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    EXPECT_TRUE(m_server->Document("large") == Content());
+    EXPECT_TRUE(ReadText(Local("large")) == Content());
+    EXPECT_LT(CacheSize(), 1u << 20);
+}
+
+INSTANTIATE_TEST_SUITE_P(Generations, LargeFiles, ::testing::Values("modern", "2013"),
+                         [](const auto& test) { return "Of" + test.param; });
 
 INSTANTIATE_TEST_SUITE_P(Generations, Expectations, ::testing::Values("modern", "2013", "2010"),
                          [](const auto& test) { return "Of" + test.param; });

@@ -24,6 +24,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kBlock = 1u << 20;
+constexpr off_t kLarge = 8 << 20;
 
 // What is put: a file, or standard input. Its first block is read at once, so that a source that can't be
 // read fails before anything exists on the server.
@@ -37,8 +38,11 @@ public:
         struct stat status;
         if (fstat(m_file.get(), &status) != 0) host::ThrowErrno("read", m_path, errno);
         if (S_ISDIR(status.st_mode)) host::ThrowErrno("read", m_path, EISDIR);
+        m_is_large = S_ISREG(status.st_mode) && path != "-" && status.st_size >= kLarge;
         m_size = Fill();
     }
+    // Whether it is a file that is worth sending without a copy of it.
+    bool IsLarge() const { return m_is_large; }
     // The next block; empty at the end.
     std::string_view Next() {
         const std::size_t size = m_is_first ? m_size : Fill();
@@ -67,6 +71,7 @@ private:
     const host::Descriptor m_file;
     const std::unique_ptr<char[]> m_block;
     std::size_t m_size = 0;
+    bool m_is_large = false;
     bool m_is_first = true;
 };
 
@@ -101,6 +106,17 @@ std::string NameOf(Run& run, TMK::IAFS_Name* name, const std::string& what) {
     return last;
 }
 
+// A large document that was copied out is not kept twice; its local copy stays where something else of the
+// document does.
+void DropCopy(Run& run, TMK::IAFS_Name* name) {
+    const std::string url = host::ToUtf8(run.UrlOf(name));
+    try {
+        if (!run.host().cache()->Unsent(url)) run.host().cache()->Drop(url);
+    } catch (const host::Failure&) {
+        // It is open elsewhere, so somebody does need it.
+    }
+}
+
 void GetDocument(Run& run, TMK::IAFS_Name* name, const host::fs::path& path, const std::string& what) {
     const auto info = run.InfoOf(name, what);
     if (host::IsFolder(info.get()))
@@ -116,7 +132,8 @@ void GetDocument(Run& run, TMK::IAFS_Name* name, const host::fs::path& path, con
     const bool to_output = path == "-";
     if (!to_output && run.options().Has("no-clobber") && host::fs::exists(path))
         run.Fail(HRESULT_FROM_WIN32(ERROR_FILE_EXISTS), what, path.string() + " is there already");
-    const auto file = run.Open(name, TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
+    const bool had_copy = run.host().cache()->Entry(host::ToUtf8(run.UrlOf(name))).complete;
+    auto file = run.Open(name, TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
     LONGLONG size = 0;
     run.Check(file->GetSize(&size, run.details(), run.cancel()), what);
     std::optional<OutputFile> target;
@@ -135,9 +152,12 @@ void GetDocument(Run& run, TMK::IAFS_Name* name, const host::fs::path& path, con
         position += static_cast<std::uint64_t>(got);
         progress->Show(position);
     }
-    if (!target) return;
-    AskBeforeReplacing(run, *target, server_time, what);
-    target->Finish(server_time);
+    if (target) {
+        AskBeforeReplacing(run, *target, server_time, what);
+        target->Finish(server_time);
+    }
+    file.reset();
+    if (size >= kLarge && !had_copy && !bypass) DropCopy(run, name);
 }
 
 // How far a command on many documents has come. A failure doesn't stop the others.
@@ -268,6 +288,7 @@ void PutFile(Run& run, const std::string& source_path, const std::u16string& url
     run.RefuseOpen(host::ToUtf16(target.full_url), what);
     const host::UnsentPermission newer(*run.host().cache(), target.full_url, host::UnsentUse::supersede);
     const auto file = run.Making(url, [&] {
+        if (source.IsLarge()) return host::LinkCopy(run, target, source_path, what);
         return host::FillCopy(
             run, target, [&] { return source.Next(); }, what);
     });
