@@ -3,7 +3,7 @@
 
 # The options in a help text, with what each takes.
 __sphost_options() {
-    sed -nE 's/^  (--[a-z-]+)( ([A-Z][A-Za-z:=[]*))?.*/\1 \3/p' <<<"$1"
+    sed -nE 's/^  ((-[a-zA-Z],)*)(--[a-z-]+)( ([A-Z][A-Za-z:=[]*))?.*/\3 \5/p' <<<"$1"
 }
 
 # The commands in sphost's help text; `place add` and its like are two words.

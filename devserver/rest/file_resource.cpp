@@ -29,7 +29,7 @@ std::string ContentTagOf(const Item& item) {
 }
 
 // The property bag, with names as they may stand in an address.
-Entity PropertiesEntity(const Item& item, const std::string& id) {
+Entity PropertiesEntity(const Context& context, const Item& item, const std::string& id) {
     Entity entity;
     entity.type = "SP.PropertyValues";
     entity.id = id;
@@ -53,6 +53,7 @@ Entity PropertiesEntity(const Item& item, const std::string& id) {
         number("filesize", item.size);
         number("level", item.level);
         number("docstoreversion", item.etag);
+        text("modifiedby", context.store.LoginOf(item.editor));
         text("sourcecontrolversion", "V" + item.VersionLabel());
         text("sourcecontrolcookie", "fp_internal");
     } else {
@@ -69,7 +70,7 @@ Node ResolveFileLink(const Context& context, const std::shared_ptr<const Item>& 
     if (name == "ModifiedBy") return UserNode(context, item->editor, id);
     if (name == "CheckedOutByUser") return UserNode(context, item->checked_out_by, id);
     if (name == "ListItemAllFields") return Node::Of(ListItemEntity(context, item));
-    if (name == "Properties") return Node::Of(PropertiesEntity(*item, id));
+    if (name == "Properties") return Node::Of(PropertiesEntity(context, *item, id));
     if (name == "Versions") return Node::Of(VersionsFeed(context, *item));
     if (name == "VersionEvents") return Node::Of(FeedOf(std::vector<int>{}, [](int) { return Entity{}; }));
     if (name == "ServerRelativePath")
@@ -88,8 +89,8 @@ std::string FileId(const Item& item) {
     return "Web/GetFileByServerRelativePath(decodedurl='" + ReplaceAll(item.path, "'", "''") + "')";
 }
 
-Node PropertiesNode(const Item& item, const std::string& id) {
-    return Node::Of(PropertiesEntity(item, id));
+Node PropertiesNode(const Context& context, const Item& item, const std::string& id) {
+    return Node::Of(PropertiesEntity(context, item, id));
 }
 
 Entity FileEntity(const Context& context, const std::shared_ptr<const Item>& item) {

@@ -30,7 +30,7 @@ private:
 ResourcePtr MakeNode(Node node, std::string name);
 // The address of a document below its web's _api/.
 std::string FileId(const Item& item);
-Node PropertiesNode(const Item& item, const std::string& id);
+Node PropertiesNode(const Context& context, const Item& item, const std::string& id);
 http::Response ContentResponse(const Context& context, const std::string& blob);
 
 }  // namespace devserver::rest

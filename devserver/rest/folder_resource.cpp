@@ -56,7 +56,7 @@ Node ResolveFolderLink(const Context& context, const std::shared_ptr<const Item>
     auto id = FolderId(*item) + "/" + std::string(name);
     if (name == "Files") return Node::Of(FilesFeed(context, *item));
     if (name == "Folders") return Node::Of(FoldersFeed(context, *item));
-    if (name == "Properties") return PropertiesNode(*item, id);
+    if (name == "Properties") return PropertiesNode(context, *item, id);
     if (name == "StorageMetrics") return Node::Of(StorageMetrics(context, *item, id));
     if (name == "ServerRelativePath")
         return Node::Of(Value::OfComplex({"SP.ResourcePath", {{"DecodedUrl", Value::OfText(item->path)}}}));

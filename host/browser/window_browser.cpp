@@ -251,8 +251,8 @@ public:
 
 private:
     void RequireWindow() const {
-        const std::string asked =
-            AskedBy() + " asks for a sign-in in a browser window, or refuses you this, and ";
+        const std::string asked = "you have no right to do this (HTTP 403), or " + AskedBy() +
+                                  " asks for a sign-in in a browser window: ";
         if (!fs::exists(m_program)) {
             throw Failure(E_NOTIMPL, asked + "the program " + m_program.filename().string() +
                                          ", which shows it, is not here");

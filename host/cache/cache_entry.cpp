@@ -137,7 +137,7 @@ void CacheEntry::AllowWriting() {
 void CacheEntry::UseLocalCopy() {
     const std::lock_guard guard(m_mutex);
     m_base = {m_entry.base_time, m_entry.base_size};
-    ReopenLocal(O_RDWR);
+    ReopenLocal(IsLink() ? O_RDONLY : O_RDWR);
     m_complete = true;
 }
 
@@ -237,6 +237,7 @@ HRESULT CacheEntry::FetchBlock(void* buffer, std::size_t capacity, std::size_t& 
         throw;
     }
     m_fetched += got;
+    m_store->NoteTransfer({false, m_fetched, m_expected});
     return at_end ? FinishDownload(calls) : S_OK;
 }
 
@@ -404,7 +405,7 @@ HRESULT CacheEntry::ReopenForWrite() {
     return Guarded([&] {
         const std::lock_guard guard(m_mutex);
         AllowWriting();
-        if (m_complete) ReopenLocal(O_RDWR);
+        if (m_complete) ReopenLocal(IsLink() ? O_RDONLY : O_RDWR);
         return S_OK;
     });
 }

@@ -51,6 +51,10 @@ public:
     // Makes the local copy from a file that is there; it counts as unsent.
     void AdoptFile(const fs::path& source, bool move);
 
+    // Sends a person's own file without a copy of it: the local copy is a link to it until it is sent. What
+    // can't be sent is copied after all.
+    void LinkSource(const fs::path& source);
+
     const std::string& key() const { return m_key; }
 
     HRESULT Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* out_size, TMK::ITMK_ErrorDetails* details,
@@ -98,6 +102,9 @@ private:
     void Seal();
     void ReopenLocal(int flags);
     void MarkUnsent();
+    bool IsLink() const;
+    void CopyLinked();
+    void DropLink();
     void WriteAddress();
 
     // Upload.

@@ -142,6 +142,52 @@ void CacheEntry::AdoptFile(const fs::path& source, bool move) {
     if (move) unlink(source.c_str());
 }
 
+bool CacheEntry::IsLink() const {
+    std::error_code error;
+    return fs::is_symlink(m_path, error);
+}
+
+void CacheEntry::LinkSource(const fs::path& source) {
+    const std::lock_guard guard(m_mutex);
+    Descriptor content = OpenFile(source, O_RDONLY);
+    if (const HRESULT result = PrepareWork(false, {nullptr, nullptr}); FAILED(result))
+        throw Failure(result, "can't make a local copy of " + source.string());
+    const fs::path work = m_store->WorkPathOf(m_entry);
+    // Until the link has the place of the work file, a kill leaves an incomplete save.
+    const fs::path link = work.string() + "-link";
+    unlink(link.c_str());
+    if (symlink(fs::absolute(source).c_str(), link.c_str()) != 0) ThrowErrno("write", link, errno);
+    if (!m_entry.dirty) KeepForeignFile();
+    if (rename(link.c_str(), m_path.c_str()) != 0) ThrowErrno("write", m_path, errno);
+    m_local = std::move(content);
+    m_work = false;
+    unlink(work.c_str());
+    SyncFolder(m_store->FolderOf(m_entry));
+    m_entry.writing = false;
+    NoteFile(m_entry, m_path);
+    MarkUnsent();
+}
+
+// The person may do with the file as they like, so what waits becomes a copy.
+void CacheEntry::CopyLinked() {
+    const fs::path work = m_store->WorkPathOf(m_entry);
+    Descriptor copy = OpenFile(work, O_RDWR | O_CREAT | O_TRUNC);
+    CopyContent(m_local.get(), m_path, copy.get(), work);
+    SyncFile(copy.get(), work);
+    if (rename(work.c_str(), m_path.c_str()) != 0) ThrowErrno("write", m_path, errno);
+    m_local = std::move(copy);
+    SyncFolder(m_store->FolderOf(m_entry));
+    NoteFile(m_entry, m_path);
+    MarkUnsent();
+}
+
+// The person has the file, and the server has it; nobody needs another.
+void CacheEntry::DropLink() {
+    unlink(m_path.c_str());
+    m_entry.complete = false;
+    NoteNoFile(m_entry);
+}
+
 EditedFile CacheEntry::BeginEdit() {
     const std::lock_guard guard(m_mutex);
     if (!m_complete) throw Failure(E_FAIL, m_entry.url + " isn't here as a whole yet");
@@ -199,6 +245,7 @@ HRESULT CacheEntry::SendOnce(std::uint64_t size, const Calls& calls) {
                                     static_cast<LONGLONG>(got), &written, calls.details, calls.cancel);
         if (FAILED(result)) return result;
         position += got;
+        m_store->NoteTransfer({true, position, size});
     }
     return m_callbacks->EndWrite(calls.details, calls.cancel);
 }
@@ -222,8 +269,16 @@ HRESULT CacheEntry::Upload(const Calls& calls) {
         result = attempt + 1 < kMaxAttempts ? S_OK : kRetryUpload;
     }
     if (FAILED(result)) {
-        fsync(m_local.get());  // until it is sent, this is the only copy
+        if (IsLink()) {
+            CopyLinked();
+        } else {
+            fsync(m_local.get());  // until it is sent, this is the only copy
+        }
         return result;
+    }
+    if (IsLink() && StampOf(m_path) != stamp) {
+        CopyLinked();
+        throw Failure(kBadData, "the file was changed while it was sent; send it again");
     }
     MarkSent(stamp, calls);
     return S_OK;
@@ -244,6 +299,7 @@ void CacheEntry::MarkSent(const std::string& stamp, const Calls& calls) {
     m_entry.complete = true;
     m_entry.created = false;
     m_entry.known_stamps = stamp;
+    if (IsLink()) DropLink();
     m_store->journal().Put(m_entry);
 }
 

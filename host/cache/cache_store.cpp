@@ -244,6 +244,12 @@ void CacheStore::DiscardIncomplete(std::string_view url) {
     unlink(WorkPathOf(*entry).c_str());
 }
 
+void CacheStore::LinkSource(std::string_view url, const fs::path& source) {
+    const auto entry = OpenEntry(KeyOf(url));
+    if (!entry) throw Failure(E_UNEXPECTED, std::string(url) + " isn't open");
+    entry->LinkSource(source);
+}
+
 EditedFile CacheStore::BeginEdit(std::string_view url) {
     const auto open = OpenEntry(KeyOf(url));
     if (!open) throw Failure(E_FAIL, std::string(url) + " isn't open");

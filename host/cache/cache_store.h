@@ -2,6 +2,7 @@
 // left unsent. Owned by the host instance, shared by its caches; any thread.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -47,6 +48,14 @@ struct EditedFile {
     int lock;
 };
 
+// Hears how far a transfer between the server and a local copy is.
+struct Transfer {
+    bool is_upload;
+    std::uint64_t done;
+    std::uint64_t total;
+};
+using TransferWatch = std::function<void(const Transfer&)>;
+
 class CacheStore {
 public:
     // `folder` is made when missing. Throws a Failure.
@@ -66,6 +75,12 @@ public:
     Journal& journal() { return m_journal; }
     const std::string& boot() const { return m_boot; }
     void warn(const std::string& line) const { m_profile_warn(line); }
+
+    // Set before any document is opened.
+    void WatchTransfers(TransferWatch watch) { m_watch = std::move(watch); }
+    void NoteTransfer(const Transfer& transfer) const {
+        if (m_watch) m_watch(transfer);
+    }
 
     // The account that new entries of this thread belong to.
     void SetAccount(std::string url) { m_account.Set(std::move(url)); }
@@ -97,6 +112,9 @@ public:
     // The program has ended; true when the content of the file changed, which is then journalled as unsent.
     bool FinishEdit(std::string_view url);
 
+    // The content of a document that is open here becomes that of a person's own file, which is not copied.
+    void LinkSource(std::string_view url, const fs::path& source);
+
     // The entries that are open in this process, one for each document.
     ComPtr<CacheEntry> OpenEntry(const std::string& key);
     void Register(const std::string& key, CacheEntry* entry);
@@ -110,6 +128,7 @@ private:
 
     fs::path m_folder;
     Warn m_profile_warn;
+    TransferWatch m_watch;
     Journal m_journal;
     std::string m_boot;
     mutable std::mutex m_mutex;

@@ -14,7 +14,7 @@
 
 namespace {
 
-enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3 };
+enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kCancelled = 3, kNo = 4 };
 
 using Command = void (*)(cli::Run&);
 
@@ -80,8 +80,10 @@ bool ChangesSettings(const cli::Options& options) {
 void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (options.Value("profile") == "") throw cli::UsageError("--profile takes a folder");
     cli::TerminalFrontEnd front_end(
-        terminal,
-        {!options.Has("json"), {options.Value("web-view-script").value_or(""), host::BrowserProgramPath()}});
+        terminal, {.what = "sphost " + options.command,
+                   .shows_progress = !options.Has("json"),
+                   .adds_place = options.command == "place add",
+                   .browser = {options.Value("web-view-script").value_or(""), host::BrowserProgramPath()}});
     const auto profile =
         options.Has("profile") ? host::fs::path(*options.Value("profile")) : host::DefaultProfileFolder();
     std::optional<host::FileLock> settings;  // released when the plug-in is unloaded
@@ -97,9 +99,10 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
     if (const auto language = options.Value("language")) UseLanguage(host, *language);
     if (const auto level = options.Value("log-level")) UseLogLevel(host, plugin, *level);
     host.main_thread().RunWorker([&] {
-        cli::Run run(host, options);
+        cli::Run run(host, options, front_end.status());
         try {
             FindCommand(options.command)(run);
+            run.Finish();
         } catch (...) {
             run.SaveAccounts();
             throw;
@@ -111,12 +114,14 @@ void RunCommand(const cli::Options& options, cli::Terminal& terminal) {
 int RunGuarded(const cli::Options& options) {
     cli::ProcessTerminal terminal;
     const auto fail = [](const std::string& what, HRESULT code, const std::string& message) {
-        cli::ShowError(what + ": " + host::FormatResult(code) + ": " + host::PlainLine(message));
+        cli::ShowError(what + ": " + host::PlainLine(message) + " (" + host::FormatResult(code) + ")");
         return code == host::kCanceled || host::InterruptFlag() ? kCancelled : kFailed;
     };
     try {
         RunCommand(options, terminal);
         return kDone;
+    } catch (const cli::NegativeAnswer&) {
+        return kNo;
     } catch (const cli::UsageError& error) {
         cli::ShowError(error.what());
         return kWrongUsage;
@@ -150,8 +155,8 @@ int main(int count, char** words) {
         cli::ShowError(error.what());
         return kWrongUsage;
     }
-    if (options.Has("help")) {
-        std::fputs(cli::HelpText(options.command).c_str(), stdout);
+    if (!options.information.empty()) {
+        std::fputs(options.information.c_str(), stdout);
         return kDone;
     }
     const int status = RunGuarded(options);

@@ -49,7 +49,8 @@ HRESULT PluginSignIn::PutToken(TMK::ITMK_CabNode* parameters) {
         return token->put_v(Variant(std::u16string_view(ToUtf16(m_oauth.GetToken(request)))).get());
     } catch (const Failure& failure) {
         const bool was_refused = m_oauth.HasTokenInUse(request.site);
-        m_note((was_refused ? "the server refuses the present sign-in, and a new one failed: " : "") +
+        m_note((was_refused ? "you have no right to do this, or the sign-in has ended, and a new one failed: "
+                            : "") +
                std::string(failure.what()));
         throw;
     }

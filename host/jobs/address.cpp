@@ -1,5 +1,6 @@
 #include "host/jobs/address.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "host/base/failure.h"
@@ -42,13 +43,45 @@ bool IsSharingPath(std::string_view path) {
     return path.size() > 5 && path.starts_with("/:") && path[3] == ':' && path[4] == '/';
 }
 
+// The value of a parameter in a query, not decoded; empty when it isn't there.
+std::string_view Parameter(std::string_view query, std::string_view name) {
+    while (!query.empty()) {
+        const std::string_view part = query.substr(0, query.find('&'));
+        if (part.size() > name.size() && part[name.size()] == '=' &&
+            EqualIgnoreCase(ToUtf16(part.substr(0, name.size())), ToUtf16(name)))
+            return part.substr(name.size() + 1);
+        query.remove_prefix(std::min(part.size() + 1, query.size()));
+    }
+    return {};
+}
+
+// The document or folder that a library's page shows in a browser, ".../Forms/AllItems.aspx?id=...", or the
+// library; what a link of the kind "/:b:/r/..." leads to. Any other path as it is, without its query.
+std::string BehindPage(std::string_view path) {
+    const std::size_t mark = std::min(path.find('?'), path.size());
+    std::string_view page = path.substr(0, mark);
+    if (IsSharingPath(page) && page.substr(4).starts_with("/r/")) page.remove_prefix(6);
+    const std::size_t forms = page.rfind("/Forms/");
+    if (forms == std::string_view::npos || !page.ends_with(".aspx")) return std::string(page);
+    const std::string_view query = mark < path.size() ? path.substr(mark + 1) : std::string_view();
+    for (const char* name : {"id", "RootFolder"}) {
+        const std::string_view value = Parameter(query, name);
+        if (!value.empty() && DecodeOnce(value).starts_with('/')) return std::string(value);
+    }
+    return std::string(page.substr(0, forms));
+}
+
 }  // namespace
+
+bool LooksLikeUrl(std::string_view argument) {
+    return HasScheme(argument, "http://") || HasScheme(argument, "https://");
+}
 
 std::u16string ParseUrl(std::string_view argument) {
     const auto refuse = [&](const char* why) {
         throw Failure(E_INVALIDARG, "'" + PlainLine(argument) + "' " + why);
     };
-    if (!HasScheme(argument, "http://") && !HasScheme(argument, "https://")) {
+    if (!LooksLikeUrl(argument)) {
         refuse("is no address that begins with http:// or https://");
     }
     const std::size_t start = argument.find("://") + 3;
@@ -56,9 +89,8 @@ std::u16string ParseUrl(std::string_view argument) {
     if (slash == start || start == argument.size()) refuse("names no server");
     const std::string_view server = argument.substr(0, slash);
     std::string_view path = slash == std::string_view::npos ? std::string_view() : argument.substr(slash);
-    if (IsSharingPath(path)) return ToUtf16(argument);
-    path = path.substr(0, path.find('?'));
-    std::string decoded = DecodeOnce(path);
+    if (IsSharingPath(path) && !path.substr(4).starts_with("/r/")) return ToUtf16(argument);
+    std::string decoded = DecodeOnce(BehindPage(path));
     while (decoded.ends_with('/')) decoded.pop_back();
     // It would start a query, and the address would be another document's.
     if (decoded.find('?') != std::string::npos) refuse("has an escaped question mark, which no name has");
@@ -90,6 +122,16 @@ std::string EscapeUrl(std::u16string_view url) {
         }
     }
     return escaped;
+}
+
+std::string TooLongText(std::u16string_view url) {
+    constexpr std::size_t kMost = 400;
+    const std::size_t scheme = url.find(u"://");
+    const std::size_t slash = scheme == std::u16string_view::npos ? url.npos : url.find(u'/', scheme + 3);
+    const std::size_t size = slash == url.npos ? 0 : url.size() - slash - 1;
+    if (size <= kMost) return {};
+    return "the address is too long: its path has " + std::to_string(size) +
+           " characters, and servers take " + std::to_string(kMost);
 }
 
 std::u16string_view LastPart(std::u16string_view url) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
 #include "host/base/environment.h"
 #include "host/base/text.h"
@@ -52,6 +53,8 @@ constexpr std::array kRows{
     Row{0x80072F7D, "a secure connection could not be made"},
 };
 
+constexpr std::uint32_t kNoEditRights = 0x80071779;
+
 std::string SystemText(HRESULT code) {
     std::array<char16_t, 512> text{};
     const auto bits = static_cast<std::uint32_t>(code);
@@ -72,6 +75,16 @@ std::string ProxyHint(std::uint32_t code) {
     return "; the proxy on the way may refuse the request, or want a name and a password in its address";
 }
 
+// The message with each login name in it as a person knows it.
+std::string WithoutClaims(std::string message) {
+    for (std::size_t at = message.find("i:0"); at != std::string::npos; at = message.find("i:0", at + 1)) {
+        const std::size_t end = std::min(message.find_first_of("\"' <>,;)", at), message.size());
+        const std::size_t bar = message.substr(at, end - at).rfind('|');
+        if (bar != std::string::npos) message.erase(at, bar + 1);
+    }
+    return message;
+}
+
 }  // namespace
 
 std::string FriendlyText(HRESULT code) {
@@ -82,6 +95,55 @@ std::string FriendlyText(HRESULT code) {
         return "the server answered with status " + std::to_string(bits & 0xFFFF);
     const std::string text = SystemText(code);
     return text.empty() ? "the operation failed" : text;
+}
+
+std::string WordsFor(HRESULT code, const std::string& given) {
+    if (static_cast<std::uint32_t>(code) == kNoEditRights) return "you may only read this";
+    std::string message = WithoutClaims(given);
+    unsigned status = 0;
+    if (std::sscanf(message.c_str(), "HTTP %3u:", &status) != 1) return message;
+    const std::string behind = " (HTTP " + std::to_string(status) + ")";
+    const std::size_t advice = message.find("try again");
+    const std::string wait = advice == std::string::npos ? "try again in a minute" : message.substr(advice);
+    switch (status) {
+        case 403:
+            return "you have no right to do this" + behind;
+        case 404:
+            return "there is nothing at this address" + behind;
+        case 423:
+            return "the document is locked by somebody else" + behind;
+        case 429:
+        case 503:
+            return "the server is busy" + behind + "; " + wait;
+        case 507:
+            return "the server has no space left for this" + behind;
+        default:
+            return status >= 500 ? "the server failed at this" + behind + ": " + message : message;
+    }
+}
+
+std::string PersonOf(std::string_view login) {
+    return PlainLine(login.substr(login.rfind('|') + 1));
+}
+
+std::string BrokenNameRule(std::string_view name) {
+    static constexpr std::string_view kForbidden = "\"*:<>?\\|";
+    static constexpr std::array<std::string_view, 26> kReserved{
+        ".lock", "CON",  "PRN",  "AUX",  "NUL",  "COM0", "COM1", "COM2",       "COM3",
+        "COM4",  "COM5", "COM6", "COM7", "COM8", "COM9", "LPT0", "LPT1",       "LPT2",
+        "LPT3",  "LPT4", "LPT5", "LPT6", "LPT7", "LPT8", "LPT9", "desktop.ini"};
+    if (name.find_first_of(kForbidden) != std::string_view::npos)
+        return "a name can't hold any of " + std::string("\" * : < > ? \\ |");
+    if (name.starts_with(' ') || name.ends_with(' ')) return "a name can't begin or end with a blank";
+    if (name.ends_with('.')) return "a name can't end with a dot";
+    if (name.starts_with("~$")) return "a name can't begin with ~$";
+    if (name.find("_vti_") != std::string_view::npos) return "a name can't hold _vti_";
+    const bool is_reserved = std::any_of(kReserved.begin(), kReserved.end(), [&](std::string_view reserved) {
+        return EqualIgnoreCase(ToUtf16(name), ToUtf16(reserved));
+    });
+    if (is_reserved) return "this name is reserved";
+    if (ToUtf16(name).size() > 255) return "a name can't have more than 255 characters";
+    return {};
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "host/jobs/address.h"
 #include "host/jobs/error_text.h"
 
 namespace host {
@@ -82,7 +83,7 @@ HRESULT Job::Check(HRESULT result, const std::string& what) {
         if (result == kCanceled && !noted.empty()) message += ": " + PlainLine(noted);
     }
     m_details->Clear();
-    Fail(result, what, message);
+    Fail(result, what, WordsFor(result, message));
 }
 
 StoredAccount Job::AccountFor(const std::u16string& url, const std::string& what) {
@@ -171,8 +172,9 @@ ComPtr<TMK::IAFS_FileInfo> Job::FindInfo(TMK::IAFS_Name* name, const std::string
 ComPtr<TMK::IAFS_FileInfo> Job::InfoOf(TMK::IAFS_Name* name, const std::string& what) {
     auto info = FindInfo(name, what);
     if (!info) {
+        const std::string too_long = TooLongText(UrlOf(name));
         Fail(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), what,
-             "nothing was found at this address, or the server did not say");
+             too_long.empty() ? "nothing was found at this address, or the server did not say" : too_long);
     }
     return info;
 }
@@ -206,6 +208,13 @@ std::u16string Job::UrlOf(TMK::IAFS_Name* name) {
     Bstr url;
     Check(m_file_system->NameToString(name, 0, nullptr, url.put()), "name");
     return std::u16string(url.view());
+}
+
+std::string Job::TextOf(TMK::IAFS_Name* name, LPCWSTR property) {
+    Variant value;
+    const HRESULT result = m_file_system->get_Prop(name, property, value.put());
+    m_host.TakeMessage();
+    return SUCCEEDED(result) && value.type() == VT_BSTR ? ToUtf8(FromWide(value.bstrVal)) : std::string();
 }
 
 HRESULT Job::ReadThrough(TMK::IAFS_File* file, ProgressDisplay* progress) {

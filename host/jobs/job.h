@@ -92,6 +92,8 @@ public:
     // The same of an open document; no when it can't be told.
     bool IsCheckedOut(TMK::IAFS_File* file);
     std::u16string UrlOf(TMK::IAFS_Name* name);
+    // What the plug-in last heard of a document, by the name of a property; empty when it knows nothing.
+    std::string TextOf(TMK::IAFS_Name* name, LPCWSTR property);
     // Stores the accounts as binding has changed them.
     void SaveAccounts();
 

@@ -6,6 +6,7 @@ namespace host {
 
 namespace {
 
+constexpr const char* kNamesFile = "place-names.json";
 constexpr HRESULT kExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 
 void RefuseKnownSite(Job& job, const std::u16string& url, const std::string& what) {
@@ -52,6 +53,54 @@ std::u16string AddPlaceByWindow(Job& job, const std::string& what) {
     RefuseKnownSite(job, site, what);
     job.host().accounts().Save(account);
     return site;
+}
+
+std::string NameOfPlace(Job& job, const std::u16string& site) {
+    const std::string key = ToUtf8(site);
+    const auto names = job.host().profile().LoadJson(kNamesFile);
+    if (names.IsObject()) {
+        const auto found = names.FindMember(key.c_str());
+        if (found != names.MemberEnd() && found->value.IsString()) return found->value.GetString();
+    }
+    const std::string last = ToUtf8(LastPart(site));
+    return last.substr(0, last.find_first_of(".:"));  // of a root site the server's name
+}
+
+void NamePlace(Job& job, const std::u16string& site, const std::string& name) {
+    if (name.empty() || name.find_first_of(":/\\?") != std::string::npos || name == "http" || name == "https")
+        throw Failure(E_INVALIDARG, "a place's name holds none of : / \\ ? and is not empty");
+    job.host().profile().UpdateJson(kNamesFile, [&](auto& names) {
+        if (!names.IsObject()) names.SetObject();
+        auto& memory = names.GetAllocator();
+        const std::string key = ToUtf8(site);
+        names.RemoveMember(key.c_str());
+        using Value = std::remove_reference_t<decltype(names[""])>;
+        names.AddMember(Value(key.c_str(), memory), Value(name.c_str(), memory), memory);
+    });
+}
+
+std::optional<std::u16string> UrlInPlace(Job& job, std::string_view argument) {
+    const std::size_t colon = argument.find(':');
+    if (colon == std::string_view::npos || LooksLikeUrl(argument)) return std::nullopt;
+    const std::u16string wanted = ToUtf16(argument.substr(0, colon));
+    std::optional<std::u16string> url;
+    for (const auto& account : job.Accounts()) {
+        const std::u16string site = Accounts::UrlOf(account.account.get());
+        if (!EqualIgnoreCase(ToUtf16(NameOfPlace(job, site)), wanted)) continue;
+        if (url) {
+            throw Failure(E_INVALIDARG,
+                          "several places are named '" + ToUtf8(wanted) +
+                              "'; use the whole address, or give one another name with place add --name");
+        }
+        url = site;
+    }
+    if (!url) return url;
+    std::string_view path = argument.substr(colon + 1);
+    while (path.starts_with('/')) path.remove_prefix(1);
+    while (path.ends_with('/')) path.remove_suffix(1);
+    while (url->ends_with(u'/')) url->pop_back();
+    if (!path.empty()) *url += u"/" + ToUtf16(path);
+    return url;
 }
 
 void RemovePlace(Job& job, const StoredAccount& account) {

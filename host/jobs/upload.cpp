@@ -44,8 +44,12 @@ UploadTarget FindUploadTarget(Job& job, const std::u16string& url, const std::st
     return target;
 }
 
-ComPtr<TMK::IAFS_File> FillCopy(Job& job, const UploadTarget& target, const NextBlock& next,
-                                const std::string& what) {
+namespace {
+
+// Opens the document empty and lets `fill` give it its content.
+template <class Fill>
+ComPtr<TMK::IAFS_File> OpenAndFill(Job& job, const UploadTarget& target, const std::string& what,
+                                   Fill&& fill) {
     const DWORD disposition = target.is_new ? TMK::AFS_OpenFile_OpenAlways : TMK::AFS_OpenFile_OpenExisting;
     if (target.is_new) job.host().cache()->NoteCreating(target.full_url);
     ComPtr<TMK::IAFS_File> file;
@@ -53,7 +57,7 @@ ComPtr<TMK::IAFS_File> FillCopy(Job& job, const UploadTarget& target, const Next
         file = job.Open(target.name.get(), TMK::AFS_OpenFile_Write | disposition, what);
         // Also where no document was found: the lookup may have failed, and old content must not stay.
         job.Check(file->SetSize(0, job.details(), job.cancel()), what);
-        SendContent(job, file.get(), next, what);
+        fill(file.get());
     } catch (...) {
         // The half copied file is discarded, since the source is still there.
         file.reset();
@@ -62,6 +66,21 @@ ComPtr<TMK::IAFS_File> FillCopy(Job& job, const UploadTarget& target, const Next
         throw;
     }
     return file;
+}
+
+}  // namespace
+
+ComPtr<TMK::IAFS_File> FillCopy(Job& job, const UploadTarget& target, const NextBlock& next,
+                                const std::string& what) {
+    return OpenAndFill(job, target, what, [&](TMK::IAFS_File* file) { SendContent(job, file, next, what); });
+}
+
+ComPtr<TMK::IAFS_File> LinkCopy(Job& job, const UploadTarget& target, const fs::path& source,
+                                const std::string& what) {
+    return OpenAndFill(job, target, what, [&](TMK::IAFS_File* file) {
+        job.host().cache()->LinkSource(target.full_url, source);
+        job.MarkChanged(file, source, what);
+    });
 }
 
 void UploadFile(Job& job, const std::u16string& url, const fs::path& source, const std::string& what) {

@@ -26,6 +26,10 @@ using NextBlock = std::function<std::string_view()>;
 ComPtr<TMK::IAFS_File> FillCopy(Job& job, const UploadTarget& target, const NextBlock& next,
                                 const std::string& what);
 
+// The same with a person's own file, which stays where it is: it is sent without a copy.
+ComPtr<TMK::IAFS_File> LinkCopy(Job& job, const UploadTarget& target, const fs::path& source,
+                                const std::string& what);
+
 // Sends a whole file and follows the preferences for what comes after a save. Throws a JobError.
 void UploadFile(Job& job, const std::u16string& url, const fs::path& source, const std::string& what);
 

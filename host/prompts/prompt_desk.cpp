@@ -130,7 +130,15 @@ unsigned PromptDesk::Decide(Prompt& prompt) {
         pressed = m_prompter.Ask(prompt);
     }
     Log(prompt, pressed);
+    const std::lock_guard lock(m_mutex);
+    m_outcomes[WithoutNamespace(prompt.id)] = {pressed == prompt.cancel_button, pressed, prompt.radio};
     return pressed;
+}
+
+std::optional<PromptOutcome> PromptDesk::LastOutcome(std::string_view id) const {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_outcomes.find(WithoutNamespace(id));
+    return found == m_outcomes.end() ? std::nullopt : std::optional(found->second);
 }
 
 void PromptDesk::Log(const Prompt& prompt, unsigned pressed) {

@@ -30,6 +30,12 @@ std::optional<std::pair<std::string, PromptAnswer>> ParseAnswer(std::string_view
 // A whole number without a sign; nothing for anything else.
 std::optional<unsigned> ParseIndex(std::string_view text);
 
+struct PromptOutcome {
+    bool is_canceled;  // closed, or answered with the cancel button
+    unsigned button;
+    unsigned radio;
+};
+
 class PromptDesk {
 public:
     // The prompter outlives it.
@@ -44,6 +50,8 @@ public:
     // Fills in the answers and returns the button pressed. Throws a Failure of E_INVALIDARG for a scripted
     // answer that doesn't fit.
     unsigned Decide(Prompt& prompt);
+    // How the last prompt of that text id ended; nothing when there was none.
+    std::optional<PromptOutcome> LastOutcome(std::string_view id) const;
 
 private:
     std::optional<PromptAnswer> TakeAnswer(const std::string& id);
@@ -51,8 +59,9 @@ private:
 
     Prompter& m_prompter;
     Warn m_warn;
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     std::map<std::string, std::deque<PromptAnswer>> m_answers;
+    std::map<std::string, PromptOutcome, std::less<>> m_outcomes;
     bool m_yes = false;
     std::ofstream m_log;
     fs::path m_log_path;

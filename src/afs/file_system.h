@@ -94,6 +94,8 @@ private:
     // Changes one and saves them all. Throws HResultException E_INVALIDARG for what doesn't fit.
     HRESULT SetPreference(const VARIANT& name, const VARIANT& value);
     HRESULT GetCheckedOut(TMK::IAFS_Name* name, VARIANT* out_value);
+    HRESULT GetText(TMK::IAFS_Name* name, std::u16string SharePoint::Information::*text, VARIANT* out_value);
+    HRESULT GetUnreadReason(TMK::IAFS_Name* name, VARIANT* out_value);
     HRESULT GetThumbnail(TMK::IAFS_Name* name, VARIANT* out_value);
     HRESULT GetBoundFile(const char* trace_function, TMK::IAFS_Name* name,
                          std::shared_ptr<SharePoint::File>& file);

@@ -129,6 +129,13 @@ HRESULT FileSystem::get_Prop(TMK::IAFS_Name* name, LPCWSTR prop_name, VARIANT* o
         CHECK_RETURN(prop_name != nullptr, E_INVALIDARG);
         if (EqualIgnoringCase(prop_name, u"CheckedOut")) return GetCheckedOut(name, out_value);
         if (EqualIgnoringCase(prop_name, u"Thumbnail")) return GetThumbnail(name, out_value);
+        if (EqualIgnoringCase(prop_name, u"CheckedOutTo"))
+            return GetText(name, &SharePoint::Information::m_checkout_user, out_value);
+        if (EqualIgnoringCase(prop_name, u"ModifiedBy"))
+            return GetText(name, &SharePoint::Information::m_last_author, out_value);
+        if (EqualIgnoringCase(prop_name, u"Version"))
+            return GetText(name, &SharePoint::Information::m_version, out_value);
+        if (EqualIgnoringCase(prop_name, u"UnreadReason")) return GetUnreadReason(name, out_value);
         if (EqualIgnoringCase(prop_name, u"Preferences")) return GetPreferences(out_value);
         CHECK_RETURN_TEXT(EqualIgnoringCase(prop_name, u"CanCreateCacheOnLocalFile"), E_INVALIDARG,
                           u"E_INVALIDARG");
@@ -154,6 +161,27 @@ HRESULT FileSystem::GetCheckedOut(TMK::IAFS_Name* name, VARIANT* out_value) {
     std::shared_ptr<SharePoint::File> file;
     if (const HRESULT failure = GetBoundFile(trace_function, name, file); FAILED(failure)) return failure;
     *out_value = Variant(file->GetCheckOutState(nullptr) == SharePoint::File::CheckOutState::me).detach();
+    TRACE_RETURN(S_OK);
+}
+
+// What was last told of a document; the server is asked only when nothing is known of it yet.
+HRESULT FileSystem::GetText(TMK::IAFS_Name* name, std::u16string SharePoint::Information::*text,
+                            VARIANT* out_value) {
+    TRACE_ENTRY("FileSystem::GetText");
+    std::shared_ptr<SharePoint::File> file;
+    if (const HRESULT failure = GetBoundFile(trace_function, name, file); FAILED(failure)) return failure;
+    const SharePoint::Information information = GetName(name)->GetObject()->GetInformation();
+    *out_value = Variant(std::u16string_view(information.*text)).detach();
+    TRACE_RETURN(S_OK);
+}
+
+// docs/compatibility.md: A listing that can't be read is empty
+HRESULT FileSystem::GetUnreadReason(TMK::IAFS_Name* name, VARIANT* out_value) {
+    TRACE_ENTRY("FileSystem::GetUnreadReason");
+    CHECK_RETURN(name != nullptr, E_INVALIDARG);
+    const ComPtr<Name> local_name = GetName(name);
+    CHECK_RETURN(local_name != nullptr, E_INVALIDARG);
+    *out_value = Variant(std::u16string_view(local_name->GetUnreadReason())).detach();
     TRACE_RETURN(S_OK);
 }
 

@@ -32,6 +32,8 @@ struct Information {
     uint64_t m_size = 0;             // in bytes; 0 for a folder
     std::u16string m_checkout_user;  // login of the holder, empty when nobody has it checked out
     std::u16string m_modified_by;    // login of the last author where the server gives it
+    std::u16string m_last_author;    // login of who changed it last, for people; empty where unknown
+    std::u16string m_version;        // as people see it, "1.0"; empty where unknown
     uint32_t m_attributes = 0;       // Windows file attributes
     VersionTags m_tags;              // of a document
 };

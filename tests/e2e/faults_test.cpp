@@ -36,7 +36,7 @@ protected:
         EXPECT_EQ(result.status, 1) << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
         EXPECT_TRUE(result.err.starts_with("sphost: ")) << result.err;
-        EXPECT_NE(result.err.find(": " + code), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find(" (" + code), std::string::npos) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
     }
 
@@ -230,7 +230,12 @@ TEST_F(Faults, AFailedSignInIsReported) {
     expect(R"("kind":"nested","depth":100000)", 1, "sign-in server");
     expect(R"("kind":"close")", 1, "0x8");
     m_server->ClearFaults();
-    EXPECT_EQ(m_host.Run(Get()).status, 0);
+    std::vector<std::string> get = Get();
+    get.emplace_back("--force");
+    const ProcessResult alone = m_host.Run(get);
+    EXPECT_EQ(alone.status, 1) << "nobody is there to enter a code";
+    EXPECT_NE(alone.err.find("without a terminal nobody can sign in again"), std::string::npos) << alone.err;
+    EXPECT_EQ(m_host.RunAtTerminal(get).status, 0);
 }
 
 // What a command may leave behind when one of its requests failed, and whether it is done after a retry.

@@ -1,6 +1,8 @@
 #include "tests/support/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -27,12 +29,7 @@ void Redirect(const fs::path& path, int to, int flags) {
     if (file < 0 || dup2(file, to) < 0) _exit(127);
 }
 
-[[noreturn]] void RunProgram(const ProcessOptions& options, const fs::path& input) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    setsid();  // no terminal: prompts count as closed
-    Redirect(input, STDIN_FILENO, O_RDONLY);
-    Redirect(options.out, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
-    Redirect(options.err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+[[noreturn]] void Execute(const ProcessOptions& options) {
     for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
     std::vector<char*> arguments;
     for (const std::string& argument : options.arguments)
@@ -40,6 +37,15 @@ void Redirect(const fs::path& path, int to, int flags) {
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
     _exit(127);
+}
+
+[[noreturn]] void RunProgram(const ProcessOptions& options, const fs::path& input) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    setsid();  // no terminal: prompts count as closed
+    Redirect(input, STDIN_FILENO, O_RDONLY);
+    Redirect(options.out, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+    Redirect(options.err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+    Execute(options);
 }
 
 int ToExitStatus(int wait_status) {
@@ -114,6 +120,32 @@ ProcessResult RunToEnd(ProcessOptions options) {
     if (options.err.empty()) options.err = folder / "err";
     const int status = Process(options).Wait();
     return {status, ReadText(options.out), ReadText(options.err)};
+}
+
+ProcessResult RunAtTerminal(const ProcessOptions& options, const std::string& typed) {
+    int terminal = -1;
+    const pid_t id = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (id < 0) throw std::runtime_error("forkpty failed");
+    if (id == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        Execute(options);
+    }
+    if (!typed.empty() && write(terminal, typed.data(), typed.size()) < 0) kill(id, SIGKILL);
+    ProcessResult result;
+    std::string block(4096, '\0');
+    pollfd watched{terminal, POLLIN, 0};
+    constexpr int kLimit = 60000;
+    while (poll(&watched, 1, kLimit) > 0) {
+        const ssize_t got = read(terminal, block.data(), block.size());
+        if (got <= 0) break;
+        result.out.append(block, 0, static_cast<std::size_t>(got));
+    }
+    if (watched.revents == 0) kill(id, SIGKILL);
+    int status = 0;
+    waitpid(id, &status, 0);
+    close(terminal);
+    result.status = ToExitStatus(status);
+    return result;
 }
 
 std::string ProgramPath(const std::string& name) {

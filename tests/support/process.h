@@ -55,6 +55,9 @@ struct ProcessResult {
 // Runs a program to its end; its output files are made for that time if the options name none.
 ProcessResult RunToEnd(ProcessOptions options);
 
+// The same at a terminal, where a person types these lines; `out` is all that the terminal showed.
+ProcessResult RunAtTerminal(const ProcessOptions& options, const std::string& typed = {});
+
 // Where the built programs are.
 std::string ProgramPath(const std::string& name);
 

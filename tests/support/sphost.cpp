@@ -23,11 +23,26 @@ ProcessOptions Sphost::Options(const std::vector<std::string>& arguments, const 
     options.input = input;
     options.out = m_folder / ("out" + std::to_string(++number));
     options.err = m_folder / ("err" + std::to_string(number));
+    m_last_output = options.out;
+    m_last_error = options.err;
     return options;
+}
+
+std::string Sphost::LastError() const {
+    return std::filesystem::exists(m_last_error) ? ReadText(m_last_error) : std::string();
+}
+
+std::string Sphost::LastOutput() const {
+    return std::filesystem::exists(m_last_output) ? ReadText(m_last_output) : std::string();
 }
 
 ProcessResult Sphost::Run(const std::vector<std::string>& arguments, const std::string& input) const {
     return RunToEnd(Options(arguments, input));
+}
+
+ProcessResult Sphost::RunAtTerminal(const std::vector<std::string>& arguments,
+                                    const std::string& typed) const {
+    return testing_support::RunAtTerminal(Options(arguments, {}), typed);
 }
 
 std::unique_ptr<Process> Sphost::Start(const std::vector<std::string>& arguments,

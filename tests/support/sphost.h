@@ -16,9 +16,15 @@ class Sphost {
 public:
     Sphost();
     ProcessResult Run(const std::vector<std::string>& arguments, const std::string& input = {}) const;
+    // At a terminal, where a person types `typed`; `out` is all that it shows.
+    ProcessResult RunAtTerminal(const std::vector<std::string>& arguments,
+                                const std::string& typed = {}) const;
     // Starts and lets run.
     std::unique_ptr<Process> Start(const std::vector<std::string>& arguments,
                                    const std::string& input = {}) const;
+    // What the run that was started last has printed so far.
+    std::string LastOutput() const;
+    std::string LastError() const;
     // Adds the server's site as a place, signed in by a device code that the server approves at once.
     void AddPlaceByCode(const DevServer& server) const;
     // The same as `user`: with a token on a modern site, by name and password on an older one.
@@ -38,6 +44,7 @@ private:
 
     TempFolder m_folder;
     std::filesystem::path m_profile;
+    mutable std::filesystem::path m_last_output, m_last_error;
 };
 
 }  // namespace testing_support

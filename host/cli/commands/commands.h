@@ -36,11 +36,24 @@ std::optional<host::Credentials> GivenCredentials(const Options& options);
 // give up a check-out.
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what);
 
+// Fills the library columns that words such as NAME=value name. Throws a UsageError for other words.
+void SetFields(Run& run, TMK::IAFS_File* file, const std::vector<std::string>& assignments,
+               const std::string& what);
+
+// Which required columns are empty, by their titles, and the command that fills them; or empty.
+std::string MissingFields(Run& run, TMK::IAFS_File* file, const std::string& url, const std::string& what);
+
 // What follows a save: the after-save step and the close.
 void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what);
 
+// "saved", or how the document was checked in as well.
+std::string SavedText(Run& run);
+
 // Says in the error of a failed save that the document is checked out, if it is, and how that ends.
 void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, CommandError& error);
+
+// Throws a CommandError where the folder of a new item is missing and --parents doesn't allow to make it.
+void RequireParent(Run& run, const std::u16string& url, const std::string& what);
 
 // Which local copy stays although it should go, and until when.
 std::string WhyItStays(const host::LocalCopy& copy);

@@ -68,6 +68,7 @@ int RunProgram(Run& run, const std::vector<std::string>& words, int lock, const 
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
+    const StatusLine::Pause pause(run.status());  // the terminal is the program's
     int report[2];
     if (pipe2(report, O_CLOEXEC) != 0) run.Fail(host::ResultOfErrno(errno), what, "can't start a program");
     const host::Descriptor read_end(report[0]);
@@ -163,6 +164,18 @@ void FinishSave(Run& run, TMK::IAFS_File* file, const std::string& what) {
     run.Check(file->Close(TMK::AFS_CloseFile_AllowUI, run.details(), run.cancel()), saved);
 }
 
+std::string SavedText(Run& run) {
+    static constexpr std::array<const char*, 3> kKinds{" as a minor version", " as a major version",
+                                                       " over the version before"};
+    for (const char* id : {"msg.checkInDialogMessage", "msg.askForCheckInOnClose"}) {
+        const auto asked = run.host().prompts().LastOutcome(id);
+        if (!asked || asked->is_canceled) continue;
+        return std::string("saved and checked in") + kKinds[std::min(asked->radio, 2U)] +
+               (asked->button == 1 ? "; still checked out to you" : "");
+    }
+    return "saved";
+}
+
 void AddCheckOutHint(Run& run, TMK::IAFS_File* file, const std::string& url, CommandError& error) {
     if (!run.IsCheckedOut(file)) return;
     error.message += "; the document is checked out to you: 'sphost checkin " + host::PlainLine(url) +
@@ -231,6 +244,17 @@ void CheckOutcome(Run& run, const Editing& editing, const Outcome& outcome) {
              {outcome.is_changed ? editing.saving : editing.what, host::kCanceled, "cancelled"});
 }
 
+// Somebody else has saved meanwhile, and nobody is there to ask, or the answer was no.
+void ExplainConflict(Run& run, const Editing& editing, CommandError& error) {
+    constexpr HRESULT kOutdated = HRESULT_FROM_WIN32(679);
+    const auto asked = run.host().prompts().LastOutcome("msg.outdatedFileOnWrite.question");
+    if (error.code != kOutdated && !(asked && asked->is_canceled)) return;
+    error.what = editing.what;
+    error.message =
+        "somebody saved a newer version while you edited; yours is kept. 'sphost recover --send --yes " +
+        host::EscapeUrl(host::ToUtf16(editing.local_url)) + "' overwrites it, '--drop' gives yours up";
+}
+
 void Save(Run& run, const Editing& editing, host::Document& document) {
     const host::fs::path local = run.host().cache()->PathOf(run.host().cache()->Entry(editing.local_url));
     try {
@@ -243,6 +267,7 @@ void Save(Run& run, const Editing& editing, host::Document& document) {
         if (editing.was_checked_out) KeepEarlierCheckOut(run, editing);
         FinishSave(run, editing.file, editing.what);
     } catch (CommandError& error) {
+        ExplainConflict(run, editing, error);
         AddCheckOutHint(run, editing.file, run.options().arguments[0], error);
         throw;
     }
@@ -254,7 +279,7 @@ void Edit(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
     CommandLine(options.program, "");  // refuses a wrong one before anything is opened
-    const auto name = run.NameFor(host::ParseUrl(options.arguments[0]), what);
+    const auto name = run.NameFor(run.Address(), what);
     if (host::IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
     const std::u16string url = run.UrlOf(name.get());
@@ -289,7 +314,7 @@ void Edit(Run& run) {
         return;
     }
     Save(run, editing, *document.get());
-    run.Say("saved");
+    run.Say(SavedText(run));
 }
 
 }  // namespace cli

@@ -21,15 +21,15 @@ std::string Load(Run& run, TMK::IAFS_File* file, const std::string& what) {
     return host::ToUtf8(value.get().bstrVal);
 }
 
-// {"NAME": "value"} of the arguments behind the URL.
-std::string Changes(const std::vector<std::string>& arguments) {
+// {"NAME": "value"} of words such as NAME=value.
+std::string Changes(const std::vector<std::string>& assignments) {
     JsonText json;
     json.StartObject();
-    for (std::size_t i = 1; i < arguments.size(); ++i) {
-        const std::size_t equals = arguments[i].find('=');
+    for (const std::string& assignment : assignments) {
+        const std::size_t equals = assignment.find('=');
         if (equals == 0 || equals == std::string::npos)
-            throw UsageError("a column is set as NAME=VALUE, not '" + arguments[i] + "'");
-        json.Key(arguments[i].substr(0, equals).c_str()).String(arguments[i].substr(equals + 1));
+            throw UsageError("a column is set as NAME=VALUE, not '" + assignment + "'");
+        json.Key(assignment.substr(0, equals).c_str()).String(assignment.substr(equals + 1));
     }
     json.EndObject();
     return json.Take();
@@ -66,17 +66,50 @@ std::string Lines(const std::string& json) {
     return text.empty() ? "no columns\n" : text;
 }
 
+bool IsEmpty(const Value& value) {
+    return value.IsNull() || (value.IsString() && value.GetStringLength() == 0);
+}
+
+// A word of a shell's command line.
+std::string Quoted(const std::string& word) {
+    const bool is_plain = word.find_first_not_of(
+                              "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+                              "_-./:%=") == std::string::npos;
+    return is_plain ? word : '"' + word + '"';
+}
+
 }  // namespace
+
+void SetFields(Run& run, TMK::IAFS_File* file, const std::vector<std::string>& assignments,
+               const std::string& what) {
+    const std::string changes = Changes(assignments);
+    if (assignments.empty()) return;
+    const Variant data(std::u16string_view(host::ToUtf16(changes)));
+    run.Check(file->Exec(u"SetFields", data.get(), nullptr, run.details(), run.cancel()), what);
+}
+
+std::string MissingFields(Run& run, TMK::IAFS_File* file, const std::string& url, const std::string& what) {
+    rapidjson::Document document;
+    document.Parse(Load(run, file, what).c_str());
+    std::string titles;
+    std::string assignments;
+    for (const Value& field : document["fields"].GetArray()) {
+        if (!field["required"].GetBool() || !IsEmpty(field["value"])) continue;
+        titles += (titles.empty() ? "" : ", ") + host::SafeLine(field["title"].GetString());
+        assignments += ' ' + Quoted(host::SafeLine(field["name"].GetString()) + "=VALUE");
+    }
+    if (titles.empty()) return {};
+    return "required columns are empty: " + titles + "; fill them with 'sphost fields " + Quoted(url) +
+           assignments + "', or with --set here";
+}
 
 void Fields(Run& run) {
     const std::vector<std::string>& arguments = run.options().arguments;
     const std::string what = What(run.options(), arguments[0]);
-    const std::string changes = Changes(arguments);
+    const std::vector<std::string> assignments(arguments.begin() + 1, arguments.end());
+    Changes(assignments);  // refuses a wrong one before anything is opened
     const auto file = OpenToAsk(run, what);
-    if (arguments.size() > 1) {
-        const Variant data(std::u16string_view(host::ToUtf16(changes)));
-        run.Check(file->Exec(u"SetFields", data.get(), nullptr, run.details(), run.cancel()), what);
-    }
+    SetFields(run, file.get(), assignments, what);
     const std::string json = Load(run, file.get(), what);
     run.Out(run.options().Has("json") ? json + "\n" : Lines(json));
 }

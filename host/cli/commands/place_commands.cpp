@@ -65,6 +65,7 @@ void Detect(Run& run) {
     json.StartObject().Key("url").String(address).Key("sharePoint").Bool(is_sharepoint).EndObject();
     if (run.options().Has("json")) run.Out(json.Take());
     run.Say(is_sharepoint ? "SharePoint" : "not SharePoint");
+    if (!is_sharepoint) throw NegativeAnswer{};
 }
 
 // Stores the options of this server's sign-in, if there are any.
@@ -92,9 +93,11 @@ void PlaceAdd(Run& run) {
     const std::u16string url = host::ParseUrl(options.arguments[0]);
     const host::AccountDetails details = ReadDetails(run, url, what);
     const std::u16string site = host::AddPlace(run, details, what, [&] { KeepSignInOverride(run, url); });
+    if (const auto name = options.Value("name")) host::NamePlace(run, site, *name);
+    const std::string name = host::NameOfPlace(run, site);
     if (options.Has("json")) {
         JsonText json;
-        json.StartObject().Key("url").String(host::EscapeUrl(site)).EndObject();
+        json.StartObject().Key("url").String(host::EscapeUrl(site)).Key("name").String(name).EndObject();
         run.Out(json.Take());
     }
     run.Say("added " + host::EscapeUrl(site));
@@ -106,9 +109,11 @@ void PlaceList(Run& run) {
     for (const auto& account : run.Accounts()) {
         const std::string url = host::EscapeUrl(host::Accounts::UrlOf(account.account.get()));
         const std::string name = UserOf(account);
-        json.StartObject().Key("url").String(url).Key("user").Text(name);
+        const std::string place = host::NameOfPlace(run, host::Accounts::UrlOf(account.account.get()));
+        json.StartObject().Key("url").String(url).Key("name").String(place).Key("user").Text(name);
         json.Key("api").String(host::Accounts::IsModern(account) ? "modern" : "compatible").EndObject();
-        run.Say(url + (name.empty() ? "" : "  " + host::PlainLine(name)));
+        run.Say(url + "  " + host::PlainLine(place) + ":" +
+                (name.empty() ? "" : "  " + host::PlainLine(name)));
     }
     json.EndArray();
     if (run.options().Has("json")) run.Out(json.Take());
@@ -123,7 +128,7 @@ void DropCopiesOf(Run& run, const std::string& site) {
 
 void PlaceRemove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto account = PlaceAt(run, host::ParseUrl(run.options().arguments[0]), what);
+    const auto account = PlaceAt(run, run.Address(), what);
     const std::string site = host::ToUtf8(host::Accounts::UrlOf(account.account.get()));
     for (const auto& document : run.host().cache()->Unsent()) {
         if (document.entry.account == site && !run.options().Has("yes")) {
@@ -138,7 +143,7 @@ void PlaceRemove(Run& run) {
 
 void SignOut(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    auto account = PlaceAt(run, host::ParseUrl(run.options().arguments[0]), what);
+    auto account = PlaceAt(run, run.Address(), what);
     const std::u16string site = host::Accounts::UrlOf(account.account.get());
     const std::string user = UserOf(account);
     const Variant holder(static_cast<IUnknown*>(account.account.get()));

@@ -44,18 +44,18 @@ host::Comparison TryCompare(Run& run, const UnsentDocument& document) {
 
 // What the server's version means for what waits; empty when there is nothing to say.
 std::string MeaningOf(const UnsentDocument& document, const host::Comparison& found) {
-    if (found.server == Server::gone) return ", no longer on the server";
+    if (found.server == Server::gone) return "no longer on the server";
     if (found.server != Server::newer) return {};
-    if (document.state != State::unsent) return ", the server has a newer version";
+    if (document.state != State::unsent) return "the server has a newer version";
     return found.is_same_size
-               ? ", the server has a newer version of the same size, which may be this one: --send compares"
-               : ", the server has a newer version, which is another: --send asks before it is replaced";
+               ? "the server has a newer version of the same size, which may be this one: --send compares"
+               : "the server has a newer version, which is another: --send asks before it is replaced";
 }
 
 std::vector<UnsentDocument> Wanted(Run& run) {
     std::vector<UnsentDocument> documents = run.host().cache()->Unsent();
     if (run.options().arguments.empty()) return documents;
-    const std::string key = host::CacheStore::KeyOf(host::ToUtf8(host::ParseUrl(run.options().arguments[0])));
+    const std::string key = host::CacheStore::KeyOf(host::ToUtf8(run.Address()));
     std::erase_if(documents, [&](const UnsentDocument& document) { return document.entry.key != key; });
     if (documents.empty()) {
         run.Fail(HRESULT_FROM_WIN32(1168), What(run.options(), run.options().arguments[0]),
@@ -64,29 +64,40 @@ std::vector<UnsentDocument> Wanted(Run& run) {
     return documents;
 }
 
+std::string AddressOf(const UnsentDocument& document) {
+    return host::EscapeUrl(host::ToUtf16(document.entry.url));
+}
+
+std::string LocalLine(const UnsentDocument& document) {
+    std::string line =
+        AddressOf(document) + "  " + NameOf(document.state) + ", " + std::to_string(document.size) + " bytes";
+    const std::string since = host::FormatUnixTime(document.entry.since);
+    if (!since.empty()) line += ", since " + since;
+    if (document.state == State::aside) line += ", kept as " + document.path.string();
+    return line;
+}
+
+void WriteJson(JsonText& json, const UnsentDocument& document, Server server) {
+    json.StartObject().Key("url").String(AddressOf(document)).Key("state").String(NameOf(document.state));
+    json.Key("size").Number(static_cast<std::int64_t>(document.size));
+    json.Key("since").Text(host::FormatUnixTime(document.entry.since));
+    json.Key("path").String(document.path.string()).Key("server").String(NameOf(server)).EndObject();
+}
+
+// What is here is shown before a server is asked, which may take long.
 void ShowAll(Run& run, const std::vector<UnsentDocument>& documents) {
     JsonText json;
     json.StartArray();
+    const bool is_json = run.options().Has("json");
     for (const UnsentDocument& document : documents) {
+        if (!is_json) run.Out(LocalLine(document) + "\n");
         const host::Comparison found = TryCompare(run, document);
-        const std::string url = host::EscapeUrl(host::ToUtf16(document.entry.url));
-        const std::string since = host::FormatUnixTime(document.entry.since);
-        json.StartObject().Key("url").String(url).Key("state").String(NameOf(document.state));
-        json.Key("size").Number(static_cast<std::int64_t>(document.size)).Key("since").Text(since);
-        json.Key("path")
-            .String(document.path.string())
-            .Key("server")
-            .String(NameOf(found.server))
-            .EndObject();
-        std::string line =
-            url + "  " + NameOf(document.state) + ", " + std::to_string(document.size) + " bytes";
-        if (!since.empty()) line += ", since " + since;
-        if (document.state == State::aside) line += ", kept as " + document.path.string();
-        line += MeaningOf(document, found);
-        run.Say(line);
+        WriteJson(json, document, found.server);
+        const std::string meaning = MeaningOf(document, found);
+        if (!is_json && !meaning.empty()) run.Out("  " + meaning + "\n");
     }
     json.EndArray();
-    if (run.options().Has("json")) run.Out(json.Take());
+    if (is_json) run.Out(json.Take());
     if (documents.empty()) run.Say("nothing waits to be sent");
 }
 

@@ -2,6 +2,7 @@
 // failure, so each command checks the result. The command's worker thread.
 #include "host/cli/commands/commands.h"
 #include "host/jobs/address.h"
+#include "host/jobs/listing.h"
 
 namespace cli {
 
@@ -27,17 +28,13 @@ void ForgetLocalCopy(Run& run, const std::u16string& url) {
 
 // What a folder holds, as a person reads it; empty for an empty folder.
 std::string ContentOf(Run& run, TMK::IAFS_Name* folder, const std::string& what) {
-    ComPtr<TMK::IAFS_EnumFolder> listing;
-    run.Check(run.file_system()->EnumFolder(folder, 0, run.cancel(), listing.put()), what);
     std::size_t files = 0;
     std::size_t folders = 0;
-    for (;;) {
-        ComPtr<TMK::IAFS_EnumFolderItem> item;
-        if (run.Check(listing->Next(item.put()), what) == S_FALSE || !item) break;
+    host::ListFolder(run, folder, what, [&](TMK::IAFS_EnumFolderItem* item) {
         DWORD attributes = 0;
         run.Check(item->get_Attributes(&attributes), what);
         ++(attributes & TMK::AFS_FileAttribute_Folder ? folders : files);
-    }
+    });
     if (files + folders == 0) return {};
     const auto count = [](std::size_t number, const char* one, const char* many) {
         return std::to_string(number) + (number == 1 ? one : many);
@@ -65,8 +62,8 @@ struct Pair {
 // The two names of a command with two URLs.
 Pair ReadPair(Run& run, const std::string& what, bool into_folder) {
     Pair pair;
-    pair.from = host::ParseUrl(run.options().arguments[0]);
-    pair.to = host::ParseUrl(run.options().arguments[1]);
+    pair.from = run.Address();
+    pair.to = run.Address(run.options().arguments[1]);
     pair.source = run.NameFor(pair.from, what);
     pair.is_folder = host::IsFolder(run.InfoOf(pair.source.get(), what).get());
     if (&run.SiteFor(pair.from, what) != &run.SiteFor(pair.to, what)) {
@@ -114,29 +111,43 @@ struct Relocation {
 
 void Relocate(Run& run, const Relocation& relocation) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const Pair pair = ReadPair(run, what, relocation.into_folder);
+    const auto target = run.Address(run.options().arguments[1]);
+    const Pair pair = run.Making(target, [&] { return ReadPair(run, what, relocation.into_folder); });
     if (pair.is_folder && relocation.no_folders) run.Fail(E_INVALIDARG, what, relocation.no_folders);
-    run.Check((run.file_system()->*relocation.operation)(pair.source.get(), pair.target.get(), run.details(),
-                                                         run.cancel()),
-              what);
-    CheckOutcome(run, pair, relocation.source_goes, what);
+    run.Making(pair.to, [&] {
+        run.Check((run.file_system()->*relocation.operation)(pair.source.get(), pair.target.get(),
+                                                             run.details(), run.cancel()),
+                  what);
+        CheckOutcome(run, pair, relocation.source_goes, what);
+    });
     run.Say(relocation.done);
 }
 
 }  // namespace
 
+void RequireParent(Run& run, const std::u16string& url, const std::string& what) {
+    if (run.options().Has("parents")) return;
+    const std::u16string parent(host::ParentOf(url));
+    if (!run.FindInfo(run.NameFor(parent, what).get(), what))
+        run.Fail(HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), what,
+                 "there is no folder " + host::EscapeUrl(parent) + "; -p makes it");
+}
+
 void MakeFolder(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const std::u16string url = host::ParseUrl(run.options().arguments[0]);
-    if (IsThere(run, url, what)) run.Fail(kExists, what, "this is there already");
-    const auto name = run.NameFor(url, what);
-    run.Check(run.file_system()->CreateFolder(name.get(), 0, run.details(), run.cancel()), what);
+    const std::u16string url = run.Address();
+    run.Making(url, [&] {
+        if (IsThere(run, url, what)) run.Fail(kExists, what, "this is there already");
+        RequireParent(run, url, what);
+        const auto name = run.NameFor(url, what);
+        run.Check(run.file_system()->CreateFolder(name.get(), 0, run.details(), run.cancel()), what);
+    });
     run.Say("made");
 }
 
 void Remove(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const std::u16string url = host::ParseUrl(run.options().arguments[0]);
+    const std::u16string url = run.Address();
     const auto name = run.NameFor(url, what);
     if (host::IsFolder(run.InfoOf(name.get(), what).get())) AskBeforeRemoving(run, name.get(), url, what);
     run.Check(run.file_system()->Delete(name.get(), run.details(), run.cancel()), what);

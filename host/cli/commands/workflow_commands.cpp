@@ -4,6 +4,7 @@
 
 #include "host/cli/commands/commands.h"
 #include "host/jobs/address.h"
+#include "host/jobs/error_text.h"
 
 namespace cli {
 
@@ -23,7 +24,7 @@ void RequireCheckedOutToUser(Run& run, TMK::IAFS_File* file, const std::string& 
 }  // namespace
 
 ComPtr<TMK::IAFS_File> OpenToAsk(Run& run, const std::string& what) {
-    const auto name = run.NameFor(host::ParseUrl(run.options().arguments[0]), what);
+    const auto name = run.NameFor(run.Address(), what);
     if (host::IsFolder(run.InfoOf(name.get(), what).get()))
         run.Fail(E_INVALIDARG, what, "this is a folder, not a document");
     auto file = run.Open(name.get(), TMK::AFS_OpenFile_Read | TMK::AFS_OpenFile_OpenExisting, what);
@@ -46,11 +47,40 @@ host::PromptAnswer CheckInAnswer(const Options& options, const char* type_option
     return answer;
 }
 
+// A refused check-out: nothing to do for the holder; others hear who holds the document.
+void ExplainCheckOut(Run& run, const std::string& what, CommandError error) {
+    const auto name = run.NameFor(run.Address(), what);
+    if (error.code == host::kCanceled || !run.FindInfo(name.get(), what)) throw error;
+    if (run.IsCheckedOutToUser(name.get(), what)) {
+        run.Say("already checked out to you");
+        return;
+    }
+    const std::string holder = run.TextOf(name.get(), u"CheckedOutTo");
+    if (holder.empty()) throw error;
+    run.Fail(error.code, what,
+             "checked out to " + host::PersonOf(holder) + "; ask for a check-in, or try again later");
+}
+
 void CheckOut(Run& run) {
     const std::string what = What(run.options(), run.options().arguments[0]);
-    const auto file = OpenToAsk(run, what);
-    run.Exec(file.get(), u"CheckOut", what);
-    run.Say("checked out");
+    try {
+        const auto file = OpenToAsk(run, what);
+        run.Exec(file.get(), u"CheckOut", what);
+        run.Say("checked out");
+    } catch (const CommandError& error) {
+        ExplainCheckOut(run, what, error);
+    }
+}
+
+// A check-in that failed for required columns says which.
+void NameMissingFields(Run& run, TMK::IAFS_File* file, const std::string& what, CommandError& error) {
+    if (error.code != E_FAIL) return;
+    try {
+        const std::string missing = MissingFields(run, file, run.options().arguments[0], what);
+        if (!missing.empty()) error.message = missing;
+    } catch (const CommandError&) {
+        // The server doesn't tell its columns; the first failure says all that is known.
+    }
 }
 
 void CheckIn(Run& run) {
@@ -66,7 +96,16 @@ void CheckIn(Run& run) {
     if (has_own_options || (!has_scripted_answer && !run.host().front_end().CanAsk())) {
         run.host().prompts().AddAnswer("msg.checkInDialogMessage", answer);
     }
-    run.Exec(file.get(), u"CheckInWithUi", what);
+    SetFields(run, file.get(), options.All("set"), what);
+    try {
+        run.Exec(file.get(), u"CheckInWithUi", what);
+    } catch (CommandError& error) {
+        NameMissingFields(run, file.get(), what, error);
+        throw;
+    }
+    const auto asked = run.host().prompts().LastOutcome("msg.checkInDialogMessage");
+    if (asked && asked->is_canceled)
+        run.Fail(host::kCanceled, what, "cancelled; the document is still checked out to you");
     const bool is_out = IsCheckedOutToUser(run, file.get(), what);
     if (is_out && has_own_options && !keep)
         run.Fail(E_FAIL, what, "the document is still checked out to you");

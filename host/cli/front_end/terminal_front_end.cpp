@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "host/base/failure.h"
 #include "host/base/interrupt.h"
 #include "host/base/text.h"
 #include "host/browser/pane_windows.h"
@@ -36,30 +37,25 @@ public:
     bool IsCanceled() const override { return host::InterruptFlag(); }
 };
 
-// A percentage that overwrites its line; nothing without a terminal.
-class PercentLine final : public host::ProgressDisplay {
+// A transfer on the status line.
+class TransferLine final : public host::ProgressDisplay {
 public:
-    PercentLine(bool is_shown, std::uint64_t total) : m_is_shown(is_shown && total > 0), m_total(total) {}
-    ~PercentLine() override {
-        if (m_last >= 0) Write("\r     \r");
-    }
-    void Show(std::uint64_t position) override {
-        if (!m_is_shown) return;
-        const int percent = static_cast<int>(std::min(position, m_total) * 100 / m_total);
-        if (percent == m_last) return;
-        m_last = percent;
-        Write("\r" + std::to_string(percent) + " %");
-    }
+    TransferLine(StatusLine& line, std::uint64_t total) : m_line(line), m_total(total) {}
+    ~TransferLine() override { m_line.EndTransfer(); }
+    void Show(std::uint64_t position) override { m_line.ShowTransfer(false, position, m_total); }
 
 private:
-    static void Write(std::string_view text) {
-        [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
-    }
-
-    const bool m_is_shown;
+    StatusLine& m_line;
     const std::uint64_t m_total;
-    int m_last = -1;
 };
+
+// Says once that nobody can sign in here.
+[[noreturn]] void RefuseSignIn() {
+    throw host::Failure(
+        E_ACCESSDENIED,
+        "the sign-in is no longer valid, and without a terminal nobody can sign in again; run the "
+        "command at a terminal, or give a token or a password");
+}
 
 }  // namespace
 
@@ -68,7 +64,10 @@ void ShowError(const std::string& line) {
 }
 
 TerminalFrontEnd::TerminalFrontEnd(Terminal& terminal, TerminalChoices choices)
-    : m_terminal(terminal), m_choices(std::move(choices)), m_windows(host::MakePaneWindows(m_main_thread)) {}
+    : m_terminal(terminal),
+      m_choices(std::move(choices)),
+      m_status(m_choices.shows_progress && isatty(STDERR_FILENO), m_choices.what),
+      m_windows(host::MakePaneWindows(m_main_thread)) {}
 
 std::optional<unsigned> TerminalFrontEnd::Choose(const std::vector<std::string>& texts, unsigned preset,
                                                  const char* question) {
@@ -86,6 +85,7 @@ std::optional<unsigned> TerminalFrontEnd::Choose(const std::vector<std::string>&
 }
 
 unsigned TerminalFrontEnd::Ask(host::Prompt& prompt) {
+    const StatusLine::Pause pause(m_status);
     const std::lock_guard lock(m_terminal.mutex());
     m_terminal.Show("");
     m_terminal.Show(host::PlainText(prompt.text));
@@ -119,6 +119,7 @@ bool TerminalFrontEnd::AskDetails(host::Prompt& prompt) {
 std::optional<host::Credentials> TerminalFrontEnd::AskCredentials(const host::CredentialsQuestion& question) {
     const std::lock_guard lock(m_terminal.mutex());
     if (!m_terminal.CanAsk()) return std::nullopt;
+    const StatusLine::Pause pause(m_status);
     if (!question.status.empty()) m_terminal.Show(host::PlainText(host::ToUtf8(question.status)));
     const std::string preset = PlainLine(host::ToUtf8(question.user));
     const auto user = m_terminal.Ask("User name for " + PlainLine(host::ToUtf8(question.server)) +
@@ -135,6 +136,7 @@ bool TerminalFrontEnd::CanOpenPages() const {
 }
 
 std::unique_ptr<host::SignInNotice> TerminalFrontEnd::OpenPage(const std::string& url) {
+    const StatusLine::Pause pause(m_status);
     m_terminal.Show("To sign in, use the page that opens in your browser, or open " + PlainLine(url));
     host::OpenInBrowser(url);
     return std::make_unique<InterruptNotice>();
@@ -142,6 +144,8 @@ std::unique_ptr<host::SignInNotice> TerminalFrontEnd::OpenPage(const std::string
 
 std::unique_ptr<host::SignInNotice> TerminalFrontEnd::ShowCode(const std::string& page,
                                                                const std::string& code) {
+    if (!m_choices.adds_place && !m_terminal.CanAsk()) RefuseSignIn();
+    const StatusLine::Pause pause(m_status);
     m_terminal.Show("To sign in, open " + PlainLine(page) + " in a browser and enter the code " +
                     PlainLine(code));
     return std::make_unique<InterruptNotice>();
@@ -155,10 +159,11 @@ std::unique_ptr<host::Browser> TerminalFrontEnd::MakeBrowser(const host::Profile
 }
 
 std::unique_ptr<host::ProgressDisplay> TerminalFrontEnd::ShowProgress(std::uint64_t total) {
-    return std::make_unique<PercentLine>(m_choices.shows_progress && isatty(STDERR_FILENO), total);
+    return std::make_unique<TransferLine>(m_status, total);
 }
 
 void TerminalFrontEnd::Warn(const std::string& line) {
+    const StatusLine::Pause pause(m_status);
     ShowError("warning: " + PlainLine(line));
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/browser/browser_choice.h"
+#include "host/cli/front_end/status_line.h"
 #include "host/cli/front_end/terminal.h"
 #include "host/core/front_end.h"
 
@@ -12,8 +13,10 @@ namespace cli {
 void ShowError(const std::string& line);
 
 struct TerminalChoices {
+    std::string what = {};  // the command, for the status line
     bool shows_progress = false;
-    host::BrowserChoice browser;
+    bool adds_place = false;  // a sign-in without a terminal is what the person wants
+    host::BrowserChoice browser = {};
 };
 
 class TerminalFrontEnd final : public host::FrontEnd {
@@ -40,6 +43,7 @@ public:
                                                std::function<void(const std::string&)> note) override;
     std::unique_ptr<host::ProgressDisplay> ShowProgress(std::uint64_t total) override;
     void Warn(const std::string& line) override;
+    StatusLine& status() { return m_status; }
 
 private:
     std::optional<unsigned> Choose(const std::vector<std::string>& texts, unsigned preset,
@@ -48,6 +52,7 @@ private:
 
     Terminal& m_terminal;
     const TerminalChoices m_choices;
+    StatusLine m_status;
     host::WaitingMainThread m_main_thread;
     const std::unique_ptr<host::Windows> m_windows;
 };

@@ -78,9 +78,11 @@ TEST(TerminalPrompts, AnEmptyLineKeepsWhatIsOffered) {
 
 TEST(TerminalSignIn, APageAndACodeAreShownToBeCopied) {
     ScriptedTerminal nobody;
-    TerminalFrontEnd front_end(nobody);
+    TerminalFrontEnd front_end(nobody, {.adds_place = true});
     EXPECT_FALSE(front_end.CanOpenPages());
     EXPECT_FALSE(front_end.ShowCode("http://x/dev", "AB-CD\x1B")->IsCanceled());
+    EXPECT_THROW(TerminalFrontEnd(nobody).ShowCode("http://x/dev", "AB-CD"), host::Failure)
+        << "a code that nobody is there to enter";
     EXPECT_EQ(nobody.shown, "To sign in, open http://x/dev in a browser and enter the code AB-CD\n");
 }
 

@@ -20,7 +20,53 @@ TEST(Options, CommonOptionsMayStandAnywhereBeforeTheProgram) {
     EXPECT_EQ(place.command, "place add");
     EXPECT_EQ(place.answers.size(), 2u);
     EXPECT_EQ(ParseOptions({"get", "U", "-"}).arguments[1], "-");
-    EXPECT_TRUE(ParseOptions({"ls", "--help"}).Has("help")) << "help needs no arguments";
+    EXPECT_EQ(ParseOptions({"get", "--profile=", "U"}).Value("profile"), "") << "not the next word";
+    EXPECT_EQ(ParseOptions({"ls", "U", "--user", "a", "--user", "b"}).Value("user"), "b");
+}
+
+TEST(Options, WordsAreTakenAsTheyStand) {
+    const std::vector<std::string> odd{"[a,b]", "ls", "place", "", "a=b", "{x}", "-"};
+    for (const std::string& word : odd) {
+        EXPECT_EQ(ParseOptions({"put", word, "U"}).arguments, (std::vector<std::string>{word, "U"}));
+        EXPECT_EQ(ParseOptions({"put", "F", "U", "--comment", word}).Value("comment"), word);
+    }
+    const std::vector<std::string> dashes{"-x", "--json", "--"};
+    for (const std::string& word : dashes) {
+        EXPECT_EQ(ParseOptions({"put", "--", word, "U"}).arguments, (std::vector<std::string>{word, "U"}));
+        EXPECT_EQ(ParseOptions({"edit", "U", "--", "ed", word}).program,
+                  (std::vector<std::string>{"ed", word}));
+    }
+}
+
+TEST(Options, HelpAndVersionNeedNothingElse) {
+    const std::string get = ParseOptions({"get", "-h"}).information;
+    EXPECT_TRUE(get.starts_with("sphost get URL"));
+    EXPECT_NE(get.find("--no-clobber"), std::string::npos);
+    EXPECT_NE(get.find("sphost.replaceFile.question"), std::string::npos);
+    EXPECT_EQ(get.find("--check-in"), std::string::npos) << "an option of another command";
+    EXPECT_TRUE(ParseOptions({"place", "add", "--help"}).information.starts_with("sphost place add URL"));
+    EXPECT_NE(ParseOptions({"--help"}).information.find("sp.msg.askForCheckOutOnOpen"), std::string::npos);
+    EXPECT_TRUE(ParseOptions({"--version"}).information.starts_with("sphost "));
+}
+
+TEST(Options, NearMissesAreNamed) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> rows{
+        {{"chekin", "U"}, "there is no command 'chekin'; did you mean 'checkin'?"},
+        {{"place", "remov", "U"}, "there is no command 'place remov'; did you mean 'remove'?"},
+        {{"get", "U", "--no-clober"}, "there is no option '--no-clober'; did you mean '--no-clobber'?"},
+        {{"ls", "U", "--jsn=1"}, "there is no option '--jsn'; did you mean '--json'?"},
+        {{"frobnicate"}, "there is no command 'frobnicate'; see sphost --help"},
+        {{"rm", "-x.pdf"}, "there is no option '-x.pdf'; a name that begins with a dash stands behind --"},
+        {{"ls", "U", "--send"}, "--send doesn't belong to 'ls'; see sphost ls --help"},
+    };
+    for (const auto& [arguments, expected] : rows) {
+        try {
+            ParseOptions(arguments);
+            ADD_FAILURE() << "accepted: " << ::testing::PrintToString(arguments);
+        } catch (const UsageError& error) {
+            EXPECT_EQ(std::string(error.what()), expected);
+        }
+    }
 }
 
 TEST(Options, WrongUsageIsReportedInOneLine) {
@@ -40,6 +86,8 @@ TEST(Options, WrongUsageIsReportedInOneLine) {
         {"edit", "U"},
         {"edit", "U", "--"},
         {"ls", "U", "--", "cmd"},
+        {"--", "ls", "U"},
+        {"place", "--", "list"},
     };
     for (const auto& arguments : wrong) {
         try {

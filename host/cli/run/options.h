@@ -24,19 +24,22 @@ struct Options {
     std::vector<std::string> arguments;         // without the command
     std::vector<std::string> program;           // the words after "--"
     std::map<std::string, std::string> values;  // by name without dashes; "" for one that takes none
+    std::map<std::string, std::vector<std::string>> lists;  // every value of an option that was repeated
     std::vector<std::pair<std::string, host::PromptAnswer>> answers;
+    std::string information;  // what --help or --version prints in place of a command's run
 
     bool Has(const std::string& name) const { return values.contains(name); }
+    std::vector<std::string> All(const std::string& name) const {
+        const auto found = lists.find(name);
+        return found == lists.end() ? std::vector<std::string>() : found->second;
+    }
     std::optional<std::string> Value(const std::string& name) const {
         const auto found = values.find(name);
         return found == values.end() ? std::nullopt : std::optional(found->second);
     }
 };
 
-// Throws a UsageError. With --help, "help" is among the values.
+// Throws a UsageError.
 Options ParseOptions(const std::vector<std::string>& arguments);
-
-// The help of one command, or of the program for an empty or unknown name.
-std::string HelpText(std::string_view command);
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 
 namespace cli {
@@ -74,7 +75,13 @@ bool OutputFile::ReplacesOther() const {
     }
 }
 
-void OutputFile::Finish() {
+void OutputFile::Finish(std::uint64_t modified) {
+    constexpr std::uint64_t kEpoch = 116444736000000000;
+    if (!m_part.empty() && modified > kEpoch) {
+        const auto seconds = static_cast<time_t>((modified - kEpoch) / 10000000);
+        const std::array<timespec, 2> times{{{0, UTIME_NOW}, {seconds, 0}}};
+        futimens(m_file.get(), times.data());
+    }
     if (!m_part.empty()) host::SyncFile(m_file.get(), m_part);
     m_file.reset();
     if (m_part.empty()) return;

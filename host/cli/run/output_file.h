@@ -15,7 +15,8 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     void Write(const void* data, std::size_t size);
-    void Finish();
+    // `modified` is the time that a plain file gets, a Windows file time; 0 is the present.
+    void Finish(std::uint64_t modified = 0);
     // Whether the target is there and holds other bytes than what was written.
     bool ReplacesOther() const;
     const host::fs::path& target() const { return m_target; }

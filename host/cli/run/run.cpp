@@ -5,14 +5,31 @@
 #include <cerrno>
 
 #include "host/base/interrupt.h"
+#include "host/cli/run/json.h"
 #include "host/jobs/address.h"
+#include "host/jobs/error_text.h"
+#include "host/jobs/places.h"
 
 namespace cli {
 
-Run::Run(host::Host& host, const Options& options)
+Run::Run(host::Host& host, const Options& options, StatusLine& status)
     : Job(host, std::make_shared<host::Sites>(), &host::InterruptFlag(),
           "'sphost place add URL' adds its site"),
-      m_options(options) {}
+      m_options(options),
+      m_status(status) {
+    host.cache()->WatchTransfers([&status](const host::Transfer& transfer) {
+        status.ShowTransfer(transfer.is_upload, transfer.done, transfer.total);
+    });
+}
+
+std::u16string Run::Address(const std::string& argument) {
+    const auto url = host::UrlInPlace(*this, argument);
+    return url ? *url : host::ParseUrl(argument);
+}
+
+bool Run::IsAddress(const std::string& argument) {
+    return host::LooksLikeUrl(argument) || host::UrlInPlace(*this, argument);
+}
 
 bool Run::Agrees(const Question& question, const std::string& what) {
     if (question.yes_agrees && m_options.Has("yes")) return true;
@@ -44,7 +61,17 @@ void Run::RefuseOpen(const std::u16string& url, const std::string& what) {
         Fail(host::kInUse, what, "the document is open in another sphost; try again when that has ended");
 }
 
+void Run::ExplainName(const std::u16string& url, CommandError& error) {
+    if (error.code == host::kCanceled) return;
+    const std::string rule = host::BrokenNameRule(host::ToUtf8(host::LastPart(url)));
+    if (!rule.empty()) error.message = rule;
+    const std::string too_long = host::TooLongText(url);
+    if (!too_long.empty()) error.message = too_long;
+}
+
 void Run::Out(const std::string& text) {
+    const StatusLine::Pause pause(m_status);
+    m_has_output = true;
     std::string_view left = text;
     while (!left.empty()) {
         const ssize_t written = write(STDOUT_FILENO, left.data(), left.size());
@@ -56,7 +83,23 @@ void Run::Out(const std::string& text) {
 }
 
 void Run::Say(const std::string& line) {
-    if (!m_options.Has("json")) Out(line + "\n");
+    if (m_options.Has("json")) {
+        m_said.push_back(line);
+    } else {
+        Out(line + "\n");
+    }
+}
+
+void Run::Finish() {
+    if (!m_options.Has("json") || m_has_output) return;
+    JsonText json;
+    json.StartObject().Key("command").String(m_options.command);
+    json.Key("arguments").StartArray();
+    for (const std::string& argument : m_options.arguments) json.String(argument);
+    json.EndArray().Key("messages").StartArray();
+    for (const std::string& line : m_said) json.String(line);
+    json.EndArray().EndObject();
+    Out(json.Take());
 }
 
 std::string ReadSecretLine(const std::string& what) {

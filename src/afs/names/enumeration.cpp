@@ -10,6 +10,7 @@ EnumFolder::EnumFolder(Name& name) : m_name(&name) {
                      u"m_name->BindObject(SharePoint::Web::BindObjectType::folder) != nullptr", Exception,
                      u"Cannot enumerate non-existing folder");
     m_items = object->AsFolder()->Enumerate(&m_unread_reason);
+    m_name->SetUnreadReason(m_unread_reason);
     TRACE_EXIT(u"");
 }
 

@@ -91,6 +91,16 @@ HRESULT Name::get_FileSys(TMK::IAFS_FileSys** out_file_system) {
     RETURN_VALUE(out_file_system, m_session->GetFileSystem().copy());
 }
 
+std::u16string Name::GetUnreadReason() const {
+    const std::lock_guard lock(m_object_lock);
+    return m_unread_reason;
+}
+
+void Name::SetUnreadReason(std::u16string reason) {
+    const std::lock_guard lock(m_object_lock);
+    m_unread_reason = std::move(reason);
+}
+
 Name::ObjectPtr Name::GetObject() const {
     const std::lock_guard lock(m_object_lock);
     return m_object;

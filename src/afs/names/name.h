@@ -47,11 +47,15 @@ public:
     // Null for the web itself and for a URL without a parent.
     ComPtr<Name> GetParent() const;
     DWORD GetAttributes() const { return m_attributes; }
+    // Why the folder's last listing could not be read and was empty for that; empty for one that could.
+    std::u16string GetUnreadReason() const;
+    void SetUnreadReason(std::u16string reason);
 
 private:
     std::shared_ptr<Session> m_session;
     mutable std::mutex m_object_lock;  // the main thread looks while a worker binds
     ObjectPtr m_object;
+    std::u16string m_unread_reason;
     std::u16string m_url;
     DWORD m_attributes = 0;
 };

@@ -186,6 +186,7 @@ bool ReadProperties(const Properties& properties, SharePoint::Information& infor
     information.m_modified_time = properties.DateTime(modified);
     information.m_modified_by = properties.Text(modified_by, Log::warning).value_or(u"");
     information.m_modified_by.erase(0, information.m_modified_by.rfind(u'|') + 1);
+    information.m_last_author = information.m_modified_by;
     return true;
 }
 

@@ -88,6 +88,9 @@ bool ParseRestFileInfo(const Json::Value& json, SharePoint::Information& out_inf
             out_information.m_size = Json::Unsigned(Json::Member(&json, u"Length")).value_or(0);
             if (IsCheckedOut(json)) out_information.m_checkout_user = find_user(out_information.m_path);
             ReadTags(json, out_information);
+            out_information.m_version = Json::Text(Json::Member(&json, u"UIVersionLabel"));
+            out_information.m_last_author =
+                Json::Text(Json::Member(Json::ObjectMember(&json, u"Properties"), u"vti_x005f_modifiedby"));
         }
         out_information.m_created_time = ParseRestDateTime(json, u"TimeCreated");
         out_information.m_modified_time = ParseRestDateTime(json, u"TimeLastModified");
