@@ -45,6 +45,11 @@ bool RequestDigest::Read(const char* trace_function, const Json::Value* informat
     return true;
 }
 
+void DigestKeeper::Drop(const std::u16string& digest) {
+    const std::lock_guard guard(m_guard);
+    if (m_digest.text == digest) m_digest.text.clear();
+}
+
 std::u16string DigestKeeper::Get(const char* trace_function, Http::Session& http,
                                  const std::u16string& web_path, const char16_t* const* accept,
                                  bool is_verbose) {

@@ -39,6 +39,9 @@ public:
     std::u16string Get(const char* trace_function, Http::Session& http, const std::u16string& web_path,
                        const char16_t* const* accept, bool is_verbose);
 
+    // Forgets a digest that the server refused.
+    void Drop(const std::u16string& digest);
+
 private:
     std::mutex m_guard;
     RequestDigest m_digest;
