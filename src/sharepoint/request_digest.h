@@ -41,10 +41,13 @@ public:
 
     // Forgets a digest that the server refused.
     void Drop(const std::u16string& digest);
+    // Forgets the digest if the last one given was a kept one; false for one that was new.
+    bool DropReused();
 
 private:
     std::mutex m_guard;
     RequestDigest m_digest;
+    bool m_was_reused = false;
 };
 
 }  // namespace SharePoint

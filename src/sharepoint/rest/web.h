@@ -68,6 +68,7 @@ public:
     Http::Response SendChange(const char16_t* verb, const std::u16string& address, std::u16string& digest,
                               const SharePoint::ChangeBody& body = {});
 
+    bool ForgetOldDigest() { return m_digest.DropReused(); }
     // Forgets a digest that the server refused.
     void DropDigest(const std::u16string& digest) { m_digest.Drop(digest); }
     Http::Session& GetHttp() const { return *m_http; }
