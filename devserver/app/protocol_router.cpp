@@ -10,19 +10,10 @@ namespace {
 
 // Operations that the REST interface got after 2013.
 bool IsNewerRest(const http::Request& request) {
-    static constexpr std::string_view kNames[] = {"/$batch",
-                                                  "AddUsingPath",
-                                                  "AddStubUsingPath",
-                                                  "StartUpload",
-                                                  "ContinueUpload",
-                                                  "FinishUpload",
-                                                  "CancelUpload",
-                                                  "SP.MoveCopyUtil",
-                                                  "MoveByPath",
-                                                  "CopyByPath",
-                                                  "MoveToUsingPath",
-                                                  "CopyToUsingPath",
-                                                  "GetFolderByServerRelativePath"};
+    static constexpr std::string_view kNames[] = {
+        "/$batch",         "AddUsingPath",    "AddStubUsingPath", "StartUpload",         "ContinueUpload",
+        "FinishUpload",    "CancelUpload",    "SP.MoveCopyUtil",  "MoveByPath",          "CopyByPath",
+        "MoveToUsingPath", "CopyToUsingPath", "GetFileByUrl",     "ByServerRelativePath"};
     return std::ranges::any_of(kNames, [&](std::string_view name) {
         return FindIgnoringCase(request.raw_path, name) != std::string::npos;
     });

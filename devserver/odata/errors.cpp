@@ -21,6 +21,15 @@ ApiError FolderNotFound() {
     return {404, "-2147024894, System.IO.FileNotFoundException", "File Not Found."};
 }
 
+ApiError FolderMissing() {
+    return {404, "-2147024893, System.IO.DirectoryNotFoundException", "File Not Found."};
+}
+
+ApiError UnknownParameter(const std::string& name) {
+    return {400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
+            "The parameter name " + name + " is not valid."};
+}
+
 ApiError NoListItem() {
     return {500, "-2113929210, Microsoft.SharePoint.SPException",
             "The object specified does not belong to a list."};

@@ -17,6 +17,8 @@ ApiError AccessDenied();
 ApiError InvalidDigest();
 ApiError FileDoesNotExist(const std::string& path);
 ApiError FolderNotFound();
+ApiError FolderMissing();  // where a file is to be added
+ApiError UnknownParameter(const std::string& name);
 ApiError NoListItem();
 ApiError InvalidExpression(const std::string& expression);
 ApiError UnknownResource(const std::string& name);

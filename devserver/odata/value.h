@@ -83,7 +83,7 @@ struct Entity {
     std::string type;
     std::string id;  // relative to the web's _api/
     std::string etag;
-    bool polymorphic = false;  // others of its collection may have more properties
+    bool polymorphic = false;  // unknown names in $select are ignored
     Properties properties;
     std::span<const Link> links;
     std::function<Node(std::string_view)> resolve;

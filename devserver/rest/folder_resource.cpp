@@ -188,6 +188,8 @@ public:
     ResourcePtr child(Context& context, const Segment& segment) override {
         if (segment.Is("Exists") && (!m_item || !m_item->folder))
             return MakeNode(Node::Of(Value::boolean(false)), "Exists");
+        if (segment.Is("Files") && context.IsPost() && (!m_item || !m_item->folder))
+            throw odata::FolderMissing();
         const auto& item = Require();
         if (segment.Is("Files")) return std::make_unique<FilesResource>(item);
         if (segment.Is("Folders")) return std::make_unique<FoldersResource>(item);
@@ -208,9 +210,11 @@ public:
         if (!context.IsPost()) return std::nullopt;
         if (segment.Is("MoveTo") || segment.Is("MoveToUsingPath")) {
             context.RequireEdit();
+            // Only a file's operation has flags.
+            if (segment.argument("flags", 1)) throw odata::UnknownParameter("flags");
             auto target = segment.arguments.empty() ? std::string() : segment.arguments[0].value.text;
-            bool overwrite = (ParseInteger(segment.text("flags", 1)).value_or(0) & 1) != 0;
-            context.store.Move(Require().id, ServerRelative(context, target), overwrite, context.user);
+            context.store.Move(Require().id, ServerRelative(context, target), /*overwrite=*/false,
+                               context.user);
             return Outcome::done("MoveTo");
         }
         if (segment.Is("Recycle")) {
@@ -256,6 +260,7 @@ private:
 Entity FolderEntity(const Context& context, const std::shared_ptr<const Item>& item) {
     Entity entity;
     entity.type = "SP.Folder";
+    entity.polymorphic = true;
     entity.id = FolderId(*item);
     entity.links = kFolderLinks;
     entity.resolve = [context, item](std::string_view name) {

@@ -32,7 +32,8 @@ std::string LibraryId(const Library& library) {
 }
 
 std::string EscapeName(const std::string& name) {
-    return name.starts_with("_") ? "OData_" + name : name;
+    bool plain = name.empty() || (name[0] != '_' && !(name[0] >= '0' && name[0] <= '9'));
+    return plain ? name : "OData_" + name;
 }
 
 std::string TypeNameOf(int kind) {
@@ -193,9 +194,8 @@ std::map<std::string, std::string> ValuesFrom(const rapidjson::Document& body,
     for (const auto& member : body.GetObject()) {
         std::string name = member.name.GetString();
         if (name.starts_with("__") || name.starts_with("odata.") || name.starts_with("@odata")) continue;
-        auto found = std::find_if(columns.begin(), columns.end(), [&](const Column& column) {
-            return column.name == name || EscapeName(column.name) == name;
-        });
+        auto found = std::find_if(columns.begin(), columns.end(),
+                                  [&](const Column& column) { return EscapeName(column.name) == name; });
         if (found == columns.end()) {
             throw ApiError(400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
                            "The property '" + name +

@@ -82,6 +82,32 @@ private:
     Web m_web;
 };
 
+struct Group {
+    int id;
+    std::string title;
+};
+
+// The groups that every new site has.
+std::vector<Group> GroupsOf(const Web& web) {
+    return {{3, web.title + " Owners"}, {4, web.title + " Visitors"}, {5, web.title + " Members"}};
+}
+
+Entity GroupEntity(const Group& group) {
+    Entity entity;
+    entity.type = "SP.Group";
+    entity.id = "Web/SiteGroups/GetById(" + std::to_string(group.id) + ")";
+    entity.Add("Id", Value::Int32(group.id));
+    entity.Add("IsHiddenInUI", Value::boolean(false));
+    entity.Add("LoginName", Value::OfText(group.title));
+    entity.Add("Title", Value::OfText(group.title));
+    entity.Add("PrincipalType", Value::Int32(8));
+    entity.Add("AllowMembersEditMembership", Value::boolean(group.id == 5));
+    entity.Add("Description", Value::null());
+    entity.Add("OnlyAllowMembersViewMembership", Value::boolean(false));
+    entity.Add("OwnerTitle", Value::OfText(group.title.substr(0, group.title.rfind(' ')) + " Owners"));
+    return entity;
+}
+
 class WebResource : public Resource {
 public:
     explicit WebResource(Web web) : m_web(std::move(web)) {}
@@ -114,6 +140,8 @@ public:
         if (segment.Is("CurrentUser")) return MakeUser(context.user, UserId(context.user.id));
         if (segment.Is("GetUserById") || segment.Is("EnsureUser")) return user(context, segment, argument);
         if (segment.Is("SiteUsers")) return MakeUsers();
+        if (segment.Is("SiteGroups"))
+            return MakeNode(Node::Of(FeedOf(GroupsOf(m_web), GroupEntity)), "SiteGroups");
         if (segment.Is("Lists")) return MakeLibraries(m_web);
         if (segment.Is("RootFolder"))
             return MakeFolder(m_web.ServerRelativeUrl(), RootFolder(context, m_web));
@@ -319,6 +347,7 @@ Entity WebEntity(const Context& context, const Web& web) {
     Entity entity;
     auto url = context.server_url + (web.path.empty() ? "" : "/" + EncodePath(web.path));
     entity.type = "SP.Web";
+    entity.polymorphic = true;
     entity.id = "Web";
     entity.links = kWebLinks;
     entity.resolve = [context, web](std::string_view name) { return ResolveWebLink(context, web, name); };

@@ -335,6 +335,31 @@ TEST_F(Documents, SharingLinksAndPlainAddressesReachTheDocument) {
     EXPECT_TRUE(preview.body.starts_with("\x89PNG"));
 }
 
+TEST_F(Documents, WhatRealServersRefuseIsRefused) {
+    ServerProcess server({"--seed", seed.path(), "--column", R"({"name":"_Extra","type":"Text"})"});
+    Client alice(server, "alice");
+    EXPECT_EQ(alice.Change("POST", FolderUrl("") + "/Folders/Add('a')").status, 200);
+    const std::string move = FolderUrl("a") + "/moveto('/sites/team/Shared%20Documents/b'";
+    EXPECT_EQ(alice.Change("POST", move + ",%20flags=1)").status, 400);
+    EXPECT_EQ(alice.Change("POST", move + ")").status, 200);
+    const auto added = alice.Change("POST", FolderUrl("none") + "/Files/add(url='a.pdf',overwrite=true)");
+    EXPECT_EQ(added.status, 404);
+    EXPECT_EQ(ErrorNumber(added), -2147024893) << "System.IO.DirectoryNotFoundException";
+    EXPECT_EQ(ErrorNumber(alice.get(FolderUrl("none"))), -2147024894);
+
+    const std::string item = FileUrl("a.pdf") + "/ListItemAllFields";
+    EXPECT_EQ(alice.get(item + "?$select=ID,_Extra").status, 400);
+    EXPECT_EQ(alice.get(item + "?$select=ID,OData__Extra").status, 200);
+    EXPECT_EQ(alice.Change("MERGE", item, R"({"_Extra":"x"})").status, 400);
+    EXPECT_EQ(alice.Change("MERGE", item, R"({"OData__Extra":"x"})").status, 204);
+    EXPECT_EQ(alice.get(FileUrl("a.pdf") + "?$select=Unknown").status, 400);
+    EXPECT_EQ(alice.get(FolderUrl("b") + "?$select=Name,Unknown").status, 200);
+    EXPECT_EQ(alice.get("/sites/team/_api/web?$select=Title,Unknown").status, 200);
+    const auto groups = alice.get("/sites/team/_api/web/sitegroups", Client::kPlain).json();
+    ASSERT_TRUE(groups.IsObject() && groups.HasMember("value"));
+    EXPECT_EQ(groups["value"].Size(), 3u);
+}
+
 TEST_F(Documents, AFolderOfTenThousandFilesListsWhole) {
     ServerProcess server({"--seed-count", "many=10000"});
     Client alice(server, "alice");

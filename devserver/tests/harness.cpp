@@ -86,6 +86,11 @@ std::string FileUrl(const std::string& name) {
            Escape(name) + "')";
 }
 
+std::string OlderFileUrl(const std::string& name) {
+    return "/sites/team/_api/web/GetFileByServerRelativeUrl('/sites/team/Shared%20Documents/" + Escape(name) +
+           "')";
+}
+
 std::string FolderUrl(const std::string& name) {
     return "/sites/team/_api/web/GetFolderByServerRelativePath(decodedurl='/sites/team/Shared%20Documents" +
            (name.empty() ? "" : "/" + Escape(name)) + "')";

@@ -84,6 +84,8 @@ private:
 // Addresses on the default site; `name` is a path below the library, unescaped.
 std::string FileUrl(const std::string& name);
 std::string FolderUrl(const std::string& name);
+// As servers of 2013 take it.
+std::string OlderFileUrl(const std::string& name);
 // Options for a generation of server whose users sign in with tokens, and what stands behind them.
 std::vector<std::string> GenerationOptions(const std::string& name, std::vector<std::string> more = {});
 // The document's own address.

@@ -224,7 +224,7 @@ TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedInEveryProtocol) {
         more.insert(more.end(), {"--column", column});
     ServerProcess server(GenerationOptions("2013", more));
     Client alice(server, "alice");
-    std::string file = "/sites/team/_api/Web/GetFileByServerRelativePath(decodedurl='/" +
+    std::string file = "/sites/team/_api/Web/GetFileByServerRelativeUrl('/" +
                        Escape("sites/team/Shared Documents/" + name) + "')/ListItemAllFields";
     auto fields = alice
                       .get(file +
@@ -245,7 +245,7 @@ TEST_F(OlderServices, ColumnsFromTheCommandLineAreCheckedInEveryProtocol) {
     auto in = page(server) + "<comment/><CheckinType>1</CheckinType>";
     EXPECT_EQ(Call(alice, site, "Lists", "CheckOutFile", out).reply.status, 200);
     EXPECT_EQ(Call(alice, site, "Lists", "CheckInFile", in).code(), "0x82000009");
-    auto by_rest = alice.Change("POST", FileUrl(name) + "/CheckIn(comment='',checkintype=1)");
+    auto by_rest = alice.Change("POST", OlderFileUrl(name) + "/CheckIn(comment='',checkintype=1)");
     EXPECT_EQ(by_rest.status, 500);
     EXPECT_EQ(ErrorNumber(by_rest), -2146232832);
 

@@ -57,8 +57,8 @@ TEST_F(WebDavLocks, ALockBlocksOthersAndItsOwnerSendsTheToken) {
     EXPECT_EQ(bob.Ask("UNLOCK", "a.pdf", {"Lock-Token: " + token}).status, 403);
     EXPECT_EQ(bob.Ask("GET", "a.pdf").body, "first") << "reading is free";
     EXPECT_EQ(bob.Ask("COPY", "a.pdf", {"Destination: " + DocumentPath("b.pdf")}).status, 201);
-    EXPECT_EQ(bob.Change("PUT", FileUrl("a.pdf") + "/$value", "x").status, 423) << "over every protocol";
-    EXPECT_EQ(bob.Change("POST", FileUrl("a.pdf") + "/CheckOut()").status, 423);
+    EXPECT_EQ(bob.Change("PUT", OlderFileUrl("a.pdf") + "/$value", "x").status, 423) << "over every protocol";
+    EXPECT_EQ(bob.Change("POST", OlderFileUrl("a.pdf") + "/CheckOut()").status, 423);
     EXPECT_EQ(alice.Ask("PUT", "a.pdf", {shown}, "second").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "somebody");
     EXPECT_EQ(owner(state(bob, "b.pdf")), "") << "a copy isn't locked";
@@ -119,7 +119,7 @@ TEST_F(WebDavLocks, LockingAMissingFileMakesAnEmptyDocument) {
 TEST_F(WebDavLocks, ACheckOutShowsAsALockOfItsHolder) {
     ServerProcess server(options());
     Client alice(server, "alice"), bob(server, "bob");
-    EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckOut()").status, 200);
+    EXPECT_EQ(alice.Change("POST", OlderFileUrl("a.pdf") + "/CheckOut()").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "i:0#.f|membership|alice@contoso.example");
     auto refused = bob.Ask("PUT", "a.pdf", {}, "x");
     EXPECT_EQ(refused.status, 423);
@@ -128,7 +128,7 @@ TEST_F(WebDavLocks, ACheckOutShowsAsALockOfItsHolder) {
     std::string token = state(alice, "a.pdf").select_node("//D:locktoken/D:href").node().child_value();
     EXPECT_EQ(alice.Ask("UNLOCK", "a.pdf", {"Lock-Token: <" + token + ">"}).status, 403);
     EXPECT_EQ(alice.Ask("PUT", "a.pdf", {}, "mine").status, 200) << "the holder needs no token";
-    EXPECT_EQ(alice.Change("POST", FileUrl("a.pdf") + "/CheckIn(comment='',checkintype=1)").status, 200);
+    EXPECT_EQ(alice.Change("POST", OlderFileUrl("a.pdf") + "/CheckIn(comment='',checkintype=1)").status, 200);
     EXPECT_EQ(owner(state(bob, "a.pdf")), "");
     EXPECT_EQ(bob.Ask("PUT", "a.pdf", {}, "x").status, 200);
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/text/encoding.h"
+#include "http/busy.h"
 #include "http/handle.h"
 #include "http/log_text.h"
 #include "http/session_impl.h"
@@ -119,7 +120,9 @@ Response Session::SendRequest(const char16_t* verb, const std::u16string& object
     const Handle handle = response.m_impl->handle;
     AddCookiesToRequest(handle, m_impl->cookies);
     Exchange exchange(*m_impl, handle, headers, body, static_cast<uint32_t>(body_size));
-    const uint32_t status = response.m_impl->status = exchange.Run();
+    uint32_t status = exchange.Run();
+    if (WaitWhileBusy(handle, status, verb)) status = exchange.Run();
+    response.m_impl->status = status;
     if (check_status && (status < 200 || status > 399) && Log::IsOn(Log::error)) {
         std::u16string text = u"Unexpected HTTP code:\n\n>>> " + std::u16string(verb) + u" ";
         text += MaskForLog(m_impl->scheme + m_impl->host + u"/" + object) + u"\n";

@@ -163,6 +163,43 @@ TEST(Response, FailsForABodyThatEndsEarly) {
     EXPECT_THROW(response.ReadBody(body), ApiException);
 }
 
+struct BusyRow {
+    const char* verb;
+    const char* retry_after;
+    size_t requests;
+    const char* message;
+};
+
+TEST(SendRequest, WaitsOnceForABusyServer) {
+    const BusyRow rows[] = {
+        {"GET", "1", 2, "HTTP 503: Busy; try again in 1 s"},
+        {"PROPFIND", "0", 2, "HTTP 503: Busy; try again in 0 s"},
+        {"POST", "1", 1, "HTTP 503: Busy; try again in 1 s"},
+        {"GET", "3600", 1, "HTTP 503: Busy; try again in 3600 s"},
+        {"GET", "Wed, 21 Oct 2026 07:28:00 GMT", 1, "HTTP 503: Busy"},
+    };
+    for (const BusyRow& row : rows) {
+        LoopbackTestServer server([&](const Request&) {
+            return Answer("503 Busy", "", std::string("Retry-After: ") + row.retry_after + "\r\n");
+        });
+        const auto session = Connect(server);
+        try {
+            Send(*session, Widen(row.verb).c_str(), u"x", nullptr, 0, true);
+            ADD_FAILURE() << row.retry_after;
+        } catch (const Http::HttpException& failure) {
+            EXPECT_EQ(ToUtf8(failure.message), row.message);
+        }
+        EXPECT_EQ(server.Requests().size(), row.requests) << row.verb << " " << row.retry_after;
+    }
+    int asked = 0;
+    LoopbackTestServer server([&](const Request&) {
+        return ++asked == 1 ? Answer("429 Slow", "", "Retry-After: 1\r\n") : Answer("200 OK", "here");
+    });
+    std::string body;
+    Send(*Connect(server), u"GET", u"x", nullptr, 0, true).ReadBody(body);
+    EXPECT_EQ(body, "here");
+}
+
 TEST(Response, WithoutARequestHasNoStatusAndNoBody) {
     const Http::Response response;
     EXPECT_EQ(response.GetStatus(), 0u);

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "base/text/encoding.h"
+#include "http/busy.h"
 #include "platform/wininet.h"
 
 namespace Http {
@@ -78,7 +79,11 @@ std::u16string GetHttpStatusText(Handle handle) {
         bool has_text = false;
         return u"HTTP (failed to get status information): " + GetApiErrorText(GetLastError(), has_text);
     }
-    return u"HTTP " + Widen(std::to_string(QueryStatus(handle))) + u": " + text.data();
+    const uint32_t status = QueryStatus(handle);
+    std::u16string sentence = u"HTTP " + Widen(std::to_string(status)) + u": " + text.data();
+    if (const auto wait = GetRetryAfter(handle, status))
+        sentence += u"; try again in " + Widen(std::to_string(wait->count())) + u" s";
+    return sentence;
 }
 
 std::u16string GetRequestUri(Handle request_handle) {

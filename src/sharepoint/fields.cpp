@@ -97,11 +97,13 @@ HRESULT Field::GetDateTimeData(ComPtr<IFieldDateTimeData>& out_data) {
     return S_OK;
 }
 
-std::string SerializeFields(const std::vector<std::shared_ptr<Field>>& fields) {
+std::string SerializeFields(const std::vector<std::shared_ptr<Field>>& fields, bool by_entity_name) {
     std::u16string text = u"{";
     for (const std::shared_ptr<Field>& field : fields) {
         const std::u16string value = ValueText(*field);
-        if (!value.empty()) text += Quoted(field->m_name) + u":" + value + u",";
+        const bool is_renamed = by_entity_name && !field->m_entity_name.empty();
+        if (!value.empty())
+            text += Quoted(is_renamed ? field->m_entity_name : field->m_name) + u":" + value + u",";
     }
     text.back() = u'}';
     return ToUtf8(text);

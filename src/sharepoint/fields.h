@@ -11,6 +11,7 @@
 #include "http/session.h"
 #include "platform/com.h"
 #include "platform/com_ptr.h"
+#include "sharepoint/address_forms.h"
 #include "sharepoint/object.h"
 
 // A date column's value, as an object that a VARIANT can hold.
@@ -41,7 +42,9 @@ public:
     // another kind.
     HRESULT GetDateTimeData(ComPtr<IFieldDateTimeData>& out_data);
 
-    std::u16string m_name;   // internal name, the key of the value in every request
+    std::u16string m_name;  // internal name, the key of the value in every request
+    // The name that the server wants instead; empty as long as it takes the internal one.
+    std::u16string m_entity_name;
     std::u16string m_title;  // the label shown
     Variant m_value;         // empty when the document has none
     std::u16string m_default_value;
@@ -66,6 +69,7 @@ struct FieldsSource {
     std::u16string path;  // of the document, relative to the server root
     const char16_t* const* accept;
     bool is_verbose;  // the answer is the member "d"
+    AddressForms& forms;
 };
 
 // The columns that a document has in memory, and the list item that they belong to on the server.
@@ -76,16 +80,18 @@ public:
     // answer of another shape.
     FieldsData Load(const char* trace_function, const FieldsSource& source);
 
+    // Gives the digest, a new one in place of the one that was refused; empty when there is none.
+    using DigestSource = std::function<std::u16string(const std::u16string& refused)>;
     // Writes the kept values, if there are any; false without a digest, which is asked for only then.
     // HttpException when the server refuses.
-    bool Save(const char* trace_function, const FieldsSource& source,
-              const std::function<std::u16string()>& get_digest) const;
+    bool Save(const char* trace_function, const FieldsSource& source, const DigestSource& get_digest) const;
 
     FieldsData m_fields_data;
     std::u16string m_list_item_id;  // decimal; empty until the columns were loaded
 };
 
-// The JSON text of a change of these columns, in UTF-8. Values stand in it as they are, without escaping.
-std::string SerializeFields(const std::vector<std::shared_ptr<Field>>& fields);
+// The JSON text of a change of these columns, in UTF-8, under their internal names or those that the server
+// wants instead. Values stand in it as they are, without escaping.
+std::string SerializeFields(const std::vector<std::shared_ptr<Field>>& fields, bool by_entity_name = false);
 
 }  // namespace SharePoint

@@ -32,7 +32,7 @@ struct Site {
         return fields.Load("test", Source());
     }
     SharePoint::FieldsSource Source() {
-        return {*session, u"sites/a%20b", u"sites/a b/it's.pdf", kAccept, is_verbose};
+        return {*session, u"sites/a%20b", u"sites/a b/it's.pdf", kAccept, is_verbose, forms};
     }
 
     bool is_verbose = false;
@@ -40,7 +40,10 @@ struct Site {
     std::vector<std::string> answers;
     size_t served = 0;
     SharePoint::DocumentFields fields;
-    LoopbackTestServer server{[this](const LoopbackTestServer::Request&) {
+    SharePoint::AddressForms forms;
+    LoopbackTestServer::Handler reply;  // instead of all that
+    LoopbackTestServer server{[this](const LoopbackTestServer::Request& request) {
+        if (reply) return reply(request);
         return Answer(status, served < answers.size() ? answers[served++] : "");
     }};
     std::shared_ptr<Http::Session> session =
@@ -124,11 +127,11 @@ TEST(Fields, EachKindIsLoadedInBothFormsOfTheAnswer) {
 TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
     Site site;
     int digests = 0;
-    const auto digest = [&] {
+    const auto digest = [&](const std::u16string&) {
         ++digests;
         return std::u16string(u"0xAB,now");
     };
-    const auto save = [&](const std::function<std::u16string()>& get_digest,
+    const auto save = [&](const SharePoint::DocumentFields::DigestSource& get_digest,
                           const std::vector<std::shared_ptr<Field>>& fields) {
         const SharePoint::DocumentFields kept{{fields, false}, u"17"};
         return kept.Save("test", site.Source(), get_digest);
@@ -137,7 +140,7 @@ TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
         std::make_shared<Field>(MakeField(2, Variant(std::u16string_view(u"x"))))};
     EXPECT_TRUE(save(digest, {}));
     EXPECT_EQ(digests, 0) << "without changes, no digest is asked for";
-    EXPECT_FALSE(save([] { return std::u16string(); }, one));
+    EXPECT_FALSE(save([](const std::u16string&) { return std::u16string(); }, one));
     EXPECT_TRUE(site.server.Lines().empty());
     EXPECT_TRUE(save(digest, one));
     const auto requests = site.server.Requests();
@@ -150,6 +153,91 @@ TEST(Fields, AreSavedInOneChangeOfTheListItemUnderADigest) {
     EXPECT_EQ(requests[0].body, SharePoint::SerializeFields(one));
     site.status = "403 Forbidden";
     EXPECT_THROW(save(digest, one), Http::HttpException);
+}
+
+// A server that takes columns under its own names alone, and at most two in an address.
+struct StrictSite : Site {
+    StrictSite() {
+        reply = [this](const LoopbackTestServer::Request& request) {
+            const std::string& target = request.target;
+            const bool is_plain = (target + request.body).find("OData_") == std::string::npos;
+            if (target.find("EntityPropertyName") != std::string::npos) return Answer("200 OK", names);
+            if (target.find("/Fields?") != std::string::npos) return Answer("200 OK", definitions);
+            if (is_plain || target.size() > longest) return Answer("400 Bad Request", "{}");
+            return Answer("200 OK", target.find("OData__A") != std::string::npos
+                                        ? R"({"ID":3,"OData__A":"a","OData__x0031_":"1"})"
+                                        : R"({"ID":3,"C":"c"})");
+        };
+        // Three columns whose names are longer than one address together.
+        definitions = R"({"value":)" +
+                      Array({Definition("_A", 2, true), Definition("_x0031_", 2), Definition("C", 2)}) + "}";
+        names = R"({"value":[{"StaticName":"_A","EntityPropertyName":"OData__A"},)"
+                R"({"StaticName":"_x0031_","EntityPropertyName":"OData__x0031_"},)"
+                R"({"StaticName":"C","EntityPropertyName":"C"}]})";
+    }
+    std::string definitions, names;
+    size_t longest = 4000;
+};
+
+TEST(Fields, AreAskedForAndSavedUnderTheServersNamesAfterARefusal) {
+    StrictSite site;
+    FieldsData data = site.fields.Load("test", site.Source());
+    auto lines = site.server.Lines();
+    ASSERT_EQ(lines.size(), 4u) << "definitions, a refusal, the names, the values";
+    EXPECT_EQ(lines[1], kDocument + "/ListItemAllFields?$select=ID,_A,_x0031_,C");
+    EXPECT_EQ(lines[3], kDocument + "/ListItemAllFields?$select=ID,OData__A,OData__x0031_,C");
+    EXPECT_EQ(site.fields.m_list_item_id, u"3");
+    EXPECT_FALSE(data.has_unsupported_required);
+    ASSERT_EQ(data.fields.size(), 2u) << "the answer has no C";
+    EXPECT_EQ(std::u16string(data.fields[1]->m_value.get().bstrVal), u"1");
+
+    site.server.Forget();
+    site.fields.m_fields_data = data;
+    EXPECT_TRUE(site.fields.Save("test", site.Source(), [](const auto&) { return std::u16string(u"d"); }));
+    const auto requests = site.server.Requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[0].body, R"({"_A":"a","_x0031_":"1"})");
+    EXPECT_EQ(requests[1].body, R"({"OData__A":"a","OData__x0031_":"1"})");
+}
+
+TEST(Fields, TooManyForOneAddressAreAskedForInSeveral) {
+    Site site;
+    std::string elements, long_name(90, 'n');
+    for (int i = 0; i < 40; ++i) elements += (i ? "," : "") + Definition(long_name + std::to_string(i), 2);
+    site.reply = [&](const LoopbackTestServer::Request& request) {
+        const std::string& target = request.target;
+        if (target.find("/Fields?") != std::string::npos)
+            return Answer("200 OK", R"({"value":[)" + elements + "]}");
+        if (target.size() > 2048) return Answer("404 Not Found", "<html>too long</html>");
+        std::string item = R"({"ID":3)";
+        for (int i = 0; i < 40; ++i) {
+            const std::string name = long_name + std::to_string(i);
+            if ((target + ",").find("," + name + ",") != std::string::npos) item += ",\"" + name + "\":\"v\"";
+        }
+        return Answer("200 OK", item + "}");
+    };
+    const FieldsData data = site.fields.Load("test", site.Source());
+    EXPECT_EQ(data.fields.size(), 40u);
+    EXPECT_EQ(site.server.Lines().size(), 6u) << "definitions, a refusal, the names, three parts";
+}
+
+TEST(Fields, AreSavedOnceMoreWithANewDigestWhereTheOldOneIsRefused) {
+    Site site;
+    site.reply = [](const LoopbackTestServer::Request& request) {
+        if (request.Header("x-requestdigest") == "new") return Answer("204 No Content");
+        return Answer("403 Forbidden", R"({"odata.error":{"code":"-2130575251, SPException"}})");
+    };
+    const SharePoint::DocumentFields kept{
+        {{std::make_shared<Field>(MakeField(2, Variant(std::u16string_view(u"x"))))}, false}, u"17"};
+    const auto save = [&](const std::u16string& second) {
+        site.server.Forget();
+        return kept.Save("test", site.Source(), [&](const std::u16string& refused) {
+            return refused.empty() ? std::u16string(u"old") : second;
+        });
+    };
+    EXPECT_TRUE(save(u"new"));
+    EXPECT_EQ(site.server.Lines().size(), 3u) << "the refused one is sent twice by the sign-in";
+    EXPECT_THROW(save(u"other"), Http::HttpException);
 }
 
 struct LoadRow {

@@ -146,6 +146,9 @@ public:
     virtual Http::Response Read() = 0;
     // An open upload of `size` bytes; the caller writes them and ends the request.
     virtual Http::Request Write(uint64_t size) = 0;
+    // After an upload that the server forbade: forgets the digest if it was an old one. True when the same
+    // upload is worth another try.
+    virtual bool ForgetOldDigest() { return false; }
     virtual FieldsData LoadFields() = 0;
     virtual const FieldsData& GetFields() const = 0;
     virtual void SetFields(FieldsData data) = 0;

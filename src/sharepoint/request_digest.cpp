@@ -45,13 +45,26 @@ bool RequestDigest::Read(const char* trace_function, const Json::Value* informat
     return true;
 }
 
+void DigestKeeper::Drop(const std::u16string& digest) {
+    const std::lock_guard guard(m_guard);
+    if (m_digest.text == digest) m_digest.text.clear();
+}
+
+bool DigestKeeper::DropReused() {
+    const std::lock_guard guard(m_guard);
+    if (!m_was_reused) return false;
+    m_digest.text.clear();
+    return true;
+}
+
 std::u16string DigestKeeper::Get(const char* trace_function, Http::Session& http,
                                  const std::u16string& web_path, const char16_t* const* accept,
                                  bool is_verbose) {
     const int64_t now = RequestDigest::Now();
     {
         const std::lock_guard guard(m_guard);
-        if (m_digest.IsReusable(now)) {
+        m_was_reused = m_digest.IsReusable(now);
+        if (m_was_reused) {
             TRACE_EXIT(u"non-empty digest");
             return m_digest.text;
         }

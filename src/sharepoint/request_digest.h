@@ -39,9 +39,15 @@ public:
     std::u16string Get(const char* trace_function, Http::Session& http, const std::u16string& web_path,
                        const char16_t* const* accept, bool is_verbose);
 
+    // Forgets a digest that the server refused.
+    void Drop(const std::u16string& digest);
+    // Forgets the digest if the last one given was a kept one; false for one that was new.
+    bool DropReused();
+
 private:
     std::mutex m_guard;
     RequestDigest m_digest;
+    bool m_was_reused = false;
 };
 
 }  // namespace SharePoint

@@ -1,6 +1,8 @@
 // One open document's operations on its bytes, and the objects of listings.
 #include <algorithm>
+#include <chrono>
 #include <functional>
+#include <thread>
 
 #include "host/base/text.h"
 #include "tests/interfaces/decisions.h"
@@ -200,6 +202,46 @@ TEST_F(FileTest, AnUploadIsRepeatedThreeTimes) {
         EXPECT_EQ(file->Flush(nullptr, nullptr), S_OK);
         EXPECT_EQ(Server().Look(document).bytes, "second");
     }
+}
+
+TEST_F(FileTest, ACancelEndsTheWaitForABusyServer) {
+    const auto file = Open(MakeDocument(), kRead);
+    Server().SetFaults(R"([{"match": {"path": "$value", "times": 9},)"
+                       R"( "fault": {"kind": "status", "status": 503, "retry_after": 20}}])");
+    const auto flag = host::Make<host::CancelFlag>();
+    std::thread person([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        flag->Cancel();
+    });
+    char byte = 0;
+    LONGLONG read = 0;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(FAILED(file->Read(&byte, 1, &read, m_editor.details(), flag.get())));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    person.join();
+    Server().ClearFaults();
+}
+
+// A digest is used again when it is five seconds past its time, which the server refuses.
+TEST_F(FileTest, AnUploadWithAnOldDigestIsSentOnceMore) {
+    DevServer server({"--digest-lifetime", "1"});
+    Editor editor(server, "alice");
+    server.Upload("alice", "old.txt", "first");
+    const auto file = editor.Open("old.txt", kWrite).file;
+    ASSERT_TRUE(file);
+    const auto save = [&](const std::string& bytes) {
+        EXPECT_EQ(file->SetPos(0, 0, nullptr), S_OK);
+        EXPECT_EQ(Write(file.get(), bytes), S_OK);
+        server.ClearRequests();
+        EXPECT_EQ(Hex(file->Flush(editor.details(), nullptr)), Hex(S_OK)) << editor.TakeMessage();
+        const auto requests = server.Requests();
+        return std::count_if(requests.begin(), requests.end(),
+                             [](const std::string& r) { return r.starts_with("PUT"); });
+    };
+    EXPECT_EQ(save("SECOND"), 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(6500));
+    EXPECT_EQ(save("THIRDS"), 2);
+    EXPECT_EQ(server.Document("old.txt"), "THIRDS");
 }
 
 TEST_F(FileTest, PropertiesOfAnOpenDocument) {

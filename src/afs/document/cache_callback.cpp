@@ -1,11 +1,13 @@
 #include "afs/document/cache_callback.h"
 
 #include "afs/document/download_check.h"
+#include "base/cancel_scope.h"
 #include "base/failure.h"
 
 namespace {
 
-constexpr DWORD kForceRetry = 0x2F00;           // the internet layer wants the same request again
+constexpr DWORD kForceRetry = 0x2F00;  // the internet layer wants the same request again
+constexpr uint16_t kForbidden = 403;
 constexpr LONGLONG kSmallUpload = 1024 * 1024;  // bytes that may be read back after an upload
 
 constexpr char16_t kNotTaken[] =
@@ -61,6 +63,7 @@ HRESULT CacheCallback::Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* o
                             TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::Read");
     try {
+        const CancelScope cancel_scope(cancel_flag);
         if (IsCanceled(cancel_flag)) {
             LOG_LINE(Log::verbose, u"Canceled");
             EndDownload();
@@ -100,6 +103,7 @@ HRESULT CacheCallback::GetSize(LONGLONG* out_size, TMK::ITMK_ErrorDetails* out_e
                                TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::GetSize");
     try {
+        const CancelScope cancel_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(out_size != nullptr, E_POINTER);
         *out_size = static_cast<LONGLONG>(BindFile()->GetInformation().m_size);
@@ -112,6 +116,7 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
                                   TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::BeginWrite");
     try {
+        const CancelScope cancel_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         const auto object = BindFile();
         m_before_upload = object->GetInformation();
@@ -238,6 +243,7 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
                                 TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::EndWrite");
     try {
+        const CancelScope cancel_scope(cancel_flag);
         // docs/compatibility.md: A cancel after the last byte is ignored
         if (m_pos < m_size && IsCanceled(cancel_flag)) {
             LOG_LINE(Log::verbose, u"Canceled");
@@ -260,6 +266,14 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
                     --m_retries_left;
                     TRACE_RETURN(E_SP_RETRY);
                 }
+            }
+            EndUpload();
+            throw;
+        } catch (const Http::HttpException& failure) {
+            if (failure.status == kForbidden && m_name->GetObject()->AsFile()->ForgetOldDigest()) {
+                LOG_LINE(Log::warning, u"The upload was refused with an old digest, sending it once more");
+                m_write_context.reset();
+                TRACE_RETURN(E_SP_RETRY);
             }
             EndUpload();
             throw;

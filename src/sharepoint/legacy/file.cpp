@@ -116,8 +116,8 @@ File::CheckInResult File::CheckIn(const std::u16string& comment, uint32_t type) 
 }
 
 SharePoint::FieldsSource File::GetFieldsSource() const {
-    return {m_web->GetHttp(), m_web->EncodedPath(), m_information.m_path, kAcceptNoMetadata,
-            /*is_verbose=*/false};
+    return {m_web->GetHttp(),     m_web->EncodedPath(), m_information.m_path, kAcceptNoMetadata,
+            /*is_verbose=*/false, m_web->GetForms()};
 }
 
 SharePoint::FieldsData File::LoadFields() {
@@ -127,7 +127,10 @@ SharePoint::FieldsData File::LoadFields() {
 
 bool File::SaveFields() {
     TRACE_ENTRY("SharePoint2013::File::SaveFields");
-    return m_fields.Save(trace_function, GetFieldsSource(), [this] { return m_web->GetDigest2013(); });
+    return m_fields.Save(trace_function, GetFieldsSource(), [this](const std::u16string& refused) {
+        if (!refused.empty()) m_web->DropDigest(refused);
+        return m_web->GetDigest2013();
+    });
 }
 
 void File::GetThumbnail(std::string& out_bytes) {

@@ -76,6 +76,11 @@ bool Web::GetWebPath(Http::Session& http, const std::u16string& object_path, std
         return false;
     }
     const CompareUrlsResult result = CompareUrls(server_url, web_url, &out_web_path, false);
+    // Some servers escape the address, as the page's was.
+    if (!SharePoint::IsSameOrParent(CompareRelativeUrls(out_web_path, object_path))) {
+        const std::u16string plain = FromUtf8(UrlDecode(ToUtf8(out_web_path)));
+        if (SharePoint::IsSameOrParent(CompareRelativeUrls(plain, object_path))) out_web_path = plain;
+    }
     if (!SharePoint::IsSameOrParent(result)) {
         LOG_LINE(
             Log::error,

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "http/session.h"
+#include "sharepoint/address_forms.h"
 #include "sharepoint/object.h"
 #include "sharepoint/places.h"
 #include "sharepoint/request_digest.h"
@@ -69,7 +70,10 @@ public:
     // The server's form digest, for the library's columns alone; empty on failure. HttpException.
     std::u16string GetDigest2013();
 
+    // Forgets a digest that the server refused.
+    void DropDigest(const std::u16string& digest) { m_digest.Drop(digest); }
     Http::Session& GetHttp() const { return *m_http; }
+    SharePoint::AddressForms& GetForms() { return m_forms; }
     // Percent-encoded path of the web.
     std::u16string EncodedPath() const;
 
@@ -86,6 +90,7 @@ private:
 
     std::shared_ptr<Http::Session> m_http;
     SharePoint::DigestKeeper m_digest;
+    SharePoint::AddressForms m_forms;
 };
 
 }  // namespace SharePoint2013

@@ -63,6 +63,16 @@ TEST(OlderWebCreate, NeedsTheAddressOfAWebOnTheServer) {
     EXPECT_THROW(site.CreateWeb(url), Exception);
 }
 
+TEST(OlderWebCreate, DecodesAnEscapedAddress) {
+    OlderSite site;
+    for (const std::string web : {"/sites/a%20b%C3%A4", "/sites/a b\xC3\xA4"}) {
+        site.web_url = site.Host() + web;
+        std::u16string path;
+        EXPECT_TRUE(SharePoint2013::Web::GetWebPath(*site.session, u"sites/a b\u00E4/L/c.pdf", path)) << web;
+        EXPECT_EQ(path, u"sites/a b\u00E4") << web;
+    }
+}
+
 struct VersionRow {
     const char* name;
     const char* headers;

@@ -41,8 +41,8 @@ std::u16string File::Address(const std::u16string& suffix) const {
 }
 
 SharePoint::FieldsSource File::GetFieldsSource() const {
-    return {m_web->GetHttp(), m_web->EncodedPath(), m_information.m_path, kAcceptVerbose,
-            /*is_verbose=*/true};
+    return {m_web->GetHttp(),    m_web->EncodedPath(), m_information.m_path, kAcceptVerbose,
+            /*is_verbose=*/true, m_web->GetForms()};
 }
 
 File::CheckOutState File::GetCheckOutState(std::u16string*) {
@@ -55,8 +55,8 @@ File::CheckOutState File::GetCheckOutState(std::u16string*) {
 Http::Response File::Read() {
     TRACE_ENTRY("SharePointRestAPI::File::Read");
     LOG_LINE(Log::verbose, u"File::Read '%s'", MaskForLog(m_information.m_path));
-    Http::Response response =
-        m_web->GetHttp().SendRequest(u"GET", Address(u"/$value"), kAcceptAny, nullptr, nullptr, 0, false);
+    Http::Response response = m_web->GetHttp().SendRequest(
+        u"GET", m_web->GetForms().Preferred(Address(u"/$value")), kAcceptAny, nullptr, nullptr, 0, false);
     TRACE_EXIT(response.GetStatus());
     return response;
 }
@@ -151,15 +151,18 @@ Http::Request File::Write(uint64_t size) {
     LOG_LINE(Log::verbose, u"File::Write '%s'", MaskForLog(m_information.m_path));
     const std::u16string headers =
         u"Content-type:application/octet-stream\n" + DigestHeader(RequireDigest(trace_function));
-    Http::Request request =
-        m_web->GetHttp().CreateRequest(Address(u"/$value"), kAcceptAny, size, headers.c_str());
+    Http::Request request = m_web->GetHttp().CreateRequest(m_web->GetForms().Preferred(Address(u"/$value")),
+                                                           kAcceptAny, size, headers.c_str());
     TRACE_EXIT(u"");
     return request;
 }
 
 bool File::SaveFields() {
     TRACE_ENTRY("SharePointRestAPI::File::SaveFields");
-    return m_fields.Save(trace_function, GetFieldsSource(), [this] { return m_web->GetDigest(); });
+    return m_fields.Save(trace_function, GetFieldsSource(), [this](const std::u16string& refused) {
+        if (!refused.empty()) m_web->DropDigest(refused);
+        return m_web->GetDigest();
+    });
 }
 
 }  // namespace SharePointRestAPI

@@ -30,6 +30,7 @@ public:
     CheckInResult CheckIn(const std::u16string& comment, uint32_t type) override;
     bool SaveFields() override;
     Http::Request Write(uint64_t size) override;
+    bool ForgetOldDigest() override { return m_web->ForgetOldDigest(); }
 
 private:
     // The address of the file's resource, followed by `suffix`.

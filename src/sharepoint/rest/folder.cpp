@@ -5,15 +5,22 @@
 
 namespace SharePointRestAPI {
 
+namespace {
+constexpr uint32_t kBadRequest = 400;
+}  // namespace
+
 void Folder::Rename(const std::u16string& new_path) {
     TRACE_ENTRY("SharePointRestAPI::Folder::Rename");
     LOG_LINE(Log::verbose, u"Folder::Rename '%s'", MaskForLog(m_information.m_path));
     const std::u16string digest = RequireDigest(trace_function);
-    const Http::Response response =
-        SendChange(u"POST",
-                   FolderAddress(m_web->EncodedPath(), m_information.m_path) + u"')/moveto('/" +
-                       UrlEncodeQuoted(new_path) + u"', flags=1)",
-                   digest);
+    const std::u16string move = FolderAddress(m_web->EncodedPath(), m_information.m_path) + u"')/moveto('/" +
+                                UrlEncodeQuoted(new_path);
+    Http::Response response = SendChange(u"POST", move + u"', flags=1)", digest);
+    // docs/compatibility.md: A folder is moved without flags where they are refused
+    if (response.GetStatus() == kBadRequest) {
+        LOG_LINE(Log::warning, u"The server refused the flags of a folder's move, sent again without them");
+        response = SendChange(u"POST", move + u"')", digest);
+    }
     LOG_LINE(Log::verbose, u"Folder::Rename result: %i", response.GetStatus());
     TRACE_EXIT(u"");
 }

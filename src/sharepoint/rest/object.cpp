@@ -21,13 +21,9 @@ const SharePoint::Information& Object::UpdateInformation() {
     return m_information;
 }
 
-Http::Response Object::SendChange(const char16_t* verb, const std::u16string& address,
-                                  const std::u16string& digest, const char16_t* headers,
-                                  const std::string* body) {
-    const std::u16string lines = headers + DigestHeader(digest);
-    return m_web->GetHttp().SendRequest(verb, address, kAcceptVerbose, lines.c_str(),
-                                        body ? body->data() : nullptr,
-                                        body ? static_cast<ptrdiff_t>(body->size()) : 0, false);
+Http::Response Object::SendChange(const char16_t* verb, const std::u16string& address, std::u16string digest,
+                                  const char16_t* headers, const std::string* body) {
+    return m_web->SendChange(verb, address, digest, {headers, body});
 }
 
 std::u16string Object::RequireDigest(const char* trace_function) {

@@ -21,9 +21,8 @@ public:
 
 protected:
     // Sends a request that changes the site, with the digest on its header lines.
-    Http::Response SendChange(const char16_t* verb, const std::u16string& address,
-                              const std::u16string& digest, const char16_t* headers = u"",
-                              const std::string* body = nullptr);
+    Http::Response SendChange(const char16_t* verb, const std::u16string& address, std::u16string digest,
+                              const char16_t* headers = u"", const std::string* body = nullptr);
     // The digest; Exception when there is none.
     std::u16string RequireDigest(const char* trace_function);
 

@@ -19,8 +19,8 @@ using SharePoint2010::Utility::ReadJson;
 // docs/compatibility.md: The right to view counts as the right to edit
 constexpr uint64_t kEditRights = 3;  // viewing and adding items
 
-Http::Response Get(Http::Session& http, const std::u16string& address, bool check_status = false) {
-    return http.SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, check_status);
+Http::Response Get(Http::Session& http, const std::u16string& address) {
+    return http.SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, /*check_status=*/false);
 }
 
 // The server's own sentence, or else its status.
@@ -77,11 +77,32 @@ const SharePoint::Information& Web::UpdateInformation() {
     return m_information;
 }
 
+Http::Response Web::AskForItem(const std::u16string& address, Json::Document& out_answer) {
+    return SharePoint::AskForJson(*m_http, m_forms, address, kAcceptVerbose, nullptr, /*check_status=*/false,
+                                  out_answer);
+}
+
+Http::Response Web::SendChange(const char16_t* verb, const std::u16string& address, std::u16string& digest,
+                               const SharePoint::ChangeBody& body) {
+    const auto send = [&](const std::u16string& asked) {
+        const std::u16string lines = body.headers + DigestHeader(digest);
+        return m_http->SendRequest(verb, asked, kAcceptVerbose, lines.c_str(),
+                                   body.bytes ? body.bytes->data() : nullptr,
+                                   body.bytes ? static_cast<ptrdiff_t>(body.bytes->size()) : 0, false);
+    };
+    const auto renew = [&] {
+        m_digest.Drop(digest);
+        digest = GetDigest();
+        return !digest.empty();
+    };
+    return SharePoint::SendChange(m_forms, address, send, renew);
+}
+
 bool Web::ReadItem(const std::u16string& address, SharePoint::Information* out_information,
                    bool* out_is_folder) {
     TRACE_NAME("SharePointRestAPI::Web::UpdateInformation");
     Json::Document document;
-    if (!ReadJson(document, Get(*m_http, address))) return false;
+    AskForItem(address, document);
     const Json::Value* item = Json::ObjectMember(&document.Root(), u"d");
     SharePoint::Information information;
     bool is_folder = false;
@@ -116,9 +137,9 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
     std::vector<std::shared_ptr<SharePoint::Object>> objects;
     Json::Document document;
     const Http::Response response =
-        Get(*m_http, FolderAddress(EncodedPath(), path) +
-                         u"')?$expand=Folders, Folders/Properties, Files, Files/Properties");
-    ReadJson(document, response);
+        AskForItem(FolderAddress(EncodedPath(), path) +
+                       u"')?$expand=Folders, Folders/Properties, Files, Files/Properties",
+                   document);
     const Json::Value* folder = Json::ObjectMember(&document.Root(), u"d");
     if (out_unread) *out_unread = folder ? std::u16string() : DescribeRefusal(response, document.Root());
     const auto append = [&](const char16_t* group, bool of_folders) {
@@ -185,8 +206,7 @@ std::optional<std::u16string> Web::AskForCheckOutUser(const std::u16string& enco
     const std::u16string address = EncodedPath() + u"/_api/web/GetFileByServerRelativePath(decodedurl='/" +
                                    encoded_path + u"')/CheckedOutByUser";
     Json::Document document;
-    SharePoint2010::Utility::ReadJson(
-        document, m_http->SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, false));
+    AskForItem(address, document);
     const Json::Value* answer = Json::ObjectMember(&document.Root(), u"d");
     if (!answer) return std::nullopt;
     return std::u16string(Json::Text(Json::Member(answer, u"LoginName")));
@@ -206,11 +226,9 @@ bool Web::CanEdit(const std::u16string& path) {
     TRACE_ENTRY("SharePointRestAPI::Web::CanEdit");
     LOG_LINE(Log::verbose, u"Web::UpdateInformation '%s'", MaskForLog(path));
     Json::Document document;
-    if (!ReadJson(document, Get(*m_http, FileAddress(EncodedPath(), path) +
-                                             u"')?$select=ListItemAllFields&$expand=ListItemAllFields/"
-                                             u"EffectiveBasePermissions"))) {
-        return false;
-    }
+    AskForItem(FileAddress(EncodedPath(), path) +
+                   u"')?$select=ListItemAllFields&$expand=ListItemAllFields/EffectiveBasePermissions",
+               document);
     bool can_edit = false;
     if (const Json::Value* item = Json::ObjectMember(&document.Root(), u"d")) {
         const Json::Value* rights =

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "http/session.h"
+#include "sharepoint/address_forms.h"
+#include "sharepoint/change.h"
 #include "sharepoint/json.h"
 #include "sharepoint/object.h"
 #include "sharepoint/places.h"
@@ -61,7 +63,16 @@ public:
     // The server's form digest for changes, empty on failure. HttpException.
     std::u16string GetDigest();
 
+    // Sends a request that changes the site, in a form that the server takes. A digest that the server
+    // refuses is replaced, also in `digest`. Any status; the body may have been read when it is a refusal.
+    Http::Response SendChange(const char16_t* verb, const std::u16string& address, std::u16string& digest,
+                              const SharePoint::ChangeBody& body = {});
+
+    bool ForgetOldDigest() { return m_digest.DropReused(); }
+    // Forgets a digest that the server refused.
+    void DropDigest(const std::u16string& digest) { m_digest.Drop(digest); }
     Http::Session& GetHttp() const { return *m_http; }
+    SharePoint::AddressForms& GetForms() { return m_forms; }
     // Percent-encoded path of the web, the start of the URLs of its requests.
     std::u16string EncodedPath() const;
 
@@ -74,6 +85,7 @@ public:
     std::shared_ptr<SharePoint::Object> MakeObject(SharePoint::Information information, bool is_folder);
 
 private:
+    Http::Response AskForItem(const std::u16string& address, Json::Document& out_answer);
     // The item at one address; false when there is none.
     bool ReadItem(const std::u16string& address, SharePoint::Information* out_information,
                   bool* out_is_folder);
@@ -85,6 +97,7 @@ private:
 
     std::shared_ptr<Http::Session> m_http;
     SharePoint::DigestKeeper m_digest;
+    SharePoint::AddressForms m_forms;
 };
 
 }  // namespace SharePointRestAPI

@@ -5,13 +5,21 @@
 
 namespace SharePointRestAPI {
 
+namespace {
+
+void CheckStatus(const Http::Response& response) {
+    TRACE_NAME("SharePointRestAPI::Web::SendChange");
+    const uint32_t status = response.GetStatus();
+    CHECK_THROW(200 <= status && status < 400, Http::HttpException, response);
+}
+
+}  // namespace
+
 bool Web::IsFileKnownMissing(const std::u16string& url) {
     TRACE_ENTRY("SharePointRestAPI::Web::IsFileKnownMissing");
     const auto ask = [this](const std::u16string& path) {
-        return m_http
-            ->SendRequest(u"GET", FileAddress(EncodedPath(), path) + u"')", kAcceptVerbose, nullptr, nullptr,
-                          0, /*check_status=*/false)
-            .GetStatus();
+        Json::Document answer;
+        return AskForItem(FileAddress(EncodedPath(), path) + u"')", answer).GetStatus();
     };
     return SharePoint::IsFileKnownMissing(trace_function, GetPlace(), url, ask);
 }
@@ -21,17 +29,19 @@ std::shared_ptr<SharePoint::Object> Web::CreateFile(const std::u16string& url) {
     std::u16string path;
     if (!SharePoint::FindPathInWeb(trace_function, GetPlace(), url, path)) return nullptr;
     if (!SharePoint::MakeParentFolder(trace_function, *this, url)) return nullptr;
-    const std::u16string digest = GetDigest();
+    std::u16string digest = GetDigest();
     if (!SharePoint::HasDigest(trace_function, digest)) return nullptr;
     LOG_LINE(Log::verbose, u"Sending create file request to '%s'", MaskForLog(url));
     std::u16string folder_path;
     CompareUrls(m_http->GetUri(), GetUrlParent(url), &folder_path, false);
     const std::u16string file_name(SharePoint::LastPathPart(path));
     // docs/compatibility.md: Odd blanks in addresses
-    m_http->SendRequest(u"POST",
-                        FolderAddress(EncodedPath(), folder_path) + u"')/Files/AddUsingPath(decodedurl='" +
-                            UrlEncodeQuoted(file_name) + u"',  overwrite=true)",
-                        kAcceptVerbose, DigestHeader(digest).c_str(), nullptr, 0, /*check_status=*/true);
+    const Http::Response response =
+        SendChange(u"POST",
+                   FolderAddress(EncodedPath(), folder_path) + u"')/Files/AddUsingPath(decodedurl='" +
+                       UrlEncodeQuoted(file_name) + u"',  overwrite=true)",
+                   digest);
+    CheckStatus(response);
     TRACE_EXIT(u"");
     return BindObject(url, BindObjectType::file);
 }
@@ -52,11 +62,12 @@ bool Web::CreateFolderNoBind(const std::u16string& url) {
         }
         LOG_LINE(Log::verbose, u"Sending add folder request to '%s' in '%s'", MaskForLog(name),
                  MaskForLog(parent));
-        const Http::Response response = m_http->SendRequest(
-            u"POST",
-            FolderAddress(EncodedPath(), parent) + u"')/Folders/AddUsingPath(decodedurl='" +
-                UrlEncodeQuoted(name) + u"')",
-            kAcceptVerbose, DigestHeader(digest).c_str(), nullptr, 0, /*check_status=*/true);
+        const Http::Response response =
+            SendChange(u"POST",
+                       FolderAddress(EncodedPath(), parent) + u"')/Folders/AddUsingPath(decodedurl='" +
+                           UrlEncodeQuoted(name) + u"')",
+                       digest);
+        CheckStatus(response);
         LOG_LINE(Log::verbose, u"File::CheckIn result: %i", response.GetStatus());
         LOG_LINE(Log::verbose, u"Created folder '%s' in '%s'", MaskForLog(name), MaskForLog(parent));
         return true;

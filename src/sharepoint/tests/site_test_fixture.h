@@ -100,7 +100,7 @@ private:
 };
 
 // A modern site.
-class RestSite final : public TestSite {
+class RestSite : public TestSite {
 public:
     static constexpr char kMissing[] =
         R"({"error":{"code":"-2130575338, Microsoft.SharePoint.SPException","message":{"value":"gone"}}})";

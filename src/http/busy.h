@@ -1,0 +1,19 @@
+// What a busy server (429, 503) says about when to ask again. Stateless.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string_view>
+
+#include "http/handle.h"
+
+namespace Http {
+
+// The seconds in `Retry-After`; nothing for any other status, and without a number of seconds.
+std::optional<std::chrono::seconds> GetRetryAfter(Handle handle, uint32_t status);
+
+// Waits as long as the server asks, at most half a minute, for a request that changes nothing. False when the
+// request isn't to be sent again: another status or verb, too long a wait, or a cancelled operation.
+bool WaitWhileBusy(Handle handle, uint32_t status, std::u16string_view verb);
+
+}  // namespace Http
