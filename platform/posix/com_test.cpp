@@ -1,6 +1,7 @@
 // Strings, variants, arrays and streams: who owns what, and what a copy is.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -53,6 +54,76 @@ TEST(Variant, ACopyOwnsItsTextAndItsReference) {
     VARIANT bad{};
     bad.vt = 0x0FFF;
     EXPECT_EQ(VariantClear(&bad), DISP_E_BADVARTYPE);
+}
+
+struct ConversionRow {
+    Variant value;
+    HRESULT result;
+    LONG number;
+};
+
+TEST(Variant, BecomesAWholeNumber) {
+    Variant half;
+    half.vt = VT_R8;
+    half.dblVal = 2.5;
+    Variant large(LONGLONG{0x80000000});
+    const ConversionRow rows[] = {
+        {Variant(), S_OK, 0},
+        {Variant(true), S_OK, -1},
+        {half, S_OK, 2},
+        {Variant(LONGLONG{7}), S_OK, 7},
+        {Variant(u" 12 "), S_OK, 12},
+        {Variant(u"-3.6"), S_OK, -4},
+        {Variant(u"+4"), S_OK, 4},
+        {large, DISP_E_OVERFLOW, 0},
+        {Variant(u"1e99"), DISP_E_OVERFLOW, 0},
+        {Variant(u"two"), DISP_E_TYPEMISMATCH, 0},
+        {Variant(u""), DISP_E_TYPEMISMATCH, 0},
+        {Variant(static_cast<IUnknown*>(nullptr)), DISP_E_TYPEMISMATCH, 0},
+    };
+    for (const ConversionRow& row : rows) {
+        SCOPED_TRACE(row.value.type());
+        Variant target(u"before");
+        EXPECT_EQ(VariantChangeType(&target, &row.value, 0, VT_I4), row.result);
+        ASSERT_EQ(target.type(), SUCCEEDED(row.result) ? VT_I4 : VT_BSTR);
+        EXPECT_TRUE(target.type() == VT_BSTR || target.lVal == row.number) << target.lVal;
+    }
+    EXPECT_EQ(VariantChangeType(&half, &half, 0, VT_I4), S_OK) << "in place";
+    EXPECT_EQ(half.lVal, 2);
+}
+
+struct DayRow {
+    double days;
+    SYSTEMTIME time;
+};
+
+TEST(AutomationDate, CountsDaysOnBothSidesOfItsBeginning) {
+    const DayRow rows[] = {
+        {0, {1899, 12, 6, 30, 0, 0, 0, 0}},     {0.5, {1899, 12, 6, 30, 12, 0, 0, 0}},
+        {-1.25, {1899, 12, 5, 29, 6, 0, 0, 0}}, {45351.999988425923, {2024, 2, 4, 29, 23, 59, 59, 0}},
+        {-657434, {100, 1, 5, 1, 0, 0, 0, 0}},  {2958465, {9999, 12, 5, 31, 0, 0, 0, 0}},
+    };
+    for (DayRow row : rows) {
+        SCOPED_TRACE(row.days);
+        SYSTEMTIME time{};
+        ASSERT_TRUE(VariantTimeToSystemTime(row.days, &time));
+        EXPECT_EQ(std::memcmp(&time, &row.time, sizeof time), 0)
+            << time.wYear << "-" << time.wMonth << "-" << time.wDay << " " << time.wHour << ":"
+            << time.wMinute;
+        double days = 0;
+        ASSERT_TRUE(SystemTimeToVariantTime(&row.time, &days));
+        EXPECT_NEAR(days, row.days, 1e-9);
+    }
+}
+
+TEST(AutomationDate, RefusesWhatIsNoDate) {
+    SYSTEMTIME time{2023, 2, 0, 29, 0, 0, 0, 0};
+    double days = 0;
+    EXPECT_FALSE(SystemTimeToVariantTime(&time, &days));
+    time = {};
+    EXPECT_FALSE(SystemTimeToVariantTime(&time, &days));
+    for (const double wrong : {-657435.0, 2958466.0, std::nan("")})
+        EXPECT_FALSE(VariantTimeToSystemTime(wrong, &time)) << wrong;
 }
 
 TEST(SafeArray, ElementsAreCopiedOutAndFreedWithTheArray) {

@@ -10,6 +10,7 @@
 
 namespace Ui {
 
+inline constexpr DWORD kStyleInformation = 0x10000100;
 inline constexpr DWORD kStyleQuestion = 0x10000200;
 inline constexpr DWORD kStyleWarning = 0x10000300;
 

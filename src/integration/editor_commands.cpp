@@ -31,6 +31,20 @@ File::CheckOutState StateOf(const File& file) {
     return state;
 }
 
+std::u16string TitleOf(const document_objects& objects) {
+    const auto object = objects.name ? objects.name->GetObject() : nullptr;
+    return object ? object->GetInformation().m_name : std::u16string();
+}
+
+// Null for an owner that has none.
+HWND WindowOf(IUnknown* owner) {
+    const ComPtr<IUnknown> held(owner);
+    const auto object = held ? held.as<TMK::IUIX_Obj>() : ComPtr<TMK::IUIX_Obj>();
+    HWND window = nullptr;
+    if (object) object->GetFirstHWND(&window);
+    return window;
+}
+
 template <File::CheckOutState kState>
 bool IsIn(const File& file) {
     return StateOf(file) == kState;
@@ -157,9 +171,7 @@ void EventsHandler::ShowFailure(const menu_item& row, IUnknown* owner, HRESULT r
     if (message.empty() && row.failure_id) {
         document_objects objects;
         GetActiveDocumentObjects(m_plugin, owner, objects);
-        const auto object = objects.name ? objects.name->GetObject() : nullptr;
-        text = Ui::FormatPrompt(m_inst.get(), row.failure_id,
-                                object ? object->GetInformation().m_name : std::u16string());
+        text = Ui::FormatPrompt(m_inst.get(), row.failure_id, TitleOf(objects));
     } else if (message.empty()) {
         text.text = GetResultText(result);
     }
@@ -284,6 +296,21 @@ HRESULT EventsHandler::FileProperties(IUnknown* owner) {
     if (const HRESULT found = FindActiveFile(owner, objects); found != S_OK) return found;
     // docs/compatibility.md: The log calls Properties a check-out
     LOG_LINE(Log::verbose, u"check out from UI");
-    LOG_LINE(Log::warning, u"there is no dialog for the properties");
-    TRACE_RETURN(S_FALSE);
+    SharePoint::FieldsData fields;
+    const auto tell = [&](const char16_t* text_id) {
+        Ui::ShowMessageBox(m_inst.get(), Ui::kStyleInformation,
+                           Ui::FormatPrompt(m_inst.get(), text_id, TitleOf(objects)), {u"btn.ok"});
+        return S_OK;
+    };
+    try {
+        fields = objects.file->LoadFields();
+    } catch (...) {
+        FailureToResult(trace_function, nullptr);
+        return tell(u"sp.msg.PropertiesAreNotSupported");
+    }
+    if (fields.fields.empty()) return tell(u"sp.msg.dontHaveSupportedProperties");
+    const HRESULT result = objects.file->EditFields(WindowOf(owner), fields);
+    if (FAILED(result) && result != E_CANCELED)
+        LOG_LINE(Log::error, u"FilePropertiesDialog::Show()=(HRESULT)%d", result);
+    TRACE_RETURN(S_OK);
 }

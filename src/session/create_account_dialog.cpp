@@ -2,17 +2,13 @@
 
 #include "base/failure.h"
 #include "base/main_thread.h"
-#include "base/resources.h"
-#include "base/ui_object.h"
 #include "base/url.h"
+#include "dialogs/template_dialog.h"
 
 using namespace TMK;
 
 namespace Ui::CreateAccountDialog {
 namespace {
-
-constexpr LONGLONG kOk = 1;
-constexpr LONGLONG kCancel = 2;
 
 struct ApiVersionRow {
     const char16_t* text_id;
@@ -21,10 +17,10 @@ struct ApiVersionRow {
 constexpr ApiVersionRow kApiVersions[] = {{u"sp.cbitem.apiVer.compatible", 0},
                                           {u"sp.cbitem.apiVer.modern", 1}};
 
-class CreateAccountDialogImpl final : public uiCoObjImplT<CreateAccountDialogImpl> {
+class CreateAccountDialogImpl final : public TemplateDialog<CreateAccountDialogImpl> {
 public:
     CreateAccountDialogImpl(PluginContext& plugin, std::u16string& in_out_url)
-        : m_plugin(plugin), m_url(in_out_url) {}
+        : TemplateDialog(plugin), m_url(in_out_url) {}
 
     HRESULT DoModal(HWND parent);
     HRESULT HandleEvent(UIX_Event& event);
@@ -35,47 +31,20 @@ private:
     HRESULT OnShowModal();
     HRESULT FillApiVersions(IUIX_Combo& combo);
     HRESULT OnOk();
-    ComPtr<IUIX_Obj> GetControl(const char16_t* id) const;
-    template <typename Interface>
-    ComPtr<Interface> Get(const char16_t* id) const {
-        const ComPtr<IUIX_Obj> control = GetControl(id);
-        return control ? control.as<Interface>() : ComPtr<Interface>();
-    }
-    DWORD AtomOf(const char16_t* id) const {
-        DWORD atom = 0;
-        m_plugin.m_tmk_inst->Str2ID(id, VARIANT_TRUE, &atom);
-        return atom;
-    }
 
-    PluginContext& m_plugin;
     std::u16string& m_url;
 };
 
 HRESULT CreateAccountDialogImpl::DoModal(HWND parent) {
     TRACE_ENTRY("Ui::CreateAccountDialogImpl::DoModal");
-    const ResourceData templates = FindResourceData(IDR_DIALOGS_XML, u"XML");
-    if (!parent) m_plugin.m_tmk_inst->get_MainWindow(&parent);
-    UIX_CreateObjParams createUiObjectParameters{};
-    createUiObjectParameters.pImpl = this;
-    createUiObjectParameters.pTemplate = templates.data;
-    createUiObjectParameters.nTemplateSize = templates.size;
-    createUiObjectParameters.szTemplateId = u"CreateAccountDlg";
-    createUiObjectParameters.hParent = parent;
-    CHECK_RESULT(m_plugin.m_uix_inst->CreateObj(&createUiObjectParameters, nullptr));
-    CHECK_RETURN(m_pObj != nullptr, 1);
-    LONGLONG result = kCancel;
-    const ComPtr<IUIX_Obj> window = m_pObj;
-    CHECK_RESULT_TEXT(window->DoModal(UIX_ObjModal_AppModal, &result),
-                      u"m_pObj->DoModal(UIX_ObjModal_AppModal, &result)");
-    CHECK_RESULT_TEXT(window->Destroy(), u"m_pObj->Destroy()");
-    return result == kOk ? S_OK : E_CANCELED;
+    return RunModal(trace_function, u"CreateAccountDlg", 0, parent);
 }
 
 HRESULT CreateAccountDialogImpl::HandleEvent(UIX_Event& event) {
     if (event.nCode == UIX_Event_ShowModal) return OnShowModal();
-    if (event.nCode != UIX_Event_Notify || event.nParam2 != UIX_Control_Clicked) return S_OK;
-    if (event.nParam1 == AtomOf(u"btn.ok")) return OnOk();
-    if (event.nParam1 == AtomOf(u"btn.cancel")) EndModal(kCancel);
+    if (!IsClick(event)) return S_OK;
+    if (IsFrom(event, u"btn.ok")) return OnOk();
+    if (IsFrom(event, u"btn.cancel")) EndModal(kDialogCancel);
     return S_OK;
 }
 
@@ -128,14 +97,8 @@ HRESULT CreateAccountDialogImpl::OnOk() {
     m_url = text.str();
     if (!m_url.empty())
         m_account_data = MakeObject<AccountData>(m_plugin, NormalizeUserUrl(m_url.c_str()), api_version);
-    EndModal(kOk);
+    EndModal(kDialogOk);
     return S_OK;
-}
-
-ComPtr<IUIX_Obj> CreateAccountDialogImpl::GetControl(const char16_t* id) const {
-    ComPtr<IUIX_Obj> control;
-    if (m_pObj) m_pObj->GetControl(AtomOf(id), control.put());
-    return control;
 }
 
 }  // namespace

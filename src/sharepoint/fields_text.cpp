@@ -210,4 +210,23 @@ FieldsData ChangedFields(const FieldsData& data, const std::u16string& changes) 
     return changed;
 }
 
+std::vector<std::string> SentValues(const FieldsData& data) {
+    std::vector<std::string> values;
+    for (const std::shared_ptr<Field>& field : data.fields) values.push_back(SerializeFields({field}));
+    return values;
+}
+
+FieldsData ChangedSince(const std::vector<std::string>& before, const FieldsData& data) {
+    FieldsData changed;
+    for (size_t i = 0; i < data.fields.size(); ++i) {
+        if (SerializeFields({data.fields[i]}) == before[i]) continue;
+        auto field = std::make_shared<Field>(*data.fields[i]);
+        const VARIANT& value = field->m_value.get();
+        if (value.vt == VT_BSTR)
+            field->m_value = JsonText({value.bstrVal ? value.bstrVal : u"", SysStringLen(value.bstrVal)});
+        changed.fields.push_back(std::move(field));
+    }
+    return changed;
+}
+
 }  // namespace SharePoint

@@ -412,6 +412,7 @@ TEST(RequiredColumns, ACheckInWithoutThemSaysWhatIsMissing) {
     const Opened opened = editor.Open("a.txt", kWrite);
     ASSERT_EQ(opened.result, S_OK) << opened.message;
     server.Admin("column", R"({"name": "Owner1", "type": "Text", "required": true})");
+    editor.front_end().dialogs.Then("give up", [](auto& window) { window.CloseByPerson(); });
     EXPECT_EQ(Hex(editor.Exec(opened.file.get(), u"CheckIn")), Hex(E_FAIL));
     EXPECT_NE(editor.TakeMessage().find("Some required properties are not filled out for the document."),
               std::string::npos);

@@ -90,6 +90,7 @@ inline constexpr HRESULT DISP_E_MEMBERNOTFOUND = platform::detail::Hresult(0x800
 inline constexpr HRESULT DISP_E_TYPEMISMATCH = platform::detail::Hresult(0x80020005);
 inline constexpr HRESULT DISP_E_UNKNOWNNAME = platform::detail::Hresult(0x80020006);
 inline constexpr HRESULT DISP_E_BADVARTYPE = platform::detail::Hresult(0x80020008);
+inline constexpr HRESULT DISP_E_OVERFLOW = platform::detail::Hresult(0x8002000A);
 inline constexpr HRESULT DISP_E_BADINDEX = platform::detail::Hresult(0x8002000B);
 inline constexpr HRESULT DISP_E_ARRAYISLOCKED = platform::detail::Hresult(0x8002000D);
 inline constexpr HRESULT STG_E_INVALIDFUNCTION = platform::detail::Hresult(0x80030001);

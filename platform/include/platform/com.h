@@ -188,6 +188,15 @@ void VariantInit(VARIANT* variant);
 HRESULT VariantClear(VARIANT* variant);
 // Clears the target and gives it a copy of its own (strings and arrays copied, objects counted).
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source);
+// To VT_I4 alone, from numbers, VT_BOOL (-1 or 0), VT_EMPTY (0) and decimal texts; halves go to the even
+// number. DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW; E_INVALIDARG for another type or any flag. The target may be
+// the source.
+HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, USHORT flags, VARTYPE type);
+
+// Days since 30 December 1899, the time of day as the fraction; to the second. FALSE outside the years 100 to
+// 9999.
+INT SystemTimeToVariantTime(SYSTEMTIME* time, DATE* out_date);
+INT VariantTimeToSystemTime(DATE date, SYSTEMTIME* out_time);
 
 // A zeroed array of one dimension, of the types that a VARIANT can hold and of VARIANTs; null on failure.
 SAFEARRAY* SafeArrayCreateVector(VARTYPE type, LONG lower_bound, ULONG count);

@@ -62,7 +62,6 @@ public:
     void CheckOut(bool check_outdated);
     void DiscardCheckOut();
     void CheckIn(const std::u16string& comment, uint32_t type, bool keep_checked_out);
-    SharePoint::FieldsData LoadRequiredFields();
     // Asks how to check in and does it; gives the action bits of the choice. `out_dont_show` may be null.
     uint32_t CheckInWithUi(bool on_close, bool* out_dont_show);
     void ResetCache();
@@ -71,6 +70,12 @@ public:
     // HResultException, with a sentence for a person where a value doesn't fit.
     void GetFields(VARIANT* out_value);
     void SetFields(const VARIANT& changes);
+    // The library columns as the server has them. Throws HResultException, and what the server's objects
+    // throw.
+    SharePoint::FieldsData LoadFields();
+    // Shows them to a person and saves what was changed; E_CANCELED when the person gives up. `parent` may be
+    // null. Throws where saving fails.
+    HRESULT EditFields(HWND parent, const SharePoint::FieldsData& fields);
     void SetSuppressAfterSave(bool suppress) { m_suppress_after_save = suppress; }
 
 private:
@@ -95,6 +100,9 @@ private:
     bool ConfirmConflict();
     void CheckOutForReopen(TMK::ITMK_CancelFlag* cancel_flag);
     void CheckForReopen(DWORD flags);
+    SharePoint::FieldsData LoadRequiredFields();
+    void FillRequiredFields();
+    void SaveFields(SharePoint::FieldsData changed);
     void PerformAfterSave();
     CloseDecision DecideOnClose();
     CloseDecision AskForDiscardOnClose();

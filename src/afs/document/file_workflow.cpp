@@ -129,20 +129,28 @@ SharePoint::FieldsData File::LoadRequiredFields() {
     }
 }
 
+// Lets the person fill what the check-in was refused for; nothing but that person ends the rounds.
+void File::FillRequiredFields() {
+    TRACE_NAME("File::CheckIn");
+    const SharePoint::FieldsData fields = LoadRequiredFields();
+    CHECK_THROW(!fields.has_unsupported_required, HResultException, E_FAIL,
+                Text(u"sp.msg.CheckInFailedRequiredPropertiesUnsupported"));
+    Ui::ShowMessageBox(m_inst.get(), Ui::kStyleWarning,
+                       Ui::FormatPrompt(m_inst.get(), u"sp.msg.CheckInRequiredProperties"), {u"btn.ok"});
+    CHECK_THROW(SUCCEEDED(EditFields(nullptr, fields)), HResultException, E_FAIL,
+                Text(u"sp.msg.CheckInFailedRequiredProperties"));
+}
+
 void File::CheckIn(const std::u16string& comment, uint32_t type, bool keep_checked_out) {
     TRACE_ENTRY("File::CheckIn");
-    LOG_LINE(Log::verbose, u"calling server check in");
-    const SharePoint::File::CheckInResult result = ServerFile().CheckIn(comment, type);
-    CHECK_THROW(result != SharePoint::File::cirFail, HResultException, E_FAIL, Text(u"sp.msg.checkInFailed"));
-    if (result == SharePoint::File::cirRequiredProperties) {
-        const SharePoint::FieldsData fields = LoadRequiredFields();
-        CHECK_THROW(!fields.has_unsupported_required, HResultException, E_FAIL,
-                    Text(u"sp.msg.CheckInFailedRequiredPropertiesUnsupported"));
-        Ui::ShowMessageBox(m_inst.get(), Ui::kStyleWarning,
-                           Ui::FormatPrompt(m_inst.get(), u"sp.msg.CheckInRequiredProperties"), {u"btn.ok"});
-        // The properties dialog, which would fill them and check in again, is not here yet.
-        THROW_TRACED(HResultException, E_FAIL, Text(u"sp.msg.CheckInFailedRequiredProperties"));
-    }
+    SharePoint::File::CheckInResult result;
+    do {
+        LOG_LINE(Log::verbose, u"calling server check in");
+        result = ServerFile().CheckIn(comment, type);
+        CHECK_THROW(result != SharePoint::File::cirFail, HResultException, E_FAIL,
+                    Text(u"sp.msg.checkInFailed"));
+        if (result == SharePoint::File::cirRequiredProperties) FillRequiredFields();
+    } while (result == SharePoint::File::cirRequiredProperties);
     m_document->m_need_checkin = false;
     m_check_out_state = CheckOutState::none;
     SetHolder({});
