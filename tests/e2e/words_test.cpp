@@ -1,6 +1,7 @@
 // The sentence that a person reads of each failing command, on every generation.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <thread>
@@ -142,6 +143,18 @@ INSTANTIATE_TEST_SUITE_P(Generations, Words,
                              return ToTestName(std::get<1>(test.param).what + " of " +
                                                std::get<0>(test.param));
                          });
+
+TEST(FirstPlace, AFailureNamesTheOptionsThatAreMissing) {
+    const DevServer server({"--generation", "2013"});
+    Sphost host;
+    host.environment["https_proxy"] = "http://127.0.0.1:9";
+    const ProcessResult refused = host.Run({"place", "add", server.Site()});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("--api compatible"), std::string::npos) << refused.err;
+    EXPECT_NE(refused.err.find("--authority http://HOST:PORT/organizations/"), std::string::npos)
+        << refused.err;
+    EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1) << refused.err;
+}
 
 class Conflict : public ::testing::TestWithParam<std::string> {};
 

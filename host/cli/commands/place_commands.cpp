@@ -87,12 +87,29 @@ void KeepSignInOverride(Run& run, const std::u16string& url) {
     if (any) run.host().oauth().SetOverride(host::ToUtf8(url), value);
 }
 
+// The two options that a first place most often lacks.
+void AddSignInHint(const Options& options, CommandError& error) {
+    const bool is_modern = options.Value("api").value_or("modern") == "modern";
+    const bool is_known =
+        error.code == HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS) || error.code == host::kCanceled;
+    if (!is_modern || is_known) return;
+    error.message += "; SharePoint 2013 and older are added with --api compatible";
+    if (!options.Has("authority") && !options.Has("token-stdin"))
+        error.message += ", spdevserver with --authority http://HOST:PORT/organizations/";
+}
+
 void PlaceAdd(Run& run) {
     const Options& options = run.options();
     const std::string what = What(options, options.arguments[0]);
     const std::u16string url = host::ParseUrl(options.arguments[0]);
     const host::AccountDetails details = ReadDetails(run, url, what);
-    const std::u16string site = host::AddPlace(run, details, what, [&] { KeepSignInOverride(run, url); });
+    std::u16string site;
+    try {
+        site = host::AddPlace(run, details, what, [&] { KeepSignInOverride(run, url); });
+    } catch (CommandError& error) {
+        AddSignInHint(options, error);
+        throw;
+    }
     if (const auto name = options.Value("name")) host::NamePlace(run, site, *name);
     const std::string name = host::NameOfPlace(run, site);
     if (options.Has("json")) {
