@@ -182,9 +182,9 @@ struct IUIX_PropHost : IUnknown {
     virtual HRESULT get_Count(UINT* out_count) = 0;
     virtual HRESULT PositionToIndex(UINT position, UINT* out_index) = 0;
     virtual HRESULT GetInfo(UINT index, IUIX_PropInfo** out_info) = 0;
-    // By kind: VT_BOOL, VT_BSTR, VT_R8 (a number, which may be VT_I4 or VT_I8 as well; a date as an automation
-    // date, 0 while there is none), VT_I4 (a choice; VT_BSTR where no choices are known, both ways).
-    // VT_EMPTY: no value.
+    // By kind: VT_BOOL, VT_BSTR, VT_R8 (a number, which may be VT_I4 or VT_I8 as well; a date as an
+    // automation date, 0 while there is none), VT_I4 (a choice; VT_BSTR where no choices are known, both
+    // ways). VT_EMPTY: no value.
     virtual HRESULT GetValue(UINT index, VARIANT* out_value) = 0;
     virtual HRESULT SetValue(UINT index, const VARIANT* value) = 0;  // a number is VT_R8, a date VT_DATE
 };
