@@ -139,7 +139,8 @@ TEST(DialogParameters, ReadWhatFits) {
     put(u"Title", Variant(LONG{7}));
     put(u"FileFilterIndex", Variant(LONG{-1}));
     put(u"DefaultExt", Variant(u"pdf"));
-    put(u"InitialPathName", Variant(static_cast<IUnknown*>(cab.get())));
+    const auto foreign = std::make_shared<host::SettingsTree>();
+    put(u"InitialPathName", Variant(static_cast<IUnknown*>(foreign->View().get())));
     Ui::DialogParameters parameters;
     parameters.m_title = u"old";
     ASSERT_EQ(parameters.LoadFromCab(cab.get()), S_OK);
