@@ -122,7 +122,7 @@ protected:
         const std::string answer =
             m_server
                 .Rest("alice", "GET",
-                      "/_api/Web/GetFileByServerRelativePath(decodedurl='/sites/team/Shared%20Documents/" +
+                      "/_api/Web/GetFileByServerRelativeUrl('/sites/team/Shared%20Documents/" +
                           kDocument + "')/ListItemAllFields?$select=" + column)
                 .body;
         const std::string key = "\"" + column + "\":";
