@@ -122,8 +122,8 @@ protected:
         const std::string answer =
             m_server
                 .Rest("alice", "GET",
-                      "/_api/Web/GetFileByServerRelativeUrl('/sites/team/Shared%20Documents/" +
-                          kDocument + "')/ListItemAllFields?$select=" + column)
+                      "/_api/Web/GetFileByServerRelativeUrl('/sites/team/Shared%20Documents/" + kDocument +
+                          "')/ListItemAllFields?$select=" + column)
                 .body;
         const std::string key = "\"" + column + "\":";
         const auto at = answer.find(key);
