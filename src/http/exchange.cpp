@@ -24,6 +24,10 @@ Handle OpenRequest(Handle connect_handle, const char16_t* verb, const std::u16st
                             const_cast<LPCWSTR*>(accept_types), flags, 0);
 }
 
+bool IsExpected(uint32_t status) {
+    return 200 <= status && status < 400;
+}
+
 }  // namespace
 
 struct Response::Impl {
@@ -32,6 +36,8 @@ struct Response::Impl {
     }
     Handle handle = nullptr;
     uint32_t status = 0;
+    // The request of an unexpected status, for the log.
+    std::u16string request_text;
 };
 
 struct Request::Impl {
@@ -58,6 +64,17 @@ std::vector<std::u16string> Response::GetHeaders(const char16_t* name) const {
 }
 Handle Response::GetHandle() const {
     return m_impl->handle;
+}
+
+void Response::CheckStatus() const {
+    TRACE_NAME("Http::Session::SendRequest");
+    const uint32_t status = m_impl->status;
+    if (!IsExpected(status) && Log::IsOn(Log::error)) {
+        LOG_LINE(Log::error, u"%s",
+                 u"Unexpected HTTP code:\n\n>>> " + m_impl->request_text + u"\n<<< " +
+                     DumpResponse(m_impl->handle));
+    }
+    CHECK_THROW(200 <= status && status < 400, HttpException, m_impl->handle);
 }
 
 Request::Request() : m_impl(std::make_shared<Impl>()) {}
@@ -90,7 +107,7 @@ Response Request::End() {
     CHECK_THROW(HttpQueryInfoW(m_impl->handle, HTTP_QUERY_FLAG_NUMBER | HTTP_QUERY_STATUS_CODE, &status,
                                &status_size, nullptr),
                 ApiException);
-    if (status < 200 || status > 399) {
+    if (!IsExpected(status)) {
         LOG_LINE(Log::error, u"%s", u"Unexpected HTTP code:\n<<< " + DumpResponse(m_impl->handle));
     }
     CHECK_THROW(200 <= status && status < 400, HttpException, m_impl->handle);
@@ -123,16 +140,16 @@ Response Session::SendRequest(const char16_t* verb, const std::u16string& object
     uint32_t status = exchange.Run();
     if (WaitWhileBusy(handle, status, verb)) status = exchange.Run();
     response.m_impl->status = status;
-    if (check_status && (status < 200 || status > 399) && Log::IsOn(Log::error)) {
-        std::u16string text = u"Unexpected HTTP code:\n\n>>> " + std::u16string(verb) + u" ";
-        text += MaskForLog(m_impl->scheme + m_impl->host + u"/" + object) + u"\n";
+    if (!IsExpected(status) && Log::IsOn(Log::error)) {
+        std::u16string& text = response.m_impl->request_text;
+        text =
+            std::u16string(verb) + u" " + MaskForLog(m_impl->scheme + m_impl->host + u"/" + object) + u"\n";
         text += HeadersForLog(exchange.SentHeaders());
         if (!m_impl->cookies.empty()) text += u"Cookie: FedAuth...\n";
         text += u"\n";
         if (body) text += BodyForLog({body, static_cast<size_t>(body_size)}) + u"\n";
-        LOG_LINE(Log::error, u"%s", text + u"\n<<< " + DumpResponse(handle));
     }
-    if (check_status) CHECK_THROW(200 <= status && status < 400, HttpException, handle);
+    if (check_status) response.CheckStatus();
     TRACE_EXIT(status);
     return response;
 }

@@ -34,6 +34,8 @@ public:
     // All values of one header in order; empty when there is none.
     std::vector<std::u16string> GetHeaders(const char16_t* name) const;
     Handle GetHandle() const;
+    // HttpException for a status outside 200 to 399; the log then shows the request and the answer.
+    void CheckStatus() const;
 
 private:
     friend class Session;

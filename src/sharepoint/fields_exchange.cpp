@@ -12,8 +12,6 @@ namespace SharePoint {
 
 namespace {
 
-using SharePoint2010::Utility::ReadJson;
-
 constexpr uint32_t kBadRequest = 400;
 constexpr uint32_t kTooLongAddress = 414;
 constexpr uint32_t kServerError = 500;

@@ -119,7 +119,7 @@ protected:
     HRESULT ClickProperties(const Tab& tab) { return window().Click("sp.cmd.fileProperties", tab); }
     // What the server holds of a column, as its own JSON text.
     std::string Stored(const std::string& column) {
-        const std::string answer =
+        std::string answer =
             m_server
                 .Rest("alice", "GET",
                       "/_api/Web/GetFileByServerRelativeUrl('/sites/team/Shared%20Documents/" + kDocument +

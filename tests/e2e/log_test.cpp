@@ -184,6 +184,7 @@ TEST_F(TraceLog, ShowsNoSecretAndNoName) {
     ASSERT_GT(log.size(), 500000u);
     EXPECT_NE(log.find("Authorization: Bearer ..."), std::string::npos) << "the line stays, its value goes";
     EXPECT_NE(log.find("\nCookie: FedAuth...\n"), std::string::npos);
+    EXPECT_NE(log.find("X-RequestDigest: ..."), std::string::npos);
     EXPECT_NE(log.find("http://111.1.1.1:"), std::string::npos) << "addresses are there, masked";
     for (const std::string& secret : Secrets()) {
         for (size_t at = log.find(secret); at != std::string::npos; at = log.find(secret, at + 1)) {

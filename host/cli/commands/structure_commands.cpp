@@ -128,9 +128,10 @@ void Relocate(Run& run, const Relocation& relocation) {
 void RequireParent(Run& run, const std::u16string& url, const std::string& what) {
     if (run.options().Has("parents")) return;
     const std::u16string parent(host::ParentOf(url));
-    if (!run.FindInfo(run.NameFor(parent, what).get(), what))
+    if (!run.FindInfo(run.NameFor(parent, what).get(), what)) {
         run.Fail(HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), what,
                  "there is no folder " + host::EscapeUrl(parent) + "; -p makes it");
+    }
 }
 
 void MakeFolder(Run& run) {

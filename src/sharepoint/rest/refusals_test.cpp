@@ -12,7 +12,7 @@ constexpr char kOldDigest[] = R"({"error":{"code":"-2130575251, Microsoft.ShareP
 // A server of 2013: it knows items by URL alone.
 struct OlderRest : RestSite {
     OlderRest() {
-        own_reply = [this, server_reply = own_reply](const Request& request) -> std::optional<std::string> {
+        own_reply = [server_reply = own_reply](const Request& request) -> std::optional<std::string> {
             if (request.target.find("decodedurl") != std::string::npos)
                 return Answer("404 Not Found", kUnknownFunction);
             return server_reply(request);

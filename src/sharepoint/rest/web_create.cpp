@@ -5,16 +5,6 @@
 
 namespace SharePointRestAPI {
 
-namespace {
-
-void CheckStatus(const Http::Response& response) {
-    TRACE_NAME("SharePointRestAPI::Web::SendChange");
-    const uint32_t status = response.GetStatus();
-    CHECK_THROW(200 <= status && status < 400, Http::HttpException, response);
-}
-
-}  // namespace
-
 bool Web::IsFileKnownMissing(const std::u16string& url) {
     TRACE_ENTRY("SharePointRestAPI::Web::IsFileKnownMissing");
     const auto ask = [this](const std::u16string& path) {
@@ -41,7 +31,7 @@ std::shared_ptr<SharePoint::Object> Web::CreateFile(const std::u16string& url) {
                    FolderAddress(EncodedPath(), folder_path) + u"')/Files/AddUsingPath(decodedurl='" +
                        UrlEncodeQuoted(file_name) + u"',  overwrite=true)",
                    digest);
-    CheckStatus(response);
+    response.CheckStatus();
     TRACE_EXIT(u"");
     return BindObject(url, BindObjectType::file);
 }
@@ -67,7 +57,7 @@ bool Web::CreateFolderNoBind(const std::u16string& url) {
                        FolderAddress(EncodedPath(), parent) + u"')/Folders/AddUsingPath(decodedurl='" +
                            UrlEncodeQuoted(name) + u"')",
                        digest);
-        CheckStatus(response);
+        response.CheckStatus();
         LOG_LINE(Log::verbose, u"File::CheckIn result: %i", response.GetStatus());
         LOG_LINE(Log::verbose, u"Created folder '%s' in '%s'", MaskForLog(name), MaskForLog(parent));
         return true;
