@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/operation_scope.h"
 #include "base/text/encoding.h"
 #include "http/busy.h"
 #include "http/handle.h"
@@ -84,6 +85,7 @@ void Request::SendAgain(uint64_t size) {
 
 Response Request::End() {
     TRACE_ENTRY("Http::Request::End");
+    OperationScope::NoteChange();
     CHECK_THROW(HttpEndRequestW(m_impl->handle, nullptr, 0, 0), ApiException);
     DWORD status = 0;
     DWORD status_size = sizeof(status);
@@ -123,6 +125,7 @@ Response Session::SendRequest(const char16_t* verb, const std::u16string& object
     uint32_t status = exchange.Run();
     if (WaitWhileBusy(handle, status, verb)) status = exchange.Run();
     response.m_impl->status = status;
+    if (!ChangesNothing(verb)) OperationScope::NoteChange();
     if (check_status && (status < 200 || status > 399) && Log::IsOn(Log::error)) {
         std::u16string text = u"Unexpected HTTP code:\n\n>>> " + std::u16string(verb) + u" ";
         text += MaskForLog(m_impl->scheme + m_impl->host + u"/" + object) + u"\n";
@@ -140,6 +143,7 @@ Response Session::SendRequest(const char16_t* verb, const std::u16string& object
 Request Session::CreateRequest(const std::u16string& object, const char16_t* const* accept_types,
                                uint64_t size, const char16_t* headers_or_null) {
     TRACE_ENTRY("Http::Session::CreateRequest");
+    OperationScope::NoteChange();
     Request request;
     request.m_impl->handle = OpenRequest(m_impl->connect_handle, u"PUT", object, accept_types,
                                          m_impl->RequestFlags(kRequestFlags));
