@@ -2,6 +2,7 @@
 #include "afs/document/cache_callback.h"
 #include "afs/file_system.h"
 #include "base/failure.h"
+#include "base/operation_scope.h"
 #include "base/text/ignore_case.h"
 #include "hostapi/irgc.h"
 #include "session/account_data.h"
@@ -124,6 +125,7 @@ HRESULT FileSystem::ExecDeleteFileCacheEntry(TMK::IAFS_Name* i_name, const VARIA
 HRESULT FileSystem::get_Prop(TMK::IAFS_Name* name, LPCWSTR prop_name, VARIANT* out_value) {
     TRACE_ENTRY("FileSystem::get_Prop");
     try {
+        const OperationScope operation_scope(nullptr);
         CHECK_RETURN(out_value != nullptr, E_POINTER);
         VariantInit(out_value);
         CHECK_RETURN(prop_name != nullptr, E_INVALIDARG);

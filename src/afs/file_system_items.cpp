@@ -2,8 +2,8 @@
 #include "afs/document/file.h"
 #include "afs/file_system.h"
 #include "afs/names/enumeration.h"
-#include "base/cancel_scope.h"
 #include "base/failure.h"
+#include "base/operation_scope.h"
 #include "base/url.h"
 
 namespace {
@@ -96,7 +96,7 @@ void RelocateItem(SharePoint::Object& item, const Name& name, Name& new_name, co
 
 // The two names of an operation, both local; shared by the operations that have a target.
 #define LOCAL_NAMES()                                      \
-    const CancelScope cancel_scope(cancel_flag);           \
+    const OperationScope operation_scope(cancel_flag);     \
     CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);    \
     CHECK_RETURN(name != nullptr, E_INVALIDARG);           \
     CHECK_RETURN(new_name != nullptr, E_INVALIDARG);       \
@@ -106,7 +106,7 @@ void RelocateItem(SharePoint::Object& item, const Name& name, Name& new_name, co
     CHECK_RETURN(local_new_name != nullptr, E_INVALIDARG)
 
 #define LOCAL_NAME()                                    \
-    const CancelScope cancel_scope(cancel_flag);        \
+    const OperationScope operation_scope(cancel_flag);  \
     CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED); \
     CHECK_RETURN(name != nullptr, E_INVALIDARG);        \
     const ComPtr<Name> local_name = GetName(name);      \

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "base/cancel_scope.h"
 #include "base/log.h"
+#include "base/operation_scope.h"
 
 namespace Http {
 
@@ -14,12 +14,12 @@ constexpr uint32_t kUnavailable = 503;
 constexpr std::chrono::seconds kLongestWait(30);
 constexpr size_t kMostDigits = 6;
 
+}  // namespace
+
 bool ChangesNothing(std::u16string_view verb) {
     constexpr std::u16string_view kVerbs[] = {u"GET", u"HEAD", u"OPTIONS", u"PROPFIND"};
     return std::ranges::find(kVerbs, verb) != std::end(kVerbs);
 }
-
-}  // namespace
 
 std::optional<std::chrono::seconds> GetRetryAfter(Handle handle, uint32_t status) {
     if (status != kTooManyRequests && status != kUnavailable) return std::nullopt;
@@ -40,7 +40,7 @@ bool WaitWhileBusy(Handle handle, uint32_t status, std::u16string_view verb) {
     if (!wait || *wait > kLongestWait) return false;
     LOG_LINE(Log::warning, u"The server is busy (HTTP %u), asking again in %llu s", status,
              static_cast<uint64_t>(wait->count()));
-    return CancelScope::Sleep(*wait);
+    return OperationScope::Sleep(*wait);
 }
 
 }  // namespace Http

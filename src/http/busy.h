@@ -12,6 +12,9 @@ namespace Http {
 // The seconds in `Retry-After`; nothing for any other status, and without a number of seconds.
 std::optional<std::chrono::seconds> GetRetryAfter(Handle handle, uint32_t status);
 
+// Whether a request of this verb leaves the server as it is.
+bool ChangesNothing(std::u16string_view verb);
+
 // Waits as long as the server asks, at most half a minute, for a request that changes nothing. False when the
 // request isn't to be sent again: another status or verb, too long a wait, or a cancelled operation.
 bool WaitWhileBusy(Handle handle, uint32_t status, std::u16string_view verb);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/operation_scope.h"
 #include "base/text/encoding.h"
 #include "http/busy.h"
 #include "http/handle.h"
@@ -23,6 +24,20 @@ Handle OpenRequest(Handle connect_handle, const char16_t* verb, const std::u16st
     return HttpOpenRequestW(connect_handle, verb, object.c_str(), nullptr, nullptr,
                             const_cast<LPCWSTR*>(accept_types), flags, 0);
 }
+
+// What was told before a request that may change something is old when it has ended, however it ended.
+class NoteOfChange {
+public:
+    explicit NoteOfChange(std::u16string_view verb) : m_is_change(!ChangesNothing(verb)) {}
+    ~NoteOfChange() {
+        if (m_is_change) OperationScope::NoteChange();
+    }
+    NoteOfChange(const NoteOfChange&) = delete;
+    NoteOfChange& operator=(const NoteOfChange&) = delete;
+
+private:
+    bool m_is_change;
+};
 
 bool IsExpected(uint32_t status) {
     return 200 <= status && status < 400;
@@ -101,6 +116,7 @@ void Request::SendAgain(uint64_t size) {
 
 Response Request::End() {
     TRACE_ENTRY("Http::Request::End");
+    OperationScope::NoteChange();
     CHECK_THROW(HttpEndRequestW(m_impl->handle, nullptr, 0, 0), ApiException);
     DWORD status = 0;
     DWORD status_size = sizeof(status);
@@ -136,6 +152,7 @@ Response Session::SendRequest(const char16_t* verb, const std::u16string& object
     CHECK_THROW(response.m_impl->handle != nullptr, ApiException);
     const Handle handle = response.m_impl->handle;
     AddCookiesToRequest(handle, m_impl->cookies);
+    const NoteOfChange note(verb);
     Exchange exchange(*m_impl, handle, headers, body, static_cast<uint32_t>(body_size));
     uint32_t status = exchange.Run();
     if (WaitWhileBusy(handle, status, verb)) status = exchange.Run();
@@ -157,6 +174,7 @@ Response Session::SendRequest(const char16_t* verb, const std::u16string& object
 Request Session::CreateRequest(const std::u16string& object, const char16_t* const* accept_types,
                                uint64_t size, const char16_t* headers_or_null) {
     TRACE_ENTRY("Http::Session::CreateRequest");
+    OperationScope::NoteChange();
     Request request;
     request.m_impl->handle = OpenRequest(m_impl->connect_handle, u"PUT", object, accept_types,
                                          m_impl->RequestFlags(kRequestFlags));

@@ -66,6 +66,9 @@ bool Session::Exchange::IsNew() {
 // One round; false when `m_status` is final.
 bool Session::Exchange::SignIn() {
     if (m_status != kUnauthorized && m_status != kForbidden && m_status != kProxyUnauthorized) return false;
+    // docs/compatibility.md: A proxy that asks for a password is never a matter of the site
+    if (m_status == kProxyUnauthorized && !GetHeaders(m_handle, u"Proxy-Authenticate").empty())
+        return SignInWithCredentials();
     if (m_status == kForbidden || m_session.on_auth_token ||
         GetHeaders(m_handle, u"WWW-Authenticate").empty())
         return SignInWithForms();

@@ -36,6 +36,7 @@ struct Information {
     std::u16string m_version;        // as people see it, "1.0"; empty where unknown
     uint32_t m_attributes = 0;       // Windows file attributes
     VersionTags m_tags;              // of a document
+    int64_t m_asked_at = 0;          // when the server was asked, as OperationScope::Now; 0 for an old answer
 };
 
 // Why an answer without a listing is none, when the server itself doesn't say it.

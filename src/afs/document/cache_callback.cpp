@@ -1,8 +1,8 @@
 #include "afs/document/cache_callback.h"
 
 #include "afs/document/download_check.h"
-#include "base/cancel_scope.h"
 #include "base/failure.h"
+#include "base/operation_scope.h"
 
 namespace {
 
@@ -29,8 +29,13 @@ KnownVersion CacheCallback::VersionOf(const SharePoint::Information& information
     return {information.m_modified_time, information.m_tags, document->m_workflow_step};
 }
 
+// The host opens a document and reads it at once, or reopens and saves it: one look-up serves both. What the
+// save is judged by for a conflict was asked when the document was reopened.
 std::shared_ptr<SharePoint::Object> CacheCallback::BindFile() {
     TRACE_NAME("CacheCallback::BindFile");
+    if (auto held = m_name->GetObject();
+        held && held->AsFile() && OperationScope::IsYoung(held->GetInformation().m_asked_at))
+        return held;
     auto object = m_name->BindObject(SharePoint::Web::BindObjectType::file, false);
     CHECK_THROW_TEXT(object != nullptr,
                      u"m_name->BindObject(SharePoint::Web::BindObjectType::file, refresh) != nullptr",
@@ -63,7 +68,7 @@ HRESULT CacheCallback::Read(LONGLONG pos, void* data, LONGLONG size, LONGLONG* o
                             TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::Read");
     try {
-        const CancelScope cancel_scope(cancel_flag);
+        const OperationScope operation_scope(cancel_flag);
         if (IsCanceled(cancel_flag)) {
             LOG_LINE(Log::verbose, u"Canceled");
             EndDownload();
@@ -103,7 +108,7 @@ HRESULT CacheCallback::GetSize(LONGLONG* out_size, TMK::ITMK_ErrorDetails* out_e
                                TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::GetSize");
     try {
-        const CancelScope cancel_scope(cancel_flag);
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(out_size != nullptr, E_POINTER);
         *out_size = static_cast<LONGLONG>(BindFile()->GetInformation().m_size);
@@ -116,7 +121,7 @@ HRESULT CacheCallback::BeginWrite(TMK::ITMK_ErrorDetails* out_error_details,
                                   TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::BeginWrite");
     try {
-        const CancelScope cancel_scope(cancel_flag);
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         const auto object = BindFile();
         m_before_upload = object->GetInformation();
@@ -243,7 +248,7 @@ HRESULT CacheCallback::EndWrite(TMK::ITMK_ErrorDetails* out_error_details,
                                 TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("CacheCallback::EndWrite");
     try {
-        const CancelScope cancel_scope(cancel_flag);
+        const OperationScope operation_scope(cancel_flag);
         // docs/compatibility.md: A cancel after the last byte is ignored
         if (m_pos < m_size && IsCanceled(cancel_flag)) {
             LOG_LINE(Log::verbose, u"Canceled");

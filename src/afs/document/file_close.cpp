@@ -1,6 +1,7 @@
 // What happens on the server when a document that is checked out to the user is closed.
 #include "afs/document/file.h"
 #include "base/failure.h"
+#include "base/operation_scope.h"
 #include "dialogs/message_box.h"
 
 namespace {
@@ -15,6 +16,7 @@ HRESULT File::Close(DWORD flags, TMK::ITMK_ErrorDetails* out_error_details,
                     TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Close");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(m_name->GetObject() != nullptr && m_name->GetObject()->AsFile() != nullptr,
                      E_SP_NOT_FOUND);

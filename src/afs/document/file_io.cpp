@@ -2,6 +2,7 @@
 #include "afs/document/cache_callback.h"
 #include "afs/document/file.h"
 #include "base/failure.h"
+#include "base/operation_scope.h"
 #include "base/out_values.h"
 
 namespace {
@@ -71,6 +72,7 @@ HRESULT File::Read(void* data, LONGLONG size, LONGLONG* out_size_read,
                    TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Read");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Read) != 0, E_SP_WRONG_MODE);
         const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
@@ -91,6 +93,7 @@ HRESULT File::Write(const void* data, LONGLONG size, LONGLONG* out_size_written,
                     TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Write");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Write) != 0, E_SP_WRONG_MODE);
         const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
@@ -137,6 +140,7 @@ HRESULT File::SetSize(LONGLONG new_size, TMK::ITMK_ErrorDetails* out_error_detai
                       TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::SetSize");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN((m_flags & TMK::AFS_OpenFile_Write) != 0, E_SP_WRONG_MODE);
         const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
@@ -153,6 +157,7 @@ HRESULT File::GetSize(LONGLONG* out_size, TMK::ITMK_ErrorDetails* out_error_deta
                       TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::GetSize");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(out_size != nullptr, E_POINTER);
         const ComPtr<TMK::IAFS_CacheEntry> cache = GetCache();
@@ -167,6 +172,7 @@ HRESULT File::GetSize(LONGLONG* out_size, TMK::ITMK_ErrorDetails* out_error_deta
 HRESULT File::Flush(TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Flush");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         if (!m_dirty) {
             LOG_LINE(Log::verbose, u"nothing to flush for m_name='%s'", MaskForLog(m_name->GetUrl()));
@@ -244,6 +250,8 @@ void File::ResetCache() {
     if (const HRESULT result = files_cache->DeleteEntryEx(m_name.get(), 0); FAILED(result)) {
         LOG_LINE(Log::error, u"DeleteEntryEx failed with result '%d'!", result);
     }
+    // The person wants what the server has now, however lately it was asked.
+    OperationScope::ForgetAnswers();
     CHECK_RESULT_THROW(AcquireCache(nullptr, nullptr));
     m_pos = 0;
     m_dirty = false;

@@ -3,6 +3,7 @@
 #include "afs/document/file.h"
 #include "afs/document/open_flags.h"
 #include "base/failure.h"
+#include "base/operation_scope.h"
 #include "base/text/iso8601.h"
 #include "dialogs/message_box.h"
 
@@ -10,6 +11,7 @@ HRESULT File::Reopen(DWORD new_open_flags, TMK::ITMK_ErrorDetails* out_error_det
                      TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Reopen");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         LOG_LINE(Log::verbose,
                  u"m_name='%s', flags=%ul, m_modified_time=%llu, out_error_details=%p, cancel_flag=%p",

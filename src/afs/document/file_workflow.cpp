@@ -3,6 +3,7 @@
 #include "afs/document/file.h"
 #include "base/failure.h"
 #include "base/main_thread.h"
+#include "base/operation_scope.h"
 #include "base/text/ignore_case.h"
 #include "base/text/iso8601.h"
 #include "dialogs/message_box.h"
@@ -18,6 +19,7 @@ HRESULT File::Exec(LPCWSTR command, const VARIANT& data, VARIANT* out_value,
                    TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("File::Exec");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(command != nullptr, E_INVALIDARG);
         LOG_LINE(Log::verbose, u"%s", command);

@@ -121,6 +121,11 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
     TRACE_ENTRY("SharePoint2013::Web::Enumerate");
     LOG_LINE(Log::verbose, u"path='%s', get_children=%i", MaskForLog(path), get_children);
     std::vector<std::shared_ptr<SharePoint::Object>> objects;
+    if (const auto told = m_item.Find(path); told && !get_children) {
+        if (out_information) *out_information = told->information;
+        return objects;
+    }
+    const int64_t asked_at = OperationScope::Now();
     pugi::xml_document document;
     SendPropfind(document, path, get_children);
     const std::u16string server_url = m_http->GetUri();
@@ -133,6 +138,8 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
         LOG_LINE(Log::verbose, is_itself ? u"Object %s" : u"Object child %s",
                  SharePoint::DescribeForLog(information, is_folder));
         if (is_itself) {
+            information.m_asked_at = asked_at;
+            m_item.Keep(path, {information, is_folder}, asked_at);
             if (out_information) *out_information = std::move(information);
         } else if (get_children) {
             objects.push_back(MakeObject(std::move(information), is_folder));
@@ -154,6 +161,12 @@ void Web::SendPropfind(pugi::xml_document& out_document, const std::u16string& p
 bool Web::ReadInformation(const std::u16string& path, SharePoint::Information& out_information,
                           bool& out_is_folder) {
     TRACE_NAME("SharePoint2013::Web::BindObject");
+    if (const auto told = m_item.Find(path)) {
+        out_information = told->information;
+        out_is_folder = told->is_folder;
+        return !out_information.m_name.empty();
+    }
+    const int64_t asked_at = OperationScope::Now();
     pugi::xml_document document;
     try {
         SendPropfind(document, path, false);
@@ -165,6 +178,8 @@ bool Web::ReadInformation(const std::u16string& path, SharePoint::Information& o
     const pugi::xml_node response = document.child("D:multistatus").child("D:response");
     if (!response || !ParseWebDavPropfind(m_http->GetUri(), response, out_information, out_is_folder))
         return false;
+    out_information.m_asked_at = asked_at;
+    m_item.Keep(path, {out_information, out_is_folder}, asked_at);
     // Without properties there is no time to compare, and a save couldn't detect a newer version.
     return !out_information.m_name.empty();
 }

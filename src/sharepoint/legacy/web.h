@@ -9,6 +9,7 @@
 
 #include "http/session.h"
 #include "sharepoint/address_forms.h"
+#include "sharepoint/look_up.h"
 #include "sharepoint/object.h"
 #include "sharepoint/places.h"
 #include "sharepoint/request_digest.h"
@@ -91,6 +92,7 @@ private:
     std::shared_ptr<Http::Session> m_http;
     SharePoint::DigestKeeper m_digest;
     SharePoint::AddressForms m_forms;
+    SharePoint::Told<SharePoint::Item> m_item;
 };
 
 }  // namespace SharePoint2013

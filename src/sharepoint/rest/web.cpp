@@ -118,10 +118,25 @@ bool Web::UpdateInformation(const std::u16string& path, SharePoint::Information*
                             bool* out_is_folder) {
     TRACE_ENTRY("SharePointRestAPI::Web::UpdateInformation");
     LOG_LINE(Log::verbose, u"Web::UpdateInformation '%s'", MaskForLog(path));
+    if (const auto told = m_item.Find(path)) {
+        if (out_information) *out_information = told->information;
+        if (out_is_folder) *out_is_folder = told->is_folder;
+        TRACE_EXIT(u"true, as told in this operation");
+        return true;
+    }
+    const int64_t asked_at = OperationScope::Now();
     const std::u16string web = EncodedPath();
+    SharePoint::Information information;
+    bool is_folder = false;
     // docs/compatibility.md: A folder is asked for before a file
-    const bool found = ReadItem(FolderAddress(web, path) + u"')", out_information, out_is_folder) ||
-                       ReadItem(FileAddress(web, path) + u"')", out_information, out_is_folder);
+    const bool found = ReadItem(FolderAddress(web, path) + u"')", &information, &is_folder) ||
+                       ReadItem(FileAddress(web, path) + u"')", &information, &is_folder);
+    if (found) {
+        information.m_asked_at = asked_at;
+        m_item.Keep(path, {information, is_folder}, asked_at);
+        if (out_information) *out_information = std::move(information);
+        if (out_is_folder) *out_is_folder = is_folder;
+    }
     TRACE_EXIT(found ? u"true" : u"false");
     return found;
 }
@@ -225,6 +240,11 @@ std::u16string Web::GetCurrentUser() {
 bool Web::CanEdit(const std::u16string& path) {
     TRACE_ENTRY("SharePointRestAPI::Web::CanEdit");
     LOG_LINE(Log::verbose, u"Web::UpdateInformation '%s'", MaskForLog(path));
+    if (const auto told = m_can_edit.Find(path)) {
+        TRACE_EXIT(u"as told in this operation");
+        return *told;
+    }
+    const int64_t asked_at = OperationScope::Now();
     Json::Document document;
     AskForItem(FileAddress(EncodedPath(), path) +
                    u"')?$select=ListItemAllFields&$expand=ListItemAllFields/EffectiveBasePermissions",
@@ -237,6 +257,7 @@ bool Web::CanEdit(const std::u16string& path) {
     } else {
         can_edit = ErrorCode(document.Root()) == kFileDoesNotExist;
     }
+    m_can_edit.Keep(path, can_edit, asked_at);
     TRACE_EXIT(can_edit ? u"true" : u"false");
     return can_edit;
 }

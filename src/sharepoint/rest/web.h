@@ -11,6 +11,7 @@
 #include "sharepoint/address_forms.h"
 #include "sharepoint/change.h"
 #include "sharepoint/json.h"
+#include "sharepoint/look_up.h"
 #include "sharepoint/object.h"
 #include "sharepoint/places.h"
 #include "sharepoint/request_digest.h"
@@ -98,6 +99,8 @@ private:
     std::shared_ptr<Http::Session> m_http;
     SharePoint::DigestKeeper m_digest;
     SharePoint::AddressForms m_forms;
+    SharePoint::Told<SharePoint::Item> m_item;
+    SharePoint::Told<bool> m_can_edit;
 };
 
 }  // namespace SharePointRestAPI
