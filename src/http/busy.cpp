@@ -9,12 +9,17 @@ namespace Http {
 
 namespace {
 
+constexpr uint32_t kProxyUnauthorized = 407;
 constexpr uint32_t kTooManyRequests = 429;
 constexpr uint32_t kUnavailable = 503;
 constexpr std::chrono::seconds kLongestWait(30);
 constexpr size_t kMostDigits = 6;
 
 }  // namespace
+
+bool IsAnsweredByNobody(uint32_t status) {
+    return status == kProxyUnauthorized || status == kTooManyRequests || status == kUnavailable;
+}
 
 bool ChangesNothing(std::u16string_view verb) {
     constexpr std::u16string_view kVerbs[] = {u"GET", u"HEAD", u"OPTIONS", u"PROPFIND"};

@@ -4,6 +4,7 @@
 
 #include "base/text/encoding.h"
 #include "base/url.h"
+#include "http/busy.h"
 #include "sharepoint/legacy/file.h"
 #include "sharepoint/legacy/folder.h"
 #include "sharepoint/legacy/front_page.h"
@@ -73,6 +74,8 @@ bool Web::GetWebPath(Http::Session& http, const std::u16string& object_path, std
     } catch (const Http::HttpException& failure) {
         LOG_LINE(Log::error, u"Webs.asmx/WebUrlFromPageUrl('%s') returned %d", MaskForLog(page_url),
                  failure.status);
+        if (Http::IsAnsweredByNobody(failure.status))
+            THROW_TRACED(HResultException, Http::StatusToResult(failure.status));
         return false;
     }
     const CompareUrlsResult result = CompareUrls(server_url, web_url, &out_web_path, false);

@@ -61,6 +61,13 @@ TEST(OlderWebCreate, NeedsTheAddressOfAWebOnTheServer) {
     EXPECT_EQ(path, u"untouched");
     site.answers["POST /_vti_bin/Webs.asmx"] = Answer("200 OK", "Please sign in");
     EXPECT_THROW(site.CreateWeb(url), Exception);
+    site.answers["POST /_vti_bin/Webs.asmx"] = Answer("503 Later", "", "Retry-After: 7\r\n");
+    try {
+        site.CreateWeb(url);
+        ADD_FAILURE() << "a busy server says nothing of the site";
+    } catch (const HResultException& failure) {
+        EXPECT_EQ(static_cast<uint32_t>(failure.code), 0x801901F7);
+    }
 }
 
 TEST(OlderWebCreate, DecodesAnEscapedAddress) {

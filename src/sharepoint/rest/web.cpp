@@ -2,6 +2,7 @@
 
 #include "base/text/encoding.h"
 #include "base/url.h"
+#include "http/busy.h"
 #include "sharepoint/places.h"
 #include "sharepoint/reading.h"
 #include "sharepoint/rest/file.h"
@@ -45,11 +46,13 @@ bool Web::GetWebPath(Http::Session& http, const std::u16string& object_path, std
     TRACE_ENTRY("SharePointRestAPI::Web::GetWebPath");
     const std::u16string server_url = http.GetUri();
     pugi::xml_document document;
-    SharePoint2010::Utility::ReadResponseXml(
-        document, http.SendRequest(u"GET",
-                                   u"/_api/SP.Web.GetWebUrlFromPageUrl(@v)?@v='" + server_url + u"/" +
-                                       UrlEncode(object_path) + u"'",
-                                   kAcceptXml, nullptr, nullptr, 0, false));
+    const Http::Response response = http.SendRequest(
+        u"GET",
+        u"/_api/SP.Web.GetWebUrlFromPageUrl(@v)?@v='" + server_url + u"/" + UrlEncode(object_path) + u"'",
+        kAcceptXml, nullptr, nullptr, 0, /*check_status=*/false);
+    if (const uint32_t status = response.GetStatus(); Http::IsAnsweredByNobody(status))
+        THROW_TRACED(HResultException, Http::StatusToResult(status));
+    SharePoint2010::Utility::ReadResponseXml(document, response);
     const std::u16string web_url = FromUtf8(document.child("d:GetWebUrlFromPageUrl").text().get());
     const CompareUrlsResult result = CompareUrls(server_url, web_url, &out_web_path, false);
     if (!IsSameOrParent(result)) {
