@@ -111,6 +111,9 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
          }},
         {"--digest-lifetime",
          [&](auto& v) { options.digest_lifetime = ParseNumber("--digest-lifetime", v, 1, 31'536'000); }},
+        {"--list-threshold",
+         [&](auto& v) { options.limits.list_threshold = ParseNumber("--list-threshold", v, 1, 1'000'000); }},
+        {"--max-url", [&](auto& v) { options.limits.max_url = ParseNumber("--max-url", v, 100, 65'536); }},
         {"--faults", [&](auto& v) { options.faults_file = v; }},
         {"--request-log", [&](auto& v) { options.request_log_file = v; }},
         {"--max-connections",
@@ -201,6 +204,9 @@ Who may sign in
   --cookie-lifetime S     seconds that the cookies of a forms sign-in are valid (default 43200)
   --no-return-url         don't say where a forms sign-in ends
   --digest-lifetime S     seconds that a form digest is valid (default 1800)
+  --list-threshold N      entries above which a folder is listed in pages only; 5000 on real
+                          servers (default: any number)
+  --max-url N             length of a path above which a request is refused (default: any)
   --optional-digest       a change without a digest passes; a wrong one is still refused
 
 For tests

@@ -9,6 +9,7 @@
 #include "auth/forms.h"
 #include "auth/oauth.h"
 #include "base/generation.h"
+#include "base/limits.h"
 #include "dav/dav_server.h"
 #include "http/server.h"
 #include "store/records.h"
@@ -34,6 +35,7 @@ struct Options {
     dav::DavOptions dav;
     LoginForm logins = LoginForm::membership;
     std::vector<Column> columns;
+    Limits limits;
     int digest_lifetime = 1800;
     bool force_checkout = false, minor_versions = true, optional_digest = false, admin = false,
          default_users = false, exit_with_parent = false, help = false;

@@ -11,9 +11,10 @@ namespace {
 // Operations that the REST interface got after 2013.
 bool IsNewerRest(const http::Request& request) {
     static constexpr std::string_view kNames[] = {
-        "/$batch",         "AddUsingPath",    "AddStubUsingPath", "StartUpload",         "ContinueUpload",
-        "FinishUpload",    "CancelUpload",    "SP.MoveCopyUtil",  "MoveByPath",          "CopyByPath",
-        "MoveToUsingPath", "CopyToUsingPath", "GetFileByUrl",     "ByServerRelativePath"};
+        "/$batch",        "AddUsingPath",         "AddStubUsingPath",      "StartUpload",
+        "ContinueUpload", "FinishUpload",         "CancelUpload",          "SP.MoveCopyUtil",
+        "MoveByPath",     "CopyByPath",           "MoveToUsingPath",       "CopyToUsingPath",
+        "GetFileByUrl",   "ByServerRelativePath", "RenderListDataAsStream"};
     return std::ranges::any_of(kNames, [&](std::string_view name) {
         return FindIgnoringCase(request.raw_path, name) != std::string::npos;
     });
@@ -22,6 +23,8 @@ bool IsNewerRest(const http::Request& request) {
 }  // namespace
 
 http::Response ProtocolRouter::Serve(http::Request& request, const User& user) {
+    if (m_limits.max_url > 0 && request.raw_path.size() > static_cast<std::size_t>(m_limits.max_url))
+        return http::MakeResponse(400, "text/html; charset=us-ascii", "<h2>Bad Request - Invalid URL</h2>");
     bool rest = rest::RestApi::Owns(request);
     if (m_generation == Generation::modern)
         return rest ? m_rest.Handle(request, user) : m_documents.Handle(request, user);

@@ -3,6 +3,7 @@
 #pragma once
 #include "auth/digest.h"
 #include "base/generation.h"
+#include "base/limits.h"
 #include "content/documents.h"
 #include "dav/dav_server.h"
 #include "frontpage/frontpage_server.h"
@@ -13,9 +14,11 @@ namespace devserver {
 
 class ProtocolRouter {
 public:
-    ProtocolRouter(Store& store, FormDigests& digests, Generation generation, dav::DavOptions dav_options)
+    ProtocolRouter(Store& store, FormDigests& digests, Generation generation, dav::DavOptions dav_options,
+                   const Limits& limits)
         : m_generation(generation),
-          m_rest(store, digests),
+          m_limits(limits),
+          m_rest(store, digests, limits.list_threshold),
           m_documents(store),
           m_dav(store, m_documents, dav_options),
           m_soap(store),
@@ -25,6 +28,7 @@ public:
 
 private:
     Generation m_generation;
+    Limits m_limits;
     rest::RestApi m_rest;
     DocumentPages m_documents;
     dav::DavServer m_dav;

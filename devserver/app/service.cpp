@@ -41,7 +41,7 @@ Service::Service(const Options& options, Store& store)
                       options.key_table),
       m_authority(store, m_tickets, options.oauth),
       m_generation(options.generation),
-      m_router(store, m_digests, options.generation, options.dav) {
+      m_router(store, m_digests, options.generation, options.dav, options.limits) {
     if (!options.faults_file.empty()) {
         std::ifstream stream(options.faults_file);
         std::stringstream text;

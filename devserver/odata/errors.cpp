@@ -25,6 +25,11 @@ ApiError FolderMissing() {
     return {404, "-2147024893, System.IO.DirectoryNotFoundException", "File Not Found."};
 }
 
+ApiError OverThreshold() {
+    return {500, "-2147024860, Microsoft.SharePoint.SPQueryThrottledException",
+            "The attempted operation is prohibited because it exceeds the list view threshold."};
+}
+
 ApiError UnknownParameter(const std::string& name) {
     return {400, "-1, Microsoft.SharePoint.Client.InvalidClientQueryException",
             "The parameter name " + name + " is not valid."};

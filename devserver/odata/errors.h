@@ -18,6 +18,7 @@ ApiError InvalidDigest();
 ApiError FileDoesNotExist(const std::string& path);
 ApiError FolderNotFound();
 ApiError FolderMissing();  // where a file is to be added
+ApiError OverThreshold();
 ApiError UnknownParameter(const std::string& name);
 ApiError NoListItem();
 ApiError InvalidExpression(const std::string& expression);

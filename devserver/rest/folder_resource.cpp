@@ -18,12 +18,18 @@ std::string FolderId(const Item& item) {
     return "Web/GetFolderByServerRelativePath(decodedurl='" + ReplaceAll(item.path, "'", "''") + "')";
 }
 
+void RequireFew(const Context& context, const Item& folder) {
+    if (context.IsOverThreshold(folder)) throw odata::OverThreshold();
+}
+
 Feed FilesFeed(const Context& context, const Item& folder) {
+    RequireFew(context, folder);
     return FeedOf(context.store.children(folder, false),
                   [context](const Item& item) { return FileEntity(context, std::make_shared<Item>(item)); });
 }
 
 Feed FoldersFeed(const Context& context, const Item& folder) {
+    RequireFew(context, folder);
     return FeedOf(context.store.children(folder, true), [context](const Item& item) {
         return FolderEntity(context, std::make_shared<Item>(item));
     });
@@ -227,7 +233,12 @@ public:
         return std::nullopt;
     }
 
-    Outcome get(Context& context) override { return FolderOutcome(context, Require(), "Folder"); }
+    Outcome get(Context& context) override {
+        // The refusal has to come before the answer begins.
+        if (context.projection.Expanded("files") || context.projection.Expanded("folders"))
+            RequireFew(context, Require());
+        return FolderOutcome(context, Require(), "Folder");
+    }
 
     Outcome Remove(Context& context) override {
         context.RequireEdit();

@@ -6,6 +6,7 @@
 #include "base/json.h"
 #include "base/text.h"
 #include "rest/file_resource.h"
+#include "rest/list_data.h"
 
 namespace devserver::rest {
 namespace {
@@ -421,6 +422,11 @@ public:
         if (segment.Is("EffectiveBasePermissions"))
             return MakeNode(Node::Of(EffectivePermissions(context.user)), "EffectiveBasePermissions");
         return nullptr;
+    }
+
+    std::optional<Outcome> operation(Context& context, const Segment& segment) override {
+        if (!context.IsPost() || !segment.Is("RenderListDataAsStream")) return std::nullopt;
+        return RenderListData(context, m_library);
     }
 
     Outcome get(Context& context) override {

@@ -35,6 +35,11 @@ struct Context {
     odata::Mode mode;
     odata::Projection projection;
     std::string server_url;
+    int list_threshold;  // entries of a folder that a listing without pages may have; 0 for any
+
+    bool IsOverThreshold(const Item& folder) const {
+        return list_threshold > 0 && folder.child_count > list_threshold;
+    }
 
     std::string WebUrl() const { return server_url + (web.path.empty() ? "" : "/" + EncodePath(web.path)); }
     std::string ApiUrl() const { return WebUrl() + "/_api/"; }

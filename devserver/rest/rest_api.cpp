@@ -150,7 +150,8 @@ http::Response RestApi::Dispatch(http::Request& request, const User& user, const
                     method,
                     odata::ChooseMode(request.headers.get("Accept")),
                     odata::Projection::Parse(select, expand),
-                    request.base_url};
+                    request.base_url,
+                    m_list_threshold};
     return Respond(Run(context, odata::ParseSegments(rest, request.query)), context);
 }
 

@@ -10,7 +10,8 @@ namespace devserver::rest {
 
 class RestApi {
 public:
-    RestApi(Store& store, FormDigests& digests) : m_store(store), m_digests(digests) {}
+    RestApi(Store& store, FormDigests& digests, int list_threshold)
+        : m_store(store), m_digests(digests), m_list_threshold(list_threshold) {}
     // Whether the path is one of the interface's, in whichever web.
     static bool Owns(const http::Request& request);
     // `batched`: the digest was checked for the batch as a whole.
@@ -23,6 +24,7 @@ private:
 
     Store& m_store;
     FormDigests& m_digests;
+    const int m_list_threshold;
 };
 
 // The interface's error for a refusal of the store.

@@ -360,6 +360,41 @@ TEST_F(Documents, WhatRealServersRefuseIsRefused) {
     EXPECT_EQ(groups["value"].Size(), 3u);
 }
 
+TEST_F(Documents, AFolderBeyondTheThresholdIsListedInPagesOnly) {
+    ServerProcess server({"--list-threshold", "4", "--seed-count", "Many=5"});
+    Client alice(server, "alice");
+    for (const char* listing : {"?$expand=Files", "?$expand=Folders,Files", "/Files", "/Files?$top=1"}) {
+        const auto reply = alice.get(FolderUrl("Many") + listing);
+        EXPECT_EQ(reply.status, 500) << listing;
+        EXPECT_EQ(ErrorNumber(reply), -2147024860) << listing;
+    }
+    EXPECT_EQ(alice.get(FolderUrl("Many")).status, 200);
+    const auto page = [&](const std::string& view, const std::string& paging) {
+        return alice.Change(
+            "POST", "/sites/team/_api/web/GetList('/sites/team/Shared%20Documents')/RenderListDataAsStream",
+            R"({"parameters":{"ViewXml":")" + view +
+                R"(","FolderServerRelativeUrl":"/sites/team/Shared Documents/Many","Paging":")" + paging +
+                "\"}}");
+    };
+    const std::string rows = "<RowLimit Paged='TRUE'>3</RowLimit>";
+    const auto first = page(rows, "").json();
+    ASSERT_TRUE(first.IsObject() && first.HasMember("NextHref"));
+    EXPECT_EQ(first["Row"].Size(), 3u);
+    const auto second = page(rows, first["NextHref"].GetString()).json();
+    EXPECT_EQ(second["Row"].Size(), 2u);
+    EXPECT_FALSE(second.HasMember("NextHref"));
+    EXPECT_EQ(page("<Query><Where></Where></Query>" + rows, "").status, 500);
+}
+
+TEST_F(Documents, AnAddressBeyondTheLimitIsRefusedAndAnAliasIsNot) {
+    ServerProcess server({"--max-url", "200"});
+    Client alice(server, "alice");
+    const std::string path = "'/sites/team/Shared%20Documents/" + std::string(150, 'x') + "'";
+    const std::string get = "/sites/team/_api/web/GetFileByServerRelativePath(decodedurl=";
+    EXPECT_EQ(alice.get(get + path + ")").status, 400);
+    EXPECT_EQ(alice.get(get + "@a)?@a=" + path).status, 404);
+}
+
 TEST_F(Documents, AFolderOfTenThousandFilesListsWhole) {
     ServerProcess server({"--seed-count", "many=10000"});
     Client alice(server, "alice");

@@ -1,5 +1,9 @@
 #include "sharepoint/rest/protocol.h"
 
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "base/text/encoding.h"
 #include "base/url.h"
 
 namespace SharePointRestAPI {
@@ -45,6 +49,14 @@ std::u16string Address(const std::u16string& web, const char16_t* function, cons
     return web + u"/_api/web/" + function + u"(decodedurl='/" + UrlEncodeQuoted(path);
 }
 
+// Ordered by the one column that every list has an index of.
+constexpr int kListData = 2;  // the rows alone
+constexpr char kPageView[] =
+    "<View><Query><OrderBy><FieldRef Name='ID'/></OrderBy></Query><ViewFields>"
+    "<FieldRef Name='FileLeafRef'/><FieldRef Name='FileRef'/><FieldRef Name='FSObjType'/>"
+    "<FieldRef Name='File_x0020_Size'/><FieldRef Name='Created'/><FieldRef Name='Modified'/>"
+    "<FieldRef Name='CheckoutUser'/></ViewFields><RowLimit Paged='TRUE'>5000</RowLimit></View>";
+
 }  // namespace
 
 std::u16string FileAddress(const std::u16string& web, const std::u16string& path) {
@@ -53,6 +65,32 @@ std::u16string FileAddress(const std::u16string& web, const std::u16string& path
 
 std::u16string FolderAddress(const std::u16string& web, const std::u16string& path) {
     return Address(web, u"GetFolderByServerRelativePath", path);
+}
+
+std::u16string PagesAddress(const std::u16string& web, const std::u16string& library) {
+    return web + u"/_api/web/GetList('/" + UrlEncodeQuoted(library) + u"')/RenderListDataAsStream";
+}
+
+std::string PageBody(const std::u16string& folder, const std::u16string& paging) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    const auto text = [&](const char* key, const std::string& value) {
+        writer.Key(key);
+        writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+    };
+    writer.StartObject();
+    writer.Key("parameters");
+    writer.StartObject();
+    writer.Key("RenderOptions");
+    writer.Int(kListData);
+    writer.Key("DatesInUtc");
+    writer.Bool(true);
+    text("ViewXml", kPageView);
+    text("FolderServerRelativeUrl", "/" + ToUtf8(folder));
+    if (!paging.empty()) text("Paging", ToUtf8(paging));
+    writer.EndObject();
+    writer.EndObject();
+    return buffer.GetString();
 }
 
 std::u16string DigestHeader(const std::u16string& digest) {

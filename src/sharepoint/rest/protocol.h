@@ -20,10 +20,16 @@ inline constexpr const char16_t* kAcceptXml[] = {u"application/xml", u"text/xml"
 std::u16string FileAddress(const std::u16string& web, const std::u16string& path);
 std::u16string FolderAddress(const std::u16string& web, const std::u16string& path);
 
+// The address that gives a library's folders in pages, and the body that asks for one page of `folder`, a
+// path relative to the server root; `paging` is empty for the first page and else as the page before gave it.
+std::u16string PagesAddress(const std::u16string& web, const std::u16string& library);
+std::string PageBody(const std::u16string& folder, const std::u16string& paging);
+
 // The header line with the digest of a change.
 std::u16string DigestHeader(const std::u16string& digest);
 
 inline constexpr uint32_t kFileDoesNotExist = 0x82000006;
+inline constexpr uint32_t kOverThreshold = 0x80070024;
 inline constexpr uint32_t kNoCheckedInVersion = 0x8107218A;
 inline constexpr uint32_t kRequiredPropertiesMissing = 0x80131600;
 

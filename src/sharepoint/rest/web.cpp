@@ -19,13 +19,15 @@ using SharePoint2010::Utility::ReadJson;
 
 // docs/compatibility.md: The right to view counts as the right to edit
 constexpr uint64_t kEditRights = 3;  // viewing and adding items
+constexpr uint32_t kServerError = 500;
 
 Http::Response Get(Http::Session& http, const std::u16string& address) {
     return http.SendRequest(u"GET", address, kAcceptVerbose, nullptr, nullptr, 0, /*check_status=*/false);
 }
 
-// The server's own sentence, or else its status.
-std::u16string DescribeRefusal(const Http::Response& response, const Json::Value& answer) {
+}  // namespace
+
+std::u16string Web::DescribeRefusal(const Http::Response& response, const Json::Value& answer) {
     const Json::Value* error = Json::ObjectMember(&answer, u"error");
     if (!error) error = Json::ObjectMember(&answer, u"odata.error");
     const Json::Value* message = Json::ObjectMember(error, u"message");
@@ -34,8 +36,6 @@ std::u16string DescribeRefusal(const Http::Response& response, const Json::Value
     const uint32_t status = response.GetStatus();
     return status >= 200 && status <= 399 ? SharePoint::kNoListing : Http::HttpException(response).message;
 }
-
-}  // namespace
 
 std::shared_ptr<Web> Web::Create(std::shared_ptr<Http::Session> http, const std::u16string& object_url) {
     TRACE_ENTRY("SharePointRestAPI::Web::Create");
@@ -158,6 +158,12 @@ std::vector<std::shared_ptr<SharePoint::Object>> Web::Enumerate(const std::u16st
         AskForItem(FolderAddress(EncodedPath(), path) +
                        u"')?$expand=Folders, Folders/Properties, Files, Files/Properties",
                    document);
+    if (response.GetStatus() == kServerError && ErrorCode(document.Root()) == kOverThreshold) {
+        const std::u16string unread = ReadPages(path, objects);
+        if (out_unread) *out_unread = unread;
+        TRACE_EXIT(static_cast<uint64_t>(objects.size()));
+        return objects;
+    }
     const Json::Value* folder = Json::ObjectMember(&document.Root(), u"d");
     if (out_unread) *out_unread = folder ? std::u16string() : DescribeRefusal(response, document.Root());
     const auto append = [&](const char16_t* group, bool of_folders) {

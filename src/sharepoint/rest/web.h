@@ -86,6 +86,14 @@ public:
     std::shared_ptr<SharePoint::Object> MakeObject(SharePoint::Information information, bool is_folder);
 
 private:
+    // What a folder holds beyond the server's threshold, page by page; nothing and the reason when a page
+    // can't be read.
+    std::u16string ReadPages(const std::u16string& path,
+                             std::vector<std::shared_ptr<SharePoint::Object>>& out_objects);
+    // Why an answer isn't the wanted one: the server's own sentence, or else its status.
+    static std::u16string DescribeRefusal(const Http::Response& response, const Json::Value& answer);
+    // One row of a page; null when it is no item.
+    std::shared_ptr<SharePoint::Object> ParseRow(const Json::Value& row);
     Http::Response AskForItem(const std::u16string& address, Json::Document& out_answer);
     // The item at one address; false when there is none.
     bool ReadItem(const std::u16string& address, SharePoint::Information* out_information,
