@@ -49,9 +49,9 @@ struct ListingFault {
 };
 
 std::vector<ListingFault> ListingFaults() {
-    static constexpr const char* kThreshold =
-        R"("kind":"status","status":500,"code":"-2147024860, Microsoft.SharePoint.SPQueryThrottledException",)"
-        R"("message":"The attempted operation is prohibited because it exceeds the list view threshold.")";
+    static constexpr const char* kFailure =
+        R"("kind":"status","status":500,"code":"-2147467259, Microsoft.SharePoint.SPException",)"
+        R"("message":"Cannot complete this action.")";
     std::vector<ListingFault> rows;
     for (const std::string generation : {"modern", "2013", "2010"}) {
         const bool is_modern = generation == "modern";
@@ -62,7 +62,7 @@ std::vector<ListingFault> ListingFaults() {
             {generation + " forbidden", generation, R"("kind":"status","status":403,"text":"no")"});
         rows.push_back({generation + " truncated", generation, R"("kind":"truncate","after":60)"});
         rows.push_back({generation + " sign-in page", generation, R"("kind":"sign-in-page")"});
-        if (is_modern) rows.push_back({generation + " threshold", generation, kThreshold});
+        if (is_modern) rows.push_back({generation + " failure", generation, kFailure});
     }
     return rows;
 }
@@ -76,8 +76,8 @@ TEST_P(RefusedListing, IsAFailureAndNoEmptyFolder) {
     EXPECT_EQ(listed.status, 1);
     EXPECT_EQ(listed.out, "");
     EXPECT_EQ(std::count(listed.err.begin(), listed.err.end(), '\n'), 1) << listed.err;
-    if (GetParam().fault.find("threshold") != std::string::npos) {
-        EXPECT_NE(listed.err.find("list view threshold"), std::string::npos) << listed.err;
+    if (GetParam().fault.find("complete") != std::string::npos) {
+        EXPECT_NE(listed.err.find("Cannot complete this action"), std::string::npos) << listed.err;
     }
     EXPECT_EQ(m_host.Run({"ls", Library(), "--json"}).status, 1);
     EXPECT_EQ(m_host.Run({"rm", Library()}).status, 1) << "it isn't known to be empty";
