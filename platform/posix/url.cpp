@@ -296,6 +296,11 @@ bool ReadPort(View digits, INTERNET_PORT& port) {
 
 bool ReadAuthority(View authority, Parts& parts) {
     parts.has_host = true;
+    const auto is_special = [](char16_t c) { return c == u':' || c == u'@' || c == u'%' || c == u']'; };
+    if (std::none_of(authority.begin(), authority.end(), is_special)) {
+        parts.host = authority;
+        return true;
+    }
     if (const std::size_t at = authority.rfind(u'@'); at != View::npos) {
         const View user_info = authority.substr(0, at);
         const std::size_t colon = user_info.find(u':');
@@ -348,7 +353,9 @@ BOOL InternetCrackUrlW(LPCWSTR url, DWORD length, DWORD flags, URL_COMPONENTSW* 
     if (rest.substr(0, 2) == u"//") {
         rest.remove_prefix(2);
         if (scheme.number != INTERNET_SCHEME_FILE) {
-            const View authority = rest.substr(0, rest.find_first_of(u"/?#"));
+            const auto end = std::find_if(rest.begin(), rest.end(),
+                                          [](char16_t c) { return c == u'/' || c == u'?' || c == u'#'; });
+            const View authority = rest.substr(0, static_cast<std::size_t>(end - rest.begin()));
             parts.port = scheme.port;
             if (!ReadAuthority(authority, parts)) return Fail(ERROR_INTERNET_INVALID_URL);
             rest.remove_prefix(authority.size());

@@ -56,6 +56,7 @@ HRESULT FileSystem::Exec(TMK::IAFS_Name* i_name, LPCWSTR i_operation_name, const
                          IUnknown*, TMK::ITMK_CancelFlag* i_cancel_flag) {
     TRACE_ENTRY("FileSystem::Exec");
     try {
+        const OperationScope operation_scope(i_cancel_flag);
         CHECK_RETURN(!IsCanceled(i_cancel_flag), E_CANCELED);
         CHECK_RETURN(i_operation_name != nullptr, E_INVALIDARG);
         if (EqualIgnoringCase(i_operation_name, u"SignOut")) return ExecSignOut(i_name, i_data);

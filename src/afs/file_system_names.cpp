@@ -1,6 +1,7 @@
 // Names of the file system: strings to names and back, kinship, binding to places.
 #include "afs/file_system.h"
 #include "base/failure.h"
+#include "base/operation_scope.h"
 #include "base/out_values.h"
 #include "base/url.h"
 #include "session/account_data.h"
@@ -160,6 +161,7 @@ HRESULT FileSystem::BindToPath(LPCWSTR path, TMK::IAFS_BindContext* context, DWO
                                TMK::ITMK_CancelFlag* cancel_flag, TMK::IAFS_Name** out_host_name) {
     TRACE_ENTRY("FileSystem::BindToPath");
     try {
+        const OperationScope operation_scope(cancel_flag);
         if (out_host_name) *out_host_name = nullptr;
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(path != nullptr, E_INVALIDARG);
@@ -191,6 +193,7 @@ HRESULT FileSystem::BindToObject(IUnknown* object, TMK::IAFS_BindContext* bind_c
                                  TMK::ITMK_CancelFlag* cancel_flag, TMK::IAFS_Name** out_host_name) {
     TRACE_ENTRY("FileSystem::BindToObject");
     try {
+        const OperationScope operation_scope(cancel_flag);
         if (out_host_name) *out_host_name = nullptr;
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(out_host_name != nullptr, E_POINTER);
@@ -213,6 +216,7 @@ HRESULT FileSystem::BindFlush(TMK::IAFS_Name* name, DWORD, IUnknown*,
                               TMK::ITMK_ErrorDetails* out_error_details, TMK::ITMK_CancelFlag* cancel_flag) {
     TRACE_ENTRY("FileSystem::BindFlush");
     try {
+        const OperationScope operation_scope(cancel_flag);
         CHECK_RETURN(!IsCanceled(cancel_flag), E_CANCELED);
         CHECK_RETURN(name != nullptr, E_INVALIDARG);
         const ComPtr<Name> local_name = GetName(name);

@@ -26,6 +26,10 @@ OperationScope::~OperationScope() {
     if (m_is_outermost) g_knowledge = 0;
 }
 
+TMK::ITMK_CancelFlag* OperationScope::Flag() {
+    return g_flag;
+}
+
 uint64_t OperationScope::Knowledge() {
     return g_knowledge;
 }

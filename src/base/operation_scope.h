@@ -16,6 +16,8 @@ public:
     OperationScope(const OperationScope&) = delete;
     OperationScope& operator=(const OperationScope&) = delete;
 
+    // The flag that ends what this thread waits for; null without one.
+    static TMK::ITMK_CancelFlag* Flag();
     // Sleeps that long; false as soon as the operation of this thread is cancelled.
     static bool Sleep(std::chrono::milliseconds duration);
 

@@ -63,20 +63,52 @@ std::optional<Components> Crack(const char16_t* url, DWORD length = 0) {
                       View(parts.lpszExtraInfo, parts.dwExtraInfoLength)};
 }
 
-// The canonical form on the stack.
+// Whether the canonical form of a path is the path itself.
+bool IsPlainPath(std::u16string_view path) {
+    bool at_start = true;  // of a name
+    for (const char16_t c : path) {
+        if (c < kAscii && (at_start ? kExaminedAtStart : kExamined)[c]) return false;
+        at_start = c == u'/';
+    }
+    return !at_start && path.back() != u' ';
+}
+
+// The same of a web address with a path, but for the letters of its host, which may be capital.
+bool IsPlainUrl(std::u16string_view url) {
+    if (url.size() > kMaxPlainUrl) return false;
+    const std::u16string_view scheme = url.starts_with(kHttps) ? kHttps : kHttp;
+    if (!url.starts_with(scheme)) return false;
+    url.remove_prefix(scheme.size());
+    const size_t slash = url.find(u'/');
+    if (slash == std::u16string_view::npos) return false;
+    const auto is_plain = [](char16_t c) {
+        return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
+               c == u'.' || c == u'-';
+    };
+    return std::all_of(url.begin(), url.begin() + static_cast<ptrdiff_t>(slash), is_plain) &&
+           IsPlainPath(url.substr(slash + 1));
+}
+
+// The canonical form, for a comparison that ignores case: the URL itself, which has to outlive this, or a
+// text on the stack.
 class CanonicalUrl {
 public:
-    explicit CanonicalUrl(const char16_t* url) {
-        m_valid = InternetCanonicalizeUrlW(url, m_text.data(), &m_length, kCanonicalFlags) != FALSE;
+    CanonicalUrl(const char16_t* url, bool ignores_case) {
+        if (const std::u16string_view text(url); ignores_case && IsPlainUrl(text)) {
+            m_text = url;
+            m_length = static_cast<DWORD>(text.size());
+        } else if (InternetCanonicalizeUrlW(url, m_buffer.data(), &m_length, kCanonicalFlags)) {
+            m_text = m_buffer.data();
+        }
     }
-    bool IsValid() const { return m_valid; }
-    const char16_t* Text() const { return m_text.data(); }
-    std::optional<Components> Crack() const { return ::Crack(m_text.data(), m_length); }
+    bool IsValid() const { return m_text != nullptr; }
+    const char16_t* Text() const { return m_text; }
+    std::optional<Components> Crack() const { return ::Crack(m_text, m_length); }
 
 private:
-    std::array<char16_t, kBufferSize> m_text;
+    const char16_t* m_text = nullptr;
+    std::array<char16_t, kBufferSize> m_buffer;
     DWORD m_length = static_cast<DWORD>(kBufferSize);
-    bool m_valid;
 };
 
 // The path that takes part in a comparison: with its query, without one trailing slash.
@@ -218,8 +250,8 @@ std::u16string ErrorText(DWORD code) {
 CompareUrlsResult CompareUrls(const char16_t* url1, const char16_t* url2, std::u16string* relative_out,
                               bool ignore_query) {
     if (!url1 || !*url1 || !url2 || !*url2) return CompareUrlsResult::error;
-    const CanonicalUrl canonical1(url1);
-    const CanonicalUrl canonical2(url2);
+    const CanonicalUrl canonical1(url1, /*ignores_case=*/true);
+    const CanonicalUrl canonical2(url2, /*ignores_case=*/true);
     if (!canonical1.IsValid() || !canonical2.IsValid()) return CompareUrlsResult::error;
     const std::optional<Components> parts1 = canonical1.Crack();
     const std::optional<Components> parts2 = canonical2.Crack();
@@ -240,12 +272,7 @@ bool IsPlainlyBelow(std::u16string_view server_url, std::u16string_view url, std
         !url.starts_with(server_url) || url[server_url.size()] != u'/')
         return false;
     const std::u16string_view path = url.substr(server_url.size() + 1);
-    bool at_start = true;  // of a name
-    for (const char16_t c : path) {
-        if (c < kAscii && (at_start ? kExaminedAtStart : kExamined)[c]) return false;
-        at_start = c == u'/';
-    }
-    if (at_start || path.back() == u' ') return false;
+    if (!IsPlainPath(path)) return false;
     out_relative.assign(path);
     return true;
 }
@@ -259,7 +286,7 @@ CompareUrlsResult CompareRelativeUrls(const std::u16string& path1, const std::u1
 std::u16string GetUrlParent(const char16_t* url) {
     TRACE_NAME("GetUrlParent");
     if (!url || !*url) return {};
-    const CanonicalUrl canonical(url);
+    const CanonicalUrl canonical(url, /*ignores_case=*/false);
     if (!canonical.IsValid()) {
         const DWORD code = GetLastError();
         LOG_LINE(Log::error, u"InternetCanonicalizeUrlW failed with error %d (%s) on '%s'", code,

@@ -211,6 +211,8 @@ void Dialog::OnPreEndModal(UIX_Event& event) {
     if (IsTaskRunning()) {
         event.bHandled = VARIANT_TRUE;
         if (m_navigator) m_navigator->Stop();
+        // A change that has begun is waited for: what became of it would not be known.
+        if (m_is_navigating && m_async_cancel) m_async_cancel->Cancel();
         Enable(u"btn.cancel", false);  // shows that the click was heard; the window ends with the task
         ClearUi();
     }

@@ -13,6 +13,7 @@
 
 #include "base/preferences.h"
 #include "base/ui_object.h"
+#include "browse/cancel_flag.h"
 #include "browse/folder_items_list.h"
 #include "browse/list/hidden_paths.h"
 #include "dialogs/command_objects.h"
@@ -131,6 +132,7 @@ private:
     ComPtr<TMK::IUIX_Inst> m_ui;
     const ComPtr<FileSystem> m_file_system;
     std::future<void> m_async;
+    ComPtr<CancelFlag> m_async_cancel;  // ends what the task waits for
     std::mutex m_complete_lock;
     std::unique_ptr<AsyncCallbackContext> m_complete;  // posted, and not called yet
     bool m_open = true;

@@ -1,5 +1,6 @@
 // The dialog's one task: its start, its end, and what shows that it runs.
 #include "base/failure.h"
+#include "base/operation_scope.h"
 #include "base/text/encoding.h"
 #include "browse/dialog.h"
 #include "platform/window_messages.h"
@@ -18,7 +19,11 @@ bool Dialog::AsyncStart(std::function<void()> i_function, const char* i_function
         }
         LOG_LINE(Log::verbose, u"Starting async function '%s'", name);
         if (m_pObj) m_pObj->get_WndHandle(&m_window);
-        m_async = std::async(std::launch::async, std::move(i_function));
+        m_async_cancel = MakeObject<CancelFlag>();
+        m_async = std::async(std::launch::async, [flag = m_async_cancel, work = std::move(i_function)] {
+            const OperationScope operation_scope(flag.get());
+            work();
+        });
         LOG_LINE(Log::verbose, u"Started async function '%s'", name);
         UpdateCommandBar();
         return true;
@@ -81,6 +86,7 @@ bool Dialog::IsTaskRunning() {
 
 // For a window that is gone without having been asked.
 void Dialog::EndTask() {
+    if (m_async_cancel) m_async_cancel->Cancel();
     if (m_async.valid()) m_async.wait();
     m_async = {};
     const std::lock_guard lock(m_complete_lock);

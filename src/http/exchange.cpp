@@ -6,6 +6,7 @@
 
 #include "base/operation_scope.h"
 #include "base/text/encoding.h"
+#include "http/blocking_call.h"
 #include "http/busy.h"
 #include "http/handle.h"
 #include "http/log_text.h"
@@ -16,6 +17,8 @@ namespace Http {
 
 namespace {
 
+// A change that was sent is most likely made a moment later, which is good to know.
+constexpr std::chrono::milliseconds kPatienceWithChanges(900);
 constexpr DWORD kReplace = HTTP_ADDREQ_FLAG_ADD | HTTP_ADDREQ_FLAG_REPLACE;
 constexpr DWORD kRequestFlags = INTERNET_FLAG_KEEP_CONNECTION | INTERNET_FLAG_NO_COOKIES;
 
@@ -46,9 +49,8 @@ bool IsExpected(uint32_t status) {
 }  // namespace
 
 struct Response::Impl {
-    ~Impl() {
-        if (handle) InternetCloseHandle(handle);
-    }
+    ~Impl() { CloseRequest(handle); }
+    const std::shared_ptr<CancelWatch> watch = GetCancelWatch();
     Handle handle = nullptr;
     uint32_t status = 0;
     // The request of an unexpected status, for the log.
@@ -56,9 +58,8 @@ struct Response::Impl {
 };
 
 struct Request::Impl {
-    ~Impl() {
-        if (handle) InternetCloseHandle(handle);
-    }
+    ~Impl() { CloseRequest(handle); }
+    const std::shared_ptr<CancelWatch> watch = GetCancelWatch();
     Handle handle = nullptr;
 };
 
@@ -102,8 +103,13 @@ Handle Request::GetHandle() const {
 size_t Request::Write(const void* data, size_t size) {
     TRACE_ENTRY("Http::Request::Write");
     DWORD written_size = 0;
-    CHECK_THROW(InternetWriteFile(m_impl->handle, data, static_cast<DWORD>(size), &written_size),
-                ApiException);
+    BlockingCall call(m_impl->handle);
+    const bool is_written =
+        InternetWriteFile(m_impl->handle, data, static_cast<DWORD>(size), &written_size) != FALSE;
+    const DWORD error = GetLastError();
+    call.Finish();
+    CHECK_THROW_TEXT(is_written, u"InternetWriteFile(m_impl->handle, data, size, &written_size)",
+                     ApiException, error);
     TRACE_EXIT(written_size);
     return written_size;
 }
@@ -117,7 +123,11 @@ void Request::SendAgain(uint64_t size) {
 Response Request::End() {
     TRACE_ENTRY("Http::Request::End");
     OperationScope::NoteChange();
-    CHECK_THROW(HttpEndRequestW(m_impl->handle, nullptr, 0, 0), ApiException);
+    BlockingCall call(m_impl->handle, kPatienceWithChanges);
+    const bool is_ended = HttpEndRequestW(m_impl->handle, nullptr, 0, 0) != FALSE;
+    const DWORD error = GetLastError();
+    call.Finish();
+    CHECK_THROW_TEXT(is_ended, u"HttpEndRequestW(m_impl->handle, nullptr, 0, 0)", ApiException, error);
     DWORD status = 0;
     DWORD status_size = sizeof(status);
     CHECK_THROW(HttpQueryInfoW(m_impl->handle, HTTP_QUERY_FLAG_NUMBER | HTTP_QUERY_STATUS_CODE, &status,
@@ -153,7 +163,8 @@ Response Session::SendRequest(const char16_t* verb, const std::u16string& object
     const Handle handle = response.m_impl->handle;
     AddCookiesToRequest(handle, m_impl->cookies);
     const NoteOfChange note(verb);
-    Exchange exchange(*m_impl, handle, headers, body, static_cast<uint32_t>(body_size));
+    Exchange exchange(*m_impl, handle, headers, body, static_cast<uint32_t>(body_size),
+                      ChangesNothing(verb) ? std::chrono::milliseconds() : kPatienceWithChanges);
     uint32_t status = exchange.Run();
     if (WaitWhileBusy(handle, status, verb)) status = exchange.Run();
     response.m_impl->status = status;

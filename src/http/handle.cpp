@@ -6,6 +6,7 @@
 #include <new>
 
 #include "base/text/encoding.h"
+#include "http/blocking_call.h"
 #include "http/busy.h"
 #include "platform/wininet.h"
 
@@ -113,7 +114,11 @@ std::u16string GetStatusText(Handle request_handle) {
 size_t ReadBody(Handle handle, void* buffer, size_t max_size) {
     TRACE_ENTRY("Http::ReadBody");
     DWORD read_size = 0;
-    CHECK_THROW(InternetReadFile(handle, buffer, static_cast<DWORD>(max_size), &read_size), ApiException);
+    BlockingCall call(handle);
+    const bool is_read = InternetReadFile(handle, buffer, static_cast<DWORD>(max_size), &read_size) != FALSE;
+    const DWORD error = GetLastError();
+    call.Finish();
+    CHECK_THROW_TEXT(is_read, u"InternetReadFile(handle, buffer, max_size, &read_size)", ApiException, error);
     TRACE_EXIT(read_size);
     return read_size;
 }

@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "http/blocking_call.h"
 #include "http/session.h"
 
 namespace Http {
@@ -20,6 +21,7 @@ struct Session::Impl {
     // The header lines every request begins with, up to the caller's; `length_line` may be empty.
     std::u16string HeaderBlock(std::u16string_view length_line, const char16_t* headers) const;
 
+    const std::shared_ptr<CancelWatch> watch = GetCancelWatch();
     Handle open_handle = nullptr;
     Handle connect_handle = nullptr;
     std::u16string scheme;
@@ -42,7 +44,7 @@ void CheckToken(const std::u16string& token);
 // Sends and waits for the head of the answer, up to three times when the internet layer asks for it; gives
 // the status. A send that needed a retry counts as failed: ApiException.
 uint32_t SendRequest(Handle request_handle, const std::u16string& headers, const char* body,
-                     uint32_t body_size);
+                     uint32_t body_size, std::chrono::milliseconds patience = {});
 
 // Begins an upload in the same way.
 void SendRequestEx(Handle request_handle, uint64_t content_length);
@@ -50,7 +52,9 @@ void SendRequestEx(Handle request_handle, uint64_t content_length);
 // One request sent as often as signing in makes progress.
 class Session::Exchange {
 public:
-    Exchange(Impl& session, Handle handle, const char16_t* headers, const char* body, uint32_t body_size);
+    // `patience` is how long a cancelled request may still wait for its answer.
+    Exchange(Impl& session, Handle handle, const char16_t* headers, const char* body, uint32_t body_size,
+             std::chrono::milliseconds patience);
 
     // The final status. ApiException, or whatever a callback threw.
     uint32_t Run();
@@ -82,6 +86,7 @@ private:
     const char16_t* m_headers;
     const char* m_body;
     uint32_t m_body_size;
+    std::chrono::milliseconds m_patience;
     std::u16string m_text;
     std::u16string m_host;
     uint32_t m_status = 0;

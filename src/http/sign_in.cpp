@@ -26,8 +26,13 @@ void SetTextOption(Handle handle, uint32_t option, const std::u16string& text) {
 }  // namespace
 
 Session::Exchange::Exchange(Impl& session, Handle handle, const char16_t* headers, const char* body,
-                            uint32_t body_size)
-    : m_session(session), m_handle(handle), m_headers(headers), m_body(body), m_body_size(body_size) {
+                            uint32_t body_size, std::chrono::milliseconds patience)
+    : m_session(session),
+      m_handle(handle),
+      m_headers(headers),
+      m_body(body),
+      m_body_size(body_size),
+      m_patience(patience) {
     m_text = session.HeaderBlock(body_size == 0 ? u"content-length: 0\n" : u"", headers);
 }
 
@@ -40,7 +45,7 @@ uint32_t Session::Exchange::Run() {
 }
 
 void Session::Exchange::Send() {
-    m_status = Http::SendRequest(m_handle, m_text, m_body, m_body_size);
+    m_status = Http::SendRequest(m_handle, m_text, m_body, m_body_size, m_patience);
     // After a redirect this is the host that answered, not the session's.
     m_host = AnsweringHost();
 }

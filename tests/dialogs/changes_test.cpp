@@ -155,7 +155,7 @@ TEST_P(DialogChanges, CancelKeepsWhatIsNotReachedYet) {
     driver().Answer("sp.delete.question.multi", Press("sp.btn.delete.text"));
     driver().front_end().dialogs.cancels_progress = true;
     driver().Then("delete", [&](auto& w) {
-        server().SetFaults(R"([{"match":{"path":"a.txt"},"fault":{"kind":"delay","milliseconds":1500}}])");
+        server().SetFaults(R"([{"match":{"path":"a.txt"},"fault":{"kind":"delay","milliseconds":600}}])");
         Select(w, {"a.txt", "b.txt", "c.txt"});
         EXPECT_TRUE(driver().Command(w, "delete"));
         EXPECT_FALSE(driver().Command(w, "delete")) << "while one runs";

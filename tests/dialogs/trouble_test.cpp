@@ -27,11 +27,10 @@ using Clock = std::chrono::steady_clock;
 
 TEST_P(DialogTrouble, CloseDuringANavigationEndsTheTaskAndFreesEverything) {
     MakeFolder("F");
-    setenv("PLATFORM_RECEIVE_TIMEOUT_MS", "500", 1);
+    setenv("PLATFORM_RECEIVE_TIMEOUT_MS", "600000", 1);
     for (const char* const kind : {"stall", "stall-headers", "stall-body"}) {
         SCOPED_TRACE(kind);
         Replace(std::make_unique<Driver>(server()));
-        Clock::time_point closed;
         driver().Then("go", [&](auto& w) {
             SetFault("F", std::string(R"("kind":")") + kind + R"(","after":10)");
             DoubleClick(w, "F");
@@ -41,7 +40,7 @@ TEST_P(DialogTrouble, CloseDuringANavigationEndsTheTaskAndFreesEverything) {
         driver().ThenWhen(
             "close", [&](auto&) { return server().FaultsFired() > 0; },
             [&](auto& w) {
-                closed = Clock::now();
+                const auto closed = Clock::now();
                 w.CloseByPerson();
                 EXPECT_LT(Clock::now() - closed, std::chrono::milliseconds(100));
                 EXPECT_FALSE(IsEnabled(w, u"btn.cancel")) << "the click was heard";
@@ -49,7 +48,6 @@ TEST_P(DialogTrouble, CloseDuringANavigationEndsTheTaskAndFreesEverything) {
                 w.CloseByPerson();
             });
         EXPECT_EQ(Hex(driver().Open().result), Hex(kCanceled));
-        EXPECT_GT(Clock::now() - closed, std::chrono::milliseconds(200)) << "there was a task to wait for";
         EXPECT_EQ(driver().Prompts(), "");
         server().ClearFaults();
         Replace(nullptr);

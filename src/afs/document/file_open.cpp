@@ -38,6 +38,7 @@ void File::CreateOrBindIfNeeded(DWORD flags, TMK::ITMK_CancelFlag* cancel_flag) 
     if (disposition != TMK::AFS_OpenFile_CreateAlways) {
         CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
         bound = TryBind(*m_name);
+        CHECK_THROW(!IsCanceled(cancel_flag), HResultException, E_CANCELED);
         const bool has_server_file = bound.has_server_file;
         if (disposition == TMK::AFS_OpenFile_OpenExisting) {
             CHECK_THROW(has_server_file, HResultException, E_SP_NOT_FOUND, bound.why);
