@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tests/e2e/network.h"
 #include "tests/e2e/realm.h"
 #include "tests/support/sphost.h"
 
@@ -95,6 +96,85 @@ TEST_F(Kerberos, ServersOutsideTheRealmGetNothingOfTheTicket) {
     EXPECT_EQ(m_realm->Tickets().find("HTTP/"), std::string::npos);
 }
 
+TEST_F(Kerberos, AServerThatARedirectLeadsToGetsNothingOfTheTicket) {
+    Begin(kBoth);
+    m_realm->LogIn("alice");
+    DevServer first({"--generation", "2013", "--auth", "basic"});
+    first.SetFaults(R"([{"match":{"times":0},"fault":{"kind":"redirect","status":302,"location":")" + Site() +
+                    R"("}}])");
+    EXPECT_NE(Add(Realm::Named(first.Site())).status, 0);
+    first.ClearFaults();
+    EXPECT_GT(first.Log().size(), 0u);
+    EXPECT_EQ(Sent("Authorization"), 0);
+    EXPECT_EQ(m_realm->Tickets().find("HTTP/"), std::string::npos);
+}
+
+TEST_F(Kerberos, ATicketOpensTheProxyToo) {
+    if (!Proxy::IsInstalled()) GTEST_SKIP() << "squid is not installed";
+    const PrivateAuthority authority;
+    for (const bool tls : {false, true}) {
+        SCOPED_TRACE(tls);
+        Begin(tls ? authority.ServerOptions() : std::vector<std::string>{"--auth", "basic"});
+        m_realm->LetOthersRead();
+        const Proxy proxy(m_realm->KeyTable());
+        m_host.environment["SSL_CERT_FILE"] = authority.File();
+        const std::string address = Realm::Named(proxy.Url(""));
+        m_host.environment["http_proxy"] = m_host.environment["https_proxy"] = address;
+        m_host.environment["no_proxy"] = "";
+        EXPECT_NE(Add(m_server->Site(), {"--user", "alice", "--password-stdin"}, "alice\n").status, 0)
+            << "nobody is logged in";
+        m_realm->LogIn("alice");
+        const ProcessResult added = Add(m_server->Site(), {"--user", "alice", "--password-stdin"}, "alice\n");
+        EXPECT_EQ(added.status, 0) << added.err;
+        const ProcessResult listed = m_host.Run({"ls", m_server->Site()});
+        EXPECT_EQ(listed.status, 0) << listed.err;
+        EXPECT_NE(proxy.AccessLog().find("alice@SAMPLE.TEST"), std::string::npos) << proxy.AccessLog();
+        m_host.Run({"place", "remove", m_server->Site()});
+        m_server.reset();
+        m_realm.reset();
+    }
+}
+
+TEST_F(Kerberos, AnUploadIsSentOnceAndNeverWithTheFirstToken) {
+    Begin(kBoth);
+    m_realm->LogIn("alice");
+    ASSERT_EQ(Add(Site()).status, 0);
+    const std::string big(3'000'000, 'b');
+    WriteText(m_host.Folder() / "big", big);
+    m_server->ClearRequests();
+    ASSERT_EQ(m_host.Run({"put", (m_host.Folder() / "big").string(), Url("big.bin")}).status, 0);
+    long sent = 0, refused = 0, sent_in_vain = 0;
+    for (const LoggedRequest& request : m_server->Log()) {
+        if (request.method == "PUT") sent += request.bytes_in;
+        if (request.status != 401) continue;
+        ++refused;
+        sent_in_vain += request.bytes_in;
+    }
+    EXPECT_EQ(sent, static_cast<long>(big.size()));
+    EXPECT_LT(sent_in_vain, 10'000);
+    EXPECT_LE(refused, 2) << "once a connection";
+    EXPECT_EQ(m_server->Document("big.bin"), big);
+}
+
+// The same ticket through another program, whose token is then used a second time.
+TEST_F(Kerberos, ATokenIsGoodOnceWhoeverSendsIt) {
+    Begin(kBoth);
+    m_realm->LogIn("alice");
+    const std::string path = DevServer::PathOf("a.txt");
+    const ProcessResult got =
+        RunToEnd({.arguments = {"curl", "-sv", "--negotiate", "-u", ":", Url("a.txt")}});
+    EXPECT_EQ(got.out, "one") << got.err;
+    ExpectAllBy("alice");
+    const std::string mark = "Authorization: Negotiate ";
+    const auto at = got.err.find(mark);
+    ASSERT_NE(at, std::string::npos) << got.err;
+    const std::string line = got.err.substr(at, got.err.find_first_of("\r\n", at) - at);
+    const std::string again =
+        m_server->Raw("GET " + path + " HTTP/1.1\r\nHost: localhost:" + std::to_string(m_server->Port()) +
+                      "\r\n" + line + "\r\n\r\n");
+    EXPECT_TRUE(again.starts_with("HTTP/1.1 401")) << again;
+}
+
 TEST_F(Kerberos, APasswordGetsATicketOfItsOwn) {
     Begin(kBoth);
     const ProcessResult added = Add(Site(), {"--user", "alice", "--password-stdin"}, "alice\n");
@@ -110,20 +190,28 @@ TEST_F(Kerberos, AFailureIsToldAndThePasswordStillWorks) {
         const char* said;
         void (*spoil)(Realm&);
         const char* service = "HTTP/localhost";
+        std::vector<std::string> prefix = {};
     };
     const Row rows[] = {
         {"Cannot contact any KDC for realm 'SAMPLE.TEST'", [](Realm& realm) { realm.StopKdc(); }},
         {"HTTP/localhost@SAMPLE.TEST not found in Kerberos database", [](Realm&) {}, "HTTP/elsewhere"},
-        {"Ticket expired", [](Realm& realm) {
+        {"Ticket expired",
+         [](Realm& realm) {
              realm.LogIn("alice", "1s");
              while (RunToEnd({.arguments = {"klist", "-s"}}).status == 0) usleep(100'000);
              sleep(2);  // more than the clocks may differ
-         }}};
+         }},
+        {"Clock skew too great",
+         [](Realm& realm) { realm.LogIn("alice", "10h"); },
+         "HTTP/localhost",
+         {"faketime", "-f", "+1h"}}};
     for (const Row& row : rows) {
         Begin(kBoth, row.service);
         m_realm->LogIn("alice");
         row.spoil(*m_realm);
+        m_host.prefix = row.prefix;
         const ProcessResult refused = Add(Site());
+        m_host.prefix.clear();
         EXPECT_EQ(refused.status, 3) << refused.err;
         EXPECT_NE(refused.err.find(row.said), std::string::npos) << row.said << " in " << refused.err;
         const ProcessResult added = Add(Site(), {"--user", "alice", "--password-stdin"}, "alice\n");
@@ -133,6 +221,24 @@ TEST_F(Kerberos, AFailureIsToldAndThePasswordStillWorks) {
         m_server.reset();
         m_realm.reset();
     }
+}
+
+TEST_F(Kerberos, ANameThatTheRealmDoesNotKnowIsTold) {
+    Begin({"--auth", "negotiate"});
+    const ProcessResult refused = Add(Site(), {"--user", "nobody", "--password-stdin"}, "nobody\n");
+    EXPECT_NE(refused.status, 0);
+    EXPECT_NE(refused.err.find("'nobody@SAMPLE.TEST' not found in Kerberos database"), std::string::npos)
+        << refused.err;
+}
+
+// The service's key was changed after the ticket was given out.
+TEST_F(Kerberos, ARefusedTicketIsTold) {
+    Begin(kBoth);
+    m_realm->LogIn("alice");
+    m_realm->GiveTheServiceAnotherKey();
+    const ProcessResult refused = Add(Site());
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_NE(refused.err.find("localhost refused your Kerberos ticket"), std::string::npos) << refused.err;
 }
 
 }  // namespace

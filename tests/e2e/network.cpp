@@ -17,6 +17,7 @@ namespace {
 
 constexpr char kSquid[] = "/usr/sbin/squid";
 constexpr char kPasswordHelper[] = "/usr/lib/squid/basic_ncsa_auth";
+constexpr char kTicketHelper[] = "/usr/lib/squid/negotiate_kerberos_auth";
 const std::string kName = Proxy::kNameOfThisMachine;
 
 // The program's output.
@@ -66,7 +67,7 @@ bool Proxy::IsInstalled() {
     return fs::exists(kSquid) && fs::exists(kPasswordHelper);
 }
 
-Proxy::Proxy() {
+Proxy::Proxy(const std::string& key_table) : m_key_table(key_table) {
     // Root starts it as another user, who needs access.
     fs::permissions(m_folder.Path(), fs::perms::all);
     std::string hash = RunTool({"openssl", "passwd", "-apr1", "p w"});
@@ -93,20 +94,20 @@ bool Proxy::Start(std::uint16_t port) {
                                      "hosts_file " +
                                      file("hosts") +
                                      "\n"
-                                     "cache_effective_user proxy\n"
-                                     "auth_param basic program " +
-                                     kPasswordHelper + " " + file("users") +
-                                     "\n"
-                                     "auth_param basic children 1\n"
-                                     "auth_param basic realm proxy\n"
+                                     "cache_effective_user proxy\n" +
+                                     SignIn() +
                                      "acl known proxy_auth REQUIRED\n"
                                      "http_access allow known\n"
                                      "http_access deny all\n"
                                      "shutdown_lifetime 0 seconds\n");
     // A name of its own keeps its shared memory apart.
     const std::string name = "e2e" + std::to_string(getpid()) + "p" + std::to_string(port);
-    m_process.emplace(ProcessOptions{
-        {kSquid, "-N", "-n", name, "-f", file("conf")}, {}, {}, m_folder / "out", m_folder / "err"});
+    m_process.emplace(
+        ProcessOptions{{kSquid, "-N", "-n", name, "-f", file("conf")},
+                       {{"KRB5RCACHENAME", "none:"}},  // the servers' own belongs to another user
+                       {},
+                       m_folder / "out",
+                       m_folder / "err"});
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (m_process->IsRunning() && std::chrono::steady_clock::now() < end) {
         if (Answers(port)) return true;
@@ -114,6 +115,16 @@ bool Proxy::Start(std::uint16_t port) {
     }
     m_process.reset();
     return false;
+}
+
+std::string Proxy::SignIn() const {
+    if (m_key_table.empty()) {
+        return std::string("auth_param basic program ") + kPasswordHelper + " " +
+               (m_folder / "users").string() +
+               "\nauth_param basic children 1\nauth_param basic realm proxy\n";
+    }
+    return std::string("auth_param negotiate program ") + kTicketHelper + " -k " + m_key_table +
+           " -s GSS_C_NO_NAME\nauth_param negotiate children 1\n";
 }
 
 Proxy::~Proxy() {

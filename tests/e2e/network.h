@@ -25,12 +25,12 @@ private:
     TempFolder m_folder;
 };
 
-// Squid, with one user.
+// Squid, with one user; or, with a table of keys, for the tickets of a realm.
 class Proxy {
 public:
     static bool IsInstalled();
 
-    Proxy();
+    explicit Proxy(const std::string& key_table = {});
     ~Proxy();
 
     // With the password, or with whatever stands for "name:password", or with neither.
@@ -43,8 +43,10 @@ public:
 
 private:
     bool Start(std::uint16_t port);
+    std::string SignIn() const;
 
     TempFolder m_folder;
+    std::string m_key_table;
     std::string m_address;
     std::optional<Process> m_process;
 };

@@ -24,7 +24,7 @@ std::string RunTool(std::vector<std::string> arguments, const std::string& input
 
 }  // namespace
 
-Realm::Realm(const std::string& service) {
+Realm::Realm(const std::string& service) : m_service(service) {
     m_environment = {{"KRB5_CONFIG", (m_folder / "krb5.conf").string()},
                      {"KRB5_KDC_PROFILE", (m_folder / "kdc.conf").string()},
                      {"KRB5CCNAME", "FILE:" + (m_folder / "tickets").string()},
@@ -88,6 +88,13 @@ bool Realm::Start(std::uint16_t port) {
 
 void Realm::LogIn(const std::string& user, const std::string& lifetime) const {
     RunTool({"kinit", "-l", lifetime, user}, user + "\n");
+}
+
+void Realm::LetOthersRead() const {
+    namespace fs = std::filesystem;
+    fs::permissions(m_folder.Path(), fs::perms::all);
+    for (const char* name : {"krb5.conf", "keytab"})
+        fs::permissions(m_folder / name, fs::perms::others_read, fs::perm_options::add);
 }
 
 std::string Realm::Tickets() const {

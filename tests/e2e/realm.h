@@ -29,6 +29,10 @@ public:
     std::string Tickets() const;
     std::string KdcLog() const { return ReadText(m_folder / "log"); }
     void StopKdc() { m_kdc.reset(); }
+    // The key that the table has is no longer the one that tickets are for.
+    void GiveTheServiceAnotherKey() const { Administer("cpw -randkey " + m_service); }
+    // Another user of this machine may read configuration and keys.
+    void LetOthersRead() const;
 
 private:
     void WriteConfiguration(std::uint16_t port) const;
@@ -36,6 +40,7 @@ private:
     bool Start(std::uint16_t port);
 
     TempFolder m_folder;
+    std::string m_service;
     std::map<std::string, std::string> m_environment;
     std::optional<Process> m_kdc;
 };

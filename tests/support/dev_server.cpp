@@ -188,7 +188,8 @@ std::vector<LoggedRequest> DevServer::Log() const {
                        .user = text("user"),
                        .depth = text("depth"),
                        .headers = {},
-                       .status = entry["status"].GetInt()});
+                       .status = entry["status"].GetInt(),
+                       .bytes_in = static_cast<long>(entry["bytes_in"].GetInt64())});
         for (const rapidjson::Value& name : entry["headers"].GetArray())
             log.back().headers.push_back(name.GetString());
     }

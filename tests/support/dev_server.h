@@ -26,6 +26,7 @@ struct LoggedRequest {
     std::string method, path, query, user, depth;
     std::vector<std::string> headers;  // their names
     int status = 0;
+    long bytes_in = 0;  // of its body
 
     bool Has(const std::string& header) const;
 };

@@ -108,14 +108,23 @@ bool IsInPrivateNetwork(const std::string& host) {
     return found != nullptr;
 }
 
-}  // namespace
-
-bool MayUseTicket(const Target& target) {
+// Whether the person has a ticket, and the host is in its realm or on the list.
+bool IsTicketFor(const std::string& host) {
     const Context context;
     if (!context) return false;
     const std::string realm = RealmOfTicket(context);
-    if (realm.empty() || !(IsListed(target.host) || IsInRealm(context, target.host, realm))) return false;
-    return target.secure || (ProxyOf(false).empty() && IsInPrivateNetwork(target.host));
+    return !realm.empty() && (IsListed(host) || IsInRealm(context, host, realm));
+}
+
+}  // namespace
+
+bool MayUseTicket(const Target& target) {
+    return IsTicketFor(target.host) &&
+           (target.secure || (ProxyOf(false).empty() && IsInPrivateNetwork(target.host)));
+}
+
+bool MayUseTicketForProxy(const std::string& host) {
+    return IsTicketFor(host) && IsInPrivateNetwork(host);
 }
 
 std::string PrincipalFor(const std::string& user, const std::string& host) {
@@ -125,6 +134,27 @@ std::string PrincipalFor(const std::string& user, const std::string& host) {
     const std::string realm = at == std::string::npos ? DefaultRealm(context) : user.substr(at + 1);
     if (!IsInRealm(context, host, realm)) return {};
     return at == std::string::npos ? user + "@" + realm : user;
+}
+
+std::string WhyNoTicket(const std::string& principal, const std::string& password) {
+    const Context context;
+    if (!context) return "Kerberos is not set up on this machine";
+    const auto words = [&](krb5_error_code code) {
+        const char* const text = krb5_get_error_message(context.get(), code);
+        std::string copy = text;
+        krb5_free_error_message(context.get(), text);
+        return copy;
+    };
+    krb5_principal name = nullptr;
+    if (const krb5_error_code code = krb5_parse_name(context.get(), principal.c_str(), &name))
+        return words(code);
+    krb5_creds ticket{};
+    const krb5_error_code code = krb5_get_init_creds_password(context.get(), &ticket, name, password.c_str(),
+                                                              nullptr, nullptr, 0, nullptr, nullptr);
+    std::string why = code ? words(code) : std::string();
+    if (!code) krb5_free_cred_contents(context.get(), &ticket);
+    krb5_free_principal(context.get(), name);
+    return why;
 }
 
 }  // namespace platform::internet

@@ -118,8 +118,12 @@ bool Negotiation::BeginWithKerberos(const Credentials& credentials) {
     Drop();
     if (Acquire(principal, credentials.password, &kerberos)) Step({0, nullptr});
     Drop();
-    NoteSignIn("Kerberos signs " + (own ? "you" : "'" + credentials.user + "'") + " in to " + m_host +
-               " no more: " + m_problem + (own ? "; 'kinit' gets a new ticket" : ""));
+    if (!own) {
+        if (std::string why = WhyNoTicket(principal, credentials.password); !why.empty())
+            m_problem = std::move(why);
+    }
+    NoteSignIn("Kerberos can't sign " + (own ? "you" : "'" + credentials.user + "'") + " in to " + m_host +
+               ": " + m_problem + (own ? "; 'kinit' gets a new ticket" : ""));
     return false;
 }
 

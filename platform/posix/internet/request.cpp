@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "internet/kerberos.h"
+#include "platform/sign_in_notes.h"
 
 namespace platform::internet {
 
@@ -129,18 +130,30 @@ std::optional<Login> Request::ChooseLogin(const std::string& origin, const Given
     }
     if (const auto accepted = Remembered().Find(origin))
         return Login{accepted->credentials, accepted->scheme};
-    if (!origin.empty() && origin == m_ticket_origin) return Login{{}, CURLAUTH_NEGOTIATE};
+    if (m_ticket_origins.contains(origin)) return Login{{}, CURLAUTH_NEGOTIATE};
     return std::nullopt;
 }
 
-// Whether the server is answered with the person's own ticket from now on; asked for once.
-bool Request::TakeTicket() {
-    const std::string origin = m_target.origin();
-    if (!(m_transfer.OfferedSchemes(false) & CURLAUTH_NEGOTIATE) || origin == m_refused_ticket_origin ||
-        !MayUseTicket(m_target))
+// Whether the server or the proxy is answered with the person's own ticket from now on; asked for once. A
+// server that a redirect leads to gets none.
+bool Request::TakeTicket(bool proxy) {
+    const std::string origin = proxy ? ProxyOrigin() : m_target.origin();
+    if (!(m_transfer.OfferedSchemes(proxy) & CURLAUTH_NEGOTIATE) || m_refused_ticket_origins.contains(origin))
         return false;
-    m_ticket_origin = origin;
-    return true;
+    const bool may = proxy ? MayUseTicketForProxy(ProxyHostOf(m_target.secure))
+                           : MayShareSecrets(m_original_target, m_target) && MayUseTicket(m_target);
+    if (may) m_ticket_origins.insert(origin);
+    return may;
+}
+
+// For a ticket that was refused, or couldn't be had.
+void Request::ForgetTicket(bool proxy) {
+    const std::string origin = proxy ? ProxyOrigin() : m_target.origin();
+    m_ticket_origins.erase(origin);
+    m_refused_ticket_origins.insert(origin);
+    if (!proxy && !m_token_was_sent) return;  // why not has been said
+    const std::string host = proxy ? "the proxy " + ProxyHostOf(m_target.secure) : m_target.host;
+    NoteSignIn(host + " refused your Kerberos ticket; its key or its clock may differ from the realm's");
 }
 
 TransferRequest Request::Make(const Target& target) const {
@@ -292,6 +305,7 @@ bool Request::ContinueNegotiation() {
 Request::Outcome Request::HandleAnswer() {
     const unsigned status = m_transfer.headers().status();
     NoteProxyLogin();
+    m_token_was_sent = m_negotiation && !m_negotiation->authorization().empty();
     if (ContinueNegotiation()) return {Step::again, ERROR_SUCCESS};
     m_negotiation.reset();
     if (status == 401) return AnswerChallenge(false);
@@ -306,13 +320,10 @@ Request::Outcome Request::AnswerChallenge(bool proxy) {
     const std::string origin = proxy ? ProxyOrigin() : m_target.origin();
     Given& given = proxy ? m_proxy_given : m_given;
     if (used) Remembered().Forget(origin, used->credentials);
-    if (used && !proxy && used->credentials.user.empty()) {
-        m_ticket_origin.clear();
-        m_refused_ticket_origin = origin;
-    }
+    if (used && used->credentials.user.empty()) ForgetTicket(proxy);
     const bool untried = !used && !given.credentials.user.empty() && given.origin == origin;
     if (!untried) {
-        const bool has_ticket = !used && !proxy && given.credentials.user.empty() && TakeTicket();
+        const bool has_ticket = !used && given.credentials.user.empty() && TakeTicket(proxy);
         return {has_ticket ? Step::again : Step::done, ERROR_SUCCESS};
     }
     given.scheme = SchemeFor(proxy, given.credentials);

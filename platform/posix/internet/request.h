@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "internet/handles.h"
@@ -50,7 +51,8 @@ private:
     TransferRequest Make(const Target& target) const;
     std::optional<Login> ChooseLogin(const std::string& origin, const Given& given) const;
     unsigned long SchemeFor(bool proxy, const Credentials& credentials);
-    bool TakeTicket();
+    bool TakeTicket(bool proxy);
+    void ForgetTicket(bool proxy);
     void StartOver(const Target& target, std::string verb);
     void ChooseLogins();
     DWORD Run(const void* body, std::size_t size);
@@ -76,8 +78,8 @@ private:
     DWORD m_connect_timeout;
     Given m_given;
     Given m_proxy_given;
-    std::string m_ticket_origin;          // of the server that is answered with the person's own ticket
-    std::string m_refused_ticket_origin;  // of the one that refused it
+    std::set<std::string> m_ticket_origins;          // what is answered with the person's own ticket
+    std::set<std::string> m_refused_ticket_origins;  // what refused it
     bool m_sent = false;
 
     // The exchange in progress.
@@ -89,6 +91,7 @@ private:
     std::optional<Login> m_login;
     std::optional<Login> m_proxy_login;
     std::unique_ptr<Negotiation> m_negotiation;  // while a login by it goes on
+    bool m_token_was_sent = false;               // with the last request, by it
     std::optional<Target> m_upload_target;       // where the next attempt of a redirected upload goes
     Transfer m_transfer;
 };

@@ -114,6 +114,14 @@ std::string ProxyOf(bool secure) {
            port;
 }
 
+std::string ProxyHostOf(bool secure) {
+    const std::string proxy = ProxyOf(secure);
+    const Url url(curl_url());
+    if (!url || curl_url_set(url.get(), CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK)
+        return {};
+    return UrlPart(url.get(), CURLUPART_HOST, 0);
+}
+
 bool MayShareSecrets(const Target& from, const Target& to) {
     if (!EqualsIgnoringCase(from.host, to.host)) return false;
     if (from.secure == to.secure) return from.port == to.port;

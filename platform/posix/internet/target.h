@@ -28,6 +28,8 @@ std::string MakeObject(std::u16string_view object);
 std::optional<Target> Resolve(const Target& base, std::string_view location);
 // The proxy that the environment names for requests by TLS, or for the others; empty for none.
 std::string ProxyOf(bool secure);
+// The name of that proxy alone.
+std::string ProxyHostOf(bool secure);
 // Whether secrets for `from` (cookies, tokens, digests, bodies) may be sent to `to`: the same host, and never
 // from TLS to plain.
 bool MayShareSecrets(const Target& from, const Target& to);
