@@ -555,6 +555,70 @@ TEST_P(RealBrowser, SignsInOnTheSitesPageAndForgetsAtSignOut) {
     })) << "the page asked again";
 }
 
+// A display that nobody looks at, with a manager of windows.
+class VirtualDisplay {
+public:
+    static bool IsInstalled() {
+        for (const char* program : {"/usr/bin/Xvfb", "/usr/bin/openbox", "/usr/bin/xdotool"}) {
+            if (!std::filesystem::exists(program)) return false;
+        }
+        return true;
+    }
+    VirtualDisplay() {
+        m_server.emplace(ProcessOptions{
+            .arguments = {"sh", "-c",
+                          "exec Xvfb -displayfd 3 -screen 0 1280x900x24 3>" + (m_folder / "number").string()},
+            .out = m_folder / "out",
+            .err = m_folder / "err"});
+        const auto number = [this] { return ReadText(m_folder / "number"); };
+        if (!Comes([&] { return number().ends_with('\n') || !m_server->IsRunning(); }) || number().empty())
+            throw std::runtime_error("no display: " + ReadText(m_folder / "err"));
+        m_name = ":" + number().substr(0, number().find('\n'));
+        m_manager.emplace(ProcessOptions{.arguments = {"openbox", "--sm-disable"},
+                                         .environment = {{"DISPLAY", m_name}},
+                                         .out = m_folder / "out2",
+                                         .err = m_folder / "err2"});
+    }
+    const std::string& Name() const { return m_name; }
+    std::string Do(std::vector<std::string> words) const {
+        words.insert(words.begin(), "xdotool");
+        return RunToEnd({.arguments = std::move(words), .environment = {{"DISPLAY", m_name}}}).out;
+    }
+
+private:
+    TempFolder m_folder;
+    std::string m_name;
+    std::optional<Process> m_server, m_manager;
+};
+
+TEST(RealBrowserOnADisplay, ClosingItsWindowCancelsTheSignIn) {
+    const std::string program = ProgramPath("sphost-browser");
+    if (!std::filesystem::exists(program) || !VirtualDisplay::IsInstalled())
+        GTEST_SKIP() << "sphost-browser isn't built, or there is no virtual display";
+    const VirtualDisplay display;
+    Setting run(kWays[4], false, Proxy::IsInstalled());
+    run.host.environment["SPHOST_BROWSER"] = program;
+    run.host.environment["DISPLAY"] = display.Name();
+    const std::string site = Proxy::IsInstalled() ? Proxy::Named(run.server->Site()) : run.server->Site();
+    const auto adding = run.host.Start({"place", "add", site, "--api", "compatible"});
+    std::string window;
+    ASSERT_TRUE(Comes([&] {
+        window = display.Do({"search", "--onlyvisible", "--class", "sphost-browser"});
+        const auto pages = run.server->Requests();
+        return !window.empty() && std::any_of(pages.begin(), pages.end(), [](const std::string& line) {
+            return line.starts_with("GET /_forms/default.aspx");
+        });
+    })) << run.host.LastError();
+    window = window.substr(0, window.find('\n'));
+    ASSERT_TRUE(Comes([&] {
+        display.Do({"windowactivate", "--sync", window, "key", "alt+F4"});
+        return !adding->IsRunning();
+    }));
+    EXPECT_EQ(adding->Wait(), 3);
+    EXPECT_NE(run.host.LastError().find("cancelled"), std::string::npos) << run.host.LastError();
+    EXPECT_EQ(run.host.Run({"place", "list"}).out, "");
+}
+
 std::string NetworkName(const ::testing::TestParamInfo<std::tuple<bool, bool>>& test) {
     const auto [tls, proxied] = test.param;
     return std::string(tls ? "Tls" : "Plain") + (proxied ? "Proxied" : "");
