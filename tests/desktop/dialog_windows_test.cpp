@@ -10,7 +10,9 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProcess>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QScrollBar>
 #include <QTest>
 #include <QTimer>
@@ -144,6 +146,8 @@ bool Fits(const QWidget& widget) {
         const int beside = qobject_cast<const QCheckBox*>(button) ? 16 : 4;
         return text.width() + beside <= button->width() && text.height() <= button->height();
     }
+    if (const auto* const group = qobject_cast<const QGroupBox*>(&widget))
+        return group->fontMetrics().horizontalAdvance(group->title()) + 16 <= group->width();
     if (qobject_cast<const QLineEdit*>(&widget) || qobject_cast<const QComboBox*>(&widget))
         return widget.fontMetrics().height() + 4 <= widget.height();
     return true;
@@ -169,47 +173,84 @@ QStringList Overlaps(const QWidget& window) {
 struct Look {
     const char* name;
     double font;
-    bool is_long;  // texts half as long again, as in German
+    bool is_german;
+    bool is_long;  // texts half as long again
 };
 
-class DialogTexts : public DialogWindows, public ::testing::WithParamInterface<Look> {};
+class DialogTexts : public DialogWindows, public ::testing::WithParamInterface<Look> {
+protected:
+    void Prepare(std::u16string_view id) {
+        if (id == u"OpenDialog" || id == u"SaveDialog") HideUnused();
+        if (!GetParam().is_long) return;
+        for (const auto& control : m_model->controls()) {
+            const std::u16string text = control->Text();
+            if (!text.empty()) control->put_Text((text + u" " + text.substr(0, text.size() / 2)).c_str());
+        }
+    }
+    void ExpectAllTextsInView(const char* size) {
+        SCOPED_TRACE(size);
+        for (const QWidget* const widget : Window()->findChildren<QWidget*>())
+            if (widget->isVisible() && !Fits(*widget))
+                ADD_FAILURE() << widget->objectName().toStdString() << " in " << widget->width() << " x "
+                              << widget->height();
+        EXPECT_EQ(Overlaps(*Window()).join(", ").toStdString(), "");
+    }
+};
 
 TEST_P(DialogTexts, AreNotCutOff) {
-    std::string texts = ReadText(RESOURCES_FOLDER "/localization.xml");
-    LoadTexts(texts);
+    LoadTexts(ReadText(RESOURCES_FOLDER "/localization.xml"));
+    if (GetParam().is_german) LoadTexts(ReadText(LANGUAGE_FOLDER "/de.xml"));
     QFont font = m_font;
     font.setPointSizeF(font.pointSizeF() * GetParam().font);
     QApplication::setFont(font);
-    const std::vector<LPCWSTR> ids{u"OpenDialog", u"CreateAccountDlg", u"AdvancedPreferencesDialog",
-                                   u"FilePropertiesDlg", u"DlgAppPrefs.SharePoint.Name"};
+    const std::vector<LPCWSTR> ids{u"OpenDialog",
+                                   u"SaveDialog",
+                                   u"CreateAccountDlg",
+                                   u"FilePropertiesDlg",
+                                   u"AdvancedPreferencesDialog",
+                                   u"DlgAppPrefs.SharePoint.Name"};
     for (const LPCWSTR id : ids) {
         SCOPED_TRACE(desktop::ToQt(std::u16string_view(id)).toStdString());
-        prepare = [&] {
-            if (std::u16string_view(id) == u"OpenDialog") HideUnused();
-            if (!GetParam().is_long) return;
-            for (const auto& control : m_model->controls()) {
-                const std::u16string text = control->Text();
-                if (!text.empty()) control->put_Text((text + u" " + text.substr(0, text.size() / 2)).c_str());
-            }
-        };
+        prepare = [&] { Prepare(id); };
         Run(id, [&] {
             ASSERT_TRUE(Window());
-            for (const QWidget* const widget : Window()->findChildren<QWidget*>())
-                if (widget->isVisible() && !Fits(*widget))
-                    ADD_FAILURE() << widget->objectName().toStdString() << " in " << widget->width() << " x "
-                                  << widget->height();
-            EXPECT_EQ(Overlaps(*Window()).join(", ").toStdString(), "");
+            ExpectAllTextsInView("as it is shown");
             const QSize screen = Window()->screen()->availableSize();
             EXPECT_LE(Window()->width(), screen.width());
             EXPECT_LE(Window()->height(), screen.height());
+            Window()->resize(Window()->minimumSize());
+            QTest::qWait(5);
+            ExpectAllTextsInView("as small as it gets");
         });
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(, DialogTexts,
-                         ::testing::Values(Look{"Plain", 1, false}, Look{"Long", 1, true},
-                                           Look{"LargeFont", 2, false}, Look{"LongInALargeFont", 2, true}),
+                         ::testing::Values(Look{"Plain", 1, false, false}, Look{"German", 1, true, false},
+                                           Look{"Long", 1, false, true}, Look{"LargeFont", 2, false, false},
+                                           Look{"GermanInALargeFont", 2, true, false},
+                                           Look{"LongInALargeFont", 2, false, true}),
                          [](const auto& tested) { return tested.param.name; });
+
+// The same on screens of more points: Qt takes the factor at the start of a program.
+TEST(DialogTextsOnALargeScreen, AreNotCutOff) {
+    TempFolder folder;
+    const std::string screen = (folder / "screen.json").string();
+    testing_support::WriteText(screen, R"({"screens": [{"x": 0, "y": 0, "width": 1600, "height": 1600}]})");
+    for (const char* const factor : {"1.5", "2"}) {
+        SCOPED_TRACE(factor);
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("QT_SCALE_FACTOR", factor);
+        environment.insert("QT_QPA_PLATFORM", QString::fromStdString("offscreen:configfile=" + screen));
+        process.setProcessEnvironment(environment);
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(QCoreApplication::applicationFilePath(),
+                      {"--gtest_filter=*DialogTexts.*", "--gtest_brief=1"});
+        ASSERT_TRUE(process.waitForFinished(120'000));
+        EXPECT_EQ(process.exitCode(), 0) << process.readAll().toStdString();
+    }
+}
 
 TEST_F(DialogWindows, AskForTheRowsInViewAlone) {
     constexpr int kRows = 100'000;
@@ -317,6 +358,32 @@ TEST_F(DialogWindows, CloseByEscapeUnlessTheirMakerRefuses) {
         Window()->close();
         EXPECT_EQ(asked, 2);
         EXPECT_FALSE(m_model->IsModal());
+    });
+}
+
+// A list of files in a window that is as wide as half a screen.
+TEST_F(DialogWindows, ShrinkListsAndFieldsInsteadOfScrolling) {
+    LoadTexts(ReadText(RESOURCES_FOLDER "/localization.xml"));
+    QFont large = m_font;
+    large.setPointSizeF(large.pointSizeF() * 1.5);
+    QApplication::setFont(large);
+    prepare = [&] { HideUnused(); };
+    Run(u"OpenDialog", [&] {
+        Window()->resize(700, 480);
+        QTest::qWait(20);
+        EXPECT_EQ(Window()->size(), QSize(700, 480));
+        const auto* const area = Window()->findChild<QScrollArea*>();
+        EXPECT_FALSE(area->horizontalScrollBar()->isVisible() || area->verticalScrollBar()->isVisible());
+        const auto right = [&](const char* name) {
+            const auto* const widget = Find(name);
+            return widget->mapTo(Window(), QPoint(widget->width(), 0)).x();
+        };
+        EXPECT_GT(right("lst.files"), 680);
+        EXPECT_EQ(right("btn.cancel"), right("lst.files"));
+        EXPECT_EQ(right("cb.filter"), right("lst.files"));
+        Find("lst.files")->setFocus();
+        m_model->Find(u"lb.name")->put_Text(u"Name of the file");
+        EXPECT_EQ(Window()->size(), QSize(700, 480)) << "a text makes the window large again";
     });
 }
 

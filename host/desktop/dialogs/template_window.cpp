@@ -102,26 +102,33 @@ ControlView* TemplateWindow::ViewOf(const host::Control& control) const {
     return found == m_views.end() ? nullptr : found->get();
 }
 
-void TemplateWindow::Place() {
-    const QScopedValueRollback placing(m_is_placing, true);
+void TemplateWindow::Measure() {
     const Scale font_scale = FontScale(font());
-    const auto measure = [&](Scale scale) {
+    std::vector<int> widths;
+    const auto measure = [&] {
         m_measured.clear();
-        for (const auto& view : m_views) {
-            Measured measured = view->Measure(scale.Of(view->control().shape().place).width());
-            if (!view->control().is_shown()) measured.needed = {};
+        for (std::size_t i = 0; i < m_views.size(); ++i) {
+            Measured measured = m_views[i]->Measure(widths.empty() ? 1 : widths[i]);
+            if (!m_views[i]->control().is_shown()) measured = {measured.shape, {}, 0};
             m_measured.push_back(measured);
         }
     };
-    measure(font_scale);
-    const Scale scale = ScaleFor(m_measured, font_scale);
-    measure(scale);
-    m_placing = desktop::Place(m_model.shape(), m_measured, scale);
-    if (m_bar && m_placing.bar.isNull()) {
-        m_placing.bar = QRect(0, 0, m_placing.size.width(), m_bar->sizeHint().height());
-        for (QRect& place : m_placing.places) place.translate(0, m_placing.bar.height());
-        m_placing.size.rheight() += m_placing.bar.height();
-    }
+    measure();
+    widths = Widths(m_model.shape(), m_measured, font_scale);
+    measure();
+    m_placing = desktop::Place(m_model.shape(), m_measured, ScaleFor(m_measured, font_scale));
+    if (!m_bar || !m_placing.bar.isNull()) return;
+    const int height = m_bar->sizeHint().height();
+    m_placing.bar = QRect(0, 0, m_placing.size.width(), height);
+    for (auto* const places : {&m_placing.places, &m_placing.least_places})
+        for (QRect& place : *places) place.translate(0, height);
+    m_placing.size.rheight() += height;
+    m_placing.least_size.rheight() += height;
+}
+
+void TemplateWindow::Place() {
+    const QScopedValueRollback placing(m_is_placing, true);
+    Measure();
     int top_of_bottom = m_placing.size.height();
     for (std::size_t i = 0; i < m_views.size(); ++i) {
         if (m_views[i]->control().shape().stays_at_bottom)
@@ -129,18 +136,19 @@ void TemplateWindow::Place() {
     }
     m_bottom_height = m_placing.size.height() - top_of_bottom;
     const QSize room = screen()->availableSize() * 0.95;
-    QSize least = m_placing.size.boundedTo(room);
+    QSize least = m_placing.least_size.boundedTo(room);
     if (m_model.shape().is_scrollable)
         least.setHeight(std::min(least.height(), kLeastScrolledHeight + m_bottom_height));
     setMinimumSize(least);
-    resize(size().expandedTo(m_placing.size).boundedTo(room));
+    // A window in view keeps the size that the person has given it.
+    resize(size().expandedTo(isVisible() ? least : m_placing.size).boundedTo(room));
     Arrange();
 }
 
 void TemplateWindow::Arrange() {
     if (m_placing.size.isEmpty()) return;
     const QSize inside(width(), height() - m_bottom_height);
-    const QSize content(m_placing.size.width(), m_placing.size.height() - m_bottom_height);
+    const QSize content(m_placing.least_size.width(), m_placing.least_size.height() - m_bottom_height);
     m_scroll->setGeometry(QRect(QPoint(), inside));
     m_content->resize(content.expandedTo(inside));
     if (m_bottom) m_bottom->setGeometry(0, inside.height(), width(), m_bottom_height);

@@ -25,8 +25,9 @@ private:
 
     void AddControls();
     void NameFields();
-    // Measures every control and gives the window the size that its texts need.
+    // Measures every control and gives the window at least the size that its texts need.
     void Place();
+    void Measure();
     void Arrange();
     QWidget* HomeOf(const host::Control& control) const;
     ControlView* ViewOf(const host::Control& control) const;
