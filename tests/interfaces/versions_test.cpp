@@ -139,6 +139,21 @@ TEST_P(Versions, TheBytesOfACopyInUseKeepTheirVersion) {
 }
 
 // A second handle shares the local copy, whose version was told before the discard.
+// A discard puts back the time of the version before.
+TEST_P(Versions, AnotherHandleKnowsItsVersionAfterADiscardOfALaterTime) {
+    m_server.AdminFor("write", "alice&modified=2000-02-03T04:05:06Z", kName, "first");
+    Editor editor(m_server, "alice");
+    const auto file = editor.Open(kName, kWrite).file;
+    ASSERT_TRUE(file);
+    ASSERT_EQ(Send(file.get(), "second"), S_OK);
+    editor.Exec(file.get(), u"DiscardCheckOut");
+    const auto other = editor.Open(kName, kRead).file;
+    ASSERT_TRUE(other);
+    m_server.AdminFor("write", "bob&modified=2001-02-03T04:05:06Z", kName, "by bob");
+    EXPECT_TRUE(IsAsked(editor, other.get()));
+    EXPECT_EQ(m_server.Look(kName).bytes, "by bob");
+}
+
 TEST_P(Versions, AnotherHandleKnowsItsVersionAfterADiscard) {
     Editor editor(m_server, "alice");
     const auto file = editor.Open(kName, kWrite).file;

@@ -58,12 +58,16 @@ void File::HoldCopy(std::shared_ptr<LocalCopy> made) {
     m_copy = made ? std::move(made) : m_document->FindCopy(m_cache.get());
     if (!m_copy) m_copy = std::make_shared<LocalCopy>(VersionOnServer());
     if (m_cache) m_document->SetCopy(m_cache.get(), m_copy);
-    // The tags of a copy from before a check-out, check-in or discard say nothing; those of the same time do.
+    // The tags of a copy from before a check-out, check-in or discard say nothing: those of now show the next
+    // change, unless there was one already. A discard puts an older time back.
     const KnownVersion on_server = VersionOnServer();
-    const KnownVersion of_copy = m_copy->GetVersion();
+    KnownVersion of_copy = m_copy->GetVersion();
     if (of_copy.m_workflow_step != on_server.m_workflow_step &&
-        of_copy.m_modified_time == on_server.m_modified_time)
-        m_copy->SetVersion(on_server);
+        of_copy.m_modified_time >= on_server.m_modified_time) {
+        of_copy.m_tags = on_server.m_tags;
+        of_copy.m_workflow_step = on_server.m_workflow_step;
+        m_copy->SetVersion(of_copy);
+    }
     TakeVersion(m_copy->GetVersion());
     LOG_LINE(Log::verbose, u"the local copy is of modified_time=%llu", m_modified_time);
 }
