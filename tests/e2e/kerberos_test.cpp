@@ -190,28 +190,20 @@ TEST_F(Kerberos, AFailureIsToldAndThePasswordStillWorks) {
         const char* said;
         void (*spoil)(Realm&);
         const char* service = "HTTP/localhost";
-        std::vector<std::string> prefix = {};
     };
     const Row rows[] = {
         {"Cannot contact any KDC for realm 'SAMPLE.TEST'", [](Realm& realm) { realm.StopKdc(); }},
         {"HTTP/localhost@SAMPLE.TEST not found in Kerberos database", [](Realm&) {}, "HTTP/elsewhere"},
-        {"Ticket expired",
-         [](Realm& realm) {
+        {"Ticket expired", [](Realm& realm) {
              realm.LogIn("alice", "1s");
              while (RunToEnd({.arguments = {"klist", "-s"}}).status == 0) usleep(100'000);
              sleep(2);  // more than the clocks may differ
-         }},
-        {"Clock skew too great",
-         [](Realm& realm) { realm.LogIn("alice", "10h"); },
-         "HTTP/localhost",
-         {"faketime", "-f", "+1h"}}};
+         }}};
     for (const Row& row : rows) {
         Begin(kBoth, row.service);
         m_realm->LogIn("alice");
         row.spoil(*m_realm);
-        m_host.prefix = row.prefix;
         const ProcessResult refused = Add(Site());
-        m_host.prefix.clear();
         EXPECT_EQ(refused.status, 3) << refused.err;
         EXPECT_NE(refused.err.find(row.said), std::string::npos) << row.said << " in " << refused.err;
         const ProcessResult added = Add(Site(), {"--user", "alice", "--password-stdin"}, "alice\n");
@@ -221,6 +213,20 @@ TEST_F(Kerberos, AFailureIsToldAndThePasswordStillWorks) {
         m_server.reset();
         m_realm.reset();
     }
+}
+
+TEST_F(Kerberos, AClockThatIsAnHourOffIsTold) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer has to be loaded before the false clock";
+#endif
+    Begin(kBoth);
+    m_realm->LogIn("alice", "10h");
+    m_host.prefix = {"faketime", "-f", "+1h"};
+    const ProcessResult refused = Add(Site());
+    m_host.prefix.clear();
+    EXPECT_EQ(refused.status, 3) << refused.err;
+    EXPECT_NE(refused.err.find("Clock skew too great"), std::string::npos) << refused.err;
+    EXPECT_EQ(Add(Site(), {"--user", "alice", "--password-stdin"}, "alice\n").status, 0);
 }
 
 TEST_F(Kerberos, ANameThatTheRealmDoesNotKnowIsTold) {
