@@ -68,12 +68,24 @@ struct ITMK_TimerCallback : IUnknown {
     virtual HRESULT OnTimer(DWORD timer_id) = 0;
 };
 
+// A page of a window of properties or preferences, made by a plug-in; an IUIX_ObjImpl as well. It hears
+// UIX_Event_InitDialog once its controls are made. Main thread only.
+struct IUIX_PropPage : IUnknown {
+    static constexpr IID kIid{0x0B8E54D7, 0x36FA, 0x4C19, {0x95, 0x7D, 0xC0, 0x4E, 0xA1, 0x68, 0x2B, 0xF3}};
+    // The document that holds the page's dialog; it stands as long as the plug-in is loaded. The page's title
+    // is the text "$$$.PRODUCT.NAME" of the document's product and the page's name.
+    virtual HRESULT get_Template(LPCVOID* out_template, DWORD* out_size) = 0;
+    // The person confirms the window. What was not applied when it closes is forgotten.
+    virtual HRESULT Apply() = 0;
+};
+
 // The pages of a window of properties or preferences; the source of "e.customizePropDialog".
 struct IUIX_PropSheets : IUnknown {
     static constexpr IID kIid{0x62E8F05D, 0xB93A, 0x41C7, {0xAD, 0x08, 0x95, 0x2B, 0x1F, 0xD6, 0x7E, 0x43}};
     virtual HRESULT get_ID(BSTR* out_id) = 0;  // "DlgAppPrefs" for the host's preferences
-    // `page` is an IUIX_ObjImpl; `name` says which dialog of its template it is, and `before` the page that
-    // it goes before, null for the end.
+    // `page` is an IUIX_PropPage; `name` says which dialog of its template it is, and `before` the page that
+    // it goes before, null for the end. E_INVALIDARG for another object, a page of that name, or a template
+    // without such a dialog.
     virtual HRESULT InsertPage(IUnknown* page, LPCWSTR name, LPCWSTR before, DWORD flags) = 0;
 };
 

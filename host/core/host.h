@@ -72,6 +72,7 @@ public:
     const std::shared_ptr<CacheStore>& cache() const { return m_cache; }
     OAuth& oauth() { return m_oauth; }
     Languages& languages() { return m_languages; }
+    Dialogs& dialogs() { return m_dialogs; }
 
     IUnknown* FindExtension(std::u16string_view id) override;
     ComPtr<TMK::ITMK_Cab> OpenSettings(TMK::ITMK_Plugin* plugin, bool create) override;

@@ -117,6 +117,7 @@ DialogTemplate ReadDialogTemplate(std::string_view xml, std::u16string_view id) 
     const pugi::xml_node node = FindDialog(document, ToUtf8(id), reader);
 
     DialogTemplate dialog;
+    dialog.product = ToUtf16(document.child("dialogs").attribute("product").value());
     dialog.id = id;
     dialog.title = ToUtf16(node.attribute("title").value());
     dialog.width = reader.Length(node, "width", 1);

@@ -44,6 +44,7 @@ struct ControlTemplate {
 };
 
 struct DialogTemplate {
+    std::u16string product;  // of the document; texts of its own have it in front of their ids
     std::u16string id;
     std::u16string title;
     LONG width = 0;

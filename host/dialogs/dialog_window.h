@@ -62,6 +62,8 @@ public:
     Control* focused() const { return m_focused; }
     const std::vector<ComPtr<CommandBar>>& bars() const;
     const Surroundings& workbench() const { return m_around.workbench; }
+    // Tells the implementation that its controls are made, for a window that is shown inside another one.
+    HRESULT Open() { return Send(TMK::UIX_Event_InitDialog); }
     bool IsModal() const { return m_is_modal && !m_result; }
     void SetListener(DialogListener* listener) { m_listener = listener; }
     void OnDestroyed(std::function<void()> action) { m_on_destroyed = std::move(action); }

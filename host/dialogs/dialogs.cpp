@@ -7,7 +7,7 @@
 namespace host {
 
 Dialogs::Dialogs(MainThread& main_thread, Windows& panes, Workbench& workbench, DialogViews* views)
-    : m_main_thread(main_thread), m_panes(panes) {
+    : m_main_thread(main_thread), m_panes(panes), m_workbench(workbench) {
     if (views) m_around.emplace(DialogSurroundings{main_thread, workbench.around(), *views});
 }
 
@@ -26,20 +26,30 @@ HRESULT Dialogs::Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::
         throw Failure(E_NOTIMPL, "the window '" + ToUtf8(shape.id) +
                                      "' can't be shown in a terminal; use the editor, sphost-editor");
     }
-    return CreateWindow(parameters, std::move(shape), out_object);
+    out_object = MakeWindow(std::move(shape), *parameters.pImpl);
+    return S_OK;
 }
 
-HRESULT Dialogs::CreateWindow(const TMK::UIX_CreateObjParams& parameters, DialogTemplate shape,
-                              ComPtr<TMK::IUIX_Obj>& out_object) {
-    const auto window = Make<DialogWindow>(*m_around, std::move(shape), parameters.pImpl);
+ComPtr<DialogWindow> Dialogs::MakeWindow(DialogTemplate shape, TMK::IUIX_ObjImpl& implementation) {
+    const std::string id = ToUtf8(shape.id);
+    auto window = Make<DialogWindow>(*m_around, std::move(shape), ComPtr<TMK::IUIX_ObjImpl>(&implementation));
     m_windows.push_back(window);
     window->OnDestroyed([this, raw = window.get()] { Forget(*raw); });
-    if (const HRESULT result = parameters.pImpl->put_Obj(window.get()); FAILED(result)) {
+    if (const HRESULT result = implementation.put_Obj(window.get()); FAILED(result)) {
         window->Destroy();
-        return result;
+        throw Failure(result, "the window '" + id + "' was refused by its plug-in");
     }
-    out_object = window;
-    return S_OK;
+    return window;
+}
+
+ComPtr<PreferencePages> Dialogs::OpenPreferences() {
+    if (!m_around) return nullptr;
+    auto pages = Make<PreferencePages>(m_around->workbench.catalogue,
+                                       [this](DialogTemplate shape, TMK::IUIX_ObjImpl& implementation) {
+                                           return MakeWindow(std::move(shape), implementation);
+                                       });
+    m_workbench.events().Raise(m_workbench.atoms().Of(u"e.customizePropDialog"), pages.get());
+    return pages;
 }
 
 HRESULT Dialogs::CreateControl(const TMK::UIX_CreateObjParams& parameters,

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "host/browser/windows.h"
-#include "host/dialogs/dialog_window.h"
+#include "host/dialogs/preference_pages.h"
 #include "host/workbench/workbench.h"
 
 namespace host {
@@ -20,16 +20,20 @@ public:
     // can't be shown.
     HRESULT Create(const TMK::UIX_CreateObjParams& parameters, ComPtr<TMK::IUIX_Obj>& out_object);
     void DestroyAll();
+    // The pages of preferences that plug-ins have, for a window that is about to show them. Null where
+    // windows can't be shown. They are closed at the latest when the plug-in goes.
+    ComPtr<PreferencePages> OpenPreferences();
 
 private:
-    HRESULT CreateWindow(const TMK::UIX_CreateObjParams& parameters, DialogTemplate shape,
-                         ComPtr<TMK::IUIX_Obj>& out_object);
+    // Throws a Failure with what the implementation says of it.
+    ComPtr<DialogWindow> MakeWindow(DialogTemplate shape, TMK::IUIX_ObjImpl& implementation);
     static HRESULT CreateControl(const TMK::UIX_CreateObjParams& parameters,
                                  ComPtr<TMK::IUIX_Obj>& out_object);
     void Forget(DialogWindow& window);
 
     MainThread& m_main_thread;
     Windows& m_panes;
+    Workbench& m_workbench;
     std::optional<DialogSurroundings> m_around;  // none where windows can't be shown
     std::vector<ComPtr<DialogWindow>> m_windows;
 };

@@ -11,6 +11,7 @@
 #include "browse/open_save_dialog.h"
 #include "integration/for_each_document.h"
 #include "integration/timer_update_ui.h"
+#include "preferences/preferences_page.h"
 
 EventsHandler::EventsHandler(PluginContext& plugin)
     : m_plugin(&plugin),
@@ -139,7 +140,9 @@ HRESULT EventsHandler::CustomizePropDialog(TMK::IUIX_PropSheets* sheets) {
     Bstr page_id;
     CHECK_RESULT_TEXT(sheets->get_ID(page_id.put()), u"sheets->get_ID(&page_id)");
     if (EqualIgnoringCase(page_id.str(), u"DlgAppPrefs")) {
-        LOG_LINE(Log::information, u"There is no page for '%s'", page_id.str());
+        CHECK_RESULT_TEXT(sheets->InsertPage(Ui::CreatePreferencesPage(*m_plugin).get(),
+                                             Ui::kPreferencesPageName, nullptr, 0),
+                          u"sheets->InsertPage(page, L\"DlgAppPrefs.SharePoint.Name\", nullptr, 0)");
     } else {
         LOG_LINE(Log::verbose, u"Ignoring page ID '%s'", page_id.str());
     }

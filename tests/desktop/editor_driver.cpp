@@ -62,7 +62,7 @@ EditorDriver::EditorDriver(const std::filesystem::path& profile, const EditorOpt
     m_host->LoadPlugin(PLUGIN_FILE);
     m_editor =
         std::make_unique<desktop::Editor>(*m_host, m_front_end, options.has_languages ? LANGUAGE_FOLDER : "");
-    m_editor->autosave_ms = options.autosave_ms;
+    if (options.autosave_ms > 0) m_editor->autosave_ms = options.autosave_ms;
     m_window = std::make_unique<desktop::MainWindow>(*m_editor, options.bars);
     m_window->show();
     QObject::connect(&m_watch, &QTimer::timeout, m_window.get(), [this] { AnswerNow(); });

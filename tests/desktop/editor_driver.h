@@ -27,7 +27,7 @@ std::string RotationsOf(const std::string& pdf);
 
 struct EditorOptions {
     desktop::Bars bars = desktop::Bars::ribbon;
-    int autosave_ms = 30'000;
+    int autosave_ms = 0;                 // 0: the profile's
     std::filesystem::path browser = {};  // the program that shows sign-in pages; none without it
     bool has_languages = false;          // the packs that ship
 };

@@ -105,7 +105,7 @@ TEST_F(InsideEditor, AnswersAHostsMistakes) {
         EXPECT_EQ(Events()->OnEvent(Atom(row.event), nullptr, row.source), row.result)
             << host::ToUtf8(row.event) << (row.source ? "" : " without a source");
     }
-    EXPECT_EQ(sheets->pages, 0);
+    EXPECT_EQ(sheets->pages, 1);
     LONG state = 77;
     EXPECT_EQ(handler->OnGetItemState(nullptr, nullptr, &state), E_INVALIDARG);
     EXPECT_EQ(handler->OnGetItemState(command.get(), nullptr, nullptr), E_INVALIDARG);

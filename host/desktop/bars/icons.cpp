@@ -57,6 +57,7 @@ const std::map<QString, QString>& Paths() {
         {"place-add", "M 13 19 L 3 19 L 3 5 L 9 5 L 11 8 L 21 8 L 21 12 M 18 14 L 18 22 M 14 18 L 22 18"},
         {"dark", "M 20 14 C 12 17 6 11 10 4 C 3 6 1 15 7 19 C 12 22 18 20 20 14 Z"},
         {"language", "O 3 3 18 18 M 3 12 L 21 12 M 12 3 C 7 8 7 16 12 21 M 12 3 C 17 8 17 16 12 21"},
+        {"preferences", "M 4 6 L 20 6 M 4 12 L 20 12 M 4 18 L 20 18 O 7 4 4 4 O 13 10 4 4 O 9 16 4 4"},
         {"menus", "M 4 6 L 20 6 M 4 12 L 20 12 M 4 18 L 20 18"},
         {"unsent", "M 12 15 L 12 4 M 7 9 L 12 4 L 17 9 M 4 15 L 4 20 L 20 20 L 20 15"},
         {"close", "M 6 6 L 18 18 M 18 6 L 6 18"},

@@ -33,7 +33,10 @@ public:
     ButtonView(host::ButtonControl& control, QWidget* parent)
         : ControlView(control, new QPushButton(parent)), m_button(*static_cast<QPushButton*>(widget())) {
         m_button.setAutoDefault(true);
-        QObject::connect(&m_button, &QPushButton::clicked, &m_button, [&control] { control.Click(); });
+        QObject::connect(&m_button, &QPushButton::clicked, &m_button, [this, &control] {
+            m_button.setFocus();  // a key leaves the field that is being edited where it is
+            control.Click();
+        });
     }
 
 private:
@@ -239,13 +242,16 @@ private:
 class PropertiesView final : public ControlView {
 public:
     PropertiesView(host::PropertyListControl& control, QWidget* parent)
-        : ControlView(control, new PropertyView(control, parent)) {}
+        : ControlView(control, new PropertyView(control, parent)),
+          m_view(*static_cast<PropertyView*>(widget())) {}
+    std::vector<QWidget*> FocusOrder() const override { return m_view.Editors(); }
 
 private:
     void Show(ControlChange change) override {
-        if (change == ControlChange::Items || change == ControlChange::Rows)
-            static_cast<PropertyView*>(widget())->Reload();
+        if (change == ControlChange::Items) m_view.Reload();
+        if (change == ControlChange::Rows) m_view.ShowValues();
     }
+    PropertyView& m_view;
 };
 
 // A bar in the middle of its place, for work that takes longer than a moment.

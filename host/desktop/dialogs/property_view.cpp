@@ -1,75 +1,82 @@
 #include "host/desktop/dialogs/property_view.h"
 
-#include <QComboBox>
-#include <QHeaderView>
-#include <QScopedValueRollback>
+#include <QEvent>
+#include <QLabel>
+#include <QVBoxLayout>
 
+#include "host/desktop/dialogs/property_editor.h"
 #include "host/desktop/front_end/text.h"
 
 namespace desktop {
 
-namespace {
-
-QString TextOf(const Variant& value) {
-    if (value.type() == VT_BSTR) return ToQt(std::u16string_view(value.bstrVal, SysStringLen(value.bstrVal)));
-    if (value.type() == VT_R8) return QString::number(value.dblVal, 'g', 15);
-    return {};
-}
-
-}  // namespace
-
 PropertyView::PropertyView(host::PropertyListControl& control, QWidget* parent)
-    : QTreeWidget(parent), m_control(control) {
-    setColumnCount(2);
-    setHeaderLabels({tr("Property"), tr("Value")});
-    setRootIsDecorated(false);
-    setUniformRowHeights(true);
-    setEditTriggers(DoubleClicked | EditKeyPressed | SelectedClicked | AnyKeyPressed);
-    header()->setSectionResizeMode(QHeaderView::Stretch);
-    connect(this, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem* item) { Take(item); });
+    : QScrollArea(parent), m_control(control) {
+    setWidgetResizable(true);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setFocusPolicy(Qt::NoFocus);
     Reload();
 }
 
+// The widgets go first: the last one may still hand on what was typed.
+PropertyView::~PropertyView() {
+    delete takeWidget();
+}
+
 void PropertyView::Reload() {
-    const QScopedValueRollback showing(m_is_showing, true);
-    clear();
-    for (const host::PropertyRow& row : m_control.rows()) AddRow(row);
+    m_editors.clear();
+    auto* const content = new QWidget;
+    auto* const lines = new QVBoxLayout(content);
+    lines->setSpacing(4);
+    for (const host::PropertyRow& row : m_control.rows()) {
+        m_editors.push_back(MakePropertyEditor(m_control, row));
+        PropertyEditor& editor = *m_editors.back();
+        const QString title = ToQt(row.title);
+        auto* const label = new QLabel(QString(title).replace('&', "&&"));
+        label->setTextFormat(Qt::PlainText);
+        label->setWordWrap(true);
+        label->setBuddy(editor.widget());
+        if (lines->count() > 0) lines->addSpacing(6);
+        lines->addWidget(label);
+        lines->addWidget(editor.widget());
+        editor.widget()->setObjectName("property." + title);
+        for (QWidget* const part : editor.widget()->findChildren<QWidget*>() << editor.widget()) {
+            part->setAccessibleName(title);
+            part->installEventFilter(this);
+        }
+        editor.ShowValue();
+        if (row.description.empty()) continue;
+        auto* const description = new QLabel(ToQt(row.description));
+        description->setTextFormat(Qt::PlainText);
+        description->setWordWrap(true);
+        description->setForegroundRole(QPalette::PlaceholderText);
+        lines->addWidget(description);
+        editor.widget()->setToolTip(description->text());
+    }
+    lines->addStretch();
+    setWidget(content);
 }
 
-void PropertyView::AddRow(const host::PropertyRow& row) {
-    const Variant value = m_control.ValueOf(row);
-    auto* const item = new QTreeWidgetItem(this, {ToQt(row.title), TextOf(value)});
-    item->setToolTip(0, ToQt(row.description));
-    if (row.kind == TMK::UIX_Prop_Bool) {
-        const bool is_set = value.type() == VT_BOOL && value.boolVal != VARIANT_FALSE;
-        item->setCheckState(1, is_set ? Qt::Checked : Qt::Unchecked);
-    } else if (row.kind == TMK::UIX_Prop_Choice) {
-        auto* const choices = new QComboBox;
-        for (const auto& choice : row.choices) choices->addItem(ToQt(choice));
-        choices->setCurrentIndex(value.type() == VT_I4 ? value.lVal : -1);
-        connect(choices, &QComboBox::activated, this,
-                [this, row](int index) { m_control.SetValue(row, Variant(LONG{index})); });
-        setItemWidget(item, 1, choices);
-    } else if (row.kind == TMK::UIX_Prop_String || row.kind == TMK::UIX_Prop_Number) {
-        item->setFlags(item->flags() | Qt::ItemIsEditable);
-    }
+void PropertyView::ShowValues() {
+    for (const auto& editor : m_editors) editor->ShowValue();
 }
 
-void PropertyView::Take(QTreeWidgetItem* item) {
-    const int position = indexOfTopLevelItem(item);
-    if (m_is_showing || position < 0) return;
-    const host::PropertyRow row = m_control.rows()[static_cast<std::size_t>(position)];
-    Variant value(std::u16string_view(FromQt(item->text(1))));
-    if (row.kind == TMK::UIX_Prop_Bool) {
-        value = Variant(item->checkState(1) == Qt::Checked);
-    } else if (row.kind == TMK::UIX_Prop_Number) {
-        value = Variant();
-        bool is_number = false;
-        value.dblVal = locale().toDouble(item->text(1), &is_number);
-        if (is_number) value.vt = VT_R8;
+std::vector<QWidget*> PropertyView::Editors() const {
+    std::vector<QWidget*> widgets;
+    for (const auto& editor : m_editors)
+        for (QWidget* const part : editor->Parts()) widgets.push_back(part);
+    return widgets;
+}
+
+bool PropertyView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::FocusOut) {
+        for (const auto& editor : m_editors) {
+            const auto* const part = static_cast<QWidget*>(watched);
+            if (editor->widget() == part || editor->widget()->isAncestorOf(part)) editor->Commit();
+        }
+    } else if (event->type() == QEvent::FocusIn) {
+        ensureWidgetVisible(static_cast<QWidget*>(watched));
     }
-    QMetaObject::invokeMethod(
-        this, [this, row, value] { m_control.SetValue(row, value); }, Qt::QueuedConnection);
+    return QScrollArea::eventFilter(watched, event);
 }
 
 }  // namespace desktop

@@ -71,8 +71,10 @@ void TemplateWindow::AddControls() {
     for (const auto& control : m_model.controls()) {
         m_views.push_back(MakeControlView(*control, HomeOf(*control)));
         QWidget* const widget = m_views.back()->widget();
-        if (before) setTabOrder(before, widget);
-        before = widget;
+        for (QWidget* const next : m_views.back()->FocusOrder()) {
+            if (before) setTabOrder(before, next);
+            before = next;
+        }
         if (auto* const button = qobject_cast<QPushButton*>(widget))
             button->setDefault(control->shape().id == m_model.shape().default_item);
     }

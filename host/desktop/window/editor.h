@@ -19,7 +19,9 @@ struct Editor {
           worker(the_host, the_front_end, sites),
           state(the_host.profile()),
           language(the_host, state, language_folder),
-          autosaves(the_host.profile()) {}
+          autosaves(the_host.profile()) {
+        if (const int seconds = state.Text("autosave").toInt(); seconds > 0) autosave_ms = seconds * 1000;
+    }
 
     host::Host& host;
     DesktopFrontEnd& front_end;

@@ -199,12 +199,7 @@ void EditorCommands::AddViewCommands() {
          u"&Menus",
          "menus",
          {QKeySequence("Ctrl+F1")},
-         [&window] {
-             const Bars bars = window.m_bars == Bars::ribbon ? Bars::menus : Bars::ribbon;
-             window.m_editor.state.SetFlag("menus", bars == Bars::menus);
-             QMetaObject::invokeMethod(
-                 &window, [&window, bars] { window.SetBars(bars); }, Qt::QueuedConnection);
-         },
+         [&window] { window.UseBars(window.m_bars == Bars::ribbon ? Bars::menus : Bars::ribbon); },
          [&window] { return Checked(window.m_bars == Bars::menus); }});
     const auto step = [&window](int by) {
         const int count = window.m_tabs->count();
@@ -223,6 +218,9 @@ void EditorCommands::AddViewCommands() {
          {QKeySequence("Ctrl+Shift+Tab")},
          [=] { step(-1); },
          has_several});
+    Add({u"cmd.preferences", u"Pre&ferences…", "preferences", {QKeySequence("Ctrl+,")}, [&window] {
+             window.ShowPreferences();
+         }});
     Add({u"cmd.about", u"&About", "info", {QKeySequence("F1")}, [&window] {
              Ask(window.m_editor.host,
                  {.id = "editor.about",
@@ -339,8 +337,8 @@ void EditorCommands::FillRibbon(host::Ribbon& ribbon) {
     fill(u"cmd.shareGroup", {u"cmd.addPlace", u"cmd.unsent"});
     fill(u"cmd.zoomGroup", {u"cmd.zoomIn", u"cmd.zoomOut", u"cmd.actualSize", u"cmd.fitWidth", u"cmd.fitPage",
                             nullptr, u"cmd.goToPage"});
-    fill(u"cmd.windowGroup",
-         {u"cmd.pagesPane", u"cmd.placesPane", u"cmd.dark", u"cmd.menus", u"cmd.language", u"cmd.about"});
+    fill(u"cmd.windowGroup", {u"cmd.pagesPane", u"cmd.placesPane", u"cmd.dark", u"cmd.menus", u"cmd.language",
+                              u"cmd.preferences", u"cmd.about"});
 }
 
 void EditorCommands::FillMenus(host::MainView& view) {
@@ -358,7 +356,7 @@ void EditorCommands::FillMenus(host::MainView& view) {
           nullptr, u"cmd.page.duplicate", u"cmd.page.insert", u"cmd.page.delete"});
     fill(u"cmd.view", {u"cmd.zoomIn", u"cmd.zoomOut", u"cmd.actualSize", u"cmd.fitWidth", u"cmd.fitPage",
                        nullptr, u"cmd.goToPage", nullptr, u"cmd.pagesPane", u"cmd.placesPane", nullptr,
-                       u"cmd.dark", u"cmd.menus", u"cmd.language"});
+                       u"cmd.dark", u"cmd.menus", u"cmd.language", nullptr, u"cmd.preferences"});
     fill(u"cmd.window", {u"cmd.nextDocument", u"cmd.previousDocument"});
     fill(u"cmd.help", {u"cmd.about"});
     const auto tools = m_workbench.manager().MakeBar(u"cmdbar.standard", u"Standard");

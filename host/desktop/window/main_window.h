@@ -16,6 +16,8 @@ class QTabWidget;
 
 namespace desktop {
 
+struct EditorPreferences;
+
 class PlacesPane;
 class RibbonView;
 class StartPage;
@@ -76,6 +78,9 @@ private:
     void RemovePlace(const QString& address);
     bool HasPlace(const QString& address);
     void ShowUnsent();
+    void ShowPreferences();
+    void UsePreferences(const EditorPreferences& wanted);
+    void UseBars(Bars bars);
     void UseDark(bool is_dark);
     void UseLanguage(const QString& code);
     void SaveState();

@@ -12,6 +12,7 @@
 #include "host/desktop/window/main_window.h"
 #include "host/desktop/window/place_window.h"
 #include "host/desktop/window/places_pane.h"
+#include "host/desktop/window/preferences_window.h"
 #include "host/desktop/window/questions.h"
 #include "host/desktop/window/site_dialogs.h"
 #include "host/desktop/window/unsent_window.h"
@@ -224,6 +225,42 @@ void MainWindow::KeepUnsaved() {
 void MainWindow::ShowUnsent() {
     OfferUnsent();
     if (!findChild<UnsentWindow*>()) ShowMessage(tr("Everything is saved and sent"));
+}
+
+void MainWindow::ShowPreferences() {
+    PreferencesWindow window(
+        m_editor,
+        {.shows_pages = m_shows_thumbnails,
+         .shows_places = !m_places->isHidden(),
+         .is_dark = m_is_dark,
+         .has_menus = m_bars == Bars::menus,
+         .language = m_editor.language.current(),
+         .autosave_seconds = m_editor.autosave_ms / 1000},
+        [this](const EditorPreferences& wanted) { UsePreferences(wanted); }, this);
+    window.exec();
+}
+
+void MainWindow::UsePreferences(const EditorPreferences& wanted) {
+    m_shows_thumbnails = wanted.shows_pages;
+    for (int i = 0; i < m_tabs->count(); ++i) TabAt(i)->ShowThumbnails(m_shows_thumbnails);
+    m_places->setVisible(wanted.shows_places);
+    if (wanted.is_dark != m_is_dark) UseDark(wanted.is_dark);
+    if (wanted.language != m_editor.language.current()) UseLanguage(wanted.language);
+    m_editor.autosave_ms = wanted.autosave_seconds * 1000;
+    m_editor.state.SetText("autosave", QString::number(wanted.autosave_seconds));
+    const Bars bars = wanted.has_menus ? Bars::menus : Bars::ribbon;
+    if (bars != m_bars) UseBars(bars);
+    m_actions.Update();
+}
+
+// Once the command that asks for it has ended: its button goes with the bars.
+void MainWindow::UseBars(Bars bars) {
+    m_editor.state.SetFlag("menus", bars == Bars::menus);
+    const auto use = [this, bars] {
+        SetBars(bars);
+        m_actions.Update();
+    };
+    QMetaObject::invokeMethod(this, use, Qt::QueuedConnection);
 }
 
 void MainWindow::UseDark(bool is_dark) {
