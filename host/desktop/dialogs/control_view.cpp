@@ -244,6 +244,7 @@ public:
     PropertiesView(host::PropertyListControl& control, QWidget* parent)
         : ControlView(control, new PropertyView(control, parent)),
           m_view(*static_cast<PropertyView*>(widget())) {}
+    void Commit() override { m_view.Commit(); }
     std::vector<QWidget*> FocusOrder() const override { return m_view.Editors(); }
 
 private:

@@ -20,6 +20,8 @@ public:
     QWidget* widget() const { return m_widget; }
     // What the widget needs; `width` is that of its place, for texts that wrap.
     virtual Measured Measure(int width) const;
+    // Hands on what is being typed.
+    virtual void Commit() {}
     // What the keyboard goes through, in this order.
     virtual std::vector<QWidget*> FocusOrder() const { return {m_widget}; }
     void Apply(host::ControlChange change);

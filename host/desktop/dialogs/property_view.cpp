@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QLabel>
 #include <QVBoxLayout>
+#include <utility>
 
 #include "host/desktop/dialogs/property_editor.h"
 #include "host/desktop/front_end/text.h"
@@ -39,7 +40,9 @@ void PropertyView::Reload() {
         lines->addWidget(label);
         lines->addWidget(editor.widget());
         editor.widget()->setObjectName("property." + title);
-        for (QWidget* const part : editor.widget()->findChildren<QWidget*>() << editor.widget()) {
+        QList<QWidget*> parts = editor.widget()->findChildren<QWidget*>();
+        parts.append(editor.widget());
+        for (QWidget* const part : std::as_const(parts)) {
             part->setAccessibleName(title);
             part->installEventFilter(this);
         }
@@ -58,6 +61,10 @@ void PropertyView::Reload() {
 
 void PropertyView::ShowValues() {
     for (const auto& editor : m_editors) editor->ShowValue();
+}
+
+void PropertyView::Commit() {
+    for (const auto& editor : m_editors) editor->Commit();
 }
 
 std::vector<QWidget*> PropertyView::Editors() const {

@@ -23,6 +23,8 @@ public:
     // Shows the values that the control has now.
     void ShowValues();
     // In the order of the rows, for the keyboard.
+    // Hands on what is being typed.
+    void Commit();
     std::vector<QWidget*> Editors() const;
 
 private:

@@ -75,8 +75,11 @@ void TemplateWindow::AddControls() {
             if (before) setTabOrder(before, next);
             before = next;
         }
-        if (auto* const button = qobject_cast<QPushButton*>(widget))
+        if (auto* const button = qobject_cast<QPushButton*>(widget)) {
             button->setDefault(control->shape().id == m_model.shape().default_item);
+            // In a window that isn't active no field loses the focus.
+            connect(button, &QPushButton::pressed, this, [this] { Commit(); });
+        }
     }
     NameFields();
 }
@@ -102,6 +105,10 @@ ControlView* TemplateWindow::ViewOf(const host::Control& control) const {
     const auto found = std::find_if(m_views.begin(), m_views.end(),
                                     [&](const auto& view) { return &view->control() == &control; });
     return found == m_views.end() ? nullptr : found->get();
+}
+
+void TemplateWindow::Commit() {
+    for (const auto& view : m_views) view->Commit();
 }
 
 void TemplateWindow::Measure() {
@@ -214,6 +221,7 @@ void TemplateWindow::keyPressEvent(QKeyEvent* event) {
     // Enter in a field with several lines never comes here.
     const bool is_enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
     if (is_enter && !qobject_cast<QPushButton*>(focusWidget())) {
+        Commit();
         m_model.PressEnter();
         return event->accept();
     }

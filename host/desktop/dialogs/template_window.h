@@ -24,6 +24,8 @@ private:
     void BarsChanged() override;
 
     void AddControls();
+    // Hands on what is being typed.
+    void Commit();
     void NameFields();
     // Measures every control and gives the window at least the size that its texts need.
     void Place();
